@@ -1,0 +1,46 @@
+# How every target of this project is built: C++20, hidden symbols, strict warnings.
+
+add_library( dot1x_build_options INTERFACE )
+target_compile_options( dot1x_build_options INTERFACE
+   -Wall -Wextra -Wpedantic -Wconversion -Wshadow
+   $<$<BOOL:${DOT1X_WERROR}>:-Werror>
+   # g++ 12 warns of its own string concatenation at -O3 (GCC bug 105651).
+   $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict> )
+if( DOT1X_SANITIZE )
+   target_compile_options( dot1x_build_options INTERFACE
+      -fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer )
+   target_link_options( dot1x_build_options INTERFACE -fsanitize=address,undefined )
+   if( CMAKE_CXX_COMPILER_ID MATCHES Clang )
+      # Types of hidden visibility are distinct per library to this check, and ours cross libraries.
+      target_compile_options( dot1x_build_options INTERFACE -fno-sanitize=vptr,function )
+   endif()
+endif()
+
+# Calls between functions of one library need no indirection through the dynamic linker.
+set( DOT1X_LIBRARY_OPTIONS -fno-semantic-interposition )
+
+# dot1x_library( NAME SOURCES ... [DEPENDS targets...] )
+# A shared library whose headers are included by folder ("NAME/Header.h") and are installed with it.
+function( dot1x_library name )
+   cmake_parse_arguments( ARG "" "" "SOURCES;DEPENDS" ${ARGN} )
+   add_library( ${name} SHARED ${ARG_SOURCES} )
+   add_library( Dot1xV2::${name} ALIAS ${name} )
+   cmake_path( GET CMAKE_CURRENT_SOURCE_DIR PARENT_PATH include_root )
+   target_include_directories( ${name} PUBLIC
+      $<BUILD_INTERFACE:${include_root}>
+      $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/dot1xv2> )
+   target_compile_features( ${name} PUBLIC cxx_std_20 )
+   target_compile_options( ${name} PRIVATE ${DOT1X_LIBRARY_OPTIONS} )
+   target_link_libraries( ${name} PUBLIC ${ARG_DEPENDS} PRIVATE $<BUILD_INTERFACE:dot1x_build_options> )
+   set_target_properties( ${name} PROPERTIES
+      CXX_EXTENSIONS OFF
+      CXX_VISIBILITY_PRESET hidden
+      VISIBILITY_INLINES_HIDDEN ON
+      VERSION ${PROJECT_VERSION}
+      SOVERSION ${PROJECT_VERSION_MAJOR} )
+   set_property( GLOBAL APPEND PROPERTY DOT1X_LIBRARIES ${name} )
+   cmake_path( GET CMAKE_CURRENT_SOURCE_DIR FILENAME folder )
+   install( DIRECTORY ${CMAKE_CURRENT_SOURCE_DIR}/
+      DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/dot1xv2/${folder}
+      FILES_MATCHING PATTERN "*.h" )
+endfunction()
