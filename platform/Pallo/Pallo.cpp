@@ -1,0 +1,225 @@
+#include "Pallo/Pallo.h"
+
+#include <array>
+#include <cstdint>
+#include <cstdlib>
+#include <mutex>
+
+#include "Varek/ThreadControl.h"
+
+#if defined( __SANITIZE_ADDRESS__ )
+#define PALLO_HEAP_ONLY 1
+#elif defined( __has_feature )
+#if __has_feature( address_sanitizer )
+#define PALLO_HEAP_ONLY 1
+#endif
+#endif
+#ifndef PALLO_HEAP_ONLY
+#define PALLO_HEAP_ONLY 0
+#endif
+
+namespace Pallo {
+
+namespace {
+
+constexpr bool heapOnly = PALLO_HEAP_ONLY != 0;
+constexpr std::size_t granule = 16;
+constexpr std::size_t classes = largestSize / granule;
+constexpr std::size_t slabSize = std::size_t{ 16 } * 1024;
+constexpr std::size_t slabsInRegion = 16;
+
+struct FreeObject {
+   FreeObject* next;
+};
+
+struct Region;
+
+/// Head of a slab; the objects follow it. A slab is found from an object by clearing low bits.
+struct Slab {
+   Region* region;
+   Slab* next; // in the list of slabs of its class that have room, or of unused slabs
+   Slab* previous;
+   FreeObject* freed;   // objects given back
+   std::uint32_t live;  // objects in use
+   std::uint32_t fresh; // offset of the first object that was never used
+   std::uint32_t objectSize;
+};
+
+constexpr std::size_t slabHead = ( sizeof( Slab ) + granule - 1 ) / granule * granule;
+
+/// Slabs that were taken from the heap at once.
+struct Region {
+   void* storage;
+   std::size_t unusedSlabs;
+   Region* next = nullptr; // in the list of all
+   Region* previous = nullptr;
+
+   Slab* slab( std::size_t i ) const {
+      return reinterpret_cast<Slab*>( static_cast<char*>( storage ) + i * slabSize );
+   }
+};
+
+template<class Node>
+class List {
+public:
+   Node* front() const { return first_; }
+   void push( Node* node ) {
+      node->previous = nullptr;
+      node->next = first_;
+      if ( first_ )
+         first_->previous = node;
+      first_ = node;
+   }
+   void remove( Node* node ) {
+      ( node->previous ? node->previous->next : first_ ) = node->next;
+      if ( node->next )
+         node->next->previous = node->previous;
+   }
+
+private:
+   Node* first_ = nullptr;
+};
+
+struct State {
+   std::array<List<Slab>, classes> withRoom;
+   List<Slab> unused;
+   List<Region> regions;
+   std::size_t unusedRegions = 0;
+   std::mutex mutex;
+};
+
+// Constant-initialised and never destroyed: entities may live in static objects.
+union StateHolder {
+   constexpr StateHolder() : state() {}
+   ~StateHolder() {}
+   State state;
+};
+constinit StateHolder holder;
+
+/// Takes the lock only where more than one thread may be about.
+class Guard {
+public:
+   Guard() : locked_( Varek::ThreadControl::multiThreaded() ) {
+      if ( locked_ ) [[unlikely]]
+         holder.state.mutex.lock();
+   }
+   ~Guard() {
+      if ( locked_ ) [[unlikely]]
+         holder.state.mutex.unlock();
+   }
+   Guard( Guard const& ) = delete;
+   Guard& operator=( Guard const& ) = delete;
+
+private:
+   bool const locked_;
+};
+
+std::size_t classOf( std::size_t size ) { return ( size + granule - 1 ) / granule - ( size != 0 ); }
+
+Slab* slabOf( void* object ) {
+   auto const address = reinterpret_cast<std::uintptr_t>( object );
+   return reinterpret_cast<Slab*>( address & ~( slabSize - 1 ) );
+}
+
+bool full( Slab const& slab ) { return !slab.freed && slab.fresh + slab.objectSize > slabSize; }
+
+void addRegion( State& state ) {
+   constexpr std::size_t size = slabSize * slabsInRegion;
+   auto* const region = new Region{ std::aligned_alloc( slabSize, size ), slabsInRegion };
+   if ( !region->storage ) {
+      delete region;
+      throw std::bad_alloc();
+   }
+   for ( std::size_t i = slabsInRegion; i-- > 0; ) {
+      state.unused.push( ::new ( region->slab( i ) )
+                            Slab{ region, nullptr, nullptr, nullptr, 0, 0, 0 } );
+   }
+   state.regions.push( region );
+   ++state.unusedRegions;
+}
+
+/// A slab of objects of class \p index, at the front of its list.
+Slab* addSlab( State& state, std::size_t index ) {
+   if ( !state.unused.front() )
+      addRegion( state );
+   Slab* const slab = state.unused.front();
+   state.unused.remove( slab );
+   if ( slab->region->unusedSlabs-- == slabsInRegion )
+      --state.unusedRegions;
+   slab->freed = nullptr;
+   slab->live = 0;
+   slab->fresh = slabHead;
+   slab->objectSize = static_cast<std::uint32_t>( ( index + 1 ) * granule );
+   state.withRoom[index].push( slab );
+   return slab;
+}
+
+void dropRegion( State& state, Region* region ) {
+   for ( std::size_t i = 0; i < slabsInRegion; ++i )
+      state.unused.remove( region->slab( i ) );
+   state.regions.remove( region );
+   std::free( region->storage );
+   delete region;
+   --state.unusedRegions;
+}
+
+void dropSlab( State& state, std::size_t index, Slab* slab ) {
+   state.withRoom[index].remove( slab );
+   state.unused.push( slab );
+   Region* const region = slab->region;
+   if ( ++region->unusedSlabs == slabsInRegion && ++state.unusedRegions > 1 )
+      dropRegion( state, region );
+}
+
+} // namespace
+
+void* allocate( std::size_t size ) {
+   if ( heapOnly || size > largestSize )
+      return ::operator new( size );
+   Guard const guard;
+   State& state = holder.state;
+   std::size_t const index = classOf( size );
+   Slab* slab = state.withRoom[index].front();
+   if ( !slab ) [[unlikely]]
+      slab = addSlab( state, index );
+   void* object = slab->freed;
+   if ( object ) {
+      slab->freed = slab->freed->next;
+   } else {
+      object = reinterpret_cast<char*>( slab ) + slab->fresh;
+      slab->fresh += slab->objectSize;
+   }
+   ++slab->live;
+   if ( full( *slab ) ) [[unlikely]]
+      state.withRoom[index].remove( slab );
+   return object;
+}
+
+void release( void* storage, std::size_t size ) noexcept {
+   if ( heapOnly || size > largestSize ) {
+      ::operator delete( storage );
+      return;
+   }
+   Guard const guard;
+   State& state = holder.state;
+   Slab* const slab = slabOf( storage );
+   if ( full( *slab ) ) [[unlikely]]
+      state.withRoom[classOf( size )].push( slab );
+   slab->freed = ::new ( storage ) FreeObject{ slab->freed };
+   // The last slab of its class stays, so that one object that comes and goes costs no set-up.
+   if ( --slab->live == 0 && ( slab->next || slab->previous ) ) [[unlikely]]
+      dropSlab( state, classOf( size ), slab );
+}
+
+Usage usage() {
+   Guard const guard;
+   Usage all;
+   for ( Region const* region = holder.state.regions.front(); region; region = region->next ) {
+      all.regionBytes += slabSize * slabsInRegion;
+      for ( std::size_t i = 0; i < slabsInRegion; ++i )
+         all.liveBytes += std::size_t{ region->slab( i )->live } * region->slab( i )->objectSize;
+   }
+   return all;
+}
+
+} // namespace Pallo

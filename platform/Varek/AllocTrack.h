@@ -1,0 +1,88 @@
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+#include "Varek/Export.h"
+#include "Varek/ThreadControl.h"
+
+namespace Varek {
+
+/// A number that several threads may adjust when ThreadControl says so, and that costs a plain
+/// addition otherwise.
+class VAREK_EXPORT TrackedCount {
+public:
+   constexpr TrackedCount() = default;
+   void add( std::size_t n ) {
+      if ( ThreadControl::multiThreaded() ) [[unlikely]]
+         value_.fetch_add( n, std::memory_order_relaxed );
+      else
+         value_.store( value() + n, std::memory_order_relaxed );
+   }
+   void subtract( std::size_t n ) { add( std::size_t{ 0 } - n ); }
+   std::size_t value() const { return value_.load( std::memory_order_relaxed ); }
+
+private:
+   std::atomic<std::size_t> value_{ 0 };
+};
+
+/// What is known of the live objects of one entity type. There is one tracker a type, reachable
+/// from the type's record, so that a program can say at any time what its state costs.
+class VAREK_EXPORT AllocTrackTypeInfo {
+public:
+   constexpr AllocTrackTypeInfo() = default;
+
+   /// Records the making of an object: \p identity is the type's qualified name, \p size that of
+   /// the object in bytes and \p alignment the alignment of its storage.
+   static void trackAllocation( AllocTrackTypeInfo& tracker, std::string_view identity,
+                                std::size_t size, std::size_t alignment ) {
+      // Written by the first object alone: later threads would only write the same again.
+      if ( tracker.size_ == 0 ) [[unlikely]] {
+         tracker.identity_ = identity;
+         tracker.alignment_ = alignment;
+         tracker.size_ = size;
+      }
+      tracker.liveObjects_.add( 1 );
+   }
+   /// Records its end, or undoes the record of one whose construction failed.
+   static void trackRelease( AllocTrackTypeInfo& tracker ) { tracker.liveObjects_.subtract( 1 ); }
+
+   std::string_view identity() const { return identity_; }
+   std::size_t liveObjects() const { return liveObjects_.value(); }
+   std::size_t liveBytes() const { return liveObjects() * size_; }
+   std::size_t alignment() const { return alignment_; }
+
+private:
+   std::string_view identity_;
+   std::size_t alignment_ = 0;
+   std::size_t size_ = 0; // all objects of a type have the same
+   TrackedCount liveObjects_;
+};
+
+/// What the storage of one kind of value sequence amounts to, under a tag such as "VE_AttrValue".
+class VAREK_EXPORT MemoryTracker {
+public:
+   explicit constexpr MemoryTracker( std::string_view tag ) : tag_( tag ) {}
+
+   void alloc( std::size_t elementSize, std::size_t count ) {
+      liveElements_.add( count );
+      liveBytes_.add( elementSize * count );
+   }
+   void dealloc( std::size_t elementSize, std::size_t count ) {
+      liveElements_.subtract( count );
+      liveBytes_.subtract( elementSize * count );
+   }
+
+   std::string_view tag() const { return tag_; }
+   std::size_t liveElements() const { return liveElements_.value(); }
+   std::size_t liveBytes() const { return liveBytes_.value(); }
+
+private:
+   std::string_view tag_;
+   TrackedCount liveElements_;
+   TrackedCount liveBytes_;
+};
+
+} // namespace Varek

@@ -1,0 +1,63 @@
+#include "Varek/Failures.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace Varek {
+
+Failure::~Failure() = default;
+VectorOutOfRange::~VectorOutOfRange() = default;
+VectorEmptyBack::~VectorEmptyBack() = default;
+RangeError::~RangeError() = default;
+TextError::~TextError() = default;
+NonHashableType::~NonHashableType() = default;
+WriteFromReadOnlyProxy::~WriteFromReadOnlyProxy() = default;
+NewEntityArguments::~NewEntityArguments() = default;
+
+VectorOutOfRange::VectorOutOfRange( std::size_t index, std::size_t size )
+   : Failure( "index " + std::to_string( index ) + " is out of range of a vector of size " +
+              std::to_string( size ) ),
+     index_( index ), size_( size ) {}
+
+VectorEmptyBack::VectorEmptyBack() : Failure( "an empty vector has no last element" ) {}
+
+RangeError::RangeError( std::string const& message ) : Failure( message ) {}
+
+TextError::TextError( std::string_view expected, std::string_view text, std::size_t position )
+   : Failure( "expected " + std::string( expected ) + " but found \"" + std::string( text ) +
+              "\", which differs from position " + std::to_string( position ) ),
+     expected_( expected ), position_( position ) {}
+
+NonHashableType::NonHashableType( std::string_view module, std::uint32_t index,
+                                  std::string_view type )
+   : Failure( "type " + std::string( type ) + " (module " + std::string( module ) + ", index " +
+              std::to_string( index ) + ") has no hash" ),
+     module_( module ), index_( index ) {}
+
+WriteFromReadOnlyProxy::WriteFromReadOnlyProxy( std::string_view type )
+   : Failure( "write update from read-only proxy: this " + std::string( type ) +
+              " mirrors another process and cannot be changed here" ) {}
+
+NewEntityArguments::NewEntityArguments( std::string_view type, std::size_t expected,
+                                        std::size_t given )
+   : Failure( "a new " + std::string( type ) + " takes " + std::to_string( expected ) +
+              " constructor argument(s), not " + std::to_string( given ) ) {}
+
+NewEntityArguments::NewEntityArguments( std::string_view type, std::string_view parameter,
+                                        std::string_view expectedType, std::string_view givenType )
+   : Failure( "a new " + std::string( type ) + " takes a " + std::string( expectedType ) + " as " +
+              std::string( parameter ) + ", not a " + std::string( givenType ) ) {}
+
+void throwVectorOutOfRangeException( std::size_t index, std::size_t size ) {
+   throw VectorOutOfRange( index, size );
+}
+
+void throwVectorEmptyBackException() { throw VectorEmptyBack(); }
+
+void assertionFailed( char const* expression ) {
+   std::fprintf( stderr, "%s\n", expression );
+   std::fflush( stderr );
+   std::abort();
+}
+
+} // namespace Varek

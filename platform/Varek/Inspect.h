@@ -1,0 +1,57 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+#include "Varek/Export.h"
+#include "Varek/ModuleInspectData.h"
+#include "Varek/String.h"
+
+/// Handling values and collections without knowing their types: tables of functions over untyped
+/// memory. Every value, key or element that an attribute can hold has one table of the first kind;
+/// every collection or sequence serves iteration through one of the second.
+namespace Varek::Inspect {
+
+/// What can be done with a value of one type. \p p points to a live value of that type.
+struct AtomicFnTable {
+   std::string_view typeName; ///< "Lumo::EthAddr", "U32", "Varek::String".
+   std::size_t size;
+   std::size_t alignment;
+   /// Constructs a value at \p destination: a copy of \p source, or the default one if it is null.
+   void ( *inspectConstruct )( void* destination, void const* source );
+   void ( *inspectDestroy )( void* p );
+   void ( *assign )( void* p, void const* source );
+   bool ( *equal )( void const* a, void const* b );
+   /// The string form; null while the type has none.
+   String ( *inspectEncodeToString )( void const* p );
+   /// The hash with seed 0; throws NonHashableType for a type that has none.
+   std::uint32_t ( *inspectGetHash )( void const* p );
+   bool hashable;
+   /// The registered type, null for the types of the platform.
+   TypeInspectData const* ( *registered )();
+};
+
+/// Iterates one collection or sequence; obtained from genericIfIterator together with the iterator.
+/// An iterator stays safe to use whatever happens to the collection meanwhile, but is released
+/// before the object that holds the collection.
+struct IterFnTable {
+   AtomicFnTable const* key; ///< The index, a U32, for a sequence.
+   AtomicFnTable const* object;
+   /// Copies the current key into \p key, a live value of its type.
+   void ( *iterKey )( void const* iterator, void* key );
+   /// Copies the current element into \p object, a live value of its type.
+   void ( *iterObj )( void const* iterator, void* object );
+   /// Where the current element lies, for a look without a copy.
+   void const* ( *iterPeek )( void const* iterator );
+   void ( *iterInc )( void* iterator );
+   bool ( *iterNonnull )( void const* iterator );
+   /// Destroys the iterator and releases its storage.
+   void ( *iterDel )( void* iterator );
+};
+
+/// Raises NonHashableType for the type at \p index of \p module.
+[[noreturn]] VAREK_EXPORT void throwNonHashableType( ModuleInspectData const* module,
+                                                     std::uint32_t index, std::string_view type );
+
+} // namespace Varek::Inspect

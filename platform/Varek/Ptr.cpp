@@ -1,0 +1,7 @@
+#include "Varek/Ptr.h"
+
+namespace Varek {
+
+void Counted::expire() const { delete this; }
+
+} // namespace Varek
