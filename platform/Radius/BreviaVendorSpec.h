@@ -1,0 +1,35 @@
+#pragma once
+
+#include <cstdint>
+#include <iosfwd>
+#include <string_view>
+
+#include "Varek/Export.h"
+#include "Varek/String.h"
+
+namespace RadiusPacketParser {
+
+/// The sub-types of Brevia's own vendor-specific attributes that concern port authentication. Any
+/// 8-bit value is a valid one, with a name or without.
+struct BreviaVendorSpec {
+   enum BreviaVendorSpecEnum : std::uint8_t {
+      unassigned = 0,
+      aclName = 1,
+      webAuthUrl = 2,
+      webAuthMode = 3,
+      segmentId = 4,
+      deviceProfile = 5,
+      periodicIdentity = 6,
+      reauthTimeoutSeed = 7,
+      avPair = 8,
+   };
+
+   /// From what stringValue() gives; throws Varek::TextError.
+   VAREK_EXPORT static BreviaVendorSpecEnum fromText( std::string_view text );
+};
+
+/// "Brevia-Acl-Name"; "Brevia-Attribute-200" of a value without a name.
+VAREK_EXPORT Varek::String stringValue( BreviaVendorSpec::BreviaVendorSpecEnum );
+VAREK_EXPORT std::ostream& operator<<( std::ostream&, BreviaVendorSpec::BreviaVendorSpecEnum );
+
+} // namespace RadiusPacketParser

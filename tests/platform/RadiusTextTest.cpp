@@ -1,0 +1,198 @@
+#include <cstdint>
+#include <limits>
+#include <random>
+#include <set>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "Radius/AttrValue.h"
+#include "Radius/Attribute.h"
+#include "Radius/BreviaVendorSpec.h"
+#include "Radius/Dictionary.h"
+#include "Radius/RadiusAttributeId.h"
+#include "support/TextCases.h"
+
+namespace {
+
+using namespace RadiusPktParserBase;
+using RadiusPacketParser::BreviaVendorSpec;
+using RadiusPacketParser::RadiusAttributeId;
+
+TEST( Attribute, HasTheNameOfTheDictionaryOrSaysItsNumbers ) {
+   struct {
+      Attribute attribute;
+      std::string_view text;
+   } const cases[] = {
+      { { 0, 0 }, "Attribute-0" },
+      { { 0, 1 }, "User-Name" },
+      { { 0, 56 }, "Egress-VLANID" },
+      { { 0, 81 }, "Tunnel-Private-Group-Id" },
+      { { 0, 190 }, "WLAN-RF-Band" },
+      { { 0, 200 }, "Attribute-200" },
+      { { 0, 241 }, "Extended-Attribute-1" },
+      { { 0, 241 << 8 | 5 }, "Extended-Attribute-241.5" },
+      { { 0, 246 << 8 }, "Extended-Attribute-246.0" },
+      { { 0, 240 << 8 | 1 }, "Attribute-61441" },
+      { { 0, 65535 }, "Attribute-65535" },
+      { { 311, 16 }, "MS-MPPE-Send-Key" },
+      { { 32473, 1 }, "Vendor-32473-Attribute-1" },
+      { { 4294967295, 65535 }, "Vendor-4294967295-Attribute-65535" },
+   };
+   for ( auto const& [attribute, text] : cases ) {
+      EXPECT_EQ( stringValue( attribute ), text );
+      EXPECT_EQ( Attribute( text ), attribute ) << text;
+   }
+   EXPECT_EQ( Attribute( "tunnel-private-group-ID" ), Attribute( 0, 81 ) );
+   EXPECT_EQ( Attribute( "Attribute-1" ), Attribute( "User-Name" ) );
+   EXPECT_EQ( Attribute( "Vendor-0-Attribute-1" ), Attribute( "User-Name" ) );
+   for ( BadText const& bad : {
+            BadText{ "", 0, "the name of a RADIUS attribute" },
+            { "User-Nam", 0 },
+            { "User-Name ", 0 },
+            { "Attribute-", 10 },
+            { "Attribute-65536", 10, "65535" },
+            { "Attribute-01", 10 },
+            { "Extended-Attribute-240.1", 19, "241 to 246" },
+            { "Extended-Attribute-241", 22, "'.'" },
+            { "Extended-Attribute-241.256", 23, "at most 255" },
+            { "Vendor-4294967296-Attribute-1", 7, "32 bits" },
+            { "Vendor-9-", 9 },
+            { "Vendor-9-Attribute-1x", 20 },
+         } )
+      expectRefused<Attribute>( bad );
+}
+
+TEST( Attribute, VendorAndTypeAreDistinguished ) {
+   EXPECT_LT( Attribute( 0, 65535 ), Attribute( 1, 0 ) );
+   EXPECT_LT( Attribute( 1, 1 ), Attribute( 1, 2 ) );
+   std::set<std::uint32_t> hashes;
+   for ( std::uint32_t vendor = 0; vendor < 64; ++vendor )
+      for ( std::uint16_t type = 0; type < 64; ++type )
+         hashes.insert( Attribute( vendor, type ).hash( 9 ) );
+   EXPECT_GE( hashes.size(), 64U * 64U - 2 );
+}
+
+TEST( Dictionary, EveryNameLeadsBackToItsAttributeAlone ) {
+   for ( DictionaryEntry const& entry : dictionary() ) {
+      EXPECT_EQ( dictionaryEntry( entry.name ), &entry );
+      EXPECT_EQ( dictionaryEntry( entry.attribute ), &entry );
+      EXPECT_EQ( stringValue( entry.attribute ), entry.name );
+   }
+   EXPECT_EQ( dictionaryEntry( Attribute( 0, 257 ) ), nullptr );
+   EXPECT_EQ( dictionaryEntry( Attribute( 1, 1 ) ), nullptr );
+}
+
+TEST( Dictionary, NamesEnumeratedValues ) {
+   struct {
+      Attribute attribute;
+      std::uint32_t value;
+      std::string_view name;
+   } const cases[] = {
+      { { 0, 6 }, 10, "Call-Check" },
+      { { 0, 6 }, 0, "" },
+      { { 0, 29 }, 0, "Default" },
+      { { 0, 29 }, 1, "RADIUS-Request" },
+      { { 0, 40 }, 3, "Interim-Update" },
+      { { 0, 40 }, 4, "" },
+      { { 0, 40 }, 7, "Accounting-On" },
+      { { 0, 40 }, 15, "Failed" },
+      { { 0, 49 }, 6, "Admin-Reset" },
+      { { 0, 49 }, 22, "Port-Administratively-Disabled" },
+      { { 0, 49 }, 24, "" },
+      { { 0, 57 }, 2, "Disabled" },
+      { { 0, 61 }, 15, "Ethernet" },
+      { { 0, 61 }, 19, "Wireless-802.11" },
+      { { 0, 64 }, 13, "VLAN" },
+      { { 0, 65 }, 6, "IEEE-802" },
+      { { 0, 27 }, 1, "" },
+      { { 311, 6 }, 10, "" },
+      { { 0, 64 }, 4294967295, "" },
+   };
+   for ( auto const& [attribute, value, name] : cases )
+      EXPECT_EQ( enumeratorName( attribute, value ), name ) << attribute << " " << value;
+}
+
+TEST( AttributeEnumerations, EveryOctetIsReadBack ) {
+   for ( unsigned octet = 0; octet <= 255; ++octet ) {
+      auto const id = static_cast<RadiusAttributeId::RadiusAttributeIdEnum>( octet );
+      EXPECT_EQ( RadiusAttributeId::fromText( stringValue( id ) ), id );
+      auto const sub = static_cast<BreviaVendorSpec::BreviaVendorSpecEnum>( octet );
+      EXPECT_EQ( BreviaVendorSpec::fromText( stringValue( sub ) ), sub );
+   }
+   EXPECT_EQ( stringValue( RadiusAttributeId::egressVlanId ), "Egress-VLANID" );
+   EXPECT_EQ( stringValue( BreviaVendorSpec::aclName ), "Brevia-Acl-Name" );
+   for ( std::string_view const text : { "MS-MPPE-Send-Key", "Attribute-256", "nothing" } )
+      EXPECT_THROW( RadiusAttributeId::fromText( text ), Varek::TextError ) << text;
+   for ( std::string_view const text : { "", "Brevia-Attribute-256", "Brevia-Acl-Name " } )
+      EXPECT_THROW( BreviaVendorSpec::fromText( text ), Varek::TextError ) << text;
+}
+
+TEST( AttrValue, PrintsItsForm ) {
+   using namespace std::string_literals;
+   struct {
+      AttrValue value;
+      std::string_view text;
+   } const cases[] = {
+      { {}, R"("")" },
+      { "Welcome"s, R"("Welcome")" },
+      { "a\"b\\\n\0\x7f\xc3\xa9"s, R"("a\"b\\\x0a\x00\x7f\xc3\xa9")" },
+      { "13"s, R"("13")" },
+      { TaggedStr{ 1, "EMPLOYEES" }, R"(:1 "EMPLOYEES")" },
+      { TaggedStr{}, R"(:0 "")" },
+      { std::uint32_t{ 4294967295 }, "4294967295" },
+      { TaggedInt{ 31, 13 }, ":31 13" },
+      { std::uint64_t{ 13 }, "13u64" },
+      { std::numeric_limits<std::uint64_t>::max(), "18446744073709551615u64" },
+      { Lumo::IpGenPrefix( "192.0.2.55" ), "192.0.2.55" },
+      { Lumo::IpGenPrefix( "::1" ), "::1" },
+      { Lumo::IpGenPrefix( "::/0" ), "::/0" },
+      { Varek::Bytes( "\x00\xff"s ), "0x00ff" },
+      { Varek::Bytes(), "0x" },
+   };
+   std::set<std::uint32_t> hashes;
+   for ( auto const& [value, text] : cases ) {
+      EXPECT_EQ( stringValue( value ), text );
+      EXPECT_EQ( AttrValue( text ), value ) << text;
+      EXPECT_EQ( AttrValue( text ).index(), value.index() ) << text;
+      hashes.insert( value.hash( 3 ) );
+   }
+   EXPECT_EQ( hashes.size(), std::size( cases ) );
+}
+
+TEST( AttrValue, RefusesOtherText ) {
+   for ( BadText const& bad : {
+            BadText{ "", 0, "the value of an attribute" },
+            { "text", 0 },
+            { "\"open", 5, "a quote" },
+            { "\"a\"b", 3, "the end" },
+            { "\"\\n\"", 2, "\\xNN" },
+            { "\"\\x0\"", 4, "two hexadecimal digits" },
+            { "0x0", 3, "an even number" },
+            { "0xgg", 2 },
+            { "4294967296", 0 },
+            { "18446744073709551616u64", 0 },
+            { "u64", 0 },
+            { "-1", 0 },
+            { "1 ", 1 },
+            { ":256 1", 1, "a tag" },
+            { ":1", 2, "a space" },
+            { ":1 ", 3, "text in quotes or a 32-bit number" },
+            { ":1 4294967296", 3 },
+            { ":1 2u64", 4 },
+            { "192.0.2.1/24", 10 },
+         } )
+      expectRefused<AttrValue>( bad );
+}
+
+/// Values that differ only in form are different, in the order of the forms.
+TEST( AttrValue, ComparesFormFirst ) {
+   std::string_view const ordered[] = { "\"9\"", ":0 \"9\"", "9",       "10",  ":0 9",
+                                        ":1 9",  "9u64",     "0.0.0.9", "0x39" };
+   for ( std::size_t i = 1; i < std::size( ordered ); ++i ) {
+      EXPECT_LT( AttrValue( ordered[i - 1] ), AttrValue( ordered[i] ) );
+      EXPECT_NE( AttrValue( ordered[i - 1] ), AttrValue( ordered[i] ) );
+   }
+}
+
+} // namespace

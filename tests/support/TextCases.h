@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+#include <gtest/gtest.h>
+
+#include "Varek/Failures.h"
+
+/// A text that a constructor from text refuses: where, and a part of what it then says is allowed.
+struct BadText {
+   std::string_view text;
+   std::size_t position;
+   std::string_view expected = "";
+};
+
+template<class T>
+void expectRefused( BadText const& bad ) {
+   try {
+      T const value( bad.text );
+      ADD_FAILURE() << '"' << bad.text << "\" was read as " << value;
+   } catch ( Varek::TextError const& error ) {
+      EXPECT_EQ( error.position(), bad.position ) << '"' << bad.text << "\": " << error.what();
+      EXPECT_NE( error.expected().find( bad.expected ), std::string::npos ) << error.what();
+   }
+}
+
+/// That \p text is read, printed as \p printed, and read again as the same value.
+template<class T>
+void expectText( std::string_view text, std::string_view printed ) {
+   try {
+      T const value( text );
+      EXPECT_EQ( stringValue( value ), printed );
+      EXPECT_EQ( T( std::string_view( stringValue( value ) ) ), value ) << text;
+   } catch ( Varek::TextError const& error ) {
+      ADD_FAILURE() << error.what();
+   }
+}
