@@ -1,0 +1,39 @@
+#pragma once
+
+#include "Varek/Export.h"
+#include "Varek/ModuleInspectData.h"
+#include "Varek/Ptr.h"
+#include "Varek/Publisher.h"
+
+namespace Qel {
+
+template<class T>
+using Ptr = Varek::Ptr<T>;
+
+/// Base of all entities: reference-counted objects with attributes, which publish their changes and
+/// know the entity that owns them. Made by their factories or by their owner's mutators only; never
+/// copied. A tree of entities is used from one thread at a time.
+class VAREK_EXPORT Entity : public Varek::Publisher {
+public:
+   Varek::Publisher& publisher() { return *this; }
+   Varek::Publisher const& publisher() const { return *this; }
+
+   /// The type: the record of its module and the index in it.
+   virtual Varek::TypeData typeData() const = 0;
+
+   /// The entity that owns this one; null for a root and for what was removed from its owner.
+   Entity* parent() const { return static_cast<Entity*>( parentPublisher() ); }
+   /// For the mutators of owners alone.
+   void qelParentIs( Entity* parent ) { parentPublisherIs( parent ); }
+
+protected:
+   Entity() = default;
+   ~Entity() override = default;
+};
+
+/// The entity that a change speaks of.
+inline Entity& entityOf( Varek::Change const& change ) {
+   return static_cast<Entity&>( change.source() );
+}
+
+} // namespace Qel

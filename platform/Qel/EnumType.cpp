@@ -1,0 +1,83 @@
+#include "Qel/EnumType.h"
+
+#include <algorithm>
+#include <ostream>
+
+#include "Varek/Failures.h"
+
+namespace Qel {
+
+namespace {
+
+using Varek::EnumeratorData;
+using Varek::TypeInspectData;
+
+// Most enumerations count from 0 without a gap, where the value is the index.
+EnumeratorData const* find( TypeInspectData const& type, std::uint32_t value ) {
+   auto const& all = type.enumerators;
+   if ( value < all.size() && all[value].value == value )
+      return &all[value];
+   auto const at = std::lower_bound( all.begin(), all.end(), value,
+                                     []( auto& one, auto wanted ) { return one.value < wanted; } );
+   return at != all.end() && at->value == value ? &*at : nullptr;
+}
+
+EnumeratorData const* find( TypeInspectData const& type, std::string_view name ) {
+   auto const at = std::find_if( type.enumerators.begin(), type.enumerators.end(),
+                                 [&]( auto& one ) { return one.name == name; } );
+   return at != type.enumerators.end() ? &*at : nullptr;
+}
+
+std::uint32_t valueOrThrow( EnumeratorData const* found, TypeInspectData const& type,
+                            std::string const& given ) {
+   if ( !found )
+      throw Varek::RangeError( given + " is no enumerator of " + std::string( type.name ) );
+   return found->value;
+}
+
+} // namespace
+
+template<std::unsigned_integral Width>
+Width EnumType<Width>::instance( unsigned value, Module const& module, std::uint32_t index ) {
+   TypeInspectData const& type = *module.types[index];
+   return static_cast<Width>(
+      valueOrThrow( find( type, std::uint32_t{ value } ), type, std::to_string( value ) ) );
+}
+
+template<std::unsigned_integral Width>
+Width EnumType<Width>::instance( char const* name, Module const& module, std::uint32_t index ) {
+   TypeInspectData const& type = *module.types[index];
+   return static_cast<Width>( valueOrThrow( find( type, std::string_view( name ) ), type,
+                                            '"' + std::string( name ) + '"' ) );
+}
+
+template<std::unsigned_integral Width>
+Varek::String EnumType<Width>::stringValue( Width value, Module const& module,
+                                            std::uint32_t index ) {
+   EnumeratorData const* const found = find( *module.types[index], std::uint32_t{ value } );
+   return found ? Varek::String( found->name ) : std::to_string( value );
+}
+
+template<std::unsigned_integral Width>
+std::ostream& EnumType<Width>::operatorLessLess( std::ostream& out, Width value,
+                                                 Module const& module, std::uint32_t index ) {
+   return out << stringValue( value, module, index );
+}
+
+template<std::unsigned_integral Width>
+void EnumType<Width>::sequenceToValue( CharRange& range, Width* value, Module const& module,
+                                       std::uint32_t index ) {
+   TypeInspectData const& type = *module.types[index];
+   std::string_view const name = range.identifier();
+   EnumeratorData const* const found = find( type, name );
+   if ( !found )
+      throw Varek::TextError( "an enumerator of " + std::string( type.name ), range.text(),
+                              range.position() );
+   *value = static_cast<Width>( found->value );
+   range.advance( name.size() );
+}
+
+template class EnumType<unsigned char>;
+template class EnumType<unsigned int>;
+
+} // namespace Qel

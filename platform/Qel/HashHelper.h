@@ -1,0 +1,46 @@
+#pragma once
+
+#include <concepts>
+#include <cstdint>
+#include <string_view>
+#include <type_traits>
+
+#include "Varek/Export.h"
+#include "Varek/Hash.h"
+
+namespace Qel {
+
+/// The seed of all keyed collections of the process: random at start, so that keys chosen by an
+/// attacker (MAC addresses) cannot be made to collide.
+class VAREK_EXPORT HashHelper {
+public:
+   static std::uint32_t hashSeed32() { return seed_; }
+   /// For tests that want a repeatable order: only while no keyed collection holds anything.
+   static void hashSeed32Is( std::uint32_t seed ) { seed_ = seed; }
+
+private:
+   static std::uint32_t seed_;
+};
+
+/// The hash of a value that is one attribute: its own hash( seed ), or that of the number it is
+/// (enumerations and integers are widened), or that of its bytes (text).
+template<class T>
+inline std::uint32_t hashSingleAttr( T const& value, std::uint32_t seed ) {
+   if constexpr ( std::is_enum_v<T> )
+      return Varek::hashWord( static_cast<std::uint32_t>( value ), seed );
+   else if constexpr ( std::is_integral_v<T> )
+      return Varek::hashWord( static_cast<std::uint64_t>( value ), seed );
+   else if constexpr ( std::is_convertible_v<T const&, std::string_view> )
+      return Varek::hashBytes( std::string_view( value ), seed );
+   else
+      return value.hash( seed );
+}
+
+/// True for the types that hashSingleAttr takes.
+template<class T>
+concept Hashable = std::is_enum_v<T> || std::is_integral_v<T> ||
+   std::is_convertible_v<T const&, std::string_view> || requires( T const& value ) {
+   { value.hash( std::uint32_t{} ) } -> std::same_as<std::uint32_t>;
+};
+
+} // namespace Qel

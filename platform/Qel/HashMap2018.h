@@ -1,0 +1,352 @@
+#pragma once
+
+#include <cstddef>
+#include <iterator>
+#include <memory>
+#include <new>
+#include <optional>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "Qel/HashGroup.h"
+#include "Qel/HashHelper.h"
+#include "Varek/Export.h"
+
+/// Keyed collections: open addressing over groups of fifteen slots (HashGroup.h). The elements,
+/// each with its key inside, lie in the slots themselves, so a look-up that hits touches one group
+/// and one element.
+///
+/// An empty map is two words and has allocated nothing; a small one has a single group with as many
+/// slots as it needs. Elements stay where they are (references and positions hold) until the map
+/// grows, which changes version(). Walking by position is therefore safe while elements are erased
+/// or replaced; a walk during which version() changes has to find its place again by key.
+/// Iteration is a walk over the groups in memory order.
+namespace Qel {
+
+namespace Internal {
+
+/// Marks of elements, by position; they exist only while a resynchronisation runs.
+using DeletionMarks = std::vector<bool>;
+
+/// What precedes the groups in the one allocation behind a map; the elements follow them.
+struct alignas( 16 ) MapHead {
+   std::unique_ptr<DeletionMarks> marks;
+   std::uint32_t version = 0;
+   std::uint32_t capacity = 0;
+};
+static_assert( sizeof( MapHead ) == 16 );
+
+} // namespace Internal
+
+/// What all maps have in common, whatever they hold.
+class VAREK_EXPORT HashMap2018Generic {
+public:
+   static constexpr std::uint32_t none = 0xFFFFFFFFU;
+
+   std::uint32_t size() const { return size_; }
+   bool empty() const { return size_ == 0; }
+   /// Names the present layout: as long as it is the same, no element has moved. 0 while nothing is
+   /// allocated, unique in the process otherwise.
+   std::uint32_t version() const { return groups_ ? head().version : 0; }
+
+   /// Number of positions, taken or not.
+   std::uint32_t positions() const { return groups_ ? slotCount() : 0; }
+   bool taken( std::uint32_t position ) const {
+      return group( position ).tags[position % Group::slots] != 0;
+   }
+   /// The first position from \p from on that is taken, or none.
+   std::uint32_t nextTaken( std::uint32_t from ) const;
+
+   /// Marks every element for deletion. Elements that are inserted later are not marked.
+   void qelMarkAllForDeletion();
+   /// Forgets all marks.
+   void qelDeletionMarksClear();
+   bool isMarkedForDeletion( std::uint32_t position ) const {
+      return groups_ && head().marks && ( *head().marks )[position];
+   }
+
+protected:
+   using Group = Internal::HashGroup;
+   using Head = Internal::MapHead;
+
+   HashMap2018Generic() = default;
+   HashMap2018Generic( HashMap2018Generic&& other ) noexcept
+      : groups_( std::exchange( other.groups_, nullptr ) ),
+        size_( std::exchange( other.size_, 0 ) ), mask_( other.mask_ ) {}
+   ~HashMap2018Generic() = default;
+
+   // Capacities: the slots of a single group, or perGroup times a power of two of groups.
+   static constexpr std::uint32_t perGroup = 13;
+   static constexpr std::uint32_t groupCount( std::uint32_t capacity ) {
+      return capacity <= Group::slots ? 1 : capacity / perGroup;
+   }
+   static constexpr std::uint32_t slotCount( std::uint32_t capacity ) {
+      return capacity <= Group::slots ? capacity : groupCount( capacity ) * Group::slots;
+   }
+   std::uint32_t slotCount() const { return slotCount( head().capacity ); }
+
+   Head& head() const { return *( reinterpret_cast<Head*>( groups_ ) - 1 ); }
+   Group& group( std::uint32_t position ) const { return groups_[position / Group::slots]; }
+   /// An empty slot for an element with \p hash, now tagged; its position. There is room.
+   std::uint32_t claim( std::uint32_t hash ) {
+      std::uint32_t at = hash & mask_;
+      for ( std::uint32_t step = 1;; at = ( at + step++ ) & mask_ ) {
+         Group& here = groups_[at];
+         // A single group may have fewer slots than tags: the lower slots are taken first.
+         if ( std::uint32_t const empty = here.match( 0 ) ) [[likely]] {
+            auto const slot = static_cast<std::uint32_t>( std::countr_zero( empty ) );
+            here.tags[slot] = Internal::hashTag( hash );
+            return at * Group::slots + slot;
+         }
+         here.overflowInc();
+      }
+   }
+   /// Gives up the slot at \p position, which an element with \p hash had.
+   void disclaim( std::uint32_t hash, std::uint32_t position ) {
+      std::uint32_t const home = position / Group::slots;
+      std::uint32_t at = hash & mask_;
+      for ( std::uint32_t step = 1; at != home; at = ( at + step++ ) & mask_ )
+         [[unlikely]] groups_[at].overflowDec();
+      groups_[home].tags[position % Group::slots] = 0;
+      if ( head().marks ) [[unlikely]]
+         ( *head().marks )[position] = false;
+   }
+
+   static std::uint32_t nextCapacity( std::uint32_t capacity );
+   /// Groups of an empty map of \p capacity, with room for its elements behind them.
+   static Group* newGroups( std::uint32_t capacity, std::size_t elementSize );
+   static void releaseGroups( Group* groups, std::size_t elementSize ) noexcept;
+
+   Group* groups_ = nullptr;
+   std::uint32_t size_ = 0;
+   std::uint32_t mask_ = 0; // number of groups less one
+};
+
+/// A map of \p Element, each with its key inside: KeyFunktor::Key is the key type and
+/// KeyFunktor{}( element ) the key. The hash of a key is seeded with the process seed XOR \p salt.
+template<class Element, class KeyFunktor, std::uint32_t salt>
+class HashMap2018 : public HashMap2018Generic {
+public:
+   using Key = typename KeyFunktor::Key;
+   using KeyOf = KeyFunktor;
+   using value_type = Element;
+   static constexpr std::uint32_t hashSalt = salt;
+   static_assert( std::is_nothrow_move_constructible_v<Element> );
+   static_assert( alignof( Element ) <= 16 );
+
+   /// Walks the elements in position order. Valid until the map grows or the element is erased.
+   class const_iterator {
+   public:
+      using iterator_category = std::forward_iterator_tag;
+      using value_type = Element;
+      using difference_type = std::ptrdiff_t;
+      using pointer = Element const*;
+      using reference = Element const&;
+
+      const_iterator() = default;
+      reference operator*() const { return base_[std::countr_zero( bits_ )]; }
+      pointer operator->() const { return &**this; }
+      const_iterator& operator++() {
+         bits_ &= bits_ - 1;
+         if ( bits_ == 0 )
+            skip();
+         return *this;
+      }
+      const_iterator operator++( int ) {
+         const_iterator const before = *this;
+         ++*this;
+         return before;
+      }
+      friend bool operator==( const_iterator const& a, const_iterator const& b ) {
+         return a.group_ == b.group_ && a.bits_ == b.bits_;
+      }
+
+   private:
+      friend HashMap2018;
+      const_iterator( Group const* first, Group const* last, Element const* base )
+         : group_( first ), last_( last ), base_( base ), bits_( first->used() ) {
+         if ( bits_ == 0 )
+            skip();
+      }
+      void skip() {
+         while ( ++group_ != last_ ) {
+            base_ += Group::slots;
+            bits_ = group_->used();
+            if ( bits_ )
+               return;
+         }
+         group_ = nullptr;
+      }
+      Group const* group_ = nullptr;
+      Group const* last_ = nullptr;
+      Element const* base_ = nullptr;
+      std::uint32_t bits_ = 0;
+   };
+
+   HashMap2018() = default;
+   HashMap2018( HashMap2018 const& other ) : HashMap2018() {
+      for ( Element const& element : other )
+         newMemberG( element );
+   }
+   HashMap2018( HashMap2018&& ) noexcept = default;
+   HashMap2018& operator=( HashMap2018 other ) noexcept {
+      std::swap( groups_, other.groups_ );
+      std::swap( size_, other.size_ );
+      std::swap( mask_, other.mask_ );
+      return *this;
+   }
+   ~HashMap2018() {
+      if ( !groups_ )
+         return;
+      if constexpr ( !std::is_trivially_destructible_v<Element> )
+         for ( std::uint32_t i = nextTaken( 0 ); i != none; i = nextTaken( i + 1 ) )
+            std::destroy_at( elements() + i );
+      releaseGroups( groups_, sizeof( Element ) );
+   }
+
+   const_iterator begin() const {
+      if ( size_ == 0 )
+         return {};
+      return { groups_, groups_ + mask_ + 1, elements() };
+   }
+   const_iterator end() const { return {}; }
+   Element const& at( std::uint32_t position ) const { return elements()[position]; }
+   Element& at( std::uint32_t position ) { return elements()[position]; }
+
+   static std::uint32_t hash( Key const& key ) {
+      return hashSingleAttr( key, HashHelper::hashSeed32() ^ salt );
+   }
+
+   /// The position of the element with \p key, or none.
+   std::uint32_t position( Key const& key ) const {
+      Element const* const found = lookupNodeG( key );
+      return found ? static_cast<std::uint32_t>( found - elements() ) : none;
+   }
+
+   /// The element with \p key, or null.
+   Element const* lookupNodeG( Key const& key ) const {
+      return groups_ ? find( key, hash( key ) ) : nullptr;
+   }
+   Element* lookupNodeG( Key const& key ) {
+      return const_cast<Element*>( std::as_const( *this ).lookupNodeG( key ) );
+   }
+
+   /// Inserts an element made from \p arguments. Its key must not be in the map.
+   template<class... Arguments>
+   Element& newMemberG( Arguments&&... arguments ) {
+      // Made first: it may be a copy of an element that is about to move, and its making may throw.
+      Element made( std::forward<Arguments>( arguments )... );
+      std::uint32_t const keyHash = hash( KeyFunktor{}( made ) );
+      return place( keyHash, std::move( made ) );
+   }
+
+   /// The element with \p key and whether it is new; a new one is made from \p arguments.
+   template<class... Arguments>
+   std::pair<Element&, bool> findOrNewMemberG( Key const& key, Arguments&&... arguments ) {
+      std::uint32_t const keyHash = hash( key );
+      if ( groups_ )
+         if ( Element const* const found = find( key, keyHash ) )
+            return { const_cast<Element&>( *found ), false };
+      return { place( keyHash, Element( std::forward<Arguments>( arguments )... ) ), true };
+   }
+
+   /// Removes the element with \p key and returns it, if there is one.
+   std::optional<Element> deleteMemberG( Key const& key ) {
+      if ( !groups_ )
+         return std::nullopt;
+      std::uint32_t const keyHash = hash( key );
+      Element const* const found = find( key, keyHash );
+      if ( !found )
+         return std::nullopt;
+      auto const at = static_cast<std::uint32_t>( found - elements() );
+      std::optional<Element> removed( std::move( elements()[at] ) );
+      std::destroy_at( elements() + at );
+      disclaim( keyHash, at );
+      if ( --size_ == 0 && mask_ != 0 ) [[unlikely]]
+         memberDelAll();
+      return removed;
+   }
+
+   /// Empties the map and gives its memory back.
+   void memberDelAll() noexcept {
+      // Taken out first: the end of an element may run code that looks at this map.
+      HashMap2018 const old( std::move( *this ) );
+   }
+
+   /// Sets or clears the deletion mark of the element with \p key, if there is one.
+   void qelMarkedForDeletionGIs( Key const& key, bool marked ) {
+      if ( !groups_ || !head().marks )
+         return;
+      if ( std::uint32_t const at = position( key ); at != none )
+         ( *head().marks )[at] = marked;
+   }
+
+private:
+   Element* elements() const { return reinterpret_cast<Element*>( groups_ + mask_ + 1 ); }
+
+   Element const* find( Key const& key, std::uint32_t keyHash ) const {
+      std::uint8_t const tag = Internal::hashTag( keyHash );
+      std::uint32_t at = keyHash & mask_;
+      for ( std::uint32_t step = 0;; at = ( at + step ) & mask_ ) {
+         Group const& here = groups_[at];
+         Element const* const base = elements() + std::size_t{ at } * Group::slots;
+         for ( std::uint32_t hits = here.match( tag ); hits; hits &= hits - 1 ) {
+            Element const* const element = base + std::countr_zero( hits );
+            if ( KeyFunktor{}( *element ) == key ) [[likely]]
+               return element;
+         }
+         if ( here.overflow == 0 || ++step > mask_ ) [[likely]]
+            return nullptr;
+      }
+   }
+
+   Element& place( std::uint32_t keyHash, Element&& element ) {
+      if ( !groups_ || size_ == head().capacity ) [[unlikely]]
+         grow();
+      std::uint32_t const at = claim( keyHash );
+      ++size_;
+      return *std::construct_at( elements() + at, std::move( element ) );
+   }
+
+   void grow() {
+      std::uint32_t const capacity = nextCapacity( groups_ ? head().capacity : 0 );
+      HashMap2018 bigger;
+      bigger.groups_ = newGroups( capacity, sizeof( Element ) );
+      bigger.mask_ = groupCount( capacity ) - 1;
+      if ( groups_ ) {
+         if ( head().marks ) [[unlikely]]
+            bigger.head().marks =
+               std::make_unique<Internal::DeletionMarks>( slotCount( capacity ), false );
+         for ( std::uint32_t at = 0; at <= mask_; ++at )
+            for ( std::uint32_t bits = groups_[at].used(); bits; bits &= bits - 1 )
+               moveTo( bigger,
+                       at * Group::slots + static_cast<unsigned>( std::countr_zero( bits ) ) );
+         releaseGroups( groups_, sizeof( Element ) );
+      }
+      groups_ = std::exchange( bigger.groups_, nullptr );
+      mask_ = bigger.mask_;
+   }
+
+   void moveTo( HashMap2018& bigger, std::uint32_t from ) noexcept {
+      Element& element = elements()[from];
+      std::uint32_t const to = bigger.claim( hash( KeyFunktor{}( element ) ) );
+      std::construct_at( bigger.elements() + to, std::move( element ) );
+      std::destroy_at( &element );
+      if ( head().marks ) [[unlikely]]
+         ( *bigger.head().marks )[to] = isMarkedForDeletion( from );
+   }
+};
+
+/// The key functor of a set, whose members are their own keys.
+template<class T>
+struct MemberKeyFunktor {
+   using Key = T;
+   Key const& operator()( T const& member ) const { return member; }
+};
+
+/// A set: a map whose elements are their own keys.
+template<class T, std::uint32_t salt = 1>
+using HSet = HashMap2018<T, MemberKeyFunktor<T>, salt>;
+
+} // namespace Qel

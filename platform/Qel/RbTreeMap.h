@@ -1,0 +1,86 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <set>
+
+#include "Qel/Entity.h"
+#include "Varek/Failures.h"
+#include "Varek/Ptr.h"
+
+namespace Qel {
+
+/// An ordered collection: iterates in ascending key order. Its members are small counted node
+/// objects, derived from Varek::Counted, with the key inside (KeyFunktor{}( node ) is it). Look-up,
+/// insertion and removal cost a logarithm of the size; members and iterators stay valid until the
+/// member is removed. The tree is the standard library's.
+template<class Node, class KeyFunktor>
+class RbTreeMap {
+public:
+   using Key = typename KeyFunktor::Key;
+   using Tree = std::map<Key, Varek::Ptr<Node>>;
+   using const_iterator = typename Tree::const_iterator;
+
+   std::uint32_t size() const { return static_cast<std::uint32_t>( tree_.size() ); }
+   bool empty() const { return tree_.empty(); }
+   /// Advances with every insertion and removal.
+   std::uint32_t version() const { return version_; }
+   const_iterator begin() const { return tree_.begin(); }
+   const_iterator end() const { return tree_.end(); }
+   const_iterator find( Key const& key ) const { return tree_.find( key ); }
+   const_iterator lowerBound( Key const& key ) const { return tree_.lower_bound( key ); }
+
+   Node* lookupNodeG( Key const& key ) const {
+      auto const at = tree_.find( key );
+      return at == tree_.end() ? nullptr : at->second.get();
+   }
+
+   /// Takes in \p node, whose key must not be in the map.
+   void memberNewChild( Varek::Ptr<Node> node ) {
+      Key const& key = KeyFunktor{}( *node );
+      assertDupKey( key );
+      tree_.emplace( key, std::move( node ) );
+      ++version_;
+   }
+
+   /// Removes the member with \p key and returns it; null if there is none.
+   Varek::Ptr<Node> memberDelG( Key const& key ) {
+      auto const at = tree_.find( key );
+      return at == tree_.end() ? nullptr : memberDelG( at );
+   }
+   Varek::Ptr<Node> memberDelG( const_iterator at ) {
+      Varek::Ptr<Node> const removed = at->second;
+      marked_.erase( at->first );
+      tree_.erase( at );
+      ++version_;
+      return removed;
+   }
+
+   void memberClearAll() {
+      // Taken out first: the end of a member may run code that looks at this map.
+      Tree const old = std::exchange( tree_, {} );
+      marked_.clear();
+      ++version_;
+   }
+
+   void qelMarkAllForDeletion() {
+      for ( auto const& member : tree_ )
+         marked_.insert( member.first );
+   }
+   void qelMarkedForDeletionGIs( Key const& key, bool marked ) {
+      if ( !marked )
+         marked_.erase( key );
+      else if ( tree_.contains( key ) )
+         marked_.insert( key );
+   }
+   bool isMarkedForDeletion( Key const& key ) const { return marked_.contains( key ); }
+
+private:
+   void assertDupKey( Key const& key ) const { VAREK_ASSERT( !tree_.contains( key ) ); }
+
+   Tree tree_;
+   std::set<Key> marked_; // of use during a resynchronisation only
+   std::uint32_t version_ = 0;
+};
+
+} // namespace Qel
