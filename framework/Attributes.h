@@ -1,0 +1,206 @@
+#pragma once
+
+#include <array>
+#include <concepts>
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+
+#include "Qel/Entity.h"
+#include "Varek/Failures.h"
+#include "framework/Iteration.h"
+#include "framework/Records.h"
+#include "framework/ValueTable.h"
+
+/// From declarations to records. A declaration gives its class one static function
+/// attribute( Id<n> ), whose result is a Descriptor: the attribute as the compiler knows it. Ids
+/// are dense, so asking for n = first, first + 1, ... until there is no such function finds them
+/// all, in order; a number given twice does not compile.
+namespace Qel {
+
+template<std::uint16_t number>
+struct Id {};
+
+/// An attribute of \p Owner: its kind, its number and the member that holds it.
+template<class Owner, AttributeKind attributeKind, std::uint16_t number, auto member>
+struct Descriptor {
+   using Field = std::remove_cvref_t<decltype( std::declval<Owner&>().*member )>;
+   static constexpr AttributeKind kind = attributeKind;
+   static constexpr Varek::FieldId id{ number };
+
+   std::string_view name;
+
+   static Field const& get( Owner const& owner ) { return owner.*member; }
+   static Field& get( Owner& owner ) { return owner.*member; }
+};
+
+template<class T>
+inline constexpr std::uint16_t firstId =
+   ( std::is_base_of_v<Entity, T> ? Varek::firstEntityFieldId : Varek::firstValueFieldId ).value();
+
+template<class T, std::uint16_t number>
+concept HasAttribute = requires {
+   T::attribute( Id<number>{} );
+};
+
+namespace Internal {
+
+template<class T, std::uint16_t number = firstId<T>>
+constexpr std::size_t countAttributes() {
+   if constexpr ( HasAttribute<T, number> )
+      return 1 + countAttributes<T, number + 1>();
+   else
+      return 0;
+}
+
+template<class T, std::uint16_t end, std::size_t... ahead>
+constexpr bool noneBeyond( std::index_sequence<ahead...> ) {
+   return !( HasAttribute<T, static_cast<std::uint16_t>( end + 1 + ahead )> || ... );
+}
+
+template<class T>
+constexpr std::size_t attributeCount() {
+   constexpr std::size_t count = countAttributes<T>();
+   static_assert( noneBeyond<T, firstId<T> + count>( std::make_index_sequence<32>() ),
+                  "field ids have a gap" );
+   return count;
+}
+
+} // namespace Internal
+
+/// Calls f( descriptor ) for each attribute of \p T, in id order.
+template<class T, class F>
+constexpr void forEachAttribute( F&& f ) {
+   []<std::size_t... i>( F & call, std::index_sequence<i...> ) {
+      ( call( T::attribute( Id<static_cast<std::uint16_t>( firstId<T> + i )>{} ) ), ... );
+   }
+   ( f, std::make_index_sequence<Internal::attributeCount<T>()>() );
+}
+
+/// Whether \p T has an attribute of one of the \p kinds.
+template<class T, AttributeKind... kinds>
+constexpr bool hasKind() {
+   bool found = false;
+   forEachAttribute<T>( [&]( auto descriptor ) {
+      found = found || ( ( decltype( descriptor )::kind == kinds ) || ... );
+   } );
+   return found;
+}
+
+/// The object of type \p Owner that the functions of a record get.
+template<class Owner>
+Owner const& ownerAt( void const* object ) {
+   if constexpr ( std::is_base_of_v<Entity, Owner> )
+      return static_cast<Owner const&>( *static_cast<Entity const*>( object ) );
+   else
+      return *static_cast<Owner const*>( object );
+}
+
+namespace Internal {
+
+template<class T>
+inline constexpr Varek::Inspect::AtomicFnTable const* valueTable =
+   &Varek::Inspect::InspectAtomicFnTable<T>::table;
+
+template<class Owner, class D>
+constexpr AttributeRecord baseRecord( D descriptor ) {
+   AttributeRecord record;
+   record.id = D::id;
+   record.name = descriptor.name;
+   record.kind = D::kind;
+   record.onWire = D::kind != AttributeKind::parameter && std::is_base_of_v<Entity, Owner>;
+   return record;
+}
+
+template<class Owner, class D>
+constexpr void singleRecord( AttributeRecord& record ) {
+   record.value = valueTable<typename D::Field>;
+   record.read = []( void const* object ) {
+      return static_cast<void const*>( &D::get( ownerAt<Owner>( object ) ) );
+   };
+   if constexpr ( D::kind == AttributeKind::plain && HasText<typename D::Field> )
+      record.defaultText = [] { return textOf( Owner::qelDefault( Id<D::id.value()>{} ) ); };
+}
+
+template<class Owner, class D, class Iteration>
+constexpr void manyRecord( AttributeRecord& record ) {
+   record.size = []( void const* object ) {
+      return static_cast<std::uint32_t>( D::get( ownerAt<Owner>( object ) ).size() );
+   };
+   record.iterate = []( void const* object, void const* startKey ) {
+      return Iteration::make( D::get( ownerAt<Owner>( object ) ), startKey );
+   };
+   record.iterator = &Iteration::table;
+}
+
+template<class Owner, class D>
+constexpr AttributeRecord makeRecord( D descriptor ) {
+   using Field = typename D::Field;
+   AttributeRecord record = baseRecord<Owner>( descriptor );
+   if constexpr ( D::kind == AttributeKind::parameter || D::kind == AttributeKind::plain ) {
+      singleRecord<Owner, D>( record );
+   } else if constexpr ( D::kind == AttributeKind::sequence ) {
+      record.value = valueTable<typename Field::value_type>;
+      manyRecord<Owner, D, SequenceIteration<Field>>( record );
+   } else {
+      record.key = valueTable<typename Field::Key>;
+      record.salt = Field::hashSalt;
+      record.salted = true;
+      manyRecord<Owner, D, MapIteration<Field>>( record );
+      if constexpr ( D::kind == AttributeKind::children )
+         record.childType = [] { return Field::value_type::Child::qelBinding(); };
+      else
+         record.value = valueTable<typename Field::value_type>;
+   }
+   return record;
+}
+
+template<class T>
+constexpr auto makeRecords() {
+   std::array<AttributeRecord, attributeCount<T>()> records{};
+   std::size_t i = 0;
+   forEachAttribute<T>( [&]( auto descriptor ) { records[i++] = makeRecord<T>( descriptor ); } );
+   return records;
+}
+
+} // namespace Internal
+
+/// The attribute records of \p T, in id order.
+template<class T>
+inline constexpr auto attributeRecords = Internal::makeRecords<T>();
+
+namespace Internal {
+
+template<class T>
+constexpr std::size_t parameterCount() {
+   std::size_t count = 0;
+   forEachAttribute<T>(
+      [&]( auto d ) { count += decltype( d )::kind == AttributeKind::parameter; } );
+   return count;
+}
+
+/// The descriptor of the constructor parameter of \p T, which has just one.
+template<class T, std::uint16_t number = firstId<T>>
+constexpr auto onlyParameter() {
+   constexpr auto descriptor = T::attribute( Id<number>{} );
+   if constexpr ( decltype( descriptor )::kind == AttributeKind::parameter )
+      return descriptor;
+   else
+      return onlyParameter<T, number + 1>();
+}
+
+} // namespace Internal
+
+/// The type of the constructor parameter of \p T.
+template<class T>
+using ParameterType = typename decltype( Internal::onlyParameter<T>() )::Field;
+
+/// Gives \p object its constructor parameter.
+template<class T, class Given>
+void parameterIs( T& object, Given const& given ) {
+   decltype( Internal::onlyParameter<T>() )::get( object ) = given;
+}
+
+} // namespace Qel

@@ -1,0 +1,75 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <type_traits>
+
+#include "framework/Attributes.h"
+#include "framework/EntityOf.h"
+#include "framework/Enumeration.h"
+#include "framework/Records.h"
+
+/// The record of a module: its types in slot order, registered when the library is loaded.
+namespace Qel {
+
+namespace Internal {
+
+template<class T>
+constexpr TypeRecord makeTypeRecord( Varek::ModuleInspectData const& module, std::uint32_t index ) {
+   TypeRecord record;
+   record.name = typeName<T>;
+   record.module = &module;
+   record.index = index;
+   record.size = sizeof( T );
+   if constexpr ( std::is_enum_v<T> ) {
+      record.kind = sizeof( T ) == 1 ? Varek::TypeKind::enum8 : Varek::TypeKind::enum32;
+      record.enumerators = decltype( qelEnumerators( T{} ) )::all;
+   } else {
+      record.attributes = attributeRecords<T>;
+   }
+   if constexpr ( std::is_base_of_v<Entity, T> ) {
+      record.kind = Varek::TypeKind::entity;
+      record.allocations = &T::allocations();
+      record.construct = T::qelConstruct;
+   } else {
+      record.hashable = Hashable<T>;
+      record.functions = valueTable<T>;
+   }
+   return record;
+}
+
+template<Varek::ModuleInspectData const& module, class... Ts>
+struct ModuleTypes {
+   static constexpr std::size_t count = sizeof...( Ts );
+   static constexpr std::array<TypeRecord, count> records = [] {
+      std::uint32_t index = 0;
+      return std::array<TypeRecord, count>{ makeTypeRecord<Ts>( module, index++ )... };
+   }();
+   static constexpr std::array<Varek::TypeInspectData const*, count> types = [] {
+      std::array<Varek::TypeInspectData const*, count> all{};
+      for ( std::size_t i = 0; i < count; ++i )
+         all[i] = &records[i];
+      return all;
+   }();
+
+   /// Each type must stand where its declaration says.
+   static bool slotsAgree() {
+      std::uint32_t index = 0;
+      return ( ( bindingOf<Ts>() == Varek::TypeData{ &module, index++ } ) && ... );
+   }
+};
+
+} // namespace Internal
+
+/// Defines the record VARIABLE of the module NAME, with its types in slot order, and registers it
+/// when the library is loaded. In the module's source file, once.
+#define QEL_MODULE( NAME, VARIABLE, ... )                                                          \
+   constinit ::Varek::ModuleInspectData const VARIABLE{                                            \
+      NAME, ::Qel::Internal::ModuleTypes<VARIABLE, __VA_ARGS__>::types };                          \
+   [[maybe_unused]] static bool const VARIABLE##Registered = [] {                                  \
+      VAREK_ASSERT( ( ::Qel::Internal::ModuleTypes<VARIABLE, __VA_ARGS__>::slotsAgree() ) );       \
+      ::Varek::ModuleInspectData::loaded( VARIABLE );                                              \
+      return true;                                                                                 \
+   }()
+
+} // namespace Qel

@@ -1,0 +1,12 @@
+#include "framework/ValueOf.h"
+
+namespace Qel {
+
+void noStringConstructor( std::string_view qualifiedType ) {
+   std::string const type( qualifiedType.substr( qualifiedType.rfind( ':' ) + 1 ) );
+   std::string const text =
+      "\"No String constructor for " + type + " - has collection\" == nullptr";
+   Varek::assertionFailed( text.c_str() );
+}
+
+} // namespace Qel

@@ -1,0 +1,66 @@
+#pragma once
+
+#include <concepts>
+#include <string>
+#include <type_traits>
+
+#include "Qel/CharRange.h"
+#include "Varek/Failures.h"
+#include "framework/Attributes.h"
+#include "framework/Records.h"
+
+namespace Qel {
+
+/// The equality of a value type: the constructor parameters first, then the other attributes, each
+/// in id order; the first difference decides.
+template<class T>
+bool valueIsEq( T const& a, T const& b ) {
+   if ( &a == &b )
+      return true;
+   bool equal = true;
+   auto const compare = [&]<class D>( D, bool parameters ) {
+      if ( ( D::kind == AttributeKind::parameter ) == parameters )
+         equal = equal && D::get( a ) == D::get( b );
+   };
+   forEachAttribute<T>( [&]( auto descriptor ) { compare( descriptor, true ); } );
+   forEachAttribute<T>( [&]( auto descriptor ) { compare( descriptor, false ); } );
+   return equal;
+}
+
+/// Whether a \p T can be made from a \p Given as its constructor parameter.
+template<class T, class Given>
+concept ParameterOf =
+   !std::same_as<T, Given> && !std::derived_from<Given, CharRange> &&
+   Internal::parameterCount<T>() == 1 && std::convertible_to<Given const&, ParameterType<T>> &&
+   ( !std::is_arithmetic_v<ParameterType<T>> || std::same_as<Given, ParameterType<T>> );
+
+[[noreturn]] VAREK_EXPORT void noStringConstructor( std::string_view qualifiedType );
+
+/// Reads a value from text. A type that holds a sequence or a collection has no form that could be
+/// read back: asking for it ends the process.
+template<class T>
+void valueFromText( T&, CharRange const& ) {
+   static_assert( hasKind<T, AttributeKind::sequence>(), "no value without a collection so far" );
+   noStringConstructor( typeName<T> );
+}
+
+/// What every value type \p Self has beside its attributes. A class derives from it and begins with
+/// QEL_VALUE (framework/Declare.h).
+template<class Self>
+class ValueOf {
+public:
+   static bool isEq( Self const& a, Self const& b ) { return valueIsEq( a, b ); }
+   friend bool operator==( Self const& a, Self const& b ) { return valueIsEq( a, b ); }
+
+   static void* genericIfIterator( Self const& value, void const* startKey,
+                                   Varek::FieldDescriptor field,
+                                   Varek::Inspect::IterFnTable const*& functions ) {
+      return Qel::genericIfIterator( typeRecord( Self::qelBinding() ), &value, startKey, field,
+                                     functions );
+   }
+
+protected:
+   ValueOf() = default;
+};
+
+} // namespace Qel
