@@ -1,0 +1,298 @@
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include "PacketBuilder.h"
+#include "ToolRun.h"
+
+/// Input that cannot be read as it should: told with file, packet and offset, and no reason to lose
+/// anything else.
+namespace {
+
+using namespace PacketBuilder;
+using nlohmann::json;
+
+class BadInput : public testing::Test {
+protected:
+   BadInput() : path( testing::TempDir() + "dot1xctl-bad-" + std::to_string( getpid() ) ) {}
+   ~BadInput() override { unlink( path.c_str() ); }
+
+   /// Replays the file at \p path and expects \p messages in this order on standard error, one line
+   /// each, every line naming the file.
+   json replay( std::vector<std::string> const& messages, std::string const& more = {} ) const {
+      ToolRun const run( "replay --json '" + path + "' " + more );
+      EXPECT_EQ( run.exitCode, 1 );
+      std::vector<std::string> lines;
+      std::istringstream err( run.err );
+      for ( std::string line; std::getline( err, line ); ) {
+         lines.push_back( line );
+      }
+      EXPECT_EQ( lines.size(), messages.size() ) << run.err;
+      for ( std::size_t i = 0; i < lines.size() && i < messages.size(); ++i ) {
+         EXPECT_TRUE( lines[i].starts_with( "dot1xctl: " + path + ": " + messages[i] ) )
+            << lines[i] << "\nexpected: " << messages[i];
+      }
+      return run.json();
+   }
+
+   void write( std::string const& octets ) const {
+      std::ofstream( path, std::ios::binary ) << octets;
+   }
+
+   std::string const path;
+};
+
+Octets const user = attribute( 1, text( "someone" ) ) + attribute( 31, text( "0000.5e00.5301" ) );
+
+std::size_t answers( json const& output ) { return recordsOf( output, "answer" ).size(); }
+
+TEST( BadSamples, ACutFileKeepsItsWholePackets ) {
+   ToolRun const run( "replay --json " + sample( "mba-truncated.pcap" ) );
+   EXPECT_EQ( run.exitCode, 1 );
+   // 24 octets of file header, then 28 records of 16 octets and a packet.
+   std::ifstream whole( DOT1X_SAMPLES_DIR "/mba.pcap", std::ios::binary );
+   std::string const octets{ std::istreambuf_iterator<char>( whole ), {} };
+   std::size_t offset = 24;
+   for ( int i = 0; i < 28; ++i ) {
+      offset += 16u + static_cast<std::uint8_t>( octets[offset + 8] ) +
+                256u * static_cast<std::uint8_t>( octets[offset + 9] );
+   }
+   EXPECT_NE( run.err.find( "mba-truncated.pcap: packet 29, file offset " +
+                            std::to_string( offset ) + ": the file is cut short" ),
+              std::string::npos )
+      << run.err;
+   EXPECT_NE( run.err.find( "28 before it are whole" ), std::string::npos ) << run.err;
+   json const cut = run.json();
+   json const full = ToolRun( "replay --json " + sample( "mba.pcap" ) ).json();
+   auto const kept = recordsOf( cut, "answer" );
+   auto const all = recordsOf( full, "answer" );
+   ASSERT_EQ( kept.size(), all.size() - 1 );
+   for ( std::size_t i = 0; i < kept.size(); ++i ) {
+      EXPECT_EQ( kept[i].at( "attributes" ), all[i].at( "attributes" ) );
+   }
+   auto const open = recordsOf( cut, "unanswered" );
+   ASSERT_EQ( open.size(), 2u );
+   EXPECT_EQ( open[0].at( "request" ).at( "packet" ), 21 );
+   EXPECT_EQ( open[1].at( "request" ).at( "packet" ), 28 );
+   EXPECT_EQ( cut.back().at( "packets" ), 28 );
+}
+
+TEST( BadSamples, APacketCutAtCaptureIsNotTakenForTheWhole ) {
+   ToolRun const run( "replay --json " + sample( "mba-snap96.pcap" ) );
+   EXPECT_EQ( run.exitCode, 1 );
+   EXPECT_NE(
+      run.err.find( "mba-snap96.pcap: packet 2, offset 96: cut at capture: the RADIUS packet "
+                    "has 80 octets, of which 54 were kept" ),
+      std::string::npos )
+      << run.err;
+   EXPECT_NE( run.err.find( "13 more packets cut at capture like these (18 in all)" ),
+              std::string::npos )
+      << run.err;
+   json const output = run.json();
+   EXPECT_EQ( answers( output ), 0u );
+   EXPECT_EQ( recordsOf( output, "unanswered" ).size(), 0u );
+   auto const broken = recordsOf( output, "broken" );
+   ASSERT_EQ( broken.size(), 9u );
+   EXPECT_EQ( broken[0].at( "request" ).at( "packet" ), 1 );
+   // Tunnel-Type, Tunnel-Medium-Type, Tunnel-Private-Group-Id, Session-Timeout, Termination-Action
+   // are whole; of Class, 5 octets are.
+   EXPECT_EQ( broken[0].at( "attributesBefore" ).size(), 5u );
+}
+
+TEST_F( BadInput, FilesThatAreNoCaptures ) {
+   replay( { "cannot be opened: No such file" } );
+   write( "" );
+   replay( { "is empty" } );
+   write( "A text, not a capture, and longer than the header of one.\n" );
+   replay( { "is no capture in pcap or pcapng format" } );
+   write( "\xd4\xc3\xb2\xa1" );
+   replay( { "is cut short within its header" } );
+   writeCapture( path, {}, 65535, 105 ); // IEEE 802.11
+   replay( { "has packets of link type IEEE802_11" } );
+}
+
+TEST_F( BadInput, OneBadFileDoesNotKeepTheNextFromBeingRead ) {
+   json const output = replay( { "cannot be opened" }, sample( "mba.pcap" ) );
+   EXPECT_EQ( answers( output ), 13u );
+   EXPECT_EQ( output.back().at( "captures" ), 1 );
+}
+
+TEST_F( BadInput, AnAttributeWhoseLengthLies ) {
+   Octets const good = attribute( 18, text( "hello" ) );
+   for ( Octets const& lie :
+         { Octets{ 25, 1, 0 }, Octets{ 25, 0 }, Octets{ 25, 9, 0 }, Octets{ 25 } } ) {
+      writeCapture( path,
+                    { onWire( radius( 1, 1, user ) ), onWire( radius( 2, 1, good + lie ), true ),
+                      onWire( radius( 1, 2, user ) ), onWire( radius( 3, 2, good ), true ) } );
+      json const output = replay( { "packet 2, offset 27 of the RADIUS packet: " } );
+      auto const broken = recordsOf( output, "broken" );
+      ASSERT_EQ( broken.size(), 1u );
+      EXPECT_EQ( broken[0].at( "callingStationId" ), "00:00:5e:00:53:01" );
+      EXPECT_EQ( broken[0].at( "attributesBefore" ).size(), 1u );
+      ASSERT_EQ( answers( output ), 1u ) << "the packets after it are read";
+      EXPECT_EQ( recordsOf( output, "unanswered" ).size(), 0u );
+   }
+}
+
+TEST_F( BadInput, ARadiusHeaderThatDoesNotFit ) {
+   Octets const request = radius( 1, 1, user );
+   Octets tooLong = radius( 2, 1, {} );
+   tooLong[3] = 21;
+   Octets tooShort = tooLong;
+   tooShort[3] = 19;
+   writeCapture( path, { onWire( request ), onWire( tooLong, true ), onWire( tooShort, true ),
+                         onWire( Octets( 19, 2 ), true ),
+                         onWire( radius( 2, 1, {} ) + Octets( 3, 9 ), true ) } );
+   json const output = replay(
+      { "packet 2, offset 20 of the RADIUS packet: ", "packet 3, offset 2 of the RADIUS packet: ",
+        "packet 4, offset 0 of the RADIUS packet: " } );
+   auto const whole = recordsOf( output, "answer" );
+   ASSERT_EQ( whole.size(), 1u ) << "octets behind the RADIUS packet are padding";
+   EXPECT_EQ( whole[0].at( "packet" ), 5 );
+   EXPECT_EQ( whole[0].at( "duplicate" ), false );
+}
+
+TEST_F( BadInput, PaddingThatIsCutAtCaptureIsNoFault ) {
+   Octets const whole = onWire( radius( 1, 1, user ) );
+   writeCapture( path, { onWire( radius( 1, 1, user ) + Octets( 9, 0 ) ) }, whole.size() + 4 );
+   ToolRun const run( "replay --json '" + path + "'" );
+   EXPECT_EQ( run.exitCode, 0 ) << run.err;
+   EXPECT_EQ( run.json().back().at( "requests" ), 1 );
+}
+
+TEST_F( BadInput, EachCaptureStandsForItself ) {
+   std::string const twice = sample( "mba-snap96.pcap" ) + " " + sample( "mba-snap96.pcap" );
+   ToolRun const run( "replay --json " + twice + " " + sample( "acct.pcap" ) );
+   json const summary = run.json().back();
+   EXPECT_EQ( summary.at( "requests" ), 9 + 9 + 20 );
+   EXPECT_EQ( summary.at( "sentAgain" ), 0 );
+   EXPECT_EQ( summary.at( "problems" ), 36 );
+   auto const first = run.err.find( "(18 in all)" );
+   ASSERT_NE( first, run.err.npos ) << run.err;
+   EXPECT_NE( run.err.find( "(18 in all)", first + 1 ), run.err.npos ) << run.err;
+}
+
+TEST_F( BadInput, FragmentsAreToldOnceADatagram ) {
+   Octets const whole = udp( 40000, 1812, radius( 1, 1, user ) );
+   Octets const first( whole.begin(), whole.begin() + 24 );
+   Octets const rest( whole.begin() + 24, whole.end() );
+   // The octets of a later fragment may look like a UDP header with a RADIUS port.
+   Octets const decoy = udp( 40000, 1812, radius( 2, 1, {} ) );
+   writeCapture( path,
+                 { ethernet( ipv4( first, false, 0x2000 ) ), ethernet( ipv4( rest, false, 3 ) ),
+                   ethernet( ipv4( decoy, true, 0x2003 ) ),
+                   ethernet( ipv4( udp( 53, 53, first ), true, 0x2000 ) ),
+                   ethernet( ipv4( decoy, true, 3 ) ) } );
+   json const output =
+      replay( { "packet 1, offset 14: the first fragment of UDP datagram 7, which is RADIUS",
+                "packet 3, offset 14: a later fragment of UDP datagram 7" } );
+   EXPECT_EQ( output.back().at( "requests" ), 0 );
+   EXPECT_EQ( output.back().at( "otherRadius" ), 0 );
+   EXPECT_EQ( answers( output ), 0u );
+}
+
+TEST_F( BadInput, AnAnswerWithoutItsRequestIsForNoStation ) {
+   writeCapture( path, { onWire( radius( 1, 1, attribute( 31, text( "not a MAC" ) ) ) ),
+                         onWire( radius( 2, 1, {} ), true ), onWire( radius( 2, 2, user ), true ),
+                         onWire( radius( 3, 1, {} ), true ) } );
+   ToolRun const run( "replay --json '" + path + "'" );
+   EXPECT_EQ( run.exitCode, 0 );
+   json const output = run.json();
+   EXPECT_EQ( output.back().at( "duplicates" ), 1 );
+   EXPECT_EQ( output.back().at( "withoutRequest" ), 1 );
+   auto const records = recordsOf( output, "answer" );
+   ASSERT_EQ( records.size(), 3u );
+   for ( json const& record : records ) {
+      EXPECT_EQ( record.at( "callingStationId" ), "00:00:00:00:00:00" );
+   }
+   EXPECT_EQ( records[0].at( "notifications" ), 0 );
+   EXPECT_FALSE( records[1].contains( "request" ) );
+   EXPECT_EQ( records[2].at( "duplicate" ), true );
+}
+
+TEST_F( BadInput, TextThatIsNoTextHarmsNeitherFormOfOutput ) {
+   std::string const nasty = "\x1b[2J\n\xff" + std::string( 200, 'x' );
+   writeCapture( path, { onWire( radius( 1, 1, attribute( 1, text( nasty ) ) ) ),
+                         onWire( radius( 2, 1, attribute( 18, text( nasty ) ) ), true ) } );
+   ToolRun const run( "replay '" + path + "'" );
+   EXPECT_EQ( run.exitCode, 0 );
+   std::size_t lines = 0;
+   std::string line;
+   for ( std::istringstream out( run.out.substr( run.out.find( '\n' ) ) );
+         std::getline( out, line ); ) {
+      EXPECT_LE( line.size(), 80u ) << line;
+      for ( char const c : line ) {
+         EXPECT_TRUE( c >= ' ' && c < 0x7f ) << line;
+      }
+      ++lines;
+   }
+   EXPECT_GT( lines, 8u );
+   json const value = ToolRun( "replay --json '" + path + "'" )
+                         .json()
+                         .at( 0 )
+                         .at( "attributes" )
+                         .at( 0 )
+                         .at( "values" )
+                         .at( 0 );
+   EXPECT_EQ( value.at( "form" ), "octets" );
+   EXPECT_EQ( value.at( "value" ).get<std::string>().substr( 0, 14 ), "0x1b5b324a0aff" );
+}
+
+TEST_F( BadInput, TimesFarFromOursAreShownAsTimes ) {
+   std::ifstream whole( DOT1X_SAMPLES_DIR "/mba.pcapng", std::ios::binary );
+   std::string octets{ std::istreambuf_iterator<char>( whole ), {} };
+   std::string const enhancedPacketBlock( "\6\0\0\0", 4 );
+   auto const block = octets.find( enhancedPacketBlock );
+   ASSERT_NE( block, octets.npos );
+   octets.replace( block + 12, 4, "\xff\xff\xff\xff" ); // the time's upper half
+   write( octets );
+   ToolRun const run( "replay --json '" + path + "'" );
+   EXPECT_EQ( run.exitCode, 0 ) << run.err;
+   json const record = run.json().at( 0 );
+   EXPECT_TRUE( record.at( "request" ).at( "time" ).get<std::string>().starts_with( "2255-" ) );
+   EXPECT_LT( record.at( "sinceStart" ).get<double>(), 0 ) << "the answer has its own time still";
+}
+
+TEST( Usage, WrongUsageIsToldApartFromBadInput ) {
+   for ( char const* wrong : { "", "replay", "replay --nonsense x", "nonsense", "schema extra" } ) {
+      ToolRun const run( wrong );
+      EXPECT_EQ( run.exitCode, 2 ) << wrong;
+      EXPECT_EQ( run.out, "" ) << wrong;
+      EXPECT_NE( run.err, "" ) << wrong;
+   }
+   for ( char const* help : { "--help", "replay --help", "schema --help" } ) {
+      ToolRun const run( help );
+      EXPECT_EQ( run.exitCode, 0 ) << help;
+      EXPECT_NE( run.out, "" ) << help;
+      EXPECT_EQ( run.err, "" ) << help;
+   }
+}
+
+TEST( Usage, OutputThatCannotBeWrittenIsAFailure ) {
+   std::string const command =
+      "'" DOT1XCTL_PATH "' replay " + sample( "mba.pcap" ) + " 2>&1 >/dev/full | grep -q written";
+   EXPECT_EQ( std::system( command.c_str() ), 0 );
+}
+
+TEST( Usage, EverythingFitsEightyColumns ) {
+   for ( std::string const& arguments :
+         { std::string( "--help" ), std::string( "replay --help" ), std::string( "schema --help" ),
+           std::string( "schema" ), "replay " + sample( "mba.pcap" ) + " " + sample( "acct.pcap" ),
+           "replay " + sample( "eap-radius.pcap" ), "replay " + sample( "mba-snap96.pcap" ) } ) {
+      std::istringstream out( ToolRun( arguments ).out );
+      std::size_t lines = 0;
+      for ( std::string line; std::getline( out, line ); ++lines ) {
+         bool const fileName = line.starts_with( DOT1X_SAMPLES_DIR );
+         EXPECT_TRUE( fileName || line.size() <= 80 ) << arguments << ": " << line;
+      }
+      EXPECT_GT( lines, 3u ) << arguments;
+   }
+}
+
+} // namespace

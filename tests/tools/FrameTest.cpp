@@ -1,0 +1,158 @@
+#include <random>
+#include <string>
+
+#include <gtest/gtest.h>
+#include <pcap/dlt.h>
+
+#include "PacketBuilder.h"
+#include "dot1xctl/Frame.h"
+
+namespace {
+
+using namespace Dot1xCtl;
+using namespace PacketBuilder;
+
+/// One line for what was found, so that a table can hold it.
+std::string outcome( Frame const& frame ) {
+   if ( auto const* datagram = std::get_if<Datagram>( &frame ) ) {
+      return stringValue( datagram->source ) + " > " + stringValue( datagram->destination ) + " " +
+             std::string( datagram->payload.begin(), datagram->payload.end() ) + " of " +
+             std::to_string( datagram->length );
+   }
+   if ( auto const* fragment = std::get_if<Fragment>( &frame ) ) {
+      return std::string( fragment->first ? "first" : "later" ) +
+             ( fragment->radius ? " radius" : "" ) + " fragment of " +
+             std::to_string( fragment->identification );
+   }
+   if ( auto const* bad = std::get_if<BadFrame>( &frame ) ) {
+      return ( bad->cut ? "cut at " : "bad at " ) + std::to_string( bad->offset );
+   }
+   return "nothing";
+}
+
+Octets const packet = udp( 40000, 1812, text( "hello" ) );
+std::string const v4 = "192.0.2.1:40000 > 192.0.2.2:1812 hello of 5";
+std::string const v6 = "[::1]:40000 > [::2]:1812 hello of 5";
+
+Octets changed( Octets octets, std::size_t at, std::uint8_t value ) {
+   octets.at( at ) = value;
+   return octets;
+}
+
+/// An IPv6 extension header of two units of 8 octets.
+Octets extension( std::uint8_t next ) { return Octets{ next, 1 } + Octets( 14, 0 ); }
+
+Octets fragmentHeader( std::uint8_t next, std::uint16_t bits ) {
+   return Octets{ next, 0 } + u16( bits ) + Octets{ 0, 0, 1, 0 };
+}
+
+struct Case {
+   char const* name;
+   int linkType;
+   Octets octets;
+   std::string expected;
+};
+
+TEST( Frame, FindsTheDatagramOrSaysWhyNot ) {
+   Case const cases[] = {
+      { "plain", DLT_EN10MB, ethernet( ipv4( packet ) ), v4 },
+      { "padded", DLT_EN10MB, ethernet( ipv4( packet ) ) + Octets( 20, 'x' ), v4 },
+      { "two tags", DLT_EN10MB,
+        ethernet( ipv4( packet ), 0x0800, { 0x88, 0xa8, 0, 5, 0x81, 0, 0, 9 } ), v4 },
+      { "ends in tag", DLT_EN10MB, ethernet( {}, 0x8100 ), "bad at 14" },
+      { "options", DLT_EN10MB, ethernet( ipv4( packet, false, 0, Octets( 8, 1 ) ) ), v4 },
+      { "do not fragment", DLT_EN10MB, ethernet( ipv4( packet, false, 0x4000 ) ), v4 },
+      { "runt", DLT_EN10MB, Octets( 9, 0 ), "nothing" },
+      { "ARP", DLT_EN10MB, ethernet( Octets( 28, 0 ), 0x0806 ), "nothing" },
+      { "TCP", DLT_EN10MB, ethernet( ipv4( packet, false, 0, {}, 6 ) ), "nothing" },
+      { "other port", DLT_EN10MB, ethernet( ipv4( udp( 53, 40000, text( "hello" ) ) ) ),
+        "nothing" },
+      { "cooked", DLT_LINUX_SLL, Octets( 14, 0 ) + u16( 0x0800 ) + ipv4( packet ), v4 },
+      { "cooked, tag", DLT_LINUX_SLL,
+        Octets( 14, 0 ) + u16( 0x8100 ) + u16( 3 ) + u16( 0x86dd ) + ipv6( 17, packet ), v6 },
+      { "cooked 2", DLT_LINUX_SLL2, u16( 0x86dd ) + Octets( 18, 0 ) + ipv6( 17, packet ), v6 },
+      { "raw 4", DLT_RAW, ipv4( packet ), v4 },
+      { "raw 6", DLT_RAW, ipv6( 17, packet ), v6 },
+      { "IPv4 link", DLT_IPV4, ipv4( packet ), v4 },
+      { "IPv6 link", DLT_IPV6, ipv6( 17, packet ), v6 },
+      { "loopback, little-endian", DLT_NULL, Octets{ 2, 0, 0, 0 } + ipv4( packet ), v4 },
+      { "loopback, big-endian", DLT_LOOP, Octets{ 0, 0, 0, 30 } + ipv6( 17, packet ), v6 },
+      { "loopback, not IP", DLT_NULL, Octets{ 7, 0, 0, 0 } + ipv4( packet ), "nothing" },
+
+      { "extensions", DLT_RAW,
+        ipv6( 0, extension( 43 ) + extension( 60 ) + extension( 17 ) + packet ), v6 },
+      { "extension too long", DLT_RAW, ipv6( 0, changed( extension( 17 ), 1, 9 ) ), "bad at 56" },
+      { "whole in one fragment", DLT_RAW, ipv6( 44, fragmentHeader( 17, 0 ) + packet ), v6 },
+      { "first of IPv6", DLT_RAW, ipv6( 44, fragmentHeader( 17, 1 ) + packet ),
+        "first radius fragment of 256" },
+      { "later of IPv6", DLT_RAW, ipv6( 44, fragmentHeader( 17, 8 ) + packet ),
+        "later fragment of 256" },
+      { "TCP fragment", DLT_RAW, ipv6( 44, fragmentHeader( 6, 8 ) + packet ), "nothing" },
+      { "first of IPv4", DLT_RAW, ipv4( packet, false, 0x2000 ), "first radius fragment of 7" },
+      { "first, other port", DLT_RAW, ipv4( udp( 53, 53, {} ), false, 0x2000 ),
+        "first fragment of 7" },
+      { "later of IPv4", DLT_RAW, ipv4( packet, false, 0x2001 ), "later fragment of 7" },
+      { "last of IPv4", DLT_RAW, ipv4( packet, false, 0x0001 ), "later fragment of 7" },
+
+      { "IPv4 version", DLT_IPV4, changed( ipv4( packet ), 0, 0x55 ), "bad at 0" },
+      { "IPv4 header length", DLT_RAW, changed( ipv4( packet ), 0, 0x44 ), "bad at 0" },
+      { "IPv4 total length low", DLT_RAW, changed( ipv4( packet ), 3, 19 ), "bad at 0" },
+      { "IPv4 total length high", DLT_RAW, changed( ipv4( packet ), 3, 34 ), "bad at 2" },
+      { "IPv4 total length 0", DLT_RAW, changed( ipv4( packet ), 3, 0 ), v4 },
+      { "IPv4 options over UDP", DLT_RAW, changed( ipv4( packet ), 0, 0x47 ), "bad at 28" },
+      { "IPv6 version", DLT_IPV6, changed( ipv6( 17, packet ), 0, 0x50 ), "bad at 0" },
+      { "IPv6 length high", DLT_RAW, changed( ipv6( 17, packet ), 5, 14 ), "bad at 4" },
+      { "UDP length low", DLT_RAW, changed( ipv4( packet ), 25, 7 ), "bad at 24" },
+      { "UDP length high", DLT_RAW, changed( ipv4( packet ), 25, 14 ), "bad at 24" },
+      { "UDP length into the padding", DLT_EN10MB,
+        ethernet( changed( ipv4( packet ), 25, 14 ) ) + Octets( 20, 0 ), "bad at 38" },
+      { "UDP length shorter", DLT_RAW, changed( ipv4( packet ), 25, 12 ),
+        "192.0.2.1:40000 > 192.0.2.2:1812 hell of 4" },
+   };
+   for ( Case const& c : cases ) {
+      EXPECT_EQ( outcome( dissect( c.linkType, c.octets, c.octets.size() ) ), c.expected )
+         << c.name;
+   }
+}
+
+TEST( Frame, CutAnywhereIsToldApartFromWholeAndFromWrong ) {
+   for ( Octets const& whole : { ethernet( ipv4( packet ), 0x0800, { 0x81, 0, 0, 9 } ),
+                                 ethernet( ipv6( 0, extension( 17 ) + packet ), 0x86dd ) } ) {
+      for ( std::size_t kept = 0; kept < whole.size(); ++kept ) {
+         Octets const part( whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>( kept ) );
+         Frame const frame = dissect( DLT_EN10MB, part, whole.size() );
+         if ( kept >= whole.size() - 5 ) {
+            auto const* datagram = std::get_if<Datagram>( &frame );
+            ASSERT_NE( datagram, nullptr ) << kept;
+            EXPECT_EQ( datagram->length, 5u );
+            EXPECT_EQ( datagram->payload.size(), 5 - ( whole.size() - kept ) );
+         } else {
+            auto const* bad = std::get_if<BadFrame>( &frame );
+            ASSERT_NE( bad, nullptr ) << kept;
+            EXPECT_TRUE( bad->cut ) << kept;
+         }
+      }
+   }
+}
+
+TEST( Frame, StaysWithinThePacketWhateverTheOctetsAre ) {
+   std::mt19937 random( 20251124 );
+   std::vector<Octets> const seeds = {
+      ethernet( ipv4( packet ) ),
+      ethernet( ipv6( 0, extension( 44 ) + fragmentHeader( 17, 0 ) + packet ), 0x86dd ) };
+   for ( int round = 0; round < 20000; ++round ) {
+      Octets octets = seeds[random() % seeds.size()];
+      for ( int flips = 0; flips < 3; ++flips ) {
+         octets[random() % octets.size()] = static_cast<std::uint8_t>( random() );
+      }
+      octets.resize( random() % ( octets.size() + 1 ) );
+      octets.shrink_to_fit(); // a read beyond the end is one beyond the allocation
+      Frame const frame = dissect( DLT_EN10MB, octets, octets.size() + random() % 2 );
+      if ( auto const* datagram = std::get_if<Datagram>( &frame ) ) {
+         ASSERT_LE( datagram->offset + datagram->payload.size(), octets.size() );
+         ASSERT_LE( datagram->payload.size(), datagram->length );
+      }
+   }
+}
+
+} // namespace

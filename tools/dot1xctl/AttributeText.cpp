@@ -1,0 +1,37 @@
+#include "AttributeText.h"
+
+#include <variant>
+
+#include "Radius/Dictionary.h"
+
+namespace Dot1xCtl {
+
+std::string valueName( RadiusPktParserBase::Attribute attribute,
+                       RadiusPktParserBase::AttrValue const& value ) {
+   if ( auto const* plain = std::get_if<std::uint32_t>( &value ) ) {
+      return std::string( RadiusPktParserBase::enumeratorName( attribute, *plain ) );
+   }
+   if ( auto const* tagged = std::get_if<RadiusPktParserBase::TaggedInt>( &value ) ) {
+      return std::string( RadiusPktParserBase::enumeratorName( attribute, tagged->value ) );
+   }
+   return {};
+}
+
+std::string valueText( RadiusPktParserBase::Attribute attribute,
+                       RadiusPktParserBase::AttrValue const& value ) {
+   std::string const name = valueName( attribute, value );
+   if ( name.empty() ) {
+      return stringValue( value );
+   }
+   if ( auto const* tagged = std::get_if<RadiusPktParserBase::TaggedInt>( &value ) ) {
+      return std::string( ":" ) + std::to_string( tagged->tag ) + " " + name + " (" +
+             std::to_string( tagged->value ) + ")";
+   }
+   return name + " (" + stringValue( value ) + ")";
+}
+
+std::string quoted( Varek::String const& text ) {
+   return stringValue( RadiusPktParserBase::AttrValue( text ) );
+}
+
+} // namespace Dot1xCtl

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <string>
+
+#include "Radius/AttrValue.h"
+#include "Radius/Attribute.h"
+
+/// How replay prints the values of RADIUS attributes.
+namespace Dot1xCtl {
+
+/// The dictionary's name of an integer value: "VLAN" of a Tunnel-Type 13. Empty if it has none, or
+/// the value is no integer.
+std::string valueName( RadiusPktParserBase::Attribute, RadiusPktParserBase::AttrValue const& );
+
+/// One value as text: as its type prints, with its name where it has one: "VLAN (13)".
+std::string valueText( RadiusPktParserBase::Attribute, RadiusPktParserBase::AttrValue const& );
+
+/// Text in quotes, whatever would disturb a terminal escaped.
+std::string quoted( Varek::String const& );
+
+} // namespace Dot1xCtl

@@ -1,0 +1,113 @@
+#include "Capture.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <string_view>
+
+#include <pcap/pcap.h>
+
+#include "Frame.h"
+
+namespace Dot1xCtl {
+
+namespace {
+
+/// "file offset N", or nothing where the file has no offsets (a pipe).
+std::string fileOffset( long offset ) {
+   return offset < 0 ? std::string() : "file offset " + std::to_string( offset );
+}
+
+/// A damaged record can hold any time. It is brought into a range (the year 2255 is in it) within
+/// which times and their differences can be counted in nanoseconds.
+Time timeOf( timeval const& stamp ) {
+   constexpr std::int64_t lastSecond = 9'000'000'000;
+   auto const second = std::clamp<std::int64_t>( stamp.tv_sec, 0, lastSecond );
+   // With the precision asked of libpcap the field for microseconds counts nanoseconds.
+   auto const nanosecond = std::clamp<std::int64_t>( stamp.tv_usec, 0, 999'999'999 );
+   return Time( std::chrono::seconds( second ) + std::chrono::nanoseconds( nanosecond ) );
+}
+
+bool cutShort( std::string_view error ) {
+   return error.find( "truncated" ) != std::string_view::npos;
+}
+
+} // namespace
+
+struct Capture::State {
+   ~State() {
+      if ( pcap != nullptr ) {
+         pcap_close( pcap ); // closes the file too
+      } else if ( file != nullptr && file != stdin ) {
+         std::fclose( file );
+      }
+   }
+
+   std::FILE* file = nullptr;
+   pcap_t* pcap = nullptr;
+   std::uint64_t packets = 0;
+};
+
+Capture::Capture( std::string const& path ) : state_( std::make_unique<State>() ) {
+   state_->file = path == "-" ? stdin : std::fopen( path.c_str(), "rb" );
+   if ( state_->file == nullptr ) {
+      throw CaptureError( std::string( "cannot be opened: " ) + std::strerror( errno ), 0, {} );
+   }
+   int const first = std::getc( state_->file );
+   if ( first == EOF ) {
+      throw CaptureError( std::ferror( state_->file ) != 0
+                             ? std::string( "cannot be read: " ) + std::strerror( errno )
+                             : "is empty, without even the header of a capture",
+                          0, {} );
+   }
+   std::ungetc( first, state_->file );
+
+   char error[PCAP_ERRBUF_SIZE] = {};
+   state_->pcap =
+      pcap_fopen_offline_with_tstamp_precision( state_->file, PCAP_TSTAMP_PRECISION_NANO, error );
+   if ( state_->pcap == nullptr ) {
+      std::string const meaning = cutShort( error ) ? "is cut short within its header: "
+                                                    : "is no capture in pcap or pcapng format: ";
+      throw CaptureError( meaning + error, 0, {} );
+   }
+   if ( !linkTypeKnown( linkType() ) ) {
+      char const* const name = pcap_datalink_val_to_name( linkType() );
+      throw CaptureError(
+         "has packets of link type " +
+            ( name != nullptr ? std::string( name ) : std::to_string( linkType() ) ) +
+            "; readable are Ethernet, Linux cooked, raw IP and loopback",
+         0, {} );
+   }
+}
+
+Capture::~Capture() = default;
+
+int Capture::linkType() const { return pcap_datalink( state_->pcap ); }
+
+bool Capture::next( Packet& packet ) {
+   long const offset = std::ftell( state_->file );
+   pcap_pkthdr* header = nullptr;
+   u_char const* octets = nullptr;
+   int const result = pcap_next_ex( state_->pcap, &header, &octets );
+   if ( result == PCAP_ERROR_BREAK ) {
+      return false;
+   }
+   std::uint64_t const number = state_->packets + 1;
+   if ( result != 1 ) {
+      std::string const error = pcap_geterr( state_->pcap );
+      throw CaptureError( cutShort( error )
+                             ? "the file is cut short within this packet (" + error + "); the " +
+                                  std::to_string( state_->packets ) + " before it are whole"
+                             : "the file cannot be read on: " + error,
+                          number, fileOffset( offset ) );
+   }
+   state_->packets = number;
+   packet.number = number;
+   packet.time = timeOf( header->ts );
+   packet.octets = { octets, header->caplen };
+   packet.originalLength = header->len;
+   return true;
+}
+
+} // namespace Dot1xCtl

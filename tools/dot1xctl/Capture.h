@@ -1,0 +1,60 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <utility>
+
+#include "Varek/Failures.h"
+
+/// Packet captures (pcap and pcapng), one packet after the other, read through libpcap in constant
+/// memory.
+namespace Dot1xCtl {
+
+/// Since 1970-01-01 00:00 UTC.
+using Time = std::chrono::sys_time<std::chrono::nanoseconds>;
+
+struct Packet {
+   std::uint64_t number = 0; ///< From 1.
+   Time time;
+   std::span<std::uint8_t const> octets; ///< As captured. Valid until the next is read.
+   std::size_t originalLength = 0;       ///< Number of octets on the wire, captured or not.
+};
+
+/// The file is no capture, or cannot be read on. what() says so without naming the file.
+class CaptureError : public Varek::Failure {
+public:
+   CaptureError( std::string const& what, std::uint64_t packet, std::string where )
+      : Failure( what ), packet_( packet ), where_( std::move( where ) ) {}
+
+   std::uint64_t packet() const { return packet_; }    ///< 0: before the first.
+   std::string const& where() const { return where_; } ///< "file offset 5130", or empty.
+
+private:
+   std::uint64_t packet_;
+   std::string where_;
+};
+
+class Capture {
+public:
+   /// Opens \p path; "-" is standard input. Raises CaptureError.
+   explicit Capture( std::string const& path );
+   ~Capture();
+   Capture( Capture const& ) = delete;
+   Capture& operator=( Capture const& ) = delete;
+
+   /// Reads the next packet: false at the end of the file. Raises CaptureError where the file is
+   /// cut short or damaged; the packets before that have been given.
+   bool next( Packet& );
+   /// A DLT_ value.
+   int linkType() const;
+
+private:
+   struct State;
+   std::unique_ptr<State> state_;
+};
+
+} // namespace Dot1xCtl

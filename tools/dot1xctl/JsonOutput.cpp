@@ -1,0 +1,194 @@
+#include <ostream>
+#include <string_view>
+#include <utility>
+#include <variant>
+
+#include <nlohmann/json.hpp>
+
+#include "AttributeText.h"
+#include "Output.h"
+
+namespace Dot1xCtl {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+/// JSON text is UTF-8; RADIUS text need not be. What is not comes as octets.
+bool isUtf8( std::string_view text ) {
+   try {
+      (void)Json( text ).dump();
+      return true;
+   } catch ( Json::type_error const& ) {
+      return false;
+   }
+}
+
+Json textJson( Varek::String const& text ) {
+   if ( isUtf8( text ) ) {
+      return { { "form", "text" }, { "value", text } };
+   }
+   return { { "form", "octets" }, { "value", stringValue( Varek::Bytes( text ) ) } };
+}
+
+struct FormOf {
+   Json operator()( Varek::String const& value ) const { return textJson( value ); }
+   Json operator()( RadiusPktParserBase::TaggedStr const& value ) const {
+      Json result = textJson( value.value );
+      result["tag"] = value.tag;
+      return result;
+   }
+   Json operator()( std::uint32_t value ) const {
+      return { { "form", "integer" }, { "value", value } };
+   }
+   Json operator()( RadiusPktParserBase::TaggedInt const& value ) const {
+      return { { "form", "integer" }, { "value", value.value }, { "tag", value.tag } };
+   }
+   Json operator()( std::uint64_t value ) const {
+      return { { "form", "integer" }, { "value", value } };
+   }
+   Json operator()( Lumo::IpGenPrefix const& value ) const {
+      return { { "form", "prefix" }, { "value", stringValue( value ) } };
+   }
+   Json operator()( Varek::Bytes const& value ) const {
+      return { { "form", "octets" }, { "value", stringValue( value ) } };
+   }
+};
+
+Json valueJson( RadiusPktParserBase::Attribute attribute,
+                RadiusPktParserBase::AttrValue const& value ) {
+   Json result = std::visit( FormOf(), value );
+   if ( std::string const name = valueName( attribute, value ); !name.empty() ) {
+      result["name"] = name;
+   }
+   return result;
+}
+
+/// Adds a value to a list of attributes: one element each, in the order in which they first occur.
+void add( Json& list, RadiusPktParserBase::Attribute attribute,
+          RadiusPktParserBase::AttrValue const& value ) {
+   std::string const name = stringValue( attribute );
+   for ( Json& known : list ) {
+      if ( known["name"] == name ) {
+         known["values"].push_back( valueJson( attribute, value ) );
+         return;
+      }
+   }
+   list.push_back( { { "name", name },
+                     { "vendor", attribute.vendor() },
+                     { "type", attribute.type() },
+                     { "values", Json::array( { valueJson( attribute, value ) } ) } } );
+}
+
+Json attributesJson( std::vector<Dot1xV2::AaaAttribute> const& attributes ) {
+   Json result = Json::array();
+   for ( Dot1xV2::AaaAttribute const& attribute : attributes ) {
+      for ( auto const& value : attribute.attrValue() ) {
+         add( result, attribute.attribute(), value );
+      }
+   }
+   return result;
+}
+
+Json requestJson( Request const& request ) {
+   Json attributes = Json::array();
+   for ( auto const& [attribute, value] : request.attributes ) {
+      add( attributes, attribute, value );
+   }
+   return {
+      { "packet", request.packet },       { "time", stringValue( request.time, 'T', 9 ) + "Z" },
+      { "code", request.code },           { "codeName", codeText( request.code ) },
+      { "timesSent", request.timesSent }, { "attributes", std::move( attributes ) } };
+}
+
+class JsonOutput final : public Output {
+public:
+   explicit JsonOutput( std::ostream& out ) : out_( out ) {}
+
+   void capture( std::string const& file ) override { file_ = file; }
+
+   void answer( Answer const& answer ) override {
+      Json record = common( "answer", answer );
+      record["type"] = stringValue( answer.response->type() );
+      record["duplicate"] = answer.request != nullptr && answer.request->answers > 1;
+      record["notifications"] = answer.notifications;
+      record["attributes"] = attributesJson( answer.attributes );
+      print( record );
+   }
+
+   void broken( Answer const& answer, std::string const& fault ) override {
+      Json record = common( "broken", answer );
+      record["fault"] = fault;
+      record["attributesBefore"] = attributesJson( answer.attributes );
+      print( record );
+   }
+
+   void unanswered( Request const& request ) override {
+      print( { { "record", "unanswered" },
+               { "file", file_ },
+               { "callingStationId", stringValue( station( &request ) ) },
+               { "request", requestJson( request ) } } );
+   }
+
+   void summary( Summary const& s ) override {
+      print( { { "record", "summary" },
+               { "captures", s.captures },
+               { "packets", s.packets },
+               { "answers", s.answers() },
+               { "accepted", s.accepted },
+               { "rejected", s.rejected },
+               { "challenges", s.challenges },
+               { "acctResponses", s.acctResponses },
+               { "duplicates", s.duplicates },
+               { "withoutRequest", s.withoutRequest },
+               { "broken", s.broken },
+               { "requests", s.requests },
+               { "sentAgain", s.sentAgain },
+               { "unanswered", s.unanswered },
+               { "otherRadius", s.otherRadius },
+               { "attributes", s.attributes },
+               { "values", s.values },
+               { "notifications", s.notifications },
+               { "problems", s.problems } } );
+      out_ << "\n]\n";
+      out_.flush();
+   }
+
+private:
+   Json common( char const* kind, Answer const& answer ) const {
+      Json record = { { "record", kind },
+                      { "file", file_ },
+                      { "packet", answer.packet },
+                      { "time", stringValue( answer.time, 'T', 9 ) + "Z" },
+                      { "sinceStart", std::chrono::duration<double>( answer.sinceStart ).count() },
+                      { "code", answer.code },
+                      { "codeName", codeText( answer.code ) },
+                      { "identifier", answer.identifier },
+                      { "client", stringValue( answer.client ) },
+                      { "server", stringValue( answer.server ) },
+                      { "callingStationId", stringValue( station( answer.request ) ) } };
+      if ( answer.request != nullptr ) {
+         record["request"] = requestJson( *answer.request );
+      }
+      return record;
+   }
+
+   void print( Json const& record ) {
+      // The names of files are the only text here that may be no UTF-8.
+      out_ << ( first_ ? "[\n" : ",\n" )
+           << record.dump( -1, ' ', false, Json::error_handler_t::replace );
+      first_ = false;
+   }
+
+   std::ostream& out_;
+   std::string file_;
+   bool first_ = true;
+};
+
+} // namespace
+
+std::unique_ptr<Output> jsonOutput( std::ostream& out ) {
+   return std::make_unique<JsonOutput>( out );
+}
+
+} // namespace Dot1xCtl

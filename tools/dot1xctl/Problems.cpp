@@ -1,0 +1,44 @@
+#include "Problems.h"
+
+#include <ostream>
+#include <utility>
+
+namespace Dot1xCtl {
+
+namespace {
+
+constexpr char const* kindNames[] = { "unreadable files", "packets cut at capture", "fragments",
+                                      "malformed packets", "malformed RADIUS packets" };
+
+} // namespace
+
+void Problems::file( std::string name ) {
+   file_ = std::move( name );
+   ofKind_ = {};
+}
+
+void Problems::add( Problem const& problem ) {
+   ++count_;
+   if ( ++ofKind_[static_cast<std::size_t>( problem.kind )] > shownPerKind ) {
+      return;
+   }
+   out_ << "dot1xctl: " << file_ << ": ";
+   if ( problem.packet != 0 ) {
+      out_ << "packet " << problem.packet << ( problem.where.empty() ? ": " : ", " );
+   }
+   if ( !problem.where.empty() ) {
+      out_ << problem.where << ": ";
+   }
+   out_ << problem.what << '\n';
+}
+
+void Problems::done() {
+   for ( std::size_t kind = 0; kind < kinds; ++kind ) {
+      if ( ofKind_[kind] > shownPerKind ) {
+         out_ << "dot1xctl: " << file_ << ": " << ofKind_[kind] - shownPerKind << " more "
+              << kindNames[kind] << " like these (" << ofKind_[kind] << " in all)\n";
+      }
+   }
+}
+
+} // namespace Dot1xCtl

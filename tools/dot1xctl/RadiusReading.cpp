@@ -1,0 +1,93 @@
+#include "RadiusReading.h"
+
+#include <span>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "Varek/Failures.h"
+
+namespace Dot1xCtl {
+
+namespace {
+
+using RadiusPacketParser::headerSize;
+
+std::string octets( std::size_t count ) { return std::to_string( count ) + " octets"; }
+
+Problem cut( Datagram const& datagram, std::string const& what ) {
+   return { ProblemKind::cut, 0,
+            "offset " + std::to_string( datagram.offset + datagram.payload.size() ),
+            "cut at capture: " + what };
+}
+
+/// The offset is told once, with file and packet, also if \p what ends with it.
+Problem malformed( std::size_t offset, std::string what ) {
+   if ( std::string const end = " (at offset " + std::to_string( offset ) + ")";
+        what.ends_with( end ) ) {
+      what.resize( what.size() - end.size() );
+   }
+   return { ProblemKind::radius, 0, "offset " + std::to_string( offset ) + " of the RADIUS packet",
+            what };
+}
+
+/// Header and attributes, to the first fault.
+RadiusReading decoded( std::span<std::uint8_t const> packet ) {
+   RadiusReading result;
+   auto decoded = RadiusPacketParser::decode( packet );
+   result.code = packet[0];
+   result.identifier = packet[1];
+   result.attributes = std::move( decoded.attributes );
+   if ( decoded.error ) {
+      result.fault = malformed( decoded.error->offset(), decoded.error->what() );
+   }
+   return result;
+}
+
+} // namespace
+
+RadiusReading readRadius( Datagram const& datagram ) {
+   auto const packet = datagram.payload;
+   bool const payloadCut = packet.size() < datagram.length;
+   if ( packet.size() < headerSize ) {
+      RadiusReading result;
+      result.fault = payloadCut
+                        ? cut( datagram, "of a RADIUS packet only " + octets( packet.size() ) +
+                                            " were kept, not even its header of 20" )
+                        : malformed( 0, "a RADIUS packet of " + octets( packet.size() ) +
+                                           ", less than its header of 20" );
+      return result;
+   }
+   auto const length = static_cast<std::size_t>( packet[2] << 8 | packet[3] );
+   if ( !payloadCut || length <= packet.size() || length > datagram.length ) {
+      return decoded( packet );
+   }
+   // Give the decoder what there is, as if the packet ended there: it stops at the attribute that
+   // is not whole.
+   std::vector<std::uint8_t> kept( packet.begin(), packet.end() );
+   kept[2] = static_cast<std::uint8_t>( kept.size() >> 8 );
+   kept[3] = static_cast<std::uint8_t>( kept.size() );
+   RadiusReading result = decoded( kept );
+   result.fault = cut( datagram, "the RADIUS packet has " + octets( length ) + ", of which " +
+                                    std::to_string( packet.size() ) + " were kept" );
+   return result;
+}
+
+Varek::String const* textOf( Attributes const& attributes, std::uint16_t type ) {
+   for ( auto const& [attribute, value] : attributes ) {
+      if ( attribute == RadiusPktParserBase::Attribute( 0, type ) ) {
+         return std::get_if<Varek::String>( &value );
+      }
+   }
+   return nullptr;
+}
+
+std::optional<Lumo::EthAddr> stationOf( Varek::String const& text ) {
+   try {
+      return Lumo::EthAddr( text );
+   } catch ( Varek::TextError const& ) {
+      return std::nullopt;
+   }
+}
+
+} // namespace Dot1xCtl

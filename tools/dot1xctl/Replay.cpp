@@ -1,0 +1,197 @@
+#include "Replay.h"
+
+#include <utility>
+
+namespace Dot1xCtl {
+
+namespace {
+
+/// More fragmented datagrams under way at once than this are not told apart.
+constexpr std::size_t fragmentsKnown = 4096;
+
+Dot1xV2::AaaResponseType responseType( std::uint8_t code ) {
+   switch ( code ) {
+   case accessAccept:
+      return Dot1xV2::AaaResponseType::accepted;
+   case accessReject:
+      return Dot1xV2::AaaResponseType::rejected;
+   case accessChallenge:
+      return Dot1xV2::AaaResponseType::challenge;
+   default:
+      return Dot1xV2::AaaResponseType::acctResponse;
+   }
+}
+
+/// One element per distinct attribute, in the order in which they first occur.
+std::vector<Dot1xV2::AaaAttribute> grouped( Attributes const& attributes ) {
+   std::vector<Dot1xV2::AaaAttribute> result;
+   for ( auto const& [attribute, value] : attributes ) {
+      auto at = result.begin();
+      while ( at != result.end() && at->attribute() != attribute ) {
+         ++at;
+      }
+      if ( at == result.end() ) {
+         at = result.insert( at, Dot1xV2::AaaAttribute( attribute ) );
+      }
+      at->attrValuePush( value );
+   }
+   return result;
+}
+
+/// Makes the response entity of an answer under observation, as whoever applies it would see it,
+/// and reads its attributes back.
+void makeResponse( Answer& answer ) {
+   answer.response = Dot1xV2::aaaResponseFactory( responseType( answer.code ) );
+   Varek::Subscription const subscription = answer.response->publisher().subscribe(
+      [&answer]( Varek::Change const& ) { ++answer.notifications; } );
+   answer.response->callingStationIdIs( station( answer.request ) );
+   for ( Dot1xV2::AaaAttribute const& attribute : answer.attributes ) {
+      answer.response->aaaAttributeIs( attribute );
+   }
+   for ( Dot1xV2::AaaAttribute& attribute : answer.attributes ) {
+      attribute = *answer.response->aaaAttribute( attribute.attribute() );
+   }
+}
+
+} // namespace
+
+void Replay::file( std::string const& path ) {
+   problems_.file( path );
+   output_.capture( path );
+   exchange_ = {};
+   fragments_ = {};
+   try {
+      Capture capture( path );
+      ++summary_.captures;
+      for ( Packet next; capture.next( next ); ) {
+         ++summary_.packets;
+         if ( next.number == 1 ) {
+            start_ = next.time;
+         }
+         packet( next, dissect( capture.linkType(), next.octets, next.originalLength ) );
+      }
+   } catch ( CaptureError const& error ) {
+      problems_.add( { ProblemKind::file, error.packet(), error.where(), error.what() } );
+   }
+   for ( Request const& request : exchange_.unanswered() ) {
+      ++summary_.unanswered;
+      output_.unanswered( request );
+   }
+   problems_.done();
+}
+
+Summary const& Replay::summary() {
+   summary_.problems = problems_.count();
+   return summary_;
+}
+
+void Replay::packet( Packet const& packet, Frame const& frame ) {
+   if ( auto const* found = std::get_if<Datagram>( &frame ) ) {
+      datagram( packet, *found );
+   } else if ( auto const* part = std::get_if<Fragment>( &frame ) ) {
+      fragment( packet, *part );
+   } else if ( auto const* bad = std::get_if<BadFrame>( &frame ) ) {
+      problems_.add( { bad->cut ? ProblemKind::cut : ProblemKind::malformed, packet.number,
+                       "offset " + std::to_string( bad->offset ), bad->what } );
+   }
+}
+
+/// One problem a datagram: at its first fragment, or at each other one that comes before that or
+/// without it.
+void Replay::fragment( Packet const& packet, Fragment const& part ) {
+   std::tuple const key( part.source, part.destination, part.identification );
+   std::string const name = "fragment of UDP datagram " + std::to_string( part.identification );
+   auto const tell = [&]( std::string const& what ) {
+      problems_.add( { ProblemKind::fragment, packet.number,
+                       "offset " + std::to_string( part.offset ), what } );
+   };
+   if ( part.first ) {
+      if ( fragments_.size() >= fragmentsKnown ) {
+         fragments_.clear();
+      }
+      fragments_[key] = part.radius;
+      if ( part.radius ) {
+         tell( "the first " + name + ", which is RADIUS; fragments are not put together, so this " +
+               "RADIUS packet is not read" );
+      }
+   } else if ( fragments_.find( key ) == fragments_.end() ) {
+      tell( "a later " + name +
+            ", whose first has not been seen; it may be RADIUS and is not read" );
+   }
+}
+
+void Replay::datagram( Packet const& packet, Datagram const& datagram ) {
+   RadiusReading reading = readRadius( datagram );
+   bool const ours = isRequest( reading.code ) || isAnswer( reading.code );
+   if ( reading.fault && ( ours || reading.code == 0 ) ) {
+      reading.fault->packet = packet.number;
+      problems_.add( *reading.fault );
+   }
+   if ( isRequest( reading.code ) ) {
+      request( packet, datagram, std::move( reading ) );
+   } else if ( isAnswer( reading.code ) ) {
+      answer( packet, datagram, reading );
+   } else {
+      ++summary_.otherRadius;
+   }
+}
+
+void Replay::request( Packet const& packet, Datagram const& datagram, RadiusReading reading ) {
+   Request request;
+   request.packet = packet.number;
+   request.time = packet.time;
+   request.code = reading.code;
+   request.octets.assign( datagram.payload.begin(), datagram.payload.end() );
+   request.attributes = std::move( reading.attributes );
+   bool const isNew = exchange_.request(
+      { datagram.source, datagram.destination, reading.identifier }, std::move( request ) );
+   ++( isNew ? summary_.requests : summary_.sentAgain );
+}
+
+void Replay::answer( Packet const& packet, Datagram const& datagram,
+                     RadiusReading const& reading ) {
+   Answer answer;
+   answer.packet = packet.number;
+   answer.time = packet.time;
+   answer.sinceStart = packet.time - start_;
+   answer.code = reading.code;
+   answer.identifier = reading.identifier;
+   answer.client = datagram.destination;
+   answer.server = datagram.source;
+   answer.request = exchange_.answer( { answer.client, answer.server, answer.identifier },
+                                      answer.code, !reading.fault );
+   answer.attributes = grouped( reading.attributes );
+   if ( reading.fault ) {
+      ++summary_.broken;
+      output_.broken( answer, reading.fault->what );
+      return;
+   }
+   makeResponse( answer );
+   countAnswer( answer );
+   output_.answer( answer );
+}
+
+void Replay::countAnswer( Answer const& answer ) {
+   switch ( answer.code ) {
+   case accessAccept:
+      ++summary_.accepted;
+      break;
+   case accessReject:
+      ++summary_.rejected;
+      break;
+   case accessChallenge:
+      ++summary_.challenges;
+      break;
+   default:
+      ++summary_.acctResponses;
+   }
+   summary_.withoutRequest += answer.request == nullptr ? 1 : 0;
+   summary_.duplicates += answer.request != nullptr && answer.request->answers > 1 ? 1 : 0;
+   summary_.attributes += answer.attributes.size();
+   for ( Dot1xV2::AaaAttribute const& attribute : answer.attributes ) {
+      summary_.values += attribute.attrValue().size();
+   }
+   summary_.notifications += answer.notifications;
+}
+
+} // namespace Dot1xCtl

@@ -1,0 +1,165 @@
+#include <ostream>
+
+#include "AttributeText.h"
+#include "Columns.h"
+#include "Output.h"
+#include "Radius/RadiusAttributeId.h"
+
+namespace Dot1xCtl {
+
+namespace {
+
+using Id = RadiusPacketParser::RadiusAttributeId;
+
+constexpr std::size_t indent = 3;
+constexpr std::size_t valueColumn = 29;
+
+class TextOutput final : public Output {
+public:
+   explicit TextOutput( std::ostream& out ) : out_( out ) {}
+
+   void capture( std::string const& file ) override {
+      out_ << ( first_ ? "" : "\n" ) << file << '\n';
+      first_ = false;
+   }
+
+   void answer( Answer const& answer ) override {
+      heading( answer, ": " + stringValue( answer.response->type() ) );
+      for ( Dot1xV2::AaaAttribute const& attribute : answer.attributes ) {
+         print( attribute );
+      }
+   }
+
+   void broken( Answer const& answer, std::string const& fault ) override {
+      heading( answer, ": NOT READ WHOLE" );
+      printWrapped(
+         out_, std::string( indent, ' ' ),
+         fault + "; no response is made of it. " + std::to_string( answer.attributes.size() ) +
+            " attributes stand before the fault" + ( answer.attributes.empty() ? "." : ":" ),
+         indent );
+      for ( Dot1xV2::AaaAttribute const& attribute : answer.attributes ) {
+         print( attribute );
+      }
+   }
+
+   void unanswered( Request const& request ) override {
+      out_ << "\npacket " << request.packet << "  " << stringValue( request.time, ' ', 6 ) << "  "
+           << codeText( request.code ) << ": unanswered\n";
+      printWrapped( out_, std::string( indent, ' ' ),
+                    about( &request ) + ", sent " + times( request.timesSent ), indent );
+   }
+
+   void summary( Summary const& s ) override {
+      out_ << "\nsummary\n";
+      row( "captures", s.captures, counted( { { s.packets, "packets" } } ) );
+      row( "requests", s.requests,
+           counted( { { s.sentAgain, "sent again" }, { s.unanswered, "unanswered" } } ) );
+      row( "answers", s.answers(),
+           counted( { { s.accepted, "accepted" },
+                      { s.rejected, "rejected" },
+                      { s.challenges, "challenges" },
+                      { s.acctResponses, "accounting responses" },
+                      { s.duplicates, "came again" },
+                      { s.withoutRequest, "without request" } } ) );
+      row( "attributes", s.attributes, counted( { { s.values, "values" } } ) );
+      row( "notifications", s.notifications, {} );
+      if ( s.broken != 0 ) {
+         row( "answers not read whole", s.broken, {} );
+      }
+      if ( s.otherRadius != 0 ) {
+         row( "other RADIUS packets", s.otherRadius, {} );
+      }
+      if ( s.problems != 0 ) {
+         row( "problems", s.problems, "told on standard error" );
+      }
+      out_.flush();
+   }
+
+private:
+   static std::string times( std::uint32_t count ) {
+      return count == 1 ? "once" : std::to_string( count ) + " times";
+   }
+
+   struct Count {
+      std::size_t count;
+      char const* what;
+   };
+
+   static std::string counted( std::initializer_list<Count> counts ) {
+      std::string result;
+      for ( Count const& one : counts ) {
+         if ( one.count != 0 ) {
+            result += ( result.empty() ? "" : ", " ) + std::to_string( one.count ) + " " + one.what;
+         }
+      }
+      return result;
+   }
+
+   void row( char const* name, std::size_t count, std::string const& detail ) {
+      std::string const number = std::to_string( count );
+      printWrapped( out_, "   " + padded( name, valueColumn - indent ) + number,
+                    detail.empty() ? detail : "  (" + detail + ")", valueColumn + indent );
+   }
+
+   void heading( Answer const& answer, std::string const& result ) {
+      out_ << "\npacket " << answer.packet << "  " << stringValue( answer.time, ' ', 6 ) << "  "
+           << codeText( answer.code ) << result << '\n';
+      std::string text = about( answer.request );
+      if ( answer.request != nullptr ) {
+         text += ", request in packet " + std::to_string( answer.request->packet );
+         if ( answer.request->answers > 1 ) {
+            text += ", answered before";
+         }
+      }
+      printWrapped( out_, std::string( indent, ' ' ), text, indent );
+   }
+
+   /// Who a request is about.
+   static std::string about( Request const* request ) {
+      std::string text = "station " + stringValue( station( request ) );
+      if ( request == nullptr ) {
+         return text + " (unknown: the capture has no request to this answer)";
+      }
+      if ( auto const* id = textOf( request->attributes, Id::callingStationId ); id == nullptr ) {
+         text += " (unknown: no Calling-Station-Id)";
+      } else if ( !stationOf( *id ) ) {
+         text += " (unknown: Calling-Station-Id is " + quoted( *id ) + ")";
+      }
+      struct {
+         char const* name;
+         std::uint16_t type;
+      } constexpr shown[] = {
+         { "user", Id::userName }, { "port", Id::nasPortId }, { "session", Id::acctSessionId } };
+      for ( auto const& one : shown ) {
+         if ( auto const* value = textOf( request->attributes, one.type ) ) {
+            text += std::string( ", " ) + one.name + " " + quoted( *value );
+         }
+      }
+      for ( auto const& [attribute, value] : request->attributes ) {
+         if ( attribute == RadiusPktParserBase::Attribute( 0, Id::acctStatusType ) ) {
+            text += ", " + valueText( attribute, value );
+         }
+      }
+      return text;
+   }
+
+   void print( Dot1xV2::AaaAttribute const& attribute ) {
+      std::string first =
+         "   " + padded( stringValue( attribute.attribute() ), valueColumn - indent );
+      for ( auto const& value : attribute.attrValue() ) {
+         printWrapped( out_, first, valueText( attribute.attribute(), value ), valueColumn );
+         first.assign( valueColumn, ' ' );
+      }
+   }
+
+   std::ostream& out_;
+   bool first_ = true;
+};
+
+} // namespace
+
+std::unique_ptr<Output> textOutput( std::ostream& out ) {
+   return std::make_unique<TextOutput>( out );
+}
+
+} // namespace Dot1xCtl
