@@ -110,7 +110,7 @@ constexpr AttributeRecord baseRecord( D descriptor ) {
    record.id = D::id;
    record.name = descriptor.name;
    record.kind = D::kind;
-   record.onWire = D::kind != AttributeKind::parameter && std::is_base_of_v<Entity, Owner>;
+   record.onWire = D::kind != AttributeKind::parameter || !std::is_base_of_v<Entity, Owner>;
    return record;
 }
 

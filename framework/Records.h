@@ -41,7 +41,7 @@ struct AttributeRecord {
    Varek::TypeData ( *childType )() = nullptr;         ///< For kinds whose elements are entities.
    std::uint32_t salt = 0; ///< Of the key hash; of use for hashed kinds only.
    bool salted = false;
-   bool onWire = false; ///< Whether it travels under its id; constructor parameters do not.
+   bool onWire = false; ///< False for what never travels, or not under its id (parameters of entities).
 
    /// Where the value lies, or null for kinds that hold several.
    void const* ( *read )( void const* object ) = nullptr;
