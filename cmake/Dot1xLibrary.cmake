@@ -32,6 +32,8 @@ function( dot1x_library name )
    target_compile_features( ${name} PUBLIC cxx_std_20 )
    target_compile_options( ${name} PRIVATE ${DOT1X_LIBRARY_OPTIONS} )
    target_link_libraries( ${name} PUBLIC ${ARG_DEPENDS} PRIVATE $<BUILD_INTERFACE:dot1x_build_options> )
+   # Module records stay registered for the life of the process, so the code must stay too.
+   target_link_options( ${name} PRIVATE LINKER:-z,nodelete )
    set_target_properties( ${name} PROPERTIES
       CXX_EXTENSIONS OFF
       CXX_VISIBILITY_PRESET hidden

@@ -69,7 +69,7 @@ constexpr std::array<Varek::EnumeratorData, count> enumerators( std::string_view
       return static_cast<NAME>( ::Qel::EnumType<WIDTH>::instance( value, MODULE, SLOT ) );         \
    }                                                                                               \
    inline NAME NAME##Instance( ::Varek::String const& name ) {                                     \
-      return static_cast<NAME>( ::Qel::EnumType<WIDTH>::instance( name.c_str(), MODULE, SLOT ) );  \
+      return static_cast<NAME>( ::Qel::EnumType<WIDTH>::instance( name, MODULE, SLOT ) );          \
    }                                                                                               \
    inline ::Varek::String stringValue( NAME value ) {                                              \
       return ::Qel::EnumType<WIDTH>::stringValue( static_cast<WIDTH>( value ), MODULE, SLOT );     \

@@ -80,7 +80,7 @@ struct VAREK_EXPORT SequenceTag {
       made[3] = static_cast<char>( made[3] - 'a' + 'A' );
       return made;
    }();
-   inline static constinit Varek::MemoryTracker tracker{ { text.data(), text.size() - 1 } };
+   inline static constinit Varek::MemoryTracker tracker{ { text.data(), text.size() } };
 };
 
 template<class Sequence, class V>

@@ -46,9 +46,15 @@ Width EnumType<Width>::instance( unsigned value, Module const& module, std::uint
 
 template<std::unsigned_integral Width>
 Width EnumType<Width>::instance( char const* name, Module const& module, std::uint32_t index ) {
+   return instance( Varek::String( name ), module, index );
+}
+
+template<std::unsigned_integral Width>
+Width EnumType<Width>::instance( Varek::String const& name, Module const& module,
+                                 std::uint32_t index ) {
    TypeInspectData const& type = *module.types[index];
-   return static_cast<Width>( valueOrThrow( find( type, std::string_view( name ) ), type,
-                                            '"' + std::string( name ) + '"' ) );
+   return static_cast<Width>(
+      valueOrThrow( find( type, std::string_view( name ) ), type, '"' + name + '"' ) );
 }
 
 template<std::unsigned_integral Width>

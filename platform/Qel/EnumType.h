@@ -23,6 +23,8 @@ public:
 
    VAREK_EXPORT static Width instance( unsigned value, Module const&, std::uint32_t index );
    VAREK_EXPORT static Width instance( char const* name, Module const&, std::uint32_t index );
+   VAREK_EXPORT static Width instance( Varek::String const& name, Module const&,
+                                       std::uint32_t index );
    VAREK_EXPORT static Varek::String stringValue( Width, Module const&, std::uint32_t index );
    VAREK_EXPORT static std::ostream& operatorLessLess( std::ostream&, Width, Module const&,
                                                        std::uint32_t index );

@@ -1,0 +1,94 @@
+# What a stranger does with an installed copy: installs BUILD_DIR below WORK_DIR, moves the copy, and
+# builds project/ against it, through find_package and through pkg-config. No file of the copy may
+# lead back to where it came from, and its programs must find their libraries by themselves.
+
+cmake_minimum_required( VERSION 3.25 )
+
+# Runs a command, sets OUTPUT to what it prints on standard output; a failure ends the test.
+function( run output )
+   execute_process( COMMAND ${ARGN}
+      OUTPUT_VARIABLE out ERROR_VARIABLE err RESULT_VARIABLE result
+      OUTPUT_STRIP_TRAILING_WHITESPACE )
+   if( NOT result STREQUAL 0 )
+      list( JOIN ARGN " " command )
+      message( FATAL_ERROR "${command}\nended with ${result}\n${out}\n${err}" )
+   endif()
+   set( ${output} ${out} PARENT_SCOPE )
+endfunction()
+
+# Fails unless the program prints the response that it is to make, with the libraries of the copy.
+function( check_program program )
+   run( printed ${program} )
+   if( NOT printed STREQUAL "accepted 00:11:22:33:44:55" )
+      message( FATAL_ERROR "${program} printed \"${printed}\"" )
+   endif()
+   check_libraries( ${program} )
+endfunction()
+
+# Fails unless every library of ours that the program loads is that of the copy.
+function( check_libraries program )
+   run( loaded ldd ${program} )
+   file( GLOB libraries ${copy}/lib*/*.so ${copy}/lib/*/*.so )
+   set( count 0 )
+   foreach( library ${libraries} )
+      cmake_path( GET library FILENAME name )
+      if( loaded MATCHES "\t${name}[^\n]* => ([^ \n]+)" )
+         file( REAL_PATH ${CMAKE_MATCH_1} found )
+         file( REAL_PATH ${library} expected )
+         if( NOT found STREQUAL expected )
+            message( FATAL_ERROR "${program} loads ${found} in place of ${expected}:\n${loaded}" )
+         endif()
+         math( EXPR count "${count} + 1" )
+      endif()
+   endforeach()
+   # What is used takes in more than the one library that is named.
+   if( count LESS 2 )
+      message( FATAL_ERROR "${program} loads ${count} of ${libraries}:\n${loaded}" )
+   endif()
+endfunction()
+
+foreach( variable DESTDIR LD_LIBRARY_PATH CXXFLAGS LDFLAGS )
+   unset( ENV{${variable}} )
+endforeach()
+file( REMOVE_RECURSE ${WORK_DIR} )
+run( ignored ${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${WORK_DIR}/installed )
+set( copy ${WORK_DIR}/moved )
+file( RENAME ${WORK_DIR}/installed ${copy} )
+
+file( GLOB_RECURSE texts ${copy}/*.cmake ${copy}/*.pc )
+foreach( text ${texts} )
+   file( READ ${text} content )
+   cmake_path( GET CMAKE_CURRENT_LIST_DIR PARENT_PATH tests )
+   foreach( origin ${BUILD_DIR} ${tests} ${WORK_DIR} )
+      string( FIND "${content}" "${origin}" position )
+      if( NOT position EQUAL -1 )
+         message( FATAL_ERROR "${text} names ${origin}" )
+      endif()
+   endforeach()
+endforeach()
+
+set( source ${CMAKE_CURRENT_LIST_DIR}/project )
+set( build ${WORK_DIR}/build )
+run( ignored ${CMAKE_COMMAND} -S ${source} -B ${build} -G ${GENERATOR}
+   -D CMAKE_CXX_COMPILER=${COMPILER} -D "CMAKE_CXX_FLAGS=${FLAGS}" -D CMAKE_PREFIX_PATH=${copy} )
+run( ignored ${CMAKE_COMMAND} --build ${build} )
+check_program( ${build}/consumer )
+
+find_program( PKG_CONFIG pkg-config REQUIRED )
+file( GLOB_RECURSE description ${copy}/dot1xv2.pc )
+cmake_path( GET description PARENT_PATH description_dir )
+set( ENV{PKG_CONFIG_LIBDIR} ${description_dir} )
+run( cflags ${PKG_CONFIG} --cflags dot1xv2 )
+run( libs ${PKG_CONFIG} --libs dot1xv2 )
+run( libdir ${PKG_CONFIG} --variable=libdir dot1xv2 )
+file( REAL_PATH ${libdir} libdir )
+separate_arguments( arguments UNIX_COMMAND "${FLAGS} ${cflags}" )
+separate_arguments( libs UNIX_COMMAND "${libs}" )
+run( ignored ${COMPILER} -std=c++20 ${arguments} ${source}/main.cpp ${libs} -Wl,-rpath,${libdir}
+   -o ${WORK_DIR}/plain )
+check_program( ${WORK_DIR}/plain )
+
+if( TOOL )
+   run( ignored ${copy}/bin/${TOOL} --help )
+   check_libraries( ${copy}/bin/${TOOL} )
+endif()

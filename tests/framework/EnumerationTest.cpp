@@ -1,0 +1,100 @@
+// Enumerations by number, by name and in text, of both widths, with gaps.
+
+#include <sstream>
+
+#include <gtest/gtest.h>
+
+#include "support/TestModule.h"
+
+namespace {
+
+using namespace TestModule;
+
+TEST( Enumeration, GoesByNumberAndByNameBothWays ) {
+   for ( auto const& [value, name] : { std::pair{ Mode::idle, "idle" },
+                                       { Mode::running, "running" },
+                                       { Mode::faulty, "faulty" },
+                                       { Mode::run, "run" } } ) {
+      EXPECT_EQ( ModeInstance( static_cast<unsigned>( value ) ), value );
+      EXPECT_EQ( ModeInstance( Varek::String( name ) ), value );
+      EXPECT_EQ( stringValue( value ), name );
+      std::ostringstream out;
+      out << value;
+      EXPECT_EQ( out.str(), name );
+   }
+   EXPECT_EQ( AlarmInstance( 4294967295U ), Alarm::worst );
+   EXPECT_EQ( AlarmInstance( Varek::String( "lost" ) ), Alarm::lost );
+   EXPECT_EQ( stringValue( Alarm::hot ), "hot" );
+}
+
+TEST( Enumeration, WhatIsNoneIsRefusedByNumberAndNameAndPrintsAsItsNumber ) {
+   for ( unsigned const number : { 2U, 6U, 8U, 254U, 256U, 263U, 4294967295U } )
+      EXPECT_THROW( ModeInstance( number ), Varek::RangeError ) << number;
+   for ( unsigned const number : { 1U, 255U, 257U, 69999U, 4294967294U } )
+      EXPECT_THROW( AlarmInstance( number ), Varek::RangeError ) << number;
+   for ( char const* const name : { "", "Idle", "idle ", "runn", "runningx", "1" } )
+      EXPECT_THROW( ModeInstance( Varek::String( name ) ), Varek::RangeError ) << name;
+   EXPECT_EQ( stringValue( static_cast<Mode>( 2 ) ), "2" );
+   EXPECT_EQ( stringValue( static_cast<Alarm>( 70001 ) ), "70001" );
+   try {
+      ModeInstance( 256 );
+   } catch ( Varek::RangeError const& error ) {
+      EXPECT_STREQ( error.what(), "256 is no enumerator of TestModule::Mode" );
+   }
+}
+
+TEST( Enumeration, ANameWithAnythingAfterItIsAnotherName ) {
+   EXPECT_THROW( ModeInstance( Varek::String( "idle\0x", 6 ) ), Varek::RangeError );
+   EXPECT_THROW( ModeInstance( Varek::String( "idle\0", 5 ) ), Varek::RangeError );
+}
+
+TEST( Enumeration, IsReadAsTheLongestIdentifier ) {
+   // "run" is an enumerator and the front of another; "runs" is neither.
+   struct Case {
+      std::string_view text;
+      std::optional<Mode> read;
+      std::size_t position;
+   };
+   for ( Case const& one : { Case{ "run", Mode::run, 3 },
+                             { "running, more", Mode::running, 7 },
+                             { "run-ning", Mode::run, 3 },
+                             { "runs", {}, 0 },
+                             { "run_", {}, 0 },
+                             { "run1", {}, 0 },
+                             { " run", {}, 0 },
+                             { "7", {}, 0 },
+                             { "", {}, 0 } } ) {
+      Qel::CharRange range( one.text );
+      Mode value = Mode::faulty;
+      if ( one.read ) {
+         sequenceToValue( range, &value );
+      } else {
+         EXPECT_THROW( sequenceToValue( range, &value ), Varek::TextError ) << one.text;
+      }
+      EXPECT_EQ( value, one.read.value_or( Mode::faulty ) ) << one.text;
+      EXPECT_EQ( range.position(), one.position ) << one.text;
+   }
+   Qel::CharRange range( "hot lost" );
+   range.advance( 4 );
+   Alarm alarm{};
+   sequenceToValue( range, &alarm );
+   EXPECT_EQ( alarm, Alarm::lost );
+   EXPECT_TRUE( range.empty() );
+   range.advance( 1 );
+   EXPECT_EQ( range.position(), 8U );
+}
+
+TEST( Enumeration, AFailureSaysWhereInTheWholeText ) {
+   Qel::CharRange range( "idle bogus" );
+   range.advance( 5 );
+   Mode value{};
+   try {
+      sequenceToValue( range, &value );
+      ADD_FAILURE();
+   } catch ( Varek::TextError const& error ) {
+      EXPECT_EQ( error.position(), 5U );
+      EXPECT_NE( error.expected().find( "TestModule::Mode" ), std::string::npos );
+   }
+}
+
+} // namespace

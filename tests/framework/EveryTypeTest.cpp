@@ -1,0 +1,174 @@
+// What holds for every type of every module, through the records alone.
+
+#include <cstddef>
+#include <memory>
+#include <set>
+
+#include <gtest/gtest.h>
+
+#include "Dot1xV2/AaaHelperLedraTypes.h"
+#include "support/TestModule.h"
+
+namespace {
+
+using Varek::ModuleInspectData;
+using Varek::Inspect::AtomicFnTable;
+
+std::vector<Qel::TypeRecord const*> allTypes() {
+   std::vector<Qel::TypeRecord const*> all;
+   for ( ModuleInspectData const* const module : ModuleInspectData::all() )
+      for ( Varek::TypeInspectData const* const type : module->types )
+         all.push_back( &Qel::typeRecord( *type ) );
+   return all;
+}
+
+/// A value of a type that only its table knows, in memory that was not clean.
+class AnyValue {
+public:
+   explicit AnyValue( AtomicFnTable const& type, void const* source = nullptr )
+      : type_( type ), memory_( type.size, std::byte{ 0xA5 } ) {
+      EXPECT_LE( type.alignment, alignof( std::max_align_t ) );
+      type_.inspectConstruct( data(), source );
+   }
+   AnyValue( AnyValue const& ) = delete;
+   AnyValue& operator=( AnyValue const& ) = delete;
+   ~AnyValue() { type_.inspectDestroy( data() ); }
+   void* data() { return memory_.data(); }
+
+private:
+   AtomicFnTable const& type_;
+   std::vector<std::byte> memory_;
+};
+
+void expectRegular( AtomicFnTable const& type ) {
+   SCOPED_TRACE( type.typeName );
+   AnyValue first( type ), copy( type, first.data() ), other( type );
+   EXPECT_TRUE( type.equal( first.data(), copy.data() ) );
+   EXPECT_TRUE( type.equal( first.data(), other.data() ) ) << "not every default is the same";
+   type.assign( other.data(), copy.data() );
+   type.assign( other.data(), other.data() );
+   EXPECT_TRUE( type.equal( other.data(), first.data() ) );
+   if ( type.hashable ) {
+      EXPECT_EQ( type.inspectGetHash( first.data() ), type.inspectGetHash( other.data() ) );
+   } else {
+      EXPECT_THROW( type.inspectGetHash( first.data() ), Varek::NonHashableType );
+   }
+   if ( type.inspectEncodeToString ) {
+      EXPECT_EQ( type.inspectEncodeToString( first.data() ),
+                 type.inspectEncodeToString( copy.data() ) );
+   }
+}
+
+class EveryType : public testing::TestWithParam<Qel::TypeRecord const*> {
+protected:
+   Qel::TypeRecord const& type_ = *GetParam();
+};
+
+TEST_P( EveryType, IsFoundByItsNames ) {
+   EXPECT_EQ( ModuleInspectData::find( type_.module->name ), type_.module );
+   EXPECT_EQ( ModuleInspectData::findType( type_.name ), &type_ );
+   EXPECT_EQ( type_.module->types[type_.index], &type_ );
+   EXPECT_FALSE( type_.unqualifiedName().empty() );
+   EXPECT_EQ( type_.unqualifiedName().find( ':' ), std::string::npos );
+   EXPECT_LT( type_.unqualifiedName().size(), type_.name.size() );
+}
+
+TEST_P( EveryType, HasDenseAttributesThatAreFoundByIdAndName ) {
+   std::uint16_t next = type_.kind == Varek::TypeKind::entity ? 258 : 2;
+   std::set<std::string_view> names;
+   for ( Qel::AttributeRecord const& one : type_.attributes ) {
+      SCOPED_TRACE( one.name );
+      EXPECT_EQ( one.id, next );
+      EXPECT_EQ( type_.attribute( one.id ), &one );
+      EXPECT_EQ( type_.attribute( one.name ), &one );
+      EXPECT_FALSE( one.name.empty() );
+      EXPECT_TRUE( names.insert( one.name ).second );
+      EXPECT_FALSE( one.typeName().empty() );
+      EXPECT_NE( one.value != nullptr, one.childType != nullptr );
+      EXPECT_EQ( one.iterate != nullptr, one.size != nullptr );
+      EXPECT_NE( one.iterate != nullptr, one.read != nullptr );
+      for ( AtomicFnTable const* const part : { one.value, one.key } )
+         if ( part )
+            expectRegular( *part );
+      ++next;
+   }
+   EXPECT_EQ( type_.attribute( Varek::FieldId( next ) ), nullptr );
+   EXPECT_EQ( type_.attribute( Varek::FieldId( 1 ) ), nullptr );
+   EXPECT_EQ( type_.attribute( "noSuchAttribute" ), nullptr );
+}
+
+TEST_P( EveryType, IsMadeCopiedComparedAndHashedThroughItsRecord ) {
+   if ( type_.kind == Varek::TypeKind::entity ) {
+      ASSERT_NE( type_.construct, nullptr );
+      std::vector<std::unique_ptr<AnyValue>> values;
+      std::vector<Qel::ConstructorArgument> given;
+      for ( Qel::AttributeRecord const& one : type_.attributes )
+         if ( one.kind == Qel::AttributeKind::parameter ) {
+            values.push_back( std::make_unique<AnyValue>( *one.value ) );
+            given.push_back( { one.value, values.back()->data() } );
+         }
+      auto const live = type_.allocations->liveObjects();
+      auto const made = Qel::genericIfConstructFromCtorArgs( type_, given );
+      EXPECT_EQ( &Qel::typeRecord( *made ), &type_ );
+      EXPECT_EQ( made->parent(), nullptr );
+      EXPECT_EQ( made->references(), 1U );
+      EXPECT_TRUE( made->initial() );
+      EXPECT_EQ( type_.allocations->liveObjects(), live + 1 );
+      EXPECT_EQ( type_.allocations->identity(), type_.name );
+      EXPECT_EQ( type_.allocations->alignment(), 8U );
+      EXPECT_EQ( type_.allocations->liveBytes(), ( live + 1 ) * type_.size );
+      static int const extra = 0;
+      given.push_back( { &Varek::Inspect::InspectAtomicFnTable<int>::table, &extra } );
+      EXPECT_THROW( Qel::genericIfConstructFromCtorArgs( type_, given ),
+                    Varek::NewEntityArguments );
+      EXPECT_EQ( type_.allocations->liveObjects(), live + 1 );
+   } else {
+      ASSERT_NE( type_.functions, nullptr );
+      EXPECT_EQ( type_.functions->registered(), &type_ );
+      EXPECT_EQ( type_.functions->size, type_.size );
+      EXPECT_EQ( type_.functions->hashable, type_.hashable );
+      expectRegular( *type_.functions );
+      EXPECT_THROW( Qel::genericIfConstructFromCtorArgs( type_, {} ), Varek::NewEntityArguments );
+   }
+}
+
+TEST_P( EveryType, HasEnumeratorsInOrderIfItIsAnEnumeration ) {
+   bool const isEnum =
+      type_.kind == Varek::TypeKind::enum8 || type_.kind == Varek::TypeKind::enum32;
+   EXPECT_NE( type_.enumerators.empty(), isEnum );
+   for ( std::size_t i = 0; i < type_.enumerators.size(); ++i ) {
+      EXPECT_FALSE( type_.enumerators[i].name.empty() );
+      if ( i > 0 ) {
+         EXPECT_LT( type_.enumerators[i - 1].value, type_.enumerators[i].value );
+      }
+   }
+   if ( isEnum ) {
+      EXPECT_EQ( type_.size, type_.kind == Varek::TypeKind::enum8 ? 1U : 4U );
+   }
+}
+
+INSTANTIATE_TEST_SUITE_P( Registered, EveryType, testing::ValuesIn( allTypes() ), []( auto& type ) {
+   return std::string( type.param->module->name ) + "_" +
+          std::string( type.param->unqualifiedName() );
+} );
+
+TEST( ModuleRegistry, ListsModulesByNameAndKnowsNoOthers ) {
+   auto const all = ModuleInspectData::all();
+   EXPECT_TRUE( std::is_sorted( all.begin(), all.end(),
+                                []( auto* a, auto* b ) { return a->name < b->name; } ) );
+   EXPECT_EQ( ModuleInspectData::find( "AaaHelperLedraTypes" ), &Dot1xV2::aaaHelperLedraTypes );
+   EXPECT_EQ( ModuleInspectData::find( "TestModule" ), &TestModule::testModule );
+   for ( auto const name : { "", "AaaHelperLedraType", "TestModule2", "testModule" } )
+      EXPECT_EQ( ModuleInspectData::find( name ), nullptr ) << name;
+   for ( auto const name : { "", "AaaResponse", "Dot1xV2::", "Dot1xV2::AaaResponseTyp" } )
+      EXPECT_EQ( ModuleInspectData::findType( name ), nullptr ) << name;
+   ModuleInspectData::loaded( TestModule::testModule ); // loaded again: still there once
+   EXPECT_EQ( ModuleInspectData::all().size(), all.size() );
+}
+
+TEST( ModuleRegistryDeathTest, TwoModulesOfOneNameAreABrokenBuild ) {
+   static ModuleInspectData const twin{ "TestModule", {} };
+   EXPECT_DEATH( ModuleInspectData::loaded( twin ), "moduleIsKnown" );
+}
+
+} // namespace

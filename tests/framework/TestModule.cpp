@@ -1,0 +1,9 @@
+#include "support/TestModule.h"
+
+#include "framework/Module.h"
+
+namespace TestModule {
+
+QEL_MODULE( "TestModule", testModule, Mode, Alarm, Reading, Sensor, Rack, Plant );
+
+} // namespace TestModule

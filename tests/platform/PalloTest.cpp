@@ -1,0 +1,122 @@
+// The slab allocator: nobody's storage is anybody else's, and all of it is accounted for.
+
+#include <algorithm>
+#include <cstring>
+#include <functional>
+#include <random>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "Pallo/Pallo.h"
+
+namespace {
+
+/// Storage that is filled with a pattern of its own.
+struct Filled {
+   std::size_t size;
+   unsigned char pattern;
+   unsigned char* storage;
+
+   Filled( std::size_t s, unsigned char p )
+      : size( s ), pattern( p ), storage( static_cast<unsigned char*>( Pallo::allocate( s ) ) ) {
+      std::memset( storage, pattern, size );
+   }
+   bool intact() const {
+      for ( std::size_t i = 0; i < size; ++i )
+         if ( storage[i] != pattern )
+            return false;
+      return true;
+   }
+};
+
+/// Allocates and releases at random, up to \p most at once, and ends with nothing.
+void comeAndGo( unsigned seed, std::size_t most, int steps,
+                std::function<std::size_t( std::mt19937& )> const& sizeOf ) {
+   std::mt19937 random( seed );
+   std::vector<Filled> held;
+   auto const drop = [&]( std::size_t i ) {
+      ASSERT_TRUE( held[i].intact() ) << held[i].size << " bytes";
+      Pallo::release( held[i].storage, held[i].size );
+      held[i] = held.back();
+      held.pop_back();
+   };
+   for ( int step = 0; step < steps; ++step ) {
+      bool const growing = step / static_cast<int>( most ) % 2 == 0;
+      if ( held.size() < most && random() % 10 < ( growing ? 8U : 3U ) ) {
+         Filled const made( sizeOf( random ), static_cast<unsigned char>( random() ) );
+         ASSERT_EQ( reinterpret_cast<std::uintptr_t>( made.storage ) % 16, 0U ) << made.size;
+         held.push_back( made );
+      } else if ( !held.empty() ) {
+         drop( random() % held.size() );
+      }
+   }
+   while ( !held.empty() )
+      drop( random() % held.size() );
+}
+
+std::size_t anySize( std::mt19937& random ) { return random() % 1101; }
+
+/// Whether slabs are in use at all (the address sanitizer turns them off).
+bool slabsUsed() {
+   std::size_t const before = Pallo::usage().liveBytes;
+   void* const probe = Pallo::allocate( 1 );
+   bool const used = Pallo::usage().liveBytes != before;
+   Pallo::release( probe, 1 );
+   return used;
+}
+
+TEST( Pallo, KeepsWhatIsStoredAndAccountsForIt ) {
+   std::size_t const before = Pallo::usage().liveBytes;
+   comeAndGo( 1, 3000, 60'000, anySize );
+   EXPECT_EQ( Pallo::usage().liveBytes, before );
+}
+
+TEST( Pallo, EverySizeIsRoundedUpToSixteen ) {
+   if ( !slabsUsed() )
+      GTEST_SKIP() << "storage comes from the heap under the address sanitizer";
+   for ( std::size_t size = 0; size <= 1100; ++size ) {
+      std::size_t const before = Pallo::usage().liveBytes;
+      void* const storage = Pallo::allocate( size );
+      std::size_t const expected =
+         size > Pallo::largestSize ? 0 : std::max<std::size_t>( ( size + 15 ) / 16 * 16, 16 );
+      EXPECT_EQ( Pallo::usage().liveBytes - before, expected ) << size;
+      Pallo::release( storage, size );
+      EXPECT_EQ( Pallo::usage().liveBytes, before );
+   }
+}
+
+TEST( Pallo, GivesRegionsBackToTheHeap ) {
+   if ( !slabsUsed() )
+      GTEST_SKIP() << "storage comes from the heap under the address sanitizer";
+   std::size_t regions[2];
+   std::size_t peak = 0;
+   for ( std::size_t& after : regions ) {
+      std::vector<void*> held;
+      for ( int i = 0; i < 20'000; ++i )
+         held.push_back( Pallo::allocate( 512 ) );
+      peak = Pallo::usage().regionBytes;
+      std::shuffle( held.begin(), held.end(), std::mt19937( 3 ) );
+      for ( void* const storage : held )
+         Pallo::release( storage, 512 );
+      after = Pallo::usage().regionBytes;
+   }
+   EXPECT_GE( peak, 20'000U * 512U );
+   EXPECT_LT( regions[0], peak / 4 );
+   EXPECT_EQ( regions[1], regions[0] ) << "what came back is not used again";
+}
+
+TEST( Pallo, ServesSeveralThreads ) {
+   std::size_t const before = Pallo::usage().liveBytes;
+   Varek::ThreadControl::multiThreadedIs( true );
+   {
+      std::vector<std::jthread> threads;
+      for ( unsigned seed = 10; seed < 14; ++seed )
+         threads.emplace_back( [seed] { comeAndGo( seed, 500, 20'000, anySize ); } );
+   }
+   Varek::ThreadControl::multiThreadedIs( false );
+   EXPECT_EQ( Pallo::usage().liveBytes, before );
+}
+
+} // namespace

@@ -1,0 +1,169 @@
+// What HashMap2018 promises beside being a map: its size, its memory, its references, and that a
+// failure leaves it as it was.
+
+#include <random>
+
+#include <gtest/gtest.h>
+
+#include "Pallo/Pallo.h"
+#include "support/MapElements.h"
+
+namespace {
+
+using namespace MapElements;
+using Map = OwnContent<std::uint32_t, 1000>::Map;
+using Element = Map::value_type;
+
+struct CopiesFail {
+   explicit CopiesFail( int after ) { Tracked::copiesLeft = after; }
+   ~CopiesFail() { Tracked::copiesLeft = -1; }
+};
+
+void fill( Map& map, std::uint32_t size ) {
+   for ( std::uint32_t n = map.size(); n < size; ++n )
+      map.newMemberG( n, Tracked( n + 1 ) );
+}
+
+void expectHolds( Map const& map, std::uint32_t size ) {
+   ASSERT_EQ( map.size(), size );
+   for ( std::uint32_t n = 0; n < size; ++n ) {
+      ASSERT_NE( map.lookupNodeG( n ), nullptr ) << n << " of " << size;
+      EXPECT_EQ( map.lookupNodeG( n )->content.value(), n + 1 );
+   }
+   EXPECT_EQ( map.lookupNodeG( size ), nullptr );
+}
+
+TEST( HashMapPromises, AnEmptyMapIsTwoWordsAndHasNoMemory ) {
+   EXPECT_LE( sizeof( Map ), std::max<std::size_t>( 2 * sizeof( void* ), 12 ) );
+   std::size_t const before = Pallo::usage().liveBytes;
+   Map map;
+   EXPECT_EQ( map.lookupNodeG( 1 ), nullptr );
+   EXPECT_FALSE( map.deleteMemberG( 1 ) );
+   map.memberDelAll();
+   map.qelMarkAllForDeletion();
+   map.qelMarkedForDeletionGIs( 1, true );
+   Map const copy( map );
+   EXPECT_EQ( copy.begin(), copy.end() );
+   EXPECT_EQ( map.nextTaken( 0 ), Map::none );
+   EXPECT_EQ( map.version(), 0U );
+   EXPECT_EQ( copy.positions(), 0U );
+   EXPECT_EQ( Pallo::usage().liveBytes, before );
+   for ( std::uint32_t const size : { 1U, 15U, 40U } ) {
+      fill( map, size );
+      map.memberDelAll();
+      EXPECT_EQ( map.version(), 0U ) << "memory kept after " << size;
+      EXPECT_EQ( Pallo::usage().liveBytes, before );
+   }
+}
+
+TEST( HashMapPromises, EverySmallSizeHoldsAndMovesOnlyToGrow ) {
+   std::mt19937 random( 5 );
+   for ( std::uint32_t size = 0; size <= 60; ++size ) {
+      Map map;
+      std::uint32_t moves = 0;
+      for ( std::uint32_t n = 0; n < size; ++n ) {
+         std::uint32_t const version = map.version();
+         Element const* const first = map.lookupNodeG( 0 );
+         fill( map, n + 1 );
+         if ( map.version() == version )
+            EXPECT_EQ( map.lookupNodeG( 0 ), first );
+         else
+            ++moves;
+      }
+      EXPECT_LE( moves, 7U ) << size;
+      expectHolds( map, size );
+      // Erased in any order and filled again: nothing moves, since there was room before.
+      std::uint32_t const version = map.version();
+      Element const* const first = map.lookupNodeG( 0 );
+      std::vector<std::uint32_t> order;
+      for ( std::uint32_t n = 1; n < size; ++n )
+         order.push_back( n );
+      for ( int round = 0; round < 20; ++round ) {
+         std::shuffle( order.begin(), order.end(), random );
+         for ( std::uint32_t const n : order )
+            ASSERT_TRUE( map.deleteMemberG( n ) );
+         ASSERT_EQ( map.size(), std::min( size, 1U ) );
+         fill( map, size );
+      }
+      expectHolds( map, size );
+      EXPECT_EQ( map.version(), version );
+      EXPECT_EQ( map.lookupNodeG( 0 ), first );
+   }
+}
+
+TEST( HashMapPromises, TakesACopyOfItsOwnElementWhileItGrows ) {
+   for ( std::uint32_t size = 1; size <= 60; ++size ) {
+      Map map;
+      fill( map, size );
+      for ( bool const findFirst : { false, true } ) {
+         Element const& source = *map.lookupNodeG( size / 2 );
+         std::uint32_t const key = findFirst ? 2000 : 3000;
+         Element const& made = findFirst ? map.findOrNewMemberG( key, source, key ).first
+                                         : map.newMemberG( source, key );
+         EXPECT_EQ( made.content.value(), size / 2 + 1 );
+      }
+   }
+}
+
+TEST( HashMapPromises, AnElementThatCannotBeMadeLeavesTheMapAsItWas ) {
+   for ( std::uint32_t size = 0; size <= 60; ++size ) {
+      Map map;
+      fill( map, size );
+      std::uint32_t const version = map.version();
+      Tracked const content( 9 );
+      {
+         CopiesFail const fail( 0 );
+         EXPECT_THROW( map.newMemberG( 2000U, content ), std::runtime_error );
+         EXPECT_THROW( map.findOrNewMemberG( 2000U, 2000U, content ), std::runtime_error );
+      }
+      expectHolds( map, size );
+      EXPECT_EQ( map.version(), version );
+      EXPECT_EQ( Tracked::live, static_cast<int>( size ) + 1 );
+   }
+   EXPECT_EQ( Tracked::live, 0 );
+}
+
+TEST( HashMapPromises, ACopyThatFailsHalfwayLeavesNothingBehind ) {
+   Map map;
+   fill( map, 40 );
+   Map target;
+   fill( target, 3 );
+   std::size_t const before = Pallo::usage().liveBytes;
+   for ( int after : { 0, 1, 20, 39 } ) {
+      CopiesFail const fail( after );
+      EXPECT_THROW( Map copy( map ), std::runtime_error );
+      EXPECT_THROW( target = map, std::runtime_error );
+   }
+   EXPECT_EQ( Tracked::live, 43 );
+   EXPECT_EQ( Pallo::usage().liveBytes, before );
+   expectHolds( map, 40 );
+   expectHolds( target, 3 );
+}
+
+TEST( HashMapPromises, OnlyWhatWasThereIsMarkedForDeletion ) {
+   for ( std::uint32_t size = 1; size <= 60; ++size ) {
+      Map map;
+      fill( map, size );
+      map.deleteMemberG( 0 );
+      map.qelMarkAllForDeletion();
+      // Neither of these was there: one takes the slot that is free, one may make the map grow.
+      map.newMemberG( 0U, Tracked( 1 ) );
+      map.newMemberG( size, Tracked( 1 ) );
+      for ( std::uint32_t n = 0; n <= size; ++n ) {
+         bool const marked = map.isMarkedForDeletion( map.position( n ) );
+         EXPECT_EQ( marked, n != 0 && n < size ) << n << " of " << size;
+      }
+   }
+}
+
+TEST( HashMapPromises, AMovedMapIsEmptyAndUsable ) {
+   Map map;
+   fill( map, 30 );
+   Map const taken( std::move( map ) );
+   expectHolds( taken, 30 );
+   expectHolds( map, 0 );
+   fill( map, 2 );
+   expectHolds( map, 2 );
+}
+
+} // namespace

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstdint>
+#include <stdexcept>
+
+#include <gtest/gtest.h>
+
+/// A number that counts its objects, notices a second destruction or a use after one, and throws
+/// from the copy that a test asked to fail.
+class Tracked {
+public:
+   inline static int live = 0;
+   /// How many copies still succeed; negative for all.
+   inline static int copiesLeft = -1;
+
+   Tracked( std::uint32_t value = 0 ) : value_( value ) { ++live; }
+   Tracked( Tracked const& other ) : value_( other.value() ) {
+      if ( copiesLeft == 0 )
+         throw std::runtime_error( "a copy that was to fail" );
+      copiesLeft -= copiesLeft > 0;
+      ++live;
+   }
+   Tracked( Tracked&& other ) noexcept : value_( other.value() ) { ++live; }
+   Tracked& operator=( Tracked const& other ) {
+      value_ = other.value();
+      return *this;
+   }
+   ~Tracked() {
+      EXPECT_EQ( self_, this ) << "destroyed twice, or never constructed";
+      self_ = nullptr;
+      --live;
+   }
+   std::uint32_t value() const {
+      EXPECT_EQ( self_, this ) << "used after its end, or never constructed";
+      return value_;
+   }
+   friend bool operator==( Tracked const& a, Tracked const& b ) { return a.value() == b.value(); }
+
+private:
+   Tracked const volatile* self_ = this;
+   std::uint32_t value_;
+};
