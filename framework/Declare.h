@@ -120,12 +120,7 @@ public:                                                                         
    ELEMENT NAME##Del( typename ELEMENT##KeyFunktor::Key const& key )& {                            \
       return ::Qel::collectionDel( *this, ID, NAME##_, key );                                      \
    }                                                                                               \
-   void NAME##DelAll()& {                                                                          \
-      if ( initial() )                                                                             \
-         NAME##_.memberDelAll();                                                                   \
-      else                                                                                         \
-         ::Qel::delEach( *this, NAME##_, [this]( auto const& key ) { NAME##Del( key ); } );        \
-   }                                                                                               \
+   void NAME##DelAll()& { ::Qel::collectionDelAll( *this, ID, NAME##_ ); }                         \
    QEL_INTERNAL_DESCRIBE( ID, collection, NAME )                                                   \
                                                                                                    \
 private:                                                                                           \
@@ -148,9 +143,7 @@ public:                                                                         
    ::Varek::Ptr<T> NAME##Del( ::Qel::ParameterType<T> const& key )& {                              \
       return ::Qel::childrenDel( *this, ID, NAME##_, key );                                        \
    }                                                                                               \
-   void NAME##DelAll()& {                                                                          \
-      ::Qel::delEach( *this, NAME##_, [this]( auto const& key ) { NAME##Del( key ); } );           \
-   }                                                                                               \
+   void NAME##DelAll()& { ::Qel::childrenDelAll( *this, ID, NAME##_ ); }                           \
    QEL_INTERNAL_DESCRIBE( ID, children, NAME )                                                     \
                                                                                                    \
 private:                                                                                           \

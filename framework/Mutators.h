@@ -150,6 +150,15 @@ void delEach( Entity& owner, Map const& map, Del del ) {
       del( key );
 }
 
+/// At once and without a word while nothing can ever have observed, key by key otherwise.
+template<class Map>
+void collectionDelAll( Entity& owner, Varek::FieldId id, Map& map ) {
+   if ( owner.initial() )
+      map.memberDelAll();
+   else
+      delEach( owner, map, [&]( auto const& key ) { collectionDel( owner, id, map, key ); } );
+}
+
 // Collections of entities that their owner makes
 
 /// A member: its key, beside the entity so that a look-up needs no more, and the entity. The end of
@@ -207,6 +216,12 @@ auto childrenDel( Entity& owner, Varek::FieldId id, Map& map, typename Map::Key 
    child->qelParentIs( nullptr );
    publish( owner, id, removed->key, &child );
    return child;
+}
+
+/// Always key by key, so that every member loses its parent.
+template<class Map>
+void childrenDelAll( Entity& owner, Varek::FieldId id, Map& map ) {
+   delEach( owner, map, [&]( auto const& key ) { childrenDel( owner, id, map, key ); } );
 }
 
 } // namespace Qel

@@ -41,7 +41,8 @@ struct AttributeRecord {
    Varek::TypeData ( *childType )() = nullptr;         ///< For kinds whose elements are entities.
    std::uint32_t salt = 0; ///< Of the key hash; of use for hashed kinds only.
    bool salted = false;
-   bool onWire = false; ///< False for what never travels, or not under its id (parameters of entities).
+   /// Whether it travels; false for an entity's constructor parameter, which has no message.
+   bool onWire = false;
 
    /// Where the value lies, or null for kinds that hold several.
    void const* ( *read )( void const* object ) = nullptr;

@@ -156,6 +156,35 @@ TEST( HashMapPromises, OnlyWhatWasThereIsMarkedForDeletion ) {
    }
 }
 
+/// A key of one of two homes that counts how often it is compared.
+struct ComparedKey {
+   inline static int comparisons = 0;
+   std::uint32_t number;
+   std::uint32_t hash( std::uint32_t ) const { return number % 2; }
+   friend bool operator==( ComparedKey const& a, ComparedKey const& b ) {
+      ++comparisons;
+      return a.number == b.number;
+   }
+};
+
+TEST( HashMapPromises, ErasedElementsLeaveNoTraceThatLookUpsPayFor ) {
+   Qel::HSet<ComparedKey> set;
+   for ( std::uint32_t n = 0; n < 5; ++n )
+      set.newMemberG( ComparedKey{ 2 * n + 1 } );
+   // More than their home holds, so that the last go where the odd ones are.
+   for ( std::uint32_t n = 0; n < 17; ++n )
+      set.newMemberG( ComparedKey{ 2 * n } );
+   ComparedKey const absent{ 100 };
+   ComparedKey::comparisons = 0;
+   EXPECT_EQ( set.lookupNodeG( absent ), nullptr );
+   EXPECT_EQ( ComparedKey::comparisons, 22 );
+   for ( std::uint32_t n = 0; n < 17; ++n )
+      set.deleteMemberG( ComparedKey{ 2 * n } );
+   ComparedKey::comparisons = 0;
+   EXPECT_EQ( set.lookupNodeG( absent ), nullptr );
+   EXPECT_EQ( ComparedKey::comparisons, 0 );
+}
+
 TEST( HashMapPromises, AMovedMapIsEmptyAndUsable ) {
    Map map;
    fill( map, 30 );
