@@ -42,16 +42,14 @@ inline void plainIs( Owner& owner, Varek::FieldId id, V& stored, V const& value 
       return;
    if constexpr ( std::is_base_of_v<Entity, Owner> ) {
       if ( !owner.initial() ) {
-         V const old = [&] {
-            if constexpr ( std::is_trivially_copyable_v<V> ) {
-               V const before( stored );
-               stored = value;
-               return before;
-            } else {
-               return std::exchange( stored, V( value ) );
-            }
-         }();
-         publish( owner, id, &old );
+         if constexpr ( std::is_trivially_copyable_v<V> ) {
+            V const old( stored );
+            stored = value;
+            publish( owner, id, &old );
+         } else {
+            V const old( std::exchange( stored, V( value ) ) );
+            publish( owner, id, &old );
+         }
          return;
       }
    }

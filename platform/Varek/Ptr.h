@@ -61,6 +61,8 @@ protected:
       if ( outer == 0 && references() == 0 ) [[unlikely]]
          expire();
    }
+   /// useEnd for one who knows that the object stays.
+   void useEndStaying( std::uint32_t outer ) { usesUnderWay_ = outer; }
    bool inUse() const { return usesUnderWay_ != 0; }
 
 private:

@@ -13,10 +13,9 @@ Observer::~Observer() = default;
 
 /// The observers of a publisher that has had several, in the order in which they came. Nothing is
 /// taken out while a delivery is under way, so that positions hold.
-struct alignas( 8 ) ObserverList {
+struct alignas( 16 ) ObserverList {
    std::vector<Observer*> observers;
    std::uint32_t subtreeObservers = 0;
-   bool anyRemoved = false;
 };
 
 } // namespace Internal
@@ -63,7 +62,6 @@ void Publisher::add( Observer& observer ) {
       auto several = std::make_unique<ObserverList>();
       several->observers = { single(), &observer };
       several->subtreeObservers = watchesSubtree();
-      several->anyRemoved = anyRemoved();
       word_ = ( word_ & ~pointerBits ) | listBit | reinterpret_cast<Word>( several.release() );
    } else {
       word_ |= reinterpret_cast<Word>( &observer );
@@ -82,8 +80,7 @@ void Publisher::remove( Observer& observer ) {
    if ( list() && observer.scope == Scope::subtree )
       --list()->subtreeObservers;
    if ( inUse() ) {
-      if ( list() )
-         list()->anyRemoved = true;
+      word_ |= removedBit;
       return;
    }
    entryErase( observer );
@@ -98,13 +95,7 @@ void Publisher::entryErase( Observer const& observer ) {
          return;
       delete several;
    }
-   word_ &= observedBit | watchedBit;
-}
-
-inline bool Publisher::anyRemoved() const {
-   if ( list() )
-      return list()->anyRemoved;
-   return single() && !single()->publisher;
+   word_ &= observedBit | watchedBit | removedBit;
 }
 
 // One by one, since the end of an observer may run code that comes back here.
@@ -119,8 +110,7 @@ void Publisher::sweep() {
       delete observer;
       i = 0;
    }
-   if ( list() )
-      list()->anyRemoved = false;
+   word_ &= ~removedBit;
 }
 
 void Publisher::observersOrphan() {
@@ -150,7 +140,7 @@ void Publisher::watchedIs() {
 // Delivery
 
 void Publisher::deliveryEnd( std::uint32_t outer ) {
-   if ( outer == 0 && anyRemoved() )
+   if ( outer == 0 && ( word_ & removedBit ) != 0 )
       sweep();
    useEnd( outer );
 }

@@ -83,7 +83,8 @@ public:
    explicit Observer( Call c ) : call( c ) {}
    virtual ~Observer();
 
-   Call const call;
+   // The alignment leaves a publisher room for four bits beside the pointer.
+   alignas( 16 ) Call const call;
    Publisher* publisher = nullptr;
    Scope scope = Scope::object;
 };
@@ -125,7 +126,8 @@ public:
    static void publishChangeRecursive( Publisher& source, FieldId id, void const* key,
                                        void const* old, KeyEqual keyEqual ) {
       Change const change( source, id, key, old, keyEqual );
-      if ( ( source.word_ & ( watchedBit | listBit ) ) == 0 && source.word_ > observedBit ) {
+      if ( ( source.word_ & ~observedBit ) != 0 &&
+           ( source.word_ & ( watchedBit | listBit | removedBit ) ) == 0 ) {
          SingleDelivery const delivery( source );
          delivery.tell( change );
       } else {
@@ -153,7 +155,8 @@ private:
    static constexpr Word observedBit = 1; // something observes this object, or once did
    static constexpr Word watchedBit = 2;  // so does, or did, an observer of a subtree it is in
    static constexpr Word listBit = 4;
-   static constexpr Word pointerBits = ~( observedBit | watchedBit | listBit );
+   static constexpr Word removedBit = 8; // some observer is to be swept out
+   static constexpr Word pointerBits = ~( observedBit | watchedBit | listBit | removedBit );
 
    bool watched() const { return ( word_ & watchedBit ) != 0; }
    void watchedIs();
@@ -165,7 +168,6 @@ private:
    void add( Internal::Observer& );
    void remove( Internal::Observer& );
    void entryErase( Internal::Observer const& );
-   bool anyRemoved() const;
    void sweep();
    void observersOrphan();
 
@@ -175,16 +177,12 @@ private:
       explicit SingleDelivery( Publisher& publisher )
          : publisher_( publisher ), word_( publisher.word_ ), outer_( publisher.useBegin() ) {}
       ~SingleDelivery() {
-         bool const asBefore = publisher_.word_ == word_ && only().publisher;
-         if ( asBefore && ( outer_ | publisher_.references() ) != 0 ) [[likely]]
-            publisher_.useEnd( outer_ );
+         if ( publisher_.word_ == word_ && ( outer_ | publisher_.references() ) != 0 ) [[likely]]
+            publisher_.useEndStaying( outer_ );
          else
             publisher_.deliveryEnd( outer_ );
       }
-      void tell( Change const& change ) const {
-         if ( only().publisher )
-            only().call( only(), change );
-      }
+      void tell( Change const& change ) const { only().call( only(), change ); }
 
    private:
       Internal::Observer& only() const {

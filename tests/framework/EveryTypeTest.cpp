@@ -1,5 +1,6 @@
 // What holds for every type of every module, through the records alone.
 
+#include <algorithm>
 #include <cstddef>
 #include <memory>
 #include <set>
@@ -153,7 +154,12 @@ INSTANTIATE_TEST_SUITE_P( Registered, EveryType, testing::ValuesIn( allTypes() )
 } );
 
 TEST( ModuleRegistry, ListsModulesByNameAndKnowsNoOthers ) {
+   // In an order that is neither theirs nor its reverse.
+   static ModuleInspectData const late[] = { { "M", {} }, { "Z", {} }, { "A", {} } };
+   for ( ModuleInspectData const& module : late )
+      ModuleInspectData::loaded( module );
    auto const all = ModuleInspectData::all();
+   EXPECT_EQ( ModuleInspectData::find( "M" ), &late[0] );
    EXPECT_TRUE( std::is_sorted( all.begin(), all.end(),
                                 []( auto* a, auto* b ) { return a->name < b->name; } ) );
    EXPECT_EQ( ModuleInspectData::find( "AaaHelperLedraTypes" ), &Dot1xV2::aaaHelperLedraTypes );

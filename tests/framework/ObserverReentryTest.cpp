@@ -185,6 +185,9 @@ TEST_F( ObserverReentry, CodeThatHoldsItsOwnPublisherGoesWithIt ) {
 TEST_F( ObserverReentry, WhatObserversHoldEndsAfterTheDeliveryAndMayComeBack ) {
    /// Mutates the sensor when it is destroyed.
    struct Last {
+      explicit Last( Varek::Ptr<Sensor> s ) : sensor( std::move( s ) ) {}
+      Last( Last const& ) = delete;
+      Last& operator=( Last const& ) = delete;
       Varek::Ptr<Sensor> sensor;
       ~Last() { sensor->levelIs( 99 ); }
    };
