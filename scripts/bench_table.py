@@ -27,13 +27,13 @@ def medians(path):
 
 
 def rows_of(folder):
-    """One row for each case and arguments, in the order of the runs."""
+    """One row for each case and arguments, sorted, since interleaved runs come in any order."""
     rows = {}
     for path in sorted(folder.glob("*.json")):
         for name, time in medians(path):
             parts = [p for p in name.split("/") if not re.match(r"(repeats|real_time|manual_time)\b", p)]
-            side = "peer" if "peer" in parts[1:] else "ours"
-            case = "/".join(p for p in parts[:1] + parts[1:] if p not in ("ours", "peer"))
+            side = "peer" if "peer" in parts else "ours"
+            case = "/".join(p for p in parts if p not in ("ours", "peer"))
             row = rows.setdefault((path.stem, case), {"benchmark": path.stem, "case": case})
             if f"{side}_ns" in row:
                 sys.exit(f"{path.stem}: two benchmarks are \"{case}\" of {side}")
@@ -41,7 +41,9 @@ def rows_of(folder):
     for row in rows.values():
         if "ours_ns" in row and "peer_ns" in row:
             row["ratio"] = row["ours_ns"] / row["peer_ns"]
-    return list(rows.values())
+    # Arguments sort as numbers.
+    return sorted(rows.values(), key=lambda row: (row["benchmark"], [
+        (p.isdigit(), int(p) if p.isdigit() else p) for p in re.split(r"(\d+)", row["case"])]))
 
 
 def readable(nanoseconds):
