@@ -1,8 +1,10 @@
 // The slab allocator: nobody's storage is anybody else's, and all of it is accounted for.
 
 #include <algorithm>
+#include <array>
+#include <atomic>
 #include <cstring>
-#include <functional>
+#include <latch>
 #include <random>
 #include <thread>
 #include <vector>
@@ -32,8 +34,7 @@ struct Filled {
 };
 
 /// Allocates and releases at random, up to \p most at once, and ends with nothing.
-void comeAndGo( unsigned seed, std::size_t most, int steps,
-                std::function<std::size_t( std::mt19937& )> const& sizeOf ) {
+void comeAndGo( unsigned seed, std::size_t most, int steps ) {
    std::mt19937 random( seed );
    std::vector<Filled> held;
    auto const drop = [&]( std::size_t i ) {
@@ -45,7 +46,7 @@ void comeAndGo( unsigned seed, std::size_t most, int steps,
    for ( int step = 0; step < steps; ++step ) {
       bool const growing = step / static_cast<int>( most ) % 2 == 0;
       if ( held.size() < most && random() % 10 < ( growing ? 8U : 3U ) ) {
-         Filled const made( sizeOf( random ), static_cast<unsigned char>( random() ) );
+         Filled const made( random() % 1101, static_cast<unsigned char>( random() ) );
          ASSERT_EQ( reinterpret_cast<std::uintptr_t>( made.storage ) % 16, 0U ) << made.size;
          held.push_back( made );
       } else if ( !held.empty() ) {
@@ -56,7 +57,23 @@ void comeAndGo( unsigned seed, std::size_t most, int steps,
       drop( random() % held.size() );
 }
 
-std::size_t anySize( std::mt19937& random ) { return random() % 1101; }
+/// Holds a few objects of one size at a time, each with a mark of its own, as fast as can be.
+/// Returns the number of marks that others had overwritten.
+std::size_t hammer( std::uintptr_t thread, int rounds ) {
+   std::array<std::uintptr_t*, 40> held;
+   std::size_t overwritten = 0;
+   for ( int round = 0; round < rounds; ++round ) {
+      for ( std::uintptr_t*& one : held ) {
+         one = static_cast<std::uintptr_t*>( Pallo::allocate( 32 ) );
+         one[0] = one[3] = thread;
+      }
+      for ( std::uintptr_t* const one : held ) {
+         overwritten += one[0] != thread || one[3] != thread;
+         Pallo::release( one, 32 );
+      }
+   }
+   return overwritten;
+}
 
 /// Whether slabs are in use at all (the address sanitizer turns them off).
 bool slabsUsed() {
@@ -69,7 +86,7 @@ bool slabsUsed() {
 
 TEST( Pallo, KeepsWhatIsStoredAndAccountsForIt ) {
    std::size_t const before = Pallo::usage().liveBytes;
-   comeAndGo( 1, 3000, 60'000, anySize );
+   comeAndGo( 1, 3000, 60'000 );
    EXPECT_EQ( Pallo::usage().liveBytes, before );
 }
 
@@ -110,12 +127,19 @@ TEST( Pallo, GivesRegionsBackToTheHeap ) {
 TEST( Pallo, ServesSeveralThreads ) {
    std::size_t const before = Pallo::usage().liveBytes;
    Varek::ThreadControl::multiThreadedIs( true );
+   std::atomic<std::size_t> overwritten{ 0 };
    {
+      std::latch start( 4 );
       std::vector<std::jthread> threads;
-      for ( unsigned seed = 10; seed < 14; ++seed )
-         threads.emplace_back( [seed] { comeAndGo( seed, 500, 20'000, anySize ); } );
+      for ( unsigned number = 1; number <= 4; ++number )
+         threads.emplace_back( [&, number] {
+            start.arrive_and_wait();
+            overwritten += hammer( number, 10'000 );
+            comeAndGo( number, 500, 5'000 );
+         } );
    }
    Varek::ThreadControl::multiThreadedIs( false );
+   EXPECT_EQ( overwritten, 0U );
    EXPECT_EQ( Pallo::usage().liveBytes, before );
 }
 
