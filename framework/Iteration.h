@@ -24,13 +24,18 @@ struct Iteration {
       void* const storage = Pallo::allocate( sizeof( Self ) );
       return ::new ( storage ) Self( container, static_cast<Key const*>( startKey ) );
    }
+   // The element may have gone since the caller asked: then the target stays as it is.
    static void iterKey( void const* iterator, void* key ) {
-      *static_cast<Key*>( key ) = at( iterator ).key();
+      if ( at( iterator ).nonnull() )
+         *static_cast<Key*>( key ) = at( iterator ).key();
    }
    static void iterObj( void const* iterator, void* object ) {
-      *static_cast<Object*>( object ) = at( iterator ).object();
+      if ( at( iterator ).nonnull() )
+         *static_cast<Object*>( object ) = at( iterator ).object();
    }
-   static void const* iterPeek( void const* iterator ) { return &at( iterator ).object(); }
+   static void const* iterPeek( void const* iterator ) {
+      return at( iterator ).nonnull() ? &at( iterator ).object() : nullptr;
+   }
    static void iterInc( void* iterator ) { at( iterator ).advance(); }
    static bool iterNonnull( void const* iterator ) { return at( iterator ).nonnull(); }
    static void iterDel( void* iterator ) {
@@ -100,7 +105,7 @@ struct MapIteration : Internal::Iteration<MapIteration<Map>, typename Map::Key,
    }
    bool nonnull() const {
       settle();
-      return position_ != Map::none && map_->taken( position_ );
+      return position_ != Map::none && map_->taken( position_ ) && key() == key_;
    }
 
 private:

@@ -4,6 +4,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <exception>
 #include <optional>
 #include <type_traits>
 #include <utility>
@@ -144,8 +145,18 @@ void delEach( Entity& owner, Map const& map, Del del ) {
    keys.reserve( map.size() );
    for ( auto const& element : map )
       keys.push_back( typename Map::KeyOf{}( element ) );
-   for ( auto const& key : keys )
-      del( key );
+   std::exception_ptr failure;
+   for ( auto const& key : keys ) {
+      try {
+         del( key );
+      } catch ( ... ) {
+         // An observer's: the rest goes all the same.
+         if ( !failure )
+            failure = std::current_exception();
+      }
+   }
+   if ( failure )
+      std::rethrow_exception( failure );
 }
 
 /// At once and without a word while nothing can ever have observed, key by key otherwise.

@@ -63,7 +63,7 @@ public:
    /// Forgets all marks.
    void qelDeletionMarksClear();
    bool isMarkedForDeletion( std::uint32_t position ) const {
-      return groups_ && head().marks && ( *head().marks )[position];
+      return position != none && groups_ && head().marks && ( *head().marks )[position];
    }
 
 protected:

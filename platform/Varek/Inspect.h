@@ -38,11 +38,12 @@ struct AtomicFnTable {
 struct IterFnTable {
    AtomicFnTable const* key; ///< The index, a U32, for a sequence.
    AtomicFnTable const* object;
-   /// Copies the current key into \p key, a live value of its type.
+   /// Copies the current key into \p key, a live value of its type, which stays as it is if the
+   /// element has gone meanwhile.
    void ( *iterKey )( void const* iterator, void* key );
-   /// Copies the current element into \p object, a live value of its type.
+   /// Copies the current element into \p object, likewise.
    void ( *iterObj )( void const* iterator, void* object );
-   /// Where the current element lies, for a look without a copy.
+   /// Where the current element lies, for a look without a copy; null if it has gone.
    void const* ( *iterPeek )( void const* iterator );
    void ( *iterInc )( void* iterator );
    bool ( *iterNonnull )( void const* iterator );

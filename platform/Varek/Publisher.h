@@ -213,7 +213,8 @@ public:
    Subscription( Subscription&& other ) noexcept
       : observer_( std::exchange( other.observer_, nullptr ) ) {}
    Subscription& operator=( Subscription&& other ) noexcept {
-      std::swap( observer_, other.observer_ );
+      Subscription taken( std::move( other ) );
+      std::swap( observer_, taken.observer_ );
       return *this;
    }
    ~Subscription() { reset(); }
