@@ -15,6 +15,9 @@
 /// hovers at the edge does not thrash). Larger sizes go to the heap. Under the address sanitizer
 /// everything does, so that errors are still found.
 ///
+/// One slab of each size stays when its last object goes, so what is kept with nothing alive can
+/// reach one region a size.
+///
 /// Thread safety: safe from any thread while Varek::ThreadControl says that several run (a lock is
 /// taken then); lock-free and for one thread otherwise.
 namespace Pallo {
