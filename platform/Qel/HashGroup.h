@@ -24,9 +24,16 @@ struct alignas( 16 ) HashGroup {
    std::uint8_t tags[slots];
    std::uint8_t overflow;
 
+   static constexpr std::uint32_t lastBit = 1U << slots;
+
+   /// What a look-up wants to know: one bit for each slot whose tag is that of \p hash, and lastBit
+   /// if nothing that belongs here had to go further. In a miss that is mostly lastBit alone: one
+   /// comparison.
+   std::uint32_t look( std::uint32_t hash ) const;
+
    /// One bit for each slot whose tag is \p tag.
    std::uint32_t match( std::uint8_t tag ) const {
-      constexpr std::uint32_t slotBits = ( 1U << slots ) - 1;
+      constexpr std::uint32_t slotBits = lastBit - 1;
       std::uint32_t const four = tag * 0x01010101U;
 #ifdef __SSE2__
       __m128i const line = _mm_load_si128( reinterpret_cast<__m128i const*>( this ) );
@@ -51,7 +58,7 @@ struct alignas( 16 ) HashGroup {
       return bits & slotBits;
 #endif
    }
-   std::uint32_t used() const { return ~match( 0 ) & ( ( 1U << slots ) - 1 ); }
+   std::uint32_t used() const { return ~match( 0 ) & ( lastBit - 1 ); }
 
    void overflowInc() {
       overflow = static_cast<std::uint8_t>( overflow + ( overflow != overflowMany ) );
@@ -66,6 +73,21 @@ static_assert( sizeof( HashGroup ) == 16 );
 inline std::uint8_t hashTag( std::uint32_t hash ) {
    std::uint32_t const high = hash >> 24;
    return static_cast<std::uint8_t>( high + ( high == 0 ) );
+}
+
+inline std::uint32_t HashGroup::look( std::uint32_t hash ) const {
+#ifdef __SSE2__
+   // The highest byte of the hash, spread without a multiplication, and 1 instead of 0, as in
+   // hashTag; then 0 at the place of the overflow.
+   __m128i const twice = _mm_cvtsi32_si128( static_cast<int>( hash ) );
+   __m128i const fours = _mm_shufflelo_epi16( _mm_unpacklo_epi8( twice, twice ), 0xFF );
+   __m128i const tags16 = _mm_max_epu8( _mm_unpacklo_epi64( fours, fours ), _mm_set1_epi8( 1 ) );
+   __m128i const line = _mm_load_si128( reinterpret_cast<__m128i const*>( this ) );
+   __m128i const equal = _mm_cmpeq_epi8( line, _mm_srli_si128( tags16, 1 ) );
+   return static_cast<std::uint32_t>( _mm_movemask_epi8( equal ) );
+#else
+   return match( hashTag( hash ) ) | ( overflow == 0 ? lastBit : 0 );
+#endif
 }
 
 } // namespace Qel::Internal

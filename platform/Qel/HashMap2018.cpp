@@ -25,17 +25,6 @@ std::size_t storageSize( std::uint32_t groups, std::uint32_t slots, std::size_t 
 
 } // namespace
 
-std::uint32_t HashMap2018Generic::nextTaken( std::uint32_t from ) const {
-   std::uint32_t const end = positions();
-   while ( from < end ) {
-      std::uint32_t const slot = from % Group::slots;
-      if ( std::uint32_t const bits = group( from ).used() >> slot )
-         return from + static_cast<std::uint32_t>( std::countr_zero( bits ) );
-      from += Group::slots - slot;
-   }
-   return none;
-}
-
 std::uint32_t HashMap2018Generic::nextCapacity( std::uint32_t capacity ) {
    constexpr std::uint32_t largest = perGroup << 27;
    switch ( capacity ) {

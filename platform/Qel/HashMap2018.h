@@ -56,12 +56,23 @@ public:
       return group( position ).tags[position % Group::slots] != 0;
    }
    /// The first position from \p from on that is taken, or none.
-   std::uint32_t nextTaken( std::uint32_t from ) const;
+   std::uint32_t nextTaken( std::uint32_t from ) const {
+      std::uint32_t const end = positions();
+      while ( from < end ) {
+         std::uint32_t const slot = from % Group::slots;
+         if ( std::uint32_t const bits = group( from ).used() >> slot )
+            return from + static_cast<std::uint32_t>( std::countr_zero( bits ) );
+         from += Group::slots - slot;
+      }
+      return none;
+   }
 
    /// Marks every element for deletion. Elements that are inserted later are not marked.
    void qelMarkAllForDeletion();
    /// Forgets all marks.
    void qelDeletionMarksClear();
+   /// Whether a resynchronisation is under way. False also if there was nothing to mark.
+   bool qelHasDeletionMarks() const { return groups_ && head().marks; }
    bool isMarkedForDeletion( std::uint32_t position ) const {
       return position != none && groups_ && head().marks && ( *head().marks )[position];
    }
@@ -268,13 +279,25 @@ public:
       return removed;
    }
 
+   /// Makes room for \p count elements at once. Elements move if there was less.
+   void reserve( std::uint32_t count ) {
+      std::uint32_t const held = groups_ ? head().capacity : 0;
+      std::uint32_t capacity = held;
+      while ( capacity < count )
+         capacity = nextCapacity( capacity );
+      if ( capacity != held )
+         growTo( capacity );
+   }
+
    /// Empties the map and gives its memory back.
    void memberDelAll() noexcept {
       // Taken out first: the end of an element may run code that looks at this map.
       HashMap2018 const old( std::move( *this ) );
    }
 
-   /// Sets or clears the deletion mark of the element with \p key, if there is one.
+   /// Sets or clears the deletion mark of the element with \p key, if there is one. There are marks
+   /// from qelMarkAllForDeletion on only, until they are cleared or the map is emptied: outside of
+   /// a resynchronisation this does nothing.
    void qelMarkedForDeletionGIs( Key const& key, bool marked ) {
       if ( !groups_ || !head().marks )
          return;
@@ -286,19 +309,38 @@ private:
    Element* elements() const { return reinterpret_cast<Element*>( groups_ + mask_ + 1 ); }
 
    Element const* find( Key const& key, std::uint32_t keyHash ) const {
-      std::uint8_t const tag = Internal::hashTag( keyHash );
-      std::uint32_t at = keyHash & mask_;
-      for ( std::uint32_t step = 0;; at = ( at + step ) & mask_ ) {
-         Group const& here = groups_[at];
-         Element const* const base = elements() + std::size_t{ at } * Group::slots;
-         for ( std::uint32_t hits = here.match( tag ); hits; hits &= hits - 1 ) {
-            Element const* const element = base + std::countr_zero( hits );
-            if ( KeyFunktor{}( *element ) == key ) [[likely]]
-               return element;
-         }
-         if ( here.overflow == 0 || ++step > mask_ ) [[likely]]
-            return nullptr;
+      std::uint32_t const at = keyHash & mask_;
+      std::uint32_t const seen = groups_[at].look( keyHash );
+      if ( seen == Group::lastBit )
+         return nullptr;
+      if ( Element const* const found = findIn( at, seen, key ) ) [[likely]]
+         return found;
+      return ( seen & Group::lastBit ) != 0 ? nullptr : findFurther( at, key, keyHash );
+   }
+
+   Element const* findIn( std::uint32_t at, std::uint32_t seen, Key const& key ) const {
+      for ( std::uint32_t hits = seen & ( Group::lastBit - 1 ); hits; hits &= hits - 1 ) {
+         auto const slot = static_cast<std::uint32_t>( std::countr_zero( hits ) );
+         std::size_t const position = std::size_t{ at } * Group::slots + slot;
+         Element const* const element = elements() + position;
+         if ( KeyFunktor{}( *element ) == key ) [[likely]]
+            return element;
       }
+      return nullptr;
+   }
+
+   // Apart: what it needs would take registers from the many look-ups that end in the first group.
+   [[gnu::noinline]] Element const* findFurther( std::uint32_t at, Key const& key,
+                                                 std::uint32_t keyHash ) const {
+      for ( std::uint32_t step = 1; step <= mask_; ++step ) {
+         at = ( at + step ) & mask_;
+         std::uint32_t const seen = groups_[at].look( keyHash );
+         if ( Element const* const found = findIn( at, seen, key ) )
+            return found;
+         if ( ( seen & Group::lastBit ) != 0 )
+            break;
+      }
+      return nullptr;
    }
 
    Element& place( std::uint32_t keyHash, Element&& element ) {
@@ -309,8 +351,8 @@ private:
       return *std::construct_at( elements() + at, std::move( element ) );
    }
 
-   void grow() {
-      std::uint32_t const capacity = nextCapacity( groups_ ? head().capacity : 0 );
+   void grow() { growTo( nextCapacity( groups_ ? head().capacity : 0 ) ); }
+   void growTo( std::uint32_t capacity ) {
       HashMap2018 bigger;
       bigger.groups_ = newGroups( capacity, sizeof( Element ) );
       bigger.mask_ = groupCount( capacity ) - 1;

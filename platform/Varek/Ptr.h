@@ -61,8 +61,10 @@ protected:
       if ( outer == 0 && references() == 0 ) [[unlikely]]
          expire();
    }
-   /// useEnd for one who knows that the object stays.
-   void useEndStaying( std::uint32_t outer ) { usesUnderWay_ = outer; }
+   /// useBegin and useEnd for one who knows that no use is under way, and at the end that the
+   /// object stays: stores alone.
+   void useBeginOutermost() { usesUnderWay_ = 1; }
+   void useEndStaying() { usesUnderWay_ = 0; }
    bool inUse() const { return usesUnderWay_ != 0; }
 
 private:

@@ -1,7 +1,6 @@
 #include "Varek/Publisher.h"
 
 #include <algorithm>
-#include <array>
 #include <exception>
 #include <vector>
 
@@ -11,12 +10,17 @@ namespace Internal {
 
 Observer::~Observer() = default;
 
-/// The observers of a publisher that has had several, in the order in which they came. Nothing is
-/// taken out while a delivery is under way, so that positions hold.
-struct alignas( 16 ) ObserverList {
-   std::vector<Observer*> observers;
-   std::uint32_t subtreeObservers = 0;
-};
+void ObserverList::tellRest( Change const& change, std::size_t next, std::size_t count,
+                             Scope least ) const noexcept {
+   while ( next < count ) {
+      Observer* const observer = observers[next++];
+      try {
+         if ( observer->scope >= least )
+            observer->call( *observer, change );
+      } catch ( ... ) {
+      }
+   }
+}
 
 } // namespace Internal
 
@@ -64,9 +68,8 @@ void Publisher::add( Observer& observer ) {
       several->subtreeObservers = watchesSubtree();
       word_ = ( word_ & ~pointerBits ) | listBit | reinterpret_cast<Word>( several.release() );
    } else {
-      word_ |= reinterpret_cast<Word>( &observer );
+      word_ = ( word_ & ~observedBit ) | reinterpret_cast<Word>( &observer );
    }
-   word_ |= observedBit;
    observer.publisher = this;
    if ( observer.scope == Scope::subtree ) {
       if ( list() )
@@ -80,6 +83,7 @@ void Publisher::remove( Observer& observer ) {
    if ( list() && observer.scope == Scope::subtree )
       --list()->subtreeObservers;
    if ( inUse() ) {
+      observer.call = []( Observer&, Change const& ) {};
       word_ |= removedBit;
       return;
    }
@@ -95,22 +99,36 @@ void Publisher::entryErase( Observer const& observer ) {
          return;
       delete several;
    }
-   word_ &= observedBit | watchedBit | removedBit;
+   emptyIs();
 }
 
-// One by one, since the end of an observer may run code that comes back here.
+void Publisher::emptyIs() { word_ = ( word_ & ( watchedBit | removedBit ) ) | observedBit; }
+
+// All are taken out before the first is destroyed, since its end may run code that comes back here.
 void Publisher::sweep() {
-   for ( std::size_t i = 0; i < entries(); ) {
-      Observer* const observer = entry( i );
-      if ( observer->publisher ) {
-         ++i;
-         continue;
+   while ( ( word_ & removedBit ) != 0 ) {
+      word_ &= ~removedBit;
+      Observer* gone = nullptr;
+      Observer** end = &gone;
+      auto const takeOut = [&]( Observer* observer ) {
+         if ( observer->publisher )
+            return false;
+         *end = observer;
+         end = &observer->nextGone;
+         return true;
+      };
+      if ( ObserverList* const several = list() ) {
+         std::erase_if( several->observers, takeOut );
+         if ( several->observers.empty() ) {
+            delete several;
+            emptyIs();
+         }
+      } else if ( single() && takeOut( single() ) ) {
+         emptyIs();
       }
-      entryErase( *observer );
-      delete observer;
-      i = 0;
+      while ( gone )
+         delete std::exchange( gone, gone->nextGone );
    }
-   word_ &= ~removedBit;
 }
 
 void Publisher::observersOrphan() {
@@ -133,7 +151,7 @@ void Publisher::parentPublisherIs( Publisher* parent ) {
 void Publisher::watchedIs() {
    if ( watched() )
       return;
-   word_ |= observedBit | watchedBit;
+   word_ |= watchedBit;
    visitOwned( []( Publisher& child, void* ) { child.watchedIs(); }, nullptr );
 }
 
@@ -145,87 +163,59 @@ void Publisher::deliveryEnd( std::uint32_t outer ) {
    useEnd( outer );
 }
 
-/// A delivery by one publisher that is under way: keeps it, and its observers where they are.
+/// A delivery by one publisher that is under way: keeps it, and its observers where they are, and
+/// knows those that were there when it began.
 struct Publisher::Delivery {
-   explicit Delivery( Publisher& p ) : publisher( p ), outer( p.useBegin() ) {}
+   explicit Delivery( Publisher& p )
+      : publisher( p ), outer( p.useBegin() ), only( p.single() ), several( p.list() ),
+        count( several ? several->observers.size() : 0 ) {}
    ~Delivery() { publisher.deliveryEnd( outer ); }
    Delivery( Delivery const& ) = delete;
    Delivery& operator=( Delivery const& ) = delete;
 
+   void tell( Change const& change, Scope least ) const {
+      if ( only && only->scope >= least )
+         only->call( *only, change );
+      if ( several )
+         several->tell( change, count, least );
+   }
+
    Publisher& publisher;
    std::uint32_t const outer;
+   Observer* const only;
+   ObserverList const* const several;
+   std::size_t const count;
 };
 
-/// The publishers above a changed one that have subtree observers, and how many observers, as they
-/// are when the change happens: an observer may take the tree apart while it is told.
-class Publisher::Watchers {
-public:
-   explicit Watchers( Publisher const& source ) {
-      for ( Publisher* above = source.parent_; above; above = above->parent_ )
-         if ( above->watchesSubtree() )
-            all_.push_back( std::make_unique<Watcher>( *above ) );
-   }
-
-   struct Watcher {
-      explicit Watcher( Publisher& publisher )
-         : delivery( publisher ), count( publisher.entries() ) {}
-      Delivery delivery;
-      std::size_t count;
-   };
-   auto begin() const { return all_.begin(); }
-   auto end() const { return all_.end(); }
-
-private:
-   std::vector<std::unique_ptr<Watcher>> all_;
+/// A changed publisher or one above it that has subtree observers. Each is in a stack frame of
+/// deliverUpwards: nothing has to be allocated between a change and its delivery.
+struct Publisher::Level {
+   explicit Level( Publisher& publisher ) : delivery( publisher ) {}
+   Delivery delivery;
+   Level* above = nullptr;
 };
 
-// Tells the first count observers: those that came later were not there when the change happened.
-// The publisher is in use.
-inline void Publisher::deliver( Change const& change, std::size_t count, Scope least ) {
-   std::size_t i = 0;
-   try {
-      for ( ; i < count; ++i ) {
-         Observer* const observer = entry( i );
-         if ( observer->publisher && observer->scope >= least ) [[likely]]
-            observer->call( *observer, change );
-      }
-   } catch ( ... ) {
-      deliverRest( change, i + 1, count, least );
-      throw;
+// Nobody is told before all levels are known: an observer may take the tree apart.
+void Publisher::deliverUpwards( Change const& change, Level& source, Level& last ) {
+   Publisher* above = last.delivery.publisher.parent_;
+   while ( above && !above->watchesSubtree() )
+      above = above->parent_;
+   if ( above ) {
+      Level level( *above );
+      last.above = &level;
+      deliverUpwards( change, source, level );
+      return;
    }
-}
-
-// After one has thrown: the others are told all the same, and the first exception is the one that
-// the caller gets.
-void Publisher::deliverRest( Change const& change, std::size_t from, std::size_t count,
-                             Scope least ) noexcept {
-   for ( std::size_t i = from; i < count; ++i ) {
-      Observer* const observer = entry( i );
-      if ( !observer->publisher || observer->scope < least )
-         continue;
-      try {
-         observer->call( *observer, change );
-      } catch ( ... ) {
-      }
-   }
-}
-
-void Publisher::deliverInSubtrees( Change const& change ) {
-   Watchers const watchers( *this );
    std::exception_ptr failure;
-   auto const tell = [&]( Publisher& publisher, std::size_t count, Scope least ) {
+   Scope least = Scope::object;
+   for ( Level* level = &source; level; level = level->above ) {
       try {
-         publisher.deliver( change, count, least );
+         level->delivery.tell( change, least );
       } catch ( ... ) {
          if ( !failure )
             failure = std::current_exception();
       }
-   };
-   {
-      Delivery const delivery( *this );
-      tell( *this, entries(), Scope::object );
-      for ( auto const& watcher : watchers )
-         tell( watcher->delivery.publisher, watcher->count, Scope::subtree );
+      least = Scope::subtree;
    }
    if ( failure )
       std::rethrow_exception( failure );
@@ -233,10 +223,11 @@ void Publisher::deliverInSubtrees( Change const& change ) {
 
 void Publisher::deliverToAll( Change const& change ) {
    if ( watched() ) {
-      deliverInSubtrees( change );
-   } else if ( list() ) {
+      Level source( *this );
+      deliverUpwards( change, source, source );
+   } else if ( ( word_ & pointerBits ) != 0 ) {
       Delivery const delivery( *this );
-      deliver( change, entries(), Scope::object );
+      delivery.tell( change, Scope::object );
    }
 }
 

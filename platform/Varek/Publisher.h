@@ -5,6 +5,7 @@
 #include <memory>
 #include <type_traits>
 #include <utility>
+#include <vector>
 
 #include "Varek/Export.h"
 #include "Varek/FieldId.h"
@@ -22,6 +23,7 @@
 ///   once, before the outer delivery goes on.
 /// - An observer that throws does not keep the others from being told; the first exception reaches
 ///   the caller of the mutator afterwards.
+/// - Delivery allocates nothing, so no change is lost for want of memory.
 ///
 /// Cost. Until somebody observes, a publisher is one zero word, and publishing is one predictable
 /// branch. That initial state is left when the first observer comes, for the object or for anything
@@ -75,7 +77,7 @@ enum class Scope : std::uint8_t { object, subtree };
 namespace Internal {
 
 /// One observer of one publisher. Owned by its Subscription; one that is removed while a delivery
-/// is under way waits for the end of that, with publisher null.
+/// is under way waits for the end of that, with publisher null, and does nothing when called.
 class VAREK_EXPORT Observer {
 public:
    // Kept beside the pointers, not in a virtual table: one load less before the call.
@@ -83,9 +85,10 @@ public:
    explicit Observer( Call c ) : call( c ) {}
    virtual ~Observer();
 
-   // The alignment leaves a publisher room for four bits beside the pointer.
-   alignas( 16 ) Call const call;
    Publisher* publisher = nullptr;
+   // The alignment leaves a publisher room for four bits beside the pointer.
+   alignas( 16 ) Call call;
+   Observer* nextGone = nullptr; // of those that are swept out together
    Scope scope = Scope::object;
 };
 
@@ -103,7 +106,32 @@ private:
    F f_;
 };
 
-struct ObserverList;
+/// The observers of a publisher that has had several, in the order in which they came. Nothing is
+/// taken out while a delivery is under way, so that positions hold.
+struct VAREK_EXPORT ObserverList {
+   // The alignment as above.
+   alignas( 16 ) std::vector<Observer*> observers;
+   std::uint32_t subtreeObservers = 0;
+
+   /// Tells those of the first \p count whose scope is at least \p least.
+   void tell( Change const& change, std::size_t count, Scope least ) const {
+      std::size_t next = 0;
+      try {
+         while ( next < count ) {
+            // Looked up each time: the list may move when it grows.
+            Observer* const observer = observers[next++];
+            if ( observer->scope >= least ) [[likely]]
+               observer->call( *observer, change );
+         }
+      } catch ( ... ) {
+         tellRest( change, next, count, least );
+         throw;
+      }
+   }
+   /// After one has thrown: the others are told all the same, and the first exception is the one
+   /// that the caller gets.
+   void tellRest( Change const&, std::size_t next, std::size_t count, Scope least ) const noexcept;
+};
 
 } // namespace Internal
 
@@ -126,13 +154,10 @@ public:
    static void publishChangeRecursive( Publisher& source, FieldId id, void const* key,
                                        void const* old, KeyEqual keyEqual ) {
       Change const change( source, id, key, old, keyEqual );
-      if ( ( source.word_ & ~observedBit ) != 0 &&
-           ( source.word_ & ( watchedBit | listBit | removedBit ) ) == 0 ) {
-         SingleDelivery const delivery( source );
-         delivery.tell( change );
-      } else {
-         source.deliverToAll( change );
-      }
+      if ( source.word_ != 0 && ( source.word_ & ~pointerBits ) == 0 && !source.inUse() ) [[likely]]
+         source.deliverToOne( change );
+      else
+         source.deliverToSeveral( change );
    }
 
    Publisher* parentPublisher() const { return parent_; }
@@ -150,13 +175,14 @@ protected:
 
 private:
    friend class Subscription;
-   // The word holds, beside these bits, a pointer to the one observer or to the list of several.
+   // The word holds, beside these bits, a pointer to the one observer or to the list of several. No
+   // bit is set in the case that is to be fast: one observer, and none in the subtrees above.
    using Word = std::uintptr_t;
-   static constexpr Word observedBit = 1; // something observes this object, or once did
+   static constexpr Word observedBit = 1; // nothing observes this object itself, but once did
    static constexpr Word watchedBit = 2;  // so does, or did, an observer of a subtree it is in
    static constexpr Word listBit = 4;
    static constexpr Word removedBit = 8; // some observer is to be swept out
-   static constexpr Word pointerBits = ~( observedBit | watchedBit | listBit | removedBit );
+   static constexpr Word pointerBits = ~Word{ observedBit | watchedBit | listBit | removedBit };
 
    bool watched() const { return ( word_ & watchedBit ) != 0; }
    void watchedIs();
@@ -168,38 +194,53 @@ private:
    void add( Internal::Observer& );
    void remove( Internal::Observer& );
    void entryErase( Internal::Observer const& );
+   void emptyIs();
    void sweep();
    void observersOrphan();
 
-   /// The short way, inlined into mutators: one observer, none in the subtrees above.
-   class SingleDelivery {
-   public:
-      explicit SingleDelivery( Publisher& publisher )
-         : publisher_( publisher ), word_( publisher.word_ ), outer_( publisher.useBegin() ) {}
-      ~SingleDelivery() {
-         if ( publisher_.word_ == word_ && ( outer_ | publisher_.references() ) != 0 ) [[likely]]
-            publisher_.useEndStaying( outer_ );
-         else
-            publisher_.deliveryEnd( outer_ );
+   /// Ends a delivery when an observer has thrown. Disarmed, not asked what to do: so it, and what
+   /// it would have to know, stays in registers.
+   struct FailureGuard {
+      ~FailureGuard() {
+         if ( delivering )
+            delivering->deliveryEnd( 0 );
       }
-      void tell( Change const& change ) const { only().call( only(), change ); }
-
-   private:
-      Internal::Observer& only() const {
-         return *reinterpret_cast<Internal::Observer*>( word_ & pointerBits );
-      }
-      Publisher& publisher_;
-      Word const word_;
-      std::uint32_t const outer_;
+      Publisher* delivering;
    };
-   class Watchers;
+   /// A delivery by this one alone, while it has none under way.
+   template<class Tell>
+   void deliverOutermost( Tell tell ) {
+      Word const before = word_;
+      FailureGuard guard{ this };
+      useBeginOutermost();
+      tell();
+      guard.delivering = nullptr;
+      if ( word_ == before && references() != 0 ) [[likely]]
+         useEndStaying();
+      else
+         deliveryEnd( 0 );
+   }
+   /// One observer: inlined into mutators.
+   void deliverToOne( Change const& change ) {
+      auto& only = *reinterpret_cast<Internal::Observer*>( word_ );
+      deliverOutermost( [&] { only.call( only, change ); } );
+   }
+   /// Several, and all other cases. Not in the library, since calls from there to observers in
+   /// another module take longer, nor in each mutator.
+   [[gnu::noinline]] void deliverToSeveral( Change const& change ) {
+      if ( ( word_ & ~pointerBits ) != listBit || inUse() ) {
+         deliverToAll( change );
+         return;
+      }
+      auto const& several = *reinterpret_cast<Internal::ObserverList*>( word_ & pointerBits );
+      deliverOutermost( [&] { several.tell( change, several.observers.size(), Scope::object ); } );
+   }
    struct Delivery;
+   struct Level;
    bool watchesSubtree() const;
-   void deliver( Change const&, std::size_t count, Scope least );
-   void deliverRest( Change const&, std::size_t from, std::size_t count, Scope least ) noexcept;
    void deliverToAll( Change const& );
+   static void deliverUpwards( Change const&, Level& source, Level& last );
    void deliveryEnd( std::uint32_t outer );
-   void deliverInSubtrees( Change const& );
 
    Word word_ = 0;
    Publisher* parent_ = nullptr;

@@ -1,6 +1,8 @@
 // What observers may do while they are told of a change: anything.
 
+#include <cstdlib>
 #include <functional>
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -9,6 +11,21 @@
 
 #include "support/ChangeRecorder.h"
 #include "support/TestModule.h"
+
+namespace {
+bool memoryIsOut = false;
+}
+
+// Inlined, g++ would take malloc and operator delete, or operator new and free, for pairs.
+[[gnu::noinline]] void* operator new( std::size_t size ) {
+   if ( void* const memory = memoryIsOut ? nullptr : std::malloc( size ) )
+      return memory;
+   throw std::bad_alloc();
+}
+[[gnu::noinline]] void operator delete( void* memory ) noexcept { std::free( memory ); }
+[[gnu::noinline]] void operator delete( void* memory, std::size_t ) noexcept {
+   std::free( memory );
+}
 
 namespace {
 
@@ -240,6 +257,131 @@ TEST_F( ObserverReentry, OneThatThrowsKeepsNobodyFromBeingTold ) {
    EXPECT_EQ( sensor_->level(), 10U );
    EXPECT_THROW( setLevel( 11 ), std::runtime_error );
    EXPECT_EQ( log_, "bcp" );
+}
+
+TEST_F( ObserverReentry, ASubscriptionThatIsAssignedEndsItsOldOne ) {
+   for ( bool const whileTold : { false, true } ) {
+      observers_.clear();
+      for ( char const letter : { 'a', 'b' } )
+         observe( *sensor_, letter );
+      auto& kept = observers_[0]->subscription;
+      auto const assign = [&] {
+         kept = std::move( observers_[1]->subscription );
+         EXPECT_FALSE( observers_[1]->subscription );
+      };
+      if ( whileTold ) {
+         observers_[0]->then = assign;
+         EXPECT_EQ( setLevel( 10 ), "ab" );
+      } else {
+         assign();
+      }
+      auto& same = kept;
+      kept = std::move( same );
+      EXPECT_EQ( setLevel( 11 ), "b" );
+      EXPECT_EQ( sensor_->observerCount(), 1U );
+      sensor_->levelIs( 5 );
+   }
+}
+
+TEST_F( ObserverReentry, OneThatThrowsLeavesNothingInUse ) {
+   auto const before = Sensor::allocations().liveObjects();
+   auto const plant = Plant::PlantIs();
+   for ( int const others : { 0, 1, 2 } ) { // none, one of the object, one of a subtree
+      auto witness = std::make_shared<int>( 0 );
+      std::weak_ptr<int> const alive = witness;
+      auto sensor = plant->rackIs( "a" )->sensorIs( 1 );
+      Sensor& object = *sensor;
+      auto throwing = object.subscribe( [held = std::move( witness )]( Change const& ) {
+         throw std::runtime_error( "observer" );
+      } );
+      Subscription const other = others == 2
+                                    ? plant->subscribe( []( Change const& ) {}, Scope::subtree )
+                                 : others == 1 ? object.subscribe( []( Change const& ) {} )
+                                               : Subscription();
+      EXPECT_THROW( object.levelIs( 10 ), std::runtime_error );
+      throwing.reset();
+      EXPECT_TRUE( alive.expired() ) << others;
+      auto const dropping = object.subscribe( [&]( Change const& ) {
+         plant->rackDelAll();
+         sensor = nullptr;
+         throw std::runtime_error( "observer" );
+      } );
+      EXPECT_THROW( object.levelIs( 11 ), std::runtime_error );
+      EXPECT_EQ( Sensor::allocations().liveObjects(), before ) << others;
+   }
+}
+
+TEST_F( ObserverReentry, TheOnlyOneMayChangeTheObjectAndThenGo ) {
+   auto& only = observe( *sensor_, 'a' );
+   only.then = [&] {
+      if ( sensor_->level() < 12 )
+         return sensor_->levelIs( sensor_->level() + 1 );
+      only.subscription.reset();
+      sensor_->levelIs( 20 ); // nobody is told
+      observe( *sensor_, 'b' );
+      sensor_->levelIs( 21 );
+   };
+   EXPECT_EQ( setLevel( 10 ), "aaab" );
+   EXPECT_EQ( sensor_->observerCount(), 1U );
+   EXPECT_EQ( setLevel( 11 ), "b" );
+}
+
+TEST_F( ObserverReentry, OneThatRemovesAndAddsObserversOfSubtreesAbove ) {
+   auto const plant = Plant::PlantIs();
+   auto const rack = plant->rackIs( "a" );
+   sensor_ = rack->sensorIs( 1 );
+   observe( *plant, 'p', Scope::subtree );
+   observe( *rack, 'r', Scope::subtree );
+   observe( *sensor_, 's' ).then = [&] {
+      observers_[2]->then = nullptr;
+      observers_[0]->subscription.reset();
+      observe( *rack, 'R', Scope::subtree );
+      observe( *plant, 'P', Scope::subtree );
+   };
+   EXPECT_EQ( setLevel( 10 ), "sr" );
+   EXPECT_EQ( setLevel( 11 ), "srRP" );
+}
+
+TEST_F( ObserverReentry, AChangeIsToldThoughMemoryIsOut ) {
+   auto const plant = Plant::PlantIs();
+   auto const rack = plant->rackIs( "a" );
+   sensor_ = rack->sensorIs( 1 );
+   for ( char const letter : { 'p', 'q' } )
+      observe( *plant, letter, Scope::subtree );
+   observe( *rack, 'r', Scope::subtree );
+   for ( char const letter : { 's', 't' } )
+      observe( *sensor_, letter );
+   log_.reserve( 100 );
+   try {
+      memoryIsOut = true;
+      sensor_->levelIs( 10 );
+      memoryIsOut = false;
+   } catch ( std::bad_alloc const& ) {
+      memoryIsOut = false;
+      ADD_FAILURE() << "the change asked for memory";
+   }
+   EXPECT_EQ( log_, "strpq" );
+}
+
+TEST_F( ObserverReentry, ManyThatGoAtOnceMayTakeOthersWithThem ) {
+   // The end of every second one ends the subscription of another, which no one else does.
+   constexpr std::size_t count = 1000;
+   std::size_t told = 0;
+   auto const gone = std::make_shared<int>();
+   std::vector<Subscription> direct;
+   for ( std::size_t i = 0; i < count; ++i ) {
+      auto taken = std::make_shared<Subscription>(
+         sensor_->subscribe( [&told, gone]( Change const& ) { ++told; } ) );
+      direct.push_back( sensor_->subscribe( [&told, gone, taken]( Change const& ) { ++told; } ) );
+   }
+   auto& last = observe( *sensor_, 'z' );
+   last.then = [&] { direct.clear(); };
+   EXPECT_EQ( setLevel( 10 ), "z" );
+   EXPECT_EQ( told, 2 * count );
+   EXPECT_EQ( gone.use_count(), 1 ) << "some are still held";
+   EXPECT_EQ( sensor_->observerCount(), 1U );
+   EXPECT_EQ( setLevel( 11 ), "z" );
+   EXPECT_EQ( told, 2 * count );
 }
 
 TEST_F( ObserverReentry, SubscriptionsOutliveWhatTheyObserve ) {
