@@ -10,8 +10,9 @@
 
 namespace Qel {
 
-/// The seed of all keyed collections of the process: random at start, so that keys chosen by an
-/// attacker (MAC addresses) cannot be made to collide.
+/// The seed of all keyed collections of the process: random, so that keys chosen by an attacker
+/// (MAC addresses) cannot be made to collide. It is made before static initialisers run, which may
+/// therefore use collections; made at its first use it would cost every look-up a branch.
 class VAREK_EXPORT HashHelper {
 public:
    static std::uint32_t hashSeed32() { return seed_; }

@@ -73,6 +73,11 @@ public:
       for ( auto const& member : tree() )
          state_->marked.insert( member.first );
    }
+   /// Forgets all marks.
+   void qelDeletionMarksClear() {
+      if ( state_ )
+         state_->marked.clear();
+   }
    void qelMarkedForDeletionGIs( Key const& key, bool marked ) {
       if ( !tree().contains( key ) )
          return;

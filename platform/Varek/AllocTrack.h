@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "Varek/Export.h"
+#include "Varek/Failures.h"
 #include "Varek/ThreadControl.h"
 
 namespace Varek {
@@ -30,20 +31,22 @@ private:
 
 /// What is known of the live objects of one entity type. There is one tracker a type, reachable
 /// from the type's record, so that a program can say at any time what its state costs.
+///
+/// The facts of the type are given when the tracker is made, at compile time: were they written by
+/// the first object, the first objects of two threads would race for them.
 class VAREK_EXPORT AllocTrackTypeInfo {
 public:
-   constexpr AllocTrackTypeInfo() = default;
+   /// \p identity is the type's qualified name, \p size that of each object in bytes and
+   /// \p alignment the alignment of its storage.
+   constexpr AllocTrackTypeInfo( std::string_view identity, std::size_t size,
+                                 std::size_t alignment )
+      : identity_( identity ), alignment_( alignment ), size_( size ) {}
 
-   /// Records the making of an object: \p identity is the type's qualified name, \p size that of
-   /// the object in bytes and \p alignment the alignment of its storage.
-   static void trackAllocation( AllocTrackTypeInfo& tracker, std::string_view identity,
-                                std::size_t size, std::size_t alignment ) {
-      // Written by the first object alone: later threads would only write the same again.
-      if ( tracker.size_ == 0 ) [[unlikely]] {
-         tracker.identity_ = identity;
-         tracker.alignment_ = alignment;
-         tracker.size_ = size;
-      }
+   /// Records the making of an object. The facts must be those of the tracker; a wrong size, which
+   /// would falsify liveBytes(), ends the process.
+   static void trackAllocation( AllocTrackTypeInfo& tracker, std::string_view /*identity*/,
+                                std::size_t size, std::size_t /*alignment*/ ) {
+      VAREK_ASSERT( size == tracker.size_ );
       tracker.liveObjects_.add( 1 );
    }
    /// Records its end, or undoes the record of one whose construction failed.
@@ -55,9 +58,9 @@ public:
    std::size_t alignment() const { return alignment_; }
 
 private:
-   std::string_view identity_;
-   std::size_t alignment_ = 0;
-   std::size_t size_ = 0; // all objects of a type have the same
+   std::string_view const identity_;
+   std::size_t const alignment_;
+   std::size_t const size_; // all objects of a type have the same
    TrackedCount liveObjects_;
 };
 

@@ -168,6 +168,18 @@ public:
       functions->iterKey( at, &made );
       return made;
    }
+   /// Asked for at once, as by one who saw that there is an element: \p key and \p object are what
+   /// it has become, or untouched if it is gone.
+   template<class Key, class Object>
+   void expect( bool stays, Key const& key, Object const& object ) const {
+      auto keyGiven = stays ? Key{} : key;
+      auto objectGiven = stays ? Object{} : object;
+      functions->iterKey( at, &keyGiven );
+      functions->iterObj( at, &objectGiven );
+      EXPECT_EQ( keyGiven, key );
+      EXPECT_EQ( objectGiven, object );
+      EXPECT_EQ( functions->iterPeek( at ) != nullptr, stays );
+   }
    template<class Object>
    Object object() const {
       Object made;
@@ -227,7 +239,9 @@ TEST( GenericIteration, GoesOverASequenceByIndex ) {
    walk.next();
    walk.next();
    value.attrValuePop();
+   walk.expect( true, 2U, AttrValue( 20U ) );
    value.attrValuePop();
+   walk.expect( false, 77U, AttrValue( 77U ) );
    EXPECT_FALSE( walk.nonnull() );
 }
 
@@ -263,6 +277,32 @@ TEST( GenericIteration, SurvivesErasureOfAnyElement ) {
    for ( std::uint16_t type = 1; type <= 60; ++type )
       EXPECT_TRUE( met.contains( Attribute( 0, type ) ) || erased.contains( Attribute( 0, type ) ) )
          << type;
+}
+
+TEST( GenericIteration, GivesNothingOfAnElementThatWentAfterItWasSeen ) {
+   enum Event { nothing, erased, replaced, grown, erasedAndGrown, cleared, clearedAndFilled };
+   for ( Event const event :
+         { nothing, erased, replaced, grown, erasedAndGrown, cleared, clearedAndFilled } ) {
+      SCOPED_TRACE( event );
+      auto const response = responseWith( 15 ); // all slots of a group
+      Walk walk( *response, 260 );
+      walk.next();
+      ASSERT_TRUE( walk.nonnull() );
+      auto const here = walk.key<Attribute>();
+      if ( event == erased || event == replaced || event == erasedAndGrown )
+         response->aaaAttributeDel( here );
+      if ( event == cleared || event == clearedAndFilled )
+         response->aaaAttributeDelAll();
+      // One takes the slot that is free, and many make the collection grow.
+      std::uint16_t const others[] = { 0, 0, 1, 200, 200, 0, 15 };
+      for ( std::uint16_t n = 0; n < others[event]; ++n )
+         response->aaaAttributeIs( AaaAttribute( Attribute( 1, n ) ) );
+      bool const stays = event == nothing || event == grown;
+      Attribute const other( 9, 9 );
+      walk.expect( stays, stays ? here : other,
+                   stays ? *response->aaaAttribute( here ) : AaaAttribute( other ) );
+      EXPECT_EQ( walk.nonnull(), stays );
+   }
 }
 
 TEST( GenericIteration, GoesOnFromItsElementWhenTheCollectionGrows ) {

@@ -1,9 +1,7 @@
-#include <algorithm>
 #include <cstdint>
 #include <initializer_list>
 #include <random>
 #include <string>
-#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -109,28 +107,10 @@ TEST( IntfId, WordsThatNoNameMakesSayWhatTheyAre ) {
 }
 
 TEST( IntfId, OrdersAsPeopleDo ) {
-   std::vector<std::string> const ordered = { "",
-                                              "Ethernet2",
-                                              "Ethernet3",
-                                              "Ethernet3.1",
-                                              "Ethernet3.10",
-                                              "Ethernet3/1",
-                                              "Ethernet3/1.5",
-                                              "Ethernet3/1/1",
-                                              "Ethernet3/2",
-                                              "Ethernet10",
-                                              "Port-Channel1",
-                                              "Vlan4094",
-                                              "Management1",
-                                              "Management1/1",
-                                              "lo" };
-   std::vector<IntfId> ids;
-   for ( std::string_view const name : ordered )
-      ids.emplace_back( name );
-   std::shuffle( ids.begin(), ids.end(), std::mt19937( 2 ) );
-   std::sort( ids.begin(), ids.end() );
-   for ( std::size_t i = 0; i < ids.size(); ++i )
-      EXPECT_EQ( stringValue( ids[i] ), ordered[i] );
+   expectOrdered<IntfId>( { "", "Ethernet2", "Ethernet3", "Ethernet3.1", "Ethernet3.10",
+                            "Ethernet3/1", "Ethernet3/1.5", "Ethernet3/1/1", "Ethernet3/2",
+                            "Ethernet10", "Port-Channel1", "Vlan4094", "Management1",
+                            "Management1/1", "lo" } );
 }
 
 /// Text and word are two forms of one thing, whatever the word.

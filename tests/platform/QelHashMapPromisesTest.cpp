@@ -14,11 +14,6 @@ using namespace MapElements;
 using Map = OwnContent<std::uint32_t, 1000>::Map;
 using Element = Map::value_type;
 
-struct CopiesFail {
-   explicit CopiesFail( int after ) { Tracked::copiesLeft = after; }
-   ~CopiesFail() { Tracked::copiesLeft = -1; }
-};
-
 void fill( Map& map, std::uint32_t size ) {
    for ( std::uint32_t n = map.size(); n < size; ++n )
       map.newMemberG( n, Tracked( n + 1 ) );
@@ -42,6 +37,7 @@ TEST( HashMapPromises, AnEmptyMapIsTwoWordsAndHasNoMemory ) {
    map.memberDelAll();
    map.qelMarkAllForDeletion();
    map.qelMarkedForDeletionGIs( 1, true );
+   EXPECT_FALSE( map.isMarkedForDeletion( map.position( 1 ) ) );
    Map const copy( map );
    EXPECT_EQ( copy.begin(), copy.end() );
    EXPECT_EQ( map.nextTaken( 0 ), Map::none );
@@ -153,6 +149,7 @@ TEST( HashMapPromises, OnlyWhatWasThereIsMarkedForDeletion ) {
          bool const marked = map.isMarkedForDeletion( map.position( n ) );
          EXPECT_EQ( marked, n != 0 && n < size ) << n << " of " << size;
       }
+      EXPECT_FALSE( map.isMarkedForDeletion( Map::none ) );
    }
 }
 

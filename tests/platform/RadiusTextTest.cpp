@@ -187,12 +187,8 @@ TEST( AttrValue, RefusesOtherText ) {
 
 /// Values that differ only in form are different, in the order of the forms.
 TEST( AttrValue, ComparesFormFirst ) {
-   std::string_view const ordered[] = { "\"9\"", ":0 \"9\"", "9",       "10",  ":0 9",
-                                        ":1 9",  "9u64",     "0.0.0.9", "0x39" };
-   for ( std::size_t i = 1; i < std::size( ordered ); ++i ) {
-      EXPECT_LT( AttrValue( ordered[i - 1] ), AttrValue( ordered[i] ) );
-      EXPECT_NE( AttrValue( ordered[i - 1] ), AttrValue( ordered[i] ) );
-   }
+   expectOrdered<AttrValue>(
+      { "\"9\"", ":0 \"9\"", "9", "10", ":0 9", ":1 9", "9u64", "0.0.0.9", "0x39" } );
 }
 
 } // namespace

@@ -14,14 +14,13 @@ public:
    inline static int copiesLeft = -1;
 
    Tracked( std::uint32_t value = 0 ) : value_( value ) { ++live; }
-   Tracked( Tracked const& other ) : value_( other.value() ) {
-      if ( copiesLeft == 0 )
-         throw std::runtime_error( "a copy that was to fail" );
-      copiesLeft -= copiesLeft > 0;
-      ++live;
-   }
+   Tracked( Tracked const& other ) : value_( copied( other ) ) { ++live; }
    Tracked( Tracked&& other ) noexcept : value_( other.value() ) { ++live; }
    Tracked& operator=( Tracked const& other ) {
+      value_ = copied( other );
+      return *this;
+   }
+   Tracked& operator=( Tracked&& other ) noexcept {
       value_ = other.value();
       return *this;
    }
@@ -37,6 +36,19 @@ public:
    friend bool operator==( Tracked const& a, Tracked const& b ) { return a.value() == b.value(); }
 
 private:
+   static std::uint32_t copied( Tracked const& other ) {
+      if ( copiesLeft == 0 )
+         throw std::runtime_error( "a copy that was to fail" );
+      copiesLeft -= copiesLeft > 0;
+      return other.value();
+   }
+
    Tracked const volatile* self_ = this;
    std::uint32_t value_;
+};
+
+/// Lets copies fail after \p after more of them, until the end of its scope.
+struct CopiesFail {
+   explicit CopiesFail( int after ) { Tracked::copiesLeft = after; }
+   ~CopiesFail() { Tracked::copiesLeft = -1; }
 };
