@@ -17,7 +17,8 @@
 /// From declarations to records. A declaration gives its class one static function
 /// attribute( Id<n> ), whose result is a Descriptor: the attribute as the compiler knows it. Ids
 /// are dense, so asking for n = first, first + 1, ... until there is no such function finds them
-/// all, in order; a number given twice does not compile.
+/// all, in order; a number given twice does not compile. The name of an entity, with its number
+/// from before that range, is asked for by itself.
 namespace Qel {
 
 template<std::uint16_t number>
@@ -34,6 +35,24 @@ struct Descriptor {
 
    static Field const& get( Owner const& owner ) { return owner.*member; }
    static Field& get( Owner& owner ) { return owner.*member; }
+};
+
+/// An attribute of \p Owner that is not stored: its kind, its number, its type and that of its keys
+/// (void if it has none). Owner::qelCompute( Id<number>, owner [, key] ) is its value.
+template<class Owner, AttributeKind attributeKind, std::uint16_t number, class V, class K = void>
+struct ComputedDescriptor {
+   using Value = V;
+   using Key = K;
+   static constexpr AttributeKind kind = attributeKind;
+   static constexpr Varek::FieldId id{ number };
+
+   std::string_view name;
+};
+
+/// The descriptors of what objects hold.
+template<class D>
+concept Stored = requires {
+   typename D::Field;
 };
 
 template<class T>
@@ -61,11 +80,24 @@ constexpr bool noneBeyond( std::index_sequence<ahead...> ) {
 }
 
 template<class T>
+constexpr bool isNamed() {
+   return std::is_base_of_v<Entity, T> && HasAttribute<T, Varek::nameStringId.value()>;
+}
+
+template<class T>
 constexpr std::size_t attributeCount() {
    constexpr std::size_t count = countAttributes<T>();
    static_assert( noneBeyond<T, firstId<T> + count>( std::make_index_sequence<32>() ),
                   "field ids have a gap" );
-   return count;
+   return count + isNamed<T>();
+}
+
+/// The id of attribute number \p i of \p T, in id order.
+template<class T>
+constexpr std::uint16_t idAt( std::size_t i ) {
+   if ( isNamed<T>() && i == 0 )
+      return Varek::nameStringId.value();
+   return static_cast<std::uint16_t>( firstId<T> + i - isNamed<T>() );
 }
 
 } // namespace Internal
@@ -74,7 +106,7 @@ constexpr std::size_t attributeCount() {
 template<class T, class F>
 constexpr void forEachAttribute( F&& f ) {
    []<std::size_t... i>( F & call, std::index_sequence<i...> ) {
-      ( call( T::attribute( Id<static_cast<std::uint16_t>( firstId<T> + i )>{} ) ), ... );
+      ( call( T::attribute( Id<Internal::idAt<T>( i )>{} ) ), ... );
    }
    ( f, std::make_index_sequence<Internal::attributeCount<T>()>() );
 }
@@ -110,7 +142,8 @@ constexpr AttributeRecord baseRecord( D descriptor ) {
    record.id = D::id;
    record.name = descriptor.name;
    record.kind = D::kind;
-   record.onWire = D::kind != AttributeKind::parameter || !std::is_base_of_v<Entity, Owner>;
+   record.onWire =
+      Stored<D> && ( D::kind != AttributeKind::parameter || !std::is_base_of_v<Entity, Owner> );
    return record;
 }
 
@@ -124,6 +157,38 @@ constexpr void singleRecord( AttributeRecord& record ) {
       record.defaultText = [] { return textOf( Owner::qelDefault( Id<D::id.value()>{} ) ); };
 }
 
+template<class Owner, class D>
+constexpr void computedRecord( AttributeRecord& record ) {
+   using Value = typename D::Value;
+   using Key = typename D::Key;
+   record.value = valueTable<Value>;
+   if constexpr ( std::is_void_v<Key> ) {
+      record.compute = []( void const* object, void const*, void* result ) {
+         *static_cast<Value*>( result ) =
+            Owner::qelCompute( Id<D::id.value()>{}, ownerAt<Owner>( object ) );
+      };
+   } else {
+      record.key = valueTable<Key>;
+      record.compute = []( void const* object, void const* key, void* result ) {
+         *static_cast<Value*>( result ) = Owner::qelCompute(
+            Id<D::id.value()>{}, ownerAt<Owner>( object ), *static_cast<Key const*>( key ) );
+      };
+   }
+   if constexpr ( D::kind == AttributeKind::constant && HasText<Value> )
+      record.defaultText = [] { return textOf( Owner::qelDefault( Id<D::id.value()>{} ) ); };
+}
+
+template<class Owner, class D>
+constexpr void childRecord( AttributeRecord& record ) {
+   record.childType = [] { return D::Field::Child::qelBinding(); };
+   record.read = []( void const* object ) {
+      return static_cast<void const*>( &D::get( ownerAt<Owner>( object ) ).child );
+   };
+   record.child = []( void const* object ) {
+      return static_cast<Entity*>( D::get( ownerAt<Owner>( object ) ).child.get() );
+   };
+}
+
 template<class Owner, class D, class Iteration>
 constexpr void manyRecord( AttributeRecord& record ) {
    record.size = []( void const* object ) {
@@ -135,24 +200,44 @@ constexpr void manyRecord( AttributeRecord& record ) {
    record.iterator = &Iteration::table;
 }
 
+/// Of what is held by key: in a hash table or, ordered, in a tree.
 template<class Owner, class D>
-constexpr AttributeRecord makeRecord( D descriptor ) {
+constexpr void keyedRecord( AttributeRecord& record ) {
    using Field = typename D::Field;
-   AttributeRecord record = baseRecord<Owner>( descriptor );
-   if constexpr ( D::kind == AttributeKind::parameter || D::kind == AttributeKind::plain ) {
-      singleRecord<Owner, D>( record );
-   } else if constexpr ( D::kind == AttributeKind::sequence ) {
-      record.value = valueTable<typename Field::value_type>;
-      manyRecord<Owner, D, SequenceIteration<Field>>( record );
+   record.key = valueTable<typename Field::Key>;
+   if constexpr ( D::kind == AttributeKind::ordered ) {
+      using Iteration = OrderedIteration<Field>;
+      record.value = valueTable<typename Iteration::Object>;
+      manyRecord<Owner, D, Iteration>( record );
    } else {
-      record.key = valueTable<typename Field::Key>;
+      using Iteration = MapIteration<Field>;
       record.salt = Field::hashSalt;
       record.salted = true;
-      manyRecord<Owner, D, MapIteration<Field>>( record );
       if constexpr ( D::kind == AttributeKind::children )
          record.childType = [] { return Field::value_type::Child::qelBinding(); };
       else
-         record.value = valueTable<typename Field::value_type>;
+         record.value = valueTable<typename Iteration::Object>;
+      manyRecord<Owner, D, Iteration>( record );
+   }
+}
+
+template<class Owner, class D>
+constexpr AttributeRecord makeRecord( D descriptor ) {
+   AttributeRecord record = baseRecord<Owner>( descriptor );
+   if constexpr ( !Stored<D> ) {
+      computedRecord<Owner, D>( record );
+   } else if constexpr ( D::kind == AttributeKind::parameter || D::kind == AttributeKind::plain ) {
+      singleRecord<Owner, D>( record );
+   } else if constexpr ( D::kind == AttributeKind::child ) {
+      childRecord<Owner, D>( record );
+   } else if constexpr ( D::kind == AttributeKind::sequence || D::kind == AttributeKind::array ) {
+      using Field = typename D::Field;
+      record.value = valueTable<typename Field::value_type>;
+      if constexpr ( D::kind == AttributeKind::array )
+         record.key = valueTable<std::uint32_t>; // of its changes
+      manyRecord<Owner, D, SequenceIteration<Field>>( record );
+   } else {
+      keyedRecord<Owner, D>( record );
    }
    return record;
 }
@@ -182,13 +267,18 @@ constexpr std::size_t parameterCount() {
 }
 
 /// The descriptor of the constructor parameter of \p T, which has just one.
-template<class T, std::uint16_t number = firstId<T>>
+template<class T, std::size_t i = 0>
 constexpr auto onlyParameter() {
-   constexpr auto descriptor = T::attribute( Id<number>{} );
+   constexpr auto descriptor = T::attribute( Id<idAt<T>( i )>{} );
    if constexpr ( decltype( descriptor )::kind == AttributeKind::parameter )
       return descriptor;
    else
-      return onlyParameter<T, number + 1>();
+      return onlyParameter<T, i + 1>();
+}
+
+template<class T>
+auto const& parameterOf( T const& object ) {
+   return decltype( onlyParameter<T>() )::get( object );
 }
 
 } // namespace Internal

@@ -1,13 +1,22 @@
 #pragma once
 
+#include <array>
+#include <concepts>
+#include <cstdint>
 #include <memory>
 #include <vector>
 
+#include "framework/Arrays.h"
 #include "framework/Attributes.h"
 #include "framework/EntityOf.h"
 #include "framework/Enumeration.h"
+#include "framework/Maps.h"
 #include "framework/Mutators.h"
+#include "framework/Ordered.h"
+#include "framework/Sets.h"
+#include "framework/SingleChild.h"
 #include "framework/ValueOf.h"
+#include "framework/ValueWire.h"
 
 /// How a type is declared: a class begins with QEL_ENTITY or QEL_VALUE, and each attribute is one
 /// line under its doc comment. The line gives the storage, the accessor, the mutators and the
@@ -21,7 +30,8 @@
 ///        QEL_PLAIN( 259, std::uint32_t, speed, 2000 )
 ///     };
 ///
-/// Field ids are dense: from 258 in entities, from 2 in values.
+/// Field ids are dense: from 258 in entities, from 2 in values. Every NAMEDel returns what it
+/// removed, or the empty value (null for a child) if there was nothing.
 
 /// Opens an entity type: type number SLOT of MODULE.
 #define QEL_ENTITY( T, MODULE, SLOT )                                                              \
@@ -50,6 +60,11 @@ public:                                                                         
    template<::std::same_as<::Qel::CharRange> Range>                                                \
    explicit T( Range const& range ) {                                                              \
       ::Qel::valueFromText( *this, range );                                                        \
+   }                                                                                               \
+   /** From the attribute log; throws for what is not in form. */                                  \
+   template<::std::same_as<::Qel::NboAttrLog::In> Reader>                                          \
+   explicit T( Reader& in ) {                                                                      \
+      ::Qel::Wire<T>::read( in, *this );                                                           \
    }
 
 #define QEL_INTERNAL_DESCRIBE( ID, KIND, NAME )                                                    \
@@ -150,3 +165,221 @@ private:                                                                        
    Qel##NAME##Map NAME##_;                                                                         \
                                                                                                    \
 public:
+
+/// The name of an entity, its constructor parameter: Varek::String const& name(). Stands in the
+/// records as "nameString", before all other attributes.
+#define QEL_NAME                                                                                   \
+public:                                                                                            \
+   ::Varek::String const& name() const { return name_; }                                           \
+   static constexpr auto attribute( ::Qel::Id<::Varek::nameStringId.value()> ) {                   \
+      return ::Qel::Descriptor<QelSelf, ::Qel::AttributeKind::parameter,                           \
+                               ::Varek::nameStringId.value(), &QelSelf::name_>{ "nameString" };    \
+   }                                                                                               \
+                                                                                                   \
+private:                                                                                           \
+   ::Varek::String name_;                                                                          \
+                                                                                                   \
+public:
+
+/// A counter, which starts at 0 and wraps at 32 bits: a plain attribute, and NAMEInc( n ), which
+/// adds n and returns the sum.
+#define QEL_COUNTER( ID, NAME )                                                                    \
+   QEL_PLAIN( ID, ::std::uint32_t, NAME, 0 )                                                       \
+   ::std::uint32_t NAME##Inc( ::std::uint32_t n )& {                                               \
+      return ::Qel::counterInc( *this, ID, NAME##_, n );                                           \
+   }
+
+/// A set of values of the plain type TYPE: NAME(), NAME( member ), NAMEIs( member ) to add one,
+/// NAMEDel( member ), NAMEDelAll(). A change has the member as its key.
+#define QEL_SET( ID, TYPE, NAME, SALT )                                                            \
+public:                                                                                            \
+   using Qel##NAME##Set = ::Qel::HSet<TYPE, SALT>;                                                 \
+   Qel##NAME##Set const& NAME() const { return NAME##_; }                                          \
+   bool NAME( TYPE const& member ) const { return NAME##_.lookupNodeG( member ) != nullptr; }      \
+   void NAME##Is( TYPE const& member )& { ::Qel::setIs( *this, ID, NAME##_, member ); }            \
+   TYPE NAME##Del( TYPE const& member )& {                                                         \
+      return ::Qel::collectionDel( *this, ID, NAME##_, member );                                   \
+   }                                                                                               \
+   void NAME##DelAll()& { ::Qel::collectionDelAll( *this, ID, NAME##_ ); }                         \
+   QEL_INTERNAL_DESCRIBE( ID, set, NAME )                                                          \
+                                                                                                   \
+private:                                                                                           \
+   Qel##NAME##Set NAME##_{};                                                                       \
+                                                                                                   \
+public:
+
+/// A map, in an entity, of values of the plain type TYPE, each under a KEY: NAME(), NAME( key ),
+/// which is null if there is none, NAMEIs( key, value ), NAMEDel( key ), NAMEDelAll().
+#define QEL_MAP( ID, KEY, TYPE, NAME, SALT )                                                       \
+public:                                                                                            \
+   using Qel##NAME##Map = ::Qel::ValueMap<KEY, TYPE, SALT>;                                        \
+   Qel##NAME##Map const& NAME() const { return NAME##_; }                                          \
+   TYPE const* NAME( KEY const& key ) const { return ::Qel::mapGet( NAME##_, key ); }              \
+   void NAME##Is( KEY const& key, TYPE const& value )& {                                           \
+      ::Qel::mapIs( *this, ID, NAME##_, key, value );                                              \
+   }                                                                                               \
+   TYPE NAME##Del( KEY const& key )& { return ::Qel::mapDel( *this, ID, NAME##_, key ); }          \
+   void NAME##DelAll()& { ::Qel::mapDelAll( *this, ID, NAME##_ ); }                                \
+   QEL_INTERNAL_DESCRIBE( ID, map, NAME )                                                          \
+                                                                                                   \
+private:                                                                                           \
+   Qel##NAME##Map NAME##_{};                                                                       \
+                                                                                                   \
+public:
+
+#define QEL_INTERNAL_ORDERED( ID, NAME, NODE )                                                     \
+   using Qel##NAME##Map = ::Qel::OrderedMap<NODE>;                                                 \
+   Qel##NAME##Map const& NAME() const { return NAME##_; }                                          \
+   NODE::Value const* NAME( NODE::Key const& key ) const {                                         \
+      return ::Qel::OrderedMutators::get( NAME##_, key );                                          \
+   }                                                                                               \
+   NODE::Value NAME##Del( NODE::Key const& key )& { return NAME##Del( NAME##_.find( key ) ); }     \
+   NODE::Value NAME##Del( Qel##NAME##Map::const_iterator at )& {                                   \
+      return ::Qel::OrderedMutators::del( *this, ID, NAME##_, at );                                \
+   }                                                                                               \
+   void NAME##DelAll()& { ::Qel::OrderedMutators::delAll( *this, ID, NAME##_ ); }                  \
+   QEL_INTERNAL_DESCRIBE( ID, ordered, NAME )                                                      \
+                                                                                                   \
+private:                                                                                           \
+   Qel##NAME##Map NAME##_{};                                                                       \
+                                                                                                   \
+public:
+
+/// An ordered collection, in an entity, of values of the value type ELEMENT, keyed by its attribute
+/// KEY, in nodes of class NODE: NAME(), which walks in ascending order, NAME( key ), null if there
+/// is none, NAMEIs( value ), NAMEDel( key ), NAMEDel( iterator ), NAMEDelAll(). A value that is
+/// replaced stays in its node.
+#define QEL_ORDERED( ID, ELEMENT, KEY, NAME, NODE )                                                \
+public:                                                                                            \
+   struct NODE##KeyFunktor {                                                                       \
+      using Key = ::std::remove_cvref_t<decltype( ::std::declval<ELEMENT const&>().KEY() )>;       \
+      Key const& operator()( ELEMENT const& element ) const { return element.KEY(); }              \
+   };                                                                                              \
+   struct NODE final : ::Qel::OrderedElement<NODE, ELEMENT, NODE##KeyFunktor> {};                  \
+   void NAME##Is( ELEMENT const& value )& {                                                        \
+      ::Qel::OrderedMutators::is( *this, ID, NAME##_, value.KEY(), value );                        \
+   }                                                                                               \
+   QEL_INTERNAL_ORDERED( ID, NAME, NODE )
+
+/// An ordered map, in an entity, of values of the plain type TYPE, each under a KEYTYPE: as
+/// QEL_ORDERED, with NAMEIs( key, value ).
+#define QEL_ORDERED_MAP( ID, KEYTYPE, TYPE, NAME, NODE )                                           \
+public:                                                                                            \
+   struct NODE final : ::Qel::OrderedMember<NODE, KEYTYPE, TYPE> {};                               \
+   void NAME##Is( KEYTYPE const& key, TYPE const& value )& {                                       \
+      ::Qel::OrderedMutators::is( *this, ID, NAME##_, key, value );                                \
+   }                                                                                               \
+   QEL_INTERNAL_ORDERED( ID, NAME, NODE )
+
+/// COUNT values of the plain type TYPE, each TYPE{} at first: NAME(), NAME( index ), NAMEIs( index,
+/// value ), NAMEDel( index ) and NAMEDel( iterator ), which make an element TYPE{} again, and
+/// NAMEDelAll(). A change has the index, a std::uint32_t, as its key. Throws Varek::RangeError for
+/// an index from COUNT on.
+#define QEL_ARRAY( ID, TYPE, COUNT, NAME )                                                         \
+public:                                                                                            \
+   using Qel##NAME##Array = ::std::array<TYPE, COUNT>;                                             \
+   Qel##NAME##Array const& NAME() const { return NAME##_; }                                        \
+   TYPE const& NAME( ::std::size_t index ) const { return ::Qel::arrayAt( NAME##_, index ); }      \
+   void NAME##Is( ::std::size_t index, TYPE const& value )& {                                      \
+      ::Qel::arrayIs( *this, ID, NAME##_, index, value );                                          \
+   }                                                                                               \
+   TYPE NAME##Del( ::std::size_t index )& { return ::Qel::arrayDel( *this, ID, NAME##_, index ); } \
+   /* A template, so that a literal 0 is an index and no null pointer. */                          \
+   template<::std::same_as<Qel##NAME##Array::const_iterator> Iterator>                             \
+   TYPE NAME##Del( Iterator at )& {                                                                \
+      return NAME##Del( static_cast<::std::size_t>( at - NAME##_.cbegin() ) );                     \
+   }                                                                                               \
+   void NAME##DelAll()& { ::Qel::arrayDelAll( *this, ID, NAME##_ ); }                              \
+   QEL_INTERNAL_DESCRIBE( ID, array, NAME )                                                        \
+                                                                                                   \
+private:                                                                                           \
+   Qel##NAME##Array NAME##_{};                                                                     \
+                                                                                                   \
+public:
+
+/// One child entity of type T that this one makes and owns, or none: NAME(); NAMEIs() or, if T has
+/// a constructor parameter, NAMEIs( parameter ), which keep a child that has that parameter and
+/// replace any other; NAMEDel().
+#define QEL_CHILD( ID, T, NAME )                                                                   \
+public:                                                                                            \
+   ::Varek::Ptr<T> NAME() const { return NAME##_.child; }                                          \
+   template<class QelT = T>                                                                        \
+   ::Varek::Ptr<T> NAME##Is( ::Qel::ChildArgument<QelT> const& parameter )& {                      \
+      return ::Qel::childIs( *this, ID, NAME##_, parameter );                                      \
+   }                                                                                               \
+   template<::Qel::MadeFromNothing QelT = T>                                                       \
+   ::Varek::Ptr<T> NAME##Is()& {                                                                   \
+      return ::Qel::childIs( *this, ID, NAME##_ );                                                 \
+   }                                                                                               \
+   ::Varek::Ptr<T> NAME##Del()& { return ::Qel::childDel( *this, ID, NAME##_ ); }                  \
+   QEL_INTERNAL_DESCRIBE( ID, child, NAME )                                                        \
+                                                                                                   \
+private:                                                                                           \
+   ::Qel::SingleChild<T> NAME##_{};                                                                \
+                                                                                                   \
+public:
+
+/// A child as QEL_CHILD has one, that is there from the beginning. What follows NAME is given to
+/// its constructor, and may name constructor parameters of the owner.
+#define QEL_OWN_CHILD( ID, T, NAME, ... )                                                          \
+   QEL_CHILD( ID, T, NAME )                                                                        \
+   ::Varek::Ptr<T> qelOwnChild( ::Qel::Id<ID> ) const { return T::qelMake( __VA_ARGS__ ); }
+
+#define QEL_INTERNAL_DESCRIBE_COMPUTED( ID, KIND, NAME, ... )                                      \
+   static constexpr auto attribute( ::Qel::Id<ID> ) {                                              \
+      return ::Qel::ComputedDescriptor<QelSelf, ::Qel::AttributeKind::KIND, ID, __VA_ARGS__>{      \
+         #NAME };                                                                                  \
+   }
+
+/// A constant of a value type: static TYPE NAME(). It is not stored, does not travel and has no
+/// part in equality. VALUE is what TYPE is made from.
+#define QEL_CONSTANT( ID, TYPE, NAME, ... )                                                        \
+public:                                                                                            \
+   static TYPE NAME() { return TYPE{ __VA_ARGS__ }; }                                              \
+   static TYPE qelDefault( ::Qel::Id<ID> ) { return NAME(); }                                      \
+   static TYPE qelCompute( ::Qel::Id<ID>, QelSelf const& ) { return NAME(); }                      \
+   QEL_INTERNAL_DESCRIBE_COMPUTED( ID, constant, NAME, TYPE )
+
+/// A reading of an entity that is computed: registers the member function TYPE NAME() const, which
+/// the class has beside this line.
+#define QEL_DERIVED( ID, TYPE, NAME )                                                              \
+public:                                                                                            \
+   static TYPE qelCompute( ::Qel::Id<ID>, QelSelf const& self ) { return self.NAME(); }            \
+   QEL_INTERNAL_DESCRIBE_COMPUTED( ID, derived, NAME, TYPE )
+
+/// The same from a key: registers TYPE NAME( KEYTYPE const& key ) const.
+#define QEL_DERIVED_BY( ID, TYPE, NAME, KEYTYPE )                                                  \
+public:                                                                                            \
+   static TYPE qelCompute( ::Qel::Id<ID>, QelSelf const& self, KEYTYPE const& key ) {              \
+      return self.NAME( key );                                                                     \
+   }                                                                                               \
+   QEL_INTERNAL_DESCRIBE_COMPUTED( ID, derived, NAME, TYPE, KEYTYPE )
+
+/// Gives a value type its truth: whether it differs from the default.
+#define QEL_TRUTH( T )                                                                             \
+public:                                                                                            \
+   explicit operator bool() const { return !( *this == T() ); }
+
+/// A plain attribute of a value type that is to lie between two constants, which are attributes of
+/// the type as well (min and max): NAME(), NAMEIs( value ), which throws Varek::RangeError and
+/// keeps what it has. What comes from the attribute log is not checked. The default is the least
+/// value.
+#define QEL_RANGED( ID, TYPE, NAME, MIN_ID, MIN, MAX_ID, MAX )                                     \
+public:                                                                                            \
+   TYPE const& NAME() const { return NAME##_; }                                                    \
+   void NAME##Is( TYPE const& value )& {                                                           \
+      if ( NAME##_ != value ) {                                                                    \
+         qelRangeCheck( value );                                                                   \
+         NAME##_ = value;                                                                          \
+      }                                                                                            \
+   }                                                                                               \
+   static void qelRangeCheck( TYPE const& value ) {                                                \
+      ::Qel::rangeCheck<QelSelf>( #NAME, value >= min() && value <= max() );                       \
+   }                                                                                               \
+   static TYPE qelDefault( ::Qel::Id<ID> ) { return MIN; }                                         \
+   QEL_INTERNAL_DESCRIBE( ID, plain, NAME )                                                        \
+                                                                                                   \
+private:                                                                                           \
+   TYPE NAME##_{ MIN };                                                                            \
+   QEL_CONSTANT( MIN_ID, TYPE, min, MIN )                                                          \
+   QEL_CONSTANT( MAX_ID, TYPE, max, MAX )

@@ -3,11 +3,10 @@
 #include <cstddef>
 #include <span>
 
-#include "Pallo/Pallo.h"
 #include "Qel/Entity.h"
-#include "Varek/AllocTrack.h"
 #include "framework/Attributes.h"
 #include "framework/Records.h"
+#include "framework/TrackedStorage.h"
 
 namespace Qel {
 
@@ -24,12 +23,9 @@ class MakeKey {
 /// What every entity type \p Self has beside its attributes. A class derives from it and begins
 /// with QEL_ENTITY (framework/Declare.h).
 template<class Self>
-class VAREK_EXPORT EntityOf : public Entity {
+class VAREK_EXPORT EntityOf : public Entity, public TrackedStorage<Self> {
 public:
    Varek::TypeData typeData() const final { return Self::qelBinding(); }
-
-   /// Live objects of this type, in this process.
-   static constexpr Varek::AllocTrackTypeInfo const& allocations() { return tracker_; }
 
    /// Makes an entity from its constructor parameters: what the factory and <Type>Is do.
    template<class... Given>
@@ -37,6 +33,7 @@ public:
       static_assert( sizeof...( Given ) == Internal::parameterCount<Self>() );
       auto made = Ptr<Self>::adopt( new Self( MakeKey() ) );
       ( parameterIs( *made, given ), ... );
+      ownChildrenMake( *made );
       return made;
    }
 
@@ -62,21 +59,6 @@ public:
       }
    }
 
-   static void* operator new( std::size_t size ) {
-      Varek::AllocTrackTypeInfo::trackAllocation( tracker_, typeName<Self>, size,
-                                                  storageAlignment );
-      try {
-         return Pallo::allocate( size );
-      } catch ( ... ) {
-         Varek::AllocTrackTypeInfo::trackRelease( tracker_ );
-         throw;
-      }
-   }
-   static void operator delete( void* storage, std::size_t size ) noexcept {
-      Pallo::release( storage, size );
-      Varek::AllocTrackTypeInfo::trackRelease( tracker_ );
-   }
-
 protected:
    EntityOf() = default;
    ~EntityOf() override = default;
@@ -84,15 +66,28 @@ protected:
    void visitOwned( void ( *visit )( Varek::Publisher&, void* ), void* context ) override {
       forEachAttribute<Self>( [&]( auto descriptor ) {
          using D = decltype( descriptor );
-         if constexpr ( D::kind == AttributeKind::children )
+         if constexpr ( D::kind == AttributeKind::children ) {
             for ( auto const& node : D::get( static_cast<Self&>( *this ) ) )
                visit( *node.child, context );
+         } else if constexpr ( D::kind == AttributeKind::child ) {
+            if ( auto const& child = D::get( static_cast<Self&>( *this ) ).child )
+               visit( *child, context );
+         }
       } );
    }
 
 private:
-   static constexpr std::size_t storageAlignment = 8;
-   inline static constinit Varek::AllocTrackTypeInfo tracker_{};
+   /// After the parameters are given, which the arguments of own children may use.
+   static void ownChildrenMake( Self& made ) {
+      forEachAttribute<Self>( [&]( auto descriptor ) {
+         using D = decltype( descriptor );
+         if constexpr ( requires { made.qelOwnChild( Id<D::id.value()>{} ); } ) {
+            auto& held = D::get( made ).child;
+            held = made.qelOwnChild( Id<D::id.value()>{} );
+            held->qelParentIs( &made );
+         }
+      } );
+   }
 };
 
 } // namespace Qel

@@ -5,24 +5,31 @@
 
 #include "Pallo/Pallo.h"
 #include "Varek/Inspect.h"
+#include "framework/MapMember.h"
 #include "framework/ValueTable.h"
 
-/// The iterators behind genericIfIterator. Both kinds know a container and a position, never an
+/// The iterators behind genericIfIterator. All kinds know a container and a position, never an
 /// element, so they stay safe whatever becomes of the elements meanwhile.
 namespace Qel {
 
 namespace Internal {
 
 /// The storage and the functions that all generic iterators share; \p Self adds key() and object().
-template<class Self, class Key, class Object>
+template<class Self, class Key, class Shown>
 struct Iteration {
+   using Object = Shown;
    static Self& at( void* iterator ) { return *static_cast<Self*>( iterator ); }
    static Self const& at( void const* iterator ) { return *static_cast<Self const*>( iterator ); }
 
    template<class Container>
    static void* make( Container const& container, void const* startKey ) {
       void* const storage = Pallo::allocate( sizeof( Self ) );
-      return ::new ( storage ) Self( container, static_cast<Key const*>( startKey ) );
+      try {
+         return ::new ( storage ) Self( container, static_cast<Key const*>( startKey ) );
+      } catch ( ... ) {
+         Pallo::release( storage, sizeof( Self ) );
+         throw;
+      }
    }
    // The element may have gone since the caller asked: then the target stays as it is.
    static void iterKey( void const* iterator, void* key ) {
@@ -56,7 +63,7 @@ struct Iteration {
 
 } // namespace Internal
 
-/// Over a sequence, by index.
+/// Over a sequence or an array, by index.
 template<class Sequence>
 struct SequenceIteration : Internal::Iteration<SequenceIteration<Sequence>, std::uint32_t,
                                                typename Sequence::value_type> {
@@ -72,7 +79,12 @@ private:
    std::uint32_t index_;
 };
 
-/// What generic code sees of an element: the element itself, or the pointer to a child entity.
+/// What generic code sees of an element: the value beside its key, the pointer to a child entity,
+/// or the element itself.
+template<class K, class V>
+V const& shownOf( MapMember<K, V> const& member ) {
+   return member.value;
+}
 template<class Element>
 auto const& shownOf( Element const& element ) {
    if constexpr ( requires { element.child; } )
@@ -125,6 +137,59 @@ private:
    mutable std::uint32_t version_;
    mutable std::uint32_t position_;
    Key key_{};
+};
+
+/// Over an ordered collection, in key order. It remembers the key that it stands on: if that is
+/// removed meanwhile the walk goes on with the first greater one.
+template<class Map>
+struct OrderedIteration
+   : Internal::Iteration<OrderedIteration<Map>, typename Map::Key,
+                         std::remove_cvref_t<decltype( std::declval<typename Map::const_iterator>()
+                                                          ->second->value() )>> {
+   using Key = typename Map::Key;
+
+   OrderedIteration( Map const& map, Key const* start )
+      : map_( &map ), version_( map.version() ), at_( start ? map.find( *start ) : map.begin() ) {
+      remember();
+   }
+   Key const& key() const { return at_->first; }
+   auto const& object() const { return at_->second->value(); }
+   void advance() {
+      settle();
+      if ( ended_ )
+         return;
+      if ( here_ )
+         ++at_;
+      remember();
+   }
+   bool nonnull() const {
+      settle();
+      return here_;
+   }
+
+private:
+   void settle() const {
+      if ( version_ == map_->version() )
+         return;
+      version_ = map_->version();
+      if ( ended_ )
+         return;
+      at_ = map_->lowerBound( key_ );
+      here_ = at_ != map_->end() && at_->first == key_;
+   }
+   void remember() {
+      ended_ = at_ == map_->end();
+      here_ = !ended_;
+      if ( here_ )
+         key_ = at_->first;
+   }
+
+   Map const* map_;
+   mutable std::uint32_t version_;
+   mutable typename Map::const_iterator at_;
+   Key key_{};
+   mutable bool here_ = false; // the element that it stands on is there
+   bool ended_ = false;
 };
 
 } // namespace Qel

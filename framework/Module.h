@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <type_traits>
 
+#include "framework/AttrLogRecords.h"
 #include "framework/Attributes.h"
 #include "framework/EntityOf.h"
 #include "framework/Enumeration.h"
@@ -13,6 +14,27 @@
 namespace Qel {
 
 namespace Internal {
+
+template<class T, class D>
+constexpr AttributeWire makeAttributeWire() {
+   AttributeWire wire;
+   if constexpr ( isStored( D::kind ) ) {
+      constexpr bool alone = std::is_base_of_v<Entity, T> && D::kind != AttributeKind::parameter;
+      if constexpr ( alone )
+         wire = { attributeLog<T, D>.form, &attributeLog<T, D> };
+      else
+         wire.form = Wire<typename D::Field>::form;
+   }
+   return wire;
+}
+
+template<class T>
+inline constexpr auto attributeWires = [] {
+   std::array<AttributeWire, attributeCount<T>()> wires{};
+   std::size_t i = 0;
+   forEachAttribute<T>( [&]<class D>( D ) { wires[i++] = makeAttributeWire<T, D>(); } );
+   return wires;
+}();
 
 template<class T>
 constexpr TypeRecord makeTypeRecord( Varek::ModuleInspectData const& module, std::uint32_t index ) {
@@ -26,14 +48,17 @@ constexpr TypeRecord makeTypeRecord( Varek::ModuleInspectData const& module, std
       record.enumerators = decltype( qelEnumerators( T{} ) )::all;
    } else {
       record.attributes = attributeRecords<T>;
+      record.wire = attributeWires<T>.data();
    }
    if constexpr ( std::is_base_of_v<Entity, T> ) {
       record.kind = Varek::TypeKind::entity;
       record.allocations = &T::allocations();
       record.construct = T::qelConstruct;
+      record.constructorLog = &constructorLog<T>;
    } else {
       record.hashable = Hashable<T>;
       record.functions = valueTable<T>;
+      record.valueLog = &valueLog<T>;
    }
    return record;
 }

@@ -36,6 +36,43 @@ void publish( Entity& entity, Varek::FieldId id, Key const& key, void const* old
    Varek::Publisher::publishChangeRecursive( entity, id, &key, old, &keyEqual<Key> );
 }
 
+/// Whether changes of \p owner are to be told: never those of a value.
+template<class Owner>
+bool observed( Owner const& owner ) {
+   if constexpr ( std::is_base_of_v<Entity, Owner> )
+      return !owner.initial();
+   else
+      return false;
+}
+/// Publishes a change if it is to be told. \p told is what publish takes beside owner and id.
+template<class Owner, class... Told>
+void tell( Owner& owner, Varek::FieldId id, Told const&... told ) {
+   if constexpr ( std::is_base_of_v<Entity, Owner> )
+      if ( !owner.initial() )
+         publish( owner, id, told... );
+}
+
+/// Keeps the first exception of several steps that are all to be taken.
+class FirstFailure {
+public:
+   template<class Step>
+   void guard( Step step ) {
+      try {
+         step();
+      } catch ( ... ) {
+         if ( !failure_ )
+            failure_ = std::current_exception();
+      }
+   }
+   void rethrow() {
+      if ( failure_ )
+         std::rethrow_exception( failure_ );
+   }
+
+private:
+   std::exception_ptr failure_;
+};
+
 /// The mutator of a plain attribute, of an entity or of a value.
 template<class Owner, class V>
 inline void plainIs( Owner& owner, Varek::FieldId id, V& stored, V const& value ) {
@@ -58,6 +95,15 @@ inline void plainIs( Owner& owner, Varek::FieldId id, V& stored, V const& value 
       stored = value;
    else
       stored = V( value );
+}
+
+/// Adds \p n to a counter, which wraps; returns what it is then.
+template<class Owner>
+std::uint32_t counterInc( Owner& owner, Varek::FieldId id, std::uint32_t& stored,
+                          std::uint32_t n ) {
+   std::uint32_t const sum = stored + n;
+   plainIs( owner, id, stored, sum );
+   return sum;
 }
 
 // Sequences
@@ -107,31 +153,43 @@ void assertKeyUnchanged( typename KeyFunktor::Key const& key, V const& _value ) 
    VAREK_ASSERT( fwkKey() == KeyFunktor()( _value ) );
 }
 
-template<class Map, class V>
-void collectionIs( Entity& owner, Varek::FieldId id, Map& map, V const& value ) {
+/// \p value may be an rvalue, which then is not copied.
+template<class Map, class Given>
+void collectionIs( Entity& owner, Varek::FieldId id, Map& map, Given&& value ) {
+   using V = typename Map::value_type;
    using KeyFunktor = typename Map::KeyOf;
-   auto const [held, isNew] = map.findOrNewMemberG( KeyFunktor{}( value ), value );
+   using Key = typename Map::Key;
+   // Observers get a copy of the key, since the element may end while they are told.
+   if constexpr ( !std::is_nothrow_copy_constructible_v<Key> ) {
+      if ( !owner.initial() && !map.lookupNodeG( KeyFunktor{}( value ) ) ) {
+         Key const key( KeyFunktor{}( value ) );
+         map.newMemberG( std::forward<Given>( value ) );
+         publish( owner, id, key, nullptr );
+         return;
+      }
+   }
+   auto const [held, isNew] =
+      map.findOrNewMemberG( KeyFunktor{}( value ), std::forward<Given>( value ) );
    if ( isNew ) {
       if ( !owner.initial() )
-         publish( owner, id, typename Map::Key( KeyFunktor{}( held ) ), nullptr );
+         publish( owner, id, Key( KeyFunktor{}( held ) ), nullptr );
       return;
    }
    if ( held == value )
       return;
-   V const old = std::exchange( held, V( value ) );
+   V const old = std::exchange( held, V( std::forward<Given>( value ) ) );
    assertKeyUnchanged<KeyFunktor>( KeyFunktor{}( old ), held );
    if ( !owner.initial() )
       publish( owner, id, KeyFunktor{}( old ), &old );
 }
 
-template<class Map>
-typename Map::value_type collectionDel( Entity& owner, Varek::FieldId id, Map& map,
+template<class Owner, class Map>
+typename Map::value_type collectionDel( Owner& owner, Varek::FieldId id, Map& map,
                                         typename Map::Key const& key ) {
    std::optional<typename Map::value_type> removed = map.deleteMemberG( key );
    if ( !removed )
       return {};
-   if ( !owner.initial() )
-      publish( owner, id, typename Map::KeyOf{}( *removed ), &*removed );
+   tell( owner, id, typename Map::KeyOf{}( *removed ), &*removed );
    return std::move( *removed );
 }
 
@@ -144,27 +202,22 @@ void delEach( Entity& owner, Map const& map, Del del ) {
    std::vector<typename Map::Key> keys;
    keys.reserve( map.size() );
    for ( auto const& element : map )
-      keys.push_back( typename Map::KeyOf{}( element ) );
-   std::exception_ptr failure;
-   for ( auto const& key : keys ) {
-      try {
-         del( key );
-      } catch ( ... ) {
-         // An observer's: the rest goes all the same.
-         if ( !failure )
-            failure = std::current_exception();
-      }
-   }
-   if ( failure )
-      std::rethrow_exception( failure );
+      if constexpr ( requires { typename Map::KeyOf; } )
+         keys.push_back( typename Map::KeyOf{}( element ) );
+      else
+         keys.push_back( element.first );
+   FirstFailure failure; // an observer's: the rest goes all the same
+   for ( auto const& key : keys )
+      failure.guard( [&] { del( key ); } );
+   failure.rethrow();
 }
 
 /// At once and without a word while nothing can ever have observed, key by key otherwise.
-template<class Map>
-void collectionDelAll( Entity& owner, Varek::FieldId id, Map& map ) {
-   if ( owner.initial() )
+template<class Owner, class Map>
+void collectionDelAll( Owner& owner, Varek::FieldId id, Map& map ) {
+   if ( !observed( owner ) )
       map.memberDelAll();
-   else
+   else if constexpr ( std::is_base_of_v<Entity, Owner> )
       delEach( owner, map, [&]( auto const& key ) { collectionDel( owner, id, map, key ); } );
 }
 

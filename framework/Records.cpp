@@ -4,6 +4,7 @@
 #include <new>
 
 #include "Varek/Failures.h"
+#include "framework/ValueTable.h"
 
 namespace Qel {
 
@@ -19,18 +20,26 @@ std::string_view stringValue( AttributeKind kind ) {
       return "collection";
    case AttributeKind::children:
       return "children";
+   case AttributeKind::set:
+      return "set";
+   case AttributeKind::map:
+      return "map";
+   case AttributeKind::ordered:
+      return "ordered";
+   case AttributeKind::array:
+      return "array";
+   case AttributeKind::child:
+      return "child";
+   case AttributeKind::constant:
+      return "constant";
+   case AttributeKind::derived:
+      return "derived";
    }
    return "unknown";
 }
 
 std::string_view AttributeRecord::typeName() const {
    return childType ? typeRecord( childType() ).name : value->typeName;
-}
-
-AttributeRecord const* TypeRecord::attribute( Varek::FieldId wanted ) const {
-   auto const at = std::lower_bound( attributes.begin(), attributes.end(), wanted,
-                                     []( auto& one, auto id ) { return one.id < id; } );
-   return at != attributes.end() && at->id == wanted ? &*at : nullptr;
 }
 
 AttributeRecord const* TypeRecord::attribute( std::string_view wanted ) const {
@@ -68,6 +77,20 @@ Ptr<Entity> genericIfConstructFromCtorArgs( TypeRecord const& type,
          throw Varek::NewEntityArguments( type.name, one.name, one.value->typeName,
                                           given[i - 1].type->typeName );
    return type.construct( given );
+}
+
+Ptr<Entity> newEntityInDirectory( TypeRecord const& type, Varek::String const& name,
+                                  std::span<ConstructorArgument const> further ) {
+   AttributeRecord const* const first = type.attributes.empty() ? nullptr : &type.attributes[0];
+   if ( !type.construct || !first || first->kind != AttributeKind::parameter )
+      throw Varek::NewEntityArguments( type.name, 0, 1 + further.size() );
+   if ( first->id != Varek::nameStringId )
+      throw Varek::NewEntityArguments( type.name, first->name, first->typeName(), "name" );
+   if ( !further.empty() )
+      throw Varek::NewEntityArguments( type.name, 1, 1 + further.size() );
+   ConstructorArgument const given{ &Varek::Inspect::InspectAtomicFnTable<Varek::String>::table,
+                                    &name };
+   return type.construct( { &given, 1 } );
 }
 
 } // namespace Qel

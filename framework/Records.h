@@ -24,6 +24,13 @@ enum class AttributeKind : std::uint8_t {
    sequence,   ///< Values by index, in a value type.
    collection, ///< Values with their key inside, by key.
    children,   ///< Entities that the owner makes, by key.
+   set,        ///< Plain values that are their own keys.
+   map,        ///< Plain values by a key beside them.
+   ordered,    ///< Values or plain values in counted nodes, in ascending order of their keys.
+   array,      ///< A fixed number of values by index.
+   child,      ///< One entity that the owner makes, or none.
+   constant,   ///< A value that is the same for every object of the type and is not stored.
+   derived,    ///< Computed when it is read, from a key or without one; not stored.
 };
 
 /// "parameter", "plain" and so on.
@@ -37,21 +44,28 @@ struct AttributeRecord {
    AttributeKind kind = AttributeKind::plain;
    /// Of the value, or of one element; the child entity's own record is reached through childType.
    Varek::Inspect::AtomicFnTable const* value = nullptr;
-   Varek::Inspect::AtomicFnTable const* key = nullptr; ///< Null where there are no keys.
-   Varek::TypeData ( *childType )() = nullptr;         ///< For kinds whose elements are entities.
-   std::uint32_t salt = 0; ///< Of the key hash; of use for hashed kinds only.
+   /// Of the keys of changes (the index, a U32, for an array); null where there are none.
+   Varek::Inspect::AtomicFnTable const* key = nullptr;
+   Varek::TypeData ( *childType )() = nullptr; ///< For kinds whose elements are entities.
+   std::uint32_t salt = 0;                     ///< Of the key hash; of use for hashed kinds only.
    bool salted = false;
-   /// Whether it travels; false for an entity's constructor parameter, which has no message.
+   /// Whether it travels; false for an entity's constructor parameter, which has no message, and
+   /// for what is not stored.
    bool onWire = false;
 
-   /// Where the value lies, or null for kinds that hold several.
+   /// Where the value lies (of a child, the pointer to it); null for kinds that hold several and
+   /// for what is not stored.
    void const* ( *read )( void const* object ) = nullptr;
+   /// For single children: the child, or null.
+   Entity* ( *child )( void const* object ) = nullptr;
+   /// For what is not stored: assigns it to \p result, a live value; \p key is null if it has none.
+   void ( *compute )( void const* object, void const* key, void* result ) = nullptr;
    /// How many elements there are, for kinds that hold several.
    std::uint32_t ( *size )( void const* object ) = nullptr;
    /// A new iterator at \p startKey or, if that is null, at the first element; see iterator.
    void* ( *iterate )( void const* object, void const* startKey ) = nullptr;
    Varek::Inspect::IterFnTable const* iterator = nullptr;
-   /// The default as text; null where there is none to tell.
+   /// The default, or the constant, as text; null where there is none to tell.
    Varek::String ( *defaultText )() = nullptr;
 
    /// The name of the type of the value or of one element.
@@ -64,6 +78,18 @@ struct ConstructorArgument {
    void const* value;
 };
 
+struct AttributeLog;
+struct ConstructorLog;
+struct ValueLog;
+
+/// What the attribute log needs of one attribute; the functions are in framework/AttrLogRecords.h.
+struct AttributeWire {
+   /// Appends a text that differs where the bytes mean something else; null for what never travels.
+   void ( *form )( Varek::String& text ) = nullptr;
+   /// Null unless it travels in messages of its own.
+   AttributeLog const* log = nullptr;
+};
+
 /// One type.
 struct TypeRecord : Varek::TypeInspectData {
    std::span<AttributeRecord const> attributes; ///< In id order.
@@ -74,8 +100,24 @@ struct TypeRecord : Varek::TypeInspectData {
    /// For entities: makes one, as its factory does.
    Ptr<Entity> ( *construct )( std::span<ConstructorArgument const> ) = nullptr;
 
+   /// For values and entities: beside attributes, one each.
+   AttributeWire const* wire = nullptr;
+   /// For entities.
+   ConstructorLog const* constructorLog = nullptr;
+   /// For values and enumerations.
+   ValueLog const* valueLog = nullptr;
+
    /// The attribute with this id or name; null if there is none.
-   VAREK_EXPORT AttributeRecord const* attribute( Varek::FieldId ) const;
+   AttributeRecord const* attribute( Varek::FieldId wanted ) const {
+      // All but a name are dense up to the last.
+      std::size_t const count = attributes.size();
+      if ( count == 0 )
+         return nullptr;
+      std::size_t const guess = wanted.value() + ( count - 1 ) - attributes.back().id.value();
+      if ( guess < count && attributes[guess].id == wanted ) [[likely]]
+         return &attributes[guess];
+      return attributes.front().id == wanted ? &attributes.front() : nullptr;
+   }
    VAREK_EXPORT AttributeRecord const* attribute( std::string_view name ) const;
 };
 
@@ -102,5 +144,10 @@ VAREK_EXPORT void* genericIfIterator( TypeRecord const& type, void const* object
 /// Throws Varek::NewEntityArguments for a wrong number or type of arguments.
 VAREK_EXPORT Ptr<Entity> genericIfConstructFromCtorArgs( TypeRecord const& type,
                                                          std::span<ConstructorArgument const> );
+
+/// The entity of type \p type with the name \p name. Throws Varek::NewEntityArguments for a type
+/// whose entities have no name, and for any \p further arguments: a name is all that one takes.
+VAREK_EXPORT Ptr<Entity> newEntityInDirectory( TypeRecord const& type, Varek::String const& name,
+                                               std::span<ConstructorArgument const> further );
 
 } // namespace Qel

@@ -9,4 +9,10 @@ void noStringConstructor( std::string_view qualifiedType ) {
    Varek::assertionFailed( text.c_str() );
 }
 
+void throwOutOfRange( std::string_view qualifiedType, std::string_view attribute ) {
+   std::string const type( qualifiedType );
+   throw Varek::RangeError( type + "::" + std::string( attribute ) + " < " + type + "::min or > " +
+                            type + "::max not allowed" );
+}
+
 } // namespace Qel

@@ -12,36 +12,61 @@
 namespace Qel {
 
 /// The equality of a value type: the constructor parameters first, then the other attributes, each
-/// in id order; the first difference decides.
+/// in id order; the first difference decides. Constants do not count.
 template<class T>
 bool valueIsEq( T const& a, T const& b ) {
    if ( &a == &b )
       return true;
    bool equal = true;
    auto const compare = [&]<class D>( D, bool parameters ) {
-      if ( ( D::kind == AttributeKind::parameter ) == parameters )
-         equal = equal && D::get( a ) == D::get( b );
+      if constexpr ( Stored<D> )
+         if ( ( D::kind == AttributeKind::parameter ) == parameters )
+            equal = equal && D::get( a ) == D::get( b );
    };
    forEachAttribute<T>( [&]( auto descriptor ) { compare( descriptor, true ); } );
    forEachAttribute<T>( [&]( auto descriptor ) { compare( descriptor, false ); } );
    return equal;
 }
 
+namespace Internal {
+
+template<class T, class Given>
+constexpr bool convertsToParameter() {
+   // Types without a parameter must not even be asked for its type.
+   if constexpr ( parameterCount<T>() != 1 )
+      return false;
+   else
+      return std::convertible_to<Given const&, ParameterType<T>> &&
+             ( !std::is_arithmetic_v<ParameterType<T>> || std::same_as<Given, ParameterType<T>> );
+}
+
+} // namespace Internal
+
 /// Whether a \p T can be made from a \p Given as its constructor parameter.
 template<class T, class Given>
-concept ParameterOf =
-   !std::same_as<T, Given> && !std::derived_from<Given, CharRange> &&
-   Internal::parameterCount<T>() == 1 && std::convertible_to<Given const&, ParameterType<T>> &&
-   ( !std::is_arithmetic_v<ParameterType<T>> || std::same_as<Given, ParameterType<T>> );
+concept ParameterOf = !std::same_as<T, Given> && !std::derived_from<Given, CharRange> &&
+   Internal::convertsToParameter<T, Given>();
 
 [[noreturn]] VAREK_EXPORT void noStringConstructor( std::string_view qualifiedType );
 
-/// Reads a value from text. A type that holds a sequence or a collection has no form that could be
-/// read back: asking for it ends the process.
+/// Reads a value from text. A type that holds several of something has no form that could be read
+/// back: asking for it ends the process.
 template<class T>
 void valueFromText( T&, CharRange const& ) {
-   static_assert( hasKind<T, AttributeKind::sequence>(), "no value without a collection so far" );
+   static_assert( hasKind<T, AttributeKind::sequence, AttributeKind::set, AttributeKind::array>(),
+                  "no value without a collection so far" );
    noStringConstructor( typeName<T> );
+}
+
+[[noreturn]] VAREK_EXPORT void throwOutOfRange( std::string_view qualifiedType,
+                                                std::string_view attribute );
+
+/// Throws Varek::RangeError, in terms of the attribute \p name of \p T and of its constants min and
+/// max, unless \p inRange.
+template<class T>
+void rangeCheck( std::string_view name, bool inRange ) {
+   if ( !inRange )
+      throwOutOfRange( typeName<T>, name );
 }
 
 /// What every value type \p Self has beside its attributes. A class derives from it and begins with

@@ -34,11 +34,11 @@ public:
    AnyValue( AnyValue const& ) = delete;
    AnyValue& operator=( AnyValue const& ) = delete;
    ~AnyValue() { type_.inspectDestroy( data() ); }
-   void* data() { return memory_.data(); }
+   void* data() const { return memory_.data(); }
 
 private:
    AtomicFnTable const& type_;
-   std::vector<std::byte> memory_;
+   std::vector<std::byte> mutable memory_;
 };
 
 void expectRegular( AtomicFnTable const& type ) {
@@ -57,6 +57,43 @@ void expectRegular( AtomicFnTable const& type ) {
    if ( type.inspectEncodeToString ) {
       EXPECT_EQ( type.inspectEncodeToString( first.data() ),
                  type.inspectEncodeToString( copy.data() ) );
+   }
+}
+
+/// All that the records can read of an object that is new.
+void expectReadable( Qel::TypeRecord const& type, void const* object ) {
+   for ( Qel::AttributeRecord const& one : type.attributes ) {
+      SCOPED_TRACE( one.name );
+      if ( one.read && !one.child ) {
+         AnyValue const copy( *one.value, one.read( object ) );
+         EXPECT_TRUE( one.value->equal( one.read( object ), copy.data() ) );
+         if ( one.defaultText ) {
+            EXPECT_EQ( one.value->inspectEncodeToString( one.read( object ) ), one.defaultText() );
+         }
+      } else if ( one.child ) {
+         if ( Qel::Entity const* const child = one.child( object ) ) {
+            EXPECT_EQ( child->typeData(), one.childType() );
+            EXPECT_EQ( child->parent(), static_cast<Qel::Entity const*>( object ) );
+         }
+      } else if ( one.compute ) {
+         AnyValue const first( *one.value ), again( *one.value );
+         auto const key = one.key ? std::make_unique<AnyValue>( *one.key ) : nullptr;
+         for ( AnyValue const* const value : { &first, &again } )
+            one.compute( object, key ? key->data() : nullptr, value->data() );
+         EXPECT_TRUE( one.value->equal( first.data(), again.data() ) );
+      } else {
+         // Elements that are there without having been made are those of an array.
+         std::uint32_t count = 0;
+         AnyValue const blank( *one.iterator->object ), element( *one.iterator->object );
+         void* const at = one.iterate( object, nullptr );
+         for ( ; one.iterator->iterNonnull( at ); one.iterator->iterInc( at ), ++count ) {
+            one.iterator->iterObj( at, element.data() );
+            EXPECT_TRUE( one.iterator->object->equal( element.data(), blank.data() ) );
+         }
+         one.iterator->iterDel( at );
+         EXPECT_EQ( one.size( object ), count );
+         EXPECT_EQ( count != 0, one.kind == Qel::AttributeKind::array );
+      }
    }
 }
 
@@ -79,7 +116,8 @@ TEST_P( EveryType, HasDenseAttributesThatAreFoundByIdAndName ) {
    std::set<std::string_view> names;
    for ( Qel::AttributeRecord const& one : type_.attributes ) {
       SCOPED_TRACE( one.name );
-      EXPECT_EQ( one.id, next );
+      bool const isName = &one == &type_.attributes.front() && one.name == "nameString";
+      EXPECT_EQ( one.id, isName ? Varek::nameStringId : Varek::FieldId( next ) );
       EXPECT_EQ( type_.attribute( one.id ), &one );
       EXPECT_EQ( type_.attribute( one.name ), &one );
       EXPECT_FALSE( one.name.empty() );
@@ -87,11 +125,17 @@ TEST_P( EveryType, HasDenseAttributesThatAreFoundByIdAndName ) {
       EXPECT_FALSE( one.typeName().empty() );
       EXPECT_NE( one.value != nullptr, one.childType != nullptr );
       EXPECT_EQ( one.iterate != nullptr, one.size != nullptr );
-      EXPECT_NE( one.iterate != nullptr, one.read != nullptr );
+      EXPECT_EQ( one.iterate != nullptr, one.iterator != nullptr );
+      EXPECT_EQ( ( one.iterate != nullptr ) + ( one.read != nullptr ) + ( one.compute != nullptr ),
+                 1 );
+      EXPECT_EQ( one.child != nullptr, one.kind == Qel::AttributeKind::child );
+      EXPECT_FALSE( one.compute && one.onWire );
+      EXPECT_FALSE( one.salted && !one.key->hashable );
+      EXPECT_NE( stringValue( one.kind ), "unknown" );
       for ( AtomicFnTable const* const part : { one.value, one.key } )
          if ( part )
             expectRegular( *part );
-      ++next;
+      next = static_cast<std::uint16_t>( next + !isName );
    }
    EXPECT_EQ( type_.attribute( Varek::FieldId( next ) ), nullptr );
    EXPECT_EQ( type_.attribute( Varek::FieldId( 1 ) ), nullptr );
@@ -108,15 +152,16 @@ TEST_P( EveryType, IsMadeCopiedComparedAndHashedThroughItsRecord ) {
             values.push_back( std::make_unique<AnyValue>( *one.value ) );
             given.push_back( { one.value, values.back()->data() } );
          }
+      EXPECT_EQ( type_.allocations->identity(), type_.name );
+      EXPECT_EQ( type_.allocations->alignment(), 8U );
       auto const live = type_.allocations->liveObjects();
       auto const made = Qel::genericIfConstructFromCtorArgs( type_, given );
       EXPECT_EQ( &Qel::typeRecord( *made ), &type_ );
       EXPECT_EQ( made->parent(), nullptr );
       EXPECT_EQ( made->references(), 1U );
       EXPECT_TRUE( made->initial() );
+      expectReadable( type_, made.get() );
       EXPECT_EQ( type_.allocations->liveObjects(), live + 1 );
-      EXPECT_EQ( type_.allocations->identity(), type_.name );
-      EXPECT_EQ( type_.allocations->alignment(), 8U );
       EXPECT_EQ( type_.allocations->liveBytes(), ( live + 1 ) * type_.size );
       static int const extra = 0;
       given.push_back( { &Varek::Inspect::InspectAtomicFnTable<int>::table, &extra } );
@@ -129,6 +174,7 @@ TEST_P( EveryType, IsMadeCopiedComparedAndHashedThroughItsRecord ) {
       EXPECT_EQ( type_.functions->size, type_.size );
       EXPECT_EQ( type_.functions->hashable, type_.hashable );
       expectRegular( *type_.functions );
+      expectReadable( type_, AnyValue( *type_.functions ).data() );
       EXPECT_THROW( Qel::genericIfConstructFromCtorArgs( type_, {} ), Varek::NewEntityArguments );
    }
 }

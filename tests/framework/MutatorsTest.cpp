@@ -3,11 +3,13 @@
 
 #include <map>
 #include <random>
+#include <set>
 
 #include <gtest/gtest.h>
 
 #include "support/ChangeRecorder.h"
 #include "support/TestModule.h"
+#include "support/Tracked.h"
 
 namespace {
 
@@ -69,27 +71,6 @@ TEST( Mutators, ObserversSeeTheNewStateAndTheOldValueAlive ) {
    EXPECT_EQ( told, 2 );
 }
 
-TEST( Mutators, ACollectionTellsInsertionReplacementAndRemovalApart ) {
-   auto const sensor = Sensor::SensorIs( 1U );
-   ReadingChanges changes( *sensor );
-   using Told = ReadingChanges::Told;
-   Reading const one = reading( 7, { 1 } ), two = reading( 7, { 2 } );
-   sensor->readingIs( one );
-   sensor->readingIs( one );
-   sensor->readingIs( *sensor->reading( 7 ) );
-   sensor->readingIs( two );
-   EXPECT_EQ( sensor->readingDel( 8 ), Reading() );
-   EXPECT_EQ( sensor->readingDel( 7 ), two );
-   EXPECT_EQ( sensor->readingDel( 7 ), Reading() );
-   sensor->readingDelAll();
-   EXPECT_EQ( changes.told, ( std::vector<Told>{ { sensor.get(), 261, 7, {} },
-                                                 { sensor.get(), 261, 7, one },
-                                                 { sensor.get(), 261, 7, two } } ) );
-   // A key that lies in the element that goes.
-   sensor->readingIs( two );
-   EXPECT_EQ( sensor->readingDel( sensor->reading().begin()->number() ), two );
-}
-
 TEST( Mutators, AClearAllLeavesWhatObserversInsertAndSkipsWhatTheyRemove ) {
    auto const sensor = Sensor::SensorIs( 1U );
    for ( std::uint32_t number = 0; number < 50; ++number )
@@ -115,14 +96,64 @@ TEST( Mutators, AClearAllLeavesWhatObserversInsertAndSkipsWhatTheyRemove ) {
    EXPECT_NE( sensor->reading( 0 ), nullptr );
 }
 
-TEST( Mutators, AnElementsKeyIsItsOwn ) {
-   // A reading that is replaced keeps its key, so nothing moves.
+TEST( Mutators, AClearAllGoesOnWhenObserversThrow ) {
    auto const sensor = Sensor::SensorIs( 1U );
-   sensor->readingIs( reading( 1 ) );
-   auto const* const held = sensor->reading( 1 );
-   sensor->readingIs( reading( 1, { 5 } ) );
-   EXPECT_EQ( sensor->reading( 1 ), held );
-   EXPECT_EQ( held->sample().at( 0 ), 5U );
+   auto const rack = Rack::RackIs( "a" );
+   for ( std::uint32_t number = 0; number < 20; ++number ) {
+      sensor->readingIs( reading( number ) );
+      rack->sensorIs( number );
+   }
+   std::vector<std::uint32_t> told;
+   auto const observer = [&]( Varek::Change const& change ) {
+      told.push_back( *change.key<std::uint32_t>() );
+      if ( told.size() % 3 == 2 )
+         throw told.back();
+   };
+   auto const watching = sensor->subscribe( observer ), watchingToo = rack->subscribe( observer );
+   for ( bool const children : { false, true } ) {
+      told.clear();
+      try {
+         children ? rack->sensorDelAll() : sensor->readingDelAll();
+         ADD_FAILURE() << "nothing reached the caller";
+      } catch ( std::uint32_t const first ) {
+         EXPECT_EQ( first, told.at( 1 ) );
+      }
+      EXPECT_EQ( std::set( told.begin(), told.end() ).size(), 20U );
+      EXPECT_TRUE( children ? rack->sensor().empty() : sensor->reading().empty() );
+   }
+}
+
+/// A key whose copy fails when a test asks for that.
+struct FragileKey {
+   Tracked number;
+   std::uint32_t hash( std::uint32_t seed ) const { return number.value() ^ seed; }
+   friend bool operator==( FragileKey const&, FragileKey const& ) = default;
+};
+
+TEST( Mutators, ACopyThatFailsChangesNothingAndTellsNobody ) {
+   auto const owner = Sensor::SensorIs( 1U );
+   Qel::HSet<FragileKey> set;
+   std::uint32_t told = 0;
+   Varek::Subscription watching;
+   // First of the element, then of the key for the observers.
+   for ( std::uint32_t const observers : { 0U, 1U } ) {
+      if ( observers )
+         watching = owner->subscribe( [&]( auto& ) { ++told; } );
+      FragileKey const key{ observers };
+      for ( std::uint32_t copies = 0; copies <= observers; ++copies ) {
+         CopiesFail const fail( static_cast<int>( copies ) );
+         EXPECT_THROW( Qel::collectionIs( *owner, 261, set, key ), std::runtime_error );
+         EXPECT_EQ( set.size(), observers );
+      }
+      Qel::collectionIs( *owner, 261, set, key );
+      Qel::collectionIs( *owner, 261, set, key );
+      EXPECT_EQ( set.size(), observers + 1 );
+      EXPECT_EQ( told, observers );
+   }
+   std::size_t const before = Pallo::usage().liveBytes;
+   CopiesFail const fail( 0 );
+   EXPECT_THROW( Qel::MapIteration<decltype( set )>::make( set, nullptr ), std::runtime_error );
+   EXPECT_EQ( Pallo::usage().liveBytes, before );
 }
 
 TEST( Mutators, RandomSequencesAreToldExactly ) {
@@ -145,8 +176,13 @@ TEST( Mutators, RandomSequencesAreToldExactly ) {
          auto const at = model.find( number );
          if ( at != model.end() )
             expect( number, at->second );
-         ASSERT_EQ( sensor->readingDel( number ), at != model.end() ? at->second : Reading() );
+         // Where there is one, by the key that lies in the element that goes.
+         auto const* const held = sensor->reading( number );
+         ASSERT_EQ( sensor->readingDel( held ? held->number() : number ),
+                    at != model.end() ? at->second : Reading() );
          model.erase( number );
+      } else if ( auto* const held = sensor->reading( number ); held && random() % 8 == 0 ) {
+         sensor->readingIs( *held );
       } else {
          Reading const made = reading( number, { static_cast<std::uint32_t>( random() % 3 ) } );
          auto const at = model.find( number );
@@ -155,6 +191,9 @@ TEST( Mutators, RandomSequencesAreToldExactly ) {
          else if ( at->second != made )
             expect( number, at->second );
          sensor->readingIs( made );
+         if ( held ) {
+            ASSERT_EQ( sensor->reading( number ), held ) << "moved by a replacement";
+         }
          model.insert_or_assign( number, made );
       }
       ASSERT_EQ( sensor->reading().size(), model.size() );

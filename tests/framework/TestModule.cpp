@@ -4,6 +4,7 @@
 
 namespace TestModule {
 
-QEL_MODULE( "TestModule", testModule, Mode, Alarm, Reading, Sensor, Rack, Plant );
+QEL_MODULE( "TestModule", testModule, Mode, Alarm, Reading, Sensor, Rack, Plant, Limits, Badge,
+            Depot, Yard );
 
 } // namespace TestModule

@@ -1,0 +1,61 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <utility>
+
+#include "framework/MapMember.h"
+#include "framework/Mutators.h"
+
+/// Maps of plain values under a key beside them.
+namespace Qel {
+
+template<class K, class V, std::uint32_t salt>
+using ValueMap = HashMap2018<MapMember<K, V>, MapMemberKey<K, V>, salt>;
+
+/// The type of the values of a ValueMap.
+template<class Map>
+using MappedType = decltype( Map::value_type::value );
+
+template<class Map>
+MappedType<Map> const* mapGet( Map const& map, typename Map::Key const& key ) {
+   auto const* const member = map.lookupNodeG( key );
+   return member ? &member->value : nullptr;
+}
+
+template<class Map>
+void mapIs( Entity& owner, Varek::FieldId id, Map& map, typename Map::Key const& key,
+            MappedType<Map> const& value ) {
+   auto* const held = map.lookupNodeG( key );
+   if ( held && held->value == value )
+      return;
+   // Observers get a copy of the key, since the member may end while they are told.
+   typename Map::Key const ownKey( key );
+   if ( held ) {
+      MappedType<Map> const old = std::exchange( held->value, MappedType<Map>( value ) );
+      tell( owner, id, ownKey, &old );
+   } else {
+      map.newMemberG( ownKey, value );
+      tell( owner, id, ownKey, nullptr );
+   }
+}
+
+template<class Map>
+MappedType<Map> mapDel( Entity& owner, Varek::FieldId id, Map& map, typename Map::Key const& key ) {
+   std::optional<typename Map::value_type> removed = map.deleteMemberG( key );
+   if ( !removed )
+      return {};
+   tell( owner, id, removed->key, &removed->value );
+   return std::move( removed->value );
+}
+
+/// At once and without a word while nothing can ever have observed, key by key otherwise.
+template<class Map>
+void mapDelAll( Entity& owner, Varek::FieldId id, Map& map ) {
+   if ( owner.initial() )
+      map.memberDelAll();
+   else
+      delEach( owner, map, [&]( auto const& key ) { mapDel( owner, id, map, key ); } );
+}
+
+} // namespace Qel

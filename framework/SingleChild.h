@@ -1,0 +1,69 @@
+#pragma once
+
+#include <utility>
+
+#include "framework/Mutators.h"
+
+/// Single child entities that their owner makes.
+namespace Qel {
+
+/// Holds the child, which may be null. The end of the owner clears the parent of one that others
+/// still hold.
+template<class T>
+struct SingleChild {
+   using Child = T;
+   Ptr<T> child;
+
+   SingleChild() = default;
+   SingleChild( SingleChild const& ) = delete;
+   SingleChild& operator=( SingleChild const& ) = delete;
+   ~SingleChild() {
+      if ( child )
+         child->qelParentIs( nullptr );
+   }
+};
+
+/// In place of the constructor parameter of a type that has none: cannot be given.
+struct NoParameter {
+   NoParameter() = delete;
+};
+template<class T, bool given = Internal::parameterCount<T>() != 0>
+struct ChildArgumentOf {
+   using Type = NoParameter;
+};
+template<class T>
+struct ChildArgumentOf<T, true> {
+   using Type = ParameterType<T>;
+};
+template<class T>
+using ChildArgument = typename ChildArgumentOf<T>::Type;
+
+template<class T>
+concept MadeFromNothing = Internal::parameterCount<T>()
+== 0;
+
+/// A child that has the given parameter, or needs none, stays as it is.
+template<class T, class... Given>
+Ptr<T> childIs( Entity& owner, Varek::FieldId id, SingleChild<T>& held, Given const&... given ) {
+   if ( held.child && ( ( Internal::parameterOf( *held.child ) == given ) && ... ) )
+      return held.child;
+   Ptr<T> const made = T::qelMake( given... );
+   Ptr<T> const old = std::exchange( held.child, made );
+   if ( old )
+      old->qelParentIs( nullptr );
+   made->qelParentIs( &owner );
+   publish( owner, id, old ? &old : nullptr );
+   return made;
+}
+
+template<class T>
+Ptr<T> childDel( Entity& owner, Varek::FieldId id, SingleChild<T>& held ) {
+   Ptr<T> const old = std::move( held.child );
+   if ( old ) {
+      old->qelParentIs( nullptr );
+      publish( owner, id, &old );
+   }
+   return old;
+}
+
+} // namespace Qel

@@ -1,0 +1,302 @@
+// Single children, names, counters, optional values, what is not stored, and the forms of values.
+
+#include <random>
+
+#include <gtest/gtest.h>
+
+#include "support/ChangeRecorder.h"
+#include "support/TestModule.h"
+
+namespace {
+
+using namespace TestModule;
+using Varek::Scope;
+using BadgeChanges = ChangeRecorder<int, Varek::Ptr<Badge>>;
+
+TEST( SingleChild, IsKeptForTheSameParameterAndReplacedForAnother ) {
+   auto const depot = Depot::DepotIs( "d" );
+   BadgeChanges changes( *depot );
+   using Told = BadgeChanges::Told;
+   EXPECT_EQ( depot->badgeDel(), nullptr );
+   EXPECT_TRUE( changes.told.empty() );
+   auto const one = depot->badgeIs( 1 );
+   EXPECT_EQ( depot->badgeIs( one->mark() ), one );
+   auto const two = depot->badgeIs( 2 );
+   EXPECT_EQ( depot->badge(), two );
+   EXPECT_EQ( two->mark(), Tracked( 2 ) );
+   EXPECT_EQ( one->parent(), nullptr );
+   EXPECT_EQ( two->parent(), depot.get() );
+   EXPECT_EQ( depot->badgeDel(), two );
+   EXPECT_EQ( two->parent(), nullptr );
+   EXPECT_EQ( depot->badge(), nullptr );
+   EXPECT_EQ( changes.told, ( std::vector<Told>{ { depot.get(), 266, {}, {} },
+                                                 { depot.get(), 266, {}, one },
+                                                 { depot.get(), 266, {}, two } } ) );
+   // One that takes no parameter is never another.
+   auto const annex = depot->annexIs();
+   EXPECT_EQ( depot->annexIs(), annex );
+   EXPECT_EQ( changes.told.size(), 4U );
+}
+
+TEST( SingleChild, ThatCannotBeMadeLeavesTheOldOne ) {
+   int const live = Tracked::live;
+   {
+      auto const depot = Depot::DepotIs( "d" );
+      int told = 0;
+      auto const watching = depot->subscribe( [&]( auto& ) { ++told; } );
+      auto const old = depot->badgeIs( 1 );
+      Tracked const two( 2 );
+      {
+         CopiesFail const failing( 0 );
+         EXPECT_THROW( depot->badgeIs( two ), std::runtime_error );
+      }
+      EXPECT_EQ( depot->badge(), old );
+      EXPECT_EQ( old->parent(), depot.get() );
+      EXPECT_EQ( told, 1 );
+      EXPECT_EQ( Badge::allocations().liveObjects(), 1U );
+   }
+   EXPECT_EQ( Tracked::live, live );
+}
+
+TEST( SingleChild, ObserversSeeItInPlaceAndMayReplaceIt ) {
+   auto depot = Depot::DepotIs( "d" );
+   auto const one = depot->badgeIs( 1 );
+   Varek::Ptr<Badge> inner;
+   int told = 0;
+   auto const watching = depot->subscribe( [&]( Varek::Change const& change ) {
+      auto const& old = *change.old<Varek::Ptr<Badge>>();
+      EXPECT_EQ( old->parent(), nullptr );
+      EXPECT_EQ( depot->badge()->parent(), depot.get() );
+      if ( ++told == 1 ) {
+         EXPECT_EQ( old, one );
+         inner = depot->badgeIs( 3 );
+         EXPECT_EQ( old, one );
+      } else {
+         EXPECT_EQ( old->mark(), Tracked( 2 ) );
+         depot = nullptr;
+      }
+   } );
+   auto const two = depot->badgeIs( 2 );
+   EXPECT_EQ( told, 2 );
+   EXPECT_EQ( two->mark(), Tracked( 2 ) ) << "not what was made, but what came later";
+   EXPECT_EQ( two->parent(), nullptr );
+   EXPECT_EQ( inner->parent(), nullptr ) << "the owner has gone";
+}
+
+TEST( SingleChild, BelongsToTheSubtreeOfItsOwnerWhileThatHasIt ) {
+   for ( bool const observedFirst : { false, true } ) {
+      auto const yard = Yard::YardIs();
+      std::vector<std::pair<Varek::Publisher*, std::uint16_t>> told;
+      Varek::Subscription watching;
+      auto const observe = [&] {
+         watching = yard->subscribe(
+            [&]( Varek::Change const& change ) {
+               told.push_back( { &change.source(), change.id().value() } );
+            },
+            Scope::subtree );
+      };
+      if ( observedFirst )
+         observe();
+      auto const depot = yard->depotIs( "d" );
+      auto const one = depot->badgeIs( 1 );
+      auto const rack = depot->annexIs()->rackIs( "r" );
+      if ( !observedFirst )
+         observe();
+      EXPECT_FALSE( one->initial() || rack->initial() || depot->office()->initial() );
+      told.clear();
+      one->scansInc( 1 );
+      rack->modeIs( Mode::running );
+      depot->office()->modeIs( Mode::running );
+      auto const two = depot->badgeIs( 2 );
+      one->scansInc( 1 ); // not the yard's any more
+      two->scansInc( 1 );
+      EXPECT_EQ( told, ( decltype( told ){ { one.get(), 259 },
+                                           { rack.get(), 259 },
+                                           { depot->office().get(), 259 },
+                                           { depot.get(), 266 },
+                                           { two.get(), 259 } } ) );
+   }
+}
+
+TEST( OwnChild, IsThereFromTheBeginningAndLosesItsOwnerWithIt ) {
+   auto depot = Depot::DepotIs( "north" );
+   auto const office = depot->office();
+   EXPECT_EQ( office->place(), "north" ) << "made before the owner's parameter was given";
+   EXPECT_EQ( office->parent(), depot.get() );
+   EXPECT_TRUE( depot->initial() && office->initial() );
+   auto const badge = depot->badgeIs( 1 );
+   EXPECT_EQ( depot->officeIs( "north" ), office );
+   depot = nullptr;
+   EXPECT_EQ( office->parent(), nullptr );
+   EXPECT_EQ( badge->parent(), nullptr );
+   depot = Depot::DepotIs( "south" );
+   EXPECT_EQ( depot->officeDel()->place(), "south" );
+   EXPECT_EQ( depot->office(), nullptr );
+   EXPECT_EQ( depot->officeIs( "east" )->place(), "east" );
+}
+
+TEST( SingleChild, RandomSequencesAgreeWithAModel ) {
+   std::mt19937 random( 5 );
+   auto const depot = Depot::DepotIs( "d" );
+   BadgeChanges changes( *depot );
+   std::vector<BadgeChanges::Told> expected;
+   Varek::Ptr<Badge> model;
+   for ( int step = 0; step < 2000; ++step ) {
+      auto const n = static_cast<std::uint32_t>( random() % 4 );
+      std::optional<Varek::Ptr<Badge>> const old = model ? std::optional( model ) : std::nullopt;
+      if ( n == 3 ) {
+         if ( model )
+            expected.push_back( { depot.get(), 266, {}, old } );
+         ASSERT_EQ( depot->badgeDel(), model );
+         model = nullptr;
+      } else if ( model && model->mark() == Tracked( n ) ) {
+         ASSERT_EQ( depot->badgeIs( n ), model );
+      } else {
+         expected.push_back( { depot.get(), 266, {}, old } );
+         auto const made = depot->badgeIs( n );
+         ASSERT_NE( made, model );
+         model = made;
+      }
+      ASSERT_EQ( depot->badge(), model );
+   }
+   EXPECT_EQ( changes.told, expected );
+}
+
+TEST( Names, AreTheParameterAndTheFirstAttribute ) {
+   auto const depot = Depot::DepotIs( "north" );
+   EXPECT_EQ( depot->name(), "north" );
+   Qel::TypeRecord const& type = Qel::typeRecord( *depot );
+   EXPECT_EQ( type.attributes.front().id, Varek::nameStringId );
+   EXPECT_EQ( type.attributes.front().name, "nameString" );
+   EXPECT_EQ( type.attributes.front().read( static_cast<Qel::Entity*>( depot.get() ) ),
+              &depot->name() );
+   auto const yard = Yard::YardIs();
+   EXPECT_EQ( yard->depotIs( "x" )->name(), "x" );
+   EXPECT_EQ( yard->depot( "x" )->parent(), yard.get() );
+}
+
+TEST( Names, AnEntityIsMadeByItsNameAlone ) {
+   auto const type = []( std::string_view name ) -> Qel::TypeRecord const& {
+      return Qel::typeRecord( *Varek::ModuleInspectData::findType( name ) );
+   };
+   Varek::String const name( "made" );
+   Qel::ConstructorArgument const further{
+      &Varek::Inspect::InspectAtomicFnTable<Varek::String>::table, &name };
+   auto const made = Qel::newEntityInDirectory( type( "TestModule::Depot" ), name, {} );
+   EXPECT_EQ( static_cast<Depot&>( *made ).name(), "made" );
+   EXPECT_EQ( made->references(), 1U );
+   auto const live = Depot::allocations().liveObjects();
+   EXPECT_THROW( Qel::newEntityInDirectory( type( "TestModule::Depot" ), name, { &further, 1 } ),
+                 Varek::NewEntityArguments );
+   // A parameter of text is no name; neither has an entity without parameters or a value one.
+   for ( auto const other : { "Rack", "Plant", "Sensor", "Limits", "Mode" } )
+      EXPECT_THROW(
+         Qel::newEntityInDirectory( type( "TestModule::" + std::string( other ) ), name, {} ),
+         Varek::NewEntityArguments )
+         << other;
+   EXPECT_EQ( Depot::allocations().liveObjects(), live );
+}
+
+TEST( Counter, WrapsAndTellsRealChangesOnly ) {
+   auto const badge = Badge::BadgeIs( 1U );
+   ChangeRecorder<int, std::uint32_t> changes( *badge );
+   EXPECT_EQ( badge->scansInc( 0 ), 0U );
+   EXPECT_EQ( badge->scansInc( 4294967295U ), 4294967295U );
+   EXPECT_EQ( badge->scansInc( 3 ), 2U );
+   badge->scansIs( 2 );
+   ASSERT_EQ( changes.told.size(), 2U );
+   EXPECT_EQ( changes.told[0].old, 0U );
+   EXPECT_EQ( changes.told[1].old, 4294967295U );
+   auto const resets = badge->subscribe( [&]( auto& ) { badge->scansIs( 0 ); } );
+   EXPECT_EQ( badge->scansInc( 5 ), 7U );
+   EXPECT_EQ( badge->scans(), 0U );
+}
+
+TEST( Optional, NothingAndTheEmptyValueAreTwo ) {
+   auto const depot = Depot::DepotIs( "d" );
+   using Motto = std::optional<Varek::String>;
+   ChangeRecorder<int, Motto> changes( *depot );
+   EXPECT_EQ( depot->motto(), std::nullopt );
+   depot->mottoIs( std::nullopt );
+   std::vector<Motto> const sets{ "", "", "more", std::nullopt, std::nullopt, "" };
+   for ( Motto const& one : sets )
+      depot->mottoIs( one );
+   std::vector<Motto> olds;
+   for ( auto const& told : changes.told )
+      olds.push_back( *told.old );
+   EXPECT_EQ( olds, ( std::vector<Motto>{ std::nullopt, "", "more", std::nullopt } ) );
+   Limits a( 1U ), b( 1U );
+   a.ceilingIs( 0 );
+   EXPECT_NE( a, b );
+   a.ceilingIs( std::nullopt );
+   EXPECT_EQ( a, b );
+}
+
+TEST( Computed, IsReadThroughTheRecord ) {
+   auto const depot = Depot::DepotIs( "d" );
+   depot->lampIs( 3, 40 );
+   depot->lampIs( 4, 2 );
+   depot->noteIs( "k", "four" );
+   auto const record = [&]( Qel::TypeRecord const& type, std::string_view name ) {
+      Qel::AttributeRecord const one = *type.attribute( name );
+      EXPECT_FALSE( one.onWire );
+      return one;
+   };
+   auto const& type = Qel::typeRecord( *depot );
+   void const* const object = static_cast<Qel::Entity*>( depot.get() );
+   std::uint32_t light = 0;
+   record( type, "light" ).compute( object, nullptr, &light );
+   EXPECT_EQ( light, 42U );
+   std::uint64_t length = 1;
+   for ( Varek::String const key : { "k", "l" } ) {
+      record( type, "noteLength" ).compute( object, &key, &length );
+      EXPECT_EQ( length, key == "k" ? 4U : 0U );
+   }
+   auto const& limits = Qel::typeRecord( Limits::qelBinding() );
+   Limits const value;
+   Varek::String unit( "some text before" );
+   record( limits, "unit" ).compute( &value, nullptr, &unit );
+   EXPECT_EQ( unit, Limits::unit() );
+   EXPECT_EQ( record( limits, "scale" ).defaultText(), "10" );
+}
+
+TEST( ValueForms, AreEqualAsSetsAreAndAsArraysAre ) {
+   std::mt19937 random( 3 );
+   std::vector<Varek::String> names;
+   for ( int i = 0; i < 40; ++i )
+      names.push_back( "name " + std::to_string( i ) );
+   for ( int round = 0; round < 50; ++round ) {
+      Limits a( 1U ), b( 1U );
+      for ( auto const& name : names )
+         a.userIs( name );
+      std::shuffle( names.begin(), names.end(), random );
+      for ( auto const& name : names )
+         b.userIs( name );
+      b.userIs( names[0] );
+      EXPECT_EQ( b.userDel( "other" ), "" );
+      EXPECT_EQ( a, b );
+      EXPECT_EQ( a.userDel( names[7] ), names[7] );
+      EXPECT_NE( a, b );
+      a.userIs( "other" );
+      EXPECT_NE( a, b ) << "as many, but others";
+      EXPECT_NE( b, a );
+      Limits const copy = a;
+      a.userDelAll();
+      EXPECT_EQ( a.user().size(), 0U );
+      EXPECT_EQ( copy.user().size(), 40U );
+   }
+   Limits a( 1U ), b( 1U );
+   a.shiftIs( 2, "late" );
+   EXPECT_NE( a, b );
+   EXPECT_EQ( a.shiftDel( 2 ), "late" );
+   EXPECT_EQ( a, b );
+   a.shiftIs( 0, "early" );
+   a.shiftDelAll();
+   EXPECT_EQ( a, b );
+}
+
+TEST( ValueFormsDeathTest, AreReadFromNoText ) {
+   EXPECT_DEATH( Limits( Qel::CharRange( "x" ) ), "No String constructor for Limits" );
+}
+
+} // namespace
