@@ -1,0 +1,626 @@
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "framework/Arrays.h"
+#include "framework/AttrLog.h"
+#include "framework/Maps.h"
+#include "framework/Mutators.h"
+#include "framework/Ordered.h"
+#include "framework/Sets.h"
+#include "framework/SingleChild.h"
+#include "framework/ValueWire.h"
+
+/// Fills the part of the records that serves the attribute log: per attribute a handful of
+/// functions that know the types; what is done with them is in AttrLog.cpp.
+namespace Qel {
+
+/// What the log does with one attribute of an entity.
+struct AttributeLog {
+   /// A text that differs where the bytes mean something else.
+   void ( *form )( Varek::String& text );
+   /// Writes what the attribute, or its element with \p key, is now. False if it cannot go out.
+   bool ( *write )( EntityQelNboAttrLogSa const&, void const* key );
+   /// Applies a value, or an element that is present.
+   void ( *apply )( EntityQelNboAttrLogSa const&, NboAttrLog::In& );
+   /// Applies the removal of an element; of the child, for a single one. Null if nothing can be
+   /// removed.
+   void ( *remove )( EntityQelNboAttrLogSa const&, NboAttrLog::In& ) = nullptr;
+   /// For attributes with several elements by key: says what is still to be said; false if blocked.
+   bool ( *flush )( EntityQelNboAttrLogSa const&, NboAttrLog::FlowOut&, unsigned index ) = nullptr;
+   std::unique_ptr<NboAttrLog::KeyedFlow> ( *newKeyedFlow )() = nullptr;
+   void ( *transaction )( EntityQelNboAttrLogSa const&, bool end,
+                          std::uint32_t expected ) = nullptr;
+   /// For attributes that hold child entities.
+   Entity* ( *child )( EntityQelNboAttrLogSa const&, NboAttrLog::In& ) = nullptr;
+   void ( *visit )( Entity const&, void ( * )( Entity&, void* ), void* ) = nullptr;
+   Entity* ( *oldChild )( void const* oldData ) = nullptr;
+};
+
+/// What the log does with the constructor parameters of an entity type.
+struct ConstructorLog {
+   std::size_t ( *size )( Entity const& );
+   std::uint8_t* ( *put )( std::uint8_t* to, Entity const& );
+   Ptr<Entity> ( *make )( NboAttrLog::In& );
+   bool ( *equal )( Entity const&, NboAttrLog::In& );
+};
+
+/// The form of a value or enumeration type.
+struct ValueLog {
+   std::size_t ( *size )( void const* value );
+   std::uint8_t* ( *put )( std::uint8_t* to, void const* value );
+   /// Into a live value, which may be in part changed when it throws.
+   void ( *read )( NboAttrLog::In&, void* value );
+};
+
+namespace Internal {
+
+/// How far the full sync of a collection has come.
+template<class Map>
+struct Bookmark {
+   using Key = typename Map::Key;
+   static constexpr bool byPosition = std::derived_from<Map, HashMap2018Generic>;
+
+   explicit Bookmark( Map const& map ) : walking( byPosition ), version_( map.version() ) {
+      if ( !byPosition )
+         leaveAll( map );
+   }
+
+   /// The elements may have moved since: then all keys that there are take the place of the walk.
+   void settle( Map const& map, HSet<Key>* dirty ) {
+      if ( !walking || version_ == map.version() )
+         return;
+      walking = false;
+      if ( dirty )
+         leaveDirty( *dirty );
+      leaveAll( map );
+   }
+   void leaveAll( Map const& map ) {
+      for ( auto const& element : map )
+         left.push_back( keyOf( element ) );
+      // They are taken from the end.
+      std::reverse( left.begin(), left.end() );
+   }
+   void leaveDirty( HSet<Key>& dirty ) {
+      left.insert( left.end(), dirty.begin(), dirty.end() );
+      dirty.memberDelAll();
+   }
+   void assertVersion( Map const& map ) const {
+      auto const* const hashMap_ = &map;
+      VAREK_ASSERT( version_ == hashMap_->version() );
+   }
+   static Key const& keyOf( auto const& element ) {
+      if constexpr ( byPosition )
+         return typename Map::KeyOf{}( element );
+      else
+         return element.first;
+   }
+
+   bool walking;
+   std::uint32_t position = 0;
+   std::vector<Key> left;
+
+private:
+   std::uint32_t version_;
+};
+
+template<class Map>
+class KeyedFlowOf final : public NboAttrLog::KeyedFlow {
+public:
+   using Key = typename Map::Key;
+
+   void dirtyKeyIs( void const* key, bool dirty ) override {
+      auto const& typed = *static_cast<Key const*>( key );
+      if ( dirty )
+         dirty_.findOrNewMemberG( typed, typed );
+      else
+         dirty_.deleteMemberG( typed );
+   }
+   std::size_t dirtyKeys() const override { return dirty_.size(); }
+   bool bookmark() const override { return bookmark_.has_value(); }
+   void bookmarkDel() override { bookmark_.reset(); }
+
+   HSet<Key> dirty_;
+   std::optional<Bookmark<Map>> bookmark_;
+};
+
+/// Frames of attribute D of sa's entity: a value or an element, and a key that is gone.
+template<class D>
+bool singletonSerializeCheck( EntityQelNboAttrLogSa const& sa, std::size_t size ) {
+   return sa.out().outSmReserveMessage( NboAttrLog::FrameKind::attribute, sa.handle(), D::id,
+                                        size );
+}
+template<class D>
+bool collSerializeCheck( EntityQelNboAttrLogSa const& sa, bool removed, std::size_t size ) {
+   return sa.out().outSmReserveMessage( NboAttrLog::FrameKind::attribute, sa.handle(),
+                                        removed ? D::id.removal() : D::id, size );
+}
+/// The begin marker says how many elements there are, in as many bytes as that takes.
+template<class D>
+bool transactionMarker( EntityQelNboAttrLogSa const& sa, NboAttrLog::FrameKind kind,
+                        std::uint32_t count = 0 ) {
+   auto const bytes = ( static_cast<unsigned>( std::bit_width( count ) ) + 7 ) / 8;
+   if ( !sa.out().outSmReserveMessage( kind, sa.handle(), D::id, bytes ) )
+      return false;
+   for ( unsigned i = bytes; i > 0; --i )
+      sa.out().put8( static_cast<std::uint8_t>( count >> 8 * ( i - 1 ) ) );
+   sa.out().outSmCommitMessage();
+   return true;
+}
+
+/// The constructor parameter of a child that comes next; nothing if it has none.
+template<class Child, class F>
+auto withParameter( NboAttrLog::In& in, F f ) {
+   if constexpr ( parameterCount<Child>() == 0 ) {
+      in.expectEnd();
+      return f();
+   } else {
+      auto const parameter = NboAttrLog::valueOf<ParameterType<Child>>( in );
+      in.expectEnd();
+      return f( parameter );
+   }
+}
+
+/// Tells the receiver of a child that is no longer part of the tree.
+template<class Child>
+void childRemoved( EntityQelNboAttrLogSa const& sa, Ptr<Child> const& child ) {
+   if ( child && sa.receiver() )
+      sa.receiver()->entityRemoved( *child );
+}
+
+/// Attributes that are written as a whole.
+template<class Owner, class D>
+struct SingleLog {
+   using Field = typename D::Field;
+
+   static Owner& owner( EntityQelNboAttrLogSa const& sa ) {
+      return static_cast<Owner&>( sa.entity() );
+   }
+   static bool write( EntityQelNboAttrLogSa const& sa, void const* ) {
+      Field const& value = D::get( std::as_const( owner( sa ) ) );
+      if ( !singletonSerializeCheck<D>( sa, Wire<Field>::size( value ) ) )
+         return false;
+      sa.out().outSmCommitMessage( Wire<Field>::put( sa.out().cursor(), value ) );
+      return true;
+   }
+   static void apply( EntityQelNboAttrLogSa const& sa, NboAttrLog::In& in ) {
+      auto const value = NboAttrLog::valueOf<Field>( in );
+      in.expectEnd();
+      Owner& entity = owner( sa );
+      if constexpr ( D::kind == AttributeKind::array ) {
+         Ptr<Entity> const keepAlive( &entity );
+         for ( std::size_t i = 0; i < value.size(); ++i )
+            arrayIs( entity, D::id, D::get( entity ), i, value[i] );
+      } else {
+         plainIs( entity, D::id, D::get( entity ), value );
+      }
+   }
+   static constexpr AttributeLog log() { return { Wire<Field>::form, write, apply }; }
+};
+
+/// A single child that its owner makes.
+template<class Owner, class D>
+struct ChildLog {
+   using Child = typename D::Field::Child;
+
+   static Owner& owner( EntityQelNboAttrLogSa const& sa ) {
+      return static_cast<Owner&>( sa.entity() );
+   }
+   static bool write( EntityQelNboAttrLogSa const& sa, void const* ) {
+      if ( auto const& child = D::get( std::as_const( owner( sa ) ) ).child )
+         return sa.stream().childAnnounce( sa, D::id, *child );
+      if ( !collSerializeCheck<D>( sa, true, 0 ) )
+         return false;
+      sa.out().outSmCommitMessage();
+      return true;
+   }
+   static void apply( EntityQelNboAttrLogSa const&, NboAttrLog::In& in ) {
+      in.fail( "a child entity is announced, it has no value" );
+   }
+   static void remove( EntityQelNboAttrLogSa const& sa, NboAttrLog::In& in ) {
+      in.expectEnd();
+      childRemoved( sa, childDel( owner( sa ), D::id, D::get( owner( sa ) ) ) );
+   }
+   static Entity* child( EntityQelNboAttrLogSa const& sa, NboAttrLog::In& in ) {
+      auto& held = D::get( owner( sa ) );
+      return withParameter<Child>( in, [&]( auto const&... parameter ) -> Entity* {
+         Ptr<Child> const before = held.child;
+         Ptr<Child> const now = childIs( owner( sa ), D::id, held, parameter... );
+         if ( before != now )
+            childRemoved( sa, before );
+         return held.child == now ? now.get() : nullptr;
+      } );
+   }
+   static void visit( Entity const& entity, void ( *f )( Entity&, void* ), void* context ) {
+      if ( auto const& child = D::get( static_cast<Owner const&>( entity ) ).child )
+         f( *child, context );
+   }
+   static Entity* oldChild( void const* old ) {
+      return static_cast<Ptr<Child> const*>( old )->get();
+   }
+   static void form( Varek::String& text ) { text.append( typeName<Child> ); }
+   static constexpr AttributeLog log() {
+      AttributeLog made{ form, write, apply, remove };
+      made.child = child;
+      made.visit = visit;
+      made.oldChild = oldChild;
+      return made;
+   }
+};
+
+template<class Map>
+struct NodeOfMap;
+template<class Node, class KeyFunktor>
+struct NodeOfMap<RbTreeMap<Node, KeyFunktor>> {
+   using Type = Node;
+};
+template<class Map>
+using NodeOf = typename NodeOfMap<Map>::Type;
+
+/// What differs among the kinds of attribute whose elements have keys: how an element that is
+/// present is written and applied, and how one is removed.
+template<class Owner, class D>
+struct ElementLog;
+
+template<class Owner, class D>
+requires( D::kind == AttributeKind::collection ||
+          D::kind == AttributeKind::set ) struct ElementLog<Owner, D> {
+   using Map = typename D::Field;
+   using Element = typename Map::value_type;
+   static std::size_t size( Element const& element ) { return Wire<Element>::size( element ); }
+   static std::uint8_t* put( std::uint8_t* to, Element const& element ) {
+      return Wire<Element>::put( to, element );
+   }
+   static auto apply( Owner& owner, NboAttrLog::In& in ) {
+      auto element = NboAttrLog::valueOf<Element>( in );
+      in.expectEnd();
+      typename Map::Key key( typename Map::KeyOf{}( element ) );
+      if constexpr ( D::kind == AttributeKind::set )
+         setIs( owner, D::id, D::get( owner ), element );
+      else
+         collectionIs( owner, D::id, D::get( owner ), std::move( element ) );
+      return key;
+   }
+   static void remove( Owner& owner, typename Map::Key const& key ) {
+      collectionDel( owner, D::id, D::get( owner ), key );
+   }
+   static void form( Varek::String& text ) { Wire<Element>::form( text ); }
+};
+
+template<class Owner, class D>
+requires( D::kind == AttributeKind::map ) struct ElementLog<Owner, D> {
+   using Map = typename D::Field;
+   using Element = typename Map::value_type;
+   using KeyWire = Wire<typename Map::Key>;
+   using ValueWire = Wire<MappedType<Map>>;
+   static std::size_t size( Element const& element ) {
+      return KeyWire::size( element.key ) + ValueWire::size( element.value );
+   }
+   static std::uint8_t* put( std::uint8_t* to, Element const& element ) {
+      return ValueWire::put( KeyWire::put( to, element.key ), element.value );
+   }
+   static auto apply( Owner& owner, NboAttrLog::In& in ) {
+      auto key = NboAttrLog::valueOf<typename Map::Key>( in );
+      auto const value = NboAttrLog::valueOf<MappedType<Map>>( in );
+      in.expectEnd();
+      mapIs( owner, D::id, D::get( owner ), key, value );
+      return key;
+   }
+   static void remove( Owner& owner, typename Map::Key const& key ) {
+      mapDel( owner, D::id, D::get( owner ), key );
+   }
+   static void form( Varek::String& text ) {
+      KeyWire::form( text );
+      text += ':';
+      ValueWire::form( text );
+   }
+};
+
+template<class Owner, class D>
+requires( D::kind == AttributeKind::ordered ) struct ElementLog<Owner, D> {
+   using Map = typename D::Field;
+   using Node = NodeOf<Map>;
+   using KeyWire = Wire<typename Map::Key>;
+   using ValueWire = Wire<typename Node::Value>;
+   static std::size_t size( Node const& node ) {
+      return ( Node::keyInside ? 0 : KeyWire::size( node.key() ) ) +
+             ValueWire::size( node.value() );
+   }
+   static std::uint8_t* put( std::uint8_t* to, Node const& node ) {
+      if constexpr ( !Node::keyInside )
+         to = KeyWire::put( to, node.key() );
+      return ValueWire::put( to, node.value() );
+   }
+   static auto apply( Owner& owner, NboAttrLog::In& in ) {
+      typename Map::Key key{};
+      if constexpr ( !Node::keyInside )
+         KeyWire::read( in, key );
+      auto const value = NboAttrLog::valueOf<typename Node::Value>( in );
+      in.expectEnd();
+      if constexpr ( Node::keyInside )
+         key = Node::keyOf( value );
+      OrderedMutators::is<Node>( owner, D::id, D::get( owner ), key, value );
+      return key;
+   }
+   static void remove( Owner& owner, typename Map::Key const& key ) {
+      auto& map = D::get( owner );
+      OrderedMutators::del<Node>( owner, D::id, map, map.find( key ) );
+   }
+   static void form( Varek::String& text ) {
+      KeyWire::form( text );
+      text += '<';
+      ValueWire::form( text );
+   }
+};
+
+template<class Owner, class D>
+requires( D::kind == AttributeKind::children ) struct ElementLog<Owner, D> {
+   using Map = typename D::Field;
+   using Child = typename Map::value_type::Child;
+   static void form( Varek::String& text ) {
+      Wire<typename Map::Key>::form( text );
+      text += ':';
+      text.append( typeName<Child> );
+   }
+};
+
+/// Attributes whose elements have keys.
+template<class Owner, class D>
+struct KeyedLog {
+   using Map = typename D::Field;
+   using Key = typename Map::Key;
+   using Element = ElementLog<Owner, D>;
+   using Flow = KeyedFlowOf<Map>;
+   static constexpr bool holdsChildren = D::kind == AttributeKind::children;
+
+   static Owner& owner( EntityQelNboAttrLogSa const& sa ) {
+      return static_cast<Owner&>( sa.entity() );
+   }
+   static Map const& map( EntityQelNboAttrLogSa const& sa ) {
+      return D::get( std::as_const( owner( sa ) ) );
+   }
+
+   static bool writePresent( EntityQelNboAttrLogSa const& sa, auto const& element ) {
+      if constexpr ( holdsChildren ) {
+         return sa.stream().childAnnounce( sa, D::id, *element.child );
+      } else {
+         if ( !collSerializeCheck<D>( sa, false, Element::size( element ) ) )
+            return false;
+         sa.out().outSmCommitMessage( Element::put( sa.out().cursor(), element ) );
+         return true;
+      }
+   }
+   static bool write( EntityQelNboAttrLogSa const& sa, void const* key ) {
+      return writeKey( sa, *static_cast<Key const*>( key ) );
+   }
+   static bool writeKey( EntityQelNboAttrLogSa const& sa, Key const& key ) {
+      if ( auto const* const present = map( sa ).lookupNodeG( key ) )
+         return writePresent( sa, *present );
+      if ( !collSerializeCheck<D>( sa, true, Wire<Key>::size( key ) ) )
+         return false;
+      sa.out().outSmCommitMessage( Wire<Key>::put( sa.out().cursor(), key ) );
+      return true;
+   }
+
+   // Out
+
+   /// Everything between the markers: first by position for as long as no element moves, then what
+   /// changed meanwhile, so that the end marker removes nothing that is there.
+   static bool walk( EntityQelNboAttrLogSa const& sa, Bookmark<Map>& at, HSet<Key>* dirty ) {
+      at.settle( map( sa ), dirty );
+      if constexpr ( Bookmark<Map>::byPosition ) {
+         while ( at.walking ) {
+            at.assertVersion( map( sa ) );
+            std::uint32_t const next = map( sa ).nextTaken( at.position );
+            if ( next == Map::none ) {
+               at.walking = false;
+               if ( dirty )
+                  at.leaveDirty( *dirty );
+               break;
+            }
+            if ( !writePresent( sa, map( sa ).at( next ) ) )
+               return false;
+            at.position = next + 1;
+         }
+      }
+      for ( ; !at.left.empty(); at.left.pop_back() )
+         if ( !writeKey( sa, at.left.back() ) )
+            return false;
+      return true;
+   }
+   static bool sync( EntityQelNboAttrLogSa const& sa, NboAttrLog::FlowOut& flowOut,
+                     unsigned index ) {
+      auto* keyed = static_cast<Flow*>( flowOut.keyed( index ) );
+      std::optional<Bookmark<Map>> at;
+      if ( keyed && keyed->bookmark_ ) {
+         at.swap( keyed->bookmark_ );
+      } else {
+         if ( !transactionMarker<D>( sa, NboAttrLog::FrameKind::transactionBegin,
+                                     map( sa ).size() ) )
+            return false;
+         at.emplace( map( sa ) );
+      }
+      if ( walk( sa, *at, keyed ? &keyed->dirty_ : nullptr ) &&
+           transactionMarker<D>( sa, NboAttrLog::FrameKind::transactionEnd ) ) {
+         flowOut.resyncIs( NboAttrLog::FlowOut::noResync );
+         flowOut.synced( index );
+         return true;
+      }
+      if ( !keyed )
+         keyed = static_cast<Flow*>( &flowOut.keyedIs( index, std::make_unique<Flow>() ) );
+      auto const* const rsc = keyed;
+      VAREK_ASSERT( !rsc->bookmark() );
+      keyed->bookmark_ = std::move( at );
+      flowOut.resyncIs( index );
+      return false;
+   }
+   static bool flushDirty( EntityQelNboAttrLogSa const& sa, HSet<Key>& dirty ) {
+      for ( std::uint32_t at = dirty.nextTaken( 0 ); at != HSet<Key>::none; at = dirty.nextTaken( at ) ) {
+         Key const key = dirty.at( at );
+         if ( !writeKey( sa, key ) )
+            return false;
+         dirty.deleteMemberG( key );
+      }
+      return true;
+   }
+   static bool flush( EntityQelNboAttrLogSa const& sa, NboAttrLog::FlowOut& flowOut,
+                      unsigned index ) {
+      if ( !flowOut.hasSynced( index ) && !sync( sa, flowOut, index ) )
+         return false;
+      if ( auto* const keyed = static_cast<Flow*>( flowOut.keyed( index ) ) ) {
+         if ( !flushDirty( sa, keyed->dirty_ ) )
+            return false;
+         flowOut.keyedDel( index );
+      }
+      flowOut.dirtyIs( index, false );
+      return true;
+   }
+   static std::unique_ptr<NboAttrLog::KeyedFlow> newKeyedFlow() { return std::make_unique<Flow>(); }
+
+   // In
+
+   static void unmark( Owner& entity, Key const& key ) {
+      D::get( entity ).qelMarkedForDeletionGIs( key, false );
+   }
+   static void apply( EntityQelNboAttrLogSa const& sa, NboAttrLog::In& in ) {
+      if constexpr ( holdsChildren ) {
+         in.fail( "a child entity is announced, it has no value" );
+      } else {
+         Ptr<Entity> const keepAlive( &sa.entity() );
+         unmark( owner( sa ), Element::apply( owner( sa ), in ) );
+      }
+   }
+   static void removeKey( EntityQelNboAttrLogSa const& sa, Key const& key ) {
+      if constexpr ( holdsChildren )
+         childRemoved( sa, childrenDel( owner( sa ), D::id, D::get( owner( sa ) ), key ) );
+      else
+         Element::remove( owner( sa ), key );
+   }
+   static void remove( EntityQelNboAttrLogSa const& sa, NboAttrLog::In& in ) {
+      auto const key = NboAttrLog::valueOf<Key>( in );
+      in.expectEnd();
+      removeKey( sa, key );
+   }
+   static std::vector<Key> marked( Map const& all ) {
+      std::vector<Key> keys;
+      if constexpr ( Bookmark<Map>::byPosition ) {
+         if ( all.qelHasDeletionMarks() )
+            for ( auto at = all.nextTaken( 0 ); at != Map::none; at = all.nextTaken( at + 1 ) )
+               if ( all.isMarkedForDeletion( at ) )
+                  keys.push_back( Bookmark<Map>::keyOf( all.at( at ) ) );
+      } else {
+         for ( auto const& element : all )
+            if ( all.isMarkedForDeletion( element.first ) )
+               keys.push_back( element.first );
+      }
+      return keys;
+   }
+   static void transaction( EntityQelNboAttrLogSa const& sa, bool end, std::uint32_t expected ) {
+      auto& all = D::get( owner( sa ) );
+      if ( !end ) {
+         if constexpr ( Bookmark<Map>::byPosition )
+            all.reserve( expected );
+         all.qelMarkAllForDeletion();
+         return;
+      }
+      auto const gone = marked( all );
+      all.qelDeletionMarksClear();
+      Ptr<Entity> const keepAlive( &sa.entity() );
+      for ( Key const& key : gone )
+         removeKey( sa, key );
+   }
+   static Entity* child( EntityQelNboAttrLogSa const& sa, NboAttrLog::In& in ) {
+      auto const key = NboAttrLog::valueOf<Key>( in );
+      in.expectEnd();
+      Ptr<Entity> const keepAlive( &sa.entity() );
+      auto const child = childrenIs( owner( sa ), D::id, D::get( owner( sa ) ), key );
+      unmark( owner( sa ), key );
+      return child->parent() ? child.get() : nullptr;
+   }
+   static void visit( Entity const& entity, void ( *f )( Entity&, void* ), void* context ) {
+      for ( auto const& node : D::get( static_cast<Owner const&>( entity ) ) )
+         f( *node.child, context );
+   }
+   static Entity* oldChild( void const* old ) {
+      return static_cast<Ptr<typename Element::Child> const*>( old )->get();
+   }
+
+   static constexpr AttributeLog log() {
+      AttributeLog made{ Element::form, write, apply, remove, flush, newKeyedFlow, transaction };
+      if constexpr ( holdsChildren ) {
+         made.child = child;
+         made.visit = visit;
+         made.oldChild = oldChild;
+      }
+      return made;
+   }
+};
+
+template<class Owner, class D>
+constexpr AttributeLog makeAttributeLog() {
+   if constexpr ( D::kind == AttributeKind::plain || D::kind == AttributeKind::array )
+      return SingleLog<Owner, D>::log();
+   else if constexpr ( D::kind == AttributeKind::child )
+      return ChildLog<Owner, D>::log();
+   else
+      return KeyedLog<Owner, D>::log();
+}
+
+template<class Owner, class D>
+inline constexpr AttributeLog attributeLog = makeAttributeLog<Owner, D>();
+
+/// The constructor parameters of entity type \p T.
+template<class T>
+struct ParametersLog {
+   template<class F>
+   static auto with( Entity const& entity, F f ) {
+      if constexpr ( parameterCount<T>() == 0 )
+         return f();
+      else
+         return f( parameterOf( static_cast<T const&>( entity ) ) );
+   }
+   static std::size_t size( Entity const& entity ) {
+      return with( entity, []<class... P>( P const&... parameter ) {
+         return ( std::size_t{ 0 } + ... + Wire<P>::size( parameter ) );
+      } );
+   }
+   static std::uint8_t* put( std::uint8_t* to, Entity const& entity ) {
+      with( entity, [&]<class... P>( P const&... parameter ) {
+         ( ( to = Wire<P>::put( to, parameter ) ), ... );
+      } );
+      return to;
+   }
+   static Ptr<Entity> make( NboAttrLog::In& in ) {
+      return withParameter<T>(
+         in, []( auto const&... parameter ) -> Ptr<Entity> { return T::qelMake( parameter... ); } );
+   }
+   static bool equal( Entity const& entity, NboAttrLog::In& in ) {
+      return withParameter<T>( in, [&]( auto const&... given ) {
+         return with( entity, [&]( auto const&... held ) { return ( ( held == given ) && ... ); } );
+      } );
+   }
+};
+
+template<class T>
+inline constexpr ConstructorLog constructorLog{ ParametersLog<T>::size, ParametersLog<T>::put,
+                                                ParametersLog<T>::make, ParametersLog<T>::equal };
+
+template<class T>
+inline constexpr ValueLog valueLog{
+   []( void const* value ) { return Wire<T>::size( *static_cast<T const*>( value ) ); },
+   []( std::uint8_t* to, void const* value ) {
+      return Wire<T>::put( to, *static_cast<T const*>( value ) );
+   },
+   []( NboAttrLog::In& in, void* value ) { Wire<T>::read( in, *static_cast<T*>( value ) ); } };
+
+} // namespace Internal
+
+} // namespace Qel

@@ -1,0 +1,387 @@
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <concepts>
+#include <cstdint>
+#include <optional>
+#include <type_traits>
+#include <vector>
+
+#include "Bridging/VlanId.h"
+#include "Lumo/EthAddr.h"
+#include "Lumo/IntfId.h"
+#include "Qel/HashMap2018.h"
+#include "Qel/NboAttrLog.h"
+#include "Varek/String.h"
+#include "framework/TypeName.h"
+
+/// The forms of values in the attribute log: one specialisation of Wire a type, found at compile
+/// time. All numbers are big-endian.
+///
+/// | type                        | form                                                       |
+/// |-----------------------------|------------------------------------------------------------|
+/// | bool                        | 1 byte, 0 or 1                                             |
+/// | U8, U16, U32, U64           | 1, 2, 4, 8 bytes                                           |
+/// | enumeration                 | 4 bytes, whatever its width in memory                      |
+/// | Varek::Duration             | 8 bytes, IEEE 754 binary64, seconds                        |
+/// | Varek::String, Varek::Bytes | U32 length, the bytes                                      |
+/// | Lumo::EthAddr               | 6 bytes as sent                                            |
+/// | Lumo::IntfId                | 8 bytes                                                    |
+/// | Bridging::VlanId, ...OrNone | 2 bytes                                                    |
+/// | Lumo::IpGenPrefix           | U8 family (4, 6), U8 length, 4 or 16 bytes of address      |
+/// | RADIUS Attribute            | U32 vendor, U16 type                                       |
+/// | RADIUS AttrValue            | see framework/RadiusWire.h                                 |
+/// | optional                    | bool, then the value if true                               |
+/// | sequence, set in a value    | U32 count, then each                                       |
+/// | fixed array                 | each                                                       |
+/// | value type                  | its stored fields in id order                              |
+namespace Qel {
+
+namespace NboAttrLog {}
+
+/// Size, writing and reading of a \p T. `least` is the smallest size; `size` is exact; `put` writes
+/// so many bytes, into room that is there, and returns where the next one goes. `read` may leave
+/// its target in part changed when it throws. `form` is a short text that differs where the bytes
+/// mean something else; two processes compare theirs before they talk.
+template<class T>
+struct Wire;
+
+namespace Internal {
+
+/// A form of always the same size.
+template<std::size_t bytes>
+struct FixedWire {
+   static constexpr std::size_t least = bytes;
+   template<class T>
+   static constexpr std::size_t size( T const& ) {
+      return bytes;
+   }
+};
+
+template<std::size_t bytes>
+using UnsignedOf = std::conditional_t<
+   bytes == 1, std::uint8_t,
+   std::conditional_t<bytes == 2, std::uint16_t,
+                      std::conditional_t<bytes == 4, std::uint32_t, std::uint64_t>>>;
+
+/// Writes \p value big-endian and returns where the next byte goes.
+template<std::unsigned_integral U>
+std::uint8_t* putBig( std::uint8_t* to, U value ) {
+   value = NboAttrLog::Internal::networkOrder( value );
+   std::memcpy( to, &value, sizeof value );
+   return to + sizeof value;
+}
+/// Most texts are short: then two moves that may overlap are cheaper than a call.
+inline void copyOctets( std::uint8_t* to, std::uint8_t const* from, std::size_t size ) {
+   auto const twice = [&]<class Word>( Word ) {
+      Word head, tail;
+      std::memcpy( &head, from, sizeof head );
+      std::memcpy( &tail, from + size - sizeof tail, sizeof tail );
+      std::memcpy( to, &head, sizeof head );
+      std::memcpy( to + size - sizeof tail, &tail, sizeof tail );
+   };
+   if ( size > 16 )
+      std::memcpy( to, from, size );
+   else if ( size >= 8 )
+      twice( std::uint64_t{} );
+   else if ( size >= 4 )
+      twice( std::uint32_t{} );
+   else
+      for ( ; size > 0; --size )
+         *to++ = *from++;
+}
+inline std::uint8_t* putOctets( std::uint8_t* to, void const* octets, std::size_t size ) {
+   copyOctets( to, static_cast<std::uint8_t const*>( octets ), size );
+   return to + size;
+}
+
+template<class U>
+U getUnsigned( NboAttrLog::In& in ) {
+   if constexpr ( sizeof( U ) == 1 )
+      return in.get8();
+   else if constexpr ( sizeof( U ) == 2 )
+      return in.get16();
+   else if constexpr ( sizeof( U ) == 4 )
+      return in.get32();
+   else
+      return in.get64();
+}
+
+} // namespace Internal
+
+template<>
+struct Wire<bool> : Internal::FixedWire<1> {
+   static std::uint8_t* put( std::uint8_t* to, bool v ) {
+      *to = v;
+      return to + 1;
+   }
+   static void read( NboAttrLog::In& in, bool& v ) {
+      std::uint8_t const byte = in.get8();
+      if ( byte > 1 ) [[unlikely]]
+         in.fail( "a boolean is 0 or 1, not " + std::to_string( byte ) );
+      v = byte != 0;
+   }
+   static void form( Varek::String& text ) { text += "bool"; }
+};
+
+template<std::unsigned_integral T>
+struct Wire<T> : Internal::FixedWire<sizeof( T )> {
+   using U = Internal::UnsignedOf<sizeof( T )>;
+   static std::uint8_t* put( std::uint8_t* to, T v ) {
+      return Internal::putBig( to, static_cast<U>( v ) );
+   }
+   static void read( NboAttrLog::In& in, T& v ) { v = Internal::getUnsigned<U>( in ); }
+   static void form( Varek::String& text ) { text += "U" + std::to_string( 8 * sizeof( T ) ); }
+};
+
+template<class T>
+requires std::is_enum_v<T>
+struct Wire<T> : Internal::FixedWire<4> {
+   static std::uint8_t* put( std::uint8_t* to, T v ) {
+      return Internal::putBig( to, static_cast<std::uint32_t>( v ) );
+   }
+   // A value that is no enumerator is kept: it is one to a newer peer.
+   static void read( NboAttrLog::In& in, T& v ) {
+      v = static_cast<T>( static_cast<std::underlying_type_t<T>>( in.get32() ) );
+   }
+   static void form( Varek::String& text ) { text.append( typeName<T> ); }
+};
+
+template<>
+struct Wire<Varek::Duration> : Internal::FixedWire<8> {
+   static std::uint8_t* put( std::uint8_t* to, Varek::Duration v ) {
+      return Internal::putBig( to, std::bit_cast<std::uint64_t>( v.count() ) );
+   }
+   static void read( NboAttrLog::In& in, Varek::Duration& v ) {
+      v = Varek::Duration( std::bit_cast<double>( in.get64() ) );
+   }
+   static void form( Varek::String& text ) { text += "Duration"; }
+};
+
+template<>
+struct Wire<Varek::String> {
+   static constexpr std::size_t least = 4;
+   static std::size_t size( Varek::String const& v ) { return 4 + v.size(); }
+   static std::uint8_t* put( std::uint8_t* to, Varek::String const& v ) {
+      to = Internal::putBig( to, static_cast<std::uint32_t>( v.size() ) );
+      return Internal::putOctets( to, v.data(), v.size() );
+   }
+   static void read( NboAttrLog::In& in, Varek::String& v ) {
+      std::uint32_t const length = in.get32();
+      v.assign( reinterpret_cast<char const*>( in.getOctets( length ) ), length );
+   }
+   static void form( Varek::String& text ) { text += "String"; }
+};
+
+template<>
+struct Wire<Varek::Bytes> {
+   static constexpr std::size_t least = 4;
+   static std::size_t size( Varek::Bytes const& v ) { return 4 + v.size(); }
+   static std::uint8_t* put( std::uint8_t* to, Varek::Bytes const& v ) {
+      to = Internal::putBig( to, static_cast<std::uint32_t>( v.size() ) );
+      return Internal::putOctets( to, v.data(), v.size() );
+   }
+   static void read( NboAttrLog::In& in, Varek::Bytes& v ) {
+      std::uint32_t const length = in.get32();
+      v = Varek::Bytes( in.getOctets( length ), length );
+   }
+   static void form( Varek::String& text ) { text += "Bytes"; }
+};
+
+template<>
+struct Wire<Lumo::EthAddr> : Internal::FixedWire<6> {
+   static std::uint8_t* put( std::uint8_t* to, Lumo::EthAddr const& v ) {
+      return Internal::putOctets( to, v.octets().data(), 6 );
+   }
+   static void read( NboAttrLog::In& in, Lumo::EthAddr& v ) {
+      Lumo::EthAddr::Octets octets;
+      std::memcpy( octets.data(), in.getOctets( 6 ), 6 );
+      v = Lumo::EthAddr( octets );
+   }
+   static void form( Varek::String& text ) { text += "EthAddr"; }
+};
+
+template<>
+struct Wire<Lumo::IntfId> : Internal::FixedWire<8> {
+   static std::uint8_t* put( std::uint8_t* to, Lumo::IntfId v ) {
+      return Internal::putBig( to, v.value() );
+   }
+   static void read( NboAttrLog::In& in, Lumo::IntfId& v ) {
+      v = Lumo::IntfId::fromValue( in.get64() );
+   }
+   static void form( Varek::String& text ) { text += "IntfId"; }
+};
+
+template<class T>
+requires std::same_as<T, Bridging::VlanId> || std::same_as<T, Bridging::VlanIdOrNone>
+struct Wire<T> : Internal::FixedWire<2> {
+   static std::uint8_t* put( std::uint8_t* to, T v ) { return Internal::putBig( to, v.value() ); }
+   static void read( NboAttrLog::In& in, T& v ) { v = T( in.get16() ); }
+   static void form( Varek::String& text ) { text += "VlanId"; }
+};
+
+template<>
+struct Wire<Lumo::IpGenPrefix> {
+   static constexpr std::size_t least = 6;
+   static std::size_t size( Lumo::IpGenPrefix const& v ) { return 2 + v.addressSize(); }
+   static std::uint8_t* put( std::uint8_t* to, Lumo::IpGenPrefix const& v ) {
+      *to++ = static_cast<std::uint8_t>( v.family() );
+      *to++ = static_cast<std::uint8_t>( v.length() );
+      return Internal::putOctets( to, v.octets().data(), v.addressSize() );
+   }
+   static void read( NboAttrLog::In& in, Lumo::IpGenPrefix& v ) {
+      auto const family = static_cast<Lumo::IpFamily>( in.get8() );
+      unsigned const length = in.get8();
+      if ( family != Lumo::IpFamily::ipv4 && family != Lumo::IpFamily::ipv6 ) [[unlikely]]
+         in.fail( "an address family is 4 or 6" );
+      std::size_t const octets = family == Lumo::IpFamily::ipv4 ? 4 : 16;
+      std::span<std::uint8_t const> const address( in.getOctets( octets ), octets );
+      if ( !Lumo::IpGenPrefix::isPrefix( family, address, length ) ) [[unlikely]]
+         in.fail( "a prefix has no bits beyond its length" );
+      v = Lumo::IpGenPrefix( family, address, length );
+   }
+   static void form( Varek::String& text ) { text += "IpGenPrefix"; }
+};
+
+template<class T>
+struct Wire<std::optional<T>> {
+   static constexpr std::size_t least = 1;
+   static std::size_t size( std::optional<T> const& v ) {
+      return 1 + ( v ? Wire<T>::size( *v ) : 0 );
+   }
+   static std::uint8_t* put( std::uint8_t* to, std::optional<T> const& v ) {
+      to = Wire<bool>::put( to, v.has_value() );
+      return v ? Wire<T>::put( to, *v ) : to;
+   }
+   static void read( NboAttrLog::In& in, std::optional<T>& v ) {
+      bool present;
+      Wire<bool>::read( in, present );
+      v.reset();
+      if ( present )
+         Wire<T>::read( in, v.emplace() );
+   }
+   static void form( Varek::String& text ) {
+      text += '?';
+      Wire<T>::form( text );
+   }
+};
+
+template<class T, class A>
+struct Wire<std::vector<T, A>> {
+   static constexpr std::size_t least = 4;
+   static std::size_t size( std::vector<T, A> const& v ) {
+      std::size_t total = 4;
+      for ( T const& one : v )
+         total += Wire<T>::size( one );
+      return total;
+   }
+   static std::uint8_t* put( std::uint8_t* to, std::vector<T, A> const& v ) {
+      to = Internal::putBig( to, static_cast<std::uint32_t>( v.size() ) );
+      for ( T const& one : v )
+         to = Wire<T>::put( to, one );
+      return to;
+   }
+   static void read( NboAttrLog::In& in, std::vector<T, A>& v ) {
+      std::uint32_t const count = in.getCount( Wire<T>::least );
+      v.clear();
+      // Beyond this the storage grows as the elements come, whatever the count promises.
+      v.reserve( std::min<std::uint32_t>( count, 1024 ) );
+      for ( std::uint32_t i = 0; i < count; ++i )
+         Wire<T>::read( in, v.emplace_back() );
+   }
+   static void form( Varek::String& text ) {
+      text += '*';
+      Wire<T>::form( text );
+   }
+};
+
+template<class T, std::size_t count>
+struct Wire<std::array<T, count>> {
+   static constexpr std::size_t least = count * Wire<T>::least;
+   static std::size_t size( std::array<T, count> const& v ) {
+      std::size_t total = 0;
+      for ( T const& one : v )
+         total += Wire<T>::size( one );
+      return total;
+   }
+   static std::uint8_t* put( std::uint8_t* to, std::array<T, count> const& v ) {
+      for ( T const& one : v )
+         to = Wire<T>::put( to, one );
+      return to;
+   }
+   static void read( NboAttrLog::In& in, std::array<T, count>& v ) {
+      for ( T& one : v )
+         Wire<T>::read( in, one );
+   }
+   static void form( Varek::String& text ) {
+      text += std::to_string( count ) + '*';
+      Wire<T>::form( text );
+   }
+};
+
+/// A set inside a value.
+template<class T, std::uint32_t salt>
+struct Wire<HashMap2018<T, MemberKeyFunktor<T>, salt>> {
+   using Set = HashMap2018<T, MemberKeyFunktor<T>, salt>;
+   static constexpr std::size_t least = 4;
+   static std::size_t size( Set const& v ) {
+      std::size_t total = 4;
+      for ( T const& one : v )
+         total += Wire<T>::size( one );
+      return total;
+   }
+   static std::uint8_t* put( std::uint8_t* to, Set const& v ) {
+      to = Internal::putBig( to, v.size() );
+      for ( T const& one : v )
+         to = Wire<T>::put( to, one );
+      return to;
+   }
+   static void read( NboAttrLog::In& in, Set& v ) {
+      v.memberDelAll();
+      for ( std::uint32_t count = in.getCount( Wire<T>::least ); count > 0; --count ) {
+         T member{};
+         Wire<T>::read( in, member );
+         if ( !v.findOrNewMemberG( member, member ).second ) [[unlikely]]
+            in.fail( "a member of a set occurs twice" );
+      }
+   }
+   static void form( Varek::String& text ) {
+      text += '#';
+      Wire<T>::form( text );
+   }
+};
+
+namespace NboAttrLog {
+
+/// A type with a form in the attribute log.
+template<class T>
+concept Logged = requires( T const& value, std::uint8_t* to ) {
+   { Wire<T>::size( value ) } -> std::convertible_to<std::size_t>;
+   { Wire<T>::put( to, value ) } -> std::same_as<std::uint8_t*>;
+};
+
+/// The exact number of bytes that \p value takes.
+template<Logged T>
+std::size_t attrLogSize( Version, T const& value ) {
+   return Wire<T>::size( value );
+}
+
+template<Logged T>
+Out& operator<<( Out& out, T const& value ) {
+   out.cursorIs( Wire<T>::put( out.cursor(), value ) );
+   return out;
+}
+
+/// The value that comes next.
+template<Logged T>
+T valueOf( In& in ) {
+   T value{};
+   Wire<T>::read( in, value );
+   return value;
+}
+
+} // namespace NboAttrLog
+
+} // namespace Qel

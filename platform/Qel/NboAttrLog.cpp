@@ -1,0 +1,135 @@
+#include "Qel/NboAttrLog.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace Qel::NboAttrLog {
+
+namespace {
+
+constexpr unsigned sameField = 0x10;
+constexpr unsigned sameEntity = 0x20;
+constexpr unsigned lengthShift = 6;
+constexpr std::size_t lengthBytes[] = { 0, 1, 2, 4 };
+
+constexpr unsigned lengthForm( std::size_t size ) {
+   return size == 0 ? 0 : size <= 0xFF ? 1 : size <= 0xFFFF ? 2 : 3;
+}
+
+/// Big-endian, in \p count bytes.
+std::uint8_t* putBig( std::uint8_t* to, std::uint32_t value, std::size_t count ) {
+   for ( std::size_t i = count; i-- > 0; value >>= 8 )
+      to[i] = static_cast<std::uint8_t>( value );
+   return to + count;
+}
+std::uint32_t getBig( std::uint8_t const* from, std::size_t count ) {
+   std::uint32_t value = 0;
+   for ( std::size_t i = 0; i < count; ++i )
+      value = value << 8 | from[i];
+   return value;
+}
+
+std::string where( std::string_view type, Varek::FieldId field, std::uint64_t offset,
+                   std::string_view fault ) {
+   std::string text( type.empty() ? "message" : type );
+   text += ", field " + std::to_string( field.value() ) + ", offset " + std::to_string( offset );
+   return text.append( ": " ).append( fault );
+}
+
+} // namespace
+
+AttrLogError::AttrLogError( std::string_view type, Varek::FieldId field, std::uint64_t offset,
+                            std::string_view fault )
+   : Failure( where( type, field, offset, fault ) ), type_( type ), field_( field ),
+     offset_( offset ) {}
+AttrLogError::~AttrLogError() = default;
+
+AttrLogLengthError::AttrLogLengthError( std::string_view type, Varek::FieldId field,
+                                        std::uint64_t offset )
+   : std::length_error( "vector::reserve" ), type_( type ), field_( field ), offset_( offset ) {}
+AttrLogLengthError::~AttrLogLengthError() = default;
+
+std::size_t FrameHeads::readInFull( std::span<std::uint8_t const> bytes, FrameHead& head ) {
+   if ( bytes.empty() )
+      return 0;
+   unsigned const first = bytes[0];
+   std::size_t const entityBytes = first & sameEntity ? 0 : 4;
+   std::size_t const fieldBytes = first & sameField ? 0 : 2;
+   std::size_t const sizeBytes = lengthBytes[first >> lengthShift];
+   std::size_t const whole = 1 + entityBytes + fieldBytes + sizeBytes;
+   if ( bytes.size() < whole )
+      return 0;
+   std::uint8_t const* at = bytes.data() + 1;
+   if ( entityBytes )
+      entity_ = getBig( at, entityBytes );
+   at += entityBytes;
+   if ( fieldBytes )
+      field_ = static_cast<std::uint16_t>( getBig( at, fieldBytes ) );
+   at += fieldBytes;
+   head = { static_cast<FrameKind>( first & 0x0F ), entity_, field_, getBig( at, sizeBytes ) };
+   return whole;
+}
+
+bool Out::reserveInFull( FrameKind kind, std::uint32_t entity, Varek::FieldId field,
+                         std::size_t size ) {
+   VAREK_ASSERT( size <= std::numeric_limits<std::uint32_t>::max() );
+   std::size_t const whole = largestHead + size;
+   std::uint8_t* to = free_;
+   if ( whole > static_cast<std::size_t>( freeEnd_ - free_ ) || !to ) [[unlikely]] {
+      to = room( whole );
+      if ( !to )
+         return false;
+   }
+   unsigned const form = lengthForm( size );
+   bool const namesEntity = entity != entity_;
+   bool const namesField = namesEntity || field != field_;
+   std::uint8_t* at = to + 1;
+   *to = static_cast<std::uint8_t>( static_cast<unsigned>( kind ) | form << lengthShift |
+                                    ( namesEntity ? 0 : sameEntity ) |
+                                    ( namesField ? 0 : sameField ) );
+   if ( namesEntity )
+      at = putBig( at, entity, 4 );
+   if ( namesField )
+      at = putBig( at, field.value(), 2 );
+   at = putBig( at, static_cast<std::uint32_t>( size ), lengthBytes[form] );
+   entity_ = entity;
+   field_ = field;
+   at_ = at;
+   end_ = at + size;
+   free_ = end_;
+   return true;
+}
+
+OutBuffer::OutBuffer() = default;
+OutBuffer::~OutBuffer() = default;
+
+std::span<std::uint8_t const> OutBuffer::bytes() const {
+   return { storage_.data(), static_cast<std::size_t>( free_ - storage_.data() ) };
+}
+
+void OutBuffer::clear() {
+   free_ = storage_.data();
+   forgetLast();
+}
+
+std::uint8_t* OutBuffer::room( std::size_t size ) {
+   auto const used = static_cast<std::size_t>( free_ - storage_.data() );
+   storage_.resize( std::max( storage_.size() * 2, used + size ) );
+   free_ = storage_.data() + used;
+   freeEnd_ = storage_.data() + storage_.size();
+   return free_;
+}
+
+void In::fail( std::string_view fault ) const {
+   throw AttrLogError( type_, field_, offset(), fault );
+}
+void In::failShort( std::size_t wanted ) const {
+   fail( "the message ends here; " + std::to_string( wanted ) + " bytes were to come, " +
+         std::to_string( left() ) + " are left" );
+}
+void In::failLong() const {
+   fail( "the message should end here; " + std::to_string( left() ) + " bytes are left" );
+}
+void In::failCount() const { throw AttrLogLengthError( type_, field_, offset() ); }
+
+} // namespace Qel::NboAttrLog

@@ -1,0 +1,296 @@
+#pragma once
+
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <span>
+#include <stdexcept>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "Varek/Export.h"
+#include "Varek/Failures.h"
+#include "Varek/FieldId.h"
+#include "Varek/String.h"
+
+/// The network-byte-order attribute log: the form in which state travels between processes and is
+/// kept in files. Here are its frames, its writer and its reader; docs/attribute-log.md gives every
+/// byte. What a value looks like is in framework/WireForms.h, what a type does with its messages in
+/// framework/AttrLog.h.
+///
+/// A writer asks for room for a message of exactly known size, fills it and commits it: nothing is
+/// copied afterwards. A reader trusts nothing: each length is held against the bytes that are there
+/// before anything is allocated.
+namespace Qel::NboAttrLog {
+
+/// The version of the forms. There is one so far.
+struct Version {
+   std::uint16_t number = 1;
+};
+inline constexpr Version currentVersion{};
+
+/// What a frame is. The numbers are on the wire.
+enum class FrameKind : std::uint8_t {
+   attribute = 0,        ///< A value, an element, or under the negative of an id a removed key.
+   transactionBegin = 1, ///< The elements of a collection follow, all of them.
+   transactionEnd = 2,   ///< That was the last of them.
+   announce = 3,         ///< A child entity and its constructor parameters.
+   root = 4,             ///< A named root entity and its constructor parameters.
+   rootGone = 5,         ///< A root is no longer published.
+   synced = 6,           ///< What was there when the stream began has been sent.
+   keepAlive = 7,        ///< Nothing happened.
+   hello = 8,            ///< Version and description, the first frame each way.
+   refused = 9,          ///< Why the stream ends.
+};
+
+/// The head of a frame, read or to be written:
+///
+///     byte 0   bits 0 to 3  kind
+///              bit 4        same field as in the frame before: no field follows
+///              bit 5        same entity as in the frame before: no entity follows
+///              bits 6, 7    bytes of the length: 0 (no payload), 1, 2 or 4
+///     4 bytes  entity, unless bit 5
+///     2 bytes  field, unless bit 4
+///     length of the payload
+struct FrameHead {
+   FrameKind kind = FrameKind::attribute;
+   std::uint32_t entity = 0;
+   Varek::FieldId field;
+   std::uint32_t size = 0; ///< Of the payload.
+};
+inline constexpr std::size_t largestHead = 11;
+
+/// Reads frame heads one after another: each may refer to the one before.
+class VAREK_EXPORT FrameHeads {
+public:
+   /// Reads a head at the start of \p bytes into \p head and returns how many bytes it took, or 0
+   /// if they do not suffice.
+   std::size_t read( std::span<std::uint8_t const> bytes, FrameHead& head ) {
+      // Most frames of a full sync have the head of two bytes.
+      if ( bytes.size() >= 2 && ( bytes[0] & 0xF0 ) == 0x70 ) [[likely]] {
+         head = { static_cast<FrameKind>( bytes[0] & 0x0F ), entity_, field_, bytes[1] };
+         return 2;
+      }
+      return readInFull( bytes, head );
+   }
+
+private:
+   std::size_t readInFull( std::span<std::uint8_t const> bytes, FrameHead& head );
+
+   std::uint32_t entity_ = 0;
+   Varek::FieldId field_;
+};
+
+/// A message that is not what it should be: too short or too long for its field, or with a value
+/// that the type does not allow. Says entity type, field, and the offset of the fault in the
+/// stream.
+class VAREK_EXPORT AttrLogError : public Varek::Failure {
+public:
+   AttrLogError( std::string_view type, Varek::FieldId, std::uint64_t offset,
+                 std::string_view fault );
+   ~AttrLogError() override;
+   std::string const& type() const { return type_; }
+   Varek::FieldId field() const { return field_; }
+   std::uint64_t offset() const { return offset_; }
+
+private:
+   std::string type_;
+   Varek::FieldId field_;
+   std::uint64_t offset_;
+};
+
+/// A count of elements that the rest of the message cannot hold; what() is "vector::reserve".
+class VAREK_EXPORT AttrLogLengthError : public std::length_error {
+public:
+   AttrLogLengthError( std::string_view type, Varek::FieldId, std::uint64_t offset );
+   ~AttrLogLengthError() override;
+   std::string const& type() const { return type_; }
+   Varek::FieldId field() const { return field_; }
+   std::uint64_t offset() const { return offset_; }
+
+private:
+   std::string type_;
+   Varek::FieldId field_;
+   std::uint64_t offset_;
+};
+
+namespace Internal {
+
+template<class U>
+constexpr U networkOrder( U value ) {
+   if constexpr ( std::endian::native == std::endian::big || sizeof( U ) == 1 )
+      return value;
+   else if constexpr ( sizeof( U ) == 2 )
+      return static_cast<U>( __builtin_bswap16( value ) );
+   else if constexpr ( sizeof( U ) == 4 )
+      return __builtin_bswap32( value );
+   else
+      return __builtin_bswap64( value );
+}
+
+} // namespace Internal
+
+/// Writes messages. Where their bytes go, and whether there is room, is its derived classes'.
+class VAREK_EXPORT Out {
+public:
+   Out( Out const& ) = delete;
+   Out& operator=( Out const& ) = delete;
+
+   /// Reserves room for a frame with \p size bytes of payload and writes its head. False, with
+   /// nothing done, when it cannot go out now: the stream is flow-controlled.
+   bool outSmReserveMessage( FrameKind kind, std::uint32_t entity, Varek::FieldId field,
+                             std::size_t size ) {
+      // In a run of elements the head has two bytes.
+      if ( entity == entity_ && field == field_ && size - 1 < 0xFF &&
+           size + largestHead <= static_cast<std::size_t>( freeEnd_ - free_ ) ) [[likely]] {
+         free_[0] = static_cast<std::uint8_t>( static_cast<unsigned>( kind ) | 0x70 );
+         free_[1] = static_cast<std::uint8_t>( size );
+         at_ = free_ + 2;
+         free_ = end_ = at_ + size;
+         return true;
+      }
+      return reserveInFull( kind, entity, field, size );
+   }
+   /// Where the next byte of the payload goes; the bytes up to the reserved size may be written
+   /// through it, and cursorIs() says how far that went.
+   std::uint8_t* cursor() const { return at_; }
+   void cursorIs( std::uint8_t* cursor ) {
+      VAREK_ASSERT( cursor <= end_ );
+      at_ = cursor;
+   }
+   /// Ends the frame; its payload must have just the size that was reserved.
+   void outSmCommitMessage() { outSmCommitMessage( at_ ); }
+   void outSmCommitMessage( std::uint8_t* cursor ) {
+      VAREK_ASSERT( cursor == end_ );
+      at_ = cursor;
+      ++messages_;
+   }
+
+   void put8( std::uint8_t value ) { put( value ); }
+   void put16( std::uint16_t value ) { put( value ); }
+   void put32( std::uint32_t value ) { put( value ); }
+   void put64( std::uint64_t value ) { put( value ); }
+   void putOctets( void const* octets, std::size_t size ) {
+      std::uint8_t* const to = take( size );
+      if ( size != 0 )
+         std::memcpy( to, octets, size );
+   }
+
+   /// Frames that were committed.
+   std::uint64_t messages() const { return messages_; }
+
+protected:
+   Out() = default;
+   virtual ~Out() = default;
+
+   /// Makes room for \p size contiguous bytes and says where; null if they cannot go out now.
+   virtual std::uint8_t* room( std::size_t size ) = 0;
+   /// The next frame names its entity and its field in full.
+   void forgetLast() { entity_ = noEntity; }
+
+   // What is left of the storage under way; room() may replace it.
+   std::uint8_t* free_ = nullptr;
+   std::uint8_t* freeEnd_ = nullptr;
+
+private:
+   bool reserveInFull( FrameKind kind, std::uint32_t entity, Varek::FieldId field,
+                       std::size_t size );
+
+   static constexpr std::uint64_t noEntity = ~std::uint64_t{ 0 };
+
+   std::uint8_t* take( std::size_t size ) {
+      VAREK_ASSERT( size <= static_cast<std::size_t>( end_ - at_ ) );
+      return std::exchange( at_, at_ + size );
+   }
+   template<class U>
+   void put( U value ) {
+      value = Internal::networkOrder( value );
+      std::memcpy( take( sizeof value ), &value, sizeof value );
+   }
+
+   std::uint8_t* at_ = nullptr;
+   std::uint8_t* end_ = nullptr;
+   std::uint64_t messages_ = 0;
+   std::uint64_t entity_ = noEntity;
+   Varek::FieldId field_;
+};
+
+/// An Out into memory that grows as needed.
+class VAREK_EXPORT OutBuffer final : public Out {
+public:
+   OutBuffer();
+   ~OutBuffer() override;
+   std::span<std::uint8_t const> bytes() const;
+   void clear();
+
+private:
+   std::uint8_t* room( std::size_t size ) override;
+   std::vector<std::uint8_t> storage_;
+};
+
+/// Reads the payload of one message.
+class VAREK_EXPORT In {
+public:
+   /// \p offset is that of the payload in the stream, for errors.
+   explicit In( std::span<std::uint8_t const> payload, std::uint64_t offset = 0 )
+      : begin_( payload.data() ), at_( payload.data() ), end_( payload.data() + payload.size() ),
+        offset_( offset ) {}
+
+   /// Whose message it is, for errors. \p type must outlive the reader.
+   void contextIs( std::string_view type, Varek::FieldId field ) {
+      type_ = type;
+      field_ = field;
+   }
+
+   std::uint8_t get8() { return get<std::uint8_t>(); }
+   std::uint16_t get16() { return get<std::uint16_t>(); }
+   std::uint32_t get32() { return get<std::uint32_t>(); }
+   std::uint64_t get64() { return get<std::uint64_t>(); }
+   std::uint8_t const* getOctets( std::size_t size ) {
+      if ( size > left() ) [[unlikely]]
+         failShort( size );
+      return std::exchange( at_, at_ + size );
+   }
+   /// A 32-bit count of elements of at least \p least bytes each. Throws AttrLogLengthError if what
+   /// is left cannot hold so many.
+   std::uint32_t getCount( std::size_t least ) {
+      std::uint32_t const count = get32();
+      if ( count > left() / least ) [[unlikely]]
+         failCount();
+      return count;
+   }
+
+   std::size_t left() const { return static_cast<std::size_t>( end_ - at_ ); }
+   std::uint64_t offset() const { return offset_ + static_cast<std::uint64_t>( at_ - begin_ ); }
+
+   /// Throws unless everything has been read.
+   void expectEnd() const {
+      if ( at_ != end_ ) [[unlikely]]
+         failLong();
+   }
+   /// Throws AttrLogError with what is wrong with what was just read.
+   [[noreturn]] void fail( std::string_view fault ) const;
+
+private:
+   [[noreturn]] void failShort( std::size_t wanted ) const;
+   [[noreturn]] void failLong() const;
+   [[noreturn]] void failCount() const;
+
+   template<class U>
+   U get() {
+      U value;
+      std::memcpy( &value, getOctets( sizeof value ), sizeof value );
+      return Internal::networkOrder( value );
+   }
+
+   std::uint8_t const* begin_;
+   std::uint8_t const* at_;
+   std::uint8_t const* end_;
+   std::uint64_t offset_;
+   std::string_view type_;
+   Varek::FieldId field_;
+};
+
+} // namespace Qel::NboAttrLog
