@@ -1,0 +1,64 @@
+#include "Dot1xV2/AuthNStatus.h"
+
+#include "framework/Module.h"
+
+namespace Dot1xV2 {
+
+QEL_MODULE( "AuthNStatus", authNStatusModule, AuthNZPhase, AuthNZPhaseType, AuthNPhaseStatus,
+            AuthNSupplicantStatus, AuthNStatus );
+
+namespace {
+
+AuthNZPhaseType const phase1( AuthNZPhaseEnum::authNZPhase1 );
+AuthNZPhaseType const phase2( AuthNZPhaseEnum::authNZPhase2 );
+
+bool succeeded( Varek::Ptr<AuthNPhaseStatus> const& status ) {
+   return status && status->stage() == AuthNPhaseStage::phaseSuccess;
+}
+
+// One that timed out still counts.
+bool active( Varek::Ptr<AuthNPhaseStatus> const& status ) {
+   return status && status->stage() != AuthNPhaseStage::phaseNotStarted &&
+          status->stage() != AuthNPhaseStage::phaseFail;
+}
+
+} // namespace
+
+AuthNMethod AuthNSupplicantStatus::successfulAuthNMethod() const {
+   for ( AuthNZPhaseType const& phase : { phase2, phase1 } )
+      if ( auto const status = phaseStatus( phase ); succeeded( status ) )
+         return status->authNMethod();
+   return AuthNMethod::invalidAuthNMethod;
+}
+
+AuthNMethod AuthNSupplicantStatus::currentAuthNMethod() const {
+   switch ( AuthNZPhaseEnum const phase = authPhase().value() ) {
+   case AuthNZPhaseEnum::authNZPhase1:
+   case AuthNZPhaseEnum::authNZPhase2: {
+      auto const current = phaseStatus( AuthNZPhaseType( phase ) );
+      VAREK_ASSERT( current );
+      return current->authNMethod();
+   }
+   case AuthNZPhaseEnum::authNZCompleted:
+      return successfulAuthNMethod();
+   default:
+      return AuthNMethod::invalidAuthNMethod;
+   }
+}
+
+AuthNZPhaseType AuthNSupplicantStatus::activePhaseType() const {
+   for ( AuthNZPhaseType const& phase : { phase2, phase1 } )
+      if ( active( phaseStatus( phase ) ) )
+         return phase;
+   return AuthNZPhaseType( AuthNZPhaseEnum::authNZInit );
+}
+
+Varek::Ptr<AuthNSupplicantStatus> authNSupplicantStatusFactory( Lumo::EthAddr const& mac ) {
+   return AuthNSupplicantStatus::AuthNSupplicantStatusIs( mac );
+}
+
+Varek::Ptr<AuthNStatus> authNStatusFactory( Varek::String const& name ) {
+   return AuthNStatus::AuthNStatusIs( name );
+}
+
+} // namespace Dot1xV2

@@ -1,0 +1,112 @@
+#pragma once
+
+#include "Bridging/VlanId.h"
+#include "Dot1xV2/AaaHelperLedraTypes.h"
+#include "Dot1xV2/AuthNZLedraTypes.h"
+#include "Dot1xV2/Dot1xV2.h"
+#include "Lumo/EthAddr.h"
+#include "Lumo/IntfId.h"
+#include "framework/Declare.h"
+
+/// The authentication status that the agent publishes: one record for each supplicant, with one for
+/// each phase of its authentication.
+namespace Dot1xV2 {
+
+extern VAREK_EXPORT Varek::ModuleInspectData const authNStatusModule;
+
+/// Where a supplicant stands in the whole sequence.
+class VAREK_EXPORT AuthNZPhase final : public Qel::ValueOf<AuthNZPhase> {
+   QEL_VALUE( AuthNZPhase, authNStatusModule, 0 )
+
+   QEL_PLAIN( 2, AuthNZPhaseEnum, value, AuthNZPhaseEnum::authNZNotStarted )
+};
+
+/// A phase that can have a record: one of authNZInit, authNZPhase1 and authNZPhase2. Another value
+/// is a Varek::RangeError, except from the attribute log: there a peer's word is taken.
+class VAREK_EXPORT AuthNZPhaseType final : public Qel::ValueOf<AuthNZPhaseType> {
+   QEL_VALUE( AuthNZPhaseType, authNStatusModule, 1 )
+
+   QEL_RANGED( 2, AuthNZPhaseEnum, value, 3, AuthNZPhaseEnum::authNZInit, 4,
+               AuthNZPhaseEnum::authNZPhase2 )
+
+   explicit AuthNZPhaseType( AuthNZPhaseEnum phase ) : value_( phase ) { qelRangeCheck( phase ); }
+
+   std::uint32_t hash( std::uint32_t seed ) const { return Qel::hashSingleAttr( value_, seed ); }
+};
+
+/// One phase of one supplicant: how far it is, by which method, and what the AAA server answered.
+class VAREK_EXPORT AuthNPhaseStatus final : public Qel::EntityOf<AuthNPhaseStatus> {
+   QEL_ENTITY( AuthNPhaseStatus, authNStatusModule, 2 )
+
+   /// Which phase it is.
+   QEL_PARAMETER( 258, AuthNZPhaseType, phase )
+   /// What stage the phase has reached.
+   QEL_PLAIN( 259, AuthNPhaseStage, stage, AuthNPhaseStage::phaseNotStarted )
+   /// The method of the phase.
+   QEL_PLAIN( 260, AuthNMethod, authNMethod, AuthNMethod::noneAuth )
+   /// The answer of the last exchange with the AAA server; one of another kind replaces it.
+   QEL_CHILD( 261, AaaResponse, aaaResponse )
+   /// Why it was ended.
+   QEL_PLAIN( 262, AcctTermCause, terminateCause, AcctTermCause::causeNotSet )
+};
+
+/// One supplicant: where it stands, and what the AAA server said about it.
+class VAREK_EXPORT AuthNSupplicantStatus final : public Qel::EntityOf<AuthNSupplicantStatus> {
+   QEL_ENTITY( AuthNSupplicantStatus, authNStatusModule, 3 )
+
+   /// Its MAC address.
+   QEL_PARAMETER( 258, Lumo::EthAddr, mac )
+   /// The interface that it is on.
+   QEL_PLAIN( 259, Lumo::IntfId, intfId )
+   /// Where it stands in the sequence of phases.
+   QEL_PLAIN( 260, AuthNZPhase, authPhase )
+   /// The phases that have begun.
+   QEL_CHILDREN( 261, AuthNPhaseStatus, phaseStatus, 0x3D444C63 )
+   /// Whether an EAPOL authentication is under way.
+   QEL_PLAIN( 262, bool, inEapolAuth, false )
+   /// Its egress VLANs, as received (RFC 4675).
+   QEL_PLAIN( 263, EgressVlanAttributes, egressVlanAttrs )
+   /// Who it is (User-Name, RFC 2865 5.1).
+   QEL_PLAIN( 264, Varek::String, identity )
+   /// What accounting is to say of it (Class, RFC 2865 5.25).
+   QEL_PLAIN( 265, Varek::Bytes, classAttr )
+   /// When it last succeeded, in seconds.
+   QEL_PLAIN( 266, Varek::Duration, lastAuthSuccessTime, 0.0 )
+   /// Service-Type (RFC 2865 5.6); all ones while none has been received.
+   QEL_PLAIN( 267, std::uint32_t, serviceType, 0xFFFFFFFF )
+   /// The VLAN that it is assigned to; 0 for none.
+   QEL_PLAIN( 268, std::uint32_t, vlanId, 0 )
+   /// Whether its frames are tagged.
+   QEL_PLAIN( 269, bool, isTagged, false )
+   /// The VLAN tag of its frames.
+   QEL_PLAIN( 270, Bridging::VlanIdOrNone, vTag )
+   /// The frame that started its authentication.
+   QEL_PLAIN( 271, AuthNEventType, triggerEvent, AuthNEventType::eapolPktRx )
+
+   /// The method of the last phase that succeeded; invalidAuthNMethod if none did.
+   QEL_DERIVED( 272, AuthNMethod, successfulAuthNMethod )
+   AuthNMethod successfulAuthNMethod() const;
+   /// The method of the phase that it is in; of a completed one, the successful method. That the
+   /// phase has a record is the caller's affair: without one the process ends.
+   QEL_DERIVED( 273, AuthNMethod, currentAuthNMethod )
+   AuthNMethod currentAuthNMethod() const;
+   /// The last phase that has begun and has not failed; authNZInit if there is none.
+   QEL_DERIVED( 274, AuthNZPhaseType, activePhaseType )
+   AuthNZPhaseType activePhaseType() const;
+};
+
+/// The root: the supplicants by MAC address.
+class VAREK_EXPORT AuthNStatus final : public Qel::EntityOf<AuthNStatus> {
+   QEL_ENTITY( AuthNStatus, authNStatusModule, 4 )
+   QEL_NAME
+
+   QEL_CHILDREN( 258, AuthNSupplicantStatus, supplicant, 0x6C578B85 )
+};
+
+/// A new, parentless supplicant record.
+VAREK_EXPORT Varek::Ptr<AuthNSupplicantStatus>
+authNSupplicantStatusFactory( Lumo::EthAddr const& mac );
+/// A new root, without supplicants.
+VAREK_EXPORT Varek::Ptr<AuthNStatus> authNStatusFactory( Varek::String const& name );
+
+} // namespace Dot1xV2

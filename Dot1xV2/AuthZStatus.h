@@ -1,0 +1,118 @@
+#pragma once
+
+#include "Bridging/VlanId.h"
+#include "Dot1xV2/AuthNZLedraTypes.h"
+#include "Dot1xV2/Dot1xV2.h"
+#include "Lumo/EthAddr.h"
+#include "Lumo/IntfId.h"
+#include "framework/Declare.h"
+
+/// The authorization status that the agent publishes: what each port and each supplicant on it is
+/// allowed, what of that is in force, and the MAC addresses that are blocked.
+namespace Dot1xV2 {
+
+extern VAREK_EXPORT Varek::ModuleInspectData const authZStatusModule;
+
+/// What is in force for a supplicant or for a port.
+class VAREK_EXPORT OperationalAuthZAttrs final : public Qel::EntityOf<OperationalAuthZAttrs> {
+   QEL_ENTITY( OperationalAuthZAttrs, authZStatusModule, 0 )
+
+   /// Egress VLAN membership.
+   QEL_PLAIN( 258, EgressVlanAttributes, egressVlan )
+   /// The VLAN.
+   QEL_PLAIN( 259, Bridging::VlanIdOrNone, vlanId )
+   /// Whether the supplicant is identified anew from time to time.
+   QEL_PLAIN( 260, bool, periodicIdentity, false )
+};
+
+/// One authorized supplicant.
+class VAREK_EXPORT Dot1xSuppAttr final : public Qel::EntityOf<Dot1xSuppAttr> {
+   QEL_ENTITY( Dot1xSuppAttr, authZStatusModule, 1 )
+
+   /// Its MAC address.
+   QEL_PARAMETER( 258, Lumo::EthAddr, mac )
+   /// What the AAA server allowed it.
+   QEL_PLAIN( 259, AuthZAttrs, attr )
+   /// What of that is in force.
+   QEL_OWN_CHILD( 260, OperationalAuthZAttrs, operationalAttr )
+   /// The fallback that placed it, if any.
+   QEL_PLAIN( 261, Fallback, fallback, Fallback::fallbackNone )
+   /// A counter of the agent's.
+   QEL_PLAIN( 262, std::uint32_t, authorizedCount, 0 )
+};
+
+/// What is applied to a port as a whole.
+class VAREK_EXPORT Dot1xPortAppliedAttr final : public Qel::EntityOf<Dot1xPortAppliedAttr> {
+   QEL_ENTITY( Dot1xPortAppliedAttr, authZStatusModule, 2 )
+
+   /// The interface; the agent's to set.
+   QEL_PLAIN( 258, Lumo::IntfId, intfId )
+   /// What is in force.
+   QEL_OWN_CHILD( 259, OperationalAuthZAttrs, operationalAttr )
+};
+
+/// One port.
+class VAREK_EXPORT AuthZPortStatus final : public Qel::EntityOf<AuthZPortStatus> {
+   QEL_ENTITY( AuthZPortStatus, authZStatusModule, 3 )
+
+   /// The interface.
+   QEL_PARAMETER( 258, Lumo::IntfId, intfId )
+   /// What it lets through.
+   QEL_PLAIN( 259, PortAuthState, portAuthState, PortAuthState::blocked )
+   /// Whether it is authorized. The agent's to set, as is portAuthState.
+   QEL_PLAIN( 260, bool, authorized, false )
+   /// The supplicants that are authorized on it.
+   QEL_CHILDREN( 261, Dot1xSuppAttr, authorizedMacs, 0x38342E72 )
+   /// What is applied to it as a whole.
+   QEL_OWN_CHILD( 262, Dot1xPortAppliedAttr, operationalPortAttrs )
+   /// Whether it is a switched port.
+   QEL_PLAIN( 263, bool, switchPort, false )
+};
+
+/// One MAC address that is blocked.
+class VAREK_EXPORT BlockedMacEntry final : public Qel::EntityOf<BlockedMacEntry> {
+   QEL_ENTITY( BlockedMacEntry, authZStatusModule, 5 )
+
+   QEL_PARAMETER( 258, Lumo::EthAddr, mac )
+   /// The interfaces on which it is blocked, each with the VLAN concerned.
+   QEL_MAP( 259, Lumo::IntfId, Bridging::VlanIdOrNone, intfVlan, 0x68A997C2 )
+};
+
+/// The blocked MAC addresses of the whole switch.
+class VAREK_EXPORT BlockedMacTable final : public Qel::EntityOf<BlockedMacTable> {
+   QEL_ENTITY( BlockedMacTable, authZStatusModule, 6 )
+
+   QEL_CHILDREN( 258, BlockedMacEntry, blockedMacEntry, 0x6F8609AD )
+};
+
+/// A supplicant on a port.
+struct SupplicantPlace {
+   Lumo::IntfId intfId;
+   Lumo::EthAddr mac;
+   friend bool operator==( SupplicantPlace const&, SupplicantPlace const& ) = default;
+};
+
+/// The root: the ports by interface, and the blocked MAC addresses.
+class VAREK_EXPORT AuthZStatus final : public Qel::EntityOf<AuthZStatus> {
+   QEL_ENTITY( AuthZStatus, authZStatusModule, 4 )
+   QEL_NAME
+
+   QEL_CHILDREN( 258, AuthZPortStatus, authZPortStatus, 0xF2F44867 )
+   /// The record of a supplicant; null if the port is not known or the supplicant not authorized
+   /// on it.
+   QEL_DERIVED_BY( 259, Varek::Ptr<Dot1xSuppAttr>, getSupplicantAuthZAttrs, SupplicantPlace )
+   Varek::Ptr<Dot1xSuppAttr> getSupplicantAuthZAttrs( Lumo::IntfId intfId,
+                                                      Lumo::EthAddr const& mac ) const;
+   Varek::Ptr<Dot1xSuppAttr> getSupplicantAuthZAttrs( SupplicantPlace const& place ) const {
+      return getSupplicantAuthZAttrs( place.intfId, place.mac );
+   }
+   QEL_OWN_CHILD( 260, BlockedMacTable, blockedMacTable )
+};
+
+/// New, parentless entities.
+VAREK_EXPORT Varek::Ptr<AuthZPortStatus> authZPortStatusFactory( Lumo::IntfId intfId );
+VAREK_EXPORT Varek::Ptr<AuthZStatus> authZStatusFactory( Varek::String const& name );
+VAREK_EXPORT Varek::Ptr<BlockedMacEntry> blockedMacEntryFactory( Lumo::EthAddr const& mac );
+VAREK_EXPORT Varek::Ptr<BlockedMacTable> blockedMacTableFactory();
+
+} // namespace Dot1xV2
