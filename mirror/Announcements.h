@@ -1,0 +1,125 @@
+#pragma once
+
+#include <bit>
+#include <cstdint>
+#include <memory>
+#include <unordered_map>
+#include <vector>
+
+#include "Qel/Entity.h"
+#include "Qel/HashMap2018.h"
+#include "Varek/Export.h"
+#include "framework/Records.h"
+#include "mirror/Description.h"
+#include "mirror/OutQueue.h"
+
+/// Which entities a leader has made known to whom. There is an entry for an entity only while it is
+/// known to some connection, so entities that nobody follows cost nothing. Handles count up and are
+/// never used twice, so a message cannot reach another entity than was meant.
+namespace Mirror {
+
+/// A set of connections; each has one bit. Bounds the followers of a leader.
+using Connections = std::uint64_t;
+inline constexpr unsigned maxConnections = 64;
+
+/// Calls \p f with the number of each bit.
+template<class F>
+void forEachBit( Connections set, F f ) {
+   for ( ; set != 0; set &= set - 1 )
+      f( static_cast<unsigned>( std::countr_zero( set ) ) );
+}
+
+/// What a leader needs to know of a type.
+struct TypeNumber {
+   Qel::TypeRecord const* record;
+   std::uint16_t number; ///< On the wire: the position in the leader's description.
+   /// Attributes that hold child entities, by position.
+   std::uint64_t holdsChildren = 0;
+
+   /// Quick: most changes are of attributes that hold none.
+   bool mayHoldChild( Varek::FieldId id ) const {
+      unsigned const at = unsigned{ id.value() } - Varek::firstEntityFieldId.value();
+      return at >= 64 ? holdsChildren != 0 : ( holdsChildren >> at & 1 ) != 0;
+   }
+};
+
+struct Announced {
+   /// Held, so that its address means nothing else while there is an entry.
+   Varek::Ptr<Qel::Entity> entity;
+   TypeNumber const* type;
+   Connections to = 0;
+   std::uint32_t handle = 0;
+   std::uint32_t parent = 0;   ///< Its handle; 0 for a root.
+   std::uint32_t children = 0; ///< How many entries name it as their parent.
+};
+
+class VAREK_EXPORT Announcements {
+public:
+   Announcements();
+   ~Announcements();
+
+   Announced* find( Qel::Entity const& entity ) { return map_.lookupNodeG( keyOf( entity ) ); }
+   /// \p parent is null for a root. Null when there is no handle or no type number left for it:
+   /// then needsRestart().
+   Announced* findOrNew( Qel::Entity&, Qel::Entity const* parent );
+   /// The entries of \p entity, which was below \p parent, and of all below it end; \p f is called
+   /// with each.
+   template<class F>
+   void forget( Qel::Entity& entity, Qel::Entity const* parent, F f ) {
+      for ( Announced const& one : take( entity, parent ) )
+         f( one );
+   }
+   void connectionGone( Connections bit );
+   /// What is below \p entity is as if it had not been said to \p connections; calls \p f with each
+   /// handle.
+   template<class F>
+   void unsayBelow( Qel::Entity& entity, Connections connections, F f ) {
+      for ( std::uint32_t const handle : unsay( entity, connections ) )
+         f( handle );
+   }
+
+   /// Whether all connections have to end, since numbers have run out or a type has come that they
+   /// were not told of.
+   bool needsRestart() const { return needsRestart_; }
+   void restart();
+   /// Takes in what modules there are now; only while there are no connections.
+   void describe();
+
+   Description const& description() const { return description_; }
+   std::uint32_t size() const { return map_.size(); }
+   void nextHandleIs( std::uint32_t handle ) { nextHandle_ = handle; }
+
+private:
+   struct KeyOf {
+      using Key = std::uintptr_t;
+      Key operator()( Announced const& one ) const { return keyOf( *one.entity ); }
+   };
+   static std::uintptr_t keyOf( Qel::Entity const& entity ) {
+      return reinterpret_cast<std::uintptr_t>( &entity );
+   }
+   std::vector<std::uint32_t> unsay( Qel::Entity&, Connections );
+   std::vector<Announced> take( Qel::Entity&, Qel::Entity const* parent );
+   void takeDetached( std::vector<Announced>& taken );
+   TypeNumber const* typeNumber( Qel::TypeRecord const& ) const;
+
+   Qel::HashMap2018<Announced, KeyOf, 0x8B5F1D37> map_;
+   std::uint32_t nextHandle_ = 1; // 0: none left
+   bool needsRestart_ = false;
+   Description description_;
+   std::unordered_map<Qel::TypeRecord const*, TypeNumber> types_;
+   mutable TypeNumber const* lastType_ = nullptr;
+};
+
+/// Where a child is; all zero for a root.
+struct Parent {
+   std::uint32_t handle = 0;
+   Varek::FieldId field;
+   Qel::Entity const* entity = nullptr;
+};
+
+/// Writes the frame that makes \p child known, as the root named \p rootName if that is not null.
+/// False if it cannot go out.
+bool writeAnnouncement( ChunkOut&, Parent const&, Announced const& child,
+                        Varek::String const* rootName );
+
+} // namespace Mirror

@@ -1,0 +1,298 @@
+#include "mirror/Endpoint.h"
+
+#include <algorithm>
+#include <bit>
+#include <cerrno>
+#include <cstring>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace Mirror {
+
+namespace {
+
+using Qel::NboAttrLog::FrameKind;
+using Qel::NboAttrLog::In;
+
+constexpr Varek::FieldId noField{};
+
+Varek::String errorText( int error ) { return std::generic_category().message( error ); }
+
+Varek::String secondsText( Clock::duration d ) {
+   Varek::String text =
+      std::to_string( std::chrono::duration_cast<std::chrono::milliseconds>( d ).count() );
+   return text + " ms";
+}
+
+} // namespace
+
+Endpoint::Endpoint( EndpointOptions const& options, Role role )
+   : options_( options ), role_( role ) {}
+
+Endpoint::~Endpoint() {
+   if ( fd_ >= 0 )
+      ::close( fd_ );
+}
+
+void Endpoint::start( int fd, Varek::String peer, Description ours ) {
+   fd_ = fd;
+   peer_ = std::move( peer );
+   ours_ = std::move( ours );
+   phase_ = Phase::hello;
+   std::size_t const size = sizeof protocolMagic - 1 + 2 + ours_.size();
+   out_.outSmReserveMessage( FrameKind::hello, 0, noField, size );
+   out_.putOctets( protocolMagic, sizeof protocolMagic - 1 );
+   out_.put16( protocolVersion );
+   ours_.write( out_ );
+   out_.outSmCommitMessage();
+}
+
+// Input
+
+void Endpoint::makeRoom() {
+   if ( begin_ == end_ )
+      begin_ = end_ = 0;
+   // Back to the usual size after a large frame.
+   bool const shrink = begin_ == end_ && capacity_ > 8 * readSize;
+   if ( capacity_ - end_ >= readSize / 2 && !shrink )
+      return;
+   std::size_t const left = end_ - begin_;
+   std::size_t const wanted = std::max( readSize, std::bit_ceil( 2 * left ) );
+   if ( wanted == capacity_ ) {
+      std::memmove( in_.get(), in_.get() + begin_, left );
+   } else {
+      auto bigger = std::make_unique_for_overwrite<std::uint8_t[]>( wanted );
+      if ( left != 0 )
+         std::memcpy( bigger.get(), in_.get() + begin_, left );
+      in_ = std::move( bigger );
+      capacity_ = wanted;
+   }
+   begin_ = 0;
+   end_ = left;
+}
+
+bool Endpoint::readSome() {
+   if ( closed() )
+      return false;
+   makeRoom();
+   std::ptrdiff_t const got = ::recv( fd_, in_.get() + end_, capacity_ - end_, MSG_DONTWAIT );
+   if ( got > 0 ) {
+      heard_ = true;
+      bytesReceived_ += static_cast<std::size_t>( got );
+      if ( phase_ != Phase::refusing )
+         end_ += static_cast<std::size_t>( got );
+      return true;
+   }
+   if ( got == 0 )
+      ended( "closed by the other side" );
+   else if ( errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR )
+      ended( "reading failed: " + errorText( errno ) );
+   return false;
+}
+
+void Endpoint::ended( Varek::String const& how ) {
+   if ( phase_ == Phase::refusing )
+      close( reason_ );
+   else if ( sendError_ != 0 && sendError_ != EPIPE && sendError_ != ECONNRESET )
+      close( "writing failed: " + errorText( sendError_ ) );
+   else if ( head_ || begin_ != end_ )
+      close( how + " within a frame, at offset " + std::to_string( bytesReceived_ ) );
+   else
+      close( how );
+}
+
+bool Endpoint::nextFrame( Frame& frame ) {
+   if ( phase_ != Phase::running && phase_ != Phase::hello )
+      return false;
+   std::span<std::uint8_t const> const bytes( in_.get() + begin_, end_ - begin_ );
+   std::size_t headSize = 0;
+   if ( head_ ) {
+      frame.head = *head_;
+   } else {
+      headSize = heads_.read( bytes, frame.head );
+      if ( headSize == 0 )
+         return false;
+      std::size_t const limit =
+         phase_ == Phase::hello ? std::min( maxHello, options_.maxFrame ) : options_.maxFrame;
+      if ( frame.head.size > limit ) [[unlikely]] {
+         refuse( "a frame of " + std::to_string( frame.head.size ) + " bytes at offset " +
+                 std::to_string( bytesReceived_ - bytes.size() ) + "; the largest allowed is " +
+                 std::to_string( limit ) );
+         return false;
+      }
+   }
+   if ( bytes.size() - headSize < frame.head.size ) {
+      begin_ += headSize;
+      head_ = frame.head;
+      return false;
+   }
+   head_.reset();
+   frame.payload = bytes.subspan( headSize, frame.head.size );
+   frame.ahead = bytes.size() - headSize - frame.head.size;
+   frame.offset = bytesReceived_ - bytes.size() + headSize;
+   begin_ += headSize + frame.head.size;
+   ++framesReceived_;
+   return true;
+}
+
+bool Endpoint::handleOwn( Frame const& frame ) {
+   FrameKind const kind = frame.head.kind;
+   if ( kind == FrameKind::refused ) {
+      close( "refused by the other side: " + refusalIn( frame ) );
+      return true;
+   }
+   if ( phase_ == Phase::hello ) [[unlikely]] {
+      hello( frame );
+      return true;
+   }
+   if ( kind > FrameKind::refused || kind == FrameKind::hello ) [[unlikely]] {
+      refuse( "a frame of kind " + std::to_string( static_cast<unsigned>( kind ) ) + " at offset " +
+              std::to_string( frame.offset ) + " is not expected here" );
+      return true;
+   }
+   return kind == FrameKind::keepAlive;
+}
+
+Varek::String Endpoint::refusalIn( Frame const& frame ) const {
+   Varek::String text( reinterpret_cast<char const*>( frame.payload.data() ),
+                       std::min<std::size_t>( frame.payload.size(), 1000 ) );
+   // It goes into logs and on terminals.
+   std::ranges::replace_if(
+      text, []( char c ) { return c >= 0 && c < ' '; }, '?' );
+   return text;
+}
+
+void Endpoint::hello( Frame const& frame ) {
+   using namespace std::string_view_literals;
+   In in( frame.payload, frame.offset );
+   in.contextIs( "hello", frame.head.field );
+   if ( frame.head.kind != FrameKind::hello || in.left() < 10 ||
+        std::memcmp( in.getOctets( 8 ), protocolMagic, 8 ) != 0 )
+      return refuse( "the first frame is no hello of this protocol" );
+   if ( std::uint16_t const version = in.get16(); version != protocolVersion ) {
+      bool const leads = role_ == Role::leader;
+      return refuse( "protocol version " + std::to_string( leads ? protocolVersion : version ) +
+                     " at the leader, " + std::to_string( leads ? version : protocolVersion ) +
+                     " at the follower" );
+   }
+   try {
+      theirs_ = Description::read( in );
+      in.expectEnd();
+   } catch ( Qel::NboAttrLog::AttrLogError const& e ) {
+      return refuse( e.what() );
+   } catch ( Qel::NboAttrLog::AttrLogLengthError const& e ) {
+      return refuse( "hello, offset " + std::to_string( e.offset() ) +
+                     ": a count that the message cannot hold" );
+   }
+   auto const differs =
+      role_ == Role::leader ? difference( ours_, theirs_ ) : difference( theirs_, ours_ );
+   if ( differs )
+      return refuse( *differs );
+   ours_ = {};
+   phase_ = Phase::running;
+}
+
+// Output
+
+void Endpoint::flush() {
+   out_.passOn();
+   while ( !closed() && !queue_.empty() && sendError_ == 0 ) {
+      std::ptrdiff_t const sent = queue_.send( fd_ );
+      if ( sent >= 0 ) {
+         bytesSent_ += static_cast<std::size_t>( sent );
+         spoke_ = true;
+      } else if ( errno == EAGAIN || errno == EWOULDBLOCK ) {
+         return;
+      } else if ( errno != EINTR ) {
+         // The peer may have said why before it left: that is to be read first.
+         sendError_ = errno;
+      }
+   }
+   if ( sendError_ != 0 )
+      queue_.clear();
+   out_.rewind();
+   if ( phase_ == Phase::refusing )
+      close( reason_ );
+}
+
+void Endpoint::keepAlive() {
+   if ( !out_.outSmReserveMessage( FrameKind::keepAlive, 0, noField, 0 ) )
+      return;
+   out_.outSmCommitMessage();
+   flush();
+   // tick() has the time of this one.
+   spoke_ = false;
+}
+
+void Endpoint::refuse( Varek::String const& text ) {
+   if ( closed() || phase_ == Phase::refusing )
+      return;
+   phase_ = Phase::refusing;
+   phaseSince_.reset();
+   reason_ = text;
+   out_.allowanceIs( ChunkOut::unlimited );
+   out_.forgetLast();
+   out_.outSmReserveMessage( FrameKind::refused, 0, noField, text.size() );
+   out_.putOctets( text.data(), text.size() );
+   out_.outSmCommitMessage();
+   flush();
+}
+
+void Endpoint::close( Varek::String const& reason ) {
+   if ( closed() )
+      return;
+   phase_ = Phase::closed;
+   if ( &reason != &reason_ )
+      reason_ = reason;
+   out_.passOn();
+   queue_.clear();
+   // The descriptor itself stays until the end, so that its number means nothing else meanwhile.
+   ::shutdown( fd_, SHUT_RDWR );
+}
+
+// Time. What was heard and said counts from the tick after it: no clock is read in between.
+
+Endpoint::Due Endpoint::tick( Clock::time_point now ) {
+   if ( closed() )
+      return Due::nothing;
+   if ( !phaseSince_ )
+      phaseSince_ = now;
+   if ( std::exchange( heard_, false ) )
+      heardAt_ = now;
+   if ( std::exchange( spoke_, false ) )
+      spokeAt_ = now;
+   if ( phase_ != Phase::running ) {
+      if ( now - *phaseSince_ >= options_.handshakeTimeout )
+         close( phase_ == Phase::refusing
+                   ? reason_
+                   : "no hello within " + secondsText( options_.handshakeTimeout ) );
+      return Due::nothing;
+   }
+   if ( now - heardAt_ >= options_.deadAfter ) {
+      close( "nothing came for " + secondsText( now - heardAt_ ) );
+      return Due::nothing;
+   }
+   // What waits to be sent is a sign of life itself, once the peer takes it.
+   bool const silent = now - spokeAt_ >= options_.keepAlive && !wantsWrite();
+   if ( !silent )
+      return Due::nothing;
+   spokeAt_ = now;
+   return Due::keepAlive;
+}
+
+Clock::time_point Endpoint::nextDeadline() const {
+   if ( closed() )
+      return Clock::time_point::max();
+   if ( !phaseSince_ )
+      return Clock::time_point::min();
+   if ( phase_ != Phase::running )
+      return *phaseSince_ + options_.handshakeTimeout;
+   Clock::time_point const dead = heardAt_ + options_.deadAfter;
+   return wantsWrite() ? dead : std::min( dead, spokeAt_ + options_.keepAlive );
+}
+
+} // namespace Mirror

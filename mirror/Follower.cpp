@@ -1,0 +1,326 @@
+#include "mirror/Follower.h"
+
+#include <new>
+#include <unordered_set>
+#include <utility>
+
+namespace Mirror {
+
+using Qel::EntityQelNboAttrLogSa;
+using Qel::NboAttrLog::FrameKind;
+using Qel::NboAttrLog::In;
+
+namespace {
+
+/// Types may nest in themselves; what walks a tree by recursion, as its destruction does, must not
+/// depend on a peer's goodwill.
+constexpr std::uint32_t deepest = 1000;
+
+EntityQelNboAttrLogSa mirrored( Qel::Entity& entity, Qel::TypeRecord const& type,
+                                Qel::NboAttrLog::Receiver& receiver ) {
+   EntityQelNboAttrLogSa sa( entity, type, &receiver );
+   sa.readOnlyProxyIs( true, true );
+   return sa;
+}
+
+/// "Dot1xV2::AaaResponse, field 260 (aaaAttribute), offset 4711: "
+Varek::String where( std::string_view type, Varek::FieldId field, std::uint64_t offset ) {
+   Varek::String text( type.empty() ? "message" : type );
+   text += ", field " + std::to_string( field.value() );
+   if ( Varek::TypeInspectData const* const known = Varek::ModuleInspectData::findType( type ) )
+      if ( Qel::AttributeRecord const* const attribute =
+              Qel::typeRecord( *known ).attribute( field ) )
+         text.append( " (" ).append( attribute->name ).append( ")" );
+   return text + ", offset " + std::to_string( offset ) + ": ";
+}
+
+} // namespace
+
+Follower::Follower( FollowerOptions options ) : options_( std::move( options ) ) {}
+Follower::~Follower() = default;
+
+// Connection
+
+void Follower::connectedIs( int fd, Varek::String const& peer ) {
+   auto made = std::make_unique<Endpoint>( options_, Endpoint::Role::follower );
+   made->start( fd, peer, Description::ofThisProcess() );
+   endpoint_ = std::move( made );
+   forgetAll();
+   types_.clear();
+   for ( auto& [name, root] : roots_ )
+      root.announced = false;
+   skipped_ = unknownTypes_ = 0;
+   synced_ = reported_ = false;
+}
+
+void Follower::close() {
+   reported_ = true;
+   if ( endpoint_ )
+      endpoint_->close( "closed by this side" );
+   finish();
+}
+
+void Follower::onReadable() {
+   if ( !endpoint_ )
+      return;
+   endpoint_->receive( [this]( Frame const& one ) { frame( one ); } );
+   finish();
+   // What an observer throws concerns neither the stream nor the messages after it.
+   if ( observersFault_ )
+      std::rethrow_exception( std::exchange( observersFault_, nullptr ) );
+}
+
+void Follower::onWritable() {
+   if ( endpoint_ )
+      endpoint_->flush();
+   finish();
+}
+
+void Follower::tick( Clock::time_point now ) {
+   if ( !endpoint_ )
+      return;
+   // Words that lie unread are a sign of life: the process may have been stopped for a while.
+   if ( endpoint_->nextDeadline() <= now )
+      endpoint_->receive( [this]( Frame const& one ) { frame( one ); } );
+   if ( endpoint_->tick( now ) == Endpoint::Due::keepAlive )
+      endpoint_->keepAlive();
+   onWritable();
+}
+
+Clock::time_point Follower::nextDeadline() const {
+   return endpoint_ ? endpoint_->nextDeadline() : Clock::time_point::max();
+}
+
+void Follower::finish() {
+   if ( !endpoint_ || !endpoint_->closed() )
+      return;
+   // Entities that the leader removes while we are away are not to be held by their handles.
+   forgetAll();
+   synced_ = false;
+   if ( !std::exchange( reported_, true ) && onClosed )
+      onClosed( Varek::String( endpoint_->reason() ) );
+}
+
+Follower::Stats Follower::stats() const {
+   Stats all{ 0, 0, skipped_, unknownTypes_, known_.size() };
+   if ( endpoint_ ) {
+      all.frames = endpoint_->framesReceived();
+      all.bytes = endpoint_->bytesReceived();
+   }
+   return all;
+}
+
+// Handles
+
+Follower::Known const* Follower::find( std::uint32_t handle ) {
+   if ( last_ && last_->handle == handle ) [[likely]]
+      return last_;
+   return last_ = known_.lookupNodeG( handle );
+}
+
+void Follower::knownIs( std::uint32_t handle, Known const* parent, Qel::TypeRecord const* type,
+                        Qel::Entity* entity ) {
+   std::uint32_t const above = parent ? parent->handle : 0;
+   std::uint32_t const depth = parent ? parent->depth + 1 : 0;
+   // An entity has one handle, the newest, and a handle one entity.
+   if ( entity )
+      if ( Reverse const* const before =
+              handles_.lookupNodeG( reinterpret_cast<std::uintptr_t>( entity ) ) )
+         forget( before->handle );
+   forget( handle );
+   if ( Known* const up = known_.lookupNodeG( above ) )
+      ++up->children;
+   known_.newMemberG( Known{ handle, above, 0, depth, type, Varek::Ptr<Qel::Entity>( entity ) } );
+   last_ = nullptr;
+   if ( entity )
+      handles_.newMemberG( Reverse{ entity, handle } );
+}
+
+void Follower::entityRemoved( Qel::Entity& removed ) {
+   if ( Reverse const* const one =
+           handles_.lookupNodeG( reinterpret_cast<std::uintptr_t>( &removed ) ) )
+      forget( one->handle );
+}
+
+/// With all that is below.
+void Follower::forget( std::uint32_t handle ) {
+   std::vector<std::uint32_t> left{ handle };
+   std::vector<std::uint32_t> gone;
+   std::size_t below = 0;
+   last_ = nullptr;
+   while ( !left.empty() ) {
+      auto const known = known_.deleteMemberG( left.back() );
+      left.pop_back();
+      if ( !known )
+         continue;
+      if ( gone.empty() )
+         if ( Known* const up = known_.lookupNodeG( known->parent ) )
+            --up->children;
+      gone.push_back( known->handle );
+      below += known->children;
+      if ( !known->entity )
+         continue;
+      handles_.deleteMemberG( reinterpret_cast<std::uintptr_t>( known->entity.get() ) );
+      if ( known->children == 0 )
+         continue;
+      struct Walk {
+         Follower& self;
+         std::vector<std::uint32_t>& left;
+      } walk{ *this, left };
+      forEachChild(
+         *known->type, *known->entity,
+         []( Qel::Entity& child, void* context ) {
+            Walk const& w = *static_cast<Walk*>( context );
+            if ( Reverse const* const one =
+                    w.self.handles_.lookupNodeG( reinterpret_cast<std::uintptr_t>( &child ) ) )
+               w.left.push_back( one->handle );
+         },
+         &walk );
+   }
+   if ( !gone.empty() && below + 1 != gone.size() ) [[unlikely]]
+      forgetDetached( std::move( gone ) );
+}
+
+/// What is below but not in the tree: of an unknown type, or taken out by an observer that was told
+/// of the removal first.
+void Follower::forgetDetached( std::vector<std::uint32_t> gone ) {
+   while ( !gone.empty() ) {
+      std::unordered_set<std::uint32_t> const above( gone.begin(), gone.end() );
+      gone.clear();
+      for ( Known const& one : known_ )
+         if ( above.contains( one.parent ) )
+            gone.push_back( one.handle );
+      for ( std::uint32_t const handle : gone )
+         if ( auto const known = known_.deleteMemberG( handle ); known->entity )
+            handles_.deleteMemberG( reinterpret_cast<std::uintptr_t>( known->entity.get() ) );
+   }
+}
+
+void Follower::forgetAll() {
+   last_ = nullptr;
+   known_.memberDelAll();
+   handles_.memberDelAll();
+}
+
+// Frames
+
+void Follower::fail( Frame const& frame, std::string_view fault ) {
+   Known const* const known = find( frame.head.entity );
+   endpoint_->refuse( where( known && known->type ? known->type->name : std::string_view(),
+                             frame.head.field, frame.offset )
+                         .append( fault ) );
+}
+
+void Follower::frame( Frame const& one ) {
+   try {
+      apply( one );
+   } catch ( Qel::NboAttrLog::AttrLogError const& e ) {
+      Varek::String const plain = ( e.type().empty() ? "message" : e.type() ) + ", field " +
+                                  std::to_string( e.field().value() ) + ", offset " +
+                                  std::to_string( e.offset() ) + ": ";
+      endpoint_->refuse( where( e.type(), e.field(), e.offset() )
+                            .append( std::string_view( e.what() ).substr( plain.size() ) ) );
+   } catch ( Qel::NboAttrLog::AttrLogLengthError const& e ) {
+      endpoint_->refuse( where( e.type(), e.field(), e.offset() ) +
+                         "a count of elements that the rest of the message cannot hold" );
+   } catch ( Varek::Failure const& e ) {
+      fail( one, e.what() );
+   } catch ( std::bad_alloc const& ) {
+      fail( one, "there is no memory for it" );
+   } catch ( ... ) {
+      if ( !observersFault_ )
+         observersFault_ = std::current_exception();
+      // What follows the change, such as the entry of a new handle, has not been done. Once more
+      // changes nothing, so nobody is told again.
+      bool const known =
+         one.head.kind == FrameKind::attribute || one.head.kind == FrameKind::announce;
+      if ( known && !std::exchange( retrying_, true ) )
+         frame( one );
+      retrying_ = false;
+   }
+}
+
+void Follower::apply( Frame const& one ) {
+   switch ( one.head.kind ) {
+   case FrameKind::root:
+      return rootFrame( one );
+   case FrameKind::rootGone:
+      return rootGone( one.head.entity );
+   case FrameKind::synced:
+      return syncedFrame();
+   default:
+      break;
+   }
+   Known const* const known = find( one.head.entity );
+   if ( !known ) [[unlikely]]
+      return fail( one, "no entity with handle " + std::to_string( one.head.entity ) +
+                           " has been announced" );
+   if ( one.head.kind == FrameKind::announce )
+      return announce( one, *known );
+   if ( !known->type ) {
+      ++skipped_;
+      return;
+   }
+   if ( one.head.kind == FrameKind::attribute ) [[likely]]
+      attribute( one, *known );
+   else
+      transaction( one, *known );
+}
+
+void Follower::attribute( Frame const& one, Known const& known ) {
+   In in( one.payload, one.offset );
+   if ( !doHandleAttrDeserialization( mirrored( *known.entity, *known.type, *this ), one.head.field,
+                                      in ) )
+      ++skipped_;
+}
+
+void Follower::transaction( Frame const& one, Known const& known ) {
+   In in( one.payload, one.offset );
+   in.contextIs( known.type->name, one.head.field );
+   bool const end = one.head.kind == FrameKind::transactionEnd;
+   std::uint32_t const expected = end ? 0 : Qel::expectedElements( in, one.ahead );
+   in.expectEnd();
+   if ( !doHandleAttrTransaction( mirrored( *known.entity, *known.type, *this ), one.head.field,
+                                  end ? 2 : 0, expected ) )
+      ++skipped_;
+}
+
+Qel::TypeRecord const* Follower::typeNumbered( In& in, bool& isKnown ) {
+   if ( types_.empty() )
+      types_ = endpoint_->theirs().records();
+   std::uint16_t const number = in.get16();
+   if ( number >= types_.size() ) [[unlikely]]
+      in.fail( "there is no type number " + std::to_string( number ) );
+   Qel::TypeRecord const* const type = types_[number];
+   isKnown = type != nullptr;
+   if ( type && type->kind != Varek::TypeKind::entity ) [[unlikely]]
+      in.fail( "type " + Varek::String( type->name ) + " is not one of entities" );
+   unknownTypes_ += !isKnown;
+   return type;
+}
+
+void Follower::announce( Frame const& one, Known const& parent ) {
+   In in( one.payload, one.offset );
+   in.contextIs( parent.type ? parent.type->name : std::string_view(), one.head.field );
+   if ( parent.depth >= deepest ) [[unlikely]]
+      in.fail( "entities are nested deeper than " + std::to_string( deepest ) );
+   std::uint32_t const handle = in.get32();
+   if ( handle == 0 || handle == parent.handle ) [[unlikely]]
+      in.fail( "an entity cannot have handle " + std::to_string( handle ) );
+   bool isKnown = false;
+   Qel::TypeRecord const* const type = typeNumbered( in, isKnown );
+   Qel::AttributeRecord const* const attribute =
+      parent.type ? parent.type->attribute( one.head.field ) : nullptr;
+   if ( !isKnown || !attribute )
+      return knownIs( handle, &parent, nullptr, nullptr );
+   if ( !attribute->childType || &Qel::typeRecord( attribute->childType() ) != type ) [[unlikely]]
+      in.fail( "a child of type " + Varek::String( type->name ) + " does not belong here" );
+   Known const above = parent; // which moves, and may go, while observers are told
+   Qel::Entity* const child =
+      childForAttrLog( mirrored( *above.entity, *above.type, *this ), one.head.field, in );
+   // Null if an observer has taken it out again at once.
+   Known const* const still = find( above.handle );
+   knownIs( handle, still, child ? type : nullptr, child );
+}
+
+} // namespace Mirror

@@ -1,0 +1,145 @@
+#pragma once
+
+#include <cstdint>
+#include <exception>
+#include <functional>
+#include <map>
+#include <vector>
+
+#include "Qel/Entity.h"
+#include "Qel/HashMap2018.h"
+#include "Varek/Export.h"
+#include "Varek/String.h"
+#include "framework/AttrLog.h"
+#include "mirror/Endpoint.h"
+
+namespace Mirror {
+
+struct FollowerOptions : EndpointOptions {};
+
+/// Mirrors the trees that a leader publishes, over a connected socket, and keeps them through
+/// reconnects: entities and their observers stay, and what the new connection brings is published
+/// only where it differs, also if the leader has restarted meanwhile.
+///
+/// Nothing that comes is trusted. A fault closes the connection with a reason; what was applied
+/// before stays, and nothing is half applied. What only the leader's side knows is skipped and
+/// counted. Observers may do anything but drive or delete the follower.
+class VAREK_EXPORT Follower final : private Qel::NboAttrLog::Receiver {
+public:
+   explicit Follower( FollowerOptions = {} );
+   Follower( Follower const& ) = delete;
+   Follower& operator=( Follower const& ) = delete;
+   ~Follower();
+
+   /// Makes \p root, perhaps with observers on it already, the mirror of what the leader publishes
+   /// under \p name. If that has another type or other constructor parameters, it is replaced.
+   void rootIs( Varek::String const& name, Varek::Ptr<Qel::Entity> root );
+   /// Null if nothing is held under \p name.
+   Varek::Ptr<Qel::Entity> root( Varek::String const& name ) const;
+   std::vector<Varek::String> roots() const;
+
+   using RootCall = std::function<void( Varek::String const& name, Qel::Entity& root )>;
+   /// When a root is first published under its name, before its contents come.
+   RootCall onRoot;
+   /// When a root is no longer published. One that rootIs() gave stays held.
+   RootCall onRootGone;
+   /// When everything has come that there was as the connection began.
+   std::function<void()> onSynced;
+   /// Called once when the connection ends, last in the call in which it ends: it may connect anew.
+   std::function<void( Varek::String const& reason )> onClosed;
+
+   /// Takes over \p fd, a socket that is connected or about to be, in place of one before.
+   void connectedIs( int fd, Varek::String const& peer = {} );
+   int fd() const { return endpoint_ ? endpoint_->fd() : -1; }
+   bool wantsWrite() const { return endpoint_ && endpoint_->wantsWrite(); }
+   void onReadable();
+   void onWritable();
+   bool closed() const { return !endpoint_ || endpoint_->closed(); }
+   Varek::String reason() const { return endpoint_ ? endpoint_->reason() : Varek::String(); }
+   bool synced() const { return synced_; }
+   /// Ends the connection, without onClosed.
+   void close();
+
+   /// To be called when nextDeadline() has come; more often does no harm.
+   void tick( Clock::time_point now );
+   Clock::time_point nextDeadline() const;
+
+   struct Stats {
+      std::uint64_t frames;
+      std::uint64_t bytes;
+      std::uint64_t skipped; ///< Messages of attributes or entities that this side does not know.
+      std::uint64_t unknownTypes; ///< Entities of types that this side does not know.
+      std::uint32_t entities;     ///< That the leader has made known.
+   };
+   /// Of the present connection.
+   Stats stats() const;
+
+private:
+   struct Known {
+      std::uint32_t handle;
+      std::uint32_t parent;
+      std::uint32_t children; // entries that name it as their parent
+      std::uint32_t depth;
+      Qel::TypeRecord const* type; // null if not known here
+      Varek::Ptr<Qel::Entity> entity;
+   };
+   struct KnownHandle {
+      using Key = std::uint32_t;
+      Key operator()( Known const& one ) const { return one.handle; }
+   };
+   struct Reverse {
+      Qel::Entity* entity;
+      std::uint32_t handle;
+   };
+   struct ReverseEntity {
+      using Key = std::uintptr_t;
+      Key operator()( Reverse const& one ) const {
+         return reinterpret_cast<std::uintptr_t>( one.entity );
+      }
+   };
+   struct Root {
+      Varek::Ptr<Qel::Entity> entity;
+      std::uint32_t handle = 0;
+      bool given = false;     // by rootIs()
+      bool told = false;      // to onRoot
+      bool announced = false; // on the present connection
+   };
+
+   void entityRemoved( Qel::Entity& ) override;
+
+   void frame( Frame const& );
+   void apply( Frame const& );
+   void attribute( Frame const&, Known const& );
+   void transaction( Frame const&, Known const& );
+   void announce( Frame const&, Known const& parent );
+   void rootFrame( Frame const& );
+   void rootGone( std::uint32_t handle );
+   void syncedFrame();
+   void rootDrop( Varek::String const& name );
+   void protect( Frame const&, void ( Follower::*handle )( Frame const& ) );
+   void fail( Frame const&, std::string_view fault );
+
+   Known const* find( std::uint32_t handle );
+   Qel::TypeRecord const* typeNumbered( Qel::NboAttrLog::In&, bool& isKnown );
+   void knownIs( std::uint32_t handle, Known const* parent, Qel::TypeRecord const*, Qel::Entity* );
+   void forget( std::uint32_t handle );
+   void forgetDetached( std::vector<std::uint32_t> gone );
+   void forgetAll();
+   void finish();
+
+   FollowerOptions const options_;
+   std::unique_ptr<Endpoint> endpoint_;
+   std::map<Varek::String, Root> roots_;
+   Qel::HashMap2018<Known, KnownHandle, 0x3C6EF372> known_;
+   Qel::HashMap2018<Reverse, ReverseEntity, 0xA54FF53A> handles_;
+   Known const* last_ = nullptr; // mostly the next message is of the same entity
+   std::vector<Qel::TypeRecord const*> types_;
+   std::exception_ptr observersFault_;
+   std::uint64_t skipped_ = 0;
+   std::uint64_t unknownTypes_ = 0;
+   bool retrying_ = false;
+   bool synced_ = false;
+   bool reported_ = false;
+};
+
+} // namespace Mirror

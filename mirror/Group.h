@@ -1,0 +1,63 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "framework/AttrLog.h"
+#include "mirror/Announcements.h"
+#include "mirror/OutQueue.h"
+
+namespace Mirror {
+
+class LeaderConnection;
+
+/// The connections that are up to date: they share one encoding of each change, in the same memory.
+/// What is written here reaches every member; each has been told of every entity that one was. A
+/// member whose queue is over the limit leaves when the change is said, so the group never waits.
+class Group final : private ChunkOut, public Qel::NboAttrLog::Stream {
+public:
+   Group( Announcements& announcements, std::size_t outputLimit )
+      : Stream( static_cast<Qel::NboAttrLog::Out&>( *this ) ), announcements_( announcements ),
+        outputLimit_( outputLimit ) {}
+   ~Group() override;
+
+   Connections members() const { return bits_; }
+   std::vector<LeaderConnection*> const& list() const { return members_; }
+   void join( LeaderConnection& );
+   void leave( LeaderConnection& );
+   /// A member got bytes that are not the group's: the next frame must not refer to the one before.
+   void interrupted() { interrupted_ = true; }
+   std::uint64_t messagesSent() const { return messages(); }
+
+   /// Encodes what attribute \p id of sa's entity is now, for all.
+   void encode( Qel::EntityQelNboAttrLogSa const&, Varek::FieldId id, void const* key );
+   void rootAnnounce( Varek::String const& name, Qel::Entity& root );
+   void rootGone( std::uint32_t handle );
+
+   bool doMessageMulticast( Qel::EntityQelNboAttrLogSa const&, Varek::FieldId,
+                            void const* ) override {
+      return false;
+   }
+   bool childAnnounce( Qel::EntityQelNboAttrLogSa const& parent, Varek::FieldId field,
+                       Qel::Entity& child ) override {
+      return announce( { parent.handle(), field, &parent.entity() }, child, nullptr );
+   }
+
+private:
+   void pass( Varek::Ptr<Chunk> const&, std::uint8_t const* from, std::uint8_t const* to ) override;
+   void begin();
+   void end();
+   bool announce( Parent const&, Qel::Entity& child, Varek::String const* rootName );
+   void contents( Announced );
+   void leaveThoseOver();
+
+   Announcements& announcements_;
+   std::size_t const outputLimit_;
+   std::vector<LeaderConnection*> members_;
+   Connections bits_ = 0;
+   unsigned depth_ = 0;
+   bool interrupted_ = false;
+   bool someOver_ = false;
+};
+
+} // namespace Mirror

@@ -1,0 +1,97 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <vector>
+
+#include "Qel/Entity.h"
+#include "Varek/Export.h"
+#include "Varek/Publisher.h"
+#include "Varek/String.h"
+#include "mirror/Announcements.h"
+#include "mirror/Endpoint.h"
+#include "mirror/Group.h"
+#include "mirror/LeaderConnection.h"
+
+namespace Mirror {
+
+struct LeaderOptions : EndpointOptions {};
+
+/// Publishes trees of entities to up to 64 followers over connected sockets.
+///
+/// A follower is first told everything there is, then each change. Those that keep up share one
+/// encoding of each change; one that does not costs memory for what is different, never for how
+/// often it changed, and holds up nobody. The leader itself neither waits nor starts threads: the
+/// owner's loop drives each connection, and tells the time by tick().
+///
+/// A tree must not change otherwise than through its mutators; its entities may be changed from
+/// anywhere, also from observers, before connections come, while they are there, and after.
+class VAREK_EXPORT Leader {
+public:
+   explicit Leader( LeaderOptions = {} );
+   Leader( Leader const& ) = delete;
+   Leader& operator=( Leader const& ) = delete;
+   ~Leader();
+
+   /// Publishes \p root, with all that is below it, under \p name, in place of what is published
+   /// so. Throws Varek::RangeError for an entity that is published already, in a tree or as a root.
+   void rootIs( Varek::String const& name, Varek::Ptr<Qel::Entity> root );
+   void rootDel( Varek::String const& name );
+
+   /// Takes over \p fd, a connected socket. With \p refusal (see Accepted in Socket.h) the other
+   /// side is told that and no more. The result lives until connectionDel().
+   LeaderConnection& connectionIs( int fd, Varek::String const& peer,
+                                   Varek::String const& refusal = {} );
+   /// Ends the connection if it has not ended yet, without onClosed.
+   void connectionDel( LeaderConnection& );
+   /// Called once for each connection that ends otherwise, and last in the call in which it ends
+   /// (or in the next call, for one that ends during a change): it may delete the connection.
+   std::function<void( LeaderConnection&, Varek::String const& reason )> onClosed;
+
+   /// To be called when nextDeadline() has come; more often does no harm.
+   void tick( Clock::time_point now );
+   Clock::time_point nextDeadline() const;
+
+   struct Stats {
+      std::uint32_t connections;
+      std::uint32_t inGroup;
+      std::uint32_t behind;        ///< With something still to be said.
+      std::uint32_t announced;     ///< Entities that some follower knows.
+      std::uint64_t groupMessages; ///< Encoded once for all in the group.
+      std::uint64_t ownMessages;   ///< Encoded for one connection.
+      std::uint64_t bytesSent;
+   };
+   /// Over the connections that are there now.
+   Stats stats() const;
+
+   /// For tests of what happens when numbers run out.
+   void nextHandleIs( std::uint32_t handle ) { announcements_.nextHandleIs( handle ); }
+
+private:
+   friend LeaderConnection;
+   struct Root {
+      Varek::Ptr<Qel::Entity> entity;
+      Varek::Subscription subscription;
+   };
+
+   void changed( Varek::Change const& );
+   void forget( Qel::Entity&, Qel::Entity const* parent );
+   void detach( LeaderConnection& );
+   void restartIfNeeded() {
+      if ( announcements_.needsRestart() ) [[unlikely]]
+         restart();
+   }
+   void restart();
+   void requireUnpublished( Qel::Entity const& ) const;
+
+   LeaderOptions const options_;
+   Announcements announcements_;
+   Group group_;
+   std::map<Varek::String, Root> roots_;
+   std::vector<std::unique_ptr<LeaderConnection>> connections_;
+   LeaderConnection* byBit_[maxConnections] = {};
+};
+
+} // namespace Mirror

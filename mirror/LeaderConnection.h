@@ -1,0 +1,115 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <vector>
+
+#include "Varek/Export.h"
+#include "framework/AttrLog.h"
+#include "mirror/Announcements.h"
+#include "mirror/Endpoint.h"
+
+namespace Mirror {
+
+class Leader;
+
+/// Trees deeper than this are not said in one go but entity by entity, so that the stack is
+/// bounded.
+inline constexpr unsigned maxDepth = 64;
+
+namespace Internal {
+
+/// Made before the stream that writes through it.
+struct HasEndpoint {
+   Endpoint endpoint_;
+};
+
+} // namespace Internal
+
+/// One follower, as its leader sees it. Made by Leader::connectionIs; driven by the owner's loop:
+/// whenever the descriptor is readable, and when it is writable while wantsWrite(), which may
+/// become true with every change of the trees. Not to be driven from within an observer.
+class VAREK_EXPORT LeaderConnection final : private Internal::HasEndpoint,
+                                            private Qel::NboAttrLog::Stream {
+public:
+   LeaderConnection( LeaderConnection const& ) = delete;
+   LeaderConnection& operator=( LeaderConnection const& ) = delete;
+   ~LeaderConnection();
+
+   int fd() const { return endpoint_.fd(); }
+   Varek::String const& peer() const { return endpoint_.peer(); }
+   bool wantsWrite() const {
+      return endpoint_.wantsWrite() || ( endpoint_.running() && !inGroup_ );
+   }
+   void onReadable();
+   void onWritable();
+   bool closed() const { return endpoint_.closed(); }
+   /// Why it is closed; a sentence.
+   Varek::String const& reason() const { return endpoint_.reason(); }
+   /// Whether all that there was when it came has been sent, or at least waits in the output.
+   bool synced() const { return syncedSent_; }
+   /// Whether it shares the encoding of changes: all that there is has been said.
+   bool inGroup() const { return inGroup_; }
+
+   /// Frames that were written for it alone.
+   std::uint64_t ownMessages() const { return endpoint_.messages(); }
+   std::uint64_t bytesSent() const { return endpoint_.bytesSent(); }
+   std::size_t bytesWaiting() { return endpoint_.queue().bytes(); }
+   /// Entities of which something is still to be said.
+   std::size_t entitiesMarked() const { return flows_.size(); }
+
+private:
+   friend Leader;
+   friend class Group;
+
+   struct Flow {
+      Qel::NboAttrLog::FlowOut marks;
+      Varek::Ptr<Qel::Entity> entity;
+      int from = 0; // field to go on with
+   };
+
+   LeaderConnection( Leader&, EndpointOptions const&, Connections bit );
+
+   Connections bit() const { return bit_; }
+   OutQueue& queue() { return endpoint_.queue(); }
+   bool isBehind() const { return !flows_.empty(); }
+   void groupFollows() { groupIsLast_ = true; }
+   void contentsLeft( Announced const& );
+   void leaveGroup();
+   void useOwnOut();
+   void allowanceUpdate();
+
+   void offer( Announced const&, Varek::FieldId id, void const* key );
+   void forgotten( std::uint32_t handle ) { flows_.erase( handle ); }
+   void rootGone( std::uint32_t handle ) { rootsGone_.push_back( handle ); }
+   bool sayAll();
+   bool sayRoots();
+   bool sayMarked();
+   bool announce( Parent const&, Qel::Entity& child, Varek::String const* rootName );
+   void contents( Announced );
+   void tick( Clock::time_point now );
+   void receive();
+   void finish();
+
+   bool doMessageMulticast( Qel::EntityQelNboAttrLogSa const&, Varek::FieldId,
+                            void const* key ) override;
+   bool childAnnounce( Qel::EntityQelNboAttrLogSa const& parent, Varek::FieldId field,
+                       Qel::Entity& child ) override {
+      return announce( { parent.handle(), field, &parent.entity() }, child, nullptr );
+   }
+
+   Leader& leader_;
+   std::size_t const outputLimit_;
+   Connections const bit_;               // none for one that is refused
+   std::map<std::uint32_t, Flow> flows_; // by handle
+   std::uint32_t lastSaid_ = 0;
+   std::vector<std::uint32_t> rootsGone_;
+   unsigned depth_ = 0;
+   bool inGroup_ = false;
+   bool groupIsLast_ = false; // the last bytes of the stream are the group's
+   bool syncedSent_ = false;
+   bool detached_ = false;
+   bool reported_ = false;
+};
+
+} // namespace Mirror

@@ -1,0 +1,225 @@
+// What a stream that is held back costs, what the members of the group share, and what that does to
+// the bytes.
+#include <malloc.h>
+
+#include <list>
+
+#include <gtest/gtest.h>
+
+#include "mirror/Link.h"
+#include "mirror/Trees.h"
+
+using namespace TestModule;
+using Mirror::Follower;
+using Mirror::Leader;
+using Trees::difference;
+using Trees::reading;
+
+namespace {
+
+struct Flow : testing::Test {
+   Varek::Ptr<Plant> plant = Plant::PlantIs();
+   Mirror::LeaderOptions options;
+   Follower follower;
+
+   Plant& mirror() { return static_cast<Plant&>( *follower.root( "plant" ) ); }
+};
+
+std::size_t allocated() { return ::mallinfo2().uordblks; }
+
+TEST_F( Flow, AStoppedFollowerCostsItsMarksHoweverOftenThingsChange ) {
+   constexpr std::uint32_t keys = 1000;
+   Leader leader( options );
+   leader.rootIs( "plant", plant );
+   auto const sensor = plant->rackIs( "a" )->sensorIs( 1 );
+   for ( std::uint32_t i = 0; i < keys; ++i )
+      sensor->readingIs( reading( i, 0 ) );
+   Link link( leader, follower );
+   link.pump();
+   ASSERT_TRUE( link.connection->inGroup() );
+   std::size_t const before = allocated();
+   std::size_t afterTenth = 0;
+   for ( std::uint32_t i = 1; i <= 1'000'000; ++i ) {
+      sensor->readingIs( reading( i % keys, i ) );
+      if ( i == 100'000 )
+         afterTenth = allocated();
+   }
+   EXPECT_FALSE( link.connection->inGroup() );
+   EXPECT_EQ( link.connection->entitiesMarked(), 1U );
+   EXPECT_LE( link.connection->bytesWaiting(), options.outputLimit + 100 );
+   // The buffer in whole chunks, and for each key a mark.
+   EXPECT_LT( allocated() - before,
+              options.outputLimit + 3 * Mirror::Chunk::usualSize + keys * 32 );
+   EXPECT_LE( allocated(), afterTenth + 4096 );
+
+   std::uint64_t const frames = follower.stats().frames;
+   std::uint64_t const waiting = link.connection->bytesWaiting();
+   link.pump();
+   EXPECT_EQ( difference( *plant, mirror() ), "" );
+   EXPECT_TRUE( link.connection->inGroup() );
+   // What waited, at least 20 bytes a frame, and then each key once.
+   EXPECT_LE( follower.stats().frames - frames, waiting / 20 + keys );
+}
+
+TEST_F( Flow, WhileBlockedOnlyTheFinalStateCounts ) {
+   options.outputLimit = 2000;
+   Leader leader( options );
+   leader.rootIs( "plant", plant );
+   auto const rack = plant->rackIs( "a" );
+   rack->sensorIs( 1 )->labelIs( "old" );
+   plant->rackIs( "b" );
+   Link link( leader, follower );
+   link.pump();
+   rack->sensorIs( 2 )->labelIs( std::string( 5000, 'x' ) );
+   ASSERT_FALSE( link.connection->inGroup() );
+
+   std::vector<std::uint16_t> told;
+   auto const subscription = mirror().subscribe(
+      [&]( Varek::Change const& change ) {
+         if ( static_cast<Qel::Entity&>( change.source() ).parent() == mirror().rack( "b" ).get() ||
+              &change.source() == &mirror() )
+            told.push_back( change.id().value() );
+      },
+      Varek::Scope::subtree );
+   // Out and in again with other contents; in and out again; changed there and back.
+   plant->rackDel( "b" );
+   plant->rackIs( "b" )->sensorIs( 9 )->levelIs( 90 );
+   plant->rackDel( "b" );
+   plant->rackIs( "b" )->sensorIs( 8 )->levelIs( 80 );
+   plant->rackIs( "c" )->sensorIs( 1 );
+   plant->rackDel( "c" );
+   plant->alarmIs( Alarm::hot );
+   plant->alarmIs( Alarm::none );
+   Mirror::Leader::Stats const before = leader.stats();
+   link.pump();
+   EXPECT_EQ( difference( *plant, mirror() ), "" );
+   // The level of sensor 8; rack "b" is the entity that it was.
+   EXPECT_EQ( told, std::vector<std::uint16_t>{ 259 } );
+   EXPECT_LT( leader.stats().ownMessages - before.ownMessages, 25U );
+}
+
+TEST_F( Flow, TheGroupEncodesOnceAndWritesNothingTwice ) {
+   Leader leader( options );
+   leader.rootIs( "plant", plant );
+   auto const sensor = plant->rackIs( "a" )->sensorIs( 1 );
+   std::list<Follower> others( 3 );
+   Link link( leader, follower );
+   std::list<Link> links;
+   for ( Follower& other : others )
+      links.emplace_back( leader, other ).pump();
+   link.pump();
+   ASSERT_EQ( leader.stats().inGroup, 4U );
+   auto const before = leader.stats();
+   std::size_t const bytesBefore = link.fromLeader.size();
+   for ( std::uint32_t level = 100; level < 200; ++level )
+      sensor->levelIs( level );
+   link.pump();
+   for ( Link& one : links )
+      one.pump();
+   EXPECT_EQ( leader.stats().groupMessages - before.groupMessages, 100U );
+   EXPECT_EQ( leader.stats().ownMessages, before.ownMessages );
+   // One frame names entity and field; the others are two bytes of head and four of value.
+   EXPECT_EQ( link.fromLeader.size() - bytesBefore, 12U + 99 * 6 );
+   EXPECT_EQ( leader.stats().bytesSent - before.bytesSent, 4 * ( 12U + 99 * 6 ) );
+   for ( Follower& other : others )
+      EXPECT_EQ( difference( *plant, static_cast<Plant&>( *other.root( "plant" ) ) ), "" );
+}
+
+TEST_F( Flow, OneThatFallsBehindLeavesTheGroupAndComesBack ) {
+   options.outputLimit = 3000;
+   Leader leader( options );
+   leader.rootIs( "plant", plant );
+   Follower slow;
+   Link link( leader, follower ), slowLink( leader, slow );
+   link.pump();
+   slowLink.pump();
+   std::mt19937 random( 1 );
+   for ( unsigned i = 0; i < 3000; ++i ) {
+      Trees::change( *plant, random );
+      link.pump();
+   }
+   EXPECT_TRUE( link.connection->inGroup() );
+   EXPECT_FALSE( slowLink.connection->inGroup() );
+   EXPECT_EQ( difference( *plant, mirror() ), "" );
+   slowLink.pump();
+   EXPECT_TRUE( slowLink.connection->inGroup() );
+   plant->alarmIs( Alarm::lost );
+   link.pump();
+   slowLink.pump();
+   EXPECT_EQ( difference( *plant, static_cast<Plant&>( *slow.root( "plant" ) ) ), "" );
+   EXPECT_EQ( difference( *plant, mirror() ), "" );
+}
+
+// The two must not refer to one another's entities: here the group's frame is between two of the
+// connection's own for the same field.
+TEST_F( Flow, FramesOfTheGroupAndOnesOwnAlternate ) {
+   options.outputLimit = 2000;
+   Leader leader( options );
+   leader.rootIs( "plant", plant );
+   auto const rack = plant->rackIs( "a" );
+   rack->sensorIs( 1 );
+   rack->sensorIs( 2 );
+   Link link( leader, follower );
+   link.pump();
+   for ( std::uint32_t level : { 100U, 101U, 102U } ) {
+      rack->sensor( 1 )->labelIs( std::string( 5000 + level, 'x' ) );
+      ASSERT_FALSE( link.connection->inGroup() );
+      rack->sensor( 2 )->levelIs( level );
+      link.pump();
+      ASSERT_TRUE( link.connection->inGroup() );
+      ASSERT_EQ( difference( *plant, mirror() ), "" );
+   }
+}
+
+/// An observer that fills what has just come, before the leader is told of it, makes a change of
+/// any size; a tree that nests in itself, one of any depth.
+TEST_F( Flow, ANewChildOfAnySizeKeepsToTheLimit ) {
+   options.outputLimit = 2000;
+   Leader leader( options );
+   leader.rootIs( "plant", plant );
+   auto const filling = plant->subscribe( [&]( Varek::Change const& change ) {
+      if ( change.id() == 259 && !change.oldData() )
+         for ( std::uint32_t i = 0; i < 500; ++i )
+            plant->rack( "big" )->sensorIs( i )->levelIs( i );
+   } );
+   Link link( leader, follower );
+   link.pump();
+   plant->rackIs( "big" );
+   EXPECT_FALSE( link.connection->inGroup() );
+   EXPECT_LE( link.connection->bytesWaiting(), options.outputLimit + 100 );
+   link.pump();
+   EXPECT_EQ( difference( *plant, mirror() ), "" );
+}
+
+TEST_F( Flow, SixtyFourFollowersAndNoMore ) {
+   Leader leader( options );
+   leader.rootIs( "plant", plant );
+   std::list<Follower> followers( 66 );
+   std::list<Link> links;
+   for ( Follower& one : followers )
+      links.emplace_back( leader, one );
+   for ( Link& one : links )
+      one.pump();
+   EXPECT_EQ( leader.stats().inGroup, 64U );
+   EXPECT_EQ( followers.back().reason(), "refused by the other side: the leader has 64 followers "
+                                         "already, as many as it can" );
+   EXPECT_EQ( links.back().connection->reason(),
+              "the leader has 64 followers already, as many as it can" );
+   // One that leaves makes room, and takes its place over with nothing of it.
+   links.front().cut();
+   links.back().follower.close();
+   leader.connectionDel( *links.back().connection );
+   links.back().connect();
+   links.back().pump();
+   plant->rackIs( "a" )->sensorIs( 1 );
+   for ( auto one = std::next( links.begin() ); one != std::prev( links.end(), 2 ); ++one )
+      one->pump();
+   links.back().pump();
+   EXPECT_EQ( leader.stats().inGroup, 64U );
+   EXPECT_EQ( difference( *plant, static_cast<Plant&>( *followers.back().root( "plant" ) ) ), "" );
+   EXPECT_EQ(
+      difference( *plant, static_cast<Plant&>( *std::next( followers.begin() )->root( "plant" ) ) ),
+      "" );
+}
+
+} // namespace

@@ -1,0 +1,325 @@
+// Who may talk, and when silence ends it: versions, descriptions, users, clocks.
+#include <functional>
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include "mirror/Link.h"
+#include "mirror/Trees.h"
+
+using namespace TestModule;
+using Mirror::Description;
+using Mirror::Endpoint;
+using Mirror::Follower;
+using Mirror::Leader;
+using namespace std::chrono_literals;
+using Qel::NboAttrLog::FrameKind;
+
+namespace {
+
+Description::Type& typeNamed( Description& all, std::string const& name ) {
+   for ( auto& module : all.modules )
+      for ( auto& type : module.types )
+         if ( type.name == name )
+            return type;
+   throw std::out_of_range( name );
+}
+
+/// One side whose description was changed, as that of another version of the program would be.
+struct Difference {
+   char const* what;
+   std::function<void( Description& )> change;
+   std::string text; ///< Empty if the two can talk.
+};
+
+std::vector<Difference> const differences{
+   { "nothing", []( auto& ) {}, "" },
+   { "attribute added",
+     []( auto& d ) {
+        typeNamed( d, "TestModule::Rack" ).attributes.push_back( { 261, "colour", "plain", "U8" } );
+     },
+     "" },
+   { "module missing", []( auto& d ) { d.modules.clear(); }, "" },
+   { "enumerator added",
+     []( auto& d ) {
+        typeNamed( d, "TestModule::Mode" ).enumerators.push_back( { 9, "asleep" } );
+     },
+     "" },
+   { "form", []( auto& d ) { typeNamed( d, "TestModule::Sensor" ).attributes[1].form = "U64"; },
+     "type TestModule::Sensor, attribute 259 (level): form is U32 at the leader and U64 at the "
+     "follower" },
+   { "name", []( auto& d ) { typeNamed( d, "TestModule::Sensor" ).attributes[1].name = "height"; },
+     "type TestModule::Sensor, attribute 259 (level): name is level at the leader and height at "
+     "the follower" },
+   { "kind",
+     []( auto& d ) { typeNamed( d, "TestModule::Rack" ).attributes[2].kind = "collection"; },
+     "type TestModule::Rack, attribute 260 (sensor): kind is children at the leader and "
+     "collection at the follower" },
+   { "enumerator",
+     []( auto& d ) { typeNamed( d, "TestModule::Mode" ).enumerators[1].name = "going"; },
+     "type TestModule::Mode, value 1: enumerator is running at the leader and going at the "
+     "follower" },
+   { "field of a value",
+     []( auto& d ) { typeNamed( d, "TestModule::Reading" ).attributes.pop_back(); },
+     "type TestModule::Reading, attribute 5 (mode): form is TestModule::Mode at the leader and "
+     "missing at the follower" },
+   { "parameter",
+     []( auto& d ) {
+        typeNamed( d, "TestModule::Plant" ).attributes.push_back( { 260, "p", "parameter", "U8" } );
+     },
+     "type TestModule::Plant, attribute 260 (p): form is missing at the leader and U8 at the "
+     "follower" },
+};
+
+/// Drives an endpoint by itself at one end, whatever is at the other.
+void exchange( Endpoint& endpoint, std::function<void()> const& other ) {
+   for ( int i = 0; i < 10; ++i ) {
+      endpoint.flush();
+      other();
+      endpoint.receive( []( auto const& ) {} );
+   }
+}
+
+class Differing : public testing::TestWithParam<std::size_t> {};
+
+TEST_P( Differing, IsSeenByBothSidesOrByNone ) {
+   Difference const& one = differences[GetParam()];
+   SCOPED_TRACE( one.what );
+   Description changed = Description::ofThisProcess();
+   one.change( changed );
+
+   Leader leader;
+   SocketPair pair;
+   auto& connection = leader.connectionIs( pair.a.release(), "test" );
+   std::string told;
+   leader.onClosed = [&]( auto&, auto& reason ) { told = reason; };
+   Endpoint newer( {}, Endpoint::Role::follower );
+   newer.start( pair.b.release(), "test", changed );
+   exchange( newer, [&] {
+      if ( connection.wantsWrite() )
+         connection.onWritable();
+      connection.onReadable();
+   } );
+   EXPECT_EQ( connection.reason(), one.text );
+   EXPECT_EQ( told, one.text );
+   EXPECT_EQ( newer.closed(), !one.text.empty() );
+   if ( !one.text.empty() ) {
+      EXPECT_NE( newer.reason().find( one.text ), std::string::npos ) << newer.reason();
+   }
+}
+INSTANTIATE_TEST_SUITE_P( All, Differing, testing::Range( std::size_t{ 0 }, differences.size() ) );
+
+/// Frames by hand.
+struct RawPeer {
+   Mirror::Fd fd;
+   Qel::NboAttrLog::OutBuffer out;
+   void send() {
+      auto const bytes = out.bytes();
+      EXPECT_EQ( ::send( fd.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL ),
+                 static_cast<ssize_t>( bytes.size() ) );
+      out.clear();
+   }
+   std::string received() const {
+      std::array<char, 65536> buffer;
+      auto const got = ::recv( fd.get(), buffer.data(), buffer.size(), MSG_DONTWAIT );
+      return { buffer.data(), got > 0 ? static_cast<std::size_t>( got ) : 0 };
+   }
+   void hello( char const* magic, std::uint16_t version ) {
+      Description const none;
+      out.outSmReserveMessage( FrameKind::hello, 0, {}, 10 + none.size() );
+      out.putOctets( magic, 8 );
+      out.put16( version );
+      none.write( out );
+      out.outSmCommitMessage();
+      send();
+   }
+};
+
+struct Handshake : testing::Test {
+   Leader leader;
+   Follower follower;
+   RawPeer peer;
+   Mirror::LeaderConnection& leads() {
+      SocketPair pair;
+      peer.fd = std::move( pair.b );
+      return leader.connectionIs( pair.a.release(), "test" );
+   }
+   void follows() {
+      SocketPair pair;
+      peer.fd = std::move( pair.b );
+      follower.connectedIs( pair.a.release() );
+   }
+};
+
+TEST_F( Handshake, AnotherVersionIsRefusedByEitherSide ) {
+   auto& connection = leads();
+   peer.hello( "QNboALog", 2 );
+   connection.onReadable();
+   std::string const text = "protocol version 1 at the leader, 2 at the follower";
+   EXPECT_EQ( connection.reason(), text );
+   EXPECT_NE( peer.received().find( text ), std::string::npos );
+
+   follows();
+   peer.hello( "QNboALog", 3 );
+   follower.onReadable();
+   EXPECT_EQ( follower.reason(), "protocol version 3 at the leader, 1 at the follower" );
+   EXPECT_NE( peer.received().find( follower.reason() ), std::string::npos );
+
+   follows();
+   peer.hello( "QNboALOG", 1 );
+   follower.onReadable();
+   EXPECT_EQ( follower.reason(), "the first frame is no hello of this protocol" );
+}
+
+TEST_F( Handshake, NothingIsSaidBeforeTheOtherSideHasAgreed ) {
+   leader.rootIs( "plant", Plant::PlantIs() );
+   auto& connection = leads();
+   connection.onWritable();
+   std::uint64_t const hello = connection.bytesSent();
+   connection.onWritable();
+   EXPECT_EQ( connection.bytesSent(), hello );
+   peer.hello( "QNboALog", 1 );
+   connection.onReadable();
+   ASSERT_TRUE( connection.wantsWrite() );
+   connection.onWritable();
+   EXPECT_GT( connection.bytesSent(), hello );
+   EXPECT_TRUE( connection.synced() );
+}
+
+TEST_F( Handshake, AFollowerThatDoesMoreThanFollowIsRefused ) {
+   auto& connection = leads();
+   peer.hello( "QNboALog", 1 );
+   peer.out.outSmReserveMessage( FrameKind::synced, 0, {}, 0 );
+   peer.out.outSmCommitMessage();
+   peer.send();
+   connection.onReadable();
+   EXPECT_NE( connection.reason().find( "only follows" ), std::string::npos );
+}
+
+TEST_F( Handshake, SilenceEndsIt ) {
+   Mirror::Clock::time_point now{ 1h };
+   auto& connection = leads();
+   EXPECT_LE( leader.nextDeadline(), now );
+   leader.tick( now );
+   EXPECT_EQ( leader.nextDeadline(), now + 10s );
+   leader.tick( now + 9s );
+   EXPECT_FALSE( connection.closed() );
+   leader.tick( now + 10s );
+   EXPECT_EQ( connection.reason(), "no hello within 10000 ms" );
+   EXPECT_EQ( leader.nextDeadline(), Mirror::Clock::time_point::max() );
+}
+
+TEST_F( Handshake, SignsOfLifeKeepAConnectionAndTheirLackEndsIt ) {
+   auto const plant = Plant::PlantIs();
+   leader.rootIs( "plant", plant );
+   Link link( leader, follower );
+   link.pump();
+   Mirror::Clock::time_point now{ 1h };
+   auto const tick = [&] {
+      leader.tick( now );
+      follower.tick( now );
+   };
+   tick();
+   link.pump();
+   std::size_t const quiet = link.fromLeader.size();
+   for ( int i = 0; i < 600; ++i ) {
+      now += 1s;
+      tick();
+      link.pump();
+   }
+   EXPECT_EQ( follower.reason() + link.connection->reason(), "" );
+   // A byte each ten seconds: entity and field are as in the frame before, none.
+   EXPECT_EQ( link.fromLeader.size() - quiet, 60U );
+
+   // A process that was stopped for long finds what lies there before it gives up the other.
+   link.connection->onReadable();
+   leader.tick( now += 10s );
+   link.leaderTurn();
+   link.followerTurn( 0 );
+   Link::pass( link.toFollower, link.followerEnd, 100 );
+   follower.tick( now += 50s );
+   EXPECT_EQ( follower.reason(), "" );
+   // Nothing more comes.
+   leader.tick( now );
+   EXPECT_EQ( link.connection->reason().rfind( "nothing came for ", 0 ), 0U );
+   follower.tick( now += 29s );
+   EXPECT_FALSE( follower.closed() );
+   follower.tick( now += 1s );
+   EXPECT_EQ( follower.reason(), "nothing came for 30000 ms" );
+}
+
+struct Sockets : Handshake {
+   std::string const path = testing::TempDir() + "mirror." + std::to_string( ::getpid() );
+   ~Sockets() override { ::unlink( path.c_str() ); }
+
+   /// Connects a follower to what listens, and lets both talk.
+   Mirror::LeaderConnection& talk( Mirror::Listener& listener, Mirror::Fd fd ) {
+      follower.connectedIs( fd.release() );
+      auto one = listener.accept();
+      for ( int i = 0; !one && i < 1000; ++i, ::usleep( 1000 ) )
+         one = listener.accept();
+      EXPECT_TRUE( one );
+      auto& connection = leader.connectionIs( one->fd.release(), one->peer, one->refusal );
+      for ( int i = 0; i < 1000 && !follower.closed() && !follower.synced(); ++i ) {
+         follower.onWritable();
+         if ( connection.wantsWrite() )
+            connection.onWritable();
+         connection.onReadable();
+         follower.onReadable();
+         if ( i > 10 )
+            ::usleep( 1000 );
+      }
+      return connection;
+   }
+};
+
+TEST_F( Sockets, UnixAndTcpConnect ) {
+   leader.rootIs( "plant", Plant::PlantIs() );
+   auto listener = Mirror::Listener::listenUnix( path );
+   auto& unixConnection = talk( listener, Mirror::connectUnix( path ) );
+   EXPECT_TRUE( follower.synced() ) << follower.reason();
+   EXPECT_EQ( unixConnection.peer(), "unix, user " + std::to_string( ::getuid() ) + ", process " +
+                                        std::to_string( ::getpid() ) );
+   auto tcp = Mirror::Listener::listenTcp( 0 );
+   talk( tcp, Mirror::connectTcp( "127.0.0.1", tcp.port() ) );
+   EXPECT_TRUE( follower.synced() ) << follower.reason();
+}
+
+TEST_F( Sockets, AUserWhoIsNotAllowedIsToldSo ) {
+   leader.rootIs( "plant", Plant::PlantIs() );
+   auto listener = Mirror::Listener::listenUnix( path );
+   listener.allowedIs( { ::getuid() + 1 } );
+   auto& connection = talk( listener, Mirror::connectUnix( path ) );
+   std::string const text = "user " + std::to_string( ::getuid() ) + " may not connect to " + path;
+   EXPECT_EQ( connection.reason(), text );
+   EXPECT_EQ( follower.reason(), "refused by the other side: " + text );
+   EXPECT_FALSE( follower.root( "plant" ) );
+}
+
+TEST_F( Sockets, AStaleFileIsReplacedAndALiveOneIsNot ) {
+   auto const errorOf = [&]( auto make ) {
+      try {
+         make();
+      } catch ( Mirror::SocketError const& e ) {
+         EXPECT_NE( std::string( e.what() ).find( e.address() ), std::string::npos );
+         return e.error();
+      }
+      return 0;
+   };
+   {
+      auto const live = Mirror::Listener::listenUnix( path );
+      EXPECT_EQ( errorOf( [&] { Mirror::Listener::listenUnix( path ); } ), EADDRINUSE );
+      ASSERT_EQ( ::link( path.c_str(), ( path + ".stale" ).c_str() ), 0 );
+   }
+   EXPECT_EQ( errorOf( [&] { Mirror::connectUnix( path ); } ), ENOENT );
+   EXPECT_EQ( errorOf( [&] { Mirror::connectUnix( path + ".stale" ); } ), ECONNREFUSED );
+   EXPECT_EQ( errorOf( [&] { Mirror::Listener::listenUnix( path + ".stale" ); } ), 0 );
+   EXPECT_EQ( errorOf( [&] { Mirror::connectUnix( std::string( 200, 'x' ) ); } ), ENAMETOOLONG );
+   // What is no socket is nobody's to remove.
+   Mirror::Fd const file( ::open( path.c_str(), O_CREAT | O_CLOEXEC, 0600 ) );
+   EXPECT_EQ( errorOf( [&] { Mirror::Listener::listenUnix( path ); } ), EADDRINUSE );
+   EXPECT_EQ( ::access( path.c_str(), F_OK ), 0 );
+}
+
+} // namespace

@@ -1,0 +1,276 @@
+// Bytes that no leader sends: every one closes the connection with a reason, or means something
+// else; none does harm.
+#include <gtest/gtest.h>
+
+#include "mirror/Link.h"
+#include "mirror/Trees.h"
+
+using namespace TestModule;
+using Mirror::Follower;
+using Mirror::Leader;
+using Qel::NboAttrLog::FrameKind;
+using Trees::difference;
+
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+/// What a leader said to a follower: hello, a full sync, changes.
+struct Recorded {
+   Bytes bytes;
+   std::size_t helloSize = 0;
+   Recorded() {
+      Leader leader;
+      Follower follower;
+      auto const plant = Plant::PlantIs();
+      auto const depot = Depot::DepotIs( "depot" );
+      leader.rootIs( "plant", plant );
+      leader.rootIs( "depot", depot );
+      std::mt19937 random( 5 );
+      Link link( leader, follower );
+      for ( unsigned i = 0; i < 60; ++i )
+         Trees::change( *plant, random );
+      link.pump();
+      for ( unsigned i = 0; i < 60; ++i ) {
+         Trees::change( *plant, random );
+         Trees::change( *depot, random );
+      }
+      link.pump();
+      bytes = link.fromLeader;
+      Qel::NboAttrLog::FrameHead hello;
+      helloSize = Qel::NboAttrLog::FrameHeads().read( bytes, hello );
+      helloSize += hello.size;
+   }
+};
+Recorded const& recorded() {
+   static Recorded const one;
+   return one;
+}
+
+/// Gives \p bytes to a follower, then the end.
+void feed( Follower& follower, std::span<std::uint8_t const> bytes ) {
+   SocketPair pair;
+   follower.connectedIs( pair.a.release() );
+   while ( !bytes.empty() && !follower.closed() ) {
+      auto const sent =
+         ::send( pair.b.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT );
+      if ( sent > 0 )
+         bytes = bytes.subspan( static_cast<std::size_t>( sent ) );
+      follower.onReadable();
+      follower.onWritable();
+   }
+   // Unread bytes would make it another kind of end.
+   Bytes heard;
+   Link::take( pair.b, heard );
+   pair.b.reset();
+   follower.onReadable();
+   follower.onReadable();
+}
+
+/// The follower, and the trees that it has, work as ever.
+void expectUsable( Follower& follower ) {
+   Leader leader;
+   auto const plant = Plant::PlantIs();
+   std::mt19937 random( 6 );
+   for ( unsigned i = 0; i < 20; ++i )
+      Trees::change( *plant, random );
+   leader.rootIs( "plant", plant );
+   Link link( leader, follower );
+   link.pump();
+   ASSERT_EQ( follower.reason(), "" );
+   EXPECT_EQ( difference( *plant, static_cast<Plant&>( *follower.root( "plant" ) ) ), "" );
+}
+
+TEST( Hostile, EveryTruncationClosesWithAReason ) {
+   Follower follower;
+   unsigned reported = 0;
+   follower.onClosed = [&]( auto& reason ) {
+      ++reported;
+      EXPECT_EQ( reason.rfind( "closed by the other side", 0 ), 0U ) << reason;
+   };
+   auto const& all = recorded().bytes;
+   unsigned expected = 0;
+   // The hello is long and of one kind.
+   for ( std::size_t size = 0; size < all.size(); size += size < recorded().helloSize ? 97 : 3 ) {
+      feed( follower, std::span( all ).first( size ) );
+      ++expected;
+   }
+   EXPECT_EQ( reported, expected );
+   follower.onClosed = nullptr;
+   expectUsable( follower );
+}
+
+TEST( Hostile, AChangedByteClosesWithAReasonOrMeansSomethingElse ) {
+   std::mt19937 random( 7 );
+   Bytes const& all = recorded().bytes;
+   std::size_t const hello = recorded().helloSize;
+   unsigned refused = 0;
+   constexpr unsigned rounds = 3000;
+   Follower follower;
+   for ( unsigned i = 0; i < rounds; ++i ) {
+      Bytes changed = all;
+      // Mostly behind the hello, where there is more to go wrong.
+      std::size_t const at =
+         i % 8 == 0 ? random() % hello : hello + random() % ( all.size() - hello );
+      changed[at] ^= static_cast<std::uint8_t>( 1 + random() % 255 );
+      feed( follower, changed );
+      ASSERT_TRUE( follower.closed() );
+      ASSERT_NE( follower.reason(), "" );
+      refused += follower.reason().rfind( "closed by", 0 ) != 0;
+      if ( i % 100 == 0 )
+         expectUsable( follower );
+   }
+   EXPECT_GT( refused, rounds / 4 );
+   EXPECT_LT( refused, rounds );
+}
+
+TEST( Hostile, ALeaderTakesEqualCare ) {
+   Leader leader;
+   leader.rootIs( "plant", Plant::PlantIs() );
+   std::mt19937 random( 8 );
+   Bytes const hello( recorded().bytes.begin(),
+                      recorded().bytes.begin() +
+                         static_cast<std::ptrdiff_t>( recorded().helloSize ) );
+   for ( unsigned i = 0; i < 1000; ++i ) {
+      Bytes changed = hello;
+      changed[random() % changed.size()] ^= static_cast<std::uint8_t>( 1 + random() % 255 );
+      if ( i % 2 )
+         changed.resize( random() % changed.size() );
+      SocketPair pair;
+      auto& connection = leader.connectionIs( pair.a.release(), "hostile" );
+      ASSERT_EQ( ::send( pair.b.get(), changed.data(), changed.size(), 0 ),
+                 static_cast<ssize_t>( changed.size() ) );
+      connection.onReadable();
+      connection.onWritable();
+      pair.b.reset();
+      connection.onReadable();
+      connection.onReadable();
+      ASSERT_TRUE( connection.closed() );
+      ASSERT_NE( connection.reason(), "" );
+      leader.connectionDel( connection );
+   }
+   EXPECT_EQ( leader.stats().announced, 0U );
+}
+
+/// Single frames after a good start, and what the follower says of them.
+struct Frames : testing::Test {
+   Qel::NboAttrLog::OutBuffer out;
+   Follower follower;
+
+   void put( FrameKind kind, std::uint32_t entity, std::uint16_t field, Bytes const& payload ) {
+      out.outSmReserveMessage( kind, entity, field, payload.size() );
+      out.putOctets( payload.data(), payload.size() );
+      out.outSmCommitMessage();
+   }
+   /// Announces a plant as handle 1 and its rack "a" as handle 2.
+   void begin() {
+      put( FrameKind::root, 0, 0, announcement( 1, "TestModule::Plant", { 0, 0, 0, 1, 'p' } ) );
+      put( FrameKind::announce, 1, 259,
+           announcement( 2, "TestModule::Rack", { 0, 0, 0, 1, 'a' } ) );
+   }
+   static Bytes announcement( std::uint8_t handle, std::string_view type, Bytes const& more ) {
+      auto const records = Mirror::Description::ofThisProcess().records();
+      auto const number =
+         std::ranges::find( records, type, []( auto* r ) { return r->name; } ) - records.begin();
+      Bytes made{ 0, 0, 0, handle, 0, static_cast<std::uint8_t>( number ) };
+      made.insert( made.end(), more.begin(), more.end() );
+      return made;
+   }
+   std::string reasonFor() {
+      Bytes all( recorded().bytes.begin(),
+                 recorded().bytes.begin() + static_cast<std::ptrdiff_t>( recorded().helloSize ) );
+      all.insert( all.end(), out.bytes().begin(), out.bytes().end() );
+      feed( follower, all );
+      out.clear();
+      return follower.reason();
+   }
+};
+
+TEST_F( Frames, FaultsAreNamed ) {
+   struct Case {
+      FrameKind kind;
+      std::uint32_t entity;
+      std::uint16_t field;
+      Bytes payload;
+      char const* says;
+   };
+   Case const cases[] = {
+      { FrameKind::attribute, 2, 259, { 0, 0 }, "TestModule::Rack, field 259 (mode), offset " },
+      { FrameKind::attribute, 1, 258, { 0, 0, 1, 0, 9 }, "1 bytes are left" },
+      { FrameKind::attribute, 3, 259, {}, "no entity with handle 3 has been announced" },
+      { FrameKind::announce, 1, 259, announcement( 3, "TestModule::Sensor", { 0, 0, 0, 1 } ),
+        "TestModule::Plant, field 259 (rack), offset " },
+      { FrameKind::announce, 1, 258, announcement( 3, "TestModule::Rack", { 0, 0, 0, 0 } ),
+        "does not belong here" },
+      { FrameKind::announce, 1, 259, announcement( 3, "TestModule::Reading", {} ),
+        "type TestModule::Reading is not one of entities" },
+      { FrameKind::announce, 1, 259, { 0, 0, 0, 3, 0xFF, 0xFF }, "there is no type number 65535" },
+      { FrameKind::announce, 1, 259, announcement( 1, "TestModule::Rack", { 0, 0, 0, 0 } ),
+        "cannot have handle 1" },
+      { FrameKind::root, 0, 0, announcement( 2, "TestModule::Plant", { 0, 0, 0, 0 } ),
+        "cannot have handle 2" },
+      { FrameKind::rootGone, 2, 0, {}, "" },
+      { FrameKind::rootGone, 7, 0, {}, "no root with handle 7" },
+      { FrameKind::transactionEnd, 1, 259, { 1 }, "should end here" },
+      { FrameKind{ 12 }, 1, 259, {}, "a frame of kind 12" },
+      { FrameKind::hello, 0, 0, {}, "a frame of kind 8" },
+   };
+   for ( Case const& one : cases ) {
+      begin();
+      put( one.kind, one.entity, one.field, one.payload );
+      EXPECT_NE( reasonFor().find( one.says ), std::string::npos ) << one.says << "\n"
+                                                                   << follower.reason();
+   }
+}
+
+TEST_F( Frames, WhatOnlyTheOtherSideKnowsIsSkippedAndCounted ) {
+   begin();
+   put( FrameKind::attribute, 2, 300, { 1, 2, 3 } );
+   put( FrameKind::announce, 2, 301, announcement( 3, "TestModule::Sensor", { 9 } ) );
+   put( FrameKind::attribute, 3, 259, { 1 } );
+   put( FrameKind::announce, 3, 259, announcement( 4, "TestModule::Sensor", { 9 } ) );
+   put( FrameKind::transactionBegin, 4, 259, {} );
+   put( FrameKind::attribute, 2, 259, { 0, 0, 0, 1 } );
+   put( FrameKind::synced, 0, 0, {} );
+   EXPECT_EQ( reasonFor(), "closed by the other side" );
+   EXPECT_EQ( follower.stats().skipped, 3U );
+   EXPECT_EQ( static_cast<Plant&>( *follower.root( "p" ) ).rack( "a" )->mode(), Mode::running );
+}
+
+TEST_F( Frames, AFrameThatIsTooLargeIsRefusedBeforeItComes ) {
+   begin();
+   Bytes const large( 17 * 1024 * 1024 );
+   out.outSmReserveMessage( FrameKind::attribute, 1, 258, large.size() );
+   out.putOctets( large.data(), large.size() );
+   out.outSmCommitMessage();
+   EXPECT_NE( reasonFor().find( "a frame of 17825792 bytes" ), std::string::npos )
+      << follower.reason();
+}
+
+TEST_F( Frames, AnObserverThatThrowsConcernsNeitherTheStreamNorTheOtherMessages ) {
+   auto const mine = Plant::PlantIs();
+   follower.rootIs( "p", mine );
+   auto const subscription =
+      mine->subscribe( []( auto& ) { throw std::string( "from an observer" ); } );
+   begin();
+   put( FrameKind::attribute, 2, 259, { 0, 0, 0, 1 } );
+   EXPECT_THROW( reasonFor(), std::string );
+   EXPECT_EQ( mine->rack( "a" )->mode(), Mode::running );
+   EXPECT_FALSE( follower.closed() );
+}
+
+/// A depot's annex is a plant, which no depot is in: the deepest tree that these types can have is
+/// not deep, so the limit is met by entities of types that the follower does not know.
+TEST_F( Frames, NestingIsBounded ) {
+   begin();
+   put( FrameKind::announce, 2, 301, announcement( 3, "TestModule::Sensor", {} ) );
+   for ( std::uint32_t handle = 3; handle < 2000; ++handle ) {
+      Bytes next = announcement( 0, "TestModule::Sensor", {} );
+      next[2] = static_cast<std::uint8_t>( ( handle + 1 ) >> 8 );
+      next[3] = static_cast<std::uint8_t>( handle + 1 );
+      put( FrameKind::announce, handle, 301, next );
+   }
+   EXPECT_NE( reasonFor().find( "nested deeper than 1000" ), std::string::npos );
+}
+
+} // namespace

@@ -1,0 +1,261 @@
+// What a follower holds is what the leader has: however the bytes are cut, the streams blocked, the
+// connections broken.
+#include <random>
+
+#include <gtest/gtest.h>
+
+#include "Dot1xV2/AaaHelperLedraTypes.h"
+#include "mirror/Link.h"
+#include "mirror/Trees.h"
+
+using namespace TestModule;
+using Mirror::Follower;
+using Mirror::Leader;
+using Trees::difference;
+using Trees::reading;
+
+namespace {
+
+template<class T>
+T& mirrorOf( Follower& follower, std::string const& name ) {
+   auto const root = follower.root( name );
+   EXPECT_TRUE( root );
+   return static_cast<T&>( *root );
+}
+
+/// Counts what an observer of a whole tree is told.
+struct Count {
+   unsigned changes = 0;
+   Varek::Subscription subscription;
+   explicit Count( Varek::Publisher& tree )
+      : subscription( tree.subscribe( [this]( auto& ) { ++changes; }, Varek::Scope::subtree ) ) {}
+};
+
+struct Mirroring : testing::Test {
+   Varek::Ptr<Plant> plant = Plant::PlantIs();
+   Leader leader;
+   Follower follower;
+};
+
+/// Random changes while random amounts of bytes move, with a small limit so that the stream is held
+/// back all the time; now and then the connection breaks.
+class RandomMirroring : public testing::TestWithParam<unsigned> {};
+
+TEST_P( RandomMirroring, TreesAreEqualWhenTheBytesHaveCome ) {
+   std::mt19937 random( GetParam() );
+   Mirror::LeaderOptions options;
+   options.outputLimit = GetParam() % 2 ? 700 : 100000;
+   Leader leader( options );
+   Follower follower;
+   auto const plant = Plant::PlantIs();
+   auto const depot = Depot::DepotIs( "depot" );
+   leader.rootIs( "plant", plant );
+   for ( unsigned i = 0; i < 300; ++i )
+      Trees::change( *plant, random );
+   Link link( leader, follower );
+   for ( unsigned round = 0; round < 1500; ++round ) {
+      if ( random() % 3 == 0 )
+         link.leaderTurn();
+      if ( random() % 3 == 0 )
+         link.followerTurn( random() % 2 ? random() % 12 : random() % 3000 );
+      Trees::change( *plant, random );
+      Trees::change( *depot, random );
+      if ( random() % 100 == 0 )
+         leader.rootIs( "depot", depot );
+      if ( random() % 200 == 0 )
+         leader.rootDel( "depot" );
+      if ( random() % 400 == 0 ) {
+         link.cut();
+         link.connect();
+      }
+      if ( random() % 100 == 0 ) {
+         link.pump();
+         ASSERT_EQ( follower.reason() + link.connection->reason(), "" );
+         ASSERT_EQ( difference( *plant, mirrorOf<Plant>( follower, "plant" ) ), "" );
+      }
+   }
+   leader.rootIs( "depot", depot );
+   link.pump();
+   ASSERT_EQ( follower.reason(), "" );
+   EXPECT_EQ( difference( *plant, mirrorOf<Plant>( follower, "plant" ) ), "" );
+   EXPECT_EQ( difference( *depot, mirrorOf<Depot>( follower, "depot" ) ), "" );
+   EXPECT_TRUE( link.connection->inGroup() );
+   EXPECT_EQ( leader.stats().announced, follower.stats().entities );
+}
+INSTANTIATE_TEST_SUITE_P( Seeds, RandomMirroring, testing::Range( 0U, 12U ) );
+
+TEST_F( Mirroring, AnAnswerIsMirrored ) {
+   using namespace Dot1xV2;
+   auto const answer = aaaResponseFactory( AaaResponseType::accepted );
+   AaaAttribute attribute( RadiusPktParserBase::Attribute{ 0, 1 } );
+   RadiusPktParserBase::AttrValue const value( Varek::String( "name" ) );
+   attribute.attrValuePush( value );
+   answer->aaaAttributeIs( attribute );
+   leader.rootIs( "answer", answer );
+   Link link( leader, follower );
+   link.pump();
+   auto& mirror = mirrorOf<AaaResponse>( follower, "answer" );
+   EXPECT_EQ( mirror.type(), AaaResponseType::accepted );
+   ASSERT_TRUE( mirror.aaaAttribute( attribute.attribute() ) );
+   EXPECT_EQ( *mirror.aaaAttribute( attribute.attribute() ), attribute );
+   answer->callingStationIdIs( Lumo::EthAddr( "02:00:00:00:00:01" ) );
+   answer->aaaAttributeDel( attribute.attribute() );
+   link.pump();
+   EXPECT_EQ( mirror.callingStationId(), answer->callingStationId() );
+   EXPECT_TRUE( mirror.aaaAttribute().empty() );
+}
+
+TEST_F( Mirroring, AReconnectPublishesJustTheDifferences ) {
+   leader.rootIs( "plant", plant );
+   for ( std::uint32_t i = 0; i < 50; ++i )
+      plant->rackIs( "a" )->sensorIs( i )->readingIs( reading( i, 1 ) );
+   Link link( leader, follower );
+   link.pump();
+   Count count( mirrorOf<Plant>( follower, "plant" ) );
+   Qel::Entity const* const before = mirrorOf<Plant>( follower, "plant" ).rack( "a" ).get();
+
+   link.cut();
+   link.connect();
+   link.pump();
+   EXPECT_EQ( count.changes, 0U );
+   EXPECT_TRUE( follower.synced() );
+
+   link.cut();
+   plant->rack( "a" )->sensor( 7 )->levelIs( 70 );
+   plant->rack( "a" )->sensor( 8 )->readingDel( 8 );
+   plant->rack( "a" )->sensorDel( 9 );
+   link.connect();
+   link.pump();
+   EXPECT_EQ( count.changes, 3U );
+   EXPECT_EQ( difference( *plant, mirrorOf<Plant>( follower, "plant" ) ), "" );
+   EXPECT_EQ( mirrorOf<Plant>( follower, "plant" ).rack( "a" ).get(), before );
+
+   // A leader that was restarted has other entities and other handles.
+   link.cut();
+   Leader restarted;
+   auto const again = Plant::PlantIs();
+   again->rackIs( "b" );
+   again->rackIs( "a" )->sensorIs( 7 )->levelIs( 70 );
+   restarted.rootIs( "plant", again );
+   restarted.nextHandleIs( 4711 );
+   count.changes = 0;
+   Link other( restarted, follower );
+   other.pump();
+   // One rack more; 48 sensors and one reading less.
+   EXPECT_EQ( count.changes, 50U );
+   EXPECT_EQ( difference( *again, mirrorOf<Plant>( follower, "plant" ) ), "" );
+}
+
+TEST_F( Mirroring, WhatIsGoneIsRemovedOnceAtTheEndMarker ) {
+   leader.rootIs( "plant", plant );
+   plant->rackIs( "a" )->sensorIs( 1 );
+   plant->rackIs( "b" );
+   Link link( leader, follower );
+   link.pump();
+   link.cut();
+   plant->rackDel( "a" );
+   std::vector<std::string> told;
+   auto& mirror = mirrorOf<Plant>( follower, "plant" );
+   auto const subscription = mirror.subscribe(
+      [&]( Varek::Change const& change ) {
+         told.push_back( *change.key<std::string>() );
+         EXPECT_TRUE( change.oldData() );
+      },
+      Varek::Scope::subtree );
+   link.connect();
+   link.pump();
+   EXPECT_EQ( told, std::vector<std::string>{ "a" } );
+   EXPECT_EQ( follower.stats().entities, 2U );
+}
+
+TEST_F( Mirroring, RootsComeAndGo ) {
+   std::vector<std::string> told;
+   follower.onRoot = [&]( auto& name, auto& ) { told.push_back( "+" + name ); };
+   follower.onRootGone = [&]( auto& name, auto& ) { told.push_back( "-" + name ); };
+   unsigned synced = 0;
+   follower.onSynced = [&] { ++synced; };
+   leader.rootIs( "one", plant );
+   Link link( leader, follower );
+   link.pump();
+   auto const depot = Depot::DepotIs( "depot" );
+   leader.rootIs( "two", depot );
+   link.pump();
+   EXPECT_EQ( follower.roots(), ( std::vector<std::string>{ "one", "two" } ) );
+   // The same name for an entity with other parameters: another one takes its place.
+   leader.rootIs( "two", Depot::DepotIs( "other" ) );
+   leader.rootDel( "one" );
+   link.pump();
+   EXPECT_EQ( told, ( std::vector<std::string>{ "+one", "+two", "-two", "+two", "-one" } ) );
+   // What was not announced again when all has come is gone.
+   link.cut();
+   leader.rootDel( "two" );
+   link.connect();
+   link.pump();
+   EXPECT_TRUE( follower.roots().empty() );
+   EXPECT_EQ( told.back(), "-two" );
+   EXPECT_EQ( synced, 2U );
+   EXPECT_EQ( leader.stats().announced, 0U );
+   EXPECT_THROW( ( leader.rootIs( "x", plant ), leader.rootIs( "y", plant ) ), Varek::RangeError );
+}
+
+TEST_F( Mirroring, AnEntityOfOnesOwnBecomesTheMirror ) {
+   auto const mine = Plant::PlantIs();
+   Count count( *mine );
+   follower.rootIs( "plant", mine );
+   leader.rootIs( "plant", plant );
+   plant->rackIs( "a" );
+   Link link( leader, follower );
+   link.pump();
+   EXPECT_EQ( count.changes, 1U );
+   EXPECT_TRUE( mine->rack( "a" ) );
+   leader.rootDel( "plant" );
+   link.pump();
+   EXPECT_EQ( follower.root( "plant" ), mine );
+}
+
+// An observer that hears of a removal before the leader, and the follower's bookkeeping, do.
+TEST_F( Mirroring, ATreeThatIsTakenApartWhileItIsRemovedLeavesNothingBehind ) {
+   auto const clear = []( Varek::Change const& change ) {
+      if ( change.id() == 259 && change.oldData() )
+         ( *change.old<Varek::Ptr<Rack>>() )->sensorDelAll();
+   };
+   auto const here = plant->subscribe( clear );
+   leader.rootIs( "plant", plant );
+   Link link( leader, follower );
+   link.pump();
+   auto const there = mirrorOf<Plant>( follower, "plant" ).subscribe( clear );
+   for ( unsigned i = 0; i < 3; ++i ) {
+      for ( std::uint32_t n = 0; n < 20; ++n )
+         plant->rackIs( "a" )->sensorIs( n )->levelIs( n );
+      link.pump();
+      EXPECT_EQ( leader.stats().announced, 22U );
+      EXPECT_EQ( difference( *plant, mirrorOf<Plant>( follower, "plant" ) ), "" );
+      plant->rackDel( "a" );
+      link.pump();
+      EXPECT_EQ( leader.stats().announced, 1U );
+      EXPECT_EQ( follower.stats().entities, 1U );
+   }
+   EXPECT_EQ( Sensor::allocations().liveObjects(), 0U );
+}
+
+TEST_F( Mirroring, WhenHandlesRunOutFollowersConnectAnewAndSeeNoDifference ) {
+   leader.rootIs( "plant", plant );
+   plant->rackIs( "a" );
+   leader.nextHandleIs( 0xFFFFFFFE );
+   Link link( leader, follower );
+   link.pump();
+   Count count( mirrorOf<Plant>( follower, "plant" ) );
+   std::string reason;
+   leader.onClosed = [&]( auto&, auto& why ) { reason = why; };
+   plant->rackIs( "b" )->sensorIs( 3 );
+   link.pump();
+   EXPECT_NE( reason.find( "numbers its entities anew" ), std::string::npos );
+   EXPECT_TRUE( follower.closed() );
+   leader.connectionDel( *link.connection );
+   link.connect();
+   link.pump();
+   EXPECT_EQ( count.changes, 2U );
+   EXPECT_EQ( difference( *plant, mirrorOf<Plant>( follower, "plant" ) ), "" );
+}
+
+} // namespace
