@@ -144,6 +144,10 @@ bool freeResyncState( FlowOut& flowOut ) {
    return true;
 }
 
+bool sameConstructorParams( TypeRecord const& type, Entity const& entity, In& in ) {
+   return type.constructorLog->equal( entity, in );
+}
+
 Ptr<Entity> newEntityForAttrLog( TypeRecord const& type, In& in ) {
    return type.constructorLog->make( in );
 }

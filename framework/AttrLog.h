@@ -175,6 +175,8 @@ VAREK_EXPORT bool freeResyncState( NboAttrLog::FlowOut& );
 
 // Reading
 
+/// Whether the constructor parameters that come next are those of \p entity.
+VAREK_EXPORT bool sameConstructorParams( TypeRecord const&, Entity const& entity, NboAttrLog::In& );
 /// The entity whose constructor parameters come next.
 VAREK_EXPORT Ptr<Entity> newEntityForAttrLog( TypeRecord const&, NboAttrLog::In& );
 

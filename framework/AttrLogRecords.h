@@ -227,15 +227,23 @@ struct ChildLog {
    }
    static void remove( EntityQelNboAttrLogSa const& sa, NboAttrLog::In& in ) {
       in.expectEnd();
-      childRemoved( sa, childDel( owner( sa ), D::id, D::get( owner( sa ) ) ) );
+      Ptr<Child> const before = D::get( owner( sa ) ).child;
+      FirstFailure failure;
+      failure.guard( [&] { childDel( owner( sa ), D::id, D::get( owner( sa ) ) ); } );
+      childRemoved( sa, before );
+      failure.rethrow();
    }
    static Entity* child( EntityQelNboAttrLogSa const& sa, NboAttrLog::In& in ) {
       auto& held = D::get( owner( sa ) );
       return withParameter<Child>( in, [&]( auto const&... parameter ) -> Entity* {
+         Ptr<Entity> const keepAlive( &sa.entity() );
          Ptr<Child> const before = held.child;
-         Ptr<Child> const now = childIs( owner( sa ), D::id, held, parameter... );
-         if ( before != now )
+         Ptr<Child> now;
+         FirstFailure failure;
+         failure.guard( [&] { now = childIs( owner( sa ), D::id, held, parameter... ); } );
+         if ( before && before->parent() != &sa.entity() )
             childRemoved( sa, before );
+         failure.rethrow();
          return held.child == now ? now.get() : nullptr;
       } );
    }
@@ -279,15 +287,15 @@ requires( D::kind == AttributeKind::collection ||
    static std::uint8_t* put( std::uint8_t* to, Element const& element ) {
       return Wire<Element>::put( to, element );
    }
-   static auto apply( Owner& owner, NboAttrLog::In& in ) {
+   template<class Before>
+   static void apply( Owner& owner, NboAttrLog::In& in, Before before ) {
       auto element = NboAttrLog::valueOf<Element>( in );
       in.expectEnd();
-      typename Map::Key key( typename Map::KeyOf{}( element ) );
+      before( typename Map::KeyOf{}( element ) );
       if constexpr ( D::kind == AttributeKind::set )
          setIs( owner, D::id, D::get( owner ), element );
       else
          collectionIs( owner, D::id, D::get( owner ), std::move( element ) );
-      return key;
    }
    static void remove( Owner& owner, typename Map::Key const& key ) {
       collectionDel( owner, D::id, D::get( owner ), key );
@@ -307,12 +315,13 @@ requires( D::kind == AttributeKind::map ) struct ElementLog<Owner, D> {
    static std::uint8_t* put( std::uint8_t* to, Element const& element ) {
       return ValueWire::put( KeyWire::put( to, element.key ), element.value );
    }
-   static auto apply( Owner& owner, NboAttrLog::In& in ) {
+   template<class Before>
+   static void apply( Owner& owner, NboAttrLog::In& in, Before before ) {
       auto key = NboAttrLog::valueOf<typename Map::Key>( in );
       auto const value = NboAttrLog::valueOf<MappedType<Map>>( in );
       in.expectEnd();
+      before( key );
       mapIs( owner, D::id, D::get( owner ), key, value );
-      return key;
    }
    static void remove( Owner& owner, typename Map::Key const& key ) {
       mapDel( owner, D::id, D::get( owner ), key );
@@ -339,7 +348,8 @@ requires( D::kind == AttributeKind::ordered ) struct ElementLog<Owner, D> {
          to = KeyWire::put( to, node.key() );
       return ValueWire::put( to, node.value() );
    }
-   static auto apply( Owner& owner, NboAttrLog::In& in ) {
+   template<class Before>
+   static void apply( Owner& owner, NboAttrLog::In& in, Before before ) {
       typename Map::Key key{};
       if constexpr ( !Node::keyInside )
          KeyWire::read( in, key );
@@ -347,8 +357,8 @@ requires( D::kind == AttributeKind::ordered ) struct ElementLog<Owner, D> {
       in.expectEnd();
       if constexpr ( Node::keyInside )
          key = Node::keyOf( value );
+      before( key );
       OrderedMutators::is<Node>( owner, D::id, D::get( owner ), key, value );
-      return key;
    }
    static void remove( Owner& owner, typename Map::Key const& key ) {
       auto& map = D::get( owner );
@@ -463,7 +473,8 @@ struct KeyedLog {
       return false;
    }
    static bool flushDirty( EntityQelNboAttrLogSa const& sa, HSet<Key>& dirty ) {
-      for ( std::uint32_t at = dirty.nextTaken( 0 ); at != HSet<Key>::none; at = dirty.nextTaken( at ) ) {
+      for ( std::uint32_t at = dirty.nextTaken( 0 ); at != HSet<Key>::none;
+            at = dirty.nextTaken( at ) ) {
          Key const key = dirty.at( at );
          if ( !writeKey( sa, key ) )
             return false;
@@ -494,15 +505,20 @@ struct KeyedLog {
       if constexpr ( holdsChildren ) {
          in.fail( "a child entity is announced, it has no value" );
       } else {
-         Ptr<Entity> const keepAlive( &sa.entity() );
-         unmark( owner( sa ), Element::apply( owner( sa ), in ) );
+         // Before the change, since an observer of it may throw.
+         Element::apply( owner( sa ), in, [&]( Key const& key ) { unmark( owner( sa ), key ); } );
       }
    }
    static void removeKey( EntityQelNboAttrLogSa const& sa, Key const& key ) {
-      if constexpr ( holdsChildren )
-         childRemoved( sa, childrenDel( owner( sa ), D::id, D::get( owner( sa ) ), key ) );
-      else
+      if constexpr ( holdsChildren ) {
+         auto const child = childrenGet( map( sa ), key );
+         FirstFailure failure;
+         failure.guard( [&] { childrenDel( owner( sa ), D::id, D::get( owner( sa ) ), key ); } );
+         childRemoved( sa, child );
+         failure.rethrow();
+      } else {
          Element::remove( owner( sa ), key );
+      }
    }
    static void remove( EntityQelNboAttrLogSa const& sa, NboAttrLog::In& in ) {
       auto const key = NboAttrLog::valueOf<Key>( in );
@@ -534,15 +550,16 @@ struct KeyedLog {
       auto const gone = marked( all );
       all.qelDeletionMarksClear();
       Ptr<Entity> const keepAlive( &sa.entity() );
+      FirstFailure failure; // an observer's: the rest goes all the same
       for ( Key const& key : gone )
-         removeKey( sa, key );
+         failure.guard( [&] { removeKey( sa, key ); } );
+      failure.rethrow();
    }
    static Entity* child( EntityQelNboAttrLogSa const& sa, NboAttrLog::In& in ) {
       auto const key = NboAttrLog::valueOf<Key>( in );
       in.expectEnd();
-      Ptr<Entity> const keepAlive( &sa.entity() );
-      auto const child = childrenIs( owner( sa ), D::id, D::get( owner( sa ) ), key );
       unmark( owner( sa ), key );
+      auto const child = childrenIs( owner( sa ), D::id, D::get( owner( sa ) ), key );
       return child->parent() ? child.get() : nullptr;
    }
    static void visit( Entity const& entity, void ( *f )( Entity&, void* ), void* context ) {

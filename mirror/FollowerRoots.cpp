@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "framework/AttrLogRecords.h"
+#include "framework/AttrLog.h"
 #include "mirror/Follower.h"
 #include "mirror/Text.h"
 
@@ -13,7 +13,7 @@ namespace {
 
 /// Whether the constructor parameters that come next are those of \p held.
 bool sameParameters( Qel::TypeRecord const& type, Qel::Entity const& held, In in ) {
-   return type.constructorLog->equal( held, in );
+   return sameConstructorParams( type, held, in );
 }
 
 } // namespace
