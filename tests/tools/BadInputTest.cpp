@@ -1,4 +1,5 @@
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <sstream>
@@ -20,7 +21,12 @@ using nlohmann::json;
 
 class BadInput : public testing::Test {
 protected:
-   BadInput() : path( testing::TempDir() + "dot1xctl-bad-" + std::to_string( getpid() ) ) {}
+   // Of names, too, some hold what a terminal would obey.
+   BadInput() {
+      std::string const pid = std::to_string( getpid() );
+      path = testing::TempDir() + "dot1xctl-\x1b[2J\nbad-" + pid;
+      printedPath = testing::TempDir() + "dot1xctl-\\x1b[2J\\x0abad-" + pid;
+   }
    ~BadInput() override { unlink( path.c_str() ); }
 
    /// Replays the file at \p path and expects \p messages in this order on standard error, one line
@@ -35,7 +41,7 @@ protected:
       }
       EXPECT_EQ( lines.size(), messages.size() ) << run.err;
       for ( std::size_t i = 0; i < lines.size() && i < messages.size(); ++i ) {
-         EXPECT_TRUE( lines[i].starts_with( "dot1xctl: " + path + ": " + messages[i] ) )
+         EXPECT_TRUE( lines[i].starts_with( "dot1xctl: " + printedPath + ": " + messages[i] ) )
             << lines[i] << "\nexpected: " << messages[i];
       }
       return run.json();
@@ -45,7 +51,8 @@ protected:
       std::ofstream( path, std::ios::binary ) << octets;
    }
 
-   std::string const path;
+   std::string path;
+   std::string printedPath;
 };
 
 Octets const user = attribute( 1, text( "someone" ) ) + attribute( 31, text( "0000.5e00.5301" ) );
@@ -115,6 +122,18 @@ TEST_F( BadInput, FilesThatAreNoCaptures ) {
    replay( { "is cut short within its header" } );
    writeCapture( path, {}, 65535, 105 ); // IEEE 802.11
    replay( { "has packets of link type IEEE802_11" } );
+}
+
+TEST_F( BadInput, ACutFileSaysHowManyPacketsAreWhole ) {
+   Octets const packet = onWire( radius( 1, 1, user ) );
+   writeCapture( path, { packet, packet, packet } );
+   std::string const told[] = { ")\n", "); the one before it is whole\n",
+                                "); the 2 before it are whole\n" };
+   for ( std::size_t whole = std::size( told ); whole-- > 0; ) {
+      std::filesystem::resize_file( path, 24 + whole * ( 16 + packet.size() ) + 20 );
+      std::string const err = ToolRun( "replay '" + path + "'" ).err;
+      EXPECT_TRUE( err.ends_with( told[whole] ) ) << err;
+   }
 }
 
 TEST_F( BadInput, OneBadFileDoesNotKeepTheNextFromBeingRead ) {
@@ -224,15 +243,15 @@ TEST_F( BadInput, TextThatIsNoTextHarmsNeitherFormOfOutput ) {
    EXPECT_EQ( run.exitCode, 0 );
    std::size_t lines = 0;
    std::string line;
-   for ( std::istringstream out( run.out.substr( run.out.find( '\n' ) ) );
-         std::getline( out, line ); ) {
+   EXPECT_TRUE( run.out.starts_with( printedPath + '\n' ) ) << run.out;
+   for ( std::istringstream out( run.out ); std::getline( out, line ); ) {
       EXPECT_LE( line.size(), 80u ) << line;
       for ( char const c : line ) {
          EXPECT_TRUE( c >= ' ' && c < 0x7f ) << line;
       }
       ++lines;
    }
-   EXPECT_GT( lines, 8u );
+   EXPECT_GT( lines, 9u );
    json const value = ToolRun( "replay --json '" + path + "'" )
                          .json()
                          .at( 0 )
@@ -272,6 +291,9 @@ TEST( Usage, WrongUsageIsToldApartFromBadInput ) {
       EXPECT_NE( run.out, "" ) << help;
       EXPECT_EQ( run.err, "" ) << help;
    }
+   ToolRun const version( "--version" );
+   EXPECT_EQ( version.exitCode, 0 );
+   EXPECT_EQ( version.out, "dot1xctl " DOT1XCTL_VERSION "\n" );
 }
 
 TEST( Usage, OutputThatCannotBeWrittenIsAFailure ) {

@@ -34,4 +34,9 @@ std::string quoted( Varek::String const& text ) {
    return stringValue( RadiusPktParserBase::AttrValue( text ) );
 }
 
+std::string escaped( std::string const& text ) {
+   std::string const inQuotes = quoted( text );
+   return inQuotes.substr( 1, inQuotes.size() - 2 );
+}
+
 } // namespace Dot1xCtl

@@ -17,5 +17,7 @@ std::string valueText( RadiusPktParserBase::Attribute, RadiusPktParserBase::Attr
 
 /// Text in quotes, whatever would disturb a terminal escaped.
 std::string quoted( Varek::String const& );
+/// The same without the quotes: for the names of files.
+std::string escaped( std::string const& );
 
 } // namespace Dot1xCtl

@@ -29,6 +29,12 @@ Time timeOf( timeval const& stamp ) {
    return Time( std::chrono::seconds( second ) + std::chrono::nanoseconds( nanosecond ) );
 }
 
+std::string wholeBefore( std::uint64_t packets ) {
+   return packets == 0   ? ""
+          : packets == 1 ? "; the one before it is whole"
+                         : "; the " + std::to_string( packets ) + " before it are whole";
+}
+
 bool cutShort( std::string_view error ) {
    return error.find( "truncated" ) != std::string_view::npos;
 }
@@ -96,10 +102,9 @@ bool Capture::next( Packet& packet ) {
    std::uint64_t const number = state_->packets + 1;
    if ( result != 1 ) {
       std::string const error = pcap_geterr( state_->pcap );
-      throw CaptureError( cutShort( error )
-                             ? "the file is cut short within this packet (" + error + "); the " +
-                                  std::to_string( state_->packets ) + " before it are whole"
-                             : "the file cannot be read on: " + error,
+      throw CaptureError( cutShort( error ) ? "the file is cut short within this packet (" + error +
+                                                 ")" + wholeBefore( state_->packets )
+                                            : "the file cannot be read on: " + error,
                           number, fileOffset( offset ) );
    }
    state_->packets = number;

@@ -1,7 +1,8 @@
 #include "Problems.h"
 
 #include <ostream>
-#include <utility>
+
+#include "AttributeText.h"
 
 namespace Dot1xCtl {
 
@@ -12,8 +13,8 @@ constexpr char const* kindNames[] = { "unreadable files", "packets cut at captur
 
 } // namespace
 
-void Problems::file( std::string name ) {
-   file_ = std::move( name );
+void Problems::file( std::string const& name ) {
+   file_ = escaped( name );
    ofKind_ = {};
 }
 

@@ -36,7 +36,7 @@ public:
    explicit Problems( std::ostream& out ) : out_( out ) {}
 
    /// Begins the next file, after done() with the one before.
-   void file( std::string name );
+   void file( std::string const& name );
    void add( Problem const& );
    /// Says how many of the current file's problems were not told.
    void done();
@@ -47,7 +47,7 @@ private:
    static constexpr std::size_t kinds = static_cast<std::size_t>( ProblemKind::radius ) + 1;
 
    std::ostream& out_;
-   std::string file_;
+   std::string file_; // as it is printed
    std::array<std::size_t, kinds> ofKind_{};
    std::size_t count_ = 0;
 };

@@ -19,7 +19,7 @@ public:
    explicit TextOutput( std::ostream& out ) : out_( out ) {}
 
    void capture( std::string const& file ) override {
-      out_ << ( first_ ? "" : "\n" ) << file << '\n';
+      out_ << ( first_ ? "" : "\n" ) << escaped( file ) << '\n';
       first_ = false;
    }
 

@@ -76,6 +76,7 @@ void schema( bool json ) {
 int run( int argc, char** argv ) {
    CLI::App app( "Shows the state of an IEEE 802.1X authenticator, and its types." );
    app.name( "dot1xctl" );
+   app.set_version_flag( "--version", "dot1xctl " DOT1XCTL_VERSION );
    app.require_subcommand( 1 );
 
    bool json = false;
