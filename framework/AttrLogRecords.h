@@ -427,18 +427,16 @@ struct KeyedLog {
    static bool walk( EntityQelNboAttrLogSa const& sa, Bookmark<Map>& at, HSet<Key>* dirty ) {
       at.settle( map( sa ), dirty );
       if constexpr ( Bookmark<Map>::byPosition ) {
-         while ( at.walking ) {
-            at.assertVersion( map( sa ) );
-            std::uint32_t const next = map( sa ).nextTaken( at.position );
-            if ( next == Map::none ) {
-               at.walking = false;
-               if ( dirty )
-                  at.leaveDirty( *dirty );
-               break;
-            }
-            if ( !writePresent( sa, map( sa ).at( next ) ) )
-               return false;
-            at.position = next + 1;
+         if ( at.walking ) {
+            Map const& all = map( sa );
+            at.assertVersion( all );
+            for ( at.position = all.nextTaken( at.position ); at.position != Map::none;
+                  at.position = all.nextTaken( at.position + 1 ) )
+               if ( !writePresent( sa, all.at( at.position ) ) )
+                  return false;
+            at.walking = false;
+            if ( dirty )
+               at.leaveDirty( *dirty );
          }
       }
       for ( ; !at.left.empty(); at.left.pop_back() )

@@ -28,7 +28,8 @@ struct Wire<RadiusPktParserBase::Attribute> : Internal::FixedWire<6> {
 namespace Internal {
 
 /// One alternative of an AttrValue: the five bits that it has in the first byte, and what follows
-/// the first byte and the tag.
+/// the first byte and the tag. `read` hands what the value is made from to \p make, so that it is
+/// made where it is to be.
 template<class T>
 struct RadiusWire;
 
@@ -45,10 +46,11 @@ struct RadiusTextWire {
          to = putBig( to, static_cast<std::uint32_t>( v.size() ) );
       return putOctets( to, v.data(), v.size() );
    }
-   static void read( NboAttrLog::In& in, std::uint8_t bits, Text& v ) {
+   template<class Make>
+   static decltype( auto ) read( NboAttrLog::In& in, std::uint8_t bits, Make make ) {
       std::size_t const length = bits < longer ? bits : in.get32();
       std::uint8_t const* const octets = in.getOctets( length );
-      v = Text( reinterpret_cast<char const*>( octets ), length );
+      return make( reinterpret_cast<char const*>( octets ), length );
    }
 };
 template<>
@@ -68,14 +70,16 @@ struct RadiusWire<U> {
          *to++ = static_cast<std::uint8_t>( v >> ( shift -= 8 ) );
       return to;
    }
-   static void read( NboAttrLog::In& in, std::uint8_t bits, U& v ) {
+   template<class Make>
+   static decltype( auto ) read( NboAttrLog::In& in, std::uint8_t bits, Make make ) {
       if ( bits > sizeof( U ) ) [[unlikely]]
          in.fail( "a number of " + std::to_string( 8 * sizeof( U ) ) + " bits has no " +
                   std::to_string( bits ) + " bytes" );
       std::uint8_t const* octet = in.getOctets( bits );
-      v = 0;
+      U v = 0;
       for ( ; bits > 0; --bits )
          v = static_cast<U>( v << 8 | *octet++ );
+      return make( v );
    }
 };
 
@@ -95,7 +99,8 @@ struct RadiusWire<Lumo::IpGenPrefix> {
          *to++ = static_cast<std::uint8_t>( v.length() );
       return putOctets( to, v.octets().data(), v.addressSize() );
    }
-   static void read( NboAttrLog::In& in, std::uint8_t bits, Lumo::IpGenPrefix& v ) {
+   template<class Make>
+   static decltype( auto ) read( NboAttrLog::In& in, std::uint8_t bits, Make make ) {
       if ( bits > 3 ) [[unlikely]]
          in.fail( "an address has no form " + std::to_string( bits ) );
       auto const family = bits % 2 ? Lumo::IpFamily::ipv6 : Lumo::IpFamily::ipv4;
@@ -104,7 +109,7 @@ struct RadiusWire<Lumo::IpGenPrefix> {
       std::span<std::uint8_t const> const address( in.getOctets( octets ), octets );
       if ( !Lumo::IpGenPrefix::isPrefix( family, address, length ) ) [[unlikely]]
          in.fail( "a prefix has no bits beyond its length" );
-      v = Lumo::IpGenPrefix( family, address, length );
+      return make( family, address, length );
    }
 };
 
@@ -156,26 +161,45 @@ struct Wire<RadiusPktParserBase::AttrValue> {
          v.variant() );
    }
    static void read( NboAttrLog::In& in, RadiusPktParserBase::AttrValue& v ) {
-      std::uint8_t const first = in.get8();
-      readAlternative( in, v, first & 7U, static_cast<std::uint8_t>( first >> 3 ),
-                       std::make_index_sequence<std::variant_size_v<Variant>>() );
+      readAny( in, [&]<std::size_t i>( auto&&... from ) {
+         v.template emplace<i>( std::forward<decltype( from )>( from )... );
+      } );
+   }
+   /// Reads one more element of a sequence.
+   template<class Values>
+   static void append( NboAttrLog::In& in, Values& values ) {
+      readAny( in, [&]<std::size_t i>( auto&&... from ) {
+         values.emplace_back( std::in_place_index<i>, std::forward<decltype( from )>( from )... );
+      } );
    }
    static void form( Varek::String& text ) { text += "RadiusAttrValue"; }
 
 private:
-   template<std::size_t i>
-   static bool readOne( NboAttrLog::In& in, Variant& v, std::uint8_t bits ) {
-      auto& held = v.template emplace<i>();
+   template<std::size_t i, class Make>
+   static bool readOne( NboAttrLog::In& in, std::uint8_t bits, Make& make ) {
       using T = std::variant_alternative_t<i, Variant>;
-      if constexpr ( Internal::RadiusTagged<T> )
-         held.tag = in.get8();
-      Internal::RadiusWireOf<T>::read( in, bits, Internal::untagged( held ) );
+      if constexpr ( Internal::RadiusTagged<T> ) {
+         std::uint8_t const tag = in.get8();
+         using Value = decltype( T::value );
+         make.template operator()<i>(
+            T{ tag, Internal::RadiusWire<Value>::read(
+                       in, bits, []( auto... from ) { return Value( from... ); } ) } );
+      } else {
+         Internal::RadiusWire<T>::read(
+            in, bits, [&]( auto... from ) { make.template operator()<i>( from... ); } );
+      }
       return true;
    }
-   template<std::size_t... i>
-   static void readAlternative( NboAttrLog::In& in, Variant& v, unsigned index, std::uint8_t bits,
-                                std::index_sequence<i...> ) {
-      if ( !( ( i == index && readOne<i>( in, v, bits ) ) || ... ) ) [[unlikely]]
+   template<class Make>
+   static void readAny( NboAttrLog::In& in, Make make ) {
+      std::uint8_t const first = in.get8();
+      unsigned const index = first & 7U;
+      auto const bits = static_cast<std::uint8_t>( first >> 3 );
+      bool const known = [&]<std::size_t... i>( std::index_sequence<i...> ) {
+         return ( ( i == index && readOne<i>( in, bits, make ) ) || ... );
+      }
+      ( std::make_index_sequence<std::variant_size_v<Variant>>() );
+      if ( !known ) [[unlikely]]
          in.fail( "a RADIUS value is one of 7 alternatives, 0 to 6, not " +
                   std::to_string( index ) );
    }

@@ -289,7 +289,10 @@ struct Wire<std::vector<T, A>> {
       // Beyond this the storage grows as the elements come, whatever the count promises.
       v.reserve( std::min<std::uint32_t>( count, 1024 ) );
       for ( std::uint32_t i = 0; i < count; ++i )
-         Wire<T>::read( in, v.emplace_back() );
+         if constexpr ( requires { Wire<T>::append( in, v ); } )
+            Wire<T>::append( in, v );
+         else
+            Wire<T>::read( in, v.emplace_back() );
    }
    static void form( Varek::String& text ) {
       text += '*';

@@ -66,6 +66,9 @@ void HashMap2018Generic::releaseGroups( Group* groups, std::size_t elementSize )
 void HashMap2018Generic::qelMarkAllForDeletion() {
    if ( !groups_ )
       return;
+   head().marks.reset();
+   if ( size_ == 0 )
+      return;
    // Only what is there: a slot that is empty now may be an element's before the marks go.
    auto marks = std::make_unique<Internal::DeletionMarks>( slotCount(), false );
    for ( std::uint32_t at = nextTaken( 0 ); at != none; at = nextTaken( at + 1 ) )

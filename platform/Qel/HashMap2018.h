@@ -211,8 +211,8 @@ public:
       if ( !groups_ )
          return;
       if constexpr ( !std::is_trivially_destructible_v<Element> )
-         for ( std::uint32_t i = nextTaken( 0 ); i != none; i = nextTaken( i + 1 ) )
-            std::destroy_at( elements() + i );
+         for ( Element const& element : *this )
+            std::destroy_at( &element );
       releaseGroups( groups_, sizeof( Element ) );
    }
 
@@ -259,7 +259,12 @@ public:
       if ( groups_ )
          if ( Element const* const found = find( key, keyHash ) )
             return { const_cast<Element&>( *found ), false };
-      return { place( keyHash, Element( std::forward<Arguments>( arguments )... ) ), true };
+      // What is given as an Element to be taken needs no other in between.
+      if constexpr ( ( std::is_same_v<Arguments&&, Element&&> && ... &&
+                       ( sizeof...( Arguments ) == 1 ) ) )
+         return { place( keyHash, std::forward<Arguments>( arguments )... ), true };
+      else
+         return { place( keyHash, Element( std::forward<Arguments>( arguments )... ) ), true };
    }
 
    /// Removes the element with \p key and returns it, if there is one.

@@ -16,11 +16,23 @@ constexpr unsigned lengthForm( std::size_t size ) {
    return size == 0 ? 0 : size <= 0xFF ? 1 : size <= 0xFFFF ? 2 : 3;
 }
 
-/// Big-endian, in \p count bytes.
-std::uint8_t* putBig( std::uint8_t* to, std::uint32_t value, std::size_t count ) {
-   for ( std::size_t i = count; i-- > 0; value >>= 8 )
-      to[i] = static_cast<std::uint8_t>( value );
-   return to + count;
+template<class U>
+std::uint8_t* putBig( std::uint8_t* to, U value ) {
+   value = Internal::networkOrder( value );
+   std::memcpy( to, &value, sizeof value );
+   return to + sizeof value;
+}
+std::uint8_t* putLength( std::uint8_t* to, unsigned form, std::size_t size ) {
+   switch ( form ) {
+   case 0:
+      return to;
+   case 1:
+      return putBig( to, static_cast<std::uint8_t>( size ) );
+   case 2:
+      return putBig( to, static_cast<std::uint16_t>( size ) );
+   default:
+      return putBig( to, static_cast<std::uint32_t>( size ) );
+   }
 }
 std::uint32_t getBig( std::uint8_t const* from, std::size_t count ) {
    std::uint32_t value = 0;
@@ -88,10 +100,10 @@ bool Out::reserveInFull( FrameKind kind, std::uint32_t entity, Varek::FieldId fi
                                     ( namesEntity ? 0 : sameEntity ) |
                                     ( namesField ? 0 : sameField ) );
    if ( namesEntity )
-      at = putBig( at, entity, 4 );
+      at = putBig( at, entity );
    if ( namesField )
-      at = putBig( at, field.value(), 2 );
-   at = putBig( at, static_cast<std::uint32_t>( size ), lengthBytes[form] );
+      at = putBig( at, field.value() );
+   at = putLength( at, form, size );
    entity_ = entity;
    field_ = field;
    at_ = at;
