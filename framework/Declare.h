@@ -376,6 +376,7 @@ public:                                                                         
    static void qelRangeCheck( TYPE const& value ) {                                                \
       ::Qel::rangeCheck<QelSelf>( #NAME, value >= min() && value <= max() );                       \
    }                                                                                               \
+   static void qelRangeCheck( ::Qel::Id<ID>, TYPE const& value ) { qelRangeCheck( value ); }       \
    static TYPE qelDefault( ::Qel::Id<ID> ) { return MIN; }                                         \
    QEL_INTERNAL_DESCRIBE( ID, plain, NAME )                                                        \
                                                                                                    \

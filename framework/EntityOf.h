@@ -5,6 +5,7 @@
 
 #include "Qel/Entity.h"
 #include "framework/Attributes.h"
+#include "framework/Inspection.h"
 #include "framework/Records.h"
 #include "framework/TrackedStorage.h"
 
@@ -43,6 +44,12 @@ public:
       return Qel::genericIfIterator( typeRecord( Self::qelBinding() ),
                                      static_cast<Entity const*>( &entity ), startKey, field,
                                      functions );
+   }
+   static std::uint32_t inspectOperation( Self& entity, std::uint32_t operation,
+                                          Varek::FieldDescriptor field,
+                                          InspectArguments& arguments ) {
+      return Qel::inspectOperation( typeRecord( Self::qelBinding() ),
+                                    static_cast<Entity*>( &entity ), operation, field, arguments );
    }
    static Ptr<Self> genericIfConstructFromCtorArgs( std::span<ConstructorArgument const> given ) {
       Ptr<Entity> made =

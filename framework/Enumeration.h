@@ -52,6 +52,19 @@ constexpr std::array<Varek::EnumeratorData, count> enumerators( std::string_view
    return all;
 }
 
+/// The positions of the enumerators \p all in ascending order of their names.
+template<std::size_t count>
+constexpr std::array<std::uint16_t, count>
+enumeratorsByName( std::array<Varek::EnumeratorData, count> const& all ) {
+   static_assert( count <= 0x10000 );
+   std::array<std::uint16_t, count> index{};
+   for ( std::size_t i = 0; i < count; ++i )
+      index[i] = static_cast<std::uint16_t>( i );
+   std::sort( index.begin(), index.end(),
+              [&]( auto a, auto b ) { return all[a].name < all[b].name; } );
+   return index;
+}
+
 } // namespace Internal
 
 /// Declares the enumeration NAME, stored in WIDTH (unsigned char or unsigned int), as type number
@@ -62,6 +75,7 @@ constexpr std::array<Varek::EnumeratorData, count> enumerators( std::string_view
       static constexpr auto all =                                                                  \
          ::Qel::Internal::enumerators<::Qel::Internal::enumeratorCount( #__VA_ARGS__ )>(           \
             #__VA_ARGS__ );                                                                        \
+      static constexpr auto byName = ::Qel::Internal::enumeratorsByName( all );                    \
    };                                                                                              \
    constexpr NAME##Enumerators qelEnumerators( NAME ) { return {}; }                               \
    inline ::Varek::TypeData qelBinding( NAME ) { return { &MODULE, SLOT }; }                       \

@@ -8,6 +8,7 @@
 #include "framework/Attributes.h"
 #include "framework/EntityOf.h"
 #include "framework/Enumeration.h"
+#include "framework/InspectionRecords.h"
 #include "framework/Records.h"
 
 /// The record of a module: its types in slot order, registered when the library is loaded.
@@ -46,9 +47,11 @@ constexpr TypeRecord makeTypeRecord( Varek::ModuleInspectData const& module, std
    if constexpr ( std::is_enum_v<T> ) {
       record.kind = sizeof( T ) == 1 ? Varek::TypeKind::enum8 : Varek::TypeKind::enum32;
       record.enumerators = decltype( qelEnumerators( T{} ) )::all;
+      record.enumeratorsByName = decltype( qelEnumerators( T{} ) )::byName;
    } else {
       record.attributes = attributeRecords<T>;
       record.wire = attributeWires<T>.data();
+      record.inspection = attributeInspections<T>.data();
    }
    if constexpr ( std::is_base_of_v<Entity, T> ) {
       record.kind = Varek::TypeKind::entity;
@@ -59,6 +62,8 @@ constexpr TypeRecord makeTypeRecord( Varek::ModuleInspectData const& module, std
       record.hashable = Hashable<T>;
       record.functions = valueTable<T>;
       record.valueLog = &valueLog<T>;
+      if constexpr ( hasRange<T>() )
+         record.rangesCheck = valueRangesCheck<T>;
    }
    return record;
 }

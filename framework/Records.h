@@ -78,6 +78,7 @@ struct ConstructorArgument {
    void const* value;
 };
 
+struct AttributeInspection;
 struct AttributeLog;
 struct ConstructorLog;
 struct ValueLog;
@@ -102,6 +103,11 @@ struct TypeRecord : Varek::TypeInspectData {
 
    /// For values and entities: beside attributes, one each.
    AttributeWire const* wire = nullptr;
+   /// For values and entities: beside attributes, one each; see framework/InspectionRecords.h.
+   AttributeInspection const* inspection = nullptr;
+   /// For values with an attribute that is to lie in a range: throws Varek::RangeError if it does
+   /// not.
+   void ( *rangesCheck )( void const* value ) = nullptr;
    /// For entities.
    ConstructorLog const* constructorLog = nullptr;
    /// For values and enumerations.

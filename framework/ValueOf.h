@@ -1,13 +1,16 @@
 #pragma once
 
 #include <concepts>
+#include <iosfwd>
 #include <string>
 #include <type_traits>
 
 #include "Qel/CharRange.h"
 #include "Varek/Failures.h"
 #include "framework/Attributes.h"
+#include "framework/Inspection.h"
 #include "framework/Records.h"
+#include "framework/Strep.h"
 
 namespace Qel {
 
@@ -45,17 +48,15 @@ constexpr bool convertsToParameter() {
 /// Whether a \p T can be made from a \p Given as its constructor parameter.
 template<class T, class Given>
 concept ParameterOf = !std::same_as<T, Given> && !std::derived_from<Given, CharRange> &&
-   Internal::convertsToParameter<T, Given>();
+                      Internal::convertsToParameter<T, Given>();
 
 [[noreturn]] VAREK_EXPORT void noStringConstructor( std::string_view qualifiedType );
 
-/// Reads a value from text. A type that holds several of something has no form that could be read
-/// back: asking for it ends the process.
+/// Reads a value from text, the whole of what is left of \p range. A type that holds several of
+/// something has no string constructor: asking for it ends the process.
 template<class T>
-void valueFromText( T&, CharRange const& ) {
-   static_assert( hasKind<T, AttributeKind::sequence, AttributeKind::set, AttributeKind::array>(),
-                  "no value without a collection so far" );
-   noStringConstructor( typeName<T> );
+void valueFromText( T& value, CharRange const& range ) {
+   valueReadWhole( range, typeRecord( T::qelBinding() ), &value );
 }
 
 [[noreturn]] VAREK_EXPORT void throwOutOfRange( std::string_view qualifiedType,
@@ -69,6 +70,29 @@ void rangeCheck( std::string_view name, bool inRange ) {
       throwOutOfRange( typeName<T>, name );
 }
 
+/// Whether attribute D of \p T is to lie in a range.
+template<class T, class D>
+concept Ranged = Stored<D> && requires( typename D::Field const& value ) {
+   T::qelRangeCheck( Id<D::id.value()>{}, value );
+};
+
+template<class T>
+constexpr bool hasRange() {
+   bool found = false;
+   if constexpr ( !std::is_enum_v<T> )
+      forEachAttribute<T>( [&]<class D>( D ) { found = found || Ranged<T, D>; } );
+   return found;
+}
+
+/// Checks all of them: what TypeRecord::rangesCheck is.
+template<class T>
+void valueRangesCheck( void const* value ) {
+   forEachAttribute<T>( [&]<class D>( D ) {
+      if constexpr ( Ranged<T, D> )
+         T::qelRangeCheck( Id<D::id.value()>{}, D::get( ownerAt<T>( value ) ) );
+   } );
+}
+
 /// What every value type \p Self has beside its attributes. A class derives from it and begins with
 /// QEL_VALUE (framework/Declare.h).
 template<class Self>
@@ -77,6 +101,20 @@ public:
    static bool isEq( Self const& a, Self const& b ) { return valueIsEq( a, b ); }
    friend bool operator==( Self const& a, Self const& b ) { return valueIsEq( a, b ); }
 
+   /// The string form, see framework/Strep.h.
+   friend Varek::String stringValue( Self const& value ) {
+      return valueToStrep( typeRecord( Self::qelBinding() ), &value );
+   }
+   friend std::ostream& operator<<( std::ostream& out, Self const& value ) {
+      return valuePrint( out, typeRecord( Self::qelBinding() ), &value );
+   }
+
+   static std::uint32_t inspectOperation( Self& value, std::uint32_t operation,
+                                          Varek::FieldDescriptor field,
+                                          InspectArguments& arguments ) {
+      return Qel::inspectOperation( typeRecord( Self::qelBinding() ), &value, operation, field,
+                                    arguments );
+   }
    static void* genericIfIterator( Self const& value, void const* startKey,
                                    Varek::FieldDescriptor field,
                                    Varek::Inspect::IterFnTable const*& functions ) {

@@ -1,13 +1,20 @@
 #pragma once
 
-#include <charconv>
 #include <concepts>
+#include <cstdint>
+#include <limits>
 #include <memory>
 #include <optional>
+#include <string>
 #include <type_traits>
+#include <utility>
 
+#include "Qel/CharRange.h"
 #include "Qel/HashHelper.h"
+#include "Radius/BreviaVendorSpec.h"
+#include "Radius/RadiusAttributeId.h"
 #include "Varek/Inspect.h"
+#include "framework/Strep.h"
 #include "framework/TypeName.h"
 
 /// Fills the table of functions (Varek/Inspect.h) by which generic code handles values of a type.
@@ -34,27 +41,161 @@ Varek::TypeData bindingOf() {
       return {};
 }
 
+namespace Internal {
+
+template<class T>
+inline constexpr bool isOptional = false;
+template<class T>
+inline constexpr bool isOptional<std::optional<T>> = true;
+
+/// Read by functions of their own, being plain enumerations.
+template<class T>
+concept RadiusEnum =
+   std::same_as<T, RadiusPacketParser::RadiusAttributeId::RadiusAttributeIdEnum> ||
+   std::same_as<T, RadiusPacketParser::BreviaVendorSpec::BreviaVendorSpecEnum>;
+
+template<class T>
+constexpr bool hasText() {
+   if constexpr ( isOptional<T> )
+      return hasText<typename T::value_type>();
+   else
+      return std::is_arithmetic_v<T> || std::is_convertible_v<T const&, std::string_view> ||
+             std::same_as<T, Varek::Duration> || requires( T const& value ) {
+         { stringValue( value ) } -> std::convertible_to<Varek::String>;
+      };
+}
+
+template<class T>
+constexpr bool isReadable() {
+   if constexpr ( isOptional<T> )
+      return isReadable<typename T::value_type>();
+   else
+      return hasText<T>() &&
+             ( std::is_arithmetic_v<T> || RegisteredClass<T> || RegisteredEnum<T> ||
+               RadiusEnum<T> || std::same_as<T, Varek::Bytes> || std::same_as<T, Varek::Duration> ||
+               std::constructible_from<T, std::string_view> );
+}
+
+/// An optional must have a word for "no value" that is no value.
+template<class T>
+constexpr bool isAbsentUnique() {
+   if constexpr ( RegisteredEnum<T> ) {
+      for ( auto const& one : decltype( qelEnumerators( T{} ) )::all )
+         if ( one.name == absentWord )
+            return false;
+   }
+   return !isOptional<T>;
+}
+
+} // namespace Internal
+
 /// A type that prints: a boolean or number, text, a duration, an optional of one that prints, or
 /// anything with a stringValue of its own.
 template<class T>
-concept HasText = std::is_arithmetic_v<T> || std::is_convertible_v<T const&, std::string_view> ||
-   std::same_as<T, Varek::Duration> || requires( T const& value ) {
-   { stringValue( value ) } -> std::convertible_to<Varek::String>;
-};
+concept HasText = Internal::hasText<T>();
+/// A type that prints and is made from text again.
+template<class T>
+concept Readable = Internal::isReadable<T>();
 
+template<HasText T>
+void formPrint( Varek::String& to, T const& value );
+
+/// The string form by itself.
 template<HasText T>
 Varek::String textOf( T const& value ) {
    if constexpr ( std::same_as<T, bool> ) {
       return value ? "true" : "false";
+   } else if constexpr ( std::is_floating_point_v<T> ) {
+      return Strep::numberText( value );
    } else if constexpr ( std::is_arithmetic_v<T> ) {
-      char text[40];
-      return { text, std::to_chars( text, text + sizeof text, value ).ptr };
+      return std::to_string( value );
    } else if constexpr ( std::same_as<T, Varek::Duration> ) {
-      return textOf( value.count() );
+      return Strep::numberText( value.count() );
    } else if constexpr ( std::is_convertible_v<T const&, std::string_view> ) {
       return Varek::String( value );
+   } else if constexpr ( Internal::isOptional<T> ) {
+      Varek::String text;
+      formPrint( text, value );
+      return text;
    } else {
       return stringValue( value );
+   }
+}
+
+/// Appends the string form inside of others: text is in quotes there, and an optional that is empty
+/// says so.
+template<HasText T>
+void formPrint( Varek::String& to, T const& value ) {
+   if constexpr ( Internal::isOptional<T> ) {
+      static_assert( Internal::isAbsentUnique<typename T::value_type>() );
+      if ( value )
+         formPrint( to, *value );
+      else
+         to += absentWord;
+   } else if constexpr ( std::is_convertible_v<T const&, std::string_view> ) {
+      Strep::quotedPrint( to, value );
+   } else if constexpr ( RegisteredClass<T> ) {
+      valuePrint( to, typeRecord( T::qelBinding() ), &value );
+   } else {
+      to += textOf( value );
+   }
+}
+
+/// Reads that form at the front of \p range, and moves over it. When it throws, \p value may be in
+/// part changed.
+template<Readable T>
+void formRead( CharRange& range, T& value ) {
+   if constexpr ( Internal::isOptional<T> ) {
+      if ( Strep::absentRead( range ) )
+         value.reset();
+      else
+         formRead( range, value.emplace() );
+   } else if constexpr ( std::same_as<T, bool> ) {
+      value = Strep::booleanRead( range );
+   } else if constexpr ( std::is_floating_point_v<T> ) {
+      value = static_cast<T>( Strep::numberRead( range ) );
+   } else if constexpr ( std::unsigned_integral<T> ) {
+      value = static_cast<T>(
+         Strep::numberRead( range, std::uint64_t{ std::numeric_limits<T>::max() } ) );
+   } else if constexpr ( std::is_arithmetic_v<T> ) {
+      using Limits = std::numeric_limits<T>;
+      value = static_cast<T>(
+         Strep::numberRead( range, std::int64_t{ Limits::min() }, std::int64_t{ Limits::max() } ) );
+   } else if constexpr ( std::same_as<T, Varek::Duration> ) {
+      value = Varek::Duration( Strep::numberRead( range ) );
+   } else if constexpr ( std::same_as<T, Varek::String> ) {
+      Strep::quotedRead( range, value );
+   } else if constexpr ( std::same_as<T, Varek::Bytes> ) {
+      Strep::bytesRead( range, value );
+   } else if constexpr ( RegisteredClass<T> || RegisteredEnum<T> ) {
+      valueRead( range, typeRecord( bindingOf<T>() ), &value );
+   } else if constexpr ( std::same_as<
+                            T, RadiusPacketParser::RadiusAttributeId::RadiusAttributeIdEnum> ) {
+      value = Strep::wordRead( range, RadiusPacketParser::RadiusAttributeId::fromText );
+   } else if constexpr ( std::same_as<
+                            T, RadiusPacketParser::BreviaVendorSpec::BreviaVendorSpecEnum> ) {
+      value = Strep::wordRead( range, RadiusPacketParser::BreviaVendorSpec::fromText );
+   } else {
+      value = Strep::wordRead( range, []( std::string_view word ) { return T( word ); } );
+   }
+}
+
+/// Makes \p value what \p text, the whole of it, says. Throws Varek::TextError, or the
+/// Varek::RangeError of the type, with \p value as it was.
+template<Readable T>
+void strepToValue( std::string_view text, T& value ) {
+   // Bytes, and an optional text, are made from a text as well, but do not read it.
+   if constexpr ( RegisteredClass<T> ) {
+      value = T( CharRange( text ) );
+   } else if constexpr ( std::constructible_from<T, std::string_view> &&
+                         !std::same_as<T, Varek::Bytes> && !Internal::isOptional<T> ) {
+      value = T( text );
+   } else {
+      CharRange range( text );
+      T read{};
+      formRead( range, read );
+      range.expectEnd();
+      value = std::move( read );
    }
 }
 
@@ -83,6 +224,28 @@ struct InspectAtomicFnTable {
       else
          return String( Qel::typeName<T> );
    }
+   static void inspectDecodeFromString( std::string_view text, void* p ) {
+      if constexpr ( Qel::Readable<T> )
+         Qel::strepToValue( text, at( p ) );
+   }
+   static void print( String& to, void const* p ) {
+      if constexpr ( Qel::HasText<T> )
+         Qel::formPrint( to, at( p ) );
+      else
+         to += Qel::typeName<T>;
+   }
+   static std::size_t parse( std::string_view text, std::size_t position, void* p ) {
+      Qel::CharRange range( text, position );
+      if constexpr ( Qel::Readable<T> )
+         Qel::formRead( range, at( p ) );
+      return range.position();
+   }
+   static bool less( void const* a, void const* b ) {
+      if constexpr ( std::totally_ordered<T> )
+         return at( a ) < at( b );
+      else
+         return false;
+   }
    static std::uint32_t inspectGetHash( void const* p ) {
       if constexpr ( Qel::Hashable<T> ) {
          return Qel::hashSingleAttr( at( p ), 0 );
@@ -96,17 +259,22 @@ struct InspectAtomicFnTable {
       return type.module ? type.module->types[type.index] : nullptr;
    }
 
-   static constexpr AtomicFnTable table{ Qel::typeName<T>,
-                                         sizeof( T ),
-                                         alignof( T ),
-                                         inspectConstruct,
-                                         inspectDestroy,
-                                         assign,
-                                         equal,
-                                         Qel::HasText<T> ? inspectEncodeToString : nullptr,
-                                         inspectGetHash,
-                                         Qel::Hashable<T>,
-                                         registered };
+   static constexpr AtomicFnTable table{
+      .typeName = Qel::typeName<T>,
+      .size = sizeof( T ),
+      .alignment = alignof( T ),
+      .inspectConstruct = inspectConstruct,
+      .inspectDestroy = inspectDestroy,
+      .assign = assign,
+      .equal = equal,
+      .less = std::totally_ordered<T> ? less : nullptr,
+      .inspectEncodeToString = Qel::HasText<T> ? inspectEncodeToString : nullptr,
+      .inspectDecodeFromString = Qel::Readable<T> ? inspectDecodeFromString : nullptr,
+      .print = print,
+      .parse = Qel::Readable<T> ? parse : nullptr,
+      .inspectGetHash = inspectGetHash,
+      .hashable = Qel::Hashable<T>,
+      .registered = registered };
 };
 
 } // namespace Varek::Inspect

@@ -7,13 +7,11 @@
 
 namespace Qel {
 
-namespace {
-
 using Varek::EnumeratorData;
 using Varek::TypeInspectData;
 
 // Most enumerations count from 0 without a gap, where the value is the index.
-EnumeratorData const* find( TypeInspectData const& type, std::uint32_t value ) {
+EnumeratorData const* enumerator( TypeInspectData const& type, std::uint32_t value ) {
    auto const& all = type.enumerators;
    if ( value < all.size() && all[value].value == value )
       return &all[value];
@@ -22,11 +20,16 @@ EnumeratorData const* find( TypeInspectData const& type, std::uint32_t value ) {
    return at != all.end() && at->value == value ? &*at : nullptr;
 }
 
-EnumeratorData const* find( TypeInspectData const& type, std::string_view name ) {
-   auto const at = std::find_if( type.enumerators.begin(), type.enumerators.end(),
-                                 [&]( auto& one ) { return one.name == name; } );
-   return at != type.enumerators.end() ? &*at : nullptr;
+EnumeratorData const* enumerator( TypeInspectData const& type, std::string_view name ) {
+   auto const& all = type.enumerators;
+   auto const& index = type.enumeratorsByName;
+   auto const at =
+      std::lower_bound( index.begin(), index.end(), name,
+                        [&]( auto one, auto wanted ) { return all[one].name < wanted; } );
+   return at != index.end() && all[*at].name == name ? &all[*at] : nullptr;
 }
+
+namespace {
 
 std::uint32_t valueOrThrow( EnumeratorData const* found, TypeInspectData const& type,
                             std::string const& given ) {
@@ -41,7 +44,7 @@ template<std::unsigned_integral Width>
 Width EnumType<Width>::instance( unsigned value, Module const& module, std::uint32_t index ) {
    TypeInspectData const& type = *module.types[index];
    return static_cast<Width>(
-      valueOrThrow( find( type, std::uint32_t{ value } ), type, std::to_string( value ) ) );
+      valueOrThrow( enumerator( type, std::uint32_t{ value } ), type, std::to_string( value ) ) );
 }
 
 template<std::unsigned_integral Width>
@@ -54,13 +57,13 @@ Width EnumType<Width>::instance( Varek::String const& name, Module const& module
                                  std::uint32_t index ) {
    TypeInspectData const& type = *module.types[index];
    return static_cast<Width>(
-      valueOrThrow( find( type, std::string_view( name ) ), type, '"' + name + '"' ) );
+      valueOrThrow( enumerator( type, std::string_view( name ) ), type, '"' + name + '"' ) );
 }
 
 template<std::unsigned_integral Width>
 Varek::String EnumType<Width>::stringValue( Width value, Module const& module,
                                             std::uint32_t index ) {
-   EnumeratorData const* const found = find( *module.types[index], std::uint32_t{ value } );
+   EnumeratorData const* const found = enumerator( *module.types[index], std::uint32_t{ value } );
    return found ? Varek::String( found->name ) : std::to_string( value );
 }
 
@@ -75,7 +78,7 @@ void EnumType<Width>::sequenceToValue( CharRange& range, Width* value, Module co
                                        std::uint32_t index ) {
    TypeInspectData const& type = *module.types[index];
    std::string_view const name = range.identifier();
-   EnumeratorData const* const found = find( type, name );
+   EnumeratorData const* const found = enumerator( type, name );
    if ( !found )
       throw Varek::TextError( "an enumerator of " + std::string( type.name ), range.text(),
                               range.position() );

@@ -34,6 +34,13 @@ public:
                                              std::uint32_t index );
 };
 
+/// The enumerator of \p type with this value or name; null if there is none. By value at once where
+/// the values count from 0 without a gap, otherwise, and by name, by binary search.
+VAREK_EXPORT Varek::EnumeratorData const* enumerator( Varek::TypeInspectData const& type,
+                                                      std::uint32_t value );
+VAREK_EXPORT Varek::EnumeratorData const* enumerator( Varek::TypeInspectData const& type,
+                                                      std::string_view name );
+
 extern template class EnumType<unsigned char>;
 extern template class EnumType<unsigned int>;
 

@@ -23,8 +23,18 @@ struct AtomicFnTable {
    void ( *inspectDestroy )( void* p );
    void ( *assign )( void* p, void const* source );
    bool ( *equal )( void const* a, void const* b );
-   /// The string form; null while the type has none.
+   /// Whether \p a comes before \p b; null for a type without an order.
+   bool ( *less )( void const* a, void const* b );
+   /// The string form; null for a type that has none.
    String ( *inspectEncodeToString )( void const* p );
+   /// Assigns what \p text, the whole of it, says; null for a type that cannot be read. Throws
+   /// TextError, or the RangeError of the type, with the value as it was.
+   void ( *inspectDecodeFromString )( std::string_view text, void* p );
+   /// Appends the form that the value has inside of others, in which text is in quotes.
+   void ( *print )( String& to, void const* p );
+   /// Reads that form from \p position of \p text on; the position behind it. Null where
+   /// inspectDecodeFromString is. Throws likewise, but then the value may be in part changed.
+   std::size_t ( *parse )( std::string_view text, std::size_t position, void* p );
    /// The hash with seed 0; throws NonHashableType for a type that has none.
    std::uint32_t ( *inspectGetHash )( void const* p );
    bool hashable;

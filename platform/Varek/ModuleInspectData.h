@@ -35,6 +35,8 @@ struct TypeInspectData {
    std::uint32_t size = 0; ///< Of an object, in bytes, on this platform.
    /// In ascending order of value; empty unless the type is an enumeration.
    std::span<EnumeratorData const> enumerators;
+   /// Positions of the enumerators in ascending order of their names.
+   std::span<std::uint16_t const> enumeratorsByName;
 
    /// "AaaResponse" of "Dot1xV2::AaaResponse".
    std::string_view unqualifiedName() const { return name.substr( name.rfind( ':' ) + 1 ); }

@@ -1,9 +1,12 @@
 // Enumerations by number, by name and in text, of both widths, with gaps.
 
+#include <limits>
+#include <set>
 #include <sstream>
 
 #include <gtest/gtest.h>
 
+#include "support/AnyValue.h"
 #include "support/TestModule.h"
 
 namespace {
@@ -96,5 +99,51 @@ TEST( Enumeration, AFailureSaysWhereInTheWholeText ) {
       EXPECT_NE( error.expected().find( "TestModule::Mode" ), std::string::npos );
    }
 }
+
+/// Every registered enumeration.
+class EveryEnumeration : public testing::TestWithParam<Qel::TypeRecord const*> {
+protected:
+   template<class Width>
+   void goesBothWays() {
+      using Type = Qel::EnumType<Width>;
+      auto const& module = *type_.module;
+      std::set<std::uint64_t> known;
+      for ( Varek::EnumeratorData const& one : type_.enumerators ) {
+         known.insert( one.value );
+         auto const value = static_cast<Width>( one.value );
+         Varek::String const name( one.name );
+         EXPECT_EQ( Type::instance( unsigned{ one.value }, module, type_.index ), value );
+         EXPECT_EQ( Type::instance( name, module, type_.index ), value );
+         EXPECT_EQ( Type::instance( name.c_str(), module, type_.index ), value );
+         EXPECT_EQ( Type::stringValue( value, module, type_.index ), name );
+         for ( Varek::String const& other : { name + "_", '_' + name, name.substr( 1 ) } )
+            EXPECT_THROW( Type::instance( other, module, type_.index ), Varek::RangeError );
+      }
+      for ( std::uint64_t const near : std::set<std::uint64_t>( known ) )
+         for ( std::uint64_t const value : { near - 1, near + 1, near ^ 0x80, near ^ 0x100 } ) {
+            if ( known.contains( value ) || value > 0xFFFFFFFF )
+               continue;
+            auto const number = static_cast<unsigned>( value );
+            EXPECT_THROW( Type::instance( number, module, type_.index ), Varek::RangeError );
+            if ( value <= std::numeric_limits<Width>::max() ) {
+               EXPECT_EQ( Type::stringValue( static_cast<Width>( value ), module, type_.index ),
+                          std::to_string( value ) );
+            }
+         }
+   }
+
+   Qel::TypeRecord const& type_ = *GetParam();
+};
+
+TEST_P( EveryEnumeration, GoesByNumberAndByNameBothWays ) {
+   EXPECT_EQ( type_.enumeratorsByName.size(), type_.enumerators.size() );
+   type_.size == 1 ? goesBothWays<unsigned char>() : goesBothWays<unsigned int>();
+}
+
+INSTANTIATE_TEST_SUITE_P( Registered, EveryEnumeration,
+                          testing::ValuesIn( registeredTypes( []( auto& type ) {
+                             return !type.enumerators.empty();
+                          } ) ),
+                          registeredTypeName );
 
 } // namespace

@@ -305,7 +305,8 @@ TEST( Usage, OutputThatCannotBeWrittenIsAFailure ) {
 TEST( Usage, EverythingFitsEightyColumns ) {
    for ( std::string const& arguments :
          { std::string( "--help" ), std::string( "replay --help" ), std::string( "schema --help" ),
-           std::string( "schema" ), "replay " + sample( "mba.pcap" ) + " " + sample( "acct.pcap" ),
+           std::string( "show --help" ), std::string( "watch --help" ), std::string( "schema" ),
+           "replay " + sample( "mba.pcap" ) + " " + sample( "acct.pcap" ),
            "replay " + sample( "eap-radius.pcap" ), "replay " + sample( "mba-snap96.pcap" ) } ) {
       std::istringstream out( ToolRun( arguments ).out );
       std::size_t lines = 0;

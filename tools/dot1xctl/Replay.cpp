@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "Radius/RadiusAttributeId.h"
+
 namespace Dot1xCtl {
 
 namespace {
@@ -38,19 +40,32 @@ std::vector<Dot1xV2::AaaAttribute> grouped( Attributes const& attributes ) {
    return result;
 }
 
-/// Makes the response entity of an answer under observation, as whoever applies it would see it,
-/// and reads its attributes back.
-void makeResponse( Answer& answer ) {
-   answer.response = Dot1xV2::aaaResponseFactory( responseType( answer.code ) );
-   Varek::Subscription const subscription = answer.response->publisher().subscribe(
-      [&answer]( Varek::Change const& ) { ++answer.notifications; } );
-   answer.response->callingStationIdIs( station( answer.request ) );
-   for ( Dot1xV2::AaaAttribute const& attribute : answer.attributes ) {
-      answer.response->aaaAttributeIs( attribute );
-   }
-   for ( Dot1xV2::AaaAttribute& attribute : answer.attributes ) {
-      attribute = *answer.response->aaaAttribute( attribute.attribute() );
-   }
+/// The request's text of a standard attribute; empty if there is none.
+Varek::String requestText( Answer const& answer, std::uint16_t type ) {
+   auto const* const text =
+      answer.request != nullptr ? textOf( answer.request->attributes, type ) : nullptr;
+   return text != nullptr ? *text : Varek::String();
+}
+
+void summaryIs( ::Replay::Status& status, Summary const& summary ) {
+   auto const count = []( std::size_t n ) { return static_cast<std::uint32_t>( n ); };
+   status.capturesIs( count( summary.captures ) );
+   status.packetsIs( count( summary.packets ) );
+   status.requestsIs( count( summary.requests ) );
+   status.sentAgainIs( count( summary.sentAgain ) );
+   status.unansweredIs( count( summary.unanswered ) );
+   status.acceptedIs( count( summary.accepted ) );
+   status.rejectedIs( count( summary.rejected ) );
+   status.challengesIs( count( summary.challenges ) );
+   status.acctResponsesIs( count( summary.acctResponses ) );
+   status.duplicatesIs( count( summary.duplicates ) );
+   status.withoutRequestIs( count( summary.withoutRequest ) );
+   status.brokenIs( count( summary.broken ) );
+   status.otherRadiusIs( count( summary.otherRadius ) );
+   status.attributesIs( count( summary.attributes ) );
+   status.valuesIs( count( summary.values ) );
+   status.notificationsIs( count( summary.notifications ) );
+   status.problemsIs( count( summary.problems ) );
 }
 
 } // namespace
@@ -58,12 +73,13 @@ void makeResponse( Answer& answer ) {
 void Replay::file( std::string const& path ) {
    problems_.file( path );
    output_.capture( path );
+   file_ = path;
    exchange_ = {};
    fragments_ = {};
    try {
       Capture capture( path );
       ++summary_.captures;
-      for ( Packet next; capture.next( next ); ) {
+      for ( Packet next; !( interrupted && interrupted() ) && capture.next( next ); ) {
          ++summary_.packets;
          if ( next.number == 1 ) {
             start_ = next.time;
@@ -82,6 +98,7 @@ void Replay::file( std::string const& path ) {
 
 Summary const& Replay::summary() {
    summary_.problems = problems_.count();
+   summaryIs( *status_, summary_ );
    return summary_;
 }
 
@@ -169,6 +186,33 @@ void Replay::answer( Packet const& packet, Datagram const& datagram,
    makeResponse( answer );
    countAnswer( answer );
    output_.answer( answer );
+   if ( answers_ == Answers::pass ) {
+      status_->answerDel( made_ );
+   }
+}
+
+/// Makes the response entity of an answer under observation, as whoever applies it would see it,
+/// and reads its attributes back.
+void Replay::makeResponse( Answer& answer ) {
+   using Id = RadiusPacketParser::RadiusAttributeId;
+   auto const made = status_->answerIs( ++made_ );
+   made->captureIs( file_ );
+   made->packetIs( answer.packet );
+   made->timeIs( static_cast<std::uint64_t>(
+      std::chrono::floor<std::chrono::microseconds>( answer.time ).time_since_epoch().count() ) );
+   made->userIs( requestText( answer, Id::userName ) );
+   made->portIs( requestText( answer, Id::nasPortId ) );
+   made->codeIs( codeText( answer.code ) );
+   answer.response = made->aaaResponseIs( responseType( answer.code ) );
+   Varek::Subscription const subscription = answer.response->publisher().subscribe(
+      [&answer]( Varek::Change const& ) { ++answer.notifications; } );
+   answer.response->callingStationIdIs( station( answer.request ) );
+   for ( Dot1xV2::AaaAttribute const& attribute : answer.attributes ) {
+      answer.response->aaaAttributeIs( attribute );
+   }
+   for ( Dot1xV2::AaaAttribute& attribute : answer.attributes ) {
+      attribute = *answer.response->aaaAttribute( attribute.attribute() );
+   }
 }
 
 void Replay::countAnswer( Answer const& answer ) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <map>
 #include <string>
 #include <tuple>
@@ -8,6 +9,7 @@
 #include "Output.h"
 #include "Problems.h"
 #include "RadiusReading.h"
+#include "ReplayTypes.h"
 
 /// Reads captures and makes, for each RADIUS answer in them, the response entity that an
 /// authenticator would keep: its type, the station that it is for, its attributes.
@@ -15,14 +17,24 @@
 /// Each capture stands for itself: a request and its answer are looked for in the same file. A
 /// packet that cannot be read is told and skipped; a file that cannot be read on ends there, and
 /// the next is read.
+///
+/// Memory: that of one capture's requests, unless the answers are kept.
 namespace Dot1xCtl {
 
 class Replay {
 public:
-   Replay( Output& output, Problems& problems ) : output_( output ), problems_( problems ) {}
+   enum class Answers : std::uint8_t { pass, keep };
+
+   Replay( Output& output, Problems& problems, Answers answers = Answers::pass )
+      : output_( output ), problems_( problems ), answers_( answers ) {}
+
+   /// Asked before each packet: whether to stop reading there.
+   std::function<bool()> interrupted;
 
    void file( std::string const& path );
    Summary const& summary();
+   /// Everything as a tree: the answers, if they are kept, and what summary() has counted.
+   Varek::Ptr<::Replay::Status> const& status() const { return status_; }
 
 private:
    void packet( Packet const&, Frame const& );
@@ -30,10 +42,15 @@ private:
    void datagram( Packet const&, Datagram const& );
    void request( Packet const&, Datagram const&, RadiusReading );
    void answer( Packet const&, Datagram const&, RadiusReading const& );
+   void makeResponse( Answer& );
    void countAnswer( Answer const& );
 
    Output& output_;
    Problems& problems_;
+   Answers const answers_;
+   Varek::Ptr<::Replay::Status> const status_ = ::Replay::statusFactory( "replay" );
+   std::uint32_t made_ = 0; ///< Number of the last answer.
+   std::string file_;
    Summary summary_;
    Exchange exchange_;
    Time start_; ///< Of the capture's first packet.

@@ -1,0 +1,83 @@
+#pragma once
+
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <functional>
+#include <poll.h>
+#include <stdexcept>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+/// A child process at the other end of a socket, which reports by bytes: the receiving half of a
+/// benchmark of two processes.
+namespace Bench {
+
+inline void require( bool held, char const* what ) {
+   if ( !held )
+      throw std::runtime_error( what );
+}
+
+class Child {
+public:
+   /// \p run( socket, report ) runs in the child, which then waits to be killed; it says "ready"
+   /// and all else by report(). The socket of this side is non-blocking.
+   explicit Child( std::function<void( int socket, std::function<void()> const& report )> run ) {
+      int data[2], told[2];
+      require( socketpair( AF_UNIX, SOCK_STREAM, 0, data ) == 0, "socketpair" );
+      require( socketpair( AF_UNIX, SOCK_STREAM, 0, told ) == 0, "socketpair" );
+      pid_ = fork();
+      require( pid_ >= 0, "fork" );
+      if ( pid_ == 0 ) {
+         ::close( data[0] );
+         ::close( told[0] );
+         int const to = told[1];
+         try {
+            run( data[1], [to] { require( ::write( to, "x", 1 ) == 1, "report" ); } );
+         } catch ( ... ) {
+            _exit( 1 );
+         }
+         char byte;
+         while ( ::read( to, &byte, 1 ) > 0 ) {
+         }
+         _exit( 0 );
+      }
+      ::close( data[1] );
+      ::close( told[1] );
+      socket_ = data[0];
+      told_ = told[0];
+   }
+   Child( Child const& ) = delete;
+   Child& operator=( Child const& ) = delete;
+   ~Child() {
+      if ( socket_ >= 0 )
+         ::close( socket_ );
+      ::close( told_ );
+      // Later children hold copies of its socket, so it would not see the end.
+      ::kill( pid_, SIGKILL );
+      int status;
+      ::waitpid( pid_, &status, 0 );
+   }
+
+   int socket() const { return socket_; }
+   int release() { return std::exchange( socket_, -1 ); }
+   int told() const { return told_; }
+   /// Waits for one report.
+   void await() const {
+      char byte;
+      require( ::read( told_, &byte, 1 ) == 1, "the child has ended" );
+   }
+
+private:
+   pid_t pid_;
+   int socket_;
+   int told_;
+};
+
+inline bool readable( int fd, int milliseconds ) {
+   pollfd one{ fd, POLLIN, 0 };
+   return poll( &one, 1, milliseconds ) > 0;
+}
+
+} // namespace Bench

@@ -1,0 +1,437 @@
+// The string form of values: that it is read back, what may be typed, and what is said of the rest.
+
+#include <cmath>
+#include <limits>
+#include <sstream>
+
+#include <gtest/gtest.h>
+
+#include "Dot1xV2/AcctStatus.h"
+#include "Dot1xV2/AuthNStatus.h"
+#include "Dot1xV2/Dot1xStatus.h"
+#include "support/AnyValue.h"
+#include "support/TestModule.h"
+
+namespace {
+
+using namespace Dot1xV2;
+using Varek::Inspect::InspectAtomicFnTable;
+
+template<class T>
+AnyValue::Table const& tableOf() {
+   return InspectAtomicFnTable<T>::table;
+}
+
+/// A value that can be read back: one in range, and without a collection inside.
+bool isReadBack( Qel::TypeRecord const& type, AnyValue const& value ) {
+   if ( !Qel::hasStringConstructor( type ) ||
+        value.text().find( "::EgressVlanAttributes(" ) != std::string::npos )
+      return false;
+   try {
+      if ( type.rangesCheck )
+         type.rangesCheck( value.data() );
+      return true;
+   } catch ( Varek::RangeError const& ) {
+      return false;
+   }
+}
+
+/// Every value and enumeration type, through its table alone.
+class EveryValueType : public testing::TestWithParam<Qel::TypeRecord const*> {
+protected:
+   Qel::TypeRecord const& type_ = *GetParam();
+   AnyValue::Table const& table_ = *type_.functions;
+   RandomValues random_{ 17 };
+   bool const isOfConstants_ =
+      type_.kind == Varek::TypeKind::value &&
+      std::all_of( type_.attributes.begin(), type_.attributes.end(),
+                   []( auto& one ) { return one.kind == Qel::AttributeKind::constant; } );
+
+   std::vector<AnyValue> someValues( int count ) {
+      std::vector<AnyValue> values;
+      for ( int i = 0; i < count; ++i ) {
+         AnyValue const value( table_ );
+         random_.fill( value );
+         if ( isReadBack( type_, value ) )
+            values.push_back( value );
+      }
+      return values;
+   }
+   /// Reads a text; whether it was accepted. A target that was refused is as it was.
+   bool decode( std::string_view text, AnyValue const& target ) {
+      AnyValue const before( target );
+      try {
+         table_.inspectDecodeFromString( text, target.data() );
+         return true;
+      } catch ( Varek::TextError const& error ) {
+         EXPECT_LE( error.position(), text.size() ) << text;
+         EXPECT_FALSE( error.expected().empty() );
+      } catch ( Varek::RangeError const& ) {
+         EXPECT_NE( type_.rangesCheck, nullptr ) << text;
+      }
+      EXPECT_EQ( target.text(), before.text() ) << "after " << text;
+      return false;
+   }
+};
+
+TEST_P( EveryValueType, IsPrintedReadBackAndHashedOrRefused ) {
+   for ( int i = 0; i < 200; ++i ) {
+      AnyValue const value( table_ );
+      random_.fill( value );
+      EXPECT_EQ( value.text(), AnyValue( value ).text() );
+      EXPECT_EQ( value.text(), value.form() ) << "alike alone and inside of others";
+      EXPECT_EQ( value.text(), Qel::valueToStrep( type_, value.data() ) );
+      if ( table_.hashable ) {
+         EXPECT_EQ( table_.inspectGetHash( value.data() ),
+                    table_.inspectGetHash( AnyValue( value ).data() ) );
+      } else {
+         EXPECT_THROW( table_.inspectGetHash( value.data() ), Varek::NonHashableType );
+      }
+      if ( !isReadBack( type_, value ) )
+         continue;
+      AnyValue const read( table_ ), inside( table_ );
+      ASSERT_TRUE( decode( value.text(), read ) ) << value.text();
+      EXPECT_EQ( read.text(), value.text() );
+      // A number that is none differs from itself.
+      EXPECT_TRUE( read == value || value.text().find( "nan" ) != std::string::npos );
+      std::string const around = "#, " + value.text() + ", " + value.text();
+      EXPECT_EQ( table_.parse( around, 3, inside.data() ), 3 + value.text().size() );
+      EXPECT_EQ( inside.text(), value.text() );
+   }
+}
+
+TEST_P( EveryValueType, IsNotMadeFromLessThanTheWholeTextNorFromMore ) {
+   if ( type_.kind != Varek::TypeKind::value )
+      return; // the front of a name, or of a number, may be another
+   for ( AnyValue const& value : someValues( 12 ) ) {
+      AnyValue const target( table_ );
+      random_.fill( target );
+      std::string const text = value.text();
+      for ( std::size_t length = 0; length < text.size(); ++length )
+         EXPECT_EQ( decode( text.substr( 0, length ), target ), isOfConstants_ ) << length;
+      for ( char const* const more : { " ", "x", ")", ",", "\n" } )
+         EXPECT_EQ( decode( text + more, target ), isOfConstants_ ) << text << more;
+      EXPECT_EQ( decode( " " + text, target ), isOfConstants_ );
+   }
+}
+
+TEST_P( EveryValueType, TakesAMutatedTextAsAnotherValueOrNotAtAll ) {
+   for ( AnyValue const& value : someValues( 100 ) )
+      for ( int i = 0; i < 10; ++i ) {
+         std::string text = value.text();
+         auto const at = random_.below( text.size() );
+         constexpr std::string_view special = "\"\\(),:[] -0x1\n";
+         char const put = random_.below( 2 ) ? special[random_.below( special.size() )]
+                                             : static_cast<char>( random_.below( 256 ) );
+         text.replace( at, random_.below( 3 ), random_.below( 2 ), put );
+         AnyValue const target( value ), again( table_ );
+         if ( decode( text, target ) ) {
+            EXPECT_TRUE( decode( target.text(), again ) ) << target.text();
+            EXPECT_EQ( again.text(), target.text() );
+         }
+      }
+}
+
+INSTANTIATE_TEST_SUITE_P( Registered, EveryValueType,
+                          testing::ValuesIn( registeredTypes( []( auto& type ) {
+                             return type.functions != nullptr;
+                          } ) ),
+                          registeredTypeName );
+
+// What values are made of: the form alone, and inside of others.
+
+struct Part {
+   AnyValue::Table const& type;
+   std::string_view form;
+   /// If it differs from the form.
+   std::string_view alone = {};
+   /// What is printed, if it is not the form; more of what may be typed.
+   std::string_view printed = {};
+};
+
+TEST( StrepPart, IsReadAloneAndInsideOfOthers ) {
+   using RadiusId = RadiusPacketParser::RadiusAttributeId::RadiusAttributeIdEnum;
+   using BreviaId = RadiusPacketParser::BreviaVendorSpec::BreviaVendorSpecEnum;
+   using RadiusPktParserBase::AttrValue;
+   using OptionalVlan = std::optional<Bridging::VlanIdOrNone>;
+   using OptionalText = std::optional<Varek::String>;
+   auto const& number = tableOf<Varek::Duration>();
+   auto const& text = tableOf<Varek::String>();
+   for ( Part const& one : {
+            Part{ tableOf<bool>(), "true" },
+            { tableOf<std::uint8_t>(), "255" },
+            { tableOf<std::uint8_t>(), "007", "007", "7" },
+            { tableOf<std::uint64_t>(), "18446744073709551615" },
+            { tableOf<int>(), "-5" },
+            { number, "60" },
+            { number, "0.1" },
+            { number, "5e-324" },
+            { number, "1.7976931348623157e+308" },
+            { number, "-0" },
+            { number, "inf" },
+            { number, "-inf" },
+            { number, "nan" },
+            { number, "6e1", {}, "60" },
+            { number, ".5", {}, "0.5" },
+            { text, R"("")", "" },
+            { text, R"("absent, ( ] ")", "absent, ( ] " },
+            { text, R"("\"\\\n\t\x00\x7f\xff~")", std::string_view( "\"\\\n\t\0\x7f\xff~", 8 ) },
+            { tableOf<Varek::Bytes>(), "0x" },
+            { tableOf<Varek::Bytes>(), "0x00Ff", {}, "0x00ff" },
+            { tableOf<Lumo::EthAddr>(), "00:00:5e:00:53:01" },
+            { tableOf<Lumo::IntfId>(), "Ethernet3/1.100" },
+            { tableOf<Lumo::IntfId>(), "IntfId(0xff00000000000000)" },
+            { tableOf<Bridging::VlanIdOrNone>(), "none" },
+            { tableOf<Lumo::IpGenPrefix>(), "2001:db8::/32" },
+            { tableOf<AttrValue>(), R"("a, b) \" ]")" },
+            { tableOf<AttrValue>(), R"(:1 "x")" },
+            { tableOf<AttrValue>(), "3600u64" },
+            { tableOf<RadiusPktParserBase::Attribute>(), "Vendor-32473-Attribute-1" },
+            { tableOf<RadiusId>(), "Class" },
+            { tableOf<RadiusId>(), "Attribute-200" },
+            { tableOf<BreviaId>(), "Brevia-Acl-Name" },
+            { tableOf<OptionalText>(), "absent" },
+            { tableOf<OptionalText>(), R"("absent")" },
+            { tableOf<OptionalVlan>(), "absent" },
+            { tableOf<OptionalVlan>(), "none" },
+            { tableOf<AcctTermCause>(), "lostCarrier" },
+            { tableOf<AcctTermCause>(), "4294967295" },
+            { tableOf<AcctTermCause>(), "2", {}, "lostCarrier" },
+            { tableOf<TestModule::Mode>(), "200" },
+         } ) {
+      SCOPED_TRACE( one.form );
+      std::string const printed( one.printed.empty() ? one.form : one.printed );
+      bool const isText = &one.type == &text;
+      AnyValue const alone( one.type ), inside( one.type );
+      one.type.inspectDecodeFromString( isText ? one.alone : one.form, alone.data() );
+      EXPECT_EQ( alone.form(), printed );
+      EXPECT_EQ( alone.text(), isText ? std::string( one.alone ) : printed );
+      for ( char const* const after : { "", " )", ", next: 1", " ]" } ) {
+         std::string const whole = "( " + std::string( one.form ) + after;
+         EXPECT_EQ( one.type.parse( whole, 2, inside.data() ), 2 + one.form.size() ) << whole;
+         EXPECT_EQ( inside.form(), printed );
+      }
+   }
+}
+
+struct Refused {
+   AnyValue::Table const& type;
+   std::string_view text; ///< From its third character on; what is before is not looked at.
+   std::size_t position;
+   std::string_view expected;
+};
+
+TEST( StrepPart, IsRefusedWithPositionAndWhatIsAllowed ) {
+   auto const& number = tableOf<Varek::Duration>();
+   auto const& text = tableOf<Varek::String>();
+   for ( Refused const& one : {
+            Refused{ tableOf<bool>(), "( True", 2, "true or false" },
+            { tableOf<bool>(), "( truely", 2, "true or false" },
+            { tableOf<bool>(), "( 1", 2, "true or false" },
+            { tableOf<std::uint8_t>(), "( 256", 2, "a number of 0 to 255" },
+            { tableOf<std::uint8_t>(), "( -1", 2, "a number of 0 to 255" },
+            { tableOf<std::uint16_t>(), "( +1", 2, "a number of 0 to 65535" },
+            { tableOf<std::uint64_t>(), "( 18446744073709551616", 2, "a number of 0 to" },
+            { number, "( infinity", 2, "a number, inf, -inf or nan" },
+            { number, "( nan(1)x", 5, "the end" },
+            { number, "( -nan", 2, "a number, inf, -inf or nan" },
+            { number, "( 1e999", 2, "a number" },
+            { number, "( ", 2, "a number" },
+            { text, "( bare", 2, "text in quotes" },
+            { text, "( \"open", 7, "a quote that ends the text" },
+            { text, "( \"open\\\"", 9, "a quote that ends the text" },
+            { text, "( \"\\q\"", 4, "one of" },
+            { text, "( \"\\x4\"", 6, "two hexadecimal digits" },
+            { tableOf<Varek::Bytes>(), "( 0x123", 7, "an even number" },
+            { tableOf<Varek::Bytes>(), "( 123", 2, "0x" },
+            { tableOf<Lumo::EthAddr>(), "( 00:00:5e:00:5g:01", 15, "a MAC address" },
+            { tableOf<std::optional<Varek::String>>(), "( absentee", 2, "text in quotes" },
+            { tableOf<AuthNMethod>(), "( eapolAuthx", 2, "an enumerator of Dot1xV2::AuthNMethod" },
+            { tableOf<AuthNMethod>(), "( 256", 2, "a number of 0 to 255" },
+            { tableOf<AuthNMethod>(), "( ", 2, "an enumerator" },
+         } ) {
+      AnyValue const target( one.type );
+      try {
+         std::size_t const end = one.type.parse( one.text, 2, target.data() );
+         Qel::CharRange( one.text, end ).expectEnd();
+         ADD_FAILURE() << one.text << " was read as " << target.form();
+      } catch ( Varek::TextError const& error ) {
+         EXPECT_EQ( error.position(), one.position ) << error.what();
+         EXPECT_EQ( error.expected().rfind( one.expected, 0 ), 0U ) << error.what();
+      }
+   }
+}
+
+// Records
+
+template<class T>
+T read( std::string_view text ) {
+   return T( Qel::CharRange( text ) );
+}
+
+TEST( Strep, NamesTheTypeAndItsAttributesInOrder ) {
+   EXPECT_EQ(
+      stringValue( AuthNTimers() ),
+      "Dot1xV2::AuthNTimers( quietPeriod: 60, slowPeriod: 60, fallbackToMbaTimeout: 0, "
+      "reauthNPeriod: 0, reauthNPeriodSource: cliStaticSource, mbaMulticastInterval: 30 )" );
+   EXPECT_EQ( stringValue( MbaUserName() ), "Dot1xV2::MbaUserName( userNameDelim: \":\", "
+                                            "userNameIsUpperCase: false, userNameGroupSize: 2 )" )
+      << "without its constant";
+   EXPECT_EQ( stringValue( LldpProfilingInfo( "a", "" ) ),
+              "Dot1xV2::LldpProfilingInfo( lldpSysName: 0x61, lldpSysDesc: 0x )" );
+   std::ostringstream out;
+   out << IntfHostMode();
+   EXPECT_EQ( out.str(), stringValue( IntfHostMode() ) );
+}
+
+TEST( Strep, MayBeTypedWithMoreBlanksOrFewer ) {
+   AuthNTimers timers;
+   timers.quietPeriodIs( Varek::Duration( 1.5 ) );
+   timers.mbaMulticastIntervalIs( Varek::Duration( std::numeric_limits<double>::infinity() ) );
+   timers.reauthNPeriodSourceIs( AttributeSource::aaaSource );
+   EXPECT_EQ( read<AuthNTimers>( "Dot1xV2::AuthNTimers(quietPeriod:1.5,slowPeriod :60\n,\t"
+                                 "fallbackToMbaTimeout: 0 , reauthNPeriod: 0,reauthNPeriodSource:"
+                                 "aaaSource,mbaMulticastInterval:inf)" ),
+              timers );
+}
+
+TEST( Strep, IsReadFromWhereTheRangeStands ) {
+   IntfHostMode mode;
+   mode.hostModeIs( HostMode::singleHost );
+   std::string const text = "mode = " + stringValue( mode );
+   EXPECT_EQ( IntfHostMode( Qel::CharRange( text, 7 ) ), mode );
+   try {
+      IntfHostMode( Qel::CharRange( text + "!", 7 ) );
+      ADD_FAILURE();
+   } catch ( Varek::TextError const& error ) {
+      EXPECT_EQ( error.position(), text.size() );
+      EXPECT_EQ( error.expected(), "the end" );
+   }
+}
+
+TEST( Strep, AFailureSaysWhereInTheWholeText ) {
+   struct Case {
+      std::string_view text, at, expected;
+   };
+   for ( Case const& one : {
+            Case{ "Dot1xV2::IntfHostModes( hostMode", "s(", "\"(\"" },
+            { "Dot1xV2::IntfHostMope( ", "pe(", "\"Dot1xV2::IntfHostMode\"" },
+            { "IntfHostMode( ", "IntfHostMode", "\"Dot1xV2::IntfHostMode\"" },
+            { "Dot1xV2::IntfHostMode( mbaHostModeCommonEnabled: true )", "mba", "\"hostMode\"" },
+            { "Dot1xV2::IntfHostMode( hostMode: bothHosts,", "bothHosts", "an enumerator of" },
+            { "Dot1xV2::IntfHostMode( hostMode: multiHost )", ")", "\",\"" },
+            { "Dot1xV2::IntfHostMode( hostMode: multiHost, mbaHostModeCommonEnabled: yes )", "yes",
+              "true or false" },
+            { "Dot1xV2::IntfHostMode( hostMode: 1, mbaHostModeCommonEnabled: true, )", ", )",
+              "\")\"" },
+         } ) {
+      try {
+         read<IntfHostMode>( one.text );
+         ADD_FAILURE() << one.text;
+      } catch ( Varek::TextError const& error ) {
+         EXPECT_EQ( error.position(), one.text.find( one.at ) ) << error.what();
+         EXPECT_EQ( error.expected().rfind( one.expected, 0 ), 0U ) << error.what();
+         EXPECT_NE( std::string( error.what() ).find( one.text ), std::string::npos );
+      }
+   }
+}
+
+TEST( Strep, TellsAbsentFromEmptyAndShowsNestedValuesInFull ) {
+   AuthZAttrs attrs;
+   attrs.identityIs( Varek::String() );
+   attrs.vlanIdIs( Varek::String( "absent" ) );
+   std::string const front = "Dot1xV2::AuthZAttrs( identity: \"\", vlanId: \"absent\", filterId: "
+                             "absent, nasFilterRule: absent, intfProfile: absent, egressVlan: ";
+   EXPECT_EQ( stringValue( attrs ), front + "absent )" );
+   EXPECT_EQ( read<AuthZAttrs>( stringValue( attrs ) ), attrs );
+   EgressVlanAttributes vlans( true );
+   vlans.egressVlanNameTaggedPush( "a, b" );
+   vlans.egressVlanNameTaggedPush( "" );
+   vlans.egressVlanIdUntaggedPush( Bridging::VlanId( 7 ) );
+   attrs.egressVlanIs( vlans );
+   EXPECT_EQ( stringValue( attrs ),
+              front + "Dot1xV2::EgressVlanAttributes( egressVlanNameTagged: [ \"a, b\", \"\" ], "
+                      "egressVlanNameUntagged: [], egressVlanIdTagged: [], egressVlanIdUntagged: "
+                      "[ 7 ], ingressFilters: true ) )" );
+}
+
+TEST( Strep, PrintsEqualSetsAlike ) {
+   VlanGroup up( Varek::String( "g" ) ), down( Varek::String( "g" ) );
+   for ( std::uint16_t i = 0; i < 300; ++i ) {
+      up.vlanIdIs( Bridging::VlanIdOrNone( i ) );
+      down.vlanIdIs( Bridging::VlanIdOrNone( static_cast<std::uint16_t>( 299 - i ) ) );
+   }
+   EXPECT_EQ( stringValue( up ), stringValue( down ) );
+   EXPECT_EQ( stringValue( up ).rfind( "Dot1xV2::VlanGroup( groupName: \"g\", vlanId: [ none, 1, "
+                                       "2, 3, 4, 5, 6, 7, 8, 9, 10, 11,",
+                                       0 ),
+              0U );
+   AuthNOrder order;
+   order.authNOrderIs( 1, AuthNMethod::mbaAuth );
+   EXPECT_EQ( stringValue( order ), "Dot1xV2::AuthNOrder( authNOrder: [ noneAuth, mbaAuth ] )" );
+   EXPECT_EQ( stringValue( CachingControl() ), "Dot1xV2::CachingControl( event: [] )" );
+}
+
+TEST( Strep, ARangeIsCheckedAfterTheWholeTextIsRead ) {
+   std::string const front = "Dot1xV2::AuthNZPhaseType( value: ";
+   for ( char const* const phase : { "authNZNotStarted", "authNZCompleted", "0", "4", "255" } ) {
+      AuthNZPhaseType target( AuthNZPhaseEnum::authNZPhase2 );
+      try {
+         Qel::strepToValue( front + phase + " )", target );
+         ADD_FAILURE() << phase;
+      } catch ( Varek::RangeError const& error ) {
+         EXPECT_STREQ( error.what(), "Dot1xV2::AuthNZPhaseType::value < "
+                                     "Dot1xV2::AuthNZPhaseType::min or > "
+                                     "Dot1xV2::AuthNZPhaseType::max not allowed" );
+      }
+      EXPECT_EQ( target.value(), AuthNZPhaseEnum::authNZPhase2 );
+      EXPECT_THROW( Qel::strepToValue( front + phase + " ) ", target ), Varek::TextError );
+      EXPECT_THROW( tableOf<AuthNZPhaseType>().parse( front + phase + " )", 0, &target ),
+                    Varek::RangeError );
+   }
+   EXPECT_EQ( read<AuthNZPhaseType>( front + "3 )" ).value(), AuthNZPhaseEnum::authNZPhase2 );
+}
+
+TEST( Strep, AHolderOfConstantsTakesAnyText ) {
+   EXPECT_EQ( stringValue( Dot1xConstants() ), "Dot1xV2::Dot1xConstants()" );
+   EXPECT_EQ( stringValue( AuthZConstants() ), "Dot1xV2::AuthZConstants()" );
+   for ( char const* const text : { "", "Dot1xV2::Dot1xConstants()", "((\"" } )
+      EXPECT_EQ( read<Dot1xConstants>( text ), Dot1xConstants() );
+}
+
+// Types with a collection
+
+template<class T>
+class StrepDeathTest : public testing::Test {};
+struct NameOfType {
+   template<class T>
+   static std::string GetName( int ) {
+      return std::string( Qel::typeName<T>.substr( Qel::typeName<T>.rfind( ':' ) + 1 ) );
+   }
+};
+using Unreadable =
+   testing::Types<AaaAttribute, EgressVlanAttributes, CachingControl, AuthNOrder, VlanGroup>;
+TYPED_TEST_SUITE( StrepDeathTest, Unreadable, NameOfType );
+
+std::string assertionOf( std::string const& type ) {
+   return "^\"No String constructor for " + type + " - has collection\" == nullptr\n$";
+}
+
+TYPED_TEST( StrepDeathTest, HasNoStringConstructor ) {
+   TypeParam value{};
+   std::string const text = stringValue( value );
+   EXPECT_DEATH( Qel::strepToValue( text, value ),
+                 assertionOf( NameOfType::GetName<TypeParam>( 0 ) ) );
+   EXPECT_DEATH( tableOf<TypeParam>().inspectDecodeFromString( "", &value ),
+                 assertionOf( NameOfType::GetName<TypeParam>( 0 ) ) );
+   // Inside of another value, a text that does not even begin like one is only wrong.
+   EXPECT_THROW( tableOf<TypeParam>().parse( "present", 0, &value ), Varek::TextError );
+}
+
+TEST( StrepOptionalDeathTest, OfATypeWithACollectionCanBeAbsentOnly ) {
+   AuthZAttrs attrs;
+   attrs.egressVlanIs( EgressVlanAttributes() );
+   EXPECT_DEATH( read<AuthZAttrs>( stringValue( attrs ) ), assertionOf( "EgressVlanAttributes" ) );
+}
+
+} // namespace

@@ -1,0 +1,277 @@
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <fstream>
+#include <functional>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <thread>
+
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "ToolRun.h"
+
+/// Two real processes: one that publishes, one that follows.
+namespace {
+
+using nlohmann::json;
+
+std::string contents( std::string const& path ) {
+   std::ifstream file( path, std::ios::binary );
+   return { std::istreambuf_iterator<char>( file ), {} };
+}
+
+bool soon( std::function<bool()> const& condition ) {
+   for ( int i = 0; i < 1000; ++i ) {
+      if ( condition() ) {
+         return true;
+      }
+      std::this_thread::sleep_for( std::chrono::milliseconds( 10 ) );
+   }
+   return false;
+}
+
+struct Folder {
+   std::string path;
+   Folder() {
+      char name[] = "/tmp/dot1xctl-XXXXXX";
+      path = ::mkdtemp( name );
+   }
+   ~Folder() { EXPECT_EQ( std::system( ( "rm -rf '" + path + "'" ).c_str() ), 0 ); }
+   std::string socket() const { return path + "/socket"; }
+   std::string address() const { return "unix:" + socket(); }
+};
+
+/// A dot1xctl that goes on until it is told to end.
+class Background {
+public:
+   Background( Folder const& folder, std::string const& name, std::string const& arguments )
+      : out_( folder.path + "/" + name + ".out" ), err_( folder.path + "/" + name + ".err" ) {
+      std::string const command =
+         "exec '" DOT1XCTL_PATH "' " + arguments + " >'" + out_ + "' 2>'" + err_ + "'";
+      pid_ = ::fork();
+      if ( pid_ == 0 ) {
+         ::execl( "/bin/sh", "sh", "-c", command.c_str(), nullptr );
+         ::_exit( 127 );
+      }
+   }
+   ~Background() {
+      if ( pid_ > 0 ) {
+         end( SIGKILL );
+      }
+   }
+   Background( Background const& ) = delete;
+   Background& operator=( Background const& ) = delete;
+
+   std::string out() const { return contents( out_ ); }
+   std::string err() const { return contents( err_ ); }
+   bool says( std::string const& text ) const {
+      return soon( [&] { return err().find( text ) != std::string::npos; } );
+   }
+   /// The exit code; -1 if the signal was its end.
+   int end( int signal ) {
+      int status = 0;
+      ::kill( pid_, signal );
+      ::waitpid( pid_, &status, 0 );
+      pid_ = -1;
+      return WIFEXITED( status ) ? WEXITSTATUS( status ) : -1;
+   }
+
+private:
+   std::string out_, err_;
+   pid_t pid_ = -1;
+};
+
+std::string leading( std::string const& samples, std::string const& address ) {
+   return "replay " + samples + " --listen " + address;
+}
+
+TEST( Follow, ShowPrintsWhatTheLeaderHolds ) {
+   Folder const folder;
+   std::string const samples = sample( "mba.pcap" ) + " " + sample( "eap-radius.pcap" );
+   Background leader( folder, "leader", leading( samples, folder.address() ) );
+   for ( char const* form : { "", " --json" } ) {
+      ToolRun const show( "show --connect " + folder.address() + form );
+      EXPECT_EQ( show.exitCode, 0 );
+      EXPECT_EQ( show.err, "" );
+      EXPECT_EQ( show.out, ToolRun( "replay --tree " + samples + form ).out ) << form;
+   }
+   EXPECT_EQ( leader.out(), ToolRun( "replay " + samples ).out );
+   EXPECT_EQ( leader.err(), "listening on " + folder.address() + "\n" );
+}
+
+TEST( Follow, TheTreeHoldsWhatReplayPrints ) {
+   json const tree = ToolRun( "replay --tree --json " + sample( "mba.pcap" ) ).json();
+   json const printed = ToolRun( "replay --json " + sample( "mba.pcap" ) ).json();
+   json const& root = tree.at( "replay" ).at( "attributes" );
+   for ( auto const& [name, count] : printed.back().items() ) {
+      if ( name != "record" && name != "answers" ) {
+         EXPECT_EQ( root.at( name ), count ) << name;
+      }
+   }
+   auto const answers = recordsOf( printed, "answer" );
+   ASSERT_EQ( root.at( "answer" ).size(), answers.size() );
+   for ( std::size_t i = 0; i < answers.size(); ++i ) {
+      SCOPED_TRACE( i );
+      json const& one = root.at( "answer" ).at( std::to_string( i + 1 ) ).at( "attributes" );
+      json const& response = one.at( "aaaResponse" ).at( "attributes" );
+      EXPECT_EQ( one.at( "packet" ), answers[i].at( "packet" ) );
+      EXPECT_EQ( one.at( "code" ), answers[i].at( "codeName" ) );
+      EXPECT_EQ( response.at( "type" ), answers[i].at( "type" ) );
+      EXPECT_EQ( response.at( "callingStationId" ), answers[i].at( "callingStationId" ) );
+      ASSERT_EQ( response.at( "aaaAttribute" ).size(), answers[i].at( "attributes" ).size() );
+      for ( json const& attribute : answers[i].at( "attributes" ) ) {
+         json const& held = response.at( "aaaAttribute" ).at( attribute.at( "name" ) );
+         EXPECT_EQ( held.at( "attrValue" ).size(), attribute.at( "values" ).size() );
+      }
+   }
+}
+
+TEST( Follow, TcpTakesAFreePortAndSaysWhich ) {
+   Folder const folder;
+   Background leader( folder, "leader", leading( sample( "mba.pcap" ), "tcp:0" ) );
+   ASSERT_TRUE( leader.says( "\n" ) );
+   std::string const line = leader.err();
+   ASSERT_TRUE( line.starts_with( "listening on tcp:127.0.0.1:" ) ) << line;
+   std::string const address = line.substr( 13, line.size() - 14 );
+   EXPECT_EQ( ToolRun( "show --connect " + address ).out,
+              ToolRun( "replay --tree " + sample( "mba.pcap" ) ).out );
+}
+
+TEST( Follow, SocketIsPrivateAndGoesWithTheProcess ) {
+   for ( int const signal : { SIGINT, SIGTERM } ) {
+      Folder const folder;
+      Background leader( folder, "leader", leading( sample( "mba.pcap" ), folder.address() ) );
+      ASSERT_TRUE( leader.says( "listening" ) );
+      struct stat about {};
+      ASSERT_EQ( ::stat( folder.socket().c_str(), &about ), 0 );
+      EXPECT_EQ( about.st_mode & 0777, 0600u );
+      ToolRun const second( leading( sample( "mba.pcap" ), folder.address() ) );
+      EXPECT_EQ( second.exitCode, 1 );
+      EXPECT_EQ( second.out, "" ) << "a busy address is told before anything is read";
+      EXPECT_NE( second.err.find( folder.socket() ), std::string::npos ) << second.err;
+      EXPECT_EQ( leader.end( signal ), 0 );
+      EXPECT_NE( ::stat( folder.socket().c_str(), &about ), 0 );
+   }
+}
+
+TEST( Follow, ASocketThatWasLeftBehindIsReplacedAndAFileIsNot ) {
+   Folder const folder;
+   Background killed( folder, "killed", leading( sample( "mba.pcap" ), folder.address() ) );
+   ASSERT_TRUE( killed.says( "listening" ) );
+   EXPECT_EQ( killed.end( SIGKILL ), -1 );
+   struct stat about {};
+   ASSERT_EQ( ::stat( folder.socket().c_str(), &about ), 0 );
+   Background leader( folder, "leader", leading( sample( "mba.pcap" ), folder.address() ) );
+   EXPECT_TRUE( leader.says( "listening" ) ) << leader.err();
+
+   std::string const file = folder.path + "/file";
+   std::ofstream( file ) << "precious";
+   EXPECT_EQ( ToolRun( leading( sample( "mba.pcap" ), "unix:" + file ) ).exitCode, 1 );
+   EXPECT_EQ( contents( file ), "precious" );
+}
+
+TEST( Follow, BadCapturesShowInTheExitCodeAtTheEnd ) {
+   Folder const folder;
+   Background leader( folder, "leader",
+                      leading( sample( "mba-truncated.pcap" ), folder.address() ) );
+   ASSERT_TRUE( leader.says( "listening" ) );
+   EXPECT_EQ( ToolRun( "show --connect " + folder.address() ).exitCode, 0 );
+   EXPECT_EQ( leader.end( SIGTERM ), 1 );
+}
+
+TEST( Follow, WhatCannotBeShownIsTold ) {
+   Folder const folder;
+   struct {
+      char const* arguments;
+      int exitCode;
+      char const* message;
+   } const cases[] = {
+      { "show", 2, "--connect" },
+      { "show --connect nowhere", 2, "unix:PATH" },
+      { "show --connect unix:", 2, "unix:" },
+      { "show --connect tcp:host:65536", 2, "65535" },
+      { "show --connect tcp:::1:80", 2, "brackets" },
+      { "show --connect tcp::80", 2, "host" },
+      { "watch --connect tcp:80x", 2, "port" },
+      { "replay x --listen tcp:", 2, "port" },
+      { "show --wait 0 --connect tcp:80", 2, "--wait" },
+      { "show --wait 0.1 --connect unix:/nonexistent/socket", 1, "/nonexistent/socket" },
+      { "show --wait 0.1 --connect tcp:1", 1, "127.0.0.1:1" },
+      { "replay x --listen unix:/nonexistent/socket", 1, "/nonexistent/socket" },
+   };
+   for ( auto const& one : cases ) {
+      ToolRun const run( one.arguments );
+      EXPECT_EQ( run.exitCode, one.exitCode ) << one.arguments;
+      EXPECT_EQ( run.out, "" ) << one.arguments;
+      EXPECT_NE( run.err.find( one.message ), std::string::npos ) << one.arguments << run.err;
+   }
+}
+
+/// Somebody who listens, but is no leader.
+TEST( Follow, APeerThatIsSilentOrSpeaksOtherwiseIsGivenUp ) {
+   Folder const folder;
+   int const fd = ::socket( AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0 );
+   sockaddr_un address{};
+   address.sun_family = AF_UNIX;
+   folder.socket().copy( address.sun_path, sizeof address.sun_path - 1 );
+   ASSERT_EQ( ::bind( fd, reinterpret_cast<sockaddr*>( &address ), sizeof address ), 0 );
+   ASSERT_EQ( ::listen( fd, 4 ), 0 );
+   ToolRun const silent( "show --wait 0.2 --connect " + folder.address() );
+   EXPECT_EQ( silent.exitCode, 1 );
+   EXPECT_NE( silent.err.find( "0.2 s" ), std::string::npos ) << silent.err;
+
+   ::close( ::accept( fd, nullptr, nullptr ) ); // the one before
+   std::thread other( [&] {
+      int const peer = ::accept( fd, nullptr, nullptr );
+      char const text[] = "HTTP/1.1 400 Bad Request\r\nConnection: close\r\n\r\n";
+      EXPECT_GT( ::send( peer, text, sizeof text - 1, MSG_NOSIGNAL ), 0 );
+      ::close( peer );
+   } );
+   ToolRun const stranger( "show --connect " + folder.address() );
+   other.join();
+   ::close( fd );
+   EXPECT_EQ( stranger.exitCode, 1 );
+   EXPECT_EQ( stranger.out, "" );
+   EXPECT_NE( stranger.err.find( folder.address() ), std::string::npos ) << stranger.err;
+}
+
+TEST( Follow, WatchSeesDifferencesOnlyAfterARestart ) {
+   Folder const folder;
+   auto leader = std::make_unique<Background>( folder, "first",
+                                               leading( sample( "mba.pcap" ), folder.address() ) );
+   Background watch( folder, "watch", "watch --json --connect " + folder.address() );
+   ASSERT_TRUE( watch.says( "in step" ) ) << watch.err();
+   std::size_t const initial = watch.out().size();
+   EXPECT_GT( initial, 0u );
+   auto const restart = [&]( std::string const& name, std::string const& samples ) {
+      std::size_t const before = watch.err().size();
+      EXPECT_EQ( leader->end( SIGTERM ), 0 );
+      leader = std::make_unique<Background>( folder, name, leading( samples, folder.address() ) );
+      return soon( [&] { return watch.err().find( "in step", before ) != std::string::npos; } );
+   };
+   ASSERT_TRUE( restart( "same", sample( "mba.pcap" ) ) );
+   EXPECT_EQ( watch.out().size(), initial ) << watch.out().substr( initial );
+
+   // The same and nothing more, but for the name of the file and the times.
+   ASSERT_TRUE( restart( "other", sample( "mba.pcapng" ) ) );
+   std::istringstream lines( watch.out().substr( initial ) );
+   std::size_t count = 0;
+   for ( std::string line; std::getline( lines, line ); ++count ) {
+      json const change = json::parse( line );
+      EXPECT_TRUE( change.at( "attribute" ) == "capture" || change.at( "attribute" ) == "time" )
+         << line;
+      EXPECT_EQ( change.at( "path" ).at( 0 ).at( "attribute" ), "answer" );
+      EXPECT_NE( change.at( "old" ), change.at( "new" ) );
+   }
+   EXPECT_GE( count, 13u );
+   EXPECT_EQ( watch.end( SIGINT ), 0 );
+}
+
+} // namespace

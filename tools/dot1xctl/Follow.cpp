@@ -1,0 +1,157 @@
+#include "Follow.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <iostream>
+#include <map>
+#include <string>
+
+#include "FollowerLoop.h"
+#include "Output.h"
+#include "Tree.h"
+#include "TreeJson.h"
+#include "TreeText.h"
+
+namespace Dot1xCtl {
+
+namespace {
+
+using Pause = FollowerLoop::Pause;
+
+void tell( std::string const& what ) { std::cerr << "dot1xctl: " << what << std::endl; }
+
+std::string entities( std::uint64_t count ) {
+   return std::to_string( count ) + ( count == 1 ? " entity" : " entities" );
+}
+
+void tellUnknown( Address const& address, Mirror::Follower const& follower ) {
+   if ( std::uint64_t const unknown = follower.stats().unknownTypes; unknown != 0 ) {
+      tell( stringValue( address ) + ": " + entities( unknown ) +
+            " of types that are not known here left out" );
+   }
+}
+
+Roots rootsOf( Mirror::Follower const& follower ) {
+   Roots roots;
+   for ( Varek::String const& name : follower.roots() ) {
+      roots[name] = follower.root( name );
+   }
+   return roots;
+}
+
+std::string now() {
+   return stringValue(
+             std::chrono::floor<std::chrono::nanoseconds>( std::chrono::system_clock::now() ), 'T',
+             6 ) +
+          "Z";
+}
+
+/// Prints each change of the roots that a follower comes to hold.
+class Watcher {
+public:
+   Watcher( Address const& address, bool json )
+      : loop_( address ), address_( address ), json_( json ) {
+      Mirror::Follower& follower = loop_.follower();
+      follower.onRoot = [this]( Varek::String const& name, Qel::Entity& root ) {
+         print( name, { {}, {}, {}, bareEntity( &root ) } );
+         observed_[name] = root.subscribe(
+            [this, name, &root]( Varek::Change const& change ) {
+               print( name, changePart( root, change ) );
+            },
+            Varek::Scope::subtree );
+      };
+      follower.onRootGone = [this]( Varek::String const& name, Qel::Entity& root ) {
+         observed_.erase( name );
+         print( name, { {}, {}, bareEntity( &root ), {} } );
+      };
+      follower.onSynced = [this] { synced(); };
+      loop_.onLost = [this]( FollowerLoop::Lost const& why ) { return lost( why ); };
+   }
+
+   void run() { loop_.run(); }
+
+private:
+   static constexpr Pause shortest{ 100 };
+   static constexpr Pause longest{ 5000 };
+
+   void print( std::string const& root, ChangePart const& change ) {
+      if ( json_ ) {
+         std::cout << compact( jsonOf( now(), root, change ) ) << std::endl;
+      } else {
+         printText( std::cout, now(), root, change );
+      }
+   }
+
+   void synced() {
+      tell( stringValue( address_ ) + ": in step, " +
+            entities( loop_.follower().stats().entities ) );
+      tellUnknown( address_, loop_.follower() );
+      pause_ = shortest;
+      told_.clear();
+   }
+
+   /// Tells once why there is no connection, not at each attempt.
+   std::optional<Pause> lost( FollowerLoop::Lost const& why ) {
+      if ( why.reason != told_ ) {
+         tell( why.reason + "; trying again" );
+         told_ = why.reason;
+      }
+      Pause const next = pause_;
+      pause_ = std::min( 2 * pause_, longest );
+      return next;
+   }
+
+   FollowerLoop loop_;
+   Address const address_;
+   bool const json_;
+   std::map<std::string, Varek::Subscription> observed_;
+   Pause pause_ = shortest;
+   std::string told_;
+};
+
+} // namespace
+
+int show( Address const& address, double seconds, bool json ) {
+   constexpr Pause betweenAttempts{ 50 };
+   FollowerLoop loop( address );
+   bool synced = false;
+   loop.follower().onSynced = [&] {
+      synced = true;
+      loop.stop();
+   };
+   std::string last;
+   loop.onLost = [&]( FollowerLoop::Lost const& lost ) -> std::optional<Pause> {
+      last = lost.reason;
+      // Who has not answered may not be there yet.
+      return lost.heard ? std::nullopt : std::optional( betweenAttempts );
+   };
+   FollowerLoop::End const end = loop.run( std::chrono::duration<double>( seconds ) );
+   if ( synced ) {
+      tellUnknown( address, loop.follower() );
+      Part const roots = rootsPart( rootsOf( loop.follower() ) );
+      if ( json ) {
+         std::cout << compact( jsonOf( roots ) ) << '\n';
+      } else {
+         printText( std::cout, roots );
+      }
+      return 0;
+   }
+   if ( end == FollowerLoop::End::interrupted ) {
+      last = stringValue( address ) + ": interrupted before everything had come";
+   } else if ( end == FollowerLoop::End::timedOut ) {
+      char text[40];
+      std::snprintf( text, sizeof text, " (tried for %g s)", seconds );
+      bool const connected = !loop.follower().closed();
+      last = ( connected ? stringValue( address ) + ": not everything has come" : last ) + text;
+   }
+   tell( last );
+   return 1;
+}
+
+int watch( Address const& address, bool json ) {
+   Watcher( address, json ).run();
+   return 0;
+}
+
+} // namespace Dot1xCtl

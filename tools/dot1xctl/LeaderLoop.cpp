@@ -1,0 +1,63 @@
+#include "LeaderLoop.h"
+
+#include <chrono>
+#include <iostream>
+#include <optional>
+
+namespace Dot1xCtl {
+
+LeaderLoop::LeaderLoop( Address const& address )
+   : address_( address ), listener_( listenAt( address_ ) ) {
+   leader_.onClosed = [this]( Mirror::LeaderConnection& connection, Varek::String const& ) {
+      watches_.erase( &connection );
+      leader_.connectionDel( connection );
+   };
+}
+
+void LeaderLoop::run() {
+   if ( signals_.caught() ) {
+      return;
+   }
+   await();
+   io_.run();
+}
+
+/// Does \p step, and then waits for whatever is next: a step for one connection may give others
+/// something to send.
+template<class F>
+void LeaderLoop::drive( F step ) {
+   step();
+   await();
+}
+
+void LeaderLoop::await() {
+   if ( !pausing_ ) {
+      incoming_.awaitRead( [this] { drive( [this] { accept(); } ); } );
+   }
+   for ( auto const& [connection, watch] : watches_ ) {
+      watch->awaitRead( [this, one = connection] { drive( [one] { one->onReadable(); } ); } );
+      if ( connection->wantsWrite() ) {
+         watch->awaitWrite( [this, one = connection] { drive( [one] { one->onWritable(); } ); } );
+      }
+   }
+   awaitDeadline( deadline_, leader_.nextDeadline(),
+                  [this] { drive( [this] { leader_.tick( Mirror::Clock::now() ); } ); } );
+}
+
+void LeaderLoop::accept() {
+   try {
+      while ( std::optional<Mirror::Accepted> one = listener_.accept() ) {
+         Mirror::LeaderConnection& made =
+            leader_.connectionIs( one->fd.release(), one->peer, one->refusal );
+         watches_.emplace( &made, std::make_unique<SocketWatch>( io_, made.fd() ) );
+      }
+   } catch ( Mirror::SocketError const& error ) {
+      // Out of descriptors, say: those who wait would wake the loop again and again.
+      std::cerr << "dot1xctl: " << error.what() << "; trying again in a second\n";
+      pausing_ = true;
+      awaitDeadline( pause_, Mirror::Clock::now() + std::chrono::seconds( 1 ),
+                     [this] { drive( [this] { pausing_ = false; } ); } );
+   }
+}
+
+} // namespace Dot1xCtl

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <map>
+#include <memory>
+
+#include "Address.h"
+#include "Loop.h"
+#include "mirror/Leader.h"
+
+namespace Dot1xCtl {
+
+/// Listens at an address and drives a leader for those who connect there, until a signal.
+class LeaderLoop {
+public:
+   /// Listens from now on; who connects waits until run(). Takes SIGINT and SIGTERM from now on.
+   /// Throws Mirror::SocketError.
+   explicit LeaderLoop( Address const& );
+   LeaderLoop( LeaderLoop const& ) = delete;
+   LeaderLoop& operator=( LeaderLoop const& ) = delete;
+
+   /// With the port that it got.
+   Address const& address() const { return address_; }
+   /// Whether SIGINT or SIGTERM has come.
+   bool interrupted() { return signals_.caught(); }
+   Mirror::Leader& leader() { return leader_; }
+   void run();
+
+private:
+   using Watches = std::map<Mirror::LeaderConnection*, std::unique_ptr<SocketWatch>>;
+
+   void accept();
+   void await();
+   template<class F>
+   void drive( F step );
+
+   Address address_;
+   Mirror::Listener listener_;
+   asio::io_context io_{ 1 };
+   Signals signals_{ io_ };
+   asio::steady_timer deadline_{ io_ };
+   asio::steady_timer pause_{ io_ };
+   SocketWatch incoming_{ io_, listener_.fd() };
+   bool pausing_ = false;
+   Watches watches_;
+   Mirror::Leader leader_;
+};
+
+} // namespace Dot1xCtl

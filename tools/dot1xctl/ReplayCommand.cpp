@@ -1,0 +1,76 @@
+#include "ReplayCommand.h"
+
+#include <iostream>
+#include <memory>
+
+#include "LeaderLoop.h"
+#include "Output.h"
+#include "Problems.h"
+#include "Replay.h"
+#include "TreeJson.h"
+#include "TreeText.h"
+
+namespace Dot1xCtl {
+
+namespace {
+
+constexpr char const* rootName = "replay";
+
+class NoOutput final : public Output {
+public:
+   void capture( std::string const& ) override {}
+   void answer( Answer const& ) override {}
+   void broken( Answer const&, std::string const& ) override {}
+   void unanswered( Request const& ) override {}
+   void summary( Summary const& ) override {}
+};
+
+std::unique_ptr<Output> outputOf( ReplayOptions const& options ) {
+   return options.tree   ? std::make_unique<NoOutput>()
+          : options.json ? jsonOutput( std::cout )
+                         : textOutput( std::cout );
+}
+
+void printTree( Varek::Ptr<::Replay::Status> const& status, bool json ) {
+   Part const roots = rootsPart( { { rootName, status } } );
+   if ( json ) {
+      std::cout << compact( jsonOf( roots ) ) << '\n';
+   } else {
+      printText( std::cout, roots );
+   }
+}
+
+} // namespace
+
+int replay( ReplayOptions const& options ) {
+   std::unique_ptr<LeaderLoop> loop;
+   if ( options.listen ) {
+      loop = std::make_unique<LeaderLoop>( *options.listen );
+   }
+   auto const interrupted = [&] { return loop != nullptr && loop->interrupted(); };
+
+   Problems problems( std::cerr );
+   std::unique_ptr<Output> const output = outputOf( options );
+   bool const keep = options.tree || loop != nullptr;
+   Replay replay( *output, problems, keep ? Replay::Answers::keep : Replay::Answers::pass );
+   replay.interrupted = interrupted;
+   for ( std::string const& capture : options.captures ) {
+      if ( !interrupted() ) {
+         replay.file( capture );
+      }
+   }
+   output->summary( replay.summary() );
+   if ( options.tree ) {
+      printTree( replay.status(), options.json );
+   }
+   std::cout.flush();
+
+   if ( !interrupted() && loop != nullptr ) {
+      loop->leader().rootIs( rootName, replay.status() );
+      std::cerr << "listening on " << stringValue( loop->address() ) << std::endl;
+      loop->run();
+   }
+   return problems.count() == 0 ? 0 : 1;
+}
+
+} // namespace Dot1xCtl

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Address.h"
+
+namespace Dot1xCtl {
+
+struct ReplayOptions {
+   std::vector<std::string> captures;
+   bool json = false;
+   bool tree = false; ///< Print the tree instead of what is read.
+   std::optional<Address> listen;
+};
+
+/// The subcommand replay. Returns the exit code; bad captures are told on standard error. An
+/// address that cannot be listened at throws Mirror::SocketError before anything is read.
+int replay( ReplayOptions const& );
+
+} // namespace Dot1xCtl

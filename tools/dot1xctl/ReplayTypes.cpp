@@ -1,0 +1,11 @@
+#include "ReplayTypes.h"
+
+#include "framework/Module.h"
+
+namespace Replay {
+
+QEL_MODULE( "Replay", replayModule, Answer, Status );
+
+Varek::Ptr<Status> statusFactory( Varek::String const& name ) { return Status::StatusIs( name ); }
+
+} // namespace Replay

@@ -1,0 +1,287 @@
+#include "Tree.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <memory>
+#include <new>
+
+#include "framework/AttrLog.h"
+#include "framework/ValueTable.h"
+
+namespace Dot1xCtl {
+
+namespace {
+
+using Qel::AttributeKind;
+using Varek::Inspect::AtomicFnTable;
+
+/// A value of its own of a type known by its table alone.
+class Held {
+public:
+   explicit Held( AtomicFnTable const& table )
+      : table_( table ), at_( ::operator new( table.size, std::align_val_t( table.alignment ) ) ) {
+      table_.inspectConstruct( at_, nullptr );
+   }
+   ~Held() {
+      table_.inspectDestroy( at_ );
+      ::operator delete( at_, std::align_val_t( table_.alignment ) );
+   }
+   Held( Held const& ) = delete;
+   Held& operator=( Held const& ) = delete;
+   void* get() const { return at_; }
+
+private:
+   AtomicFnTable const& table_;
+   void* at_;
+};
+
+/// A walk over what holds several.
+class Elements {
+public:
+   Elements( Qel::TypeRecord const& type, Qel::AttributeRecord const& attribute, void const* object,
+             void const* startKey = nullptr )
+      : at_( Qel::genericIfIterator( type, object, startKey, { attribute.id }, table_ ) ) {
+      if ( at_ == nullptr ) {
+         throw std::bad_alloc();
+      }
+   }
+   ~Elements() { table_->iterDel( at_ ); }
+   Elements( Elements const& ) = delete;
+   Elements& operator=( Elements const& ) = delete;
+
+   explicit operator bool() const { return table_->iterNonnull( at_ ); }
+   void next() { table_->iterInc( at_ ); }
+   void const* object() const { return table_->iterPeek( at_ ); }
+   AtomicFnTable const& objectTable() const { return *table_->object; }
+   Part key() const {
+      Held const key( *table_->key );
+      table_->iterKey( at_, key.get() );
+      return valuePart( *table_->key, key.get() );
+   }
+
+private:
+   Varek::Inspect::IterFnTable const* table_ = nullptr;
+   void* at_;
+};
+
+/// The child that the pointer at \p held points to. Old values of changes and elements of
+/// collections hold the same pointers.
+Qel::Entity const* childAt( Qel::TypeRecord const& type, Qel::AttributeRecord const& attribute,
+                            void const* held ) {
+   return Qel::oldChild( type, attribute.id, held );
+}
+
+Part::Form formOf( std::string_view type ) {
+   static constexpr std::string_view numbers[] = { "U8", "U16", "U32", "U64", "Varek::Duration" };
+   return type == "bool"                                              ? Part::Form::boolean
+          : type == "Varek::String"                                   ? Part::Form::text
+          : std::ranges::find( numbers, type ) != std::end( numbers ) ? Part::Form::number
+                                                                      : Part::Form::word;
+}
+
+/// Numbers by their value, before all else.
+bool keyLess( Part const& a, Part const& b ) {
+   Part const& x = a.key.front();
+   Part const& y = b.key.front();
+   bool const number = x.form == Part::Form::number;
+   if ( number && y.form == Part::Form::number && x.text.size() != y.text.size() ) {
+      return x.text.size() < y.text.size();
+   }
+   return x.text < y.text;
+}
+
+Part elementPart( Qel::TypeRecord const& type, Qel::AttributeRecord const& attribute,
+                  Elements const& at ) {
+   if ( attribute.childType != nullptr ) {
+      Qel::Entity const* const child = childAt( type, attribute, at.object() );
+      return child != nullptr ? entityPart( *child ) : Part();
+   }
+   return valuePart( at.objectTable(), at.object() );
+}
+
+bool isKeyed( AttributeKind kind ) {
+   return kind == AttributeKind::collection || kind == AttributeKind::children ||
+          kind == AttributeKind::map || kind == AttributeKind::ordered;
+}
+
+Part severalPart( Qel::TypeRecord const& type, Qel::AttributeRecord const& attribute,
+                  void const* object ) {
+   Part result;
+   bool const keyed = isKeyed( attribute.kind );
+   bool const set = attribute.kind == AttributeKind::set;
+   result.form = keyed ? Part::Form::keyed : Part::Form::list;
+   for ( Elements at( type, attribute, object ); at; at.next() ) {
+      Part& one = result.parts.emplace_back( elementPart( type, attribute, at ) );
+      if ( keyed || set ) {
+         one.key.push_back( at.key() );
+      }
+   }
+   if ( attribute.salted ) {
+      std::ranges::sort( result.parts, keyLess );
+   }
+   if ( set ) {
+      for ( Part& one : result.parts ) {
+         one.key.clear();
+      }
+   }
+   return result;
+}
+
+bool isShown( Qel::AttributeRecord const& attribute ) {
+   return attribute.kind != AttributeKind::constant && attribute.kind != AttributeKind::derived;
+}
+
+std::vector<Part> attributeParts( Qel::TypeRecord const& type, void const* object ) {
+   std::vector<Part> result;
+   for ( Qel::AttributeRecord const& one : type.attributes ) {
+      if ( isShown( one ) ) {
+         result.push_back( attributePart( type, one, object ) );
+      }
+   }
+   return result;
+}
+
+/// Where the constructor parameter of an entity lies; null if it has none.
+void const* parameterOf( Qel::TypeRecord const& type, Qel::Entity const& entity ) {
+   for ( Qel::AttributeRecord const& one : type.attributes ) {
+      if ( one.kind == AttributeKind::parameter ) {
+         return one.read( &entity );
+      }
+   }
+   return nullptr;
+}
+
+/// By which attribute, and under which key, \p owner holds \p child.
+Part stepTo( Qel::Entity const& owner, Qel::Entity const& child ) {
+   Qel::TypeRecord const& type = Qel::typeRecord( owner );
+   Part step;
+   for ( Qel::AttributeRecord const& one : type.attributes ) {
+      if ( one.childType == nullptr || one.childType() != child.typeData() ) {
+         continue;
+      }
+      step.name = one.name;
+      if ( one.kind == AttributeKind::child ) {
+         if ( one.child( &owner ) == &child ) {
+            return step;
+         }
+         continue;
+      }
+      // Children are held by their constructor parameters.
+      Elements const at( type, one, &owner, parameterOf( Qel::typeRecord( child ), child ) );
+      if ( at && childAt( type, one, at.object() ) == &child ) {
+         step.key.push_back( at.key() );
+         return step;
+      }
+   }
+   return step;
+}
+
+/// What attribute \p id is now; of one that holds several, the element that \p change speaks of.
+Part presentPart( Qel::TypeRecord const& type, Qel::AttributeRecord const& attribute,
+                  Varek::Change const& change ) {
+   auto const& entity = Qel::entityOf( change );
+   if ( attribute.kind == AttributeKind::child ) {
+      return bareEntity( attribute.child( &entity ) );
+   }
+   if ( change.keyData() == nullptr || attribute.iterate == nullptr ) {
+      return attribute.read != nullptr ? valuePart( *attribute.value, attribute.read( &entity ) )
+                                       : Part();
+   }
+   Elements const at( type, attribute, &entity, change.keyData() );
+   if ( !at ) {
+      return {};
+   }
+   return attribute.childType != nullptr ? bareEntity( childAt( type, attribute, at.object() ) )
+                                         : valuePart( at.objectTable(), at.object() );
+}
+
+} // namespace
+
+Part valuePart( AtomicFnTable const& table, void const* value ) {
+   Part result;
+   Varek::TypeInspectData const* const type = table.registered();
+   if ( type != nullptr && type->kind == Varek::TypeKind::value ) {
+      result.form = Part::Form::fields;
+      result.parts = attributeParts( Qel::typeRecord( *type ), value );
+   } else if ( table.inspectEncodeToString != nullptr ) {
+      result.form = formOf( table.typeName );
+      result.text = table.inspectEncodeToString( value );
+   } else if ( Held const nothing( table ); !table.equal( value, nothing.get() ) ) {
+      // Without text and record only its type can be told, and whether there is anything in it.
+      result.form = Part::Form::word;
+      result.text = "(" + std::string( table.typeName ) + ")";
+   }
+   return result;
+}
+
+Part attributePart( Qel::TypeRecord const& type, Qel::AttributeRecord const& attribute,
+                    void const* object ) {
+   Part result;
+   if ( attribute.kind == AttributeKind::child ) {
+      Qel::Entity const* const child = attribute.child( object );
+      result = child != nullptr ? entityPart( *child ) : Part();
+   } else if ( attribute.iterate != nullptr ) {
+      result = severalPart( type, attribute, object );
+   } else if ( attribute.read != nullptr ) {
+      result = valuePart( *attribute.value, attribute.read( object ) );
+   }
+   result.name = attribute.name;
+   result.parameter = attribute.kind == AttributeKind::parameter;
+   return result;
+}
+
+Part entityPart( Qel::Entity const& entity ) {
+   Part result = bareEntity( &entity );
+   result.parts = attributeParts( Qel::typeRecord( entity ), &entity );
+   return result;
+}
+
+Part bareEntity( Qel::Entity const* entity ) {
+   Part result;
+   if ( entity != nullptr ) {
+      result.form = Part::Form::entity;
+      result.type = Qel::typeRecord( *entity ).name;
+   }
+   return result;
+}
+
+Part rootsPart( Roots const& roots ) {
+   Part result;
+   result.form = Part::Form::keyed;
+   for ( auto const& [name, root] : roots ) {
+      Part& one = result.parts.emplace_back( entityPart( *root ) );
+      one.key.push_back(
+         valuePart( Varek::Inspect::InspectAtomicFnTable<Varek::String>::table, &name ) );
+   }
+   return result;
+}
+
+ChangePart changePart( Qel::Entity const& root, Varek::Change const& change ) {
+   ChangePart result;
+   Qel::Entity const* entity = &Qel::entityOf( change );
+   for ( Qel::Entity const* owner = entity->parent(); entity != &root && owner != nullptr;
+         entity = owner, owner = entity->parent() ) {
+      result.path.push_back( stepTo( *owner, *entity ) );
+   }
+   std::ranges::reverse( result.path );
+
+   Qel::TypeRecord const& type = Qel::typeRecord( Qel::entityOf( change ) );
+   Qel::AttributeRecord const* const attribute = type.attribute( change.id() );
+   if ( attribute == nullptr ) {
+      result.attribute.text = std::to_string( change.id().value() );
+      return result;
+   }
+   result.attribute.name = attribute->name;
+   if ( change.keyData() != nullptr && attribute->key != nullptr ) {
+      result.attribute.key.push_back( valuePart( *attribute->key, change.keyData() ) );
+   }
+   if ( change.oldData() != nullptr ) {
+      result.before = attribute->childType != nullptr
+                         ? bareEntity( childAt( type, *attribute, change.oldData() ) )
+                         : valuePart( *attribute->value, change.oldData() );
+   }
+   result.after = presentPart( type, *attribute, change );
+   return result;
+}
+
+} // namespace Dot1xCtl

@@ -1,0 +1,70 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Varek/Publisher.h"
+#include "framework/Records.h"
+
+/// Entities and values of any type as texts in a tree, made from their records alone: what TreeText
+/// and TreeJson print.
+///
+/// Shown is what is stored; constants and derived readings are not. What is held by key in a hash
+/// table is sorted by the keys as printed, numbers by their value, so that two processes that hold
+/// the same print the same. All else is in its own order.
+namespace Dot1xCtl {
+
+/// An entity, a value, or several of them.
+struct Part {
+   enum class Form : std::uint8_t {
+      none,    ///< No child, or nothing before or after a change.
+      boolean, ///< text is true or false.
+      number,
+      text,   ///< Any bytes, as they are.
+      word,   ///< Whatever else its type prints.
+      fields, ///< Of a value that has no text; parts are its attributes.
+      entity, ///< Likewise.
+      list,   ///< parts are elements in order.
+      keyed,  ///< parts are elements with a key.
+   };
+
+   Form form = Form::none;
+   bool parameter = false; ///< A constructor parameter.
+   std::string_view name;  ///< Of the attribute, if it is one.
+   std::string_view type;  ///< Of an entity.
+   std::string text;
+   std::vector<Part> key; ///< One, or none.
+   std::vector<Part> parts;
+};
+
+/// The value that lies at \p value.
+Part valuePart( Varek::Inspect::AtomicFnTable const&, void const* value );
+/// An attribute of the object (as the functions of a record take it) that lies at \p object.
+Part attributePart( Qel::TypeRecord const&, Qel::AttributeRecord const&, void const* object );
+/// With all that is below it.
+Part entityPart( Qel::Entity const& );
+
+/// Only that it is one, and of which type; nothing for null.
+Part bareEntity( Qel::Entity const* );
+
+/// The trees of one process, by the names under which they are published.
+using Roots = std::map<std::string, Varek::Ptr<Qel::Entity>>;
+/// All of them: keyed, by name.
+Part rootsPart( Roots const& );
+
+/// One change of an attribute.
+struct ChangePart {
+   std::vector<Part> path; ///< From the root down: the name and perhaps key of each attribute.
+   Part attribute;         ///< Name and perhaps key of what changed.
+   Part before;
+   Part after;
+};
+
+/// A change of an entity in the tree of \p root, while its observers are told. A child that came or
+/// went is an entity without attributes: what is in it is told by changes of its own.
+ChangePart changePart( Qel::Entity const& root, Varek::Change const& );
+
+} // namespace Dot1xCtl

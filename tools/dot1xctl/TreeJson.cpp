@@ -1,0 +1,101 @@
+#include "TreeJson.h"
+
+#include <utility>
+
+namespace Dot1xCtl {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+bool isUtf8( std::string const& text ) {
+   try {
+      (void)Json( text ).dump();
+      return true;
+   } catch ( Json::type_error const& ) {
+      return false;
+   }
+}
+
+std::string octets( std::string const& text ) { return stringValue( Varek::Bytes( text ) ); }
+
+/// What a key is as the name of a member.
+std::string memberName( Part const& key ) {
+   if ( key.form == Part::Form::fields ) {
+      return compact( jsonOf( key ) );
+   }
+   return isUtf8( key.text ) ? key.text : octets( key.text );
+}
+
+Json fieldsJson( Part const& part ) {
+   Json result = Json::object();
+   for ( Part const& one : part.parts ) {
+      result[std::string( one.name )] = jsonOf( one );
+   }
+   return result;
+}
+
+Json stepJson( Part const& part ) {
+   Json result = { { "attribute", part.name } };
+   if ( !part.key.empty() ) {
+      result["key"] = jsonOf( part.key.front() );
+   }
+   return result;
+}
+
+} // namespace
+
+Json jsonOf( Part const& part ) {
+   switch ( part.form ) {
+   case Part::Form::none:
+      return nullptr;
+   case Part::Form::boolean:
+      return part.text == "true";
+   case Part::Form::number:
+      // Infinity is a duration, but no number of JSON's.
+      return Json::accept( part.text ) ? Json::parse( part.text ) : Json( part.text );
+   case Part::Form::text:
+      return isUtf8( part.text ) ? Json( part.text ) : Json{ { "octets", octets( part.text ) } };
+   case Part::Form::word:
+      return part.text;
+   case Part::Form::fields:
+      return fieldsJson( part );
+   case Part::Form::entity:
+      return { { "type", part.type }, { "attributes", fieldsJson( part ) } };
+   case Part::Form::list:
+   case Part::Form::keyed:
+      break;
+   }
+   Json result = part.form == Part::Form::list ? Json::array() : Json::object();
+   for ( Part const& one : part.parts ) {
+      if ( part.form == Part::Form::list ) {
+         result.push_back( jsonOf( one ) );
+      } else {
+         // Not by the index operator, which would look through all the others each time.
+         result.get_ref<Json::object_t&>().emplace_back( memberName( one.key.front() ),
+                                                         jsonOf( one ) );
+      }
+   }
+   return result;
+}
+
+Json jsonOf( std::string const& time, std::string const& root, ChangePart const& change ) {
+   Json path = Json::array();
+   for ( Part const& one : change.path ) {
+      path.push_back( stepJson( one ) );
+   }
+   Json result = { { "time", time }, { "root", root }, { "path", std::move( path ) } };
+   if ( !change.attribute.name.empty() ) {
+      result.update( stepJson( change.attribute ) );
+   }
+   result["old"] = jsonOf( change.before );
+   result["new"] = jsonOf( change.after );
+   return result;
+}
+
+std::string compact( Json const& json ) {
+   // Text was looked at; what a type prints should be UTF-8, but need not end the program.
+   return json.dump( -1, ' ', false, Json::error_handler_t::replace );
+}
+
+} // namespace Dot1xCtl

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <string>
+
+#include <nlohmann/json.hpp>
+
+#include "Tree.h"
+
+/// Trees as JSON. An entity is {"type", "attributes": {name: value}}; a value without a text of its
+/// own {name: value}; sequences, arrays and sets are arrays, all else that holds several an object
+/// by printed key; no child is null. Booleans and finite numbers are JSON's, text that is no UTF-8
+/// {"octets": "0x..."}, everything else a string.
+namespace Dot1xCtl {
+
+nlohmann::ordered_json jsonOf( Part const& );
+
+/// {"time", "root", "path", "attribute", "key", "old", "new"}; path is an array of
+/// {"attribute", "key"}, and key left out where there is none.
+nlohmann::ordered_json jsonOf( std::string const& time, std::string const& root,
+                               ChangePart const& );
+
+/// Without spaces, on one line.
+std::string compact( nlohmann::ordered_json const& );
+
+} // namespace Dot1xCtl

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <iosfwd>
+#include <string>
+
+#include "Tree.h"
+
+/// Trees as indented text: a line for each attribute and element, of 80 columns where the values
+/// have a place to be broken. Text is in quotes, with escapes; enumerators, addresses and numbers
+/// are not. An element of an entity's collection does not repeat its key.
+namespace Dot1xCtl {
+
+void printText( std::ostream&, Part const& roots );
+
+/// One value on one line.
+std::string lineOf( Part const& );
+
+/// On one line: time, path, attribute, and what it was and is: "- -> 5" for what was not there.
+void printText( std::ostream&, std::string const& time, std::string const& root,
+                ChangePart const& );
+
+} // namespace Dot1xCtl
