@@ -90,7 +90,7 @@ bool flush( EntityQelNboAttrLogSa const& sa, AttributeLog const& log, unsigned i
 
 /// Before anything of a message is looked at.
 void requireWritable( EntityQelNboAttrLogSa const& sa ) {
-   if ( sa.readOnlyProxy() && !sa.allowWriteFromReadOnlyRemote() )
+   if ( sa.readOnlyProxy() && !sa.allowWriteFromReadOnlyRemote() ) [[unlikely]]
       throw Varek::WriteFromReadOnlyProxy( sa.type().name );
 }
 
@@ -155,7 +155,7 @@ Ptr<Entity> newEntityForAttrLog( TypeRecord const& type, In& in ) {
 bool doHandleAttrDeserialization( EntityQelNboAttrLogSa const& sa, Varek::FieldId id, In& in ) {
    requireWritable( sa );
    unsigned index = 0;
-   if ( AttributeLog const* const log = logOf( sa.type(), id, index ) ) {
+   if ( AttributeLog const* const log = logOf( sa.type(), id, index ) ) [[likely]] {
       in.contextIs( sa.type().name, id );
       log->apply( sa, in );
       return true;

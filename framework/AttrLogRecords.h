@@ -404,7 +404,8 @@ struct KeyedLog {
       } else {
          if ( !collSerializeCheck<D>( sa, false, Element::size( element ) ) )
             return false;
-         sa.out().outSmCommitMessage( Element::put( sa.out().cursor(), element ) );
+         NboAttrLog::Out& out = sa.out();
+         out.outSmCommitMessage( Element::put( out.cursor(), element ) );
          return true;
       }
    }
@@ -430,10 +431,11 @@ struct KeyedLog {
          if ( at.walking ) {
             Map const& all = map( sa );
             at.assertVersion( all );
-            for ( at.position = all.nextTaken( at.position ); at.position != Map::none;
-                  at.position = all.nextTaken( at.position + 1 ) )
-               if ( !writePresent( sa, all.at( at.position ) ) )
+            for ( auto element = all.from( at.position ); element != all.end(); ++element )
+               if ( !writePresent( sa, *element ) ) {
+                  at.position = all.positionOf( *element );
                   return false;
+               }
             at.walking = false;
             if ( dirty )
                at.leaveDirty( *dirty );

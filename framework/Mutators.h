@@ -155,7 +155,8 @@ void assertKeyUnchanged( typename KeyFunktor::Key const& key, V const& _value ) 
 
 /// \p value may be an rvalue, which then is not copied.
 template<class Map, class Given>
-void collectionIs( Entity& owner, Varek::FieldId id, Map& map, Given&& value ) {
+[[gnu::always_inline]] inline void collectionIs( Entity& owner, Varek::FieldId id, Map& map,
+                                                 Given&& value ) {
    using V = typename Map::value_type;
    using KeyFunktor = typename Map::KeyOf;
    using Key = typename Map::Key;

@@ -63,12 +63,26 @@ template<std::unsigned_integral U>
 struct RadiusWire<U> {
    static std::uint8_t bits( U v ) { return static_cast<std::uint8_t>( size( v ) ); }
    static std::size_t size( U v ) {
-      return ( static_cast<std::size_t>( std::bit_width( v ) ) + 7 ) / 8;
+      // The width of 0 is a question of its own to most processors.
+      auto const width = static_cast<unsigned>( std::bit_width( v | U{ 1 } ) );
+      return ( width + 7 ) / 8 - ( v == 0 );
    }
    static std::uint8_t* put( std::uint8_t* to, U v ) {
-      for ( std::size_t shift = 8 * size( v ); shift > 0; )
-         *to++ = static_cast<std::uint8_t>( v >> ( shift -= 8 ) );
-      return to;
+      std::size_t const bytes = size( v );
+      switch ( bytes ) {
+      case 0:
+         return to;
+      case 1:
+         return putBig( to, static_cast<std::uint8_t>( v ) );
+      case 2:
+         return putBig( to, static_cast<std::uint16_t>( v ) );
+      case 4:
+         return putBig( to, static_cast<std::uint32_t>( v ) );
+      default:
+         for ( std::size_t shift = 8 * bytes; shift > 0; )
+            *to++ = static_cast<std::uint8_t>( v >> ( shift -= 8 ) );
+         return to;
+      }
    }
    template<class Make>
    static decltype( auto ) read( NboAttrLog::In& in, std::uint8_t bits, Make make ) {

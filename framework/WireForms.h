@@ -377,9 +377,10 @@ Out& operator<<( Out& out, T const& value ) {
    return out;
 }
 
-/// The value that comes next.
+/// The value that comes next. Inlined, so that it is made where it is to be and a value that is
+/// moved on leaves nothing to destroy.
 template<Logged T>
-T valueOf( In& in ) {
+[[gnu::always_inline]] inline T valueOf( In& in ) {
    T value{};
    Wire<T>::read( in, value );
    return value;

@@ -175,8 +175,9 @@ public:
 
    private:
       friend HashMap2018;
-      const_iterator( Group const* first, Group const* last, Element const* base )
-         : group_( first ), last_( last ), base_( base ), bits_( first->used() ) {
+      const_iterator( Group const* first, Group const* last, Element const* base,
+                      std::uint32_t slot = 0 )
+         : group_( first ), last_( last ), base_( base ), bits_( first->used() >> slot << slot ) {
          if ( bits_ == 0 )
             skip();
       }
@@ -222,6 +223,18 @@ public:
       return { groups_, groups_ + mask_ + 1, elements() };
    }
    const_iterator end() const { return {}; }
+   /// Walks the elements from \p position on.
+   const_iterator from( std::uint32_t position ) const {
+      if ( position >= positions() )
+         return {};
+      std::uint32_t const group = position / Group::slots;
+      return { groups_ + group, groups_ + mask_ + 1,
+               elements() + std::size_t{ group } * Group::slots, position % Group::slots };
+   }
+   /// The position of \p element, which is one of the map.
+   std::uint32_t positionOf( Element const& element ) const {
+      return static_cast<std::uint32_t>( &element - elements() );
+   }
    Element const& at( std::uint32_t position ) const { return elements()[position]; }
    Element& at( std::uint32_t position ) { return elements()[position]; }
 

@@ -22,23 +22,23 @@ std::uint8_t* putBig( std::uint8_t* to, U value ) {
    std::memcpy( to, &value, sizeof value );
    return to + sizeof value;
 }
-std::uint8_t* putLength( std::uint8_t* to, unsigned form, std::size_t size ) {
+template<class U>
+U getBig( std::uint8_t const* from ) {
+   U value;
+   std::memcpy( &value, from, sizeof value );
+   return Internal::networkOrder( value );
+}
+std::uint32_t getLength( std::uint8_t const* from, unsigned form ) {
    switch ( form ) {
    case 0:
-      return to;
+      return 0;
    case 1:
-      return putBig( to, static_cast<std::uint8_t>( size ) );
+      return *from;
    case 2:
-      return putBig( to, static_cast<std::uint16_t>( size ) );
+      return getBig<std::uint16_t>( from );
    default:
-      return putBig( to, static_cast<std::uint32_t>( size ) );
+      return getBig<std::uint32_t>( from );
    }
-}
-std::uint32_t getBig( std::uint8_t const* from, std::size_t count ) {
-   std::uint32_t value = 0;
-   for ( std::size_t i = 0; i < count; ++i )
-      value = value << 8 | from[i];
-   return value;
 }
 
 std::string where( std::string_view type, Varek::FieldId field, std::uint64_t offset,
@@ -67,18 +67,18 @@ std::size_t FrameHeads::readInFull( std::span<std::uint8_t const> bytes, FrameHe
    unsigned const first = bytes[0];
    std::size_t const entityBytes = first & sameEntity ? 0 : 4;
    std::size_t const fieldBytes = first & sameField ? 0 : 2;
-   std::size_t const sizeBytes = lengthBytes[first >> lengthShift];
-   std::size_t const whole = 1 + entityBytes + fieldBytes + sizeBytes;
+   unsigned const form = first >> lengthShift;
+   std::size_t const whole = 1 + entityBytes + fieldBytes + lengthBytes[form];
    if ( bytes.size() < whole )
       return 0;
    std::uint8_t const* at = bytes.data() + 1;
    if ( entityBytes )
-      entity_ = getBig( at, entityBytes );
+      entity_ = getBig<std::uint32_t>( at );
    at += entityBytes;
    if ( fieldBytes )
-      field_ = static_cast<std::uint16_t>( getBig( at, fieldBytes ) );
+      field_ = getBig<std::uint16_t>( at );
    at += fieldBytes;
-   head = { static_cast<FrameKind>( first & 0x0F ), entity_, field_, getBig( at, sizeBytes ) };
+   head = { static_cast<FrameKind>( first & 0x0F ), entity_, field_, getLength( at, form ) };
    return whole;
 }
 
@@ -99,11 +99,14 @@ bool Out::reserveInFull( FrameKind kind, std::uint32_t entity, Varek::FieldId fi
    *to = static_cast<std::uint8_t>( static_cast<unsigned>( kind ) | form << lengthShift |
                                     ( namesEntity ? 0 : sameEntity ) |
                                     ( namesField ? 0 : sameField ) );
-   if ( namesEntity )
-      at = putBig( at, entity );
-   if ( namesField )
-      at = putBig( at, field.value() );
-   at = putLength( at, form, size );
+   // There is room for the largest head: each part is written whole, without a question, and what
+   // follows begins where so much of it ends as is needed.
+   putBig( at, entity );
+   at += namesEntity ? 4 : 0;
+   putBig( at, field.value() );
+   at += namesField ? 2 : 0;
+   putBig( at, static_cast<std::uint32_t>( size << ( 32 - 8 * lengthBytes[form] ) % 32 ) );
+   at += lengthBytes[form];
    entity_ = entity;
    field_ = field;
    at_ = at;
