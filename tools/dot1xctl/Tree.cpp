@@ -80,15 +80,19 @@ Part::Form formOf( std::string_view type ) {
 }
 
 /// Numbers by their value, before all else.
-bool keyLess( Part const& a, Part const& b ) {
-   Part const& x = a.key.front();
-   Part const& y = b.key.front();
+/// A key that has no text is compared attribute by attribute.
+bool partLess( Part const& x, Part const& y ) {
    bool const number = x.form == Part::Form::number;
    if ( number && y.form == Part::Form::number && x.text.size() != y.text.size() ) {
       return x.text.size() < y.text.size();
    }
-   return x.text < y.text;
+   if ( x.text != y.text ) {
+      return x.text < y.text;
+   }
+   return std::ranges::lexicographical_compare( x.parts, y.parts, partLess );
 }
+
+bool keyLess( Part const& a, Part const& b ) { return partLess( a.key.front(), b.key.front() ); }
 
 Part elementPart( Qel::TypeRecord const& type, Qel::AttributeRecord const& attribute,
                   Elements const& at ) {
