@@ -12,10 +12,9 @@
 
 #include "framework/Arrays.h"
 #include "framework/AttrLog.h"
-#include "framework/Maps.h"
+#include "framework/ElementLog.h"
+#include "framework/KeyedFlow.h"
 #include "framework/Mutators.h"
-#include "framework/Ordered.h"
-#include "framework/Sets.h"
 #include "framework/SingleChild.h"
 #include "framework/ValueWire.h"
 
@@ -63,74 +62,10 @@ struct ValueLog {
 
 namespace Internal {
 
-/// How far the full sync of a collection has come.
-template<class Map>
-struct Bookmark {
-   using Key = typename Map::Key;
-   static constexpr bool byPosition = std::derived_from<Map, HashMap2018Generic>;
-
-   explicit Bookmark( Map const& map ) : walking( byPosition ), version_( map.version() ) {
-      if ( !byPosition )
-         leaveAll( map );
-   }
-
-   /// The elements may have moved since: then all keys that there are take the place of the walk.
-   void settle( Map const& map, HSet<Key>* dirty ) {
-      if ( !walking || version_ == map.version() )
-         return;
-      walking = false;
-      if ( dirty )
-         leaveDirty( *dirty );
-      leaveAll( map );
-   }
-   void leaveAll( Map const& map ) {
-      for ( auto const& element : map )
-         left.push_back( keyOf( element ) );
-      // They are taken from the end.
-      std::reverse( left.begin(), left.end() );
-   }
-   void leaveDirty( HSet<Key>& dirty ) {
-      left.insert( left.end(), dirty.begin(), dirty.end() );
-      dirty.memberDelAll();
-   }
-   void assertVersion( Map const& map ) const {
-      auto const* const hashMap_ = &map;
-      VAREK_ASSERT( version_ == hashMap_->version() );
-   }
-   static Key const& keyOf( auto const& element ) {
-      if constexpr ( byPosition )
-         return typename Map::KeyOf{}( element );
-      else
-         return element.first;
-   }
-
-   bool walking;
-   std::uint32_t position = 0;
-   std::vector<Key> left;
-
-private:
-   std::uint32_t version_;
-};
-
-template<class Map>
-class KeyedFlowOf final : public NboAttrLog::KeyedFlow {
-public:
-   using Key = typename Map::Key;
-
-   void dirtyKeyIs( void const* key, bool dirty ) override {
-      auto const& typed = *static_cast<Key const*>( key );
-      if ( dirty )
-         dirty_.findOrNewMemberG( typed, typed );
-      else
-         dirty_.deleteMemberG( typed );
-   }
-   std::size_t dirtyKeys() const override { return dirty_.size(); }
-   bool bookmark() const override { return bookmark_.has_value(); }
-   void bookmarkDel() override { bookmark_.reset(); }
-
-   HSet<Key> dirty_;
-   std::optional<Bookmark<Map>> bookmark_;
-};
+template<class Owner>
+Owner& ownerOf( EntityQelNboAttrLogSa const& sa ) {
+   return static_cast<Owner&>( sa.entity() );
+}
 
 /// Frames of attribute D of sa's entity: a value or an element, and a key that is gone.
 template<class D>
@@ -181,11 +116,8 @@ template<class Owner, class D>
 struct SingleLog {
    using Field = typename D::Field;
 
-   static Owner& owner( EntityQelNboAttrLogSa const& sa ) {
-      return static_cast<Owner&>( sa.entity() );
-   }
    static bool write( EntityQelNboAttrLogSa const& sa, void const* ) {
-      Field const& value = D::get( std::as_const( owner( sa ) ) );
+      Field const& value = D::get( std::as_const( ownerOf<Owner>( sa ) ) );
       if ( !singletonSerializeCheck<D>( sa, Wire<Field>::size( value ) ) )
          return false;
       sa.out().outSmCommitMessage( Wire<Field>::put( sa.out().cursor(), value ) );
@@ -194,7 +126,7 @@ struct SingleLog {
    static void apply( EntityQelNboAttrLogSa const& sa, NboAttrLog::In& in ) {
       auto const value = NboAttrLog::valueOf<Field>( in );
       in.expectEnd();
-      Owner& entity = owner( sa );
+      Owner& entity = ownerOf<Owner>( sa );
       if constexpr ( D::kind == AttributeKind::array ) {
          Ptr<Entity> const keepAlive( &entity );
          for ( std::size_t i = 0; i < value.size(); ++i )
@@ -211,11 +143,8 @@ template<class Owner, class D>
 struct ChildLog {
    using Child = typename D::Field::Child;
 
-   static Owner& owner( EntityQelNboAttrLogSa const& sa ) {
-      return static_cast<Owner&>( sa.entity() );
-   }
    static bool write( EntityQelNboAttrLogSa const& sa, void const* ) {
-      if ( auto const& child = D::get( std::as_const( owner( sa ) ) ).child )
+      if ( auto const& child = D::get( std::as_const( ownerOf<Owner>( sa ) ) ).child )
          return sa.stream().childAnnounce( sa, D::id, *child );
       if ( !collSerializeCheck<D>( sa, true, 0 ) )
          return false;
@@ -227,20 +156,21 @@ struct ChildLog {
    }
    static void remove( EntityQelNboAttrLogSa const& sa, NboAttrLog::In& in ) {
       in.expectEnd();
-      Ptr<Child> const before = D::get( owner( sa ) ).child;
+      Ptr<Child> const before = D::get( ownerOf<Owner>( sa ) ).child;
       FirstFailure failure;
-      failure.guard( [&] { childDel( owner( sa ), D::id, D::get( owner( sa ) ) ); } );
+      failure.guard(
+         [&] { childDel( ownerOf<Owner>( sa ), D::id, D::get( ownerOf<Owner>( sa ) ) ); } );
       childRemoved( sa, before );
       failure.rethrow();
    }
    static Entity* child( EntityQelNboAttrLogSa const& sa, NboAttrLog::In& in ) {
-      auto& held = D::get( owner( sa ) );
+      auto& held = D::get( ownerOf<Owner>( sa ) );
       return withParameter<Child>( in, [&]( auto const&... parameter ) -> Entity* {
          Ptr<Entity> const keepAlive( &sa.entity() );
          Ptr<Child> const before = held.child;
          Ptr<Child> now;
          FirstFailure failure;
-         failure.guard( [&] { now = childIs( owner( sa ), D::id, held, parameter... ); } );
+         failure.guard( [&] { now = childIs( ownerOf<Owner>( sa ), D::id, held, parameter... ); } );
          if ( before && before->parent() != &sa.entity() )
             childRemoved( sa, before );
          failure.rethrow();
@@ -264,124 +194,6 @@ struct ChildLog {
    }
 };
 
-template<class Map>
-struct NodeOfMap;
-template<class Node, class KeyFunktor>
-struct NodeOfMap<RbTreeMap<Node, KeyFunktor>> {
-   using Type = Node;
-};
-template<class Map>
-using NodeOf = typename NodeOfMap<Map>::Type;
-
-/// What differs among the kinds of attribute whose elements have keys: how an element that is
-/// present is written and applied, and how one is removed.
-template<class Owner, class D>
-struct ElementLog;
-
-template<class Owner, class D>
-requires( D::kind == AttributeKind::collection ||
-          D::kind == AttributeKind::set ) struct ElementLog<Owner, D> {
-   using Map = typename D::Field;
-   using Element = typename Map::value_type;
-   static std::size_t size( Element const& element ) { return Wire<Element>::size( element ); }
-   static std::uint8_t* put( std::uint8_t* to, Element const& element ) {
-      return Wire<Element>::put( to, element );
-   }
-   template<class Before>
-   static void apply( Owner& owner, NboAttrLog::In& in, Before before ) {
-      auto element = NboAttrLog::valueOf<Element>( in );
-      in.expectEnd();
-      before( typename Map::KeyOf{}( element ) );
-      if constexpr ( D::kind == AttributeKind::set )
-         setIs( owner, D::id, D::get( owner ), element );
-      else
-         collectionIs( owner, D::id, D::get( owner ), std::move( element ) );
-   }
-   static void remove( Owner& owner, typename Map::Key const& key ) {
-      collectionDel( owner, D::id, D::get( owner ), key );
-   }
-   static void form( Varek::String& text ) { Wire<Element>::form( text ); }
-};
-
-template<class Owner, class D>
-requires( D::kind == AttributeKind::map ) struct ElementLog<Owner, D> {
-   using Map = typename D::Field;
-   using Element = typename Map::value_type;
-   using KeyWire = Wire<typename Map::Key>;
-   using ValueWire = Wire<MappedType<Map>>;
-   static std::size_t size( Element const& element ) {
-      return KeyWire::size( element.key ) + ValueWire::size( element.value );
-   }
-   static std::uint8_t* put( std::uint8_t* to, Element const& element ) {
-      return ValueWire::put( KeyWire::put( to, element.key ), element.value );
-   }
-   template<class Before>
-   static void apply( Owner& owner, NboAttrLog::In& in, Before before ) {
-      auto key = NboAttrLog::valueOf<typename Map::Key>( in );
-      auto const value = NboAttrLog::valueOf<MappedType<Map>>( in );
-      in.expectEnd();
-      before( key );
-      mapIs( owner, D::id, D::get( owner ), key, value );
-   }
-   static void remove( Owner& owner, typename Map::Key const& key ) {
-      mapDel( owner, D::id, D::get( owner ), key );
-   }
-   static void form( Varek::String& text ) {
-      KeyWire::form( text );
-      text += ':';
-      ValueWire::form( text );
-   }
-};
-
-template<class Owner, class D>
-requires( D::kind == AttributeKind::ordered ) struct ElementLog<Owner, D> {
-   using Map = typename D::Field;
-   using Node = NodeOf<Map>;
-   using KeyWire = Wire<typename Map::Key>;
-   using ValueWire = Wire<typename Node::Value>;
-   static std::size_t size( Node const& node ) {
-      return ( Node::keyInside ? 0 : KeyWire::size( node.key() ) ) +
-             ValueWire::size( node.value() );
-   }
-   static std::uint8_t* put( std::uint8_t* to, Node const& node ) {
-      if constexpr ( !Node::keyInside )
-         to = KeyWire::put( to, node.key() );
-      return ValueWire::put( to, node.value() );
-   }
-   template<class Before>
-   static void apply( Owner& owner, NboAttrLog::In& in, Before before ) {
-      typename Map::Key key{};
-      if constexpr ( !Node::keyInside )
-         KeyWire::read( in, key );
-      auto const value = NboAttrLog::valueOf<typename Node::Value>( in );
-      in.expectEnd();
-      if constexpr ( Node::keyInside )
-         key = Node::keyOf( value );
-      before( key );
-      OrderedMutators::is<Node>( owner, D::id, D::get( owner ), key, value );
-   }
-   static void remove( Owner& owner, typename Map::Key const& key ) {
-      auto& map = D::get( owner );
-      OrderedMutators::del<Node>( owner, D::id, map, map.find( key ) );
-   }
-   static void form( Varek::String& text ) {
-      KeyWire::form( text );
-      text += '<';
-      ValueWire::form( text );
-   }
-};
-
-template<class Owner, class D>
-requires( D::kind == AttributeKind::children ) struct ElementLog<Owner, D> {
-   using Map = typename D::Field;
-   using Child = typename Map::value_type::Child;
-   static void form( Varek::String& text ) {
-      Wire<typename Map::Key>::form( text );
-      text += ':';
-      text.append( typeName<Child> );
-   }
-};
-
 /// Attributes whose elements have keys.
 template<class Owner, class D>
 struct KeyedLog {
@@ -391,11 +203,8 @@ struct KeyedLog {
    using Flow = KeyedFlowOf<Map>;
    static constexpr bool holdsChildren = D::kind == AttributeKind::children;
 
-   static Owner& owner( EntityQelNboAttrLogSa const& sa ) {
-      return static_cast<Owner&>( sa.entity() );
-   }
    static Map const& map( EntityQelNboAttrLogSa const& sa ) {
-      return D::get( std::as_const( owner( sa ) ) );
+      return D::get( std::as_const( ownerOf<Owner>( sa ) ) );
    }
 
    static bool writePresent( EntityQelNboAttrLogSa const& sa, auto const& element ) {
@@ -506,18 +315,21 @@ struct KeyedLog {
          in.fail( "a child entity is announced, it has no value" );
       } else {
          // Before the change, since an observer of it may throw.
-         Element::apply( owner( sa ), in, [&]( Key const& key ) { unmark( owner( sa ), key ); } );
+         Element::apply( ownerOf<Owner>( sa ), in,
+                         [&]( Key const& key ) { unmark( ownerOf<Owner>( sa ), key ); } );
       }
    }
    static void removeKey( EntityQelNboAttrLogSa const& sa, Key const& key ) {
       if constexpr ( holdsChildren ) {
          auto const child = childrenGet( map( sa ), key );
          FirstFailure failure;
-         failure.guard( [&] { childrenDel( owner( sa ), D::id, D::get( owner( sa ) ), key ); } );
+         failure.guard( [&] {
+            childrenDel( ownerOf<Owner>( sa ), D::id, D::get( ownerOf<Owner>( sa ) ), key );
+         } );
          childRemoved( sa, child );
          failure.rethrow();
       } else {
-         Element::remove( owner( sa ), key );
+         Element::remove( ownerOf<Owner>( sa ), key );
       }
    }
    static void remove( EntityQelNboAttrLogSa const& sa, NboAttrLog::In& in ) {
@@ -540,7 +352,7 @@ struct KeyedLog {
       return keys;
    }
    static void transaction( EntityQelNboAttrLogSa const& sa, bool end, std::uint32_t expected ) {
-      auto& all = D::get( owner( sa ) );
+      auto& all = D::get( ownerOf<Owner>( sa ) );
       if ( !end ) {
          if constexpr ( Bookmark<Map>::byPosition )
             all.reserve( expected );
@@ -558,8 +370,9 @@ struct KeyedLog {
    static Entity* child( EntityQelNboAttrLogSa const& sa, NboAttrLog::In& in ) {
       auto const key = NboAttrLog::valueOf<Key>( in );
       in.expectEnd();
-      unmark( owner( sa ), key );
-      auto const child = childrenIs( owner( sa ), D::id, D::get( owner( sa ) ), key );
+      unmark( ownerOf<Owner>( sa ), key );
+      auto const child =
+         childrenIs( ownerOf<Owner>( sa ), D::id, D::get( ownerOf<Owner>( sa ) ), key );
       return child->parent() ? child.get() : nullptr;
    }
    static void visit( Entity const& entity, void ( *f )( Entity&, void* ), void* context ) {

@@ -268,20 +268,30 @@ struct Wire<std::optional<T>> {
    }
 };
 
+namespace Internal {
+
+template<class Several>
+std::size_t sizeOfAll( Several const& several ) {
+   std::size_t total = 0;
+   for ( auto const& one : several )
+      total += Wire<typename Several::value_type>::size( one );
+   return total;
+}
+template<class Several>
+std::uint8_t* putAll( std::uint8_t* to, Several const& several ) {
+   for ( auto const& one : several )
+      to = Wire<typename Several::value_type>::put( to, one );
+   return to;
+}
+
+} // namespace Internal
+
 template<class T, class A>
 struct Wire<std::vector<T, A>> {
    static constexpr std::size_t least = 4;
-   static std::size_t size( std::vector<T, A> const& v ) {
-      std::size_t total = 4;
-      for ( T const& one : v )
-         total += Wire<T>::size( one );
-      return total;
-   }
+   static std::size_t size( std::vector<T, A> const& v ) { return 4 + Internal::sizeOfAll( v ); }
    static std::uint8_t* put( std::uint8_t* to, std::vector<T, A> const& v ) {
-      to = Internal::putBig( to, static_cast<std::uint32_t>( v.size() ) );
-      for ( T const& one : v )
-         to = Wire<T>::put( to, one );
-      return to;
+      return Internal::putAll( Internal::putBig( to, static_cast<std::uint32_t>( v.size() ) ), v );
    }
    static void read( NboAttrLog::In& in, std::vector<T, A>& v ) {
       std::uint32_t const count = in.getCount( Wire<T>::least );
@@ -303,16 +313,9 @@ struct Wire<std::vector<T, A>> {
 template<class T, std::size_t count>
 struct Wire<std::array<T, count>> {
    static constexpr std::size_t least = count * Wire<T>::least;
-   static std::size_t size( std::array<T, count> const& v ) {
-      std::size_t total = 0;
-      for ( T const& one : v )
-         total += Wire<T>::size( one );
-      return total;
-   }
+   static std::size_t size( std::array<T, count> const& v ) { return Internal::sizeOfAll( v ); }
    static std::uint8_t* put( std::uint8_t* to, std::array<T, count> const& v ) {
-      for ( T const& one : v )
-         to = Wire<T>::put( to, one );
-      return to;
+      return Internal::putAll( to, v );
    }
    static void read( NboAttrLog::In& in, std::array<T, count>& v ) {
       for ( T& one : v )
@@ -329,17 +332,9 @@ template<class T, std::uint32_t salt>
 struct Wire<HashMap2018<T, MemberKeyFunktor<T>, salt>> {
    using Set = HashMap2018<T, MemberKeyFunktor<T>, salt>;
    static constexpr std::size_t least = 4;
-   static std::size_t size( Set const& v ) {
-      std::size_t total = 4;
-      for ( T const& one : v )
-         total += Wire<T>::size( one );
-      return total;
-   }
+   static std::size_t size( Set const& v ) { return 4 + Internal::sizeOfAll( v ); }
    static std::uint8_t* put( std::uint8_t* to, Set const& v ) {
-      to = Internal::putBig( to, v.size() );
-      for ( T const& one : v )
-         to = Wire<T>::put( to, one );
-      return to;
+      return Internal::putAll( Internal::putBig( to, static_cast<std::uint32_t>( v.size() ) ), v );
    }
    static void read( NboAttrLog::In& in, Set& v ) {
       v.memberDelAll();

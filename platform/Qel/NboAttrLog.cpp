@@ -41,24 +41,21 @@ std::uint32_t getLength( std::uint8_t const* from, unsigned form ) {
    }
 }
 
-std::string where( std::string_view type, Varek::FieldId field, std::uint64_t offset,
-                   std::string_view fault ) {
-   std::string text( type.empty() ? "message" : type );
-   text += ", field " + std::to_string( field.value() ) + ", offset " + std::to_string( offset );
+std::string where( AttrLogPlace const& place, std::string_view fault ) {
+   std::string text = place.type().empty() ? "message" : place.type();
+   text += ", field " + std::to_string( place.field().value() );
+   text += ", offset " + std::to_string( place.offset() );
    return text.append( ": " ).append( fault );
 }
 
 } // namespace
 
-AttrLogError::AttrLogError( std::string_view type, Varek::FieldId field, std::uint64_t offset,
-                            std::string_view fault )
-   : Failure( where( type, field, offset, fault ) ), type_( type ), field_( field ),
-     offset_( offset ) {}
+AttrLogError::AttrLogError( AttrLogPlace const& place, std::string_view fault )
+   : Failure( where( place, fault ) ), AttrLogPlace( place ) {}
 AttrLogError::~AttrLogError() = default;
 
-AttrLogLengthError::AttrLogLengthError( std::string_view type, Varek::FieldId field,
-                                        std::uint64_t offset )
-   : std::length_error( "vector::reserve" ), type_( type ), field_( field ), offset_( offset ) {}
+AttrLogLengthError::AttrLogLengthError( AttrLogPlace const& place )
+   : std::length_error( "vector::reserve" ), AttrLogPlace( place ) {}
 AttrLogLengthError::~AttrLogLengthError() = default;
 
 std::size_t FrameHeads::readInFull( std::span<std::uint8_t const> bytes, FrameHead& head ) {
@@ -136,7 +133,7 @@ std::uint8_t* OutBuffer::room( std::size_t size ) {
 }
 
 void In::fail( std::string_view fault ) const {
-   throw AttrLogError( type_, field_, offset(), fault );
+   throw AttrLogError( { type_, field_, offset() }, fault );
 }
 void In::failShort( std::size_t wanted ) const {
    fail( "the message ends here; " + std::to_string( wanted ) + " bytes were to come, " +
@@ -145,6 +142,6 @@ void In::failShort( std::size_t wanted ) const {
 void In::failLong() const {
    fail( "the message should end here; " + std::to_string( left() ) + " bytes are left" );
 }
-void In::failCount() const { throw AttrLogLengthError( type_, field_, offset() ); }
+void In::failCount() const { throw AttrLogLengthError( { type_, field_, offset() } ); }
 
 } // namespace Qel::NboAttrLog

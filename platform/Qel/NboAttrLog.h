@@ -83,14 +83,11 @@ private:
    Varek::FieldId field_;
 };
 
-/// A message that is not what it should be: too short or too long for its field, or with a value
-/// that the type does not allow. Says entity type, field, and the offset of the fault in the
-/// stream.
-class VAREK_EXPORT AttrLogError : public Varek::Failure {
+/// Where in a stream a fault is: the type of the entity, its field, and the offset.
+class VAREK_EXPORT AttrLogPlace {
 public:
-   AttrLogError( std::string_view type, Varek::FieldId, std::uint64_t offset,
-                 std::string_view fault );
-   ~AttrLogError() override;
+   AttrLogPlace( std::string_view type, Varek::FieldId field, std::uint64_t offset )
+      : type_( type ), field_( field ), offset_( offset ) {}
    std::string const& type() const { return type_; }
    Varek::FieldId field() const { return field_; }
    std::uint64_t offset() const { return offset_; }
@@ -101,19 +98,19 @@ private:
    std::uint64_t offset_;
 };
 
-/// A count of elements that the rest of the message cannot hold; what() is "vector::reserve".
-class VAREK_EXPORT AttrLogLengthError : public std::length_error {
+/// A message that is not what it should be: too short or too long for its field, or with a value
+/// that the type does not allow. what() says where, and what is wrong.
+class VAREK_EXPORT AttrLogError : public Varek::Failure, public AttrLogPlace {
 public:
-   AttrLogLengthError( std::string_view type, Varek::FieldId, std::uint64_t offset );
-   ~AttrLogLengthError() override;
-   std::string const& type() const { return type_; }
-   Varek::FieldId field() const { return field_; }
-   std::uint64_t offset() const { return offset_; }
+   AttrLogError( AttrLogPlace const& place, std::string_view fault );
+   ~AttrLogError() override;
+};
 
-private:
-   std::string type_;
-   Varek::FieldId field_;
-   std::uint64_t offset_;
+/// A count of elements that the rest of the message cannot hold; what() is "vector::reserve".
+class VAREK_EXPORT AttrLogLengthError : public std::length_error, public AttrLogPlace {
+public:
+   explicit AttrLogLengthError( AttrLogPlace const& place );
+   ~AttrLogLengthError() override;
 };
 
 namespace Internal {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstring>
 #include <iterator>
 #include <optional>
 #include <random>
@@ -14,13 +15,14 @@
 #include "framework/Records.h"
 #include "support/Tracked.h"
 
-/// A value of a type that only its table knows.
+/// A value of a type that only its table knows, in memory that was not clean.
 class AnyValue {
 public:
    using Table = Varek::Inspect::AtomicFnTable;
 
    explicit AnyValue( Table const& type, void const* source = nullptr )
       : type_( &type ), memory_( type.size / sizeof( std::max_align_t ) + 1 ) {
+      std::memset( data(), 0xA5, type.size );
       type.inspectConstruct( data(), source );
    }
    AnyValue( AnyValue const& other ) : AnyValue( *other.type_, other.data() ) {}

@@ -17,6 +17,7 @@
 #include "mirror/Follower.h"
 #include "mirror/Leader.h"
 #include "mirror/Socket.h"
+#include "support/RandomChange.h"
 #include "system/Roots.h"
 
 /// One of the two processes of a test: publishes the trees and changes them as it is told, or
@@ -152,7 +153,7 @@ private:
    void change() {
       Roots::Root const& root = Roots::all()[random_() % Roots::all().size()];
       if ( random_() % 500 != 0 )
-         return root.change( *trees_[root.name], random_ );
+         return change_( *trees_[root.name] );
       if ( published_.erase( root.name ) == 0 )
          return publish( root.name );
       leader_.rootDel( root.name );
@@ -168,7 +169,8 @@ private:
          std::cout << "done" << std::endl;
    }
 
-   Roots::Random random_;
+   std::mt19937 random_;
+   RandomChange change_{ static_cast<std::uint32_t>( random_() ) };
    Trees trees_, published_;
    Mirror::Listener listener_;
    std::vector<Mirror::LeaderConnection*> connections_;
