@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <stdexcept>
+#include <string>
 
 #include <gtest/gtest.h>
 
@@ -46,6 +47,8 @@ private:
    Tracked const volatile* self_ = this;
    std::uint32_t value_;
 };
+
+inline std::string stringValue( Tracked const& value ) { return std::to_string( value.value() ); }
 
 /// Lets copies fail after \p after more of them, until the end of its scope.
 struct CopiesFail {
