@@ -3,12 +3,16 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <cstring>
 #include <functional>
 #include <poll.h>
+#include <span>
 #include <stdexcept>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <utility>
+#include <vector>
 
 /// A child process at the other end of a socket, which reports by bytes: the receiving half of a
 /// benchmark of two processes.
@@ -79,5 +83,36 @@ inline bool readable( int fd, int milliseconds ) {
    pollfd one{ fd, POLLIN, 0 };
    return poll( &one, 1, milliseconds ) > 0;
 }
+
+inline void writeAll( int fd, std::span<char const> bytes ) {
+   while ( !bytes.empty() ) {
+      ssize_t const n = ::write( fd, bytes.data(), bytes.size() );
+      require( n > 0, "write" );
+      bytes = bytes.subspan( static_cast<std::size_t>( n ) );
+   }
+}
+
+/// What has come over a blocking socket and has not been taken yet.
+class ReadBuffer {
+public:
+   explicit ReadBuffer( int fd ) : fd_( fd ), buffer_( 262144 ) {}
+
+   std::span<char const> held() const { return { buffer_.data() + at_, end_ - at_ }; }
+   void takenIs( std::size_t count ) { at_ += count; }
+   void more() {
+      std::memmove( buffer_.data(), buffer_.data() + at_, end_ - at_ );
+      end_ -= at_;
+      at_ = 0;
+      ssize_t const n = ::read( fd_, buffer_.data() + end_, buffer_.size() - end_ );
+      require( n > 0, "read" );
+      end_ += static_cast<std::size_t>( n );
+   }
+
+private:
+   int const fd_;
+   std::vector<char> buffer_;
+   std::size_t at_ = 0;
+   std::size_t end_ = 0;
+};
 
 } // namespace Bench
