@@ -1,8 +1,6 @@
 #pragma once
 
 #include <chrono>
-#include <ctime>
-#include <fcntl.h>
 #include <list>
 #include <vector>
 
@@ -30,13 +28,6 @@ inline double since( Clock::time_point begin ) {
    return std::chrono::duration<double>( Clock::now() - begin ).count();
 }
 
-/// Seconds that this process has computed, in the kernel too.
-inline double cpuSeconds() {
-   timespec now;
-   clock_gettime( CLOCK_PROCESS_CPUTIME_ID, &now );
-   return static_cast<double>( now.tv_sec ) + 1e-9 * static_cast<double>( now.tv_nsec );
-}
-
 inline Table& table() {
    static Varek::Ptr<Table> const made = [] {
       auto all = Table::TableIs();
@@ -47,8 +38,6 @@ inline Table& table() {
    }();
    return *made;
 }
-
-inline void nonBlocking( int fd ) { fcntl( fd, F_SETFL, fcntl( fd, F_GETFL ) | O_NONBLOCK ); }
 
 /// In the child: follows until its process ends; reports when it is ready, when it is synced, and
 /// each time that the first answer's station becomes another.

@@ -2,8 +2,11 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
+#include <fcntl.h>
 #include <functional>
 #include <poll.h>
 #include <span>
@@ -14,8 +17,7 @@
 #include <utility>
 #include <vector>
 
-/// A child process at the other end of a socket, which reports by bytes: the receiving half of a
-/// benchmark of two processes.
+/// What benchmarks of several processes are made of.
 namespace Bench {
 
 inline void require( bool held, char const* what ) {
@@ -23,6 +25,16 @@ inline void require( bool held, char const* what ) {
       throw std::runtime_error( what );
 }
 
+inline void nonBlocking( int fd ) { fcntl( fd, F_SETFL, fcntl( fd, F_GETFL ) | O_NONBLOCK ); }
+
+/// Seconds that this process has computed, in the kernel too.
+inline double cpuSeconds() {
+   timespec now;
+   clock_gettime( CLOCK_PROCESS_CPUTIME_ID, &now );
+   return static_cast<double>( now.tv_sec ) + 1e-9 * static_cast<double>( now.tv_nsec );
+}
+
+/// A process at the other end of a socket, which reports by bytes.
 class Child {
 public:
    /// \p run( socket, report ) runs in the child, which then waits to be killed; it says "ready"
@@ -77,6 +89,47 @@ private:
    pid_t pid_;
    int socket_;
    int told_;
+};
+
+/// A process that computes one plain value, so that nothing it does is left behind in this one.
+template<class T>
+class Reporter {
+public:
+   template<class F>
+   explicit Reporter( F run ) {
+      int ends[2];
+      require( pipe( ends ) == 0, "pipe" );
+      pid_ = fork();
+      require( pid_ >= 0, "fork" );
+      if ( pid_ == 0 ) {
+         ::close( ends[0] );
+         try {
+            T const value = run();
+            _exit( ::write( ends[1], &value, sizeof value ) == sizeof value ? 0 : 1 );
+         } catch ( std::exception const& e ) {
+            std::fprintf( stderr, "%s\n", e.what() );
+            _exit( 1 );
+         }
+      }
+      ::close( ends[1] );
+      end_ = ends[0];
+   }
+   Reporter( Reporter const& ) = delete;
+   Reporter& operator=( Reporter const& ) = delete;
+   ~Reporter() {
+      ::close( end_ );
+      int status;
+      ::waitpid( pid_, &status, 0 );
+   }
+   T get() const {
+      T value;
+      require( ::read( end_, &value, sizeof value ) == sizeof value, "a process has failed" );
+      return value;
+   }
+
+private:
+   pid_t pid_;
+   int end_;
 };
 
 inline bool readable( int fd, int milliseconds ) {
