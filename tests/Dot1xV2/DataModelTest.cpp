@@ -37,8 +37,7 @@ AcctStatus
   262 plain AcctTermCause terminateCause = causeNotSet
   263 plain EthAddr calledStationId = 00:00:00:00:00:00
   264 plain LldpProfilingInfo lldpTlvs = default
-2 AcctStatus entity
-  154 parameter String nameString
+2 AcctStatus entity named
   258 children AcctSessionState acctSessionState by EthAddr salt 93DE7A50
   259 plain U32 acctSessionUniqueId = 0
 AuthNStatus
@@ -72,8 +71,7 @@ AuthNStatus
   272 derived AuthNMethod successfulAuthNMethod
   273 derived AuthNMethod currentAuthNMethod
   274 derived AuthNZPhaseType activePhaseType
-4 AuthNStatus entity
-  154 parameter String nameString
+4 AuthNStatus entity named
   258 children AuthNSupplicantStatus supplicant by EthAddr salt 6C578B85
 AuthNZLedraTypes
 0 EgressVlanAttributes value
@@ -110,8 +108,7 @@ AuthZStatus
   261 children Dot1xSuppAttr authorizedMacs by EthAddr salt 38342E72
   262 child Dot1xPortAppliedAttr operationalPortAttrs = present
   263 plain bool switchPort = false
-4 AuthZStatus entity
-  154 parameter String nameString
+4 AuthZStatus entity named
   258 children AuthZPortStatus authZPortStatus by IntfId salt F2F44867
   259 derived Dot1xSuppAttr getSupplicantAuthZAttrs by SupplicantPlace
   260 child BlockedMacTable blockedMacTable = present
@@ -182,8 +179,7 @@ Dot1xStatus
 10 VlanGroup value
   2 parameter String groupName
   3 set VlanIdOrNone vlanId by VlanIdOrNone salt *
-11 AuthNProfile entity
-  154 parameter String nameString
+11 AuthNProfile entity named
   258 plain bool mbaAuthNEnabled = false
   259 plain bool eapolAuthNEnabled = false
   260 plain SessionReplaceProfile sessionReplaceProfile = default
@@ -201,8 +197,7 @@ Dot1xStatus
   272 plain MbaUserName mbaUserName = default
   273 derived U32 getNumAuthNOrders by AuthNEventType
   274 derived String formatAuthNOrders by AuthNEventType
-12 AuthZProfile entity
-  154 parameter String nameString
+12 AuthZProfile entity named
   258 map bool authZEnabled by DeviceType salt *
   259 plain bool nonEnforcementModeEnabled = false
   260 plain ?VlanId authFailVlan = absent
@@ -232,12 +227,10 @@ Dot1xStatus
   259 map Duration authCacheTimeout by DeviceType salt *
   260 plain Duration disconnectTimeout = 0
   261 plain U16 captivePortalRequestTimeout = 0
-14 AuthNZCommonProfile entity
-  154 parameter String nameString
+14 AuthNZCommonProfile entity named
   258 plain IntfHostMode hostMode = default
   259 map PortCtrlSetting portCtrlSetting by DeviceType salt *
-15 SuppIOProfile entity
-  154 parameter String nameString
+15 SuppIOProfile entity named
   258 plain bool eapolPktRxEnabled = true
   259 plain bool mbaPktRxEnabled = false
   260 plain bool dropCounterEnabled = false
@@ -246,22 +239,18 @@ Dot1xStatus
   263 plain Duration mbaPktDelay = 5
   264 plain Duration mbaHoldPeriod = 60
   265 plain DestMac txDestMac = unicastMac
-16 AaaRequestProfile entity
-  154 parameter String nameString
+16 AaaRequestProfile entity named
   258 plain bool configVlanEnabled = false
   259 plain bool tunnelPrivateGroupIdEnabled = false
   260 plain bool serviceTypeEnabled = false
   261 plain bool egressVlanEnabled = false
-17 AaaResponseProfile entity
-  154 parameter String nameString
+17 AaaResponseProfile entity named
   258 plain bool multipleFilterIdEnabled = false
   259 plain bool filterIdDelimEnabled = false
-18 AcctRequestProfile entity
-  154 parameter String nameString
+18 AcctRequestProfile entity named
   258 plain Duration acctUpdatePeriod = 0
   259 map ProfilingState profilingAttr by ProfilingAttrType salt *
-19 Status entity
-  154 parameter String nameString
+19 Status entity named
   258 plain bool dot1xEnabled = false
   259 children IntfStatus intfStatus by IntfId salt C734F72F
 20 IntfStatus entity
@@ -311,22 +300,14 @@ std::string shortName( std::string_view type ) {
    return name;
 }
 
-/// An object of a type, new, from parameters that are the default of their type.
+/// A new object of a type.
 class Fresh {
 public:
    explicit Fresh( Qel::TypeRecord const& type ) {
-      if ( type.kind != Varek::TypeKind::entity ) {
+      if ( type.kind == Varek::TypeKind::entity )
+         entity_ = freshEntity( type );
+      else
          value_ = std::make_unique<AnyValue>( *type.functions );
-         return;
-      }
-      std::vector<std::unique_ptr<AnyValue>> parameters;
-      std::vector<Qel::ConstructorArgument> given;
-      for ( Qel::AttributeRecord const& one : type.attributes )
-         if ( one.kind == Qel::AttributeKind::parameter ) {
-            parameters.push_back( std::make_unique<AnyValue>( *one.value ) );
-            given.push_back( { one.value, parameters.back()->data() } );
-         }
-      entity_ = Qel::genericIfConstructFromCtorArgs( type, given );
    }
    void const* data() const { return entity_ ? entity_.get() : value_->data(); }
 
@@ -394,6 +375,7 @@ std::vector<std::string> modelOf( Varek::ModuleInspectData const& module ) {
       std::string line = std::to_string( type.index ) + ' ' + std::string( type.unqualifiedName() );
       line += ' ' + std::string( kinds[static_cast<std::size_t>( type.kind )] );
       line += type.hashable && type.enumerators.empty() ? " hashable" : "";
+      line += type.attribute( Varek::nameStringId ) ? " named" : "";
       std::uint32_t next = 0;
       for ( auto const& one : type.enumerators ) {
          line += ' ' + std::string( one.name );
@@ -403,7 +385,8 @@ std::vector<std::string> modelOf( Varek::ModuleInspectData const& module ) {
       lines.push_back( line );
       if ( !type.attributes.empty() ) {
          Fresh const object( type );
-         for ( std::size_t i = 0; i < type.attributes.size(); ++i )
+         for ( std::size_t i = type.attribute( Varek::nameStringId ) ? 1 : 0;
+               i < type.attributes.size(); ++i )
             lines.push_back( attributeLine( type, i, object ) );
       }
    }

@@ -5,7 +5,6 @@
 #include <map>
 #include <memory>
 #include <optional>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -81,16 +80,6 @@ protected:
    Qel::TypeRecord const& type_ = *GetParam();
    RandomValues random_{ 5 };
 
-   Varek::Ptr<Qel::Entity> fresh() {
-      std::optional<AnyValue> parameter;
-      std::vector<Qel::ConstructorArgument> given;
-      for ( auto const& one : type_.attributes )
-         if ( one.kind == Qel::AttributeKind::parameter ) {
-            parameter.emplace( *one.value );
-            given.push_back( { one.value, parameter->data() } );
-         }
-      return Qel::genericIfConstructFromCtorArgs( type_, given );
-   }
    /// Makes two elements; those that are entities.
    std::vector<Varek::Ptr<Qel::Entity>> fill( Qel::Entity& owner,
                                               Qel::AttributeRecord const& one ) {
@@ -114,7 +103,7 @@ TEST_P( EveryCollection, IsClearedKeyByKeyOnceObservedAndMembersAlwaysLoseTheirO
          continue;
       SCOPED_TRACE( one.name );
       for ( bool const observedBefore : { false, true } ) {
-         auto const owner = fresh();
+         auto const owner = freshEntity( type_ );
          if ( observedBefore )
             Told{ *owner };
          auto const members = fill( *owner, one );
@@ -142,30 +131,6 @@ INSTANTIATE_TEST_SUITE_P( Registered, EveryCollection,
                           registeredTypeName );
 
 // Accounting
-
-TEST( AcctAttributes, OneNumberIsFourAttributes ) {
-   auto const attributes = acctAttributesFactory();
-   auto const standard =
-      static_cast<RadiusPacketParser::RadiusAttributeId::RadiusAttributeIdEnum>( 1 );
-   auto const vendors =
-      static_cast<RadiusPacketParser::BreviaVendorSpec::BreviaVendorSpecEnum>( 1 );
-   ChangeRecorder<int, int> changes( *attributes );
-   attributes->strAttributeIs( standard, "text" );
-   attributes->vsaStrAttributeIs( vendors, "theirs" );
-   attributes->byteAttributeIs( standard, Varek::Bytes( "octets" ) );
-   attributes->vsaByteAttributeIs( vendors, Varek::Bytes( "more" ) );
-   attributes->strAttributeIs( standard, "text" );
-   EXPECT_EQ( attributes->strAttributeDel( standard ), "text" );
-   EXPECT_EQ( attributes->strAttributeDel( standard ), "" );
-   EXPECT_EQ( attributes->byteAttributeDel( standard ), Varek::Bytes( "octets" ) );
-   EXPECT_EQ( attributes->byteAttributeDel( standard ), Varek::Bytes() );
-   EXPECT_EQ( *attributes->vsaStrAttribute( vendors ), "theirs" );
-   EXPECT_EQ( *attributes->vsaByteAttribute( vendors ), Varek::Bytes( "more" ) );
-   std::vector<int> ids;
-   for ( auto const& one : changes.told )
-      ids.push_back( one.id );
-   EXPECT_EQ( ids, ( std::vector<int>{ 258, 259, 260, 261, 258, 260 } ) );
-}
 
 TEST( AcctSessionState, NeverIsAnInfiniteTimeInEveryForm ) {
    Varek::Duration const never( std::numeric_limits<double>::infinity() );
@@ -222,22 +187,6 @@ TEST( AuthZStatus, FindsASupplicantByPortAndAddressAndMakesNothing ) {
    EXPECT_EQ( found( port, host ), nullptr );
 }
 
-TEST( BlockedMacTable, IsClearedAndKeepsTheRemovedWhole ) {
-   auto const table = authZStatusFactory( "root" )->blockedMacTable();
-   auto const entry = table->blockedMacEntryIs( host );
-   ChangeRecorder<Lumo::IntfId, Bridging::VlanIdOrNone> changes( *entry );
-   for ( std::uint16_t const vlan : std::initializer_list<std::uint16_t>{ 0, 0, 7 } )
-      entry->intfVlanIs( port, Bridging::VlanIdOrNone( vlan ) );
-   EXPECT_EQ( entry->intfVlanDel( otherPort ), Bridging::VlanIdOrNone() );
-   ASSERT_EQ( changes.told.size(), 2U );
-   EXPECT_EQ( changes.told[0].old, std::nullopt ) << "blocked without a VLAN is not unblocked";
-   EXPECT_EQ( changes.told[1].old, Bridging::VlanIdOrNone() );
-   EXPECT_EQ( changes.told[1].key, port );
-   EXPECT_EQ( table->blockedMacEntryDel( host ), entry );
-   EXPECT_EQ( *entry->intfVlan( port ), Bridging::VlanIdOrNone( 7 ) );
-   EXPECT_EQ( entry->parent(), nullptr );
-}
-
 // Profiles
 
 TEST( AuthNProfile, TellsTheMethodsOfAnEvent ) {
@@ -269,27 +218,6 @@ TEST( AuthNProfile, TellsTheMethodsOfAnEvent ) {
    expect( AuthNEventType::eapolPktRx, 0, "[]" );
    profile->eventAuthNOrderDel( event );
    expect( event, 0, "[]" );
-}
-
-TEST( AuthZProfile, KeepsGroupsInOrderOfTheirNamesOneOfEach ) {
-   std::mt19937 random( 17 );
-   auto const profile = authZProfileFactory( "p" );
-   std::map<Varek::String, VlanGroup> model;
-   for ( int i = 0; i < 300; ++i ) {
-      VlanGroup group( Varek::String( random() % 3, 'x' ) + std::to_string( random() % 40 ) );
-      group.vlanIdIs( Bridging::VlanIdOrNone( static_cast<std::uint16_t>( random() % 9 ) ) );
-      profile->vlanGroupIs( group );
-      model[group.groupName()] = group;
-   }
-   auto at = model.begin();
-   for ( auto const& [name, node] : profile->vlanGroup() ) {
-      ASSERT_NE( at, model.end() );
-      EXPECT_EQ( name, at->first );
-      EXPECT_EQ( node->value(), at++->second );
-   }
-   EXPECT_EQ( at, model.end() );
-   EXPECT_EQ( profile->vlanGroupDel( profile->vlanGroup().begin() ), model.begin()->second );
-   EXPECT_EQ( profile->vlanGroup( model.begin()->first ), nullptr );
 }
 
 TEST( AuthZProfile, NoVlanIsNotTheVlanNone ) {
