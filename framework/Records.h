@@ -146,6 +146,11 @@ VAREK_EXPORT void* genericIfIterator( TypeRecord const& type, void const* object
                                       void const* startKey, Varek::FieldDescriptor field,
                                       Varek::Inspect::IterFnTable const*& functions );
 
+/// Throws Varek::NewEntityArguments unless \p given are the constructor parameters of \p type, in
+/// order.
+VAREK_EXPORT void constructorArgumentsCheck( TypeRecord const& type,
+                                             std::span<ConstructorArgument const> given );
+
 /// Generic construction: the entity of type \p type from its constructor parameters, in order.
 /// Throws Varek::NewEntityArguments for a wrong number or type of arguments.
 VAREK_EXPORT Ptr<Entity> genericIfConstructFromCtorArgs( TypeRecord const& type,
