@@ -97,7 +97,7 @@ Cell cell( AuthNPhaseStage stage ) {
    case AuthNPhaseStage::phaseFail:
       return named( stage, "fail" );
    case AuthNPhaseStage::phaseTimedOut:
-      return named( stage, "timed out" );
+      return named( stage, "timeout" );
    case AuthNPhaseStage::waitForSuppResponse:
       return named( stage, "wait supp" );
    case AuthNPhaseStage::waitForAuthServer:

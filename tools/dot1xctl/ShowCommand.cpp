@@ -81,7 +81,7 @@ CLI::App* addShow( CLI::App& app, std::function<int()>& action ) {
       ->check( CLI::IsMember( { "all", "ports", "supplicants", "blocked", "sessions", "tree" } ) )
       ->capture_default_str();
    command->add_option( "MAC", given->mac, "Of supplicants: this one, in detail" )
-      ->check( macAddress );
+      ->transform( macAddress );
    addressOption( *command, "--connect", given->connect, "Where it listens" )->required();
    command->add_flag( "--json", given->json, "Print JSON instead of text" );
    command->add_option( "--wait", given->wait, "How long to try, in seconds" )
@@ -89,7 +89,7 @@ CLI::App* addShow( CLI::App& app, std::function<int()>& action ) {
       ->check( CLI::Range( 0.001, 1e6 ) );
    auto& filters = given->filters;
    command->add_option( "--port", filters["port"], "Of the tables only what is on this port" );
-   command->add_option( "--mac", filters["mac"], "... of this address" )->check( macAddress );
+   command->add_option( "--mac", filters["mac"], "... of this address" )->transform( macAddress );
    command->add_option( "--vlan", filters["vlan"], "... in this VLAN, a number or a name" );
    command->add_option( "--identity", filters["identity"], "... of this identity" );
    command->add_option( "--state", filters["state"], "... in this state: of ports or results" );
@@ -108,11 +108,11 @@ void addShowOptions( CLI::App& replay, ReplayOptions& options ) {
       .add_option_function<std::string>(
          "--show",
          [&options]( std::string const& what ) { options.show.emplace().what = whatOf( what ); },
-         "Print tables of the state that an authenticator would have: what show prints" )
+         "Print tables of the state instead, as show does" )
       ->check( CLI::IsMember( { "all", "ports", "supplicants", "blocked", "sessions" } ) );
    replay
       .add_option( "--block-after", options.agent.blockAfter,
-                   "Rejections in a row that make a MAC address a blocked one" )
+                   "Rejections in a row that block an address" )
       ->capture_default_str()
       ->check( CLI::Range( 1, 1000000 ) );
 }
