@@ -4,9 +4,9 @@ namespace Dot1xCtl {
 
 namespace {
 
-EapolReading fault( std::size_t offset, char const* part ) {
+EapolReading fault( std::size_t offset, char const* part, bool ends = true ) {
    EapolReading result;
-   result.fault = { offset, part };
+   result.fault = { offset, part, ends };
    return result;
 }
 
@@ -20,18 +20,25 @@ EapolReading frameOf( Eapol::Kind kind ) {
 EapolReading readEap( std::span<std::uint8_t const> octets, std::size_t bodyLength ) {
    constexpr std::size_t begin = 4, header = 4;
    constexpr std::uint8_t request = 1, response = 2, identity = 1;
-   if ( octets.size() < begin + header || bodyLength < header ) {
+   if ( octets.size() < begin + header ) {
       return fault( begin, "an EAP header" );
    }
    std::uint8_t const code = octets[begin];
    auto const length = static_cast<std::size_t>( octets[begin + 2] << 8 | octets[begin + 3] );
+   if ( length < header || length > bodyLength ) {
+      return fault( begin, "an EAP header", false );
+   }
    if ( code == request ) {
       return frameOf( Eapol::Kind::request );
    }
    if ( code != response ) {
       return {};
    }
-   if ( length <= header || length > bodyLength || octets.size() < begin + length ) {
+   if ( length == header ) {
+      return fault( begin, "an EAP Response", false );
+   }
+   bool const typeThere = octets.size() > begin + header;
+   if ( !typeThere || ( octets[begin + header] == identity && octets.size() < begin + length ) ) {
       return fault( begin, "an EAP Response" );
    }
    EapolReading result = frameOf( Eapol::Kind::response );

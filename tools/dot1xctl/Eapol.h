@@ -32,7 +32,8 @@ struct Eapol {
 /// Where an EAPOL frame cannot be read on.
 struct EapolFault {
    std::size_t offset = 0; ///< From the frame's EtherType on.
-   Varek::String part;     ///< What it ends within.
+   Varek::String part;     ///< Of the frame, that cannot be read.
+   bool ends = true;       ///< The packet ends within it; otherwise its length is wrong.
 };
 
 struct EapolReading {
@@ -42,7 +43,9 @@ struct EapolReading {
    std::optional<EapolFault> fault;
 };
 
-/// Reads what follows the EtherType 0x888E. The caller sets the addresses and the VLAN.
+/// Reads what follows the EtherType 0x888E. Of an EAP Response of another type than Identity only
+/// the beginning is needed, so that one that was cut at capture still counts. The caller sets the
+/// addresses and the VLAN.
 EapolReading readEapol( std::span<std::uint8_t const> );
 
 } // namespace Dot1xCtl

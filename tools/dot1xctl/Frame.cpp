@@ -110,8 +110,11 @@ private:
 
    Frame eapol( std::size_t at, Link const& where, Bridging::VlanIdOrNone vlan ) const {
       EapolReading reading = readEapol( octets_.subspan( at ) );
-      if ( reading.fault ) {
-         return ends( at + reading.fault->offset, reading.fault->part );
+      if ( auto const& fault = reading.fault ) {
+         std::size_t const begin = at + fault->offset;
+         return fault->ends
+                   ? ends( begin, fault->part )
+                   : BadFrame{ false, begin, "the length of " + fault->part + " is wrong" };
       }
       if ( !reading.frame ) {
          return {};
