@@ -299,12 +299,13 @@ TEST( Agent, EapolSaysHowFarItIsAndLogoffEndsIt ) {
    // Authenticating anew does not cost the authorization, nor the identity.
    agent.eapolSent( Eapol::Kind::start );
    agent.eapolSent( Eapol::Kind::response, 0, "anonymous" );
-   agent.ask( "Ethernet1", eap );
+   Request const open = agent.ask( "Ethernet1", eap );
    EXPECT_TRUE( agent.allowed( port1 ) );
    EXPECT_EQ( agent.supplicant().identity(), "bob" );
    EXPECT_EQ( agent.supplicant().vlanId(), 110u );
 
    agent.eapolSent( Eapol::Kind::logoff );
+   agent.answered( open, AaaResponseType::accepted, accept );
    EXPECT_FALSE( agent.allowed( port1 ) );
    EXPECT_FALSE( agent.port( port1 ).authorized() );
    EXPECT_EQ( agent.supplicant().vlanId(), 0u );

@@ -26,7 +26,7 @@ Varek::Duration const never( std::numeric_limits<double>::infinity() );
 /// number stays among the attributes.
 AcctTermCause causeOf( std::optional<std::uint32_t> cause ) {
    constexpr std::uint32_t adminReboot = 7, userError = 17, hostRequest = 18;
-   constexpr std::uint32_t supplicantRestart = 19, portDisabled = 22; // RFC 3580 3.7
+   constexpr std::uint32_t supplicantRestart = 19, portDisabled = 22; // RFC 3580 2.1
    if ( cause && *cause >= 1 &&
         *cause <= static_cast<std::uint32_t>( AcctTermCause::adminReset ) ) {
       return static_cast<AcctTermCause>( *cause );

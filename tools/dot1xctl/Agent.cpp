@@ -64,6 +64,7 @@ void Agent::eapol( Eapol const& frame ) {
    }
    authentication_.eapol( frame, authorization_.authorized( mac ) );
    if ( frame.kind == Eapol::Kind::logoff ) {
+      latest_.erase( mac ); // what it asked for before, it no longer wants
       authorization_.withdrawn( mac );
    }
 }

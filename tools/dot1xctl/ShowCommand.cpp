@@ -109,7 +109,8 @@ void addShowOptions( CLI::App& replay, ReplayOptions& options ) {
          "--show",
          [&options]( std::string const& what ) { options.show.emplace().what = whatOf( what ); },
          "Print tables of the state instead, as show does" )
-      ->check( CLI::IsMember( { "all", "ports", "supplicants", "blocked", "sessions" } ) );
+      ->check( CLI::IsMember( { "all", "ports", "supplicants", "blocked", "sessions" } ) )
+      ->excludes( replay.get_option( "--tree" ) );
    replay
       .add_option( "--block-after", options.agent.blockAfter,
                    "Rejections in a row that block an address" )
