@@ -142,6 +142,8 @@ bool Endpoint::nextFrame( Frame& frame ) {
 bool Endpoint::handleOwn( Frame const& frame ) {
    FrameKind const kind = frame.head.kind;
    if ( kind == FrameKind::refused ) {
+      refused_ =
+         frame.head.field != Varek::FieldId( static_cast<std::uint16_t>( Refusal::passing ) );
       close( "refused by the other side: " + refusalIn( frame ) );
       return true;
    }
@@ -228,15 +230,18 @@ void Endpoint::keepAlive() {
    spoke_ = false;
 }
 
-void Endpoint::refuse( Varek::String const& text ) {
+void Endpoint::refuse( Varek::String const& text, Refusal kind ) {
    if ( closed() || phase_ == Phase::refusing )
       return;
+   // A fault later on is one of this stream; the next one may be without.
+   refused_ = phase_ == Phase::hello;
    phase_ = Phase::refusing;
    phaseSince_.reset();
    reason_ = text;
    out_.allowanceIs( ChunkOut::unlimited );
    out_.forgetLast();
-   out_.outSmReserveMessage( FrameKind::refused, 0, noField, text.size() );
+   out_.outSmReserveMessage( FrameKind::refused, 0, static_cast<std::uint16_t>( kind ),
+                             text.size() );
    out_.putOctets( text.data(), text.size() );
    out_.outSmCommitMessage();
    flush();

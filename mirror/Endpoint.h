@@ -61,6 +61,8 @@ public:
    Varek::String const& peer() const { return peer_; }
    bool closed() const { return phase_ == Phase::closed; }
    Varek::String const& reason() const { return reason_; }
+   /// Whether it is closed since the two do not fit together: another attempt would end alike.
+   bool refused() const { return closed() && refused_; }
    /// Whether the other side has introduced itself, agrees with this one, and is still there.
    bool running() const { return phase_ == Phase::running; }
    bool wantsWrite() const { return !closed() && ( !queue_.empty() || out_.pending() ); }
@@ -84,8 +86,10 @@ public:
    void flush();
    /// When tick() says that it is due.
    void keepAlive();
+   /// What a refusal means for another attempt. The numbers are on the wire, as the field.
+   enum class Refusal : std::uint16_t { final = 0, passing = 1 };
    /// Tells the peer why, then closes with \p text for a reason.
-   void refuse( Varek::String const& text );
+   void refuse( Varek::String const& text, Refusal = Refusal::final );
    void close( Varek::String const& reason );
 
    enum class Due : std::uint8_t { nothing, keepAlive };
@@ -124,6 +128,7 @@ private:
    OutQueue queue_;
    QueueOut out_{ queue_ };
    int sendError_ = 0;
+   bool refused_ = false;
 
    // Input: bytes from begin_ to end_ of the storage are not parsed yet.
    std::unique_ptr<std::uint8_t[]> in_;

@@ -56,6 +56,10 @@ public:
    void onWritable();
    bool closed() const { return !endpoint_ || endpoint_->closed(); }
    Varek::String reason() const { return endpoint_ ? endpoint_->reason() : Varek::String(); }
+   /// Whether the connection has ended since the two sides do not fit together, or the leader does
+   /// not let this one in: another attempt would end alike. Not for what is merely lost, for a
+   /// fault in what came later, or when the leader has as many followers as it can.
+   bool refused() const { return endpoint_ && endpoint_->refused(); }
    bool synced() const { return synced_; }
    /// Ends the connection, without onClosed.
    void close();

@@ -109,7 +109,8 @@ LeaderConnection& Leader::connectionIs( int fd, Varek::String const& peer,
       made.endpoint_.refuse( refusal );
    else
       made.endpoint_.refuse( "the leader has " + std::to_string( maxConnections ) +
-                             " followers already, as many as it can" );
+                                " followers already, as many as it can",
+                             Endpoint::Refusal::passing );
    return made;
 }
 

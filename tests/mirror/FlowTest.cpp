@@ -203,6 +203,7 @@ TEST_F( Flow, SixtyFourFollowersAndNoMore ) {
    EXPECT_EQ( leader.stats().inGroup, 64U );
    EXPECT_EQ( followers.back().reason(), "refused by the other side: the leader has 64 followers "
                                          "already, as many as it can" );
+   EXPECT_FALSE( followers.back().refused() );
    EXPECT_EQ( links.back().connection->reason(),
               "the leader has 64 followers already, as many as it can" );
    // One that leaves makes room, and takes its place over with nothing of it.

@@ -164,12 +164,32 @@ TEST_F( Handshake, AnotherVersionIsRefusedByEitherSide ) {
    peer.hello( "QNboALog", 3 );
    follower.onReadable();
    EXPECT_EQ( follower.reason(), "protocol version 3 at the leader, 1 at the follower" );
+   EXPECT_TRUE( follower.refused() );
    EXPECT_NE( peer.received().find( follower.reason() ), std::string::npos );
 
    follows();
    peer.hello( "QNboALOG", 1 );
    follower.onReadable();
    EXPECT_EQ( follower.reason(), "the first frame is no hello of this protocol" );
+   EXPECT_TRUE( follower.refused() );
+}
+
+TEST_F( Handshake, WhatIsLostOrFaultyLaterOnIsNotRefused ) {
+   follows();
+   EXPECT_FALSE( follower.refused() );
+   peer.fd.reset();
+   follower.onReadable();
+   ASSERT_TRUE( follower.closed() );
+   EXPECT_FALSE( follower.refused() );
+
+   follows();
+   peer.hello( "QNboALog", 1 );
+   peer.out.outSmReserveMessage( FrameKind::attribute, 7, 259, 0 );
+   peer.out.outSmCommitMessage();
+   peer.send();
+   follower.onReadable();
+   ASSERT_TRUE( follower.closed() );
+   EXPECT_FALSE( follower.refused() ) << follower.reason();
 }
 
 TEST_F( Handshake, NothingIsSaidBeforeTheOtherSideHasAgreed ) {
@@ -294,6 +314,7 @@ TEST_F( Sockets, AUserWhoIsNotAllowedIsToldSo ) {
    std::string const text = "user " + std::to_string( ::getuid() ) + " may not connect to " + path;
    EXPECT_EQ( connection.reason(), text );
    EXPECT_EQ( follower.reason(), "refused by the other side: " + text );
+   EXPECT_TRUE( follower.refused() );
    EXPECT_FALSE( follower.root( "plant" ) );
 }
 

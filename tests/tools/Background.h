@@ -76,6 +76,15 @@ public:
       pid_ = -1;
       return WIFEXITED( status ) ? WEXITSTATUS( status ) : -1;
    }
+   /// The exit code, once it ends by itself; -1 if it does not.
+   int ended() {
+      int status = 0;
+      if ( !soon( [&] { return ::waitpid( pid_, &status, WNOHANG ) == pid_; } ) ) {
+         return -1;
+      }
+      pid_ = -1;
+      return WIFEXITED( status ) ? WEXITSTATUS( status ) : -1;
+   }
 
 private:
    std::string out_, err_;

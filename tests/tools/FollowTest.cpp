@@ -4,19 +4,21 @@
 #include <fstream>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <sstream>
 #include <string>
+#include <string_view>
 #include <thread>
 
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include "Background.h"
 #include "ToolRun.h"
+#include "mirror/Socket.h"
 
 /// Two real processes: one that publishes, one that follows.
 namespace {
@@ -151,31 +153,70 @@ TEST( Follow, WhatCannotBeShownIsTold ) {
 }
 
 /// Somebody who listens, but is no leader.
-TEST( Follow, APeerThatIsSilentOrSpeaksOtherwiseIsGivenUp ) {
+struct Stranger {
+   Mirror::Listener listener;
+   explicit Stranger( Folder const& folder )
+      : listener( Mirror::Listener::listenUnix( folder.socket() ) ) {}
+   Mirror::Fd accept() {
+      std::optional<Mirror::Accepted> one;
+      EXPECT_TRUE( soon( [&] { return !!( one = listener.accept() ); } ) );
+      return one ? std::move( one->fd ) : Mirror::Fd();
+   }
+   /// Says so to whoever comes next, and hears until that one goes.
+   void say( std::string_view text ) {
+      Mirror::Fd const peer = accept();
+      EXPECT_GT( ::send( peer.get(), text.data(), text.size(), MSG_NOSIGNAL ), 0 );
+      EXPECT_TRUE( soon( [&] {
+         char heard[4096];
+         return ::recv( peer.get(), heard, sizeof heard, MSG_DONTWAIT ) == 0;
+      } ) );
+   }
+};
+
+TEST( Follow, APeerThatIsSilentIsGivenUpInTime ) {
    Folder const folder;
-   int const fd = ::socket( AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0 );
-   sockaddr_un address{};
-   address.sun_family = AF_UNIX;
-   folder.socket().copy( address.sun_path, sizeof address.sun_path - 1 );
-   ASSERT_EQ( ::bind( fd, reinterpret_cast<sockaddr*>( &address ), sizeof address ), 0 );
-   ASSERT_EQ( ::listen( fd, 4 ), 0 );
+   Stranger const stranger( folder );
    ToolRun const silent( "show --wait 0.2 --connect " + folder.address() );
    EXPECT_EQ( silent.exitCode, 1 );
    EXPECT_NE( silent.err.find( "0.2 s" ), std::string::npos ) << silent.err;
+}
 
-   ::close( ::accept( fd, nullptr, nullptr ) ); // the one before
-   std::thread other( [&] {
-      int const peer = ::accept( fd, nullptr, nullptr );
-      char const text[] = "HTTP/1.1 400 Bad Request\r\nConnection: close\r\n\r\n";
-      EXPECT_GT( ::send( peer, text, sizeof text - 1, MSG_NOSIGNAL ), 0 );
-      ::close( peer );
-   } );
-   ToolRun const stranger( "show --connect " + folder.address() );
-   other.join();
-   ::close( fd );
-   EXPECT_EQ( stranger.exitCode, 1 );
-   EXPECT_EQ( stranger.out, "" );
-   EXPECT_NE( stranger.err.find( folder.address() ), std::string::npos ) << stranger.err;
+TEST( Follow, WhoCannotBeTalkedToIsNotTriedAgain ) {
+   using namespace std::string_view_literals;
+   struct {
+      std::string_view says;
+      char const* reason;
+   } const cases[] = {
+      { "HTTP/1.1 400 Bad Request\r\nContent-Length: 0\r\nConnection: close\r\n\r\n"sv,
+        ": the first frame is no hello of this protocol\n" },
+      { "\x48\0\0\0\0\0\0\x0EQNboALog\0\2\0\0\0\0"sv,
+        ": protocol version 2 at the leader, 1 at the follower\n" },
+      { "\x49\0\0\0\0\0\0\6locked"sv, ": refused by the other side: locked\n" },
+   };
+   for ( auto const& one : cases )
+      for ( char const* command : { "show", "watch" } ) {
+         SCOPED_TRACE( command );
+         Folder const folder;
+         Stranger stranger( folder );
+         Background tool( folder, "tool", command + ( " --connect " + folder.address() ) );
+         stranger.say( one.says );
+         EXPECT_EQ( tool.ended(), 1 );
+         EXPECT_EQ( tool.out(), "" );
+         EXPECT_TRUE( tool.err().starts_with( "dot1xctl: " + folder.address() + ": " ) );
+         EXPECT_TRUE( tool.err().ends_with( one.reason ) ) << tool.err();
+         EXPECT_FALSE( stranger.listener.accept() );
+      }
+}
+
+TEST( Follow, WatchTriesAgainWhereThereMayBeRoomLater ) {
+   using namespace std::string_view_literals;
+   Folder const folder;
+   Stranger stranger( folder );
+   Background watch( folder, "watch", "watch --connect " + folder.address() );
+   stranger.say( "\x49\0\0\0\0\0\1\4full"sv );
+   EXPECT_TRUE( watch.says( "full; trying again" ) );
+   stranger.accept();
+   EXPECT_EQ( watch.end( SIGINT ), 0 );
 }
 
 TEST( Follow, WatchSeesDifferencesOnlyAfterARestart ) {

@@ -69,7 +69,11 @@ public:
       loop_.onLost = [this]( FollowerLoop::Lost const& why ) { return lost( why ); };
    }
 
-   void run() { loop_.run(); }
+   /// Whether it ended as it was told to, and not for lack of anything to watch.
+   bool run() {
+      loop_.run();
+      return !refused_;
+   }
 
 private:
    static constexpr Pause shortest{ 100 };
@@ -93,6 +97,11 @@ private:
 
    /// Tells once why there is no connection, not at each attempt.
    std::optional<Pause> lost( FollowerLoop::Lost const& why ) {
+      if ( why.refused ) {
+         tell( why.reason );
+         refused_ = true;
+         return std::nullopt;
+      }
       if ( why.reason != told_ ) {
          tell( why.reason + "; trying again" );
          told_ = why.reason;
@@ -108,6 +117,7 @@ private:
    std::map<std::string, Varek::Subscription> observed_;
    Pause pause_ = shortest;
    std::string told_;
+   bool refused_ = false;
 };
 
 } // namespace
@@ -124,7 +134,7 @@ int show( Address const& address, double seconds, ShowRequest const& request ) {
    loop.onLost = [&]( FollowerLoop::Lost const& lost ) -> std::optional<Pause> {
       last = lost.reason;
       // Who has not answered may not be there yet.
-      return lost.heard ? std::nullopt : std::optional( betweenAttempts );
+      return lost.heard || lost.refused ? std::nullopt : std::optional( betweenAttempts );
    };
    FollowerLoop::End const end = loop.run( std::chrono::duration<double>( seconds ) );
    if ( synced ) {
@@ -149,9 +159,6 @@ int show( Address const& address, double seconds, ShowRequest const& request ) {
    return 1;
 }
 
-int watch( Address const& address, bool json ) {
-   Watcher( address, json ).run();
-   return 0;
-}
+int watch( Address const& address, bool json ) { return Watcher( address, json ).run() ? 0 : 1; }
 
 } // namespace Dot1xCtl

@@ -6,7 +6,8 @@ namespace Dot1xCtl {
 
 FollowerLoop::FollowerLoop( Address const& address ) : address_( address ) {
    follower_.onClosed = [this]( Varek::String const& reason ) {
-      lost_ = { stringValue( address_ ) + ": " + reason, follower_.stats().bytes != 0 };
+      lost_ = { stringValue( address_ ) + ": " + reason, follower_.stats().bytes != 0,
+                follower_.refused() };
    };
 }
 
@@ -32,7 +33,7 @@ void FollowerLoop::connect() {
       follower_.connectedIs( fd.release(), stringValue( address_ ) );
       watch_ = std::move( watch );
    } catch ( Mirror::SocketError const& error ) {
-      lost_ = { error.what(), false };
+      lost_ = { error.what(), false, false };
    }
 }
 

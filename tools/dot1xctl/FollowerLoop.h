@@ -24,6 +24,7 @@ public:
    struct Lost {
       std::string reason; ///< A sentence without its full stop; names the address.
       bool heard;         ///< Whether the leader had said anything.
+      bool refused;       ///< Whether another attempt would end alike.
    };
    /// When there is no connection, or no longer: how long to wait before the next attempt, nothing
    /// to give up.

@@ -1,0 +1,140 @@
+#include <array>
+#include <cstdio>
+#include <string>
+#include <utility>
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "mirror/Socket.h"
+
+/// Leaders and followers that were really built from different versions of one module.
+namespace {
+
+/// Starts version_node \p version with \p socket for its standard input, and a pipe to hear it by.
+class Process {
+public:
+   Process( unsigned version, char const* role, int socket ) {
+      int ends[2];
+      EXPECT_EQ( ::pipe2( ends, O_CLOEXEC ), 0 );
+      heard_.reset( ends[0] );
+      Mirror::Fd const theirs( ends[1] );
+      std::string const program = VERSION_NODE_PATH + std::to_string( version );
+      process_ = ::fork();
+      if ( process_ == 0 ) {
+         ::dup2( socket, STDIN_FILENO );
+         ::dup2( theirs.get(), STDOUT_FILENO );
+         ::execl( program.c_str(), program.c_str(), role, nullptr );
+         ::_exit( 127 );
+      }
+   }
+   /// All that it says until it ends.
+   std::string text() {
+      std::string all;
+      std::array<char, 4096> buffer;
+      for ( ssize_t got; ( got = ::read( heard_.get(), buffer.data(), buffer.size() ) ) > 0; )
+         all.append( buffer.data(), static_cast<std::size_t>( got ) );
+      int status = 0;
+      ::waitpid( process_, &status, 0 );
+      EXPECT_EQ( status, 0 ) << all;
+      return all;
+   }
+
+private:
+   Mirror::Fd heard_;
+   pid_t process_;
+};
+
+struct Said {
+   std::string leader, follower;
+};
+Said talk( unsigned leaderVersion, unsigned followerVersion ) {
+   int ends[2];
+   EXPECT_EQ( ::socketpair( AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends ), 0 );
+   Process leader( leaderVersion, "leader", ends[0] );
+   Process follower( followerVersion, "follower", ends[1] );
+   ::close( ends[0] );
+   ::close( ends[1] );
+   return { leader.text(), follower.text() };
+}
+
+TEST( Versions, AnOlderFollowerSkipsAndCountsWhatItDoesNotKnow ) {
+   Said const said = talk( 2, 1 );
+   EXPECT_EQ( said.leader, "closed by the other side\n" );
+   // Skipped of the hall 6: colour, begin, three notes, end; of the porch 3; of the house 2, begin
+   // and end of the sensors; of the sensors 3: two readings and that one has no lamp; of the lamp
+   // in the other, which is of a type that is known but in no place that is, 5.
+   EXPECT_EQ( said.follower.substr( 0, said.follower.find( "house", 1 ) ),
+              R"(house Versions::House
+   lamp["hall"] Versions::Lamp
+      light  2
+      level  7
+   lamp["porch"] Versions::Lamp
+      light  off
+      level  0
+   changed  false
+entities 6, of unknown types 2, messages skipped 19
+)" );
+   // And 13 more: colour, two notes, a level, a sensor that goes, 5 of its lamp that comes, 3 of
+   // the attic.
+   EXPECT_EQ( said.follower.substr( said.follower.find( "house", 1 ) ),
+              R"(house Versions::House
+   lamp["attic"] Versions::Lamp
+      light  on
+      level  0
+   lamp["hall"] Versions::Lamp
+      light  off
+      level  70
+   changed  true
+entities 7, of unknown types 2, messages skipped 32
+)" );
+}
+
+TEST( Versions, AnOlderLeaderLeavesWhatIsNewAsItIs ) {
+   Said const said = talk( 1, 2 );
+   EXPECT_EQ( said.leader, "closed by the other side\n" );
+   EXPECT_EQ( said.follower, R"(house Versions::House
+   lamp["hall"] Versions::Lamp
+      light   on
+      level   7
+      colour  ""
+      note    -
+   lamp["porch"] Versions::Lamp
+      light   off
+      level   0
+      colour  ""
+      note    -
+   changed  false
+   sensor   -
+entities 3, of unknown types 0, messages skipped 0
+house Versions::House
+   lamp["attic"] Versions::Lamp
+      light   on
+      level   0
+      colour  ""
+      note    -
+   lamp["hall"] Versions::Lamp
+      light   off
+      level   70
+      colour  ""
+      note    -
+   changed  true
+   sensor   -
+entities 3, of unknown types 0, messages skipped 0
+)" );
+}
+
+TEST( Versions, AnAttributeOfAnotherFormIsRefusedByBothSides ) {
+   std::string const differs = "type Versions::Lamp, attribute 260 (level): form is ";
+   Said const said = talk( 3, 1 );
+   EXPECT_EQ( said.leader, differs + "U64 at the leader and U32 at the follower\n" );
+   EXPECT_EQ( said.follower, "for good: " + said.leader );
+   Said const other = talk( 2, 3 );
+   EXPECT_EQ( other.leader, differs + "U32 at the leader and U64 at the follower\n" );
+   EXPECT_EQ( other.follower, "for good: " + other.leader );
+}
+
+} // namespace
