@@ -1,5 +1,6 @@
 #include <exception>
 #include <iostream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -160,7 +161,15 @@ int run( int argc, char** argv ) {
    CLI::App* const schemaCommand =
       app.add_subcommand( "schema", "Show the registered types and their attributes" );
    std::vector<std::string> types;
-   schemaCommand->add_option( "TYPE", types, "Types to show; all, if none is given" );
+   schemaCommand->add_option( "TYPE", types, "Types to show; all, if none is given" )
+      ->check( []( std::string const& given ) -> std::string {
+         try {
+            (void)Dot1xCtl::schema( Dot1xCtl::Modules::all, { given } );
+            return {};
+         } catch ( std::runtime_error const& error ) {
+            return error.what();
+         }
+      } );
    bool markdown = false;
    schemaCommand->add_flag( "--markdown", markdown, "Print Markdown instead of tables" )
       ->excludes( schemaCommand->add_flag( "--json", json, "Print JSON instead of tables" ) );
