@@ -60,6 +60,8 @@ struct AttributeRecord {
    Entity* ( *child )( void const* object ) = nullptr;
    /// For what is not stored: assigns it to \p result, a live value; \p key is null if it has none.
    void ( *compute )( void const* object, void const* key, void* result ) = nullptr;
+   /// For what is computed and is an entity: the one in \p result, or null.
+   Entity* ( *computedEntity )( void const* result ) = nullptr;
    /// How many elements there are, for kinds that hold several.
    std::uint32_t ( *size )( void const* object ) = nullptr;
    /// A new iterator at \p startKey or, if that is null, at the first element; see iterator.

@@ -152,6 +152,7 @@ private:
                                            "Vlan7",
                                            "00:00:5e:00:53:01",
                                            "Ethernet3/1",
+                                           "00:00:5e:00:53:01@Ethernet3/1",
                                            "Brevia-Acl-Name",
                                            "Brevia-Av-Pair",
                                            "none",

@@ -1,7 +1,9 @@
 #include <exception>
 #include <functional>
 #include <iostream>
+#include <stdexcept>
 #include <string>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 
@@ -59,15 +61,20 @@ tagged, and name where the dictionary has one.)";
 
 constexpr char const* schemaHelp = R"(
 Prints, module by module, each type with its slot, kind and whether it can be
-hashed, its attributes (id, name, kind, type, key, default, salt) and, of an
-enumeration, its values.
+hashed, its attributes (id, name, kind, type, default or constant, key, salt of
+the hash) and, of an enumeration, its values. A TYPE is a name with or without
+its namespace.
 
 --json prints one object:
   {"modules":[{"name","types":[{"name","kind","slot","hashable",
-    "attributes":[{"id","name","type","kind","key","default","salt","onWire"}],
-    "values":[{"value","name"}]}]}]}
+    "attributes":[{"id","name","type","kind","key","default","value","salt",
+    "onWire"}],"values":[{"value","name"}]}]}]}
 "kind" of a type is entity, value, enum8 or enum32. Types are in slot order,
-attributes in id order; what does not apply is left out.)";
+attributes in id order; what does not apply is left out. "value" is that of a
+constant.
+
+--markdown prints a document with a table of contents, of the library's types
+and not of "Replay".)";
 
 constexpr char const* watchHelp = R"(
 Connects to a process that publishes trees and prints each change as it arrives,
@@ -81,11 +88,16 @@ connection, or what it says would be misread here.
 --json prints an object a line, with members time, root, path (array of
 {"attribute", "key"}), attribute, key, old and new.)";
 
-void schema( bool json ) {
+void schema( bool json, bool markdown, std::vector<std::string> const& types ) {
+   using Dot1xCtl::Modules;
+   auto const made =
+      Dot1xCtl::schema( markdown && types.empty() ? Modules::library : Modules::all, types );
    if ( json ) {
-      std::cout << Dot1xCtl::schema().dump() << '\n';
+      std::cout << made.dump() << '\n';
+   } else if ( markdown ) {
+      Dot1xCtl::printMarkdown( std::cout, made );
    } else {
-      Dot1xCtl::printSchema( std::cout, Dot1xCtl::schema() );
+      Dot1xCtl::printSchema( std::cout, made );
    }
 }
 
@@ -120,7 +132,19 @@ int run( int argc, char** argv ) {
 
    CLI::App* const schemaCommand =
       app.add_subcommand( "schema", "Show the registered types and their attributes" );
-   schemaCommand->add_flag( "--json", json, "Print JSON instead of tables" );
+   std::vector<std::string> types;
+   schemaCommand->add_option( "TYPE", types, "Types to show; all, if none is given" )
+      ->check( []( std::string const& given ) -> std::string {
+         try {
+            (void)Dot1xCtl::schema( Dot1xCtl::Modules::all, { given } );
+            return {};
+         } catch ( std::runtime_error const& error ) {
+            return error.what();
+         }
+      } );
+   bool markdown = false;
+   schemaCommand->add_flag( "--markdown", markdown, "Print Markdown instead of tables" )
+      ->excludes( schemaCommand->add_flag( "--json", json, "Print JSON instead of tables" ) );
    schemaCommand->footer( schemaHelp );
 
    try {
@@ -141,7 +165,7 @@ int run( int argc, char** argv ) {
    } else if ( watchCommand->parsed() ) {
       result = Dot1xCtl::watch( Dot1xCtl::Address( connect ), json );
    } else {
-      schema( json );
+      schema( json, markdown, types );
    }
    std::cout.flush();
    if ( !std::cout ) {
