@@ -3,6 +3,7 @@
 #include <iostream>
 #include <memory>
 
+#include "Dump.h"
 #include "LeaderLoop.h"
 #include "Output.h"
 #include "Problems.h"
@@ -58,7 +59,7 @@ int replay( ReplayOptions const& options ) {
 
    Problems problems( std::cerr );
    std::unique_ptr<Output> const output = outputOf( options );
-   bool const keep = options.tree || loop != nullptr;
+   bool const keep = options.tree || loop != nullptr || !options.dump.empty();
    Replay replay( *output, problems, keep ? Replay::Answers::keep : Replay::Answers::pass );
    replay.interrupted = interrupted;
    Agent agent( options.agent );
@@ -76,6 +77,9 @@ int replay( ReplayOptions const& options ) {
       print( roots, options );
    }
    std::cout.flush();
+   if ( !options.dump.empty() && !interrupted() ) {
+      writeDump( options.dump, streamOf( roots ) );
+   }
 
    if ( !interrupted() && loop != nullptr ) {
       for ( auto const& [name, root] : roots ) {

@@ -17,6 +17,7 @@ struct ReplayOptions {
    std::optional<ShowRequest> show; ///< Print this instead.
    AgentSettings agent;
    std::optional<Address> listen;
+   std::string dump; ///< Write the trees to this file; empty for none.
 };
 
 /// The subcommand replay. Returns the exit code; bad captures are told on standard error. An

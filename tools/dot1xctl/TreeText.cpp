@@ -133,7 +133,13 @@ void printText( std::ostream& out, Part const& roots ) {
 
 void printText( std::ostream& out, std::string const& time, std::string const& root,
                 ChangePart const& change ) {
-   out << time << ' ' << escaped( root );
+   out << time << ' ';
+   printText( out, root, change );
+   out.flush();
+}
+
+void printText( std::ostream& out, std::string const& root, ChangePart const& change ) {
+   out << escaped( root );
    for ( Part const& one : change.path ) {
       out << '/' << labelOf( one.name, one );
    }
@@ -141,7 +147,6 @@ void printText( std::ostream& out, std::string const& time, std::string const& r
       out << '/' << labelOf( change.attribute.name, change.attribute );
    }
    out << ' ' << lineOf( change.before ) << " -> " << lineOf( change.after ) << '\n';
-   out.flush();
 }
 
 } // namespace Dot1xCtl

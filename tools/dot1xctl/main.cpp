@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <exception>
 #include <functional>
 #include <iostream>
@@ -7,6 +8,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "DumpCommand.h"
 #include "Follow.h"
 #include "Options.h"
 #include "ReplayCommand.h"
@@ -43,6 +45,8 @@ are there.
 ADDRESS is unix:PATH (for this user and root alone), tcp:HOST:PORT or tcp:PORT
 (this machine alone; over TCP nobody is asked who they are, so name a HOST of
 yours with care). Port 0 takes any that is free.
+
+--dump writes those trees to a file (see dump), before they are published.
 
 --tree prints those trees instead, as "show tree" does.)";
 
@@ -117,11 +121,16 @@ int run( int argc, char** argv ) {
    replayCommand->add_flag( "--tree", options.tree, "Print the trees that --listen publishes" );
    std::string listen;
    Dot1xCtl::addressOption( *replayCommand, "--listen", listen, "Then publish the trees there" );
+   replayCommand->add_option( "--dump", options.dump, "Then write the trees to this file" )
+      ->type_name( "FILE" );
    Dot1xCtl::addShowOptions( *replayCommand, options );
    replayCommand->footer( std::string( replayHelp ) + "\n" + jsonHelp );
 
    std::function<int()> runShow;
    CLI::App* const showCommand = Dot1xCtl::addShow( app, runShow );
+
+   std::function<int()> runDump;
+   Dot1xCtl::addDump( app, runDump );
 
    CLI::App* const watchCommand =
       app.add_subcommand( "watch", "Show the changes in that, as they arrive" );
@@ -162,6 +171,8 @@ int run( int argc, char** argv ) {
       result = Dot1xCtl::replay( options );
    } else if ( showCommand->parsed() ) {
       result = runShow();
+   } else if ( runDump ) {
+      result = runDump();
    } else if ( watchCommand->parsed() ) {
       result = Dot1xCtl::watch( Dot1xCtl::Address( connect ), json );
    } else {
@@ -170,7 +181,7 @@ int run( int argc, char** argv ) {
    std::cout.flush();
    if ( !std::cout ) {
       std::cerr << "dot1xctl: standard output cannot be written\n";
-      result = failed;
+      result = std::max( result, failed );
    }
    return result;
 }
