@@ -12,6 +12,7 @@
 #include "Tree.h"
 #include "TreeJson.h"
 #include "TreeText.h"
+#include "Varek/Failures.h"
 
 namespace Dot1xCtl {
 
@@ -112,7 +113,16 @@ private:
 
 } // namespace
 
-int show( Address const& address, double seconds, bool json ) {
+void printRoots( std::ostream& out, Roots const& roots, bool json ) {
+   Part const part = rootsPart( roots );
+   if ( json ) {
+      out << compact( jsonOf( part ) ) << '\n';
+   } else {
+      printText( out, part );
+   }
+}
+
+int show( Address const& address, double seconds, PrintRoots const& print ) {
    constexpr Pause betweenAttempts{ 50 };
    FollowerLoop loop( address );
    bool synced = false;
@@ -129,13 +139,13 @@ int show( Address const& address, double seconds, bool json ) {
    FollowerLoop::End const end = loop.run( std::chrono::duration<double>( seconds ) );
    if ( synced ) {
       tellUnknown( address, loop.follower() );
-      Part const roots = rootsPart( rootsOf( loop.follower() ) );
-      if ( json ) {
-         std::cout << compact( jsonOf( roots ) ) << '\n';
-      } else {
-         printText( std::cout, roots );
+      try {
+         print( std::cout, rootsOf( loop.follower() ) );
+         return 0;
+      } catch ( Varek::Failure const& failure ) {
+         tell( stringValue( address ) + ": " + failure.what() );
+         return 1;
       }
-      return 0;
    }
    if ( end == FollowerLoop::End::interrupted ) {
       last = stringValue( address ) + ": interrupted before everything had come";

@@ -3,12 +3,12 @@
 #include <iostream>
 #include <memory>
 
+#include "Config.h"
+#include "Follow.h"
 #include "LeaderLoop.h"
 #include "Output.h"
 #include "Problems.h"
 #include "Replay.h"
-#include "TreeJson.h"
-#include "TreeText.h"
 
 namespace Dot1xCtl {
 
@@ -31,18 +31,17 @@ std::unique_ptr<Output> outputOf( ReplayOptions const& options ) {
                          : textOutput( std::cout );
 }
 
-void printTree( Varek::Ptr<::Replay::Status> const& status, bool json ) {
-   Part const roots = rootsPart( { { rootName, status } } );
-   if ( json ) {
-      std::cout << compact( jsonOf( roots ) ) << '\n';
-   } else {
-      printText( std::cout, roots );
-   }
-}
-
 } // namespace
 
 int replay( ReplayOptions const& options ) {
+   Roots roots;
+   if ( !options.config.empty() ) {
+      auto const config = loadConfig( options.config, std::cerr );
+      if ( !config ) {
+         return 1;
+      }
+      roots[statusName] = config;
+   }
    std::unique_ptr<LeaderLoop> loop;
    if ( options.listen ) {
       loop = std::make_unique<LeaderLoop>( *options.listen );
@@ -60,13 +59,16 @@ int replay( ReplayOptions const& options ) {
       }
    }
    output->summary( replay.summary() );
+   roots[rootName] = replay.status();
    if ( options.tree ) {
-      printTree( replay.status(), options.json );
+      printRoots( std::cout, roots, options.json );
    }
    std::cout.flush();
 
    if ( !interrupted() && loop != nullptr ) {
-      loop->leader().rootIs( rootName, replay.status() );
+      for ( auto const& [name, root] : roots ) {
+         loop->leader().rootIs( name, root );
+      }
       std::cerr << "listening on " << stringValue( loop->address() ) << std::endl;
       loop->run();
    }

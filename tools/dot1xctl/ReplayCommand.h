@@ -11,7 +11,8 @@ namespace Dot1xCtl {
 struct ReplayOptions {
    std::vector<std::string> captures;
    bool json = false;
-   bool tree = false; ///< Print the tree instead of what is read.
+   bool tree = false;  ///< Print the tree instead of what is read.
+   std::string config; ///< Of the file whose configuration is published, too; empty for none.
    std::optional<Address> listen;
 };
 

@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "ConfigValue.h"
 #include "framework/AttrLog.h"
+#include "framework/Strep.h"
 #include "framework/Untyped.h"
 #include "framework/ValueTable.h"
 
@@ -78,7 +80,7 @@ Part severalPart( Qel::TypeRecord const& type, Qel::AttributeRecord const& attri
       }
    }
    if ( attribute.salted ) {
-      std::ranges::sort( result.parts, keyLess );
+      sortByKey( result );
    }
    if ( set ) {
       for ( Part& one : result.parts ) {
@@ -86,10 +88,6 @@ Part severalPart( Qel::TypeRecord const& type, Qel::AttributeRecord const& attri
       }
    }
    return result;
-}
-
-bool isShown( Qel::AttributeRecord const& attribute ) {
-   return attribute.kind != AttributeKind::constant && attribute.kind != AttributeKind::derived;
 }
 
 std::vector<Part> attributeParts( Qel::TypeRecord const& type, void const* object ) {
@@ -158,6 +156,12 @@ Part presentPart( Qel::TypeRecord const& type, Qel::AttributeRecord const& attri
 
 } // namespace
 
+bool isShown( Qel::AttributeRecord const& attribute ) {
+   return attribute.kind != AttributeKind::constant && attribute.kind != AttributeKind::derived;
+}
+
+void sortByKey( Part& keyed ) { std::ranges::sort( keyed.parts, keyLess ); }
+
 Part valuePart( AtomicFnTable const& table, void const* value ) {
    Part result;
    Varek::TypeInspectData const* const type = table.registered();
@@ -165,8 +169,12 @@ Part valuePart( AtomicFnTable const& table, void const* value ) {
       result.form = Part::Form::fields;
       result.parts = attributeParts( Qel::typeRecord( *type ), value );
    } else if ( table.inspectEncodeToString != nullptr ) {
-      result.form = formOf( table.typeName );
       result.text = table.inspectEncodeToString( value );
+      if ( result.text == Qel::absentWord && isOptional( table ) ) {
+         result.text.clear(); // nothing
+      } else {
+         result.form = formOf( table.typeName );
+      }
    } else if ( UntypedValue const nothing( table ); !table.equal( value, nothing.get() ) ) {
       // Without text and record only its type can be told, and whether there is anything in it.
       result.form = Part::Form::word;

@@ -1,9 +1,12 @@
 #include <exception>
+#include <functional>
 #include <iostream>
 #include <string>
 
 #include <CLI/CLI.hpp>
 
+#include "ConfigCommand.h"
+#include "ConfigOutput.h"
 #include "Follow.h"
 #include "ReplayCommand.h"
 #include "Schema.h"
@@ -64,7 +67,7 @@ attributes in id order; what does not apply is left out.)";
 constexpr char const* treeJsonHelp = R"(
 --json: an entity is {"type", "attributes": {name: value}}, a value without a
 text of its own {name: value}; sequences, arrays and sets are arrays, all else
-that holds several is an object by key; an absent child is null. Booleans and
+that holds several is an object by key; what is absent is null. Booleans and
 finite numbers are JSON's, text that is no UTF-8 is {"octets": "0x..."}, and
 everything else a string.)";
 
@@ -72,6 +75,9 @@ constexpr char const* showHelp = R"(
 Connects to a process that publishes trees ("replay --listen"), waits until they
 have come whole, and prints them: an attribute or element a line, indented. Text
 is in quotes; "-" is what is not there. Works for trees of any registered type.
+
+"config" prints the configuration that is published as "status" ("replay
+--config"), as "config show" prints that of a file.
 
 Exit code 1, with the reason on standard error, if there is no connection, it is
 refused or ends, or not everything has come in time.
@@ -111,6 +117,20 @@ CLI::Option* addressOption( CLI::App& command, char const* name, std::string& te
       } );
 }
 
+Dot1xCtl::PrintRoots printConfig( bool json, bool diff ) {
+   return [=]( std::ostream& out, Dot1xCtl::Roots const& roots ) {
+      Dot1xCtl::printConfig(
+         out, roots, json ? Dot1xCtl::ConfigForm::json : Dot1xCtl::ConfigForm::text,
+         diff ? Dot1xCtl::ConfigExtent::difference : Dot1xCtl::ConfigExtent::whole );
+   };
+}
+
+Dot1xCtl::PrintRoots printTree( bool json ) {
+   return [=]( std::ostream& out, Dot1xCtl::Roots const& roots ) {
+      Dot1xCtl::printRoots( out, roots, json );
+   };
+}
+
 int run( int argc, char** argv ) {
    CLI::App app( "Shows the state of an IEEE 802.1X authenticator, and its types." );
    app.name( "dot1xctl" );
@@ -127,10 +147,17 @@ int run( int argc, char** argv ) {
    replayCommand->add_flag( "--tree", options.tree, "Print the tree that --listen publishes" );
    std::string listen;
    addressOption( *replayCommand, "--listen", listen, "Then publish the answers there" );
+   Dot1xCtl::addConfigOption( *replayCommand, options );
    replayCommand->footer( std::string( replayHelp ) + "\n" + jsonHelp );
 
    CLI::App* const showCommand =
       app.add_subcommand( "show", "Show what another process publishes" );
+   std::string what = "tree";
+   showCommand->add_option( "WHAT", what, "tree or config" )
+      ->check( CLI::IsMember( { "tree", "config" } ) )
+      ->capture_default_str();
+   bool diff = false;
+   showCommand->add_flag( "--diff", diff, "Of config only what differs from the defaults" );
    std::string connect;
    addressOption( *showCommand, "--connect", connect, "Where it listens" )->required();
    showCommand->add_flag( "--json", json, "Print JSON instead of text" );
@@ -145,6 +172,9 @@ int run( int argc, char** argv ) {
    addressOption( *watchCommand, "--connect", connect, "Where it listens" )->required();
    watchCommand->add_flag( "--json", json, "Print JSON instead of text" );
    watchCommand->footer( watchHelp );
+
+   std::function<int()> runConfig;
+   CLI::App* const configCommand = Dot1xCtl::addConfig( app, runConfig );
 
    CLI::App* const schemaCommand =
       app.add_subcommand( "schema", "Show the registered types and their attributes" );
@@ -165,9 +195,12 @@ int run( int argc, char** argv ) {
       }
       result = Dot1xCtl::replay( options );
    } else if ( showCommand->parsed() ) {
-      result = Dot1xCtl::show( Dot1xCtl::Address( connect ), wait, json );
+      result = Dot1xCtl::show( Dot1xCtl::Address( connect ), wait,
+                               what == "config" ? printConfig( json, diff ) : printTree( json ) );
    } else if ( watchCommand->parsed() ) {
       result = Dot1xCtl::watch( Dot1xCtl::Address( connect ), json );
+   } else if ( configCommand->parsed() ) {
+      result = runConfig();
    } else {
       schema( json );
    }
