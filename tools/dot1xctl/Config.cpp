@@ -6,6 +6,7 @@
 #include <iostream>
 #include <iterator>
 
+#include "AttributeText.h"
 #include "ConfigValue.h"
 #include "EntityReader.h"
 #include "Varek/Failures.h"
@@ -78,7 +79,7 @@ std::string contentsOf( std::string const& file ) {
    // Opened as a file, a directory would be an empty one.
    std::ifstream in( file, std::ios::binary );
    if ( !in || ( in.peek(), in.bad() ) ) {
-      throw Varek::Failure( file + ": " + std::strerror( errno ) );
+      throw Varek::Failure( escaped( file ) + ": " + std::strerror( errno ) );
    }
    return all( in );
 }

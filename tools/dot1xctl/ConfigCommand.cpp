@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 
+#include "AttributeText.h"
 #include "Config.h"
 #include "ConfigOutput.h"
 #include "MbaName.h"
@@ -55,8 +56,8 @@ using Status = Varek::Ptr<Dot1xV2::Status>;
 
 void check( Given const& given, Status const& status ) {
    std::size_t const count = status->intfStatus().size();
-   std::cout << given.file << ": " << count << ( count == 1 ? " interface" : " interfaces" )
-             << ", no faults\n";
+   std::cout << escaped( given.file ) << ": " << count
+             << ( count == 1 ? " interface" : " interfaces" ) << ", no faults\n";
 }
 
 void show( Given const& given, Status const& status ) {
@@ -108,9 +109,7 @@ CLI::App* addConfig( CLI::App& app, std::function<int()>& action ) {
 }
 
 void addConfigOption( CLI::App& replay, ReplayOptions& options ) {
-   replay
-      .add_option( "--config", options.config,
-                   "Publish the configuration in this file, too, as \"status\"" )
+   replay.add_option( "--config", options.config, "Publish its configuration, too, as \"status\"" )
       ->type_name( "FILE" );
 }
 

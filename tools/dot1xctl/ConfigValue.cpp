@@ -44,15 +44,11 @@ std::string wholeNumber( AtomicFnTable const& table ) {
 /// In words, with \p text as what was given; \p decoder is how its own type tells it.
 std::string expected( AtomicFnTable const& table, std::string_view text,
                       std::string const& decoder ) {
-   std::vector<std::string_view> const names = enumeratorNames( table );
-   std::string result = isOptional( table ) ? "null or " : "";
-   if ( !names.empty() ) {
-      result += suggestion( text, names );
-      // After a question the sentence begins anew.
-      result =
-         result.empty() ? "one of " : "one of (" + result.substr( 0, result.size() - 1 ) + ") ";
-      return result + listed( names, "and" );
+   if ( auto const names = enumeratorNames( table ); !names.empty() ) {
+      std::string const hint = suggestion( text, names );
+      return "one of " + listed( names ) + ( hint.empty() ? "" : " (" + hint + ")" );
    }
+   std::string const result = isOptional( table ) ? "null or " : "";
    return result + ( isWhole( table )                ? wholeNumber( table )
                      : isA<bool>( table )            ? "true or false"
                      : isA<Varek::String>( table )   ? "a text"
@@ -171,7 +167,7 @@ bool readScalar( JsonPlace const& at, AtomicFnTable const& table, void* value, F
    bool const absent = node.text == Qel::absentWord && isOptional( table );
    Qel::UntypedValue const scratch( table );
    // Of what is no single value the type is asked, too: for the words in which it says what is one.
-   auto const wrong = decode( table, node.text, scratch.get() );
+   auto const wrong = decode( table, absent ? std::string_view() : node.text, scratch.get() );
    if ( isFitting( table, node ) && !absent && !wrong ) {
       table.assign( value, scratch.get() );
       return true;

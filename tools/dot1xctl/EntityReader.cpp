@@ -90,8 +90,9 @@ void EntityReader::unknown( JsonPlace const& at, TypeRecord const& type ) {
       return;
    }
    std::vector<std::string_view> const names = namesOf( type );
-   faults_.add( at, name + " has no such attribute; " + suggestion( at.node.name, names ) +
-                       "it has " + listed( names, "and" ) );
+   std::string const hint = suggestion( at.node.name, names );
+   faults_.add( at, name + " has no such attribute" + ( hint.empty() ? "" : " (" + hint + ")" ) +
+                       "; it has " + listed( names ) );
 }
 
 bool EntityReader::isKind( JsonPlace const& at, Kind kind, TypeRecord const* type ) {
@@ -101,7 +102,7 @@ bool EntityReader::isKind( JsonPlace const& at, Kind kind, TypeRecord const* typ
    std::string expected = kind == Kind::array ? "an array" : "an object";
    if ( type != nullptr ) {
       expected += " with attributes of " + std::string( type->unqualifiedName() ) + ": " +
-                  listed( namesOf( *type ), "and" );
+                  listed( namesOf( *type ) );
    }
    faults_.unexpected( at, expected );
    return false;

@@ -68,14 +68,14 @@ std::string suggestion( std::string_view word, std::span<std::string_view const>
          nearest = one;
       }
    }
-   return nearest.empty() ? std::string() : "did you mean \"" + std::string( nearest ) + "\"? ";
+   return nearest.empty() ? std::string() : "did you mean \"" + std::string( nearest ) + "\"?";
 }
 
-std::string listed( std::span<std::string_view const> words, std::string_view last ) {
+std::string listed( std::span<std::string_view const> words ) {
    std::string result;
    for ( std::size_t i = 0; i < words.size(); ++i ) {
       if ( i != 0 ) {
-         result += i + 1 == words.size() ? " " + std::string( last ) + " " : ", ";
+         result += i + 1 == words.size() ? " and " : ", ";
       }
       result += words[i];
    }

@@ -40,9 +40,9 @@ private:
 /// A line a fault: "dot1xctl: FILE:LINE: PATH: what"; then how many more there are.
 void printFaults( std::ostream&, std::string const& file, Faults const& );
 
-/// "did you mean \"framedMtu\"? ", if one of \p known is close enough to \p word; or nothing.
+/// "did you mean \"framedMtu\"?", if one of \p known is close enough to \p word; or nothing.
 std::string suggestion( std::string_view word, std::span<std::string_view const> known );
-/// "a, b and c"; \p last is the word before the last.
-std::string listed( std::span<std::string_view const> words, std::string_view last );
+/// "a, b and c".
+std::string listed( std::span<std::string_view const> words );
 
 } // namespace Dot1xCtl

@@ -65,6 +65,9 @@ private:
          --end;
       }
       std::string_view const whole = text_.substr( begin, end - begin );
+      if ( whole.empty() ) {
+         fail( "the name of an interface", begin );
+      }
       // A dash before a digit and behind one; Port-Channel1 has another.
       std::size_t const last = whole.size() - digitsAtEnd( whole );
       bool const isRange =
@@ -86,7 +89,9 @@ private:
       try {
          id = Lumo::IntfId( name );
       } catch ( Varek::TextError const& error ) {
-         fail( error.expected(), position );
+         // What is not written out in the text has its own positions.
+         bool const written = text_.substr( position ).starts_with( name );
+         fail( error.expected(), position + ( written ? error.position() : 0 ) );
       }
       add( id, position );
    }
