@@ -29,7 +29,7 @@ public:
    void unexpected( JsonPlace const& where, std::string const& expected );
 
    std::size_t count() const { return count_; }
-   /// The first mostKept, in the order of the file.
+   /// The first mostKept, in the order in which they were met.
    std::vector<Fault> const& kept() const { return kept_; }
 
 private:

@@ -33,10 +33,10 @@ std::string found( JsonNode const& node );
 
 class Faults;
 
-/// Reads \p text, which must be one JSON value. Tells what is wrong with line and column; a member
-/// that is named twice is wrong, too. Returns false, with \p root in any state, if there is a
-/// fault. JSON nested deeper than deepestJson is refused, so that no text overflows the stack of
-/// those who walk the nodes.
+/// Reads \p text, which must be one JSON value. Tells what is wrong with line and column, and
+/// returns false, with \p root in any state, if it is none. A member that is named twice is a
+/// fault, but is read. JSON nested deeper than deepestJson is refused, so that no text overflows
+/// the stack of those who walk the nodes.
 bool parseJson( std::string_view text, JsonNode& root, Faults& faults );
 
 inline constexpr std::size_t deepestJson = 64;
