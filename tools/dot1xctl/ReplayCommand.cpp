@@ -3,6 +3,8 @@
 #include <iostream>
 #include <memory>
 
+#include "Config.h"
+#include "Follow.h"
 #include "LeaderLoop.h"
 #include "Output.h"
 #include "Problems.h"
@@ -50,6 +52,14 @@ void print( Roots const& roots, ReplayOptions const& options ) {
 } // namespace
 
 int replay( ReplayOptions const& options ) {
+   Roots roots;
+   if ( !options.config.empty() ) {
+      auto const config = loadConfig( options.config, std::cerr );
+      if ( !config ) {
+         return 1;
+      }
+      roots[statusName] = config;
+   }
    std::unique_ptr<LeaderLoop> loop;
    if ( options.listen ) {
       loop = std::make_unique<LeaderLoop>( *options.listen );
@@ -71,7 +81,7 @@ int replay( ReplayOptions const& options ) {
       }
    }
    output->summary( replay.summary() );
-   Roots const roots = rootsOf( replay, agent );
+   roots.merge( rootsOf( replay, agent ) );
    if ( options.tree || options.show ) {
       print( roots, options );
    }

@@ -7,6 +7,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "ConfigCommand.h"
 #include "Follow.h"
 #include "Options.h"
 #include "ReplayCommand.h"
@@ -118,6 +119,7 @@ int run( int argc, char** argv ) {
    std::string listen;
    Dot1xCtl::addressOption( *replayCommand, "--listen", listen, "Then publish the trees there" );
    Dot1xCtl::addShowOptions( *replayCommand, options );
+   Dot1xCtl::addConfigOption( *replayCommand, options );
    replayCommand->footer( std::string( replayHelp ) + "\n" + jsonHelp );
 
    std::function<int()> runShow;
@@ -129,6 +131,9 @@ int run( int argc, char** argv ) {
    Dot1xCtl::addressOption( *watchCommand, "--connect", connect, "Where it listens" )->required();
    watchCommand->add_flag( "--json", json, "Print JSON instead of text" );
    watchCommand->footer( watchHelp );
+
+   std::function<int()> runConfig;
+   CLI::App* const configCommand = Dot1xCtl::addConfig( app, runConfig );
 
    CLI::App* const schemaCommand =
       app.add_subcommand( "schema", "Show the registered types and their attributes" );
@@ -164,6 +169,8 @@ int run( int argc, char** argv ) {
       result = runShow();
    } else if ( watchCommand->parsed() ) {
       result = Dot1xCtl::watch( Dot1xCtl::Address( connect ), json );
+   } else if ( configCommand->parsed() ) {
+      result = runConfig();
    } else {
       schema( json, markdown, types );
    }
