@@ -136,7 +136,7 @@ std::vector<Lumo::IntfId> interfacesOf( std::string_view text ) { return Reader(
 
 std::string interfacesText( std::vector<Lumo::IntfId> interfaces ) {
    std::ranges::sort( interfaces );
-   interfaces.erase( std::ranges::unique( interfaces ).begin(), interfaces.end() );
+   interfaces.erase( std::unique( interfaces.begin(), interfaces.end() ), interfaces.end() );
    std::string result;
    std::string prefix;
    for ( auto at = interfaces.begin(); at != interfaces.end(); ) {

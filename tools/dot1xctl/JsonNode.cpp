@@ -33,7 +33,6 @@ public:
       *reached_ = ++at_;
       return *this;
    }
-   friend bool operator==( Counted const& a, Counted const& b ) { return a.at_ == b.at_; }
    friend bool operator!=( Counted const& a, Counted const& b ) { return a.at_ != b.at_; }
 
 private:
