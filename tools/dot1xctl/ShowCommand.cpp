@@ -80,9 +80,7 @@ int run( Given const& given ) {
 CLI::App* addShow( CLI::App& app, std::function<int()>& action ) {
    auto const given = std::make_shared<Given>();
    CLI::App* const command = app.add_subcommand( "show", "Show what another process publishes" );
-   command
-      ->add_option( "WHAT", given->what,
-                    "all, ports, supplicants, blocked, sessions, config or tree" )
+   command->add_option( "WHAT", given->what, "Which of it; see below" )
       ->check( CLI::IsMember(
          { "all", "ports", "supplicants", "blocked", "sessions", "config", "tree" } ) )
       ->capture_default_str();
