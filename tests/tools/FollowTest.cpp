@@ -71,6 +71,24 @@ TEST( Follow, TheTreeHoldsWhatReplayPrints ) {
    }
 }
 
+TEST( Follow, ShowConfigPrintsTheConfigurationThatIsPublished ) {
+   Folder const folder;
+   std::string const file = sample( "switch48.json" );
+   Background leader( folder, "leader",
+                      leading( sample( "mba.pcap" ) + " --config " + file, folder.address() ) );
+   for ( char const* form : { "", " --json", " --diff", " --diff --json" } ) {
+      ToolRun const show( "show config --connect " + folder.address() + form );
+      EXPECT_EQ( show.exitCode, 0 ) << show.err;
+      EXPECT_EQ( show.out, ToolRun( "config show " + file + form ).out ) << form;
+   }
+   Background other( folder, "other", leading( sample( "mba.pcap" ), folder.address() + "2" ) );
+   ToolRun const none( "show config --connect " + folder.address() + "2" );
+   EXPECT_EQ( none.exitCode, 1 );
+   EXPECT_EQ( none.out, "" );
+   EXPECT_EQ( none.err, "dot1xctl: " + folder.address() +
+                           "2: no configuration is published: there is no tree \"status\"\n" );
+}
+
 TEST( Follow, TcpTakesAFreePortAndSaysWhich ) {
    Folder const folder;
    Background leader( folder, "leader", leading( sample( "mba.pcap" ), "tcp:0" ) );

@@ -1,4 +1,4 @@
-#include "DumpCommand.h"
+#include "Commands.h"
 
 #include <cstdint>
 #include <exception>
@@ -220,7 +220,7 @@ void addWait( CLI::App& command, Given& given ) {
 
 } // namespace
 
-void addDump( CLI::App& app, std::function<int()>& action ) {
+void addDump( CLI::App& app, Action& action ) {
    auto const given = std::make_shared<Given>();
    auto const does = [&action, given]( int ( *what )( Given const& ) ) {
       return [&action, given, what] { action = [given, what] { return what( *given ); }; };

@@ -12,6 +12,7 @@
 #include "Tree.h"
 #include "TreeJson.h"
 #include "TreeText.h"
+#include "Varek/Failures.h"
 
 namespace Dot1xCtl {
 

@@ -1,4 +1,4 @@
-#include "ShowCommand.h"
+#include "Commands.h"
 
 #include <memory>
 
@@ -20,6 +20,7 @@ have come whole, and prints of an authenticator's state
   supplicants MAC   all that is known of one
   blocked           the addresses that are blocked
   sessions          the accounting sessions
+  config            the configuration, as "config show" prints that of a file
   all               each of these (the default); trees of other types as tree
   tree              the trees as they are, of any registered type: an attribute
                     or element a line, indented; text is in quotes
@@ -33,7 +34,7 @@ refused or ends, not everything has come in time, or it has no such table.
 arrays; a supplicant as one object. Of a tree, an entity is {"type",
 "attributes": {name: value}}, a value without a text of its own {name: value};
 sequences, arrays and sets are arrays, all else that holds several is an object
-by key; an absent child is null. Booleans and finite numbers are JSON's, text
+by key; what is absent is null. Booleans and finite numbers are JSON's, text
 that is no UTF-8 is {"octets": "0x..."}, and everything else a string.)";
 
 /// As it is printed, whatever notation it is given in.
@@ -54,6 +55,7 @@ struct Given {
    std::string connect;
    double wait = 5;
    std::map<std::string, std::string> filters;
+   bool difference = false;
    bool json = false;
 };
 
@@ -61,6 +63,7 @@ int run( Given const& given ) {
    ShowRequest request;
    request.what = whatOf( given.what );
    request.json = given.json;
+   request.difference = given.difference;
    for ( auto const& [name, value] : given.filters ) {
       if ( !value.empty() ) {
          request.filters[name] = value;
@@ -74,16 +77,19 @@ int run( Given const& given ) {
 
 } // namespace
 
-CLI::App* addShow( CLI::App& app, std::function<int()>& action ) {
+void addShow( CLI::App& app, Action& action ) {
    auto const given = std::make_shared<Given>();
    CLI::App* const command = app.add_subcommand( "show", "Show what another process publishes" );
-   command->add_option( "WHAT", given->what, "all, ports, supplicants, blocked, sessions or tree" )
-      ->check( CLI::IsMember( { "all", "ports", "supplicants", "blocked", "sessions", "tree" } ) )
+   command->add_option( "WHAT", given->what, "Which of it; see below" )
+      ->check( CLI::IsMember(
+         { "all", "ports", "supplicants", "blocked", "sessions", "config", "tree" } ) )
       ->capture_default_str();
    command->add_option( "MAC", given->mac, "Of supplicants: this one, in detail" )
       ->transform( macAddress );
    addressOption( *command, "--connect", given->connect, "Where it listens" )->required();
    command->add_flag( "--json", given->json, "Print JSON instead of text" );
+   command->add_flag( "--diff", given->difference,
+                      "Of config only what differs from the defaults" );
    command->add_option( "--wait", given->wait, "How long to try, in seconds" )
       ->capture_default_str()
       ->check( CLI::Range( 0.001, 1e6 ) );
@@ -94,13 +100,12 @@ CLI::App* addShow( CLI::App& app, std::function<int()>& action ) {
    command->add_option( "--identity", filters["identity"], "... of this identity" );
    command->add_option( "--state", filters["state"], "... in this state: of ports or results" );
    command->footer( help );
-   command->callback( [given] {
+   command->callback( [given, &action] {
       if ( !given->mac.empty() && given->what != "supplicants" ) {
          throw CLI::ValidationError( "MAC", "only supplicants can be asked for by address" );
       }
+      action = [given] { return run( *given ); };
    } );
-   action = [given] { return run( *given ); };
-   return command;
 }
 
 void addShowOptions( CLI::App& replay, ReplayOptions& options ) {

@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "ConfigOutput.h"
 #include "Tables.h"
 #include "TreeJson.h"
 #include "TreeText.h"
@@ -21,6 +22,7 @@ std::map<std::string, What> const names = { { "all", What::all },
                                             { "supplicants", What::supplicants },
                                             { "blocked", What::blocked },
                                             { "sessions", What::sessions },
+                                            { "config", What::config },
                                             { "tree", What::tree } };
 
 /// The tables whose trees are there, in the order in which they are printed.
@@ -147,6 +149,9 @@ void printState( std::ostream& out, Roots const& roots, ShowRequest const& reque
    StateRoots const state( roots );
    if ( request.what == What::tree || ( request.what == What::all && !state ) ) {
       printTree( out, roots, request.json );
+   } else if ( request.what == What::config ) {
+      printConfig( out, roots, request.json ? ConfigForm::json : ConfigForm::text,
+                   request.difference ? ConfigExtent::difference : ConfigExtent::whole );
    } else if ( request.what == What::all ) {
       printAll( out, state, request );
    } else if ( request.mac ) {

@@ -8,18 +8,19 @@
 #include "Lumo/EthAddr.h"
 #include "Tree.h"
 
-/// What show and replay --show print of a process's trees: tables of an authenticator's state, or
-/// the trees as they are.
+/// What show and replay --show print of a process's trees: tables of an authenticator's state, its
+/// configuration, or the trees as they are.
 namespace Dot1xCtl {
 
 struct ShowRequest {
-   enum class What : std::uint8_t { all, ports, supplicants, blocked, sessions, tree };
+   enum class What : std::uint8_t { all, ports, supplicants, blocked, sessions, config, tree };
 
    What what = What::all;
    std::optional<Lumo::EthAddr> mac; ///< With supplicants: that one, in detail.
    /// By the name of a column in JSON: rows are printed only if that has this value, as it is in
    /// JSON or as in text. Not for trees.
    std::map<std::string, std::string> filters;
+   bool difference = false; ///< Of config only what differs from the defaults.
    bool json = false;
 };
 

@@ -16,6 +16,7 @@ struct ReplayOptions {
    bool tree = false;               ///< Print the trees instead of what is read.
    std::optional<ShowRequest> show; ///< Print this instead.
    AgentSettings agent;
+   std::string config; ///< Of the file whose configuration is published, too; empty for none.
    std::optional<Address> listen;
    std::string dump; ///< Write the trees to this file; empty for none.
 };
