@@ -1,0 +1,56 @@
+#pragma once
+
+#include <cstdint>
+#include <stdexcept>
+#include <vector>
+
+#include "Dot1xV2/Dot1xStatus.h"
+#include "Qel/NboAttrLog.h"
+#include "framework/AttrLog.h"
+#include "mirror/Description.h"
+#include "mirror/Endpoint.h"
+
+/// What LogFuzz takes, and who makes its first inputs must know: the first byte says how the rest
+/// is read.
+namespace LogInput {
+
+enum Form : std::uint8_t {
+   frames,   ///< What a leader says after a hello with which the follower agrees.
+   stream,   ///< All that it says.
+   messages, ///< U8 number of an entity type, then of each message U16 id, U8 size, the payload.
+   forms
+};
+
+/// The hello of a leader of this very process.
+inline std::vector<std::uint8_t> hello() {
+   Qel::NboAttrLog::OutBuffer out;
+   auto const ours = Mirror::Description::ofThisProcess();
+   out.outSmReserveMessage( Qel::NboAttrLog::FrameKind::hello, 0, {}, 10 + ours.size() );
+   out.putOctets( Mirror::protocolMagic, 8 );
+   out.put16( Mirror::protocolVersion );
+   ours.write( out );
+   out.outSmCommitMessage();
+   return { out.bytes().begin(), out.bytes().end() };
+}
+
+/// Made of constructor parameters that are all zeros; null for a type to which they mean nothing.
+inline Varek::Ptr<Qel::Entity> newEntity( Qel::TypeRecord const& type ) {
+   std::vector<std::uint8_t> const zeros( 256 );
+   Qel::NboAttrLog::In in( zeros );
+   try {
+      return newEntityForAttrLog( type, in );
+   } catch ( Varek::Failure const& ) {
+   } catch ( std::length_error const& ) {
+   }
+   return nullptr;
+}
+
+inline std::vector<Qel::TypeRecord const*> entityTypes() {
+   std::vector<Qel::TypeRecord const*> all;
+   for ( auto const* const type : Mirror::Description::ofThisProcess().records() )
+      if ( type->kind == Varek::TypeKind::entity && newEntity( *type ) )
+         all.push_back( type );
+   return all;
+}
+
+} // namespace LogInput
