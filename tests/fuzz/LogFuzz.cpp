@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include <gtest/gtest.h>
 #include <sys/socket.h>
 
 #include "Varek/Failures.h"
@@ -151,6 +152,12 @@ void toEntity( Bytes input ) {
 }
 
 } // namespace
+
+/// The types of the tests' own module say by GoogleTest what goes wrong in them.
+extern "C" int LLVMFuzzerInitialize( int*, char*** ) {
+   testing::GTEST_FLAG( break_on_failure ) = true;
+   return 0;
+}
 
 extern "C" int LLVMFuzzerTestOneInput( std::uint8_t const* data, std::size_t size ) {
    if ( size == 0 )
