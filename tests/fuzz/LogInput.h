@@ -1,7 +1,7 @@
 #pragma once
 
 #include <cstdint>
-#include <stdexcept>
+#include <span>
 #include <vector>
 
 #include "Dot1xV2/Dot1xStatus.h"
@@ -33,14 +33,16 @@ inline std::vector<std::uint8_t> hello() {
    return { out.bytes().begin(), out.bytes().end() };
 }
 
-/// Made of constructor parameters that are all zeros; null for a type to which they mean nothing.
+/// Made of constructor parameters that are all zeros, as many as its type wants; null for a type to
+/// which they mean nothing.
 inline Varek::Ptr<Qel::Entity> newEntity( Qel::TypeRecord const& type ) {
-   std::vector<std::uint8_t> const zeros( 256 );
-   Qel::NboAttrLog::In in( zeros );
-   try {
-      return newEntityForAttrLog( type, in );
-   } catch ( Varek::Failure const& ) {
-   } catch ( std::length_error const& ) {
+   std::vector<std::uint8_t> const zeros( 64 );
+   for ( std::size_t size = 0; size <= zeros.size(); ++size ) {
+      Qel::NboAttrLog::In in( std::span( zeros ).first( size ) );
+      try {
+         return newEntityForAttrLog( type, in );
+      } catch ( Varek::Failure const& ) {
+      }
    }
    return nullptr;
 }
