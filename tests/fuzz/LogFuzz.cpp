@@ -87,7 +87,7 @@ void toFollower( Bytes input, bool withHello ) {
    for ( Varek::String const& name : follower.roots() )
       VAREK_ASSERT( depth( *follower.root( name ) ) <= 1001 );
    // Once more, onto the trees that are there.
-   if ( !withHello )
+   if ( !withHello && input.size() % 8 == 0 )
       feed( follower, { hello, input } );
 }
 
@@ -110,6 +110,14 @@ State stateOf( Qel::Entity& entity ) {
    return state;
 }
 
+/// Errors name the attribute, also where the message is a removal.
+void expectPlace( Qel::NboAttrLog::AttrLogPlace const& place, Qel::TypeRecord const& type,
+                  Varek::FieldId id, Bytes payload ) {
+   VAREK_ASSERT( place.type() == type.name );
+   VAREK_ASSERT( place.field() == id || place.field() == id.removal() );
+   VAREK_ASSERT( place.offset() <= payload.size() );
+}
+
 /// Whether it was one.
 bool apply( Qel::Entity& entity, std::uint16_t id, Bytes payload ) {
    Qel::TypeRecord const& type = Qel::typeRecord( entity );
@@ -119,10 +127,9 @@ bool apply( Qel::Entity& entity, std::uint16_t id, Bytes payload ) {
       doHandleAttrDeserialization( EntityQelNboAttrLogSa( entity, type, nullptr ), id, in );
       return true;
    } catch ( Qel::NboAttrLog::AttrLogError const& e ) {
-      VAREK_ASSERT( e.type() == type.name && e.field() == Varek::FieldId( id ) );
-      VAREK_ASSERT( e.offset() <= payload.size() );
+      expectPlace( e, type, id, payload );
    } catch ( Qel::NboAttrLog::AttrLogLengthError const& e ) {
-      VAREK_ASSERT( e.type() == type.name && e.field() == Varek::FieldId( id ) );
+      expectPlace( e, type, id, payload );
    } catch ( Varek::Failure const& ) {
       // A value that the attribute does not take.
    }

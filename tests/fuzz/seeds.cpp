@@ -50,7 +50,9 @@ void streams( Seeds const& seeds, Roots::Root const& root, std::uint32_t seed ) 
       change( *tree );
    link.pump();
    auto const said = textOf( link.fromLeader );
-   seeds.add( char( LogInput::frames ) + said.substr( LogInput::hello().size() ) );
+   Qel::NboAttrLog::FrameHead hello;
+   std::size_t const head = Qel::NboAttrLog::FrameHeads().read( link.fromLeader, hello );
+   seeds.add( char( LogInput::frames ) + said.substr( head + hello.size ) );
    if ( root.name == std::string_view( "plant" ) && seed == 1 )
       seeds.add( char( LogInput::stream ) + said );
 }
