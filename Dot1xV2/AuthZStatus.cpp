@@ -1,11 +1,45 @@
 #include "Dot1xV2/AuthZStatus.h"
 
+#include <ostream>
+
+#include "Varek/Failures.h"
 #include "framework/Module.h"
 
 namespace Dot1xV2 {
 
 QEL_MODULE( "AuthZStatus", authZStatusModule, OperationalAuthZAttrs, Dot1xSuppAttr,
             Dot1xPortAppliedAttr, AuthZPortStatus, AuthZStatus, BlockedMacEntry, BlockedMacTable );
+
+namespace {
+
+/// Makes a part of \p whole from \p text, which lies in it; complaints are told in its terms.
+template<class T>
+T partFrom( std::string_view text, std::string_view whole ) {
+   try {
+      return T( text );
+   } catch ( Varek::TextError const& error ) {
+      auto const before = static_cast<std::size_t>( text.data() - whole.data() );
+      throw Varek::TextError( error.expected(), whole, before + error.position() );
+   }
+}
+
+} // namespace
+
+SupplicantPlace::SupplicantPlace( std::string_view text ) {
+   std::string_view const address = text.substr( 0, text.find( '@' ) );
+   mac = partFrom<Lumo::EthAddr>( address, text );
+   if ( address.size() == text.size() )
+      throw Varek::TextError( "\"@\" and an interface", text, text.size() );
+   intfId = partFrom<Lumo::IntfId>( text.substr( address.size() + 1 ), text );
+}
+
+Varek::String stringValue( SupplicantPlace const& place ) {
+   return stringValue( place.mac ) + '@' + stringValue( place.intfId );
+}
+
+std::ostream& operator<<( std::ostream& out, SupplicantPlace const& place ) {
+   return out << stringValue( place );
+}
 
 Varek::Ptr<Dot1xSuppAttr> AuthZStatus::getSupplicantAuthZAttrs( Lumo::IntfId intfId,
                                                                 Lumo::EthAddr const& mac ) const {

@@ -1,5 +1,10 @@
 #pragma once
 
+#include <compare>
+#include <cstdint>
+#include <iosfwd>
+#include <string_view>
+
 #include "Bridging/VlanId.h"
 #include "Dot1xV2/AuthNZLedraTypes.h"
 #include "Dot1xV2/Dot1xV2.h"
@@ -85,12 +90,29 @@ class VAREK_EXPORT BlockedMacTable final : public Qel::EntityOf<BlockedMacTable>
    QEL_CHILDREN( 258, BlockedMacEntry, blockedMacEntry, 0x6F8609AD )
 };
 
-/// A supplicant on a port.
-struct SupplicantPlace {
+/// A supplicant on a port: what a reading takes that has both as its key. No type of the module,
+/// since no attribute holds one.
+struct VAREK_EXPORT SupplicantPlace {
    Lumo::IntfId intfId;
    Lumo::EthAddr mac;
+
+   SupplicantPlace() = default;
+   SupplicantPlace( Lumo::IntfId interface, Lumo::EthAddr const& address )
+      : intfId( interface ), mac( address ) {}
+   /// From "00:00:5e:00:53:01@Ethernet3/1": the MAC address in any notation, "@", and the
+   /// interface, which may be the empty name. Throws Varek::TextError for anything else.
+   explicit SupplicantPlace( std::string_view text );
+
+   std::uint32_t hash( std::uint32_t seed ) const { return mac.hash( intfId.hash( seed ) ); }
    friend bool operator==( SupplicantPlace const&, SupplicantPlace const& ) = default;
+   /// By interface, then by address.
+   friend std::strong_ordering operator<=>( SupplicantPlace const&,
+                                            SupplicantPlace const& ) = default;
 };
+
+/// "00:00:5e:00:53:01@Ethernet3/1".
+VAREK_EXPORT Varek::String stringValue( SupplicantPlace const& );
+VAREK_EXPORT std::ostream& operator<<( std::ostream&, SupplicantPlace const& );
 
 /// The root: the ports by interface, and the blocked MAC addresses.
 class VAREK_EXPORT AuthZStatus final : public Qel::EntityOf<AuthZStatus> {

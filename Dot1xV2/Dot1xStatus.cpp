@@ -1,5 +1,10 @@
 #include "Dot1xV2/Dot1xStatus.h"
 
+#include <array>
+#include <cstdint>
+#include <string_view>
+
+#include "Dot1xV2/AuthNStatus.h"
 #include "framework/Module.h"
 
 namespace Dot1xV2 {
@@ -11,6 +16,28 @@ QEL_MODULE( "Dot1xStatus", dot1xStatusModule, Dot1xConstants, AuthZConstants, Ca
             AcctRequestProfile, Status, IntfStatus );
 
 namespace {
+
+/// Whether attribute \p id of \p T is called \p name and begins with \p value.
+template<class T, std::uint16_t id, class V>
+constexpr bool begins( std::string_view name, V const& value ) {
+   return T::attribute( Qel::Id<id>{} ).name == name && T::qelDefault( Qel::Id<id>{} ) == value;
+}
+
+// The profiles begin with literals, which a reader finds where the attribute is, and which are to
+// stay what the constants say.
+using Dot1x = Dot1xConstants;
+static_assert( begins<AuthNTimers, 2>( "quietPeriod", Dot1x::defaultQuietPeriod() ) );
+static_assert( begins<AuthNTimers, 3>( "slowPeriod", Dot1x::defaultSlowPeriod() ) );
+static_assert( begins<AuthNTimers, 7>( "mbaMulticastInterval",
+                                       Dot1x::defaultMbaMulticastInterval() ) );
+static_assert( begins<SuppIOProfile, 261>( "txPeriod", Dot1x::defaultTxPeriod() ) );
+static_assert( begins<SuppIOProfile, 262>( "maxTxRetries", Dot1x::defaultMaxTxRetries() ) );
+static_assert( begins<SuppIOProfile, 263>( "mbaPktDelay", Dot1x::defaultMbaDelay() ) );
+static_assert( begins<SuppIOProfile, 264>( "mbaHoldPeriod", Dot1x::defaultMbaHoldPeriod() ) );
+static_assert( begins<AuthNSupplicantStatus, 267>( "serviceType", Dot1x::serviceTypeUndefined() ) );
+static_assert( std::tuple_size_v<AuthNOrder::QelauthNOrderArray> == Dot1x::maxAuthNPhases() );
+static_assert( Dot1x::eapolWithTagMinSize() == Dot1x::eapolMinSize() + Dot1x::dot1qTagSize() );
+static_assert( Dot1x::eapRespMinLen() == Dot1x::eapMinSize() + 1 );
 
 // Not the enumerators' own names: whatever is neither of the two is shown as EAPOL.
 char const* shownName( AuthNMethod method ) {

@@ -5,7 +5,7 @@
 
 #include <benchmark/benchmark.h>
 
-#include "answer.pb.h"
+#include "bench/Messages.h"
 #include "bench/SampleAnswer.h"
 #include "framework/AttrLog.h"
 
@@ -95,46 +95,10 @@ BENCHMARK( decodeOurs )->Name( "decode_answer/ours" );
 
 // The same, into protobuf's messages.
 
-void valueSet( bench::Value& to, RadiusPktParserBase::AttrValue const& from ) {
-   struct {
-      bench::Value& to;
-      void operator()( Varek::String const& v ) const { to.set_text( v ); }
-      void operator()( RadiusPktParserBase::TaggedStr const& v ) const {
-         to.mutable_tagged_text()->set_tag( v.tag );
-         to.mutable_tagged_text()->set_value( v.value );
-      }
-      void operator()( std::uint32_t v ) const { to.set_number( v ); }
-      void operator()( RadiusPktParserBase::TaggedInt const& v ) const {
-         to.mutable_tagged_number()->set_tag( v.tag );
-         to.mutable_tagged_number()->set_value( v.value );
-      }
-      void operator()( std::uint64_t v ) const { to.set_long_number( v ); }
-      void operator()( Lumo::IpGenPrefix const& v ) const {
-         to.mutable_prefix()->set_family( static_cast<unsigned>( v.family() ) );
-         to.mutable_prefix()->set_length( v.length() );
-         to.mutable_prefix()->set_address( v.octets().data(), v.addressSize() );
-      }
-      void operator()( Varek::Bytes const& v ) const { to.set_octets( v.data(), v.size() ); }
-   } const set{ to };
-   std::visit( set, from.variant() );
-}
-
-void messageFill( bench::Answer& to, AaaResponse const& from ) {
-   to.set_kind( static_cast<unsigned>( from.type() ) );
-   to.set_calling_station( from.callingStationId().octets().data(), 6 );
-   for ( auto const& one : from.aaaAttribute() ) {
-      auto* const attribute = to.add_attribute();
-      attribute->set_vendor( one.attribute().vendor() );
-      attribute->set_type( one.attribute().type() );
-      for ( auto const& value : one.attrValue() )
-         valueSet( *attribute->add_value(), value );
-   }
-}
-
 void encodePeer( benchmark::State& state ) {
    google::protobuf::Arena arena;
    auto* const message = google::protobuf::Arena::CreateMessage<bench::Answer>( &arena );
-   messageFill( *message, *sample() );
+   Bench::messageFill( *message, *sample() );
    std::vector<std::uint8_t> bytes( 4096 );
    std::size_t size = 0;
    for ( auto _ : state ) {
@@ -150,7 +114,7 @@ void decodePeer( benchmark::State& state ) {
    std::string bytes;
    {
       bench::Answer message;
-      messageFill( message, *sample() );
+      Bench::messageFill( message, *sample() );
       message.SerializeToString( &bytes );
    }
    // The first block is reused, as a server that decodes one message after another would have it.

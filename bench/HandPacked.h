@@ -3,17 +3,17 @@
 #include <array>
 #include <cstdint>
 #include <cstring>
+#include <span>
 #include <string>
-#include <unistd.h>
 #include <variant>
 #include <vector>
 
 #include "bench/MirrorTypes.h"
 #include "bench/Processes.h"
 
-/// The practical limit of a full synchronisation: the same content in plain structs, packed
-/// big-endian into a buffer and unpacked from one, with no check but for the end of the buffer, no
-/// keys, no observers, no flow control.
+/// The same content in plain structs, packed big-endian into a buffer and unpacked from one, with
+/// no check but for the end of the buffer: with a socket between, the practical limit of a full
+/// synchronisation, and otherwise a codec for those who bring none.
 namespace Bench {
 
 struct HandValue {
@@ -60,6 +60,15 @@ inline HandValue handValue( RadiusPktParserBase::AttrValue const& from ) {
    return value;
 }
 
+inline HandAttribute handAttribute( Dot1xV2::AaaAttribute const& from ) {
+   HandAttribute to;
+   to.vendor = from.attribute().vendor();
+   to.type = from.attribute().type();
+   for ( auto const& value : from.attrValue() )
+      to.values.push_back( handValue( value ) );
+   return to;
+}
+
 inline std::vector<HandAnswer> handAnswers( Table const& table ) {
    std::vector<HandAnswer> all;
    for ( auto const& node : table.holder() ) {
@@ -68,13 +77,8 @@ inline std::vector<HandAnswer> handAnswers( Table const& table ) {
       one.number = node.key;
       one.kind = static_cast<std::uint32_t>( response->type() );
       one.station = response->callingStationId().octets();
-      for ( auto const& attribute : response->aaaAttribute() ) {
-         HandAttribute& to = one.attributes.emplace_back();
-         to.vendor = attribute.attribute().vendor();
-         to.type = attribute.attribute().type();
-         for ( auto const& value : attribute.attrValue() )
-            to.values.push_back( handValue( value ) );
-      }
+      for ( auto const& attribute : response->aaaAttribute() )
+         one.attributes.push_back( handAttribute( attribute ) );
    }
    return all;
 }
@@ -82,115 +86,99 @@ inline std::vector<HandAnswer> handAnswers( Table const& table ) {
 /// Of a value: kind, tag, then a U64 or a U32 length and octets, as the kind has it.
 inline bool isNumber( std::uint8_t kind ) { return kind >= 2 && kind <= 4; }
 
-class HandWriter {
+class HandPacker {
 public:
-   explicit HandWriter( int fd ) : fd_( fd ), buffer_( 65536 ) {}
+   explicit HandPacker( std::size_t size ) : buffer_( size ) {}
 
-   void write( HandAnswer const& one ) {
-      if ( buffer_.size() - used_ < 4096 )
-         flush();
+   /// The caller sees to it that there is room.
+   void pack( HandAnswer const& one ) {
       put( one.number );
       put( one.kind );
       octets( one.station.data(), 6 );
       put( static_cast<std::uint32_t>( one.attributes.size() ) );
-      for ( HandAttribute const& attribute : one.attributes ) {
-         put( attribute.vendor );
-         put( attribute.type );
-         put( static_cast<std::uint32_t>( attribute.values.size() ) );
-         for ( HandValue const& value : attribute.values ) {
-            put( value.kind );
-            put( value.tag );
-            if ( isNumber( value.kind ) ) {
-               put( value.number );
-            } else {
-               put( static_cast<std::uint32_t>( value.octets.size() ) );
-               octets( value.octets.data(), value.octets.size() );
-            }
+      for ( HandAttribute const& attribute : one.attributes )
+         pack( attribute );
+   }
+   void pack( HandAttribute const& attribute ) {
+      put( attribute.vendor );
+      put( attribute.type );
+      put( static_cast<std::uint32_t>( attribute.values.size() ) );
+      for ( HandValue const& value : attribute.values ) {
+         put( value.kind );
+         put( value.tag );
+         if ( isNumber( value.kind ) ) {
+            put( value.number );
+         } else {
+            put( static_cast<std::uint32_t>( value.octets.size() ) );
+            octets( value.octets.data(), value.octets.size() );
          }
       }
    }
-   void flush() {
-      for ( std::size_t sent = 0; sent < used_; ) {
-         ssize_t const n = ::write( fd_, buffer_.data() + sent, used_ - sent );
-         require( n > 0, "write" );
-         sent += static_cast<std::size_t>( n );
-      }
-      bytes_ += used_;
-      used_ = 0;
-   }
-   std::size_t bytes() const { return bytes_; }
-
-private:
    template<class U>
    void put( U value ) {
       value = Qel::NboAttrLog::Internal::networkOrder( value );
       octets( &value, sizeof value );
    }
+   std::span<char const> packed() const { return { buffer_.data(), used_ }; }
+   std::size_t room() const { return buffer_.size() - used_; }
+   void clear() { used_ = 0; }
+
+private:
    void octets( void const* from, std::size_t size ) {
       std::memcpy( buffer_.data() + used_, from, size );
       used_ += size;
    }
-   int const fd_;
    std::vector<char> buffer_;
    std::size_t used_ = 0;
+};
+
+class HandWriter {
+public:
+   explicit HandWriter( int fd ) : fd_( fd ), packer_( 65536 ) {}
+
+   void write( HandAnswer const& one ) {
+      if ( packer_.room() < 4096 )
+         flush();
+      packer_.pack( one );
+   }
+   void flush() {
+      auto const packed = packer_.packed();
+      writeAll( fd_, packed );
+      bytes_ += packed.size();
+      packer_.clear();
+   }
+   std::size_t bytes() const { return bytes_; }
+
+private:
+   int const fd_;
+   HandPacker packer_;
    std::size_t bytes_ = 0;
 };
 
-class HandReader {
+/// Each function is false if the rest is too short.
+class HandParser {
 public:
-   explicit HandReader( int fd ) : fd_( fd ), buffer_( 262144 ) {}
+   explicit HandParser( std::span<char const> rest ) : rest_( rest ) {}
 
-   std::vector<HandAnswer> read( std::size_t count ) {
-      std::vector<HandAnswer> all;
-      while ( all.size() < count ) {
-         std::size_t const mark = at_;
-         HandAnswer one;
-         if ( parse( one ) ) {
-            all.push_back( std::move( one ) );
-         } else {
-            at_ = mark;
-            more();
-         }
-      }
-      return all;
-   }
-
-private:
-   void more() {
-      std::memmove( buffer_.data(), buffer_.data() + at_, end_ - at_ );
-      end_ -= at_;
-      at_ = 0;
-      ssize_t const n = ::read( fd_, buffer_.data() + end_, buffer_.size() - end_ );
-      require( n > 0, "read" );
-      end_ += static_cast<std::size_t>( n );
-   }
    bool parse( HandAnswer& one ) {
       std::uint32_t attributes = 0;
       if ( !get( one.number ) || !get( one.kind ) || !octets( one.station.data(), 6 ) ||
            !get( attributes ) )
          return false;
       one.attributes.resize( attributes );
-      for ( HandAttribute& attribute : one.attributes ) {
-         std::uint32_t values = 0;
-         if ( !get( attribute.vendor ) || !get( attribute.type ) || !get( values ) )
+      for ( HandAttribute& attribute : one.attributes )
+         if ( !parse( attribute ) )
             return false;
-         attribute.values.resize( values );
-         for ( HandValue& value : attribute.values )
-            if ( !parse( value ) )
-               return false;
-      }
       return true;
    }
-   bool parse( HandValue& value ) {
-      if ( !get( value.kind ) || !get( value.tag ) )
+   bool parse( HandAttribute& attribute ) {
+      std::uint32_t values = 0;
+      if ( !get( attribute.vendor ) || !get( attribute.type ) || !get( values ) )
          return false;
-      if ( isNumber( value.kind ) )
-         return get( value.number );
-      std::uint32_t size = 0;
-      if ( !get( size ) || end_ - at_ < size )
-         return false;
-      value.octets.assign( buffer_.data() + at_, size );
-      at_ += size;
+      attribute.values.resize( values );
+      for ( HandValue& value : attribute.values )
+         if ( !parse( value ) )
+            return false;
       return true;
    }
    template<class U>
@@ -200,17 +188,45 @@ private:
       value = Qel::NboAttrLog::Internal::networkOrder( value );
       return true;
    }
-   bool octets( void* to, std::size_t size ) {
-      if ( end_ - at_ < size )
+   std::span<char const> rest() const { return rest_; }
+
+private:
+   bool parse( HandValue& value ) {
+      if ( !get( value.kind ) || !get( value.tag ) )
          return false;
-      std::memcpy( to, buffer_.data() + at_, size );
-      at_ += size;
+      if ( isNumber( value.kind ) )
+         return get( value.number );
+      std::uint32_t size = 0;
+      if ( !get( size ) || rest_.size() < size )
+         return false;
+      value.octets.assign( rest_.data(), size );
+      rest_ = rest_.subspan( size );
       return true;
    }
-   int const fd_;
-   std::vector<char> buffer_;
-   std::size_t at_ = 0;
-   std::size_t end_ = 0;
+   bool octets( void* to, std::size_t size ) {
+      if ( rest_.size() < size )
+         return false;
+      std::memcpy( to, rest_.data(), size );
+      rest_ = rest_.subspan( size );
+      return true;
+   }
+   std::span<char const> rest_;
 };
+
+inline std::vector<HandAnswer> handRead( int fd, std::size_t count ) {
+   std::vector<HandAnswer> all;
+   ReadBuffer buffer( fd );
+   while ( all.size() < count ) {
+      HandParser parser( buffer.held() );
+      HandAnswer one;
+      if ( parser.parse( one ) ) {
+         all.push_back( std::move( one ) );
+         buffer.takenIs( buffer.held().size() - parser.rest().size() );
+      } else {
+         buffer.more();
+      }
+   }
+   return all;
+}
 
 } // namespace Bench

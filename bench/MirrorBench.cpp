@@ -1,136 +1,20 @@
-// Mirroring a tree of 100,000 answers to other processes, and the changes after that: beside the
-// practical limit, a loop that packs the same content big-endian into a socket and unpacks it into
-// plain structs. (Beside Redis: RedisBench.cpp.)
+// Mirroring a tree of 100,000 answers to another process, and single changes after that, beside the
+// practical limit: a loop that packs the same content big-endian into a socket and unpacks it into
+// plain structs. What several followers cost the leader, beside one. (Beside Redis:
+// RedisBench.cpp.)
 
 #include <algorithm>
-#include <chrono>
-#include <fcntl.h>
-#include <list>
-#include <memory>
 #include <vector>
 
 #include <benchmark/benchmark.h>
 
 #include "bench/HandPacked.h"
-#include "bench/MirrorTypes.h"
+#include "bench/Mirrored.h"
 #include "bench/Processes.h"
-#include "bench/SampleAnswer.h"
-#include "framework/Module.h"
-#include "mirror/Follower.h"
-#include "mirror/Leader.h"
-
-namespace Bench {
-QEL_MODULE( "Bench", benchModule, Holder, Table );
-}
 
 namespace {
 
 using namespace Bench;
-using Clock = std::chrono::steady_clock;
-
-constexpr unsigned answers = 100000;
-constexpr unsigned attributesEach = 6;
-constexpr unsigned changesEach = 200000;
-Lumo::EthAddr const last( "ff:ff:ff:ff:ff:ff" );
-
-double since( Clock::time_point begin ) {
-   return std::chrono::duration<double>( Clock::now() - begin ).count();
-}
-
-Table& table() {
-   static Varek::Ptr<Table> const made = [] {
-      auto all = Table::TableIs();
-      for ( unsigned i = 0; i < answers; ++i )
-         answerFill( *all->holderIs( i )->aaaResponseIs( Dot1xV2::AaaResponseType::accepted ), i,
-                     attributesEach );
-      return all;
-   }();
-   return *made;
-}
-
-void nonBlocking( int fd ) { fcntl( fd, F_SETFL, fcntl( fd, F_GETFL ) | O_NONBLOCK ); }
-
-/// In the child: follows until its process ends; reports when it is ready, when it is synced, and
-/// each time that the first answer's station becomes another.
-void follow( int socket, std::function<void()> const& report ) {
-   nonBlocking( socket );
-   Mirror::Follower follower;
-   follower.connectedIs( socket );
-   report();
-   Varek::Subscription watched;
-   follower.onSynced = [&] {
-      auto const root = Varek::Ptr<Table>( static_cast<Table*>( follower.root( "table" ).get() ) );
-      auto const first = root->holder( 0 )->aaaResponse();
-      require( root->holder().size() == answers, "not all has come" );
-      watched = first->subscribe( [&]( Varek::Change const& change ) {
-         if ( change.id() == Varek::FieldId( 259 ) )
-            report();
-      } );
-      report();
-   };
-   while ( !follower.closed() ) {
-      pollfd one{ socket, static_cast<short>( POLLIN | ( follower.wantsWrite() ? POLLOUT : 0 ) ),
-                  0 };
-      poll( &one, 1, 1000 );
-      if ( one.revents & ( POLLIN | POLLHUP ) )
-         follower.onReadable();
-      if ( follower.wantsWrite() )
-         follower.onWritable();
-   }
-}
-
-/// A leader of the table with some followers in processes of their own.
-class Mirrored {
-public:
-   Mirrored() { leader_.rootIs( "table", Varek::Ptr<Table>( &table() ) ); }
-
-   void followerIs() {
-      Child& child = children_.emplace_back( follow );
-      child.await();
-      nonBlocking( child.socket() );
-      connections_.push_back( &leader_.connectionIs( child.release(), "child" ) );
-   }
-   /// Serves the followers until each has reported.
-   void awaitAll() {
-      std::vector<pollfd> fds;
-      std::vector<bool> reported( children_.size() );
-      for ( std::size_t left = children_.size(); left > 0; ) {
-         fds.clear();
-         for ( auto* const one : connections_ )
-            fds.push_back( { one->fd(),
-                             static_cast<short>( POLLIN | ( one->wantsWrite() ? POLLOUT : 0 ) ),
-                             0 } );
-         std::size_t i = 0;
-         for ( auto const& child : children_ )
-            fds.push_back( { reported[i++] ? -1 : child.told(), POLLIN, 0 } );
-         poll( fds.data(), fds.size(), 1000 );
-         serve();
-         i = 0;
-         for ( auto const& child : children_ ) {
-            if ( fds[connections_.size() + i].revents & POLLIN ) {
-               child.await();
-               reported[i] = true;
-               --left;
-            }
-            ++i;
-         }
-      }
-   }
-   void serve() {
-      for ( auto* const one : connections_ ) {
-         one->onReadable();
-         if ( one->wantsWrite() )
-            one->onWritable();
-         require( !one->closed(), "a follower has gone" );
-      }
-   }
-   std::uint64_t bytes() const { return leader_.stats().bytesSent; }
-
-private:
-   std::list<Child> children_;
-   Mirror::Leader leader_;
-   std::vector<Mirror::LeaderConnection*> connections_;
-};
 
 void fullSync( benchmark::State& state ) {
    table();
@@ -140,46 +24,36 @@ void fullSync( benchmark::State& state ) {
       auto const begin = Clock::now();
       mirrored.awaitAll();
       state.SetIterationTime( since( begin ) / answers );
-      state.counters["bytes"] = static_cast<double>( mirrored.bytes() ) / answers;
+      state.counters["bytes"] = static_cast<double>( mirrored.stats().bytesSent ) / answers;
    }
 }
 BENCHMARK( fullSync )->Name( "sync_answer/ours" )->UseManualTime()->Iterations( 1 );
 
-/// Makes the first answer's station another, which the followers report.
-void stationToggle() {
-   auto const first = table().holder( 0 )->aaaResponse();
-   first->callingStationIdIs( first->callingStationId() == last ? Lumo::EthAddr() : last );
-}
-
-void changeOne( unsigned i, unsigned number ) {
-   auto const response = table().holder( i )->aaaResponse();
-   attributePut( *response, 0, 27, { RadiusPktParserBase::AttrValue( number ) } );
-}
-
-void changes( benchmark::State& state ) {
-   static unsigned number = 1000000;
+/// What the leader's process computes for each change.
+template<unsigned followers>
+void leaderCost( benchmark::State& state ) {
    table();
    Mirrored mirrored;
-   for ( auto n = state.range( 0 ); n > 0; --n )
+   for ( unsigned n = 0; n < followers; ++n )
       mirrored.followerIs();
    mirrored.awaitAll();
    for ( auto _ : state ) {
-      auto const begin = Clock::now();
-      for ( unsigned n = 0; n < changesEach; ++n ) {
-         changeOne( n * 7919U % answers, ++number );
-         // As an agent's loop would: some work, then its sockets.
-         if ( n % 256 == 255 )
-            mirrored.serve();
-      }
-      stationToggle();
-      mirrored.awaitAll();
-      state.SetIterationTime( since( begin ) / changesEach );
+      auto const before = mirrored.stats();
+      double const begin = cpuSeconds();
+      changesMake( mirrored );
+      state.SetIterationTime( ( cpuSeconds() - begin ) / changesEach );
+      // How many changes were encoded for all at once; followers that are late make it fewer.
+      auto const after = mirrored.stats();
+      state.counters["shared_messages"] =
+         static_cast<double>( after.groupMessages - before.groupMessages ) / changesEach;
    }
 }
-BENCHMARK( changes )
-   ->Name( "change_followers/ours" )
-   ->Arg( 1 )
-   ->Arg( 4 )
+BENCHMARK( leaderCost<4> )
+   ->Name( "leader_cpu_4_followers_to_1/ours" )
+   ->UseManualTime()
+   ->Iterations( 1 );
+BENCHMARK( leaderCost<1> )
+   ->Name( "leader_cpu_4_followers_to_1/peer" )
    ->UseManualTime()
    ->Iterations( 1 );
 
@@ -215,8 +89,7 @@ void fullSyncByHand( benchmark::State& state ) {
    for ( auto _ : state ) {
       Child child( []( int socket, std::function<void()> const& report ) {
          report();
-         HandReader reader( socket );
-         require( reader.read( answers ).size() == answers, "not all has come" );
+         require( handRead( socket, answers ).size() == answers, "not all has come" );
          report();
       } );
       child.await();

@@ -2,16 +2,22 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <fcntl.h>
 #include <functional>
 #include <poll.h>
+#include <span>
 #include <stdexcept>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <utility>
+#include <vector>
 
-/// A child process at the other end of a socket, which reports by bytes: the receiving half of a
-/// benchmark of two processes.
+/// What benchmarks of several processes are made of.
 namespace Bench {
 
 inline void require( bool held, char const* what ) {
@@ -19,6 +25,16 @@ inline void require( bool held, char const* what ) {
       throw std::runtime_error( what );
 }
 
+inline void nonBlocking( int fd ) { fcntl( fd, F_SETFL, fcntl( fd, F_GETFL ) | O_NONBLOCK ); }
+
+/// Seconds that this process has computed, in the kernel too.
+inline double cpuSeconds() {
+   timespec now;
+   clock_gettime( CLOCK_PROCESS_CPUTIME_ID, &now );
+   return static_cast<double>( now.tv_sec ) + 1e-9 * static_cast<double>( now.tv_nsec );
+}
+
+/// A process at the other end of a socket, which reports by bytes.
 class Child {
 public:
    /// \p run( socket, report ) runs in the child, which then waits to be killed; it says "ready"
@@ -75,9 +91,81 @@ private:
    int told_;
 };
 
+/// A process that computes one plain value, so that nothing it does is left behind in this one.
+template<class T>
+class Reporter {
+public:
+   template<class F>
+   explicit Reporter( F run ) {
+      int ends[2];
+      require( pipe( ends ) == 0, "pipe" );
+      pid_ = fork();
+      require( pid_ >= 0, "fork" );
+      if ( pid_ == 0 ) {
+         ::close( ends[0] );
+         try {
+            T const value = run();
+            _exit( ::write( ends[1], &value, sizeof value ) == sizeof value ? 0 : 1 );
+         } catch ( std::exception const& e ) {
+            std::fprintf( stderr, "%s\n", e.what() );
+            _exit( 1 );
+         }
+      }
+      ::close( ends[1] );
+      end_ = ends[0];
+   }
+   Reporter( Reporter const& ) = delete;
+   Reporter& operator=( Reporter const& ) = delete;
+   ~Reporter() {
+      ::close( end_ );
+      int status;
+      ::waitpid( pid_, &status, 0 );
+   }
+   T get() const {
+      T value;
+      require( ::read( end_, &value, sizeof value ) == sizeof value, "a process has failed" );
+      return value;
+   }
+
+private:
+   pid_t pid_;
+   int end_;
+};
+
 inline bool readable( int fd, int milliseconds ) {
    pollfd one{ fd, POLLIN, 0 };
    return poll( &one, 1, milliseconds ) > 0;
 }
+
+inline void writeAll( int fd, std::span<char const> bytes ) {
+   while ( !bytes.empty() ) {
+      ssize_t const n = ::write( fd, bytes.data(), bytes.size() );
+      require( n > 0, "write" );
+      bytes = bytes.subspan( static_cast<std::size_t>( n ) );
+   }
+}
+
+/// What has come over a blocking socket and has not been taken yet.
+class ReadBuffer {
+public:
+   explicit ReadBuffer( int fd ) : fd_( fd ), buffer_( 262144 ) {}
+
+   std::span<char const> held() const { return { buffer_.data() + at_, end_ - at_ }; }
+   void takenIs( std::size_t count ) { at_ += count; }
+   void more() {
+      std::memmove( buffer_.data(), buffer_.data() + at_, end_ - at_ );
+      end_ -= at_;
+      at_ = 0;
+      ssize_t const n = ::read( fd_, buffer_.data() + end_, buffer_.size() - end_ );
+      require( n > 0, "read" );
+      end_ += static_cast<std::size_t>( n );
+   }
+
+private:
+   int const fd_;
+   std::vector<char> buffer_;
+   std::size_t at_ = 0;
+   std::size_t end_ = 0;
+};
 
 } // namespace Bench

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "framework/Ahead.h"
 #include "framework/AttrLogRecords.h"
 
 namespace Qel {
@@ -203,6 +204,12 @@ void forEachChild( TypeRecord const& type, Entity const& entity, void ( *visit )
    for ( std::size_t i = 0; i < type.attributes.size(); ++i )
       if ( AttributeLog const* const log = type.wire[i].log; log && log->visit )
          log->visit( entity, visit, context );
+}
+
+void prefetchContents( TypeRecord const& type, Entity const& entity, bool below ) {
+   for ( std::size_t i = 0; i < type.attributes.size(); ++i )
+      if ( AttributeLog const* const log = type.wire[i].log; log && log->prefetch )
+         log->prefetch( entity, below );
 }
 
 Entity* oldChild( TypeRecord const& type, Varek::FieldId id, void const* oldData ) {

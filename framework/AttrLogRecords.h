@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "framework/Ahead.h"
 #include "framework/Arrays.h"
 #include "framework/AttrLog.h"
 #include "framework/ElementLog.h"
@@ -42,6 +43,8 @@ struct AttributeLog {
    Entity* ( *child )( EntityQelNboAttrLogSa const&, NboAttrLog::In& ) = nullptr;
    void ( *visit )( Entity const&, void ( * )( Entity&, void* ), void* ) = nullptr;
    Entity* ( *oldChild )( void const* oldData ) = nullptr;
+   /// For attributes whose contents lie outside of the entity: asks for that memory; see Ahead.h.
+   void ( *prefetch )( Entity const&, bool below ) = nullptr;
 };
 
 /// What the log does with the constructor parameters of an entity type.
@@ -184,12 +187,22 @@ struct ChildLog {
    static Entity* oldChild( void const* old ) {
       return static_cast<Ptr<Child> const*>( old )->get();
    }
+   static void prefetch( Entity const& entity, bool below ) {
+      auto const& child = D::get( static_cast<Owner const&>( entity ) ).child;
+      if ( !child )
+         return;
+      if ( below )
+         prefetchContents( typeRecord( Child::qelBinding() ), *child, false );
+      else
+         Internal::prefetch( child.get(), sizeof( Child ) );
+   }
    static void form( Varek::String& text ) { text.append( typeName<Child> ); }
    static constexpr AttributeLog log() {
       AttributeLog made{ form, write, apply, remove };
       made.child = child;
       made.visit = visit;
       made.oldChild = oldChild;
+      made.prefetch = prefetch;
       return made;
    }
 };
@@ -240,11 +253,14 @@ struct KeyedLog {
          if ( at.walking ) {
             Map const& all = map( sa );
             at.assertVersion( all );
-            for ( auto element = all.from( at.position ); element != all.end(); ++element )
+            auto element = all.from( at.position );
+            for ( Ahead<Map, holdsChildren> ahead( element ); element != all.end(); ++element ) {
+               ahead.step();
                if ( !writePresent( sa, *element ) ) {
                   at.position = all.positionOf( *element );
                   return false;
                }
+            }
             at.walking = false;
             if ( dirty )
                at.leaveDirty( *dirty );
@@ -383,6 +399,11 @@ struct KeyedLog {
       return static_cast<Ptr<typename Element::Child> const*>( old )->get();
    }
 
+   static void prefetch( Entity const& entity, bool below ) {
+      if ( !below )
+         D::get( static_cast<Owner const&>( entity ) ).prefetch();
+   }
+
    static constexpr AttributeLog log() {
       AttributeLog made{ Element::form, write, apply, remove, flush, newKeyedFlow, transaction };
       if constexpr ( holdsChildren ) {
@@ -390,6 +411,8 @@ struct KeyedLog {
          made.visit = visit;
          made.oldChild = oldChild;
       }
+      if constexpr ( Bookmark<Map>::byPosition )
+         made.prefetch = prefetch;
       return made;
    }
 };

@@ -157,11 +157,20 @@ constexpr void singleRecord( AttributeRecord& record ) {
       record.defaultText = [] { return textOf( Owner::qelDefault( Id<D::id.value()>{} ) ); };
 }
 
+template<class Value>
+inline constexpr bool isEntityPtr = false;
+template<std::derived_from<Entity> T>
+inline constexpr bool isEntityPtr<Varek::Ptr<T>> = true;
+
 template<class Owner, class D>
 constexpr void computedRecord( AttributeRecord& record ) {
    using Value = typename D::Value;
    using Key = typename D::Key;
    record.value = valueTable<Value>;
+   if constexpr ( isEntityPtr<Value> )
+      record.computedEntity = []( void const* result ) {
+         return static_cast<Entity*>( static_cast<Value const*>( result )->get() );
+      };
    if constexpr ( std::is_void_v<Key> ) {
       record.compute = []( void const* object, void const*, void* result ) {
          *static_cast<Value*>( result ) =

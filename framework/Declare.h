@@ -89,7 +89,11 @@ public:
 public:                                                                                            \
    TYPE const& NAME() const { return NAME##_; }                                                    \
    void NAME##Is( TYPE const& value )& { ::Qel::plainIs( *this, ID, NAME##_, value ); }            \
-   static TYPE qelDefault( ::Qel::Id<ID> ) { return TYPE{ __VA_ARGS__ }; }                         \
+   /* A template, so that it is constexpr for the types that allow it. */                          \
+   template<class QelT = TYPE>                                                                     \
+   static constexpr QelT qelDefault( ::Qel::Id<ID> ) {                                             \
+      return QelT{ __VA_ARGS__ };                                                                  \
+   }                                                                                               \
    QEL_INTERNAL_DESCRIBE( ID, plain, NAME )                                                        \
                                                                                                    \
 private:                                                                                           \
@@ -147,6 +151,7 @@ public:
 /// NAME(), NAME( key ), NAMEIs( key ), NAMEDel( key ), NAMEDelAll().
 #define QEL_CHILDREN( ID, T, NAME, SALT )                                                          \
 public:                                                                                            \
+   using T##KeyFunktor = ::Qel::ChildKeyFunktor<T, ::Qel::ParameterType<T>>;                       \
    using Qel##NAME##Map = ::Qel::ChildMap<T, ::Qel::ParameterType<T>, SALT>;                       \
    Qel##NAME##Map const& NAME() const { return NAME##_; }                                          \
    ::Varek::Ptr<T> NAME( ::Qel::ParameterType<T> const& key ) const {                              \
@@ -331,12 +336,12 @@ public:
          #NAME };                                                                                  \
    }
 
-/// A constant of a value type: static TYPE NAME(). It is not stored, does not travel and has no
-/// part in equality. VALUE is what TYPE is made from.
+/// A constant of a value type: static constexpr TYPE NAME(). It is not stored, does not travel and
+/// has no part in equality. VALUE is what TYPE is made from.
 #define QEL_CONSTANT( ID, TYPE, NAME, ... )                                                        \
 public:                                                                                            \
-   static TYPE NAME() { return TYPE{ __VA_ARGS__ }; }                                              \
-   static TYPE qelDefault( ::Qel::Id<ID> ) { return NAME(); }                                      \
+   static constexpr TYPE NAME() { return TYPE{ __VA_ARGS__ }; }                                    \
+   static constexpr TYPE qelDefault( ::Qel::Id<ID> ) { return NAME(); }                            \
    static TYPE qelCompute( ::Qel::Id<ID>, QelSelf const& ) { return NAME(); }                      \
    QEL_INTERNAL_DESCRIBE_COMPUTED( ID, constant, NAME, TYPE )
 
@@ -377,7 +382,7 @@ public:                                                                         
       ::Qel::rangeCheck<QelSelf>( #NAME, value >= min() && value <= max() );                       \
    }                                                                                               \
    static void qelRangeCheck( ::Qel::Id<ID>, TYPE const& value ) { qelRangeCheck( value ); }       \
-   static TYPE qelDefault( ::Qel::Id<ID> ) { return MIN; }                                         \
+   static constexpr TYPE qelDefault( ::Qel::Id<ID> ) { return MIN; }                               \
    QEL_INTERNAL_DESCRIBE( ID, plain, NAME )                                                        \
                                                                                                    \
 private:                                                                                           \

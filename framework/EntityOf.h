@@ -4,6 +4,7 @@
 #include <span>
 
 #include "Qel/Entity.h"
+#include "framework/AttrLog.h"
 #include "framework/Attributes.h"
 #include "framework/Inspection.h"
 #include "framework/Records.h"
@@ -56,6 +57,19 @@ public:
          Qel::genericIfConstructFromCtorArgs( typeRecord( Self::qelBinding() ), given );
       return Ptr<Self>::adopt( static_cast<Self*>( made.release() ) );
    }
+
+   /// What is still to be said of one entity of the type to one stream; see framework/AttrLog.h.
+   class FlowOut final : public NboAttrLog::FlowOut {
+   public:
+      explicit FlowOut( bool dirty, Varek::FieldId from = 0 )
+         : NboAttrLog::FlowOut( typeRecord( Self::qelBinding() ), dirty, from ) {}
+   };
+   /// The entity whose constructor parameters come next, from the attribute log.
+   static Ptr<Self> newEntityForAttrLog( NboAttrLog::In& in ) {
+      Ptr<Entity> made = Qel::newEntityForAttrLog( typeRecord( Self::qelBinding() ), in );
+      return Ptr<Self>::adopt( static_cast<Self*>( made.release() ) );
+   }
+
    /// From arguments that fit, see genericIfConstructFromCtorArgs.
    static Ptr<Entity> qelConstruct( std::span<ConstructorArgument const> given ) {
       if constexpr ( Internal::parameterCount<Self>() == 0 ) {

@@ -241,10 +241,12 @@ struct ChildNode {
    }
 };
 
+/// The key of a member is its constructor parameter.
 template<class T, class K>
 struct ChildKeyFunktor {
    using Key = K;
    Key const& operator()( ChildNode<T, K> const& node ) const { return node.key; }
+   Key const& operator()( T const& member ) const { return Internal::parameterOf( member ); }
 };
 
 template<class T, class K, std::uint32_t salt>

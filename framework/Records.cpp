@@ -63,19 +63,26 @@ void* genericIfIterator( TypeRecord const& type, void const* object, void const*
    }
 }
 
-Ptr<Entity> genericIfConstructFromCtorArgs( TypeRecord const& type,
-                                            std::span<ConstructorArgument const> given ) {
+void constructorArgumentsCheck( TypeRecord const& type,
+                                std::span<ConstructorArgument const> given ) {
    auto const& all = type.attributes;
    auto const isParameter = []( auto& one ) { return one.kind == AttributeKind::parameter; };
    auto const expected =
       static_cast<std::size_t>( std::count_if( all.begin(), all.end(), isParameter ) );
-   if ( !type.construct || given.size() != expected )
+   if ( given.size() != expected )
       throw Varek::NewEntityArguments( type.name, expected, given.size() );
    std::size_t i = 0;
    for ( AttributeRecord const& one : all )
       if ( isParameter( one ) && given[i++].type->typeName != one.value->typeName )
          throw Varek::NewEntityArguments( type.name, one.name, one.value->typeName,
                                           given[i - 1].type->typeName );
+}
+
+Ptr<Entity> genericIfConstructFromCtorArgs( TypeRecord const& type,
+                                            std::span<ConstructorArgument const> given ) {
+   if ( !type.construct )
+      throw Varek::NewEntityArguments( type.name, 0, given.size() );
+   constructorArgumentsCheck( type, given );
    return type.construct( given );
 }
 

@@ -60,6 +60,8 @@ struct AttributeRecord {
    Entity* ( *child )( void const* object ) = nullptr;
    /// For what is not stored: assigns it to \p result, a live value; \p key is null if it has none.
    void ( *compute )( void const* object, void const* key, void* result ) = nullptr;
+   /// For what is computed and is an entity: the one in \p result, or null.
+   Entity* ( *computedEntity )( void const* result ) = nullptr;
    /// How many elements there are, for kinds that hold several.
    std::uint32_t ( *size )( void const* object ) = nullptr;
    /// A new iterator at \p startKey or, if that is null, at the first element; see iterator.
@@ -145,6 +147,11 @@ inline TypeRecord const& typeRecord( Entity const& entity ) {
 VAREK_EXPORT void* genericIfIterator( TypeRecord const& type, void const* object,
                                       void const* startKey, Varek::FieldDescriptor field,
                                       Varek::Inspect::IterFnTable const*& functions );
+
+/// Throws Varek::NewEntityArguments unless \p given are the constructor parameters of \p type, in
+/// order.
+VAREK_EXPORT void constructorArgumentsCheck( TypeRecord const& type,
+                                             std::span<ConstructorArgument const> given );
 
 /// Generic construction: the entity of type \p type from its constructor parameters, in order.
 /// Throws Varek::NewEntityArguments for a wrong number or type of arguments.

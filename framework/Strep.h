@@ -31,9 +31,9 @@ VAREK_EXPORT void valuePrint( Varek::String& to, TypeRecord const& type, void co
 VAREK_EXPORT std::ostream& valuePrint( std::ostream& to, TypeRecord const& type,
                                        void const* value );
 
-/// Whether values of \p type can be made from text. Asking it of one that holds a collection ends
-/// the process: that such a type has no string constructor is a property of the program, not of
-/// its input.
+/// Whether values of \p type can be made from text. One that holds a collection cannot, and an
+/// attempt ends the process: that such a type has no string constructor is a property of the
+/// program, not of its input.
 VAREK_EXPORT bool hasStringConstructor( TypeRecord const& type );
 
 /// Reads the whole of \p range into \p value, a live value of the registered type \p type, which

@@ -1,6 +1,9 @@
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string_view>
 
 #include "Varek/String.h"
@@ -39,5 +42,25 @@ template<>
 inline constexpr std::string_view typeName<Varek::String> = "Varek::String";
 template<>
 inline constexpr std::string_view typeName<Varek::Duration> = "Varek::Duration";
+
+namespace Internal {
+
+template<class T>
+inline constexpr auto optionalTypeName = [] {
+   constexpr std::string_view front = "std::optional<", inside = typeName<T>;
+   std::array<char, front.size() + inside.size() + 1> name{};
+   std::size_t at = 0;
+   for ( std::string_view const part : { front, inside, std::string_view( ">" ) } )
+      for ( char const c : part )
+         name[at++] = c;
+   return name;
+}();
+
+} // namespace Internal
+
+/// Of what it holds, by the names above: compilers do not agree on how to spell it.
+template<class T>
+inline constexpr std::string_view typeName<std::optional<T>>{
+   Internal::optionalTypeName<T>.data(), Internal::optionalTypeName<T>.size() };
 
 } // namespace Qel

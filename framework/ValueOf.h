@@ -2,6 +2,7 @@
 
 #include <concepts>
 #include <iosfwd>
+#include <span>
 #include <string>
 #include <type_traits>
 
@@ -114,6 +115,15 @@ public:
                                           InspectArguments& arguments ) {
       return Qel::inspectOperation( typeRecord( Self::qelBinding() ), &value, operation, field,
                                     arguments );
+   }
+   /// Generic construction: the value from its constructor parameter, if the type has one. Throws
+   /// Varek::NewEntityArguments for a wrong number or type of arguments.
+   static Self genericIfConstructFromCtorArgs( std::span<ConstructorArgument const> given ) {
+      constructorArgumentsCheck( typeRecord( Self::qelBinding() ), given );
+      Self made;
+      if constexpr ( Internal::parameterCount<Self>() == 1 )
+         parameterIs( made, *static_cast<ParameterType<Self> const*>( given[0].value ) );
+      return made;
    }
    static void* genericIfIterator( Self const& value, void const* startKey,
                                    Varek::FieldDescriptor field,

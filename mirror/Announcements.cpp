@@ -16,7 +16,7 @@ Announcements::~Announcements() = default;
 void Announcements::describe() {
    description_ = Description::ofThisProcess();
    types_.clear();
-   lastType_ = nullptr;
+   recent_ = {};
    std::uint16_t number = 0;
    for ( Qel::TypeRecord const* const record : description_.records() ) {
       TypeNumber type{ record, number++, 0 };
@@ -43,10 +43,12 @@ void addChildren( Announced const& one, std::vector<Qel::Entity*>& to ) {
 } // namespace
 
 TypeNumber const* Announcements::typeNumber( Qel::TypeRecord const& record ) const {
-   if ( lastType_ && lastType_->record == &record )
-      return lastType_;
+   auto const address = reinterpret_cast<std::uintptr_t>( &record );
+   TypeNumber const*& recent = recent_[address / alignof( Qel::TypeRecord ) % recent_.size()];
+   if ( recent && recent->record == &record ) [[likely]]
+      return recent;
    auto const at = types_.find( &record );
-   return lastType_ = at == types_.end() ? nullptr : &at->second;
+   return recent = at == types_.end() ? nullptr : &at->second;
 }
 
 Announced* Announcements::findOrNew( Qel::Entity& entity, Qel::Entity const* parent ) {
@@ -63,7 +65,7 @@ Announced* Announcements::findOrNew( Qel::Entity& entity, Qel::Entity const* par
       made.parent = above->handle;
       ++above->children;
    }
-   return &map_.newMemberG( std::move( made ) );
+   return &table_.at( table_.newMember( std::move( made ) ) );
 }
 
 std::vector<Announced> Announcements::take( Qel::Entity& entity, Qel::Entity const* parent ) {
@@ -78,13 +80,13 @@ std::vector<Announced> Announcements::take( Qel::Entity& entity, Qel::Entity con
    while ( !left.empty() ) {
       Qel::Entity& one = *left.back();
       left.pop_back();
-      auto known = map_.deleteMemberG( keyOf( one ) );
+      Announced known = table_.take( one );
       // What is below an entity is made known after it, so there is nothing further.
-      if ( !known )
+      if ( known.handle == 0 )
          continue;
-      below += known->children;
-      addChildren( *known, left );
-      taken.push_back( std::move( *known ) );
+      below += known.children;
+      addChildren( known, left );
+      taken.push_back( std::move( known ) );
    }
    if ( below + 1 != taken.size() ) [[unlikely]]
       takeDetached( taken );
@@ -99,12 +101,13 @@ void Announcements::takeDetached( std::vector<Announced>& taken ) {
       gone.insert( one.handle );
    for ( bool more = true; more; ) {
       std::vector<Qel::Entity*> found;
-      for ( Announced const& one : map_ )
+      table_.forEach( [&]( Announced const& one ) {
          if ( gone.contains( one.parent ) )
             found.push_back( one.entity.get() );
+      } );
       more = !found.empty();
       for ( Qel::Entity* const entity : found ) {
-         taken.push_back( std::move( *map_.deleteMemberG( keyOf( *entity ) ) ) );
+         taken.push_back( table_.take( *entity ) );
          gone.insert( taken.back().handle );
       }
    }
@@ -129,15 +132,16 @@ std::vector<std::uint32_t> Announcements::unsay( Qel::Entity& entity, Connection
 
 void Announcements::connectionGone( Connections bit ) {
    std::vector<Qel::Entity*> unknown;
-   for ( std::uint32_t at = map_.nextTaken( 0 ); at != map_.none; at = map_.nextTaken( at + 1 ) )
-      if ( ( map_.at( at ).to &= ~bit ) == 0 )
-         unknown.push_back( map_.at( at ).entity.get() );
-   if ( unknown.size() == map_.size() )
-      map_.memberDelAll();
+   table_.forEach( [&]( Announced& one ) {
+      if ( ( one.to &= ~bit ) == 0 )
+         unknown.push_back( one.entity.get() );
+   } );
+   if ( unknown.size() == table_.size() )
+      table_.clear();
    else
       // What is below one of these was known to no more connections, and goes too.
       for ( Qel::Entity* const entity : unknown ) {
-         auto const known = map_.deleteMemberG( keyOf( *entity ) );
+         Announced const known = table_.take( *entity );
          if ( Announced* const above = entity->parent() ? find( *entity->parent() ) : nullptr )
             --above->children;
       }
@@ -145,7 +149,7 @@ void Announcements::connectionGone( Connections bit ) {
 
 void Announcements::restart() {
    needsRestart_ = false;
-   map_.memberDelAll();
+   table_.clear();
    nextHandle_ = 1;
    describe();
 }

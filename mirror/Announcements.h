@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <bit>
 #include <cstdint>
 #include <memory>
@@ -7,10 +8,10 @@
 #include <vector>
 
 #include "Qel/Entity.h"
-#include "Qel/HashMap2018.h"
 #include "Varek/Export.h"
 #include "framework/Records.h"
 #include "mirror/Description.h"
+#include "mirror/EntityTable.h"
 #include "mirror/OutQueue.h"
 
 /// Which entities a leader has made known to whom. There is an entry for an entity only while it is
@@ -46,7 +47,7 @@ struct TypeNumber {
 struct Announced {
    /// Held, so that its address means nothing else while there is an entry.
    Varek::Ptr<Qel::Entity> entity;
-   TypeNumber const* type;
+   TypeNumber const* type = nullptr;
    Connections to = 0;
    std::uint32_t handle = 0;
    std::uint32_t parent = 0;   ///< Its handle; 0 for a root.
@@ -58,7 +59,7 @@ public:
    Announcements();
    ~Announcements();
 
-   Announced* find( Qel::Entity const& entity ) { return map_.lookupNodeG( keyOf( entity ) ); }
+   Announced* find( Qel::Entity const& entity ) { return table_.find( entity ); }
    /// \p parent is null for a root. Null when there is no handle or no type number left for it:
    /// then needsRestart().
    Announced* findOrNew( Qel::Entity&, Qel::Entity const* parent );
@@ -86,28 +87,22 @@ public:
    void describe();
 
    Description const& description() const { return description_; }
-   std::uint32_t size() const { return map_.size(); }
+   std::uint32_t size() const { return table_.size(); }
    void nextHandleIs( std::uint32_t handle ) { nextHandle_ = handle; }
 
 private:
-   struct KeyOf {
-      using Key = std::uintptr_t;
-      Key operator()( Announced const& one ) const { return keyOf( *one.entity ); }
-   };
-   static std::uintptr_t keyOf( Qel::Entity const& entity ) {
-      return reinterpret_cast<std::uintptr_t>( &entity );
-   }
    std::vector<std::uint32_t> unsay( Qel::Entity&, Connections );
    std::vector<Announced> take( Qel::Entity&, Qel::Entity const* parent );
    void takeDetached( std::vector<Announced>& taken );
    TypeNumber const* typeNumber( Qel::TypeRecord const& ) const;
 
-   Qel::HashMap2018<Announced, KeyOf, 0x8B5F1D37> map_;
+   EntityTable<Announced> table_;
    std::uint32_t nextHandle_ = 1; // 0: none left
    bool needsRestart_ = false;
    Description description_;
    std::unordered_map<Qel::TypeRecord const*, TypeNumber> types_;
-   mutable TypeNumber const* lastType_ = nullptr;
+   /// Of the types that were asked for of late, by a few bits of their addresses.
+   mutable std::array<TypeNumber const*, 16> recent_{};
 };
 
 /// Where a child is; all zero for a root.

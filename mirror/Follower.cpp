@@ -112,10 +112,21 @@ Follower::Stats Follower::stats() const {
 
 // Handles
 
-Follower::Known const* Follower::find( std::uint32_t handle ) {
+Follower::Known* Follower::find( std::uint32_t handle ) {
    if ( last_ && last_->handle == handle ) [[likely]]
       return last_;
-   return last_ = known_.lookupNodeG( handle );
+   std::uint32_t const place = places_.find( handle );
+   return last_ = place != 0 ? &known_.at( place ) : nullptr;
+}
+
+/// Out of the tables; one with handle 0 if there is none.
+Follower::Known Follower::take( std::uint32_t handle ) {
+   std::uint32_t const place = places_.find( handle );
+   if ( place == 0 )
+      return {};
+   last_ = nullptr;
+   places_.placeDel( handle );
+   return known_.takeAt( place );
 }
 
 void Follower::knownIs( std::uint32_t handle, Known const* parent, Qel::TypeRecord const* type,
@@ -124,55 +135,50 @@ void Follower::knownIs( std::uint32_t handle, Known const* parent, Qel::TypeReco
    std::uint32_t const depth = parent ? parent->depth + 1 : 0;
    // An entity has one handle, the newest, and a handle one entity.
    if ( entity )
-      if ( Reverse const* const before =
-              handles_.lookupNodeG( reinterpret_cast<std::uintptr_t>( entity ) ) )
-         forget( before->handle );
+      entityRemoved( *entity );
    forget( handle );
-   if ( Known* const up = known_.lookupNodeG( above ) )
+   if ( Known* const up = find( above ) )
       ++up->children;
-   known_.newMemberG( Known{ handle, above, 0, depth, type, Varek::Ptr<Qel::Entity>( entity ) } );
+   places_.placeIs(
+      handle,
+      known_.newMember( { handle, above, 0, depth, type, Varek::Ptr<Qel::Entity>( entity ) } ),
+      known_.size() );
    last_ = nullptr;
-   if ( entity )
-      handles_.newMemberG( Reverse{ entity, handle } );
 }
 
 void Follower::entityRemoved( Qel::Entity& removed ) {
-   if ( Reverse const* const one =
-           handles_.lookupNodeG( reinterpret_cast<std::uintptr_t>( &removed ) ) )
+   if ( Known const* const one = known_.find( removed ) )
       forget( one->handle );
 }
 
 /// With all that is below.
 void Follower::forget( std::uint32_t handle ) {
+   if ( places_.find( handle ) == 0 ) [[likely]]
+      return;
    std::vector<std::uint32_t> left{ handle };
    std::vector<std::uint32_t> gone;
    std::size_t below = 0;
-   last_ = nullptr;
    while ( !left.empty() ) {
-      auto const known = known_.deleteMemberG( left.back() );
+      Known const known = take( left.back() );
       left.pop_back();
-      if ( !known )
+      if ( known.handle == 0 )
          continue;
       if ( gone.empty() )
-         if ( Known* const up = known_.lookupNodeG( known->parent ) )
+         if ( Known* const up = find( known.parent ) )
             --up->children;
-      gone.push_back( known->handle );
-      below += known->children;
-      if ( !known->entity )
-         continue;
-      handles_.deleteMemberG( reinterpret_cast<std::uintptr_t>( known->entity.get() ) );
-      if ( known->children == 0 )
+      gone.push_back( known.handle );
+      below += known.children;
+      if ( !known.entity || known.children == 0 )
          continue;
       struct Walk {
          Follower& self;
          std::vector<std::uint32_t>& left;
       } walk{ *this, left };
       forEachChild(
-         *known->type, *known->entity,
+         *known.type, *known.entity,
          []( Qel::Entity& child, void* context ) {
             Walk const& w = *static_cast<Walk*>( context );
-            if ( Reverse const* const one =
-                    w.self.handles_.lookupNodeG( reinterpret_cast<std::uintptr_t>( &child ) ) )
+            if ( Known const* const one = w.self.known_.find( child ) )
                w.left.push_back( one->handle );
          },
          &walk );
@@ -187,19 +193,19 @@ void Follower::forgetDetached( std::vector<std::uint32_t> gone ) {
    while ( !gone.empty() ) {
       std::unordered_set<std::uint32_t> const above( gone.begin(), gone.end() );
       gone.clear();
-      for ( Known const& one : known_ )
+      known_.forEach( [&]( Known const& one ) {
          if ( above.contains( one.parent ) )
             gone.push_back( one.handle );
+      } );
       for ( std::uint32_t const handle : gone )
-         if ( auto const known = known_.deleteMemberG( handle ); known->entity )
-            handles_.deleteMemberG( reinterpret_cast<std::uintptr_t>( known->entity.get() ) );
+         take( handle );
    }
 }
 
 void Follower::forgetAll() {
    last_ = nullptr;
-   known_.memberDelAll();
-   handles_.memberDelAll();
+   known_.clear();
+   places_.clear();
 }
 
 // Frames

@@ -7,11 +7,11 @@
 #include <vector>
 
 #include "Qel/Entity.h"
-#include "Qel/HashMap2018.h"
 #include "Varek/Export.h"
 #include "Varek/String.h"
 #include "framework/AttrLog.h"
 #include "mirror/Endpoint.h"
+#include "mirror/EntityTable.h"
 
 namespace Mirror {
 
@@ -80,26 +80,12 @@ public:
 
 private:
    struct Known {
-      std::uint32_t handle;
-      std::uint32_t parent;
-      std::uint32_t children; // entries that name it as their parent
-      std::uint32_t depth;
-      Qel::TypeRecord const* type; // null if not known here
+      std::uint32_t handle = 0;
+      std::uint32_t parent = 0;
+      std::uint32_t children = 0; // entries that name it as their parent
+      std::uint32_t depth = 0;
+      Qel::TypeRecord const* type = nullptr; // null if not known here
       Varek::Ptr<Qel::Entity> entity;
-   };
-   struct KnownHandle {
-      using Key = std::uint32_t;
-      Key operator()( Known const& one ) const { return one.handle; }
-   };
-   struct Reverse {
-      Qel::Entity* entity;
-      std::uint32_t handle;
-   };
-   struct ReverseEntity {
-      using Key = std::uintptr_t;
-      Key operator()( Reverse const& one ) const {
-         return reinterpret_cast<std::uintptr_t>( one.entity );
-      }
    };
    struct Root {
       Varek::Ptr<Qel::Entity> entity;
@@ -123,7 +109,8 @@ private:
    void protect( Frame const&, void ( Follower::*handle )( Frame const& ) );
    void fail( Frame const&, std::string_view fault );
 
-   Known const* find( std::uint32_t handle );
+   Known* find( std::uint32_t handle );
+   Known take( std::uint32_t handle );
    Qel::TypeRecord const* typeNumbered( Qel::NboAttrLog::In&, bool& isKnown );
    void knownIs( std::uint32_t handle, Known const* parent, Qel::TypeRecord const*, Qel::Entity* );
    void forget( std::uint32_t handle );
@@ -134,9 +121,9 @@ private:
    FollowerOptions const options_;
    std::unique_ptr<Endpoint> endpoint_;
    std::map<Varek::String, Root> roots_;
-   Qel::HashMap2018<Known, KnownHandle, 0x3C6EF372> known_;
-   Qel::HashMap2018<Reverse, ReverseEntity, 0xA54FF53A> handles_;
-   Known const* last_ = nullptr; // mostly the next message is of the same entity
+   EntityTable<Known> known_;
+   HandleMap places_;      // of the above, by handle
+   Known* last_ = nullptr; // mostly the next message is of the same entity
    std::vector<Qel::TypeRecord const*> types_;
    std::exception_ptr observersFault_;
    std::uint64_t skipped_ = 0;

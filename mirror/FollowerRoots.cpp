@@ -40,7 +40,7 @@ void Follower::rootFrame( Frame const& one ) {
    In in( one.payload, one.offset );
    in.contextIs( "root", one.head.field );
    std::uint32_t const handle = in.get32();
-   if ( handle == 0 || known_.lookupNodeG( handle ) ) [[unlikely]]
+   if ( handle == 0 || find( handle ) ) [[unlikely]]
       in.fail( "a new root cannot have handle " + std::to_string( handle ) );
    bool isKnown = false;
    Qel::TypeRecord const* const type = typeNumbered( in, isKnown );

@@ -26,9 +26,17 @@ public:
    /// For the mutators of owners alone.
    void qelParentIs( Entity* parent ) { parentPublisherIs( parent ); }
 
+   /// For whoever keeps records about entities: where that of this one is. 0 when it is free for
+   /// use. A note, not a promise: what is found there is to be compared.
+   std::uint32_t qelPlace() const { return place_; }
+   void qelPlaceIs( std::uint32_t place ) { place_ = place; }
+
 protected:
    Entity() = default;
    ~Entity() override = default;
+
+private:
+   std::uint32_t place_ = 0;
 };
 
 /// The entity that a change speaks of.

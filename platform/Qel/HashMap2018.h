@@ -37,6 +37,15 @@ struct alignas( 16 ) MapHead {
 };
 static_assert( sizeof( MapHead ) == 16 );
 
+/// Asks for memory that is going to be read soon.
+inline void prefetch( void const* from, std::size_t size ) {
+   constexpr std::size_t line = 64;
+   constexpr std::size_t most = 8 * line; // more would drive out what is in use
+   auto const* const at = static_cast<std::uint8_t const*>( from );
+   for ( std::size_t i = 0; i < size && i < most; i += line )
+      __builtin_prefetch( at + i );
+}
+
 } // namespace Internal
 
 /// What all maps have in common, whatever they hold.
@@ -305,6 +314,13 @@ public:
          capacity = nextCapacity( capacity );
       if ( capacity != held )
          growTo( capacity );
+   }
+
+   /// Asks for the memory of the elements, of the first if there are many.
+   void prefetch() const {
+      if ( groups_ )
+         Internal::prefetch( &head(), sizeof( Internal::MapHead ) + sizeof( Group ) +
+                                         Group::slots * sizeof( Element ) );
    }
 
    /// Empties the map and gives its memory back.

@@ -153,7 +153,7 @@ TEST_F( AaaResponseLog, ConstructorParameterIsFourBytesOfWhichTheLastCounts ) {
    EXPECT_EQ( out.bytes().back(), 1 );
    Octets const bytes{ 1, 2, 3, 2 };
    In in( bytes );
-   auto const made = newEntityForAttrLog( record, in );
+   auto const made = AaaResponse::newEntityForAttrLog( in );
    EXPECT_EQ( static_cast<AaaResponse&>( *made ).type(), AaaResponseType::challenge );
    Octets const cut{ 0, 0, 0 };
    In shortIn( cut );
@@ -193,12 +193,12 @@ TEST_F( AaaResponseLog, DoesNotWriteAgainWhatMulticastTook ) {
 }
 
 TEST_F( AaaResponseLog, MarksWhatABlockedStreamMissesAndSendsTheFinalState ) {
-   auto const flowOut = newFlowOut( sa(), false, 0 );
-   EXPECT_FALSE( flowOut->isDirty() );
+   AaaResponse::FlowOut flowOut( false );
+   EXPECT_FALSE( flowOut.isDirty() );
    response->aaaAttributeIs( attribute( userName, {} ) );
    stream.takes = 0;
    auto const change = [&]( Attribute const& key ) {
-      streamAdapterOnAttribute( sa( flowOut.get() ), 260, &key );
+      streamAdapterOnAttribute( sa( &flowOut ), 260, &key );
    };
    response->aaaAttributeDel( userName );
    change( userName );
@@ -206,21 +206,21 @@ TEST_F( AaaResponseLog, MarksWhatABlockedStreamMissesAndSendsTheFinalState ) {
    change( userName );
    change( vlan );
    change( vendors );
-   streamAdapterOnAttribute( sa( flowOut.get() ), 259, nullptr );
-   EXPECT_TRUE( flowOut->hasDirtyCollKeys() );
-   EXPECT_TRUE( flowOut->isDirty() );
+   streamAdapterOnAttribute( sa( &flowOut ), 259, nullptr );
+   EXPECT_TRUE( flowOut.hasDirtyCollKeys() );
+   EXPECT_TRUE( flowOut.isDirty() );
 
    // A change that goes out while others wait takes its mark with it.
    stream.takes = 1;
    change( vendors );
    EXPECT_EQ( stream.frames().size(), 1U );
-   EXPECT_EQ( handleAttrFlowOut( sa( flowOut.get() ), 0, *flowOut ), 259 );
+   EXPECT_EQ( handleAttrFlowOut( sa( &flowOut ), 0, flowOut ), 259 );
    stream.takes = 2;
-   EXPECT_EQ( handleAttrFlowOut( sa( flowOut.get() ), 259, *flowOut ), 260 );
+   EXPECT_EQ( handleAttrFlowOut( sa( &flowOut ), 259, flowOut ), 260 );
    stream.takes = LogStream::unlimited;
-   EXPECT_EQ( handleAttrFlowOut( sa( flowOut.get() ), 260, *flowOut ), 0 );
-   EXPECT_FALSE( flowOut->isDirty() );
-   EXPECT_FALSE( flowOut->hasDirtyCollKeys() );
+   EXPECT_EQ( handleAttrFlowOut( sa( &flowOut ), 260, flowOut ), 0 );
+   EXPECT_FALSE( flowOut.isDirty() );
+   EXPECT_FALSE( flowOut.hasDirtyCollKeys() );
    auto const frames = stream.frames();
    ASSERT_EQ( frames.size(), 3U );
    EXPECT_EQ( frames[0].head.field, 259 );
@@ -228,7 +228,7 @@ TEST_F( AaaResponseLog, MarksWhatABlockedStreamMissesAndSendsTheFinalState ) {
                                            frames[2].head.field.value() };
    EXPECT_EQ( ids, ( std::multiset<std::uint16_t>{ 260, 65276 } ) );
    for ( int const other : { 1, 154, 258, 261, 65276 } )
-      EXPECT_EQ( handleAttrFlowOut( sa(), field( other ), *flowOut ), -1 ) << other;
+      EXPECT_EQ( handleAttrFlowOut( sa(), field( other ), flowOut ), -1 ) << other;
 }
 
 // Whatever happens to the collection while its synchronisation is blocked at any of its messages.

@@ -140,6 +140,21 @@ TEST_P( EveryEnumeration, GoesByNumberAndByNameBothWays ) {
    type_.size == 1 ? goesBothWays<unsigned char>() : goesBothWays<unsigned int>();
 }
 
+TEST_P( EveryEnumeration, TakesFourOctetsInTheLogWhateverItsWidth ) {
+   for ( Varek::EnumeratorData const& one : type_.enumerators ) {
+      AnyValue const value( *type_.functions ), read( *type_.functions );
+      value.type().inspectDecodeFromString( one.name, value.data() );
+      std::uint8_t bytes[4];
+      ASSERT_EQ( type_.valueLog->size( value.data() ), 4U );
+      EXPECT_EQ( type_.valueLog->put( bytes, value.data() ), bytes + 4 );
+      EXPECT_EQ( bytes[0] << 24 | bytes[1] << 16 | bytes[2] << 8 | bytes[3],
+                 static_cast<int>( one.value ) );
+      Qel::NboAttrLog::In in( bytes );
+      type_.valueLog->read( in, read.data() );
+      EXPECT_EQ( read, value );
+   }
+}
+
 INSTANTIATE_TEST_SUITE_P( Registered, EveryEnumeration,
                           testing::ValuesIn( registeredTypes( []( auto& type ) {
                              return !type.enumerators.empty();

@@ -8,6 +8,8 @@
 #include <gtest/gtest.h>
 
 #include "Dot1xV2/AaaHelperLedraTypes.h"
+#include "Dot1xV2/AuthNStatus.h"
+#include "Qel/HashHelper.h"
 #include "support/AnyValue.h"
 #include "support/TestModule.h"
 
@@ -73,6 +75,18 @@ void expectReadable( Qel::TypeRecord const& type, void const* object ) {
    }
 }
 
+void expectHashOrItsRefusal( Qel::TypeRecord const& type ) {
+   AnyValue const value( *type.functions );
+   try {
+      type.functions->inspectGetHash( value.data() );
+      EXPECT_TRUE( type.hashable );
+   } catch ( Varek::NonHashableType const& error ) {
+      EXPECT_FALSE( type.hashable );
+      EXPECT_EQ( error.module(), type.module->name );
+      EXPECT_EQ( error.index(), type.index );
+   }
+}
+
 class EveryType : public testing::TestWithParam<Qel::TypeRecord const*> {
 protected:
    Qel::TypeRecord const& type_ = *GetParam();
@@ -106,6 +120,10 @@ TEST_P( EveryType, HasDenseAttributesThatAreFoundByIdAndName ) {
                  1 );
       EXPECT_EQ( one.child != nullptr, one.kind == Qel::AttributeKind::child );
       EXPECT_FALSE( one.compute && one.onWire );
+      EXPECT_FALSE( one.computedEntity && !one.compute );
+      if ( one.compute && one.key ) {
+         EXPECT_NE( one.key->inspectDecodeFromString, nullptr ) << "nobody can type its key";
+      }
       EXPECT_FALSE( one.salted && !one.key->hashable );
       EXPECT_NE( stringValue( one.kind ), "unknown" );
       for ( AtomicFnTable const* const part : { one.value, one.key } )
@@ -150,6 +168,7 @@ TEST_P( EveryType, IsMadeCopiedComparedAndHashedThroughItsRecord ) {
       EXPECT_EQ( type_.functions->size, type_.size );
       EXPECT_EQ( type_.functions->hashable, type_.hashable );
       expectRegular( *type_.functions );
+      expectHashOrItsRefusal( type_ );
       expectReadable( type_, AnyValue( *type_.functions ).data() );
       EXPECT_THROW( Qel::genericIfConstructFromCtorArgs( type_, {} ), Varek::NewEntityArguments );
    }
@@ -173,6 +192,17 @@ TEST_P( EveryType, HasEnumeratorsInOrderIfItIsAnEnumeration ) {
 INSTANTIATE_TEST_SUITE_P( Registered, EveryType,
                           testing::ValuesIn( registeredTypes( []( auto& ) { return true; } ) ),
                           registeredTypeName );
+
+TEST( Hashing, OfTheValueTypesOnlyAPhaseHasAHashThatOfItsOneOctet ) {
+   for ( Qel::TypeRecord const* const type : registeredTypes( []( auto& one ) {
+            return one.kind == Varek::TypeKind::value && one.name.starts_with( "Dot1xV2::" );
+         } ) )
+      EXPECT_EQ( type->hashable, type->name == "Dot1xV2::AuthNZPhaseType" ) << type->name;
+   Dot1xV2::AuthNZPhaseType const phase( Dot1xV2::AuthNZPhaseEnum::authNZPhase1 );
+   EXPECT_EQ(
+      Qel::typeRecord( Dot1xV2::AuthNZPhaseType::qelBinding() ).functions->inspectGetHash( &phase ),
+      Qel::hashSingleAttr( std::uint8_t{ 2 }, 0 ) );
+}
 
 TEST( ModuleRegistry, ListsModulesByNameAndKnowsNoOthers ) {
    // In an order that is neither theirs nor its reverse.

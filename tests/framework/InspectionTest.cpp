@@ -127,7 +127,7 @@ void EveryObject::tryFixed( AttributeRecord const& attribute, AnyValue const* pa
    std::optional<AnyValue> key;
    if ( attribute.key )
       key.emplace( *attribute.key );
-   if ( key && key->type().parse )
+   if ( key )
       random_.fill( *key );
    void const* const at = key ? key->data() : nullptr;
    ASSERT_EQ( operation( Op::read, attribute, value.data(), at ), Result::done );
@@ -354,6 +354,28 @@ TEST( Inspection, IsOfferedByEachTypeItself ) {
                                                        arguments ),
               Result::done );
    EXPECT_EQ( name, "p" );
+}
+
+TEST( Inspection, ReadsConstantsInTheirWidth ) {
+   Dot1xV2::Dot1xConstants constants;
+   auto const& type = Qel::typeRecord( Dot1xV2::Dot1xConstants::qelBinding() );
+   InspectArguments arguments;
+   auto const read = [&]( std::string_view name, void* to ) {
+      arguments.value = to;
+      return Dot1xV2::Dot1xConstants::inspectOperation( constants, Op::read,
+                                                        { type.attribute( name )->id }, arguments );
+   };
+   Lumo::EthAddr address;
+   EXPECT_EQ( read( "eapolAddr", &address ), Result::done );
+   EXPECT_EQ( address.octets(), ( Lumo::EthAddr::Octets{ 1, 0x80, 0xC2, 0, 0, 3 } ) );
+   std::uint8_t octets[] = { 0xA5, 0xA5 };
+   EXPECT_EQ( read( "maxAuthNPhases", octets ), Result::done );
+   EXPECT_EQ( octets[0], 2 );
+   EXPECT_EQ( octets[1], 0xA5 ) << "written beyond its width";
+   std::uint32_t words[] = { 1, 0xA5A5A5A5 };
+   EXPECT_EQ( read( "serviceTypeUndefined", words ), Result::done );
+   EXPECT_EQ( words[0], 0xFFFFFFFF );
+   EXPECT_EQ( words[1], 0xA5A5A5A5 );
 }
 
 TEST( Inspection, AValueOutOfItsRangeIsRefusedByTheMutator ) {

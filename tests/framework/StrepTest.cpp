@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <limits>
+#include <set>
 #include <sstream>
 
 #include <gtest/gtest.h>
@@ -426,6 +427,18 @@ TYPED_TEST( StrepDeathTest, HasNoStringConstructor ) {
                  assertionOf( NameOfType::GetName<TypeParam>( 0 ) ) );
    // Inside of another value, a text that does not even begin like one is only wrong.
    EXPECT_THROW( tableOf<TypeParam>().parse( "present", 0, &value ), Varek::TextError );
+}
+
+TEST( Strep, TheTypesWithoutAStringConstructorAreKnown ) {
+   std::set<std::string_view> unreadable;
+   for ( Qel::TypeRecord const* const type : registeredTypes( []( auto& one ) {
+            return one.functions && one.name.starts_with( "Dot1xV2::" ) &&
+                   !Qel::hasStringConstructor( one );
+         } ) )
+      unreadable.insert( type->unqualifiedName() );
+   EXPECT_EQ( unreadable,
+              ( std::set<std::string_view>{ "AaaAttribute", "AuthNOrder", "CachingControl",
+                                            "EgressVlanAttributes", "VlanGroup" } ) );
 }
 
 TEST( StrepOptionalDeathTest, OfATypeWithACollectionCanBeAbsentOnly ) {

@@ -57,6 +57,16 @@ std::vector<Qel::TypeRecord const*> registeredTypes( Wanted wanted ) {
    return all;
 }
 
+/// An entity of \p type, made from the default of its constructor parameter's type.
+inline Varek::Ptr<Qel::Entity> freshEntity( Qel::TypeRecord const& type ) {
+   std::optional<AnyValue> parameter;
+   std::vector<Qel::ConstructorArgument> given;
+   for ( Qel::AttributeRecord const& one : type.attributes )
+      if ( one.kind == Qel::AttributeKind::parameter )
+         given.push_back( { one.value, parameter.emplace( *one.value ).data() } );
+   return Qel::genericIfConstructFromCtorArgs( type, given );
+}
+
 /// The name of a test that is run for one type.
 inline std::string
 registeredTypeName( testing::TestParamInfo<Qel::TypeRecord const*> const& info ) {
@@ -142,6 +152,7 @@ private:
                                            "Vlan7",
                                            "00:00:5e:00:53:01",
                                            "Ethernet3/1",
+                                           "00:00:5e:00:53:01@Ethernet3/1",
                                            "Brevia-Acl-Name",
                                            "Brevia-Av-Pair",
                                            "none",

@@ -16,6 +16,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "Background.h"
 #include "ToolRun.h"
 #include "mirror/Socket.h"
 
@@ -23,81 +24,7 @@
 namespace {
 
 using nlohmann::json;
-
-std::string contents( std::string const& path ) {
-   std::ifstream file( path, std::ios::binary );
-   return { std::istreambuf_iterator<char>( file ), {} };
-}
-
-bool soon( std::function<bool()> const& condition ) {
-   for ( int i = 0; i < 1000; ++i ) {
-      if ( condition() ) {
-         return true;
-      }
-      std::this_thread::sleep_for( std::chrono::milliseconds( 10 ) );
-   }
-   return false;
-}
-
-struct Folder {
-   std::string path;
-   Folder() {
-      char name[] = "/tmp/dot1xctl-XXXXXX";
-      path = ::mkdtemp( name );
-   }
-   ~Folder() { EXPECT_EQ( std::system( ( "rm -rf '" + path + "'" ).c_str() ), 0 ); }
-   std::string socket() const { return path + "/socket"; }
-   std::string address() const { return "unix:" + socket(); }
-};
-
-/// A dot1xctl that goes on until it is told to end.
-class Background {
-public:
-   Background( Folder const& folder, std::string const& name, std::string const& arguments )
-      : out_( folder.path + "/" + name + ".out" ), err_( folder.path + "/" + name + ".err" ) {
-      std::string const command =
-         "exec '" DOT1XCTL_PATH "' " + arguments + " >'" + out_ + "' 2>'" + err_ + "'";
-      pid_ = ::fork();
-      if ( pid_ == 0 ) {
-         ::execl( "/bin/sh", "sh", "-c", command.c_str(), nullptr );
-         ::_exit( 127 );
-      }
-   }
-   ~Background() {
-      if ( pid_ > 0 ) {
-         end( SIGKILL );
-      }
-   }
-   Background( Background const& ) = delete;
-   Background& operator=( Background const& ) = delete;
-
-   std::string out() const { return contents( out_ ); }
-   std::string err() const { return contents( err_ ); }
-   bool says( std::string const& text ) const {
-      return soon( [&] { return err().find( text ) != std::string::npos; } );
-   }
-   /// The exit code; -1 if the signal was its end.
-   int end( int signal ) {
-      int status = 0;
-      ::kill( pid_, signal );
-      ::waitpid( pid_, &status, 0 );
-      pid_ = -1;
-      return WIFEXITED( status ) ? WEXITSTATUS( status ) : -1;
-   }
-
-   /// The exit code, once it ends by itself; -1 if it does not.
-   int ended() {
-      int status = 0;
-      if ( !soon( [&] { return ::waitpid( pid_, &status, WNOHANG ) == pid_; } ) )
-         return -1;
-      pid_ = -1;
-      return WIFEXITED( status ) ? WEXITSTATUS( status ) : -1;
-   }
-
-private:
-   std::string out_, err_;
-   pid_t pid_ = -1;
-};
+using namespace Processes;
 
 std::string leading( std::string const& samples, std::string const& address ) {
    return "replay " + samples + " --listen " + address;
@@ -108,7 +35,7 @@ TEST( Follow, ShowPrintsWhatTheLeaderHolds ) {
    std::string const samples = sample( "mba.pcap" ) + " " + sample( "eap-radius.pcap" );
    Background leader( folder, "leader", leading( samples, folder.address() ) );
    for ( char const* form : { "", " --json" } ) {
-      ToolRun const show( "show --connect " + folder.address() + form );
+      ToolRun const show( "show tree --connect " + folder.address() + form );
       EXPECT_EQ( show.exitCode, 0 );
       EXPECT_EQ( show.err, "" );
       EXPECT_EQ( show.out, ToolRun( "replay --tree " + samples + form ).out ) << form;
@@ -144,6 +71,24 @@ TEST( Follow, TheTreeHoldsWhatReplayPrints ) {
    }
 }
 
+TEST( Follow, ShowConfigPrintsTheConfigurationThatIsPublished ) {
+   Folder const folder;
+   std::string const file = sample( "switch48.json" );
+   Background leader( folder, "leader",
+                      leading( sample( "mba.pcap" ) + " --config " + file, folder.address() ) );
+   for ( char const* form : { "", " --json", " --diff", " --diff --json" } ) {
+      ToolRun const show( "show config --connect " + folder.address() + form );
+      EXPECT_EQ( show.exitCode, 0 ) << show.err;
+      EXPECT_EQ( show.out, ToolRun( "config show " + file + form ).out ) << form;
+   }
+   Background other( folder, "other", leading( sample( "mba.pcap" ), folder.address() + "2" ) );
+   ToolRun const none( "show config --connect " + folder.address() + "2" );
+   EXPECT_EQ( none.exitCode, 1 );
+   EXPECT_EQ( none.out, "" );
+   EXPECT_EQ( none.err, "dot1xctl: " + folder.address() +
+                           "2: no configuration is published: there is no tree \"status\"\n" );
+}
+
 TEST( Follow, TcpTakesAFreePortAndSaysWhich ) {
    Folder const folder;
    Background leader( folder, "leader", leading( sample( "mba.pcap" ), "tcp:0" ) );
@@ -151,7 +96,7 @@ TEST( Follow, TcpTakesAFreePortAndSaysWhich ) {
    std::string const line = leader.err();
    ASSERT_TRUE( line.starts_with( "listening on tcp:127.0.0.1:" ) ) << line;
    std::string const address = line.substr( 13, line.size() - 14 );
-   EXPECT_EQ( ToolRun( "show --connect " + address ).out,
+   EXPECT_EQ( ToolRun( "show tree --connect " + address ).out,
               ToolRun( "replay --tree " + sample( "mba.pcap" ) ).out );
 }
 
@@ -315,9 +260,13 @@ TEST( Follow, WatchSeesDifferencesOnlyAfterARestart ) {
    std::size_t count = 0;
    for ( std::string line; std::getline( lines, line ); ++count ) {
       json const change = json::parse( line );
-      EXPECT_TRUE( change.at( "attribute" ) == "capture" || change.at( "attribute" ) == "time" )
+      bool const ofAnswer = change.at( "root" ) == "replay";
+      EXPECT_TRUE( ofAnswer
+                      ? change.at( "attribute" ) == "capture" || change.at( "attribute" ) == "time"
+                      : change.at( "attribute" ) == "lastAuthSuccessTime" )
          << line;
-      EXPECT_EQ( change.at( "path" ).at( 0 ).at( "attribute" ), "answer" );
+      EXPECT_EQ( change.at( "path" ).at( 0 ).at( "attribute" ),
+                 ofAnswer ? "answer" : "supplicant" );
       EXPECT_NE( change.at( "old" ), change.at( "new" ) );
    }
    EXPECT_GE( count, 13u );

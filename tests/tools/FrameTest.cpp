@@ -24,6 +24,12 @@ std::string outcome( Frame const& frame ) {
              ( fragment->radius ? " radius" : "" ) + " fragment of " +
              std::to_string( fragment->identification );
    }
+   if ( auto const* eapol = std::get_if<Eapol>( &frame ) ) {
+      char const* const kinds[] = { "start", "logoff", "request", "response" };
+      return std::string( kinds[static_cast<int>( eapol->kind )] ) + " " +
+             stringValue( eapol->source ) + " vlan " + stringValue( eapol->vlan ) + " " +
+             eapol->identity;
+   }
    if ( auto const* bad = std::get_if<BadFrame>( &frame ) ) {
       return ( bad->cut ? "cut at " : "bad at " ) + std::to_string( bad->offset );
    }
@@ -115,6 +121,60 @@ TEST( Frame, FindsTheDatagramOrSaysWhyNot ) {
    }
 }
 
+/// An EAPOL frame with an EAP packet.
+Octets eap( std::uint8_t code, Octets const& data, int lengthError = 0 ) {
+   auto const length =
+      static_cast<std::size_t>( static_cast<int>( data.size() ) + 4 + lengthError );
+   return Octets{ 2, 0 } + u16( data.size() + 4 ) + Octets{ code, 7 } + u16( length ) + data;
+}
+
+TEST( Frame, EapolTellsWhoSaysWhat ) {
+   auto const eapol = []( Octets const& payload, Octets const& tags = {} ) {
+      return ethernet( payload, 0x888e, tags );
+   };
+   Octets const identity = Octets{ 1 } + text( "bob" );
+   std::string const from = " 02:02:02:02:02:02 vlan ";
+   Octets const padding( 40, 'x' );
+   Case const cases[] = {
+      { "start", DLT_EN10MB, eapol( { 2, 1, 0, 0 } ) + padding, "start" + from + "none " },
+      { "logoff", DLT_EN10MB, eapol( { 1, 2, 0, 0 } ), "logoff" + from + "none " },
+      { "tagged", DLT_EN10MB, eapol( { 1, 1, 0, 0 }, { 0x81, 0, 0xc1, 0x2c } ),
+        "start" + from + "300 " },
+      { "the inner tag counts", DLT_EN10MB,
+        eapol( { 1, 1, 0, 0 }, { 0x88, 0xa8, 0, 5, 0x81, 0, 0, 9 } ), "start" + from + "9 " },
+      { "priority alone", DLT_EN10MB, eapol( { 1, 1, 0, 0 }, { 0x81, 0, 0xc0, 0 } ),
+        "start" + from + "none " },
+      { "identity", DLT_EN10MB, eapol( eap( 2, identity ) ) + padding,
+        "response" + from + "none bob" },
+      { "other response", DLT_EN10MB, eapol( eap( 2, { 4, 16 } ) ), "response" + from + "none " },
+      { "request", DLT_EN10MB, eapol( eap( 1, { 1 } ) ), "request" + from + "none " },
+      { "success", DLT_EN10MB, eapol( eap( 3, {} ) ), "nothing" },
+      { "key", DLT_EN10MB, eapol( { 2, 3, 0, 0 } ), "nothing" },
+      { "cooked", DLT_LINUX_SLL2, u16( 0x888e ) + Octets( 18, 3 ) + Octets{ 2, 1, 0, 0 },
+        "start 03:03:03:03:03:03 vlan none " },
+      { "header cut off", DLT_EN10MB, eapol( { 2, 1 } ), "bad at 14" },
+      { "EAP header missing", DLT_EN10MB, eapol( { 2, 0, 0, 4, 2 } ), "bad at 18" },
+      { "EAP longer than its frame", DLT_EN10MB, eapol( eap( 2, identity, 1 ) ) + padding,
+        "bad at 18" },
+      { "EAP shorter than its header", DLT_EN10MB, eapol( eap( 1, {}, -1 ) ), "bad at 18" },
+      { "response without type", DLT_EN10MB, eapol( eap( 2, {} ) ), "bad at 18" },
+      { "shorter than its frame", DLT_EN10MB, eapol( eap( 2, identity, -1 ) ),
+        "response" + from + "none bo" },
+   };
+   for ( Case const& c : cases ) {
+      EXPECT_EQ( outcome( dissect( c.linkType, c.octets, c.octets.size() ) ), c.expected )
+         << c.name;
+   }
+   // Cut at capture: of an identity nothing is taken for the whole, of other types it does not
+   // matter.
+   Octets const named = eapol( eap( 2, identity ) );
+   EXPECT_EQ( outcome( dissect( DLT_EN10MB, { named.data(), named.size() - 1 }, named.size() ) ),
+              "cut at 18" );
+   Octets const other = eapol( eap( 2, Octets( 100, 25 ) ) );
+   EXPECT_EQ( outcome( dissect( DLT_EN10MB, { other.data(), 40 }, other.size() ) ),
+              "response" + from + "none " );
+}
+
 TEST( Frame, CutAnywhereIsToldApartFromWholeAndFromWrong ) {
    for ( Octets const& whole : { ethernet( ipv4( packet ), 0x0800, { 0x81, 0, 0, 9 } ),
                                  ethernet( ipv6( 0, extension( 17 ) + packet ), 0x86dd ) } ) {
@@ -139,7 +199,8 @@ TEST( Frame, StaysWithinThePacketWhateverTheOctetsAre ) {
    std::mt19937 random( 20251124 );
    std::vector<Octets> const seeds = {
       ethernet( ipv4( packet ) ),
-      ethernet( ipv6( 0, extension( 44 ) + fragmentHeader( 17, 0 ) + packet ), 0x86dd ) };
+      ethernet( ipv6( 0, extension( 44 ) + fragmentHeader( 17, 0 ) + packet ), 0x86dd ),
+      ethernet( eap( 2, Octets{ 1 } + text( "bob" ) ), 0x888e, { 0x81, 0, 0, 9 } ) };
    for ( int round = 0; round < 20000; ++round ) {
       Octets octets = seeds[random() % seeds.size()];
       for ( int flips = 0; flips < 3; ++flips ) {

@@ -46,6 +46,11 @@ bool Exchange::request( Flow const& flow, Request request ) {
    return true;
 }
 
+Request const* Exchange::recent( Flow const& flow ) const {
+   auto const at = recent_.find( flow );
+   return at != recent_.end() ? &at->second : nullptr;
+}
+
 Request const* Exchange::answer( Flow const& flow, std::uint8_t code, bool whole ) {
    auto const at = recent_.find( flow );
    if ( at == recent_.end() || !answers( code, at->second.code ) ) {

@@ -53,6 +53,7 @@ struct Request {
    std::uint8_t code = 0;
    std::vector<std::uint8_t> octets; ///< The packet as captured, header included.
    Attributes attributes;
+   bool whole = true; ///< False if it was cut or malformed: then attributes are missing.
    std::uint32_t timesSent = 1;
    std::uint32_t answers = 0; ///< Whole ones.
    bool answerHeard = false;  ///< Whole or not.
@@ -62,6 +63,8 @@ class Exchange {
 public:
    /// Takes note of a request: false if it is one sent again.
    bool request( Flow const&, Request );
+   /// The most recent request with that identifier, null if none. Valid until the next call.
+   Request const* recent( Flow const& ) const;
    /// The request that this answer belongs to, null if none; it counts as answered from now on.
    /// \p whole is false for an answer that was cut or malformed. Valid until the next call.
    Request const* answer( Flow const&, std::uint8_t code, bool whole );

@@ -12,6 +12,7 @@
 #include "Tree.h"
 #include "TreeJson.h"
 #include "TreeText.h"
+#include "Varek/Failures.h"
 
 namespace Dot1xCtl {
 
@@ -122,7 +123,7 @@ private:
 
 } // namespace
 
-int show( Address const& address, double seconds, bool json ) {
+int show( Address const& address, double seconds, ShowRequest const& request ) {
    constexpr Pause betweenAttempts{ 50 };
    FollowerLoop loop( address );
    bool synced = false;
@@ -139,13 +140,13 @@ int show( Address const& address, double seconds, bool json ) {
    FollowerLoop::End const end = loop.run( std::chrono::duration<double>( seconds ) );
    if ( synced ) {
       tellUnknown( address, loop.follower() );
-      Part const roots = rootsPart( rootsOf( loop.follower() ) );
-      if ( json ) {
-         std::cout << compact( jsonOf( roots ) ) << '\n';
-      } else {
-         printText( std::cout, roots );
+      try {
+         printState( std::cout, rootsOf( loop.follower() ), request );
+         return 0;
+      } catch ( Varek::Failure const& failure ) {
+         tell( stringValue( address ) + ": " + failure.what() );
+         return 1;
       }
-      return 0;
    }
    if ( end == FollowerLoop::End::interrupted ) {
       last = stringValue( address ) + ": interrupted before everything had come";

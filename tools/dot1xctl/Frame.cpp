@@ -1,6 +1,8 @@
 #include "Frame.h"
 
 #include <algorithm>
+#include <optional>
+#include <utility>
 
 #include <arpa/inet.h>
 #include <pcap/dlt.h>
@@ -11,6 +13,7 @@ namespace {
 
 constexpr std::uint16_t etherIpv4 = 0x0800;
 constexpr std::uint16_t etherIpv6 = 0x86dd;
+constexpr std::uint16_t etherEapol = 0x888e;
 constexpr std::uint8_t protocolUdp = 17;
 constexpr std::size_t udpHeader = 8;
 
@@ -31,11 +34,11 @@ public:
    Frame link( int linkType ) const {
       switch ( linkType ) {
       case DLT_EN10MB:
-         return link( 12, 14, "an Ethernet header" );
+         return link( { 12, 14, 6, 0 }, "an Ethernet header" );
       case DLT_LINUX_SLL:
-         return link( 14, 16, "a Linux cooked header" );
+         return link( { 14, 16, 6, {} }, "a Linux cooked header" );
       case DLT_LINUX_SLL2:
-         return link( 0, 20, "a Linux cooked header" );
+         return link( { 0, 20, 12, {} }, "a Linux cooked header" );
       case DLT_NULL:
       case DLT_LOOP:
          return loopback();
@@ -75,21 +78,60 @@ private:
                    : "the packet ends after " + count + " octets, within " + part };
    }
 
-   Frame link( std::size_t typeAt, std::size_t header, char const* name ) const {
-      if ( !has( 0, header ) ) {
-         // A whole packet that is shorter than its link header cannot be RADIUS.
+   /// Where a link header has what.
+   struct Link {
+      std::size_t type;
+      std::size_t size;
+      std::size_t source;
+      std::optional<std::size_t> destination;
+   };
+
+   Frame link( Link const& where, char const* name ) const {
+      if ( !has( 0, where.size ) ) {
+         // A whole packet that is shorter than its link header can be neither.
          return octets_.size() < original_ ? Frame{ ends( 0, name ) } : Frame{};
       }
-      std::size_t at = header;
-      std::uint16_t type = u16( typeAt );
+      std::size_t at = where.size;
+      std::uint16_t type = u16( where.type );
+      Bridging::VlanIdOrNone vlan;
       while ( vlanTag( type ) ) {
          if ( !has( at, 4 ) ) {
             return ends( at, "a VLAN tag" );
          }
+         vlan = Bridging::VlanIdOrNone( u16( at ) & 0x0fff ); // 0 is a priority alone
          type = u16( at + 2 );
          at += 4;
       }
+      if ( type == etherEapol ) {
+         return eapol( at, where, vlan );
+      }
       return type == etherIpv4 ? ipv4( at ) : type == etherIpv6 ? ipv6( at ) : Frame{};
+   }
+
+   Frame eapol( std::size_t at, Link const& where, Bridging::VlanIdOrNone vlan ) const {
+      EapolReading reading = readEapol( octets_.subspan( at ) );
+      if ( auto const& fault = reading.fault ) {
+         std::size_t const begin = at + fault->offset;
+         return fault->ends
+                   ? ends( begin, fault->part )
+                   : BadFrame{ false, begin, "the length of " + fault->part + " is wrong" };
+      }
+      if ( !reading.frame ) {
+         return {};
+      }
+      reading.frame->vlan = vlan;
+      reading.frame->source = mac( where.source );
+      if ( where.destination ) {
+         reading.frame->destination = mac( *where.destination );
+      }
+      return *std::move( reading.frame );
+   }
+
+   Lumo::EthAddr mac( std::size_t at ) const {
+      Lumo::EthAddr::Octets octets{};
+      std::copy_n( octets_.begin() + static_cast<std::ptrdiff_t>( at ), octets.size(),
+                   octets.begin() );
+      return Lumo::EthAddr( octets );
    }
 
    /// An address family number of the capturing host, in its byte order: 2 is IPv4 everywhere, IPv6

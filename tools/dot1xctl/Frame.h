@@ -8,13 +8,16 @@
 #include <string>
 #include <variant>
 
+#include "Eapol.h"
+
 /// From the octets of one captured packet to the RADIUS datagram in it: link header (with VLAN
-/// tags), IPv4 or IPv6 (with extension headers), UDP.
+/// tags), IPv4 or IPv6 (with extension headers), UDP; or to the EAPOL frame that it is.
 ///
 /// Guarantees. No octet beyond the captured ones is read, whatever the headers say. A packet that
-/// is not RADIUS over UDP is no problem and gives nothing; one that is, or may be, and cannot be
-/// read gives the reason and the offset. Padding behind the datagram is not part of it. Checksums
-/// are not verified: with checksum offload, packets captured on the sending host carry none.
+/// is neither RADIUS over UDP nor EAPOL is no problem and gives nothing; one that is, or may be,
+/// and cannot be read gives the reason and the offset. Padding behind the datagram is not part of
+/// it. Checksums are not verified: with checksum offload, packets captured on the sending host
+/// carry none.
 ///
 /// Fragments are not put together; they are recognised, so that the octets of a later fragment are
 /// never taken for a UDP header.
@@ -65,7 +68,7 @@ struct BadFrame {
 };
 
 /// What a packet is to us: nothing, or one of the above.
-using Frame = std::variant<std::monostate, Datagram, Fragment, BadFrame>;
+using Frame = std::variant<std::monostate, Datagram, Fragment, BadFrame, Eapol>;
 
 /// Whether \p linkType, a DLT_ value of libpcap, is one that dissect() reads.
 bool linkTypeKnown( int linkType );

@@ -92,6 +92,12 @@ void Replay::file( std::string const& path ) {
    for ( Request const& request : exchange_.unanswered() ) {
       ++summary_.unanswered;
       output_.unanswered( request );
+      if ( agent != nullptr ) {
+         agent->unanswered( request );
+      }
+   }
+   if ( agent != nullptr ) {
+      agent->captureEnd();
    }
    problems_.done();
 }
@@ -110,6 +116,9 @@ void Replay::packet( Packet const& packet, Frame const& frame ) {
    } else if ( auto const* bad = std::get_if<BadFrame>( &frame ) ) {
       problems_.add( { bad->cut ? ProblemKind::cut : ProblemKind::malformed, packet.number,
                        "offset " + std::to_string( bad->offset ), bad->what } );
+   } else if ( auto const* eapol = std::get_if<Eapol>( &frame );
+               eapol != nullptr && agent != nullptr ) {
+      agent->eapol( *eapol );
    }
 }
 
@@ -160,9 +169,13 @@ void Replay::request( Packet const& packet, Datagram const& datagram, RadiusRead
    request.code = reading.code;
    request.octets.assign( datagram.payload.begin(), datagram.payload.end() );
    request.attributes = std::move( reading.attributes );
-   bool const isNew = exchange_.request(
-      { datagram.source, datagram.destination, reading.identifier }, std::move( request ) );
+   request.whole = !reading.fault;
+   Flow const flow{ datagram.source, datagram.destination, reading.identifier };
+   bool const isNew = exchange_.request( flow, std::move( request ) );
    ++( isNew ? summary_.requests : summary_.sentAgain );
+   if ( Request const& sent = *exchange_.recent( flow ); agent != nullptr && isNew && sent.whole ) {
+      agent->request( sent );
+   }
 }
 
 void Replay::answer( Packet const& packet, Datagram const& datagram,
@@ -185,6 +198,9 @@ void Replay::answer( Packet const& packet, Datagram const& datagram,
    }
    makeResponse( answer );
    countAnswer( answer );
+   if ( agent != nullptr && answer.request != nullptr && answer.request->answers == 1 ) {
+      agent->answer( *answer.request, *answer.response, answer.time );
+   }
    output_.answer( answer );
    if ( answers_ == Answers::pass ) {
       status_->answerDel( made_ );

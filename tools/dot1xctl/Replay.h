@@ -5,6 +5,7 @@
 #include <string>
 #include <tuple>
 
+#include "Agent.h"
 #include "Exchange.h"
 #include "Output.h"
 #include "Problems.h"
@@ -30,6 +31,9 @@ public:
 
    /// Asked before each packet: whether to stop reading there.
    std::function<bool()> interrupted;
+
+   /// Told of each request, answer and EAPOL frame; null for none.
+   Agent* agent = nullptr;
 
    void file( std::string const& path );
    Summary const& summary();

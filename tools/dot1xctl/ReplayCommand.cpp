@@ -3,12 +3,13 @@
 #include <iostream>
 #include <memory>
 
+#include "Config.h"
+#include "Follow.h"
 #include "LeaderLoop.h"
 #include "Output.h"
 #include "Problems.h"
 #include "Replay.h"
-#include "TreeJson.h"
-#include "TreeText.h"
+#include "ShowState.h"
 
 namespace Dot1xCtl {
 
@@ -26,23 +27,39 @@ public:
 };
 
 std::unique_ptr<Output> outputOf( ReplayOptions const& options ) {
-   return options.tree   ? std::make_unique<NoOutput>()
-          : options.json ? jsonOutput( std::cout )
-                         : textOutput( std::cout );
+   return options.tree || options.show ? std::make_unique<NoOutput>()
+          : options.json               ? jsonOutput( std::cout )
+                                       : textOutput( std::cout );
 }
 
-void printTree( Varek::Ptr<::Replay::Status> const& status, bool json ) {
-   Part const roots = rootsPart( { { rootName, status } } );
-   if ( json ) {
-      std::cout << compact( jsonOf( roots ) ) << '\n';
-   } else {
-      printText( std::cout, roots );
+/// Whose trees are published and shown.
+Roots rootsOf( Replay const& replay, Agent const& agent ) {
+   return { { rootName, replay.status() },
+            { Agent::authNName, agent.authNStatus() },
+            { Agent::authZName, agent.authZStatus() },
+            { Agent::acctName, agent.acctStatus() } };
+}
+
+void print( Roots const& roots, ReplayOptions const& options ) {
+   ShowRequest request = options.show.value_or( ShowRequest() );
+   request.json = options.json;
+   if ( options.tree ) {
+      request.what = ShowRequest::What::tree;
    }
+   printState( std::cout, roots, request );
 }
 
 } // namespace
 
 int replay( ReplayOptions const& options ) {
+   Roots roots;
+   if ( !options.config.empty() ) {
+      auto const config = loadConfig( options.config, std::cerr );
+      if ( !config ) {
+         return 1;
+      }
+      roots[statusName] = config;
+   }
    std::unique_ptr<LeaderLoop> loop;
    if ( options.listen ) {
       loop = std::make_unique<LeaderLoop>( *options.listen );
@@ -54,19 +71,26 @@ int replay( ReplayOptions const& options ) {
    bool const keep = options.tree || loop != nullptr;
    Replay replay( *output, problems, keep ? Replay::Answers::keep : Replay::Answers::pass );
    replay.interrupted = interrupted;
+   Agent agent( options.agent );
+   if ( keep || options.show ) {
+      replay.agent = &agent;
+   }
    for ( std::string const& capture : options.captures ) {
       if ( !interrupted() ) {
          replay.file( capture );
       }
    }
    output->summary( replay.summary() );
-   if ( options.tree ) {
-      printTree( replay.status(), options.json );
+   roots.merge( rootsOf( replay, agent ) );
+   if ( options.tree || options.show ) {
+      print( roots, options );
    }
    std::cout.flush();
 
    if ( !interrupted() && loop != nullptr ) {
-      loop->leader().rootIs( rootName, replay.status() );
+      for ( auto const& [name, root] : roots ) {
+         loop->leader().rootIs( name, root );
+      }
       std::cerr << "listening on " << stringValue( loop->address() ) << std::endl;
       loop->run();
    }

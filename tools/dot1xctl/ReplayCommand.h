@@ -5,13 +5,18 @@
 #include <vector>
 
 #include "Address.h"
+#include "Agent.h"
+#include "ShowState.h"
 
 namespace Dot1xCtl {
 
 struct ReplayOptions {
    std::vector<std::string> captures;
    bool json = false;
-   bool tree = false; ///< Print the tree instead of what is read.
+   bool tree = false;               ///< Print the trees instead of what is read.
+   std::optional<ShowRequest> show; ///< Print this instead.
+   AgentSettings agent;
+   std::string config; ///< Of the file whose configuration is published, too; empty for none.
    std::optional<Address> listen;
 };
 

@@ -1,7 +1,12 @@
 #include "Schema.h"
 
+#include <algorithm>
+#include <cstddef>
+#include <cstdio>
+#include <stdexcept>
 #include <utility>
 
+#include "ReplayTypes.h"
 #include "framework/Records.h"
 
 namespace Dot1xCtl {
@@ -33,7 +38,8 @@ Json attributeJson( Qel::AttributeRecord const& attribute ) {
       result["key"] = attribute.key->typeName;
    }
    if ( attribute.defaultText != nullptr ) {
-      result["default"] = attribute.defaultText();
+      bool const fixed = attribute.kind == Qel::AttributeKind::constant;
+      result[fixed ? "value" : "default"] = attribute.defaultText();
    }
    if ( attribute.salted ) {
       result["salt"] = attribute.salt;
@@ -56,18 +62,82 @@ Json typeJson( Qel::TypeRecord const& type ) {
    return result;
 }
 
+using Names = std::vector<std::string>;
+
+bool isWanted( Names const& names, Varek::TypeInspectData const& type ) {
+   return names.empty() || std::ranges::any_of( names, [&]( std::string const& name ) {
+             return name == type.name || name == type.unqualifiedName();
+          } );
+}
+
+void expectKnown( std::string const& name ) {
+   for ( Varek::ModuleInspectData const* module : Varek::ModuleInspectData::all() ) {
+      for ( Varek::TypeInspectData const* type : module->types ) {
+         if ( isWanted( { name }, *type ) ) {
+            return;
+         }
+      }
+   }
+   throw std::runtime_error( "no registered type is called \"" + name + "\"" );
+}
+
+/// What values of a registered value type are at first; empty for other types.
+std::string defaultOf( std::string const& typeName ) {
+   Varek::TypeInspectData const* const type = Varek::ModuleInspectData::findType( typeName );
+   if ( type == nullptr || type->kind != Varek::TypeKind::value ) {
+      return {};
+   }
+   Varek::Inspect::AtomicFnTable const& table = *Qel::typeRecord( *type ).functions;
+   std::vector<std::max_align_t> room( table.size / sizeof( std::max_align_t ) + 1 );
+   table.inspectConstruct( room.data(), nullptr );
+   std::string text = table.inspectEncodeToString( room.data() );
+   table.inspectDestroy( room.data() );
+   return text;
+}
+
 } // namespace
 
-Json schema() {
+Json schema( Modules which, Names const& names ) {
+   std::ranges::for_each( names, expectKnown );
    Json modules = Json::array();
    for ( Varek::ModuleInspectData const* module : Varek::ModuleInspectData::all() ) {
+      if ( which == Modules::library && module == &Replay::replayModule ) {
+         continue;
+      }
       Json types = Json::array();
       for ( Varek::TypeInspectData const* type : module->types ) {
-         types.push_back( typeJson( Qel::typeRecord( *type ) ) );
+         if ( isWanted( names, *type ) ) {
+            types.push_back( typeJson( Qel::typeRecord( *type ) ) );
+         }
       }
-      modules.push_back( { { "name", module->name }, { "types", std::move( types ) } } );
+      if ( !types.empty() ) {
+         modules.push_back( { { "name", module->name }, { "types", std::move( types ) } } );
+      }
    }
    return { { "modules", std::move( modules ) } };
+}
+
+std::string startText( Json const& attribute ) {
+   auto const at =
+      attribute.contains( "value" ) ? attribute.find( "value" ) : attribute.find( "default" );
+   if ( at == attribute.end() ) {
+      return {};
+   }
+   auto const text = at->get<std::string>();
+   auto const type = attribute.at( "type" ).get<std::string>();
+   if ( text.empty() || type == "Varek::String" ) {
+      return at->dump();
+   }
+   return text == defaultOf( type ) ? std::string() : text;
+}
+
+std::string saltText( Json const& attribute ) {
+   if ( !attribute.contains( "salt" ) ) {
+      return {};
+   }
+   char text[11];
+   std::snprintf( text, sizeof text, "0x%08X", attribute.at( "salt" ).get<unsigned>() );
+   return text;
 }
 
 } // namespace Dot1xCtl

@@ -2,10 +2,11 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <memory>
-#include <new>
 
+#include "ConfigValue.h"
 #include "framework/AttrLog.h"
+#include "framework/Strep.h"
+#include "framework/Untyped.h"
 #include "framework/ValueTable.h"
 
 namespace Dot1xCtl {
@@ -13,56 +14,9 @@ namespace Dot1xCtl {
 namespace {
 
 using Qel::AttributeKind;
+using Qel::UntypedElements;
+using Qel::UntypedValue;
 using Varek::Inspect::AtomicFnTable;
-
-/// A value of its own of a type known by its table alone.
-class Held {
-public:
-   explicit Held( AtomicFnTable const& table )
-      : table_( table ), at_( ::operator new( table.size, std::align_val_t( table.alignment ) ) ) {
-      table_.inspectConstruct( at_, nullptr );
-   }
-   ~Held() {
-      table_.inspectDestroy( at_ );
-      ::operator delete( at_, std::align_val_t( table_.alignment ) );
-   }
-   Held( Held const& ) = delete;
-   Held& operator=( Held const& ) = delete;
-   void* get() const { return at_; }
-
-private:
-   AtomicFnTable const& table_;
-   void* at_;
-};
-
-/// A walk over what holds several.
-class Elements {
-public:
-   Elements( Qel::TypeRecord const& type, Qel::AttributeRecord const& attribute, void const* object,
-             void const* startKey = nullptr )
-      : at_( Qel::genericIfIterator( type, object, startKey, { attribute.id }, table_ ) ) {
-      if ( at_ == nullptr ) {
-         throw std::bad_alloc();
-      }
-   }
-   ~Elements() { table_->iterDel( at_ ); }
-   Elements( Elements const& ) = delete;
-   Elements& operator=( Elements const& ) = delete;
-
-   explicit operator bool() const { return table_->iterNonnull( at_ ); }
-   void next() { table_->iterInc( at_ ); }
-   void const* object() const { return table_->iterPeek( at_ ); }
-   AtomicFnTable const& objectTable() const { return *table_->object; }
-   Part key() const {
-      Held const key( *table_->key );
-      table_->iterKey( at_, key.get() );
-      return valuePart( *table_->key, key.get() );
-   }
-
-private:
-   Varek::Inspect::IterFnTable const* table_ = nullptr;
-   void* at_;
-};
 
 /// The child that the pointer at \p held points to. Old values of changes and elements of
 /// collections hold the same pointers.
@@ -94,8 +48,13 @@ bool partLess( Part const& x, Part const& y ) {
 
 bool keyLess( Part const& a, Part const& b ) { return partLess( a.key.front(), b.key.front() ); }
 
+Part keyPart( UntypedElements const& at ) {
+   UntypedValue const key = at.key();
+   return valuePart( key.table(), key.get() );
+}
+
 Part elementPart( Qel::TypeRecord const& type, Qel::AttributeRecord const& attribute,
-                  Elements const& at ) {
+                  UntypedElements const& at ) {
    if ( attribute.childType != nullptr ) {
       Qel::Entity const* const child = childAt( type, attribute, at.object() );
       return child != nullptr ? entityPart( *child ) : Part();
@@ -114,14 +73,14 @@ Part severalPart( Qel::TypeRecord const& type, Qel::AttributeRecord const& attri
    bool const keyed = isKeyed( attribute.kind );
    bool const set = attribute.kind == AttributeKind::set;
    result.form = keyed ? Part::Form::keyed : Part::Form::list;
-   for ( Elements at( type, attribute, object ); at; at.next() ) {
+   for ( UntypedElements at( attribute, object ); at; at.next() ) {
       Part& one = result.parts.emplace_back( elementPart( type, attribute, at ) );
       if ( keyed || set ) {
-         one.key.push_back( at.key() );
+         one.key.push_back( keyPart( at ) );
       }
    }
    if ( attribute.salted ) {
-      std::ranges::sort( result.parts, keyLess );
+      sortByKey( result );
    }
    if ( set ) {
       for ( Part& one : result.parts ) {
@@ -129,10 +88,6 @@ Part severalPart( Qel::TypeRecord const& type, Qel::AttributeRecord const& attri
       }
    }
    return result;
-}
-
-bool isShown( Qel::AttributeRecord const& attribute ) {
-   return attribute.kind != AttributeKind::constant && attribute.kind != AttributeKind::derived;
 }
 
 std::vector<Part> attributeParts( Qel::TypeRecord const& type, void const* object ) {
@@ -171,9 +126,9 @@ Part stepTo( Qel::Entity const& owner, Qel::Entity const& child ) {
          continue;
       }
       // Children are held by their constructor parameters.
-      Elements const at( type, one, &owner, parameterOf( Qel::typeRecord( child ), child ) );
+      UntypedElements const at( one, &owner, parameterOf( Qel::typeRecord( child ), child ) );
       if ( at && childAt( type, one, at.object() ) == &child ) {
-         step.key.push_back( at.key() );
+         step.key.push_back( keyPart( at ) );
          return step;
       }
    }
@@ -191,7 +146,7 @@ Part presentPart( Qel::TypeRecord const& type, Qel::AttributeRecord const& attri
       return attribute.read != nullptr ? valuePart( *attribute.value, attribute.read( &entity ) )
                                        : Part();
    }
-   Elements const at( type, attribute, &entity, change.keyData() );
+   UntypedElements const at( attribute, &entity, change.keyData() );
    if ( !at ) {
       return {};
    }
@@ -201,6 +156,12 @@ Part presentPart( Qel::TypeRecord const& type, Qel::AttributeRecord const& attri
 
 } // namespace
 
+bool isShown( Qel::AttributeRecord const& attribute ) {
+   return attribute.kind != AttributeKind::constant && attribute.kind != AttributeKind::derived;
+}
+
+void sortByKey( Part& keyed ) { std::ranges::sort( keyed.parts, keyLess ); }
+
 Part valuePart( AtomicFnTable const& table, void const* value ) {
    Part result;
    Varek::TypeInspectData const* const type = table.registered();
@@ -208,9 +169,13 @@ Part valuePart( AtomicFnTable const& table, void const* value ) {
       result.form = Part::Form::fields;
       result.parts = attributeParts( Qel::typeRecord( *type ), value );
    } else if ( table.inspectEncodeToString != nullptr ) {
-      result.form = formOf( table.typeName );
       result.text = table.inspectEncodeToString( value );
-   } else if ( Held const nothing( table ); !table.equal( value, nothing.get() ) ) {
+      if ( result.text == Qel::absentWord && isOptional( table ) ) {
+         result.text.clear(); // nothing
+      } else {
+         result.form = formOf( table.typeName );
+      }
+   } else if ( UntypedValue const nothing( table ); !table.equal( value, nothing.get() ) ) {
       // Without text and record only its type can be told, and whether there is anything in it.
       result.form = Part::Form::word;
       result.text = "(" + std::string( table.typeName ) + ")";

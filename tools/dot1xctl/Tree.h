@@ -20,7 +20,7 @@ namespace Dot1xCtl {
 /// An entity, a value, or several of them.
 struct Part {
    enum class Form : std::uint8_t {
-      none,    ///< No child, or nothing before or after a change.
+      none,    ///< No child, an absent value, or nothing before or after a change.
       boolean, ///< text is true or false.
       number,
       text,   ///< Any bytes, as they are.
@@ -38,6 +38,8 @@ struct Part {
    std::string text;
    std::vector<Part> key; ///< One, or none.
    std::vector<Part> parts;
+
+   friend bool operator==( Part const&, Part const& ) = default;
 };
 
 /// The value that lies at \p value.
@@ -46,6 +48,10 @@ Part valuePart( Varek::Inspect::AtomicFnTable const&, void const* value );
 Part attributePart( Qel::TypeRecord const&, Qel::AttributeRecord const&, void const* object );
 /// With all that is below it.
 Part entityPart( Qel::Entity const& );
+/// Whether attributes of this kind are stored, and so shown.
+bool isShown( Qel::AttributeRecord const& );
+/// Sorts the elements of \p keyed by their keys, as all that is held in hash tables is.
+void sortByKey( Part& keyed );
 
 /// Only that it is one, and of which type; nothing for null.
 Part bareEntity( Qel::Entity const* );

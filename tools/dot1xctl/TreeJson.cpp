@@ -1,6 +1,9 @@
 #include "TreeJson.h"
 
+#include <string_view>
 #include <utility>
+
+#include "ConfigValue.h"
 
 namespace Dot1xCtl {
 
@@ -24,13 +27,16 @@ std::string memberName( Part const& key ) {
    if ( key.form == Part::Form::fields ) {
       return compact( jsonOf( key ) );
    }
-   return isUtf8( key.text ) ? key.text : octets( key.text );
+   std::string_view const prefix = octetsKey;
+   // A text that looks as octets do is told by its octets, too.
+   bool const plain = isUtf8( key.text ) && !key.text.starts_with( prefix );
+   return plain ? key.text : std::string( prefix ) + octets( key.text ).substr( 2 );
 }
 
-Json fieldsJson( Part const& part ) {
+Json fieldsJson( Part const& part, EntityForm form ) {
    Json result = Json::object();
    for ( Part const& one : part.parts ) {
-      result[std::string( one.name )] = jsonOf( one );
+      result[std::string( one.name )] = jsonOf( one, form );
    }
    return result;
 }
@@ -45,7 +51,7 @@ Json stepJson( Part const& part ) {
 
 } // namespace
 
-Json jsonOf( Part const& part ) {
+Json jsonOf( Part const& part, EntityForm form ) {
    switch ( part.form ) {
    case Part::Form::none:
       return nullptr;
@@ -55,13 +61,15 @@ Json jsonOf( Part const& part ) {
       // Infinity is a duration, but no number of JSON's.
       return Json::accept( part.text ) ? Json::parse( part.text ) : Json( part.text );
    case Part::Form::text:
-      return isUtf8( part.text ) ? Json( part.text ) : Json{ { "octets", octets( part.text ) } };
+      return isUtf8( part.text ) ? Json( part.text ) : Json{ { octetsName, octets( part.text ) } };
    case Part::Form::word:
       return part.text;
    case Part::Form::fields:
-      return fieldsJson( part );
+      return fieldsJson( part, form );
    case Part::Form::entity:
-      return { { "type", part.type }, { "attributes", fieldsJson( part ) } };
+      return form == EntityForm::bare
+                ? fieldsJson( part, form )
+                : Json{ { "type", part.type }, { "attributes", fieldsJson( part, form ) } };
    case Part::Form::list:
    case Part::Form::keyed:
       break;
@@ -69,11 +77,11 @@ Json jsonOf( Part const& part ) {
    Json result = part.form == Part::Form::list ? Json::array() : Json::object();
    for ( Part const& one : part.parts ) {
       if ( part.form == Part::Form::list ) {
-         result.push_back( jsonOf( one ) );
+         result.push_back( jsonOf( one, form ) );
       } else {
          // Not by the index operator, which would look through all the others each time.
          result.get_ref<Json::object_t&>().emplace_back( memberName( one.key.front() ),
-                                                         jsonOf( one ) );
+                                                         jsonOf( one, form ) );
       }
    }
    return result;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include <nlohmann/json.hpp>
@@ -8,11 +9,15 @@
 
 /// Trees as JSON. An entity is {"type", "attributes": {name: value}}; a value without a text of its
 /// own {name: value}; sequences, arrays and sets are arrays, all else that holds several an object
-/// by printed key; no child is null. Booleans and finite numbers are JSON's, text that is no UTF-8
-/// {"octets": "0x..."}, everything else a string.
+/// by printed key; no child, and an absent value, is null. Booleans and finite numbers are JSON's,
+/// text that is no UTF-8 {"octets": "0x..."}, as a key "octets:0x...", everything else a string.
 namespace Dot1xCtl {
 
-nlohmann::ordered_json jsonOf( Part const& );
+/// Whether entities say their types. Without, one is {name: value} as a value is: what a
+/// configuration file holds, in which the types are known.
+enum class EntityForm : std::uint8_t { typed, bare };
+
+nlohmann::ordered_json jsonOf( Part const&, EntityForm = EntityForm::typed );
 
 /// {"time", "root", "path", "attribute", "key", "old", "new"}; path is an array of
 /// {"attribute", "key"}, and key left out where there is none.

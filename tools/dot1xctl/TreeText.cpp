@@ -83,7 +83,6 @@ public:
       }
    }
 
-private:
    void fields( std::size_t indent, Part const& part ) {
       std::size_t width = 0;
       for ( Part const& one : part.parts ) {
@@ -96,6 +95,7 @@ private:
       }
    }
 
+private:
    std::ostream& out_;
 };
 
@@ -128,6 +128,11 @@ void printText( std::ostream& out, Part const& roots ) {
    if ( roots.parts.empty() ) {
       out << "nothing is published\n";
    }
+   out.flush();
+}
+
+void printAttributes( std::ostream& out, Part const& part ) {
+   Printer( out ).fields( 0, part );
    out.flush();
 }
 

@@ -11,6 +11,8 @@
 namespace Dot1xCtl {
 
 void printText( std::ostream&, Part const& roots );
+/// The attributes of one entity, or the fields of one value, by themselves.
+void printAttributes( std::ostream&, Part const& );
 
 /// One value on one line.
 std::string lineOf( Part const& );

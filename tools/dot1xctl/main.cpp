@@ -1,13 +1,18 @@
 #include <exception>
+#include <functional>
 #include <iostream>
+#include <stdexcept>
 #include <string>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 
+#include "ConfigCommand.h"
 #include "Follow.h"
+#include "Options.h"
 #include "ReplayCommand.h"
 #include "Schema.h"
-#include "Varek/Failures.h"
+#include "ShowCommand.h"
 
 namespace {
 
@@ -27,14 +32,20 @@ Input that cannot be read is told on standard error, with file, packet and
 offset; all else is still shown, and the exit code is 1. Of each kind of fault
 the first five of a file are told, and then their number.
 
---listen publishes the answers and the counts of the summary, as a tree of the
-types of module "Replay", until SIGINT or SIGTERM; show and watch follow it from
-another process. "listening on ADDRESS" on standard error says that it is there.
+Of the requests, the answers and the EAPOL frames it makes the state, too, that
+an authenticator would have: ports, supplicants, blocked addresses, accounting
+sessions. --show prints tables of it instead, as show does.
+
+--listen publishes that state as the trees "authNStatus", "authZStatus" and
+"acctStatus", and beside them as "replay" the answers and the counts of the
+summary (module "Replay"), until SIGINT or SIGTERM; show and watch follow them
+from another process. "listening on ADDRESS" on standard error says that they
+are there.
 ADDRESS is unix:PATH (for this user and root alone), tcp:HOST:PORT or tcp:PORT
 (this machine alone; over TCP nobody is asked who they are, so name a HOST of
 yours with care). Port 0 takes any that is free.
 
---tree prints that tree instead, in the form in which show prints it.)";
+--tree prints those trees instead, as "show tree" does.)";
 
 constexpr char const* jsonHelp = R"(
 --json prints one array of objects, one a line. Member "record" of each is
@@ -51,31 +62,20 @@ tagged, and name where the dictionary has one.)";
 
 constexpr char const* schemaHelp = R"(
 Prints, module by module, each type with its slot, kind and whether it can be
-hashed, its attributes (id, name, kind, type, key, default, salt) and, of an
-enumeration, its values.
+hashed, its attributes (id, name, kind, type, default or constant, key, salt of
+the hash) and, of an enumeration, its values. A TYPE is a name with or without
+its namespace.
 
 --json prints one object:
   {"modules":[{"name","types":[{"name","kind","slot","hashable",
-    "attributes":[{"id","name","type","kind","key","default","salt","onWire"}],
-    "values":[{"value","name"}]}]}]}
+    "attributes":[{"id","name","type","kind","key","default","value","salt",
+    "onWire"}],"values":[{"value","name"}]}]}]}
 "kind" of a type is entity, value, enum8 or enum32. Types are in slot order,
-attributes in id order; what does not apply is left out.)";
+attributes in id order; what does not apply is left out. "value" is that of a
+constant.
 
-constexpr char const* treeJsonHelp = R"(
---json: an entity is {"type", "attributes": {name: value}}, a value without a
-text of its own {name: value}; sequences, arrays and sets are arrays, all else
-that holds several is an object by key; an absent child is null. Booleans and
-finite numbers are JSON's, text that is no UTF-8 is {"octets": "0x..."}, and
-everything else a string.)";
-
-constexpr char const* showHelp = R"(
-Connects to a process that publishes trees ("replay --listen"), waits until they
-have come whole, and prints them: an attribute or element a line, indented. Text
-is in quotes; "-" is what is not there. Works for trees of any registered type.
-
-Exit code 1, with the reason on standard error, if there is no connection, it is
-refused or ends, or not everything has come in time.
-)";
+--markdown prints a document with a table of contents, of the library's types
+and not of "Replay".)";
 
 constexpr char const* watchHelp = R"(
 Connects to a process that publishes trees and prints each change as it arrives,
@@ -89,27 +89,17 @@ connection, or what it says would be misread here.
 --json prints an object a line, with members time, root, path (array of
 {"attribute", "key"}), attribute, key, old and new.)";
 
-void schema( bool json ) {
+void schema( bool json, bool markdown, std::vector<std::string> const& types ) {
+   using Dot1xCtl::Modules;
+   auto const made =
+      Dot1xCtl::schema( markdown && types.empty() ? Modules::library : Modules::all, types );
    if ( json ) {
-      std::cout << Dot1xCtl::schema().dump() << '\n';
+      std::cout << made.dump() << '\n';
+   } else if ( markdown ) {
+      Dot1xCtl::printMarkdown( std::cout, made );
    } else {
-      Dot1xCtl::printSchema( std::cout, Dot1xCtl::schema() );
+      Dot1xCtl::printSchema( std::cout, made );
    }
-}
-
-/// Adds a required or optional option that is an address.
-CLI::Option* addressOption( CLI::App& command, char const* name, std::string& text,
-                            char const* description ) {
-   return command.add_option( name, text, description )
-      ->type_name( "ADDRESS" )
-      ->check( []( std::string const& given ) -> std::string {
-         try {
-            (void)Dot1xCtl::Address( given );
-            return {};
-         } catch ( Varek::TextError const& error ) {
-            return error.what();
-         }
-      } );
 }
 
 int run( int argc, char** argv ) {
@@ -125,31 +115,41 @@ int run( int argc, char** argv ) {
    replayCommand->add_option( "CAPTURE", options.captures, "Files to read, in this order" )
       ->required();
    replayCommand->add_flag( "--json", json, "Print JSON instead of text" );
-   replayCommand->add_flag( "--tree", options.tree, "Print the tree that --listen publishes" );
+   replayCommand->add_flag( "--tree", options.tree, "Print the trees that --listen publishes" );
    std::string listen;
-   addressOption( *replayCommand, "--listen", listen, "Then publish the answers there" );
+   Dot1xCtl::addressOption( *replayCommand, "--listen", listen, "Then publish the trees there" );
+   Dot1xCtl::addShowOptions( *replayCommand, options );
+   Dot1xCtl::addConfigOption( *replayCommand, options );
    replayCommand->footer( std::string( replayHelp ) + "\n" + jsonHelp );
 
-   CLI::App* const showCommand =
-      app.add_subcommand( "show", "Show what another process publishes" );
-   std::string connect;
-   addressOption( *showCommand, "--connect", connect, "Where it listens" )->required();
-   showCommand->add_flag( "--json", json, "Print JSON instead of text" );
-   double wait = 5;
-   showCommand->add_option( "--wait", wait, "How long to try, in seconds" )
-      ->capture_default_str()
-      ->check( CLI::Range( 0.001, 1e6 ) );
-   showCommand->footer( std::string( showHelp ) + treeJsonHelp );
+   std::function<int()> runShow;
+   CLI::App* const showCommand = Dot1xCtl::addShow( app, runShow );
 
    CLI::App* const watchCommand =
       app.add_subcommand( "watch", "Show the changes in that, as they arrive" );
-   addressOption( *watchCommand, "--connect", connect, "Where it listens" )->required();
+   std::string connect;
+   Dot1xCtl::addressOption( *watchCommand, "--connect", connect, "Where it listens" )->required();
    watchCommand->add_flag( "--json", json, "Print JSON instead of text" );
    watchCommand->footer( watchHelp );
 
+   std::function<int()> runConfig;
+   CLI::App* const configCommand = Dot1xCtl::addConfig( app, runConfig );
+
    CLI::App* const schemaCommand =
       app.add_subcommand( "schema", "Show the registered types and their attributes" );
-   schemaCommand->add_flag( "--json", json, "Print JSON instead of tables" );
+   std::vector<std::string> types;
+   schemaCommand->add_option( "TYPE", types, "Types to show; all, if none is given" )
+      ->check( []( std::string const& given ) -> std::string {
+         try {
+            (void)Dot1xCtl::schema( Dot1xCtl::Modules::all, { given } );
+            return {};
+         } catch ( std::runtime_error const& error ) {
+            return error.what();
+         }
+      } );
+   bool markdown = false;
+   schemaCommand->add_flag( "--markdown", markdown, "Print Markdown instead of tables" )
+      ->excludes( schemaCommand->add_flag( "--json", json, "Print JSON instead of tables" ) );
    schemaCommand->footer( schemaHelp );
 
    try {
@@ -166,11 +166,13 @@ int run( int argc, char** argv ) {
       }
       result = Dot1xCtl::replay( options );
    } else if ( showCommand->parsed() ) {
-      result = Dot1xCtl::show( Dot1xCtl::Address( connect ), wait, json );
+      result = runShow();
    } else if ( watchCommand->parsed() ) {
       result = Dot1xCtl::watch( Dot1xCtl::Address( connect ), json );
+   } else if ( configCommand->parsed() ) {
+      result = runConfig();
    } else {
-      schema( json );
+      schema( json, markdown, types );
    }
    std::cout.flush();
    if ( !std::cout ) {

@@ -1,0 +1,190 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "Qel/Entity.h"
+#include "Qel/HashMap2018.h"
+
+/// Records about entities, each found from its entity, or from the handle under which a connection
+/// speaks of it, without a search: both are where every message begins.
+namespace Mirror {
+
+/// A Record has members `entity`, a Ptr<Entity> or null, and `handle`, which is 0 in an empty one.
+///
+/// An entity notes the place of its record (Qel::Entity::qelPlace). There is one note for all
+/// tables of a process, so what it leads to is compared, and a table that finds the note in use
+/// keeps the place itself. Records stay where they are until they are taken out.
+template<class Record>
+class EntityTable {
+public:
+   EntityTable() = default;
+   EntityTable( EntityTable const& ) = delete;
+   EntityTable& operator=( EntityTable const& ) = delete;
+   ~EntityTable() { clear(); }
+
+   std::uint32_t size() const { return size_; }
+
+   Record* find( Qel::Entity const& entity ) {
+      if ( std::uint32_t const place = entity.qelPlace(); place - 1 < end_ ) [[likely]]
+         if ( Record& record = at( place ); record.entity.get() == &entity ) [[likely]]
+            return &record;
+      if ( elsewhere_.size() == 0 ) [[likely]]
+         return nullptr;
+      std::uint32_t const place = placeElsewhere( entity );
+      return place != 0 ? &at( place ) : nullptr;
+   }
+   /// The record at a place that newMember() has given.
+   Record& at( std::uint32_t place ) {
+      return ( *pages_[( place - 1 ) / pageSize] )[( place - 1 ) % pageSize];
+   }
+
+   /// The place of \p record from now on. Its entity, if it has one, has no record yet.
+   std::uint32_t newMember( Record record ) {
+      std::uint32_t const place = free_.empty() ? nextPlace() : free_.back();
+      if ( record.entity ) {
+         if ( record.entity->qelPlace() == 0 ) [[likely]]
+            record.entity->qelPlaceIs( place );
+         else
+            elsewhere_.newMemberG( Elsewhere{ record.entity.get(), place } );
+      }
+      at( place ) = std::move( record );
+      if ( !free_.empty() )
+         free_.pop_back();
+      else
+         end_ = place;
+      ++size_;
+      return place;
+   }
+   /// Removes the record of \p entity and returns it; one with handle 0 if there is none.
+   Record take( Qel::Entity const& entity ) {
+      std::uint32_t const place = placeOf( entity );
+      return place != 0 ? takeAt( place ) : Record{};
+   }
+   Record takeAt( std::uint32_t place ) {
+      free_.push_back( place );
+      Record taken = std::exchange( at( place ), Record{} );
+      unnote( taken );
+      if ( --size_ == 0 )
+         clear();
+      return taken;
+   }
+   void clear() {
+      forEach( [this]( Record& record ) { unnote( record ); } );
+      // Taken out first: the end of an entity may run code that looks at this table.
+      auto const pages = std::exchange( pages_, {} );
+      free_ = {};
+      elsewhere_.memberDelAll();
+      size_ = end_ = 0;
+   }
+
+   template<class F>
+   void forEach( F f ) {
+      for ( std::uint32_t place = 1; place <= end_; ++place )
+         if ( Record& record = at( place ); record.handle != 0 )
+            f( record );
+   }
+
+private:
+   static constexpr std::uint32_t pageSize = 64;
+   using Page = std::array<Record, pageSize>;
+
+   struct Elsewhere {
+      Qel::Entity const* entity;
+      std::uint32_t place;
+   };
+   struct ElsewhereKey {
+      using Key = std::uintptr_t;
+      Key operator()( Elsewhere const& one ) const { return keyOf( one.entity ); }
+   };
+   static std::uintptr_t keyOf( Qel::Entity const* entity ) {
+      return reinterpret_cast<std::uintptr_t>( entity );
+   }
+
+   std::uint32_t nextPlace() {
+      if ( end_ == pages_.size() * pageSize )
+         pages_.push_back( std::make_unique<Page>() );
+      return end_ + 1;
+   }
+   std::uint32_t placeElsewhere( Qel::Entity const& entity ) const {
+      Elsewhere const* const found = elsewhere_.lookupNodeG( keyOf( &entity ) );
+      return found ? found->place : 0;
+   }
+   std::uint32_t placeOf( Qel::Entity const& entity ) {
+      if ( elsewhere_.size() != 0 ) [[unlikely]]
+         if ( std::uint32_t const place = placeElsewhere( entity ) )
+            return place;
+      return find( entity ) ? entity.qelPlace() : 0;
+   }
+   void unnote( Record const& record ) {
+      if ( !record.entity )
+         return;
+      bool const noted =
+         elsewhere_.size() == 0 || !elsewhere_.deleteMemberG( keyOf( record.entity.get() ) );
+      if ( noted ) [[likely]]
+         record.entity->qelPlaceIs( 0 );
+   }
+
+   std::vector<std::unique_ptr<Page>> pages_;
+   std::vector<std::uint32_t> free_;
+   Qel::HashMap2018<Elsewhere, ElsewhereKey, 0x8B5F1D37> elsewhere_;
+   std::uint32_t size_ = 0;
+   std::uint32_t end_ = 0; // the last place that was ever given
+};
+
+/// Where the records of handles are. A leader counts its handles up, so nearly all are looked up in
+/// an array; those that are far above the number of records, as after a long life with much coming
+/// and going or from a hostile peer, are in a hash table.
+class HandleMap {
+public:
+   /// 0 if there is none.
+   std::uint32_t find( std::uint32_t handle ) const {
+      if ( handle < near_.size() ) [[likely]]
+         return near_[handle];
+      auto const found = far_.find( handle );
+      return found == far_.end() ? 0 : found->second;
+   }
+   /// \p count is the number of records.
+   void placeIs( std::uint32_t handle, std::uint32_t place, std::uint32_t count ) {
+      if ( handle >= near_.size() ) [[unlikely]]
+         growFor( handle, 2 * std::size_t{ count } + leastRoom );
+      if ( handle < near_.size() ) [[likely]]
+         near_[handle] = place;
+      else
+         far_[handle] = place;
+   }
+   void placeDel( std::uint32_t handle ) {
+      if ( handle < near_.size() ) [[likely]]
+         near_[handle] = 0;
+      else
+         far_.erase( handle );
+   }
+   void clear() {
+      near_ = {};
+      far_ = {};
+   }
+
+private:
+   static constexpr std::size_t leastRoom = 1024;
+
+   void growFor( std::uint32_t handle, std::size_t bound ) {
+      if ( handle >= bound )
+         return;
+      near_.resize( bound );
+      std::erase_if( far_, [this]( auto const& one ) {
+         bool const isNear = one.first < near_.size();
+         if ( isNear )
+            near_[one.first] = one.second;
+         return isNear;
+      } );
+   }
+
+   std::vector<std::uint32_t> near_; // by handle
+   std::unordered_map<std::uint32_t, std::uint32_t> far_;
+};
+
+} // namespace Mirror

@@ -1,0 +1,101 @@
+#include <map>
+#include <random>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "mirror/EntityTable.h"
+#include "support/TestModule.h"
+
+namespace {
+
+struct Record {
+   std::uint32_t handle = 0;
+   Varek::Ptr<Qel::Entity> entity;
+};
+using Table = Mirror::EntityTable<Record>;
+
+// Two tables over the same entities, as of two leaders of one tree, or of a follower whose tree is
+// published again: whichever comes first, each finds its own records, and only those.
+TEST( EntityTable, TwoThatShareEntitiesAgreeWithAModel ) {
+   std::mt19937 random( 7 );
+   std::vector<Varek::Ptr<Qel::Entity>> entities;
+   for ( unsigned i = 0; i < 200; ++i )
+      entities.push_back( TestModule::Plant::PlantIs() );
+   {
+      Table tables[2];
+      std::map<Qel::Entity*, std::uint32_t> models[2];
+      std::uint32_t handle = 0;
+      for ( unsigned step = 0; step < 40000; ++step ) {
+         unsigned const which = random() % 2;
+         Table& table = tables[which];
+         auto& model = models[which];
+         auto const& entity = entities[random() % entities.size()];
+         auto const held = model.find( entity.get() );
+         if ( Record const* const found = table.find( *entity ); held == model.end() ) {
+            ASSERT_EQ( found, nullptr );
+            ASSERT_EQ( table.take( *entity ).handle, 0U );
+            if ( random() % 2 == 0 ) {
+               table.newMember( { ++handle, entity } );
+               model[entity.get()] = handle;
+            }
+         } else {
+            ASSERT_EQ( found->handle, held->second );
+            if ( random() % 2 == 0 ) {
+               ASSERT_EQ( table.take( *entity ).handle, held->second );
+               model.erase( held );
+            }
+         }
+         if ( random() % 4000 == 0 ) {
+            table.clear();
+            model.clear();
+         }
+         ASSERT_EQ( table.size(), model.size() );
+      }
+      for ( unsigned i = 0; i < 2; ++i ) {
+         std::map<Qel::Entity*, std::uint32_t> listed;
+         tables[i].forEach( [&]( Record const& one ) { listed[one.entity.get()] = one.handle; } );
+         EXPECT_EQ( listed, models[i] );
+      }
+   }
+   for ( auto const& entity : entities )
+      ASSERT_EQ( entity->qelPlace(), 0U ) << "a table has gone and left its note";
+}
+
+TEST( EntityTable, RecordsStayWhereTheyAre ) {
+   Table table;
+   auto const first = TestModule::Plant::PlantIs();
+   Record const& record = table.at( table.newMember( { 1, first } ) );
+   for ( std::uint32_t i = 2; i < 1000; ++i )
+      table.newMember( { i, nullptr } );
+   EXPECT_EQ( table.find( *first ), &record );
+}
+
+// Small handles, large ones, and those between, which change from one kind to the other as records
+// come: all are found, none after its end.
+TEST( HandleMap, AgreesWithAModelWhateverTheHandles ) {
+   std::mt19937 random( 11 );
+   auto const below = [&]( std::uint32_t end ) {
+      return static_cast<std::uint32_t>( random() ) % end;
+   };
+   Mirror::HandleMap places;
+   std::map<std::uint32_t, std::uint32_t> model;
+   for ( unsigned step = 0; step < 60000; ++step ) {
+      std::uint32_t const handle = below( 3 ) == 0   ? 1 + below( 5000 )
+                                   : below( 2 ) != 0 ? 1 + below( 20000 )
+                                                     : 0xFFFFFFFFU - below( 3000 );
+      auto const held = model.find( handle );
+      ASSERT_EQ( places.find( handle ), held == model.end() ? 0 : held->second ) << handle;
+      if ( held == model.end() ) {
+         places.placeIs( handle, step + 1, static_cast<std::uint32_t>( model.size() ) );
+         model[handle] = step + 1;
+      } else if ( below( 8 ) == 0 ) {
+         places.placeDel( handle );
+         model.erase( held );
+      }
+   }
+   for ( auto const& [handle, place] : model )
+      ASSERT_EQ( places.find( handle ), place );
+}
+
+} // namespace

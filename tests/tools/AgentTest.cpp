@@ -1,0 +1,428 @@
+#include <limits>
+#include <map>
+
+#include <gtest/gtest.h>
+
+#include "dot1xctl/Agent.h"
+#include "dot1xctl/Derivation.h"
+#include "dot1xctl/Tree.h"
+
+/// What an authenticator's state becomes by requests, answers and EAPOL frames that no well-behaved
+/// recording has.
+namespace {
+
+using namespace Dot1xCtl;
+using namespace Dot1xV2;
+using RadiusPktParserBase::Attribute;
+using RadiusPktParserBase::TaggedInt;
+using RadiusPktParserBase::TaggedStr;
+
+using Values = std::map<std::uint16_t, RadiusPktParserBase::AttrValue>;
+
+Lumo::EthAddr const mac( "00:00:5e:00:53:01" );
+Lumo::IntfId const port1( "Ethernet1" );
+Lumo::IntfId const port2( "Ethernet2" );
+AuthNZPhaseType const phase1( AuthNZPhaseEnum::authNZPhase1 );
+
+constexpr std::uint32_t start = 1, stop = 2, interim = 3, on = 7, off = 8;
+
+/// An agent and the one who feeds it.
+struct Fed : Agent {
+   using Agent::Agent;
+
+   Request sent( std::uint8_t code, Values const& values ) {
+      Request request;
+      request.packet = ++packet;
+      request.time = Time( std::chrono::seconds( 1000 + packet ) );
+      request.code = code;
+      for ( auto const& [type, value] : values ) {
+         request.attributes.emplace_back( Attribute( 0, type ), value );
+      }
+      Agent::request( request );
+      return request;
+   }
+   /// An Access-Request; an empty \p port is left out.
+   Request ask( std::string const& port, Values more = {} ) {
+      more.try_emplace( RadiusId::callingStationId, stringValue( mac ) );
+      more.try_emplace( RadiusId::serviceType, 10u );
+      more.try_emplace( RadiusId::userName, Varek::String( "00005e005301" ) );
+      if ( !port.empty() ) {
+         more.try_emplace( RadiusId::nasPortId, port );
+      }
+      return sent( accessRequest, more );
+   }
+   void answered( Request const& request, AaaResponseType type, Values const& values = {} ) {
+      auto const response = aaaResponseFactory( type );
+      for ( auto const& [id, value] : values ) {
+         AaaAttribute one( Attribute( 0, id ) );
+         one.attrValuePush( value );
+         response->aaaAttributeIs( one );
+      }
+      answer( request, *response, request.time + std::chrono::seconds( 1 ) );
+   }
+   void account( std::uint32_t type, std::string const& id, Values more = {} ) {
+      more.try_emplace( RadiusId::acctStatusType, type );
+      more.try_emplace( RadiusId::callingStationId, stringValue( mac ) );
+      more.try_emplace( RadiusId::nasPortId, Varek::String( "Ethernet1" ) );
+      more.try_emplace( RadiusId::nasIdentifier, Varek::String( "switch-1" ) );
+      if ( !id.empty() ) {
+         more.try_emplace( RadiusId::acctSessionId, id );
+      }
+      sent( accountingRequest, more );
+   }
+   void eapolSent( Eapol::Kind kind, std::uint16_t vlan = 0, char const* identity = "" ) {
+      Eapol frame;
+      ( kind == Eapol::Kind::request ? frame.destination : frame.source ) = mac;
+      frame.kind = kind;
+      frame.vlan = Bridging::VlanIdOrNone( vlan );
+      frame.identity = identity;
+      eapol( frame );
+   }
+
+   AuthNSupplicantStatus const& supplicant() const { return *authNStatus()->supplicant( mac ); }
+   AuthNPhaseStatus const& phase() const { return *supplicant().phaseStatus( phase1 ); }
+   Varek::Ptr<Dot1xSuppAttr> allowed( Lumo::IntfId port ) const {
+      return authZStatus()->getSupplicantAuthZAttrs( port, mac );
+   }
+   AuthZPortStatus const& port( Lumo::IntfId id ) const {
+      return *authZStatus()->authZPortStatus( id );
+   }
+   std::uint32_t blocked() const {
+      return authZStatus()->blockedMacTable()->blockedMacEntry().size();
+   }
+   AcctSessionState const& session() const { return *acctStatus()->acctSessionState( mac ); }
+
+   std::uint64_t packet = 0;
+};
+
+Values const inVlan110 = { { RadiusId::tunnelType, TaggedInt{ 0, 13 } },
+                           { RadiusId::tunnelMediumType, TaggedInt{ 0, 6 } },
+                           { RadiusId::tunnelPrivateGroupId, TaggedStr{ 0, "110" } },
+                           { RadiusId::acctInterimInterval, 60u } };
+
+/// Counts the changes of all trees of an agent, by the name of the attribute.
+class Changes {
+public:
+   explicit Changes( Agent const& agent ) {
+      Varek::Ptr<Qel::Entity> const roots[] = { agent.authNStatus(), agent.authZStatus(),
+                                                agent.acctStatus() };
+      for ( auto const& root : roots ) {
+         held_.push_back( root->subscribe(
+            [this, root]( Varek::Change const& change ) {
+               ++counts[std::string( changePart( *root, change ).attribute.name )];
+            },
+            Varek::Scope::subtree ) );
+      }
+   }
+   std::map<std::string, int> counts;
+
+private:
+   std::vector<Varek::Subscription> held_;
+};
+
+TEST( Agent, ReauthenticationWithTheSameAnswerTellsOnlyWhatDiffers ) {
+   Fed agent;
+   agent.answered( agent.ask( "Ethernet1" ), AaaResponseType::accepted, inVlan110 );
+   Changes const changes( agent );
+   agent.answered( agent.ask( "Ethernet1" ), AaaResponseType::accepted, inVlan110 );
+   std::map<std::string, int> const expected = {
+      { "stage", 2 }, { "authPhase", 2 }, { "lastAuthSuccessTime", 1 }, { "authorizedCount", 1 } };
+   EXPECT_EQ( changes.counts, expected );
+   EXPECT_EQ( agent.supplicant().lastAuthSuccessTime(), Varek::Duration( 1003 ) );
+}
+
+TEST( Agent, AnAnswerThatSaysLessTakesBackWhatWasSaid ) {
+   Fed agent;
+   Values more = inVlan110;
+   more[RadiusId::classAttribute] = Varek::Bytes( "class" );
+   more[RadiusId::serviceType] = 2u;
+   more[RadiusId::egressVlanId] = 0x31000014u;
+   more[RadiusId::userName] = Varek::String( "bob" );
+   agent.answered( agent.ask( "Ethernet1" ), AaaResponseType::accepted, more );
+   EXPECT_EQ( agent.supplicant().identity(), "bob" );
+   EXPECT_EQ( agent.supplicant().serviceType(), 2u );
+   EXPECT_EQ( agent.supplicant().vlanId(), 110u );
+   EXPECT_EQ( agent.port( port1 ).operationalPortAttrs()->operationalAttr()->vlanId().value(),
+              110 );
+   agent.answered( agent.ask( "Ethernet1" ), AaaResponseType::accepted );
+   AuthNSupplicantStatus const& supplicant = agent.supplicant();
+   EXPECT_EQ( supplicant.identity(), "00005e005301" );
+   EXPECT_EQ( supplicant.classAttr(), Varek::Bytes() );
+   EXPECT_EQ( supplicant.serviceType(), 0xffffffffu );
+   EXPECT_EQ( supplicant.vlanId(), 0u );
+   EXPECT_FALSE( supplicant.egressVlanAttrs() );
+   EXPECT_EQ( agent.phase().aaaResponse()->aaaAttribute().size(), 0u );
+   EXPECT_EQ( agent.allowed( port1 )->attr(), AuthZAttrs() );
+   EXPECT_TRUE( agent.port( port1 ).operationalPortAttrs()->operationalAttr()->vlanId().isNone() );
+}
+
+TEST( Agent, ASupplicantMovesOnlyByBeingAccepted ) {
+   Fed agent;
+   agent.answered( agent.ask( "Ethernet1" ), AaaResponseType::accepted, inVlan110 );
+   agent.answered( agent.ask( "Ethernet2" ), AaaResponseType::rejected );
+   EXPECT_TRUE( agent.allowed( port1 ) ) << "somebody else may have used its address there";
+   EXPECT_FALSE( agent.port( port2 ).authorized() );
+   agent.answered( agent.ask( "Ethernet2" ), AaaResponseType::accepted );
+   EXPECT_FALSE( agent.allowed( port1 ) );
+   EXPECT_FALSE( agent.port( port1 ).authorized() );
+   EXPECT_EQ( agent.port( port1 ).portAuthState(), PortAuthState::blocked );
+   EXPECT_TRUE( agent.allowed( port2 ) );
+   EXPECT_TRUE( agent.port( port2 ).authorized() );
+}
+
+TEST( Agent, WithoutAPortItIsWhereItIsKnownToBeOrNowhere ) {
+   for ( std::string const name : { "", "GigabitEthernet1/0/1", "port 7" } ) {
+      Fed agent;
+      agent.answered( agent.ask( name ), AaaResponseType::accepted, inVlan110 );
+      EXPECT_EQ( agent.supplicant().vlanId(), 110u ) << name;
+      EXPECT_EQ( agent.supplicant().intfId(), Lumo::IntfId() ) << name;
+      EXPECT_EQ( agent.authZStatus()->authZPortStatus().size(), 0u ) << name;
+
+      agent.answered( agent.ask( "Ethernet1" ), AaaResponseType::accepted );
+      agent.answered( agent.ask( name ), AaaResponseType::accepted, inVlan110 );
+      EXPECT_EQ( agent.authZStatus()->authZPortStatus().size(), 1u ) << name;
+      EXPECT_EQ( agent.allowed( port1 )->attr().vlanId(), "110" ) << name;
+   }
+}
+
+TEST( Agent, OnlyTheAnswerToTheLatestRequestCountsAndOnce ) {
+   Fed agent;
+   Request const first = agent.ask( "Ethernet1" );
+   Request const second = agent.ask( "Ethernet2" );
+   agent.answered( first, AaaResponseType::accepted );
+   EXPECT_EQ( agent.phase().stage(), AuthNPhaseStage::waitForAuthServer );
+   agent.unanswered( first );
+   EXPECT_EQ( agent.phase().stage(), AuthNPhaseStage::waitForAuthServer );
+   agent.answered( second, AaaResponseType::rejected );
+   Changes const changes( agent );
+   agent.answered( second, AaaResponseType::accepted );
+   agent.unanswered( second );
+   Request cut = agent.ask( "Ethernet2" );
+   cut.whole = false;
+   auto const before = changes.counts;
+   agent.answered( cut, AaaResponseType::accepted );
+   EXPECT_EQ( changes.counts, before );
+   EXPECT_EQ( agent.authZStatus()->authZPortStatus().size(), 2u );
+   EXPECT_FALSE( agent.port( port1 ).authorized() || agent.port( port2 ).authorized() );
+}
+
+TEST( Agent, ARequestWithoutAnAnswerTimesOut ) {
+   Fed agent;
+   agent.unanswered( agent.ask( "Ethernet1" ) );
+   EXPECT_EQ( agent.phase().stage(), AuthNPhaseStage::phaseTimedOut );
+   EXPECT_EQ( agent.phase().aaaResponse()->type(), AaaResponseType::timeout );
+   EXPECT_EQ( agent.supplicant().currentAuthNMethod(), AuthNMethod::mbaAuth );
+}
+
+TEST( Agent, ALoginAtTheSwitchIsNoSupplicants ) {
+   Fed agent;
+   Values const login = { { RadiusId::serviceType, 7u },
+                          { RadiusId::userName, Varek::String( "admin" ) } };
+   agent.answered( agent.ask( "Ethernet1", login ), AaaResponseType::accepted );
+   Values const elsewhere = { { RadiusId::callingStationId, Varek::String( "192.0.2.7" ) } };
+   agent.answered( agent.ask( "Ethernet1", elsewhere ), AaaResponseType::accepted );
+   EXPECT_EQ( agent.authNStatus()->supplicant().size(), 0u );
+   EXPECT_EQ( agent.authZStatus()->authZPortStatus().size(), 0u );
+   // Without Service-Type, its address as the name says what it is.
+   agent.ask( "Ethernet1", { { RadiusId::serviceType, 2u },
+                             { RadiusId::userName, Varek::String( "0000.5E00.5301" ) } } );
+   EXPECT_EQ( agent.phase().authNMethod(), AuthNMethod::mbaAuth );
+}
+
+TEST( Agent, RejectionsInARowBlockAndAcceptanceFrees ) {
+   Fed agent( AgentSettings{ 3, 0 } );
+   auto const rejected = [&] {
+      agent.answered( agent.ask( "Ethernet1" ), AaaResponseType::rejected );
+   };
+   rejected();
+   rejected();
+   agent.answered( agent.ask( "Ethernet1" ), AaaResponseType::accepted );
+   rejected();
+   rejected();
+   EXPECT_EQ( agent.blocked(), 0u ) << "not in a row";
+   EXPECT_FALSE( agent.port( port1 ).authorized() );
+   agent.eapolSent( Eapol::Kind::start, 300 );
+   rejected();
+   auto const entry = agent.authZStatus()->blockedMacTable()->blockedMacEntry( mac );
+   ASSERT_TRUE( entry );
+   ASSERT_NE( entry->intfVlan( port1 ), nullptr );
+   EXPECT_EQ( entry->intfVlan( port1 )->value(), 300 );
+   agent.answered( agent.ask( "Ethernet2" ), AaaResponseType::accepted );
+   EXPECT_EQ( agent.blocked(), 0u );
+}
+
+TEST( Agent, APortHasInForceWhatItsSupplicantsHaveInCommon ) {
+   Fed agent;
+   auto const another = []( char const* address ) {
+      return Values{ { RadiusId::callingStationId, Varek::String( address ) } };
+   };
+   auto const inForce = [&] {
+      return agent.port( port1 ).operationalPortAttrs()->operationalAttr()->vlanId().value();
+   };
+   agent.answered( agent.ask( "Ethernet1" ), AaaResponseType::accepted, inVlan110 );
+   agent.answered( agent.ask( "Ethernet1", another( "00005e005302" ) ), AaaResponseType::accepted,
+                   inVlan110 );
+   EXPECT_EQ( inForce(), 110 );
+   agent.answered( agent.ask( "Ethernet1", another( "00005e005303" ) ), AaaResponseType::accepted );
+   EXPECT_EQ( inForce(), 0 );
+   agent.answered( agent.ask( "Ethernet1", another( "00005e005303" ) ), AaaResponseType::rejected );
+   EXPECT_EQ( inForce(), 110 );
+   EXPECT_EQ( agent.port( port1 ).authorizedMacs().size(), 2u );
+   EXPECT_EQ( agent.port( port1 ).operationalPortAttrs()->intfId(), port1 );
+}
+
+TEST( Agent, EapolSaysHowFarItIsAndLogoffEndsIt ) {
+   Fed agent;
+   agent.eapolSent( Eapol::Kind::logoff );
+   agent.eapolSent( Eapol::Kind::request );
+   EXPECT_EQ( agent.authNStatus()->supplicant().size(), 0u ) << "neither begins anything";
+   agent.eapolSent( Eapol::Kind::start, 300 );
+   EXPECT_EQ( agent.phase().stage(), AuthNPhaseStage::waitForSuppResponse );
+   EXPECT_TRUE( agent.supplicant().inEapolAuth() );
+   EXPECT_TRUE( agent.supplicant().isTagged() );
+   EXPECT_EQ( agent.supplicant().vTag().value(), 300 );
+   agent.eapolSent( Eapol::Kind::response, 0, "anonymous" );
+   EXPECT_EQ( agent.supplicant().identity(), "anonymous" );
+   EXPECT_EQ( agent.phase().stage(), AuthNPhaseStage::waitForAuthServer );
+   EXPECT_TRUE( agent.supplicant().vTag().isNone() );
+
+   Values const eap = { { RadiusId::eapMessage, Varek::Bytes( "x" ) },
+                        { RadiusId::userName, Varek::String( "anonymous" ) } };
+   agent.answered( agent.ask( "Ethernet1", eap ), AaaResponseType::challenge );
+   EXPECT_EQ( agent.phase().stage(), AuthNPhaseStage::waitForSuppResponse );
+   EXPECT_EQ( agent.supplicant().currentAuthNMethod(), AuthNMethod::eapolAuth );
+   Values accept = inVlan110;
+   accept[RadiusId::userName] = Varek::String( "bob" );
+   agent.answered( agent.ask( "Ethernet1", eap ), AaaResponseType::accepted, accept );
+   EXPECT_FALSE( agent.supplicant().inEapolAuth() );
+
+   // Authenticating anew does not cost the authorization, nor the identity.
+   agent.eapolSent( Eapol::Kind::start );
+   agent.eapolSent( Eapol::Kind::response, 0, "anonymous" );
+   Request const open = agent.ask( "Ethernet1", eap );
+   EXPECT_TRUE( agent.allowed( port1 ) );
+   EXPECT_EQ( agent.supplicant().identity(), "bob" );
+   EXPECT_EQ( agent.supplicant().vlanId(), 110u );
+
+   agent.eapolSent( Eapol::Kind::logoff );
+   agent.answered( open, AaaResponseType::accepted, accept );
+   EXPECT_FALSE( agent.allowed( port1 ) );
+   EXPECT_FALSE( agent.port( port1 ).authorized() );
+   EXPECT_EQ( agent.supplicant().vlanId(), 0u );
+   EXPECT_EQ( agent.supplicant().authPhase().value(), AuthNZPhaseEnum::authNZNotStarted );
+   EXPECT_EQ( agent.phase().terminateCause(), AcctTermCause::userRequest );
+}
+
+TEST( Accounting, UpdatesAreDueAsTheServerAskedUntilTheStop ) {
+   Fed agent;
+   agent.account( start, "before" );
+   EXPECT_EQ( agent.session().nextAcctUpdateTime().count(),
+              std::numeric_limits<double>::infinity() );
+   agent.answered( agent.ask( "Ethernet1" ), AaaResponseType::accepted, inVlan110 );
+   agent.account( start, "a" );
+   EXPECT_EQ( agent.session().nextAcctUpdateTime(), Varek::Duration( 1003 + 60 ) );
+   agent.account( interim, "a" );
+   EXPECT_EQ( agent.session().nextAcctUpdateTime(), Varek::Duration( 1004 + 60 ) );
+   agent.account( stop, "a", { { RadiusId::acctTerminateCause, 2u } } );
+   EXPECT_EQ( agent.session().terminateCause(), AcctTermCause::lostCarrier );
+   EXPECT_EQ( agent.session().nextAcctUpdateTime().count(),
+              std::numeric_limits<double>::infinity() );
+   EXPECT_TRUE( agent.allowed( port1 ) );
+}
+
+TEST( Accounting, WhatComesAgainOrLateChangesNothing ) {
+   Fed agent;
+   agent.account( start, "a" );
+   agent.account( interim, "a", { { RadiusId::acctSessionTime, 30u } } );
+   EXPECT_EQ( agent.acctStatus()->acctSessionUniqueId(), 1u );
+   Changes const changes( agent );
+   agent.account( start, "a", { { RadiusId::acctDelayTime, 5u } } );
+   agent.account( stop, "another", { { RadiusId::acctTerminateCause, 1u } } );
+   agent.account( interim, "another" );
+   agent.account( stop, "" );
+   agent.account( start, "c", { { RadiusId::callingStationId, Varek::String( "192.0.2.1" ) } } );
+   agent.account( 15, "a" );
+   EXPECT_TRUE( changes.counts.empty() );
+   agent.account( stop, "a", { { RadiusId::acctTerminateCause, 5u } } );
+   auto const ended = changes.counts;
+   agent.account( interim, "a" );
+   agent.account( start, "a" );
+   agent.account( stop, "a" );
+   EXPECT_EQ( changes.counts, ended );
+   EXPECT_EQ( agent.session().terminateCause(), AcctTermCause::sessionTimeout );
+   agent.account( start, "b" );
+   EXPECT_EQ( agent.acctStatus()->acctSessionUniqueId(), 2u );
+   EXPECT_EQ( agent.session().terminateCause(), AcctTermCause::causeNotSet );
+   EXPECT_EQ( agent.session().attribute()->byteAttribute( RadiusId::acctTerminateCause ), nullptr );
+}
+
+TEST( Accounting, CausesBeyondThoseOfTheTypeAreTheNearest ) {
+   struct {
+      std::optional<std::uint32_t> sent;
+      AcctTermCause cause;
+   } const cases[] = {
+      { 1, AcctTermCause::userRequest }, { 6, AcctTermCause::adminReset },
+      { 7, AcctTermCause::adminReset },  { 0, AcctTermCause::lostService },
+      { 9, AcctTermCause::lostService }, { 17, AcctTermCause::userRequest },
+      { 22, AcctTermCause::adminReset }, { 0xffffffff, AcctTermCause::lostService },
+      { {}, AcctTermCause::lostService } };
+   for ( auto const& one : cases ) {
+      Fed agent;
+      agent.account( stop, "a",
+                     one.sent ? Values{ { RadiusId::acctTerminateCause, *one.sent } } : Values{} );
+      EXPECT_EQ( agent.session().terminateCause(), one.cause ) << one.sent.value_or( 99 );
+   }
+}
+
+TEST( Accounting, TheNasGoingOffEndsItsSessionsAlone ) {
+   for ( std::uint32_t const type : { on, off } ) {
+      Fed agent;
+      Values const other = { { RadiusId::callingStationId, Varek::String( "00005e005302" ) },
+                             { RadiusId::nasIdentifier, Varek::String( "switch-2" ) },
+                             { RadiusId::nasIpAddress, Lumo::IpGenPrefix( "192.0.2.1" ) } };
+      agent.account( start, "a", { { RadiusId::nasIpAddress, Lumo::IpGenPrefix( "192.0.2.1" ) } } );
+      agent.account( start, "b", other );
+      agent.account( type, "nas",
+                     { { RadiusId::nasIpAddress, Lumo::IpGenPrefix( "192.0.2.1" ) } } );
+      EXPECT_EQ( agent.session().terminateCause(), AcctTermCause::adminReset );
+      auto const its = agent.acctStatus()->acctSessionState( Lumo::EthAddr( "00005e005302" ) );
+      EXPECT_EQ( its->terminateCause(), AcctTermCause::causeNotSet );
+      EXPECT_EQ( agent.acctStatus()->acctSessionState().size(), 2u );
+   }
+}
+
+TEST( Accounting, AttributesGoIntoTheMapOfTheirForm ) {
+   Fed agent( AgentSettings{ 3, 32473 } );
+   Request request = agent.sent( accountingRequest, {} );
+   auto const add = [&]( std::uint32_t vendor, std::uint16_t type,
+                         RadiusPktParserBase::AttrValue const& value ) {
+      request.attributes.emplace_back( Attribute( vendor, type ), value );
+   };
+   add( 0, RadiusId::acctStatusType, start );
+   add( 0, RadiusId::callingStationId, stringValue( mac ) );
+   add( 0, RadiusId::calledStationId, Varek::String( "02-00-5E-10-00-31:lab" ) );
+   add( 0, RadiusId::acctSessionId, Varek::String( "a" ) );
+   add( 0, RadiusId::acctSessionTime, 0x01020304u );
+   add( 0, RadiusId::classAttribute, Varek::Bytes( "first" ) );
+   add( 0, RadiusId::classAttribute, Varek::Bytes( "second" ) );
+   add( 0, RadiusId::framedIpAddress, Lumo::IpGenPrefix( "192.0.2.58" ) );
+   add( 0, 241 * 256 + 1, Varek::Bytes( "extended" ) );
+   add( 32473, 5, Varek::Bytes( "profile" ) );
+   add( 311, 5, Varek::Bytes( "another's" ) );
+   agent.request( request );
+   AcctAttributes const& held = *agent.session().attribute();
+   EXPECT_EQ( held.strAttribute().size(), 3u );
+   EXPECT_EQ( *held.strAttribute( RadiusId::acctSessionId ), "a" );
+   EXPECT_EQ( held.byteAttribute().size(), 3u );
+   EXPECT_EQ( *held.byteAttribute( RadiusId::acctSessionTime ), Varek::Bytes( "\1\2\3\4" ) );
+   EXPECT_EQ( *held.byteAttribute( RadiusId::classAttribute ), Varek::Bytes( "first" ) );
+   EXPECT_EQ( *held.byteAttribute( RadiusId::framedIpAddress ),
+              Varek::Bytes( std::string( "\xc0\0\2\x3a", 4 ) ) );
+   EXPECT_EQ( held.vsaStrAttribute().size(), 0u );
+   ASSERT_EQ( held.vsaByteAttribute().size(), 1u );
+   EXPECT_EQ( *held.vsaByteAttribute( RadiusPacketParser::BreviaVendorSpec::deviceProfile ),
+              Varek::Bytes( "profile" ) );
+   EXPECT_EQ( agent.session().calledStationId(), Lumo::EthAddr( "02:00:5e:10:00:31" ) );
+}
+
+} // namespace

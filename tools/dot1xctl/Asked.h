@@ -1,0 +1,33 @@
+#pragma once
+
+#include <optional>
+
+#include "Exchange.h"
+#include "Lumo/EthAddr.h"
+#include "Lumo/IntfId.h"
+
+/// What a RADIUS request says of the supplicant that it is for.
+namespace Dot1xCtl {
+
+/// An Access-Request for a supplicant on a port.
+struct Asked {
+   Lumo::EthAddr mac;
+   Lumo::IntfId port; ///< Empty if the request names none.
+   bool eap = false;  ///< By EAPOL; by the MAC address otherwise.
+   Varek::String user;
+};
+
+/// Nothing if the request authenticates no supplicant: it is no Access-Request, its
+/// Calling-Station-Id is no MAC address, or it is neither EAP (RFC 3579 3.1) nor authentication by
+/// the MAC address, which Service-Type Call-Check (RFC 2865 5.6) or a User-Name that is the
+/// address says. A login at the switch itself is thus none.
+std::optional<Asked> askedBy( Request const& );
+
+/// The interface that NAS-Port-Id names (RFC 2869 5.17); empty if there is none, or no interface
+/// has such a name.
+Lumo::IntfId portOf( Attributes const& );
+
+/// The first value of a standard attribute that is an integer.
+std::optional<std::uint32_t> integerOf( Attributes const&, std::uint16_t type );
+
+} // namespace Dot1xCtl

@@ -1,0 +1,180 @@
+#include "CellText.h"
+
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+#include "AttributeText.h"
+#include "Output.h"
+#include "Tree.h"
+#include "TreeJson.h"
+
+namespace Dot1xCtl {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+using namespace Dot1xV2;
+
+template<class E>
+Cell named( E value, char const* text ) {
+   return { std::string( stringValue( value ) ), text };
+}
+
+/// Text or octets, as trees print them in JSON.
+Json textJson( Varek::String const& text ) {
+   Part part;
+   part.form = Part::Form::text;
+   part.text = text;
+   return jsonOf( part );
+}
+
+template<class Names, class Ids>
+Json vlans( Names const& names, Ids const& ids, std::string& text, char const* what ) {
+   Json result = Json::array();
+   std::string list;
+   for ( Bridging::VlanId const id : ids ) {
+      result.push_back( id.value() );
+      list += ( list.empty() ? "" : ", " ) + std::to_string( id.value() );
+   }
+   for ( Varek::String const& name : names ) {
+      result.push_back( textJson( name ) );
+      list += ( list.empty() ? "" : ", " ) + quoted( name );
+   }
+   if ( !list.empty() ) {
+      text += ( text.empty() ? "" : "; " ) + std::string( what ) + " " + list;
+   }
+   return result;
+}
+
+} // namespace
+
+Cell cell( Lumo::EthAddr const& mac ) { return { stringValue( mac ), stringValue( mac ) }; }
+
+Cell cell( Lumo::IntfId id ) {
+   return id == Lumo::IntfId() ? Cell() : Cell( stringValue( id ), stringValue( id ) );
+}
+
+Cell cell( Bridging::VlanIdOrNone vlan ) {
+   return vlan.isNone() ? Cell() : Cell( vlan.value(), std::to_string( vlan.value() ) );
+}
+
+Cell cell( Varek::String const& text ) {
+   return text.empty() ? Cell() : Cell( textJson( text ), escaped( text ) );
+}
+
+Cell cell( std::optional<Varek::String> const& text ) { return text ? cell( *text ) : Cell(); }
+
+Cell cell( Varek::Bytes const& bytes ) {
+   return bytes.empty() ? Cell() : Cell( stringValue( bytes ), stringValue( bytes ) );
+}
+
+Cell cell( bool value ) { return { value, value ? "yes" : "no" }; }
+Cell cell( std::uint32_t value ) { return { value, std::to_string( value ) }; }
+
+Cell cell( AuthNZPhaseEnum phase ) {
+   switch ( phase ) {
+   case AuthNZPhaseEnum::authNZNotStarted:
+      return named( phase, "-" );
+   case AuthNZPhaseEnum::authNZInit:
+      return named( phase, "init" );
+   case AuthNZPhaseEnum::authNZPhase1:
+      return named( phase, "1" );
+   case AuthNZPhaseEnum::authNZPhase2:
+      return named( phase, "2" );
+   case AuthNZPhaseEnum::authNZCompleted:
+      return named( phase, "done" );
+   }
+   return named( phase, "?" );
+}
+
+Cell cell( AuthNPhaseStage stage ) {
+   switch ( stage ) {
+   case AuthNPhaseStage::phaseNotStarted:
+      return named( stage, "-" );
+   case AuthNPhaseStage::phaseSuccess:
+      return named( stage, "success" );
+   case AuthNPhaseStage::phaseFail:
+      return named( stage, "fail" );
+   case AuthNPhaseStage::phaseTimedOut:
+      return named( stage, "timeout" );
+   case AuthNPhaseStage::waitForSuppResponse:
+      return named( stage, "wait supp" );
+   case AuthNPhaseStage::waitForAuthServer:
+      return named( stage, "wait aaa" );
+   case AuthNPhaseStage::waitForAuthZ:
+      return named( stage, "wait authz" );
+   }
+   return named( stage, "?" );
+}
+
+Cell cell( AuthNMethod method ) {
+   switch ( method ) {
+   case AuthNMethod::eapolAuth:
+      return named( method, "eapol" );
+   case AuthNMethod::mbaAuth:
+      return named( method, "mba" );
+   case AuthNMethod::skipAuth:
+      return named( method, "skip" );
+   case AuthNMethod::noneAuth:
+   case AuthNMethod::invalidAuthNMethod:
+      return named( method, "-" );
+   }
+   return named( method, "?" );
+}
+
+Cell cell( AcctTermCause cause ) {
+   return cause == AcctTermCause::causeNotSet
+             ? Cell()
+             : Cell( std::string( stringValue( cause ) ), std::string( stringValue( cause ) ) );
+}
+
+Cell cell( EgressVlanAttributes const& egress ) {
+   if ( !egress ) {
+      return {};
+   }
+   std::string text;
+   Json value = Json::object();
+   value["tagged"] =
+      vlans( egress.egressVlanNameTagged(), egress.egressVlanIdTagged(), text, "tagged" );
+   value["untagged"] =
+      vlans( egress.egressVlanNameUntagged(), egress.egressVlanIdUntagged(), text, "untagged" );
+   value["ingressFilters"] = egress.ingressFilters();
+   if ( egress.ingressFilters() ) {
+      text += text.empty() ? "ingress filters" : "; ingress filters";
+   }
+   return { value, text };
+}
+
+Cell timeCell( Varek::Duration time, std::size_t from ) {
+   constexpr double endOfCalendar = 9e9; // in 2255, before the count of nanoseconds overflows
+   if ( !( time.count() > 0 && time.count() < endOfCalendar ) ) {
+      return {};
+   }
+   Time const exact( std::chrono::microseconds( std::llround( time.count() * 1e6 ) ) );
+   return { stringValue( exact, 'T', 6 ) + "Z",
+            stringValue( exact, ' ', 0 ).substr( from, 19 - from ) };
+}
+
+Cell cell( AaaResponse const& response ) {
+   std::vector<AaaAttribute const*> sorted;
+   for ( AaaAttribute const& one : response.aaaAttribute() ) {
+      sorted.push_back( &one );
+   }
+   std::sort( sorted.begin(), sorted.end(),
+              []( auto const* a, auto const* b ) { return a->attribute() < b->attribute(); } );
+   Json value = Json::object();
+   std::string text;
+   for ( AaaAttribute const* const one : sorted ) {
+      std::string const name = stringValue( one->attribute() );
+      Json& list = value[name] = Json::array();
+      for ( auto const& each : one->attrValue() ) {
+         std::string const its = valueText( one->attribute(), each );
+         list.push_back( its );
+         text += ( text.empty() ? "" : ", " ) + name + " " + its;
+      }
+   }
+   return text.empty() ? Cell() : Cell( value, text );
+}
+
+} // namespace Dot1xCtl

@@ -1,0 +1,85 @@
+#include "Faults.h"
+
+#include <algorithm>
+#include <numeric>
+#include <ostream>
+#include <utility>
+
+#include "AttributeText.h"
+
+namespace Dot1xCtl {
+
+namespace {
+
+char lower( char c ) { return c >= 'A' && c <= 'Z' ? static_cast<char>( c - 'A' + 'a' ) : c; }
+
+/// How many characters must be put in, left out or changed to make \p b of \p a; the case of
+/// letters does not count.
+std::size_t distance( std::string_view a, std::string_view b ) {
+   std::vector<std::size_t> row( b.size() + 1 );
+   std::iota( row.begin(), row.end(), std::size_t{ 0 } );
+   for ( std::size_t i = 0; i < a.size(); ++i ) {
+      std::size_t diagonal = std::exchange( row[0], i + 1 );
+      for ( std::size_t j = 0; j < b.size(); ++j ) {
+         std::size_t const changed = diagonal + ( lower( a[i] ) != lower( b[j] ) );
+         diagonal = row[j + 1];
+         row[j + 1] = std::min( { changed, row[j] + 1, row[j + 1] + 1 } );
+      }
+   }
+   return row.back();
+}
+
+} // namespace
+
+void Faults::add( std::size_t line, std::string what ) {
+   ++count_;
+   if ( kept_.size() < mostKept ) {
+      kept_.push_back( { line, std::move( what ) } );
+   }
+}
+
+void Faults::add( JsonPlace const& where, std::string const& what ) {
+   add( where.node.line, where.path() + ": " + what );
+}
+
+void Faults::unexpected( JsonPlace const& where, std::string const& expected ) {
+   add( where, "found " + found( where.node ) + ", expected " + expected );
+}
+
+void printFaults( std::ostream& out, std::string const& file, Faults const& faults ) {
+   std::string const begin = "dot1xctl: " + escaped( file ) + ":";
+   for ( Fault const& one : faults.kept() ) {
+      out << begin << one.line << ": " << one.what << '\n';
+   }
+   if ( std::size_t const more = faults.count() - faults.kept().size(); more != 0 ) {
+      out << begin << " " << more << ( more == 1 ? " more fault" : " more faults" ) << '\n';
+   }
+   out.flush();
+}
+
+std::string suggestion( std::string_view word, std::span<std::string_view const> known ) {
+   // Beyond this it would be another word. Texts of any length come from the file.
+   constexpr std::size_t longest = 64;
+   std::size_t least = word.size() > longest ? 0 : std::max<std::size_t>( 3, word.size() / 3 + 1 );
+   std::string_view nearest;
+   for ( std::string_view const one : known ) {
+      if ( std::size_t const apart = least == 0 ? 0 : distance( word, one ); apart < least ) {
+         least = apart;
+         nearest = one;
+      }
+   }
+   return nearest.empty() ? std::string() : "did you mean \"" + std::string( nearest ) + "\"?";
+}
+
+std::string listed( std::span<std::string_view const> words ) {
+   std::string result;
+   for ( std::size_t i = 0; i < words.size(); ++i ) {
+      if ( i != 0 ) {
+         result += i + 1 == words.size() ? " and " : ", ";
+      }
+      result += words[i];
+   }
+   return result;
+}
+
+} // namespace Dot1xCtl

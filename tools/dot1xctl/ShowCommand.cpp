@@ -1,0 +1,127 @@
+#include "ShowCommand.h"
+
+#include <memory>
+
+#include "Follow.h"
+#include "Options.h"
+#include "ShowState.h"
+#include "Varek/Failures.h"
+
+namespace Dot1xCtl {
+
+namespace {
+
+constexpr char const* help = R"(
+Connects to a process that publishes trees ("replay --listen"), waits until they
+have come whole, and prints of an authenticator's state
+
+  ports             what each port lets through, and who is authorized there
+  supplicants       how far each is, and what the server said of it
+  supplicants MAC   all that is known of one
+  blocked           the addresses that are blocked
+  sessions          the accounting sessions
+  config            the configuration, as "config show" prints that of a file
+  all               each of these (the default); trees of other types as tree
+  tree              the trees as they are, of any registered type: an attribute
+                    or element a line, indented; text is in quotes
+
+"-" is what is not there. Tables have 80 columns; what does not fit is cut.
+
+Exit code 1, with the reason on standard error, if there is no connection, it is
+refused or ends, not everything has come in time, or it has no such table.
+
+--json prints a table as an array of objects, whole; all as an object of such
+arrays; a supplicant as one object. Of a tree, an entity is {"type",
+"attributes": {name: value}}, a value without a text of its own {name: value};
+sequences, arrays and sets are arrays, all else that holds several is an object
+by key; what is absent is null. Booleans and finite numbers are JSON's, text
+that is no UTF-8 is {"octets": "0x..."}, and everything else a string.)";
+
+/// As it is printed, whatever notation it is given in.
+std::string canonicalMac( std::string& given ) {
+   try {
+      given = stringValue( Lumo::EthAddr( given ) );
+      return {};
+   } catch ( Varek::TextError const& error ) {
+      return error.what();
+   }
+}
+
+CLI::Validator const macAddress( canonicalMac, "MAC" );
+
+struct Given {
+   std::string what = "all";
+   std::string mac;
+   std::string connect;
+   double wait = 5;
+   std::map<std::string, std::string> filters;
+   bool difference = false;
+   bool json = false;
+};
+
+int run( Given const& given ) {
+   ShowRequest request;
+   request.what = whatOf( given.what );
+   request.json = given.json;
+   request.difference = given.difference;
+   for ( auto const& [name, value] : given.filters ) {
+      if ( !value.empty() ) {
+         request.filters[name] = value;
+      }
+   }
+   if ( !given.mac.empty() ) {
+      request.mac.emplace( given.mac );
+   }
+   return show( Address( given.connect ), given.wait, request );
+}
+
+} // namespace
+
+CLI::App* addShow( CLI::App& app, std::function<int()>& action ) {
+   auto const given = std::make_shared<Given>();
+   CLI::App* const command = app.add_subcommand( "show", "Show what another process publishes" );
+   command->add_option( "WHAT", given->what, "Which of it; see below" )
+      ->check( CLI::IsMember(
+         { "all", "ports", "supplicants", "blocked", "sessions", "config", "tree" } ) )
+      ->capture_default_str();
+   command->add_option( "MAC", given->mac, "Of supplicants: this one, in detail" )
+      ->transform( macAddress );
+   addressOption( *command, "--connect", given->connect, "Where it listens" )->required();
+   command->add_flag( "--json", given->json, "Print JSON instead of text" );
+   command->add_flag( "--diff", given->difference,
+                      "Of config only what differs from the defaults" );
+   command->add_option( "--wait", given->wait, "How long to try, in seconds" )
+      ->capture_default_str()
+      ->check( CLI::Range( 0.001, 1e6 ) );
+   auto& filters = given->filters;
+   command->add_option( "--port", filters["port"], "Of the tables only what is on this port" );
+   command->add_option( "--mac", filters["mac"], "... of this address" )->transform( macAddress );
+   command->add_option( "--vlan", filters["vlan"], "... in this VLAN, a number or a name" );
+   command->add_option( "--identity", filters["identity"], "... of this identity" );
+   command->add_option( "--state", filters["state"], "... in this state: of ports or results" );
+   command->footer( help );
+   command->callback( [given] {
+      if ( !given->mac.empty() && given->what != "supplicants" ) {
+         throw CLI::ValidationError( "MAC", "only supplicants can be asked for by address" );
+      }
+   } );
+   action = [given] { return run( *given ); };
+   return command;
+}
+
+void addShowOptions( CLI::App& replay, ReplayOptions& options ) {
+   replay
+      .add_option_function<std::string>(
+         "--show",
+         [&options]( std::string const& what ) { options.show.emplace().what = whatOf( what ); },
+         "Print tables of the state instead, as show does" )
+      ->check( CLI::IsMember( { "all", "ports", "supplicants", "blocked", "sessions" } ) )
+      ->excludes( replay.get_option( "--tree" ) );
+   replay
+      .add_option( "--block-after", options.agent.blockAfter,
+                   "Rejections in a row that block an address" )
+      ->capture_default_str()
+      ->check( CLI::Range( 1, 1000000 ) );
+}
+
+} // namespace Dot1xCtl

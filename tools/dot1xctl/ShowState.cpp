@@ -1,0 +1,164 @@
+#include "ShowState.h"
+
+#include <algorithm>
+#include <ostream>
+#include <utility>
+#include <vector>
+
+#include "ConfigOutput.h"
+#include "Tables.h"
+#include "TreeJson.h"
+#include "TreeText.h"
+#include "Varek/Failures.h"
+
+namespace Dot1xCtl {
+
+namespace {
+
+using What = ShowRequest::What;
+
+std::map<std::string, What> const names = { { "all", What::all },
+                                            { "ports", What::ports },
+                                            { "supplicants", What::supplicants },
+                                            { "blocked", What::blocked },
+                                            { "sessions", What::sessions },
+                                            { "config", What::config },
+                                            { "tree", What::tree } };
+
+/// The tables whose trees are there, in the order in which they are printed.
+std::vector<Table> tablesOf( StateRoots const& roots ) {
+   std::vector<Table> result;
+   if ( roots.authZ ) {
+      result.push_back( portsTable( *roots.authZ ) );
+   }
+   if ( roots.authN ) {
+      result.push_back( supplicantsTable( *roots.authN, roots.authZ.get() ) );
+   }
+   if ( roots.authZ ) {
+      result.push_back( blockedTable( *roots.authZ ) );
+   }
+   if ( roots.acct ) {
+      result.push_back( sessionsTable( *roots.acct ) );
+   }
+   return result;
+}
+
+/// Which column a filter is about; that of the supplicants for the address of one, in a table that
+/// has no other. Null if there is none.
+Column const* columnOf( Table const& table, std::string const& filter ) {
+   auto const find = [&]( std::string const& member ) {
+      auto const at = std::find_if( table.columns.begin(), table.columns.end(),
+                                    [&]( Column const& one ) { return one.member == member; } );
+      return at != table.columns.end() ? &*at : nullptr;
+   };
+   Column const* const found = find( filter );
+   return found == nullptr && filter == "mac"     ? find( "supplicants" )
+          : found == nullptr && filter == "state" ? find( "stage" )
+                                                  : found;
+}
+
+bool has( Cell const& cell, std::string const& value ) {
+   if ( cell.value.is_array() ) {
+      return std::any_of( cell.value.begin(), cell.value.end(),
+                          [&]( auto const& one ) { return one == value; } );
+   }
+   return cell.text == value ||
+          ( cell.value.is_string() ? cell.value == value : cell.value.dump() == value );
+}
+
+/// False if the table lacks a column of the filters.
+bool filter( Table& table, std::map<std::string, std::string> const& filters ) {
+   for ( auto const& [name, value] : filters ) {
+      Column const* const column = columnOf( table, name );
+      if ( column == nullptr ) {
+         return false;
+      }
+      auto const index = static_cast<std::size_t>( column - table.columns.data() );
+      std::erase_if( table.rows, [&, &wanted = value]( auto const& row ) {
+         return !has( row[index], wanted );
+      } );
+   }
+   return true;
+}
+
+void printTree( std::ostream& out, Roots const& roots, bool json ) {
+   Part const part = rootsPart( roots );
+   if ( json ) {
+      out << compact( jsonOf( part ) ) << '\n';
+   } else {
+      printText( out, part );
+   }
+}
+
+void printAll( std::ostream& out, StateRoots const& state, ShowRequest const& request ) {
+   nlohmann::ordered_json all = nlohmann::ordered_json::object();
+   bool first = true;
+   for ( Table& table : tablesOf( state ) ) {
+      if ( !filter( table, request.filters ) ) {
+         continue;
+      }
+      if ( request.json ) {
+         all[table.name] = jsonOf( table );
+      } else {
+         out << ( first ? "" : "\n" ) << table.name << '\n';
+         printTable( out, table );
+      }
+      first = false;
+   }
+   if ( request.json ) {
+      out << compact( all ) << '\n';
+   }
+}
+
+void printOne( std::ostream& out, StateRoots const& state, ShowRequest const& request ) {
+   for ( Table& table : tablesOf( state ) ) {
+      if ( names.at( table.name ) != request.what ) {
+         continue;
+      }
+      if ( !filter( table, request.filters ) ) {
+         throw Varek::Failure( "the table of " + table.name + " has no such column to select by" );
+      }
+      if ( request.json ) {
+         out << compact( jsonOf( table ) ) << '\n';
+      } else {
+         printTable( out, table );
+      }
+      return;
+   }
+   throw Varek::Failure( "there is no tree of which that table could be made" );
+}
+
+void printSupplicant( std::ostream& out, StateRoots const& state, ShowRequest const& request ) {
+   auto const supplicant = state.authN ? state.authN->supplicant( *request.mac ) : nullptr;
+   if ( !supplicant ) {
+      throw Varek::Failure( "there is no supplicant " + stringValue( *request.mac ) );
+   }
+   Table const table = supplicantTable( *supplicant, state.authZ.get() );
+   if ( request.json ) {
+      out << compact( jsonOf( table, table.rows.front() ) ) << '\n';
+   } else {
+      printRow( out, table, table.rows.front() );
+   }
+}
+
+} // namespace
+
+ShowRequest::What whatOf( std::string const& name ) { return names.at( name ); }
+
+void printState( std::ostream& out, Roots const& roots, ShowRequest const& request ) {
+   StateRoots const state( roots );
+   if ( request.what == What::tree || ( request.what == What::all && !state ) ) {
+      printTree( out, roots, request.json );
+   } else if ( request.what == What::config ) {
+      printConfig( out, roots, request.json ? ConfigForm::json : ConfigForm::text,
+                   request.difference ? ConfigExtent::difference : ConfigExtent::whole );
+   } else if ( request.what == What::all ) {
+      printAll( out, state, request );
+   } else if ( request.mac ) {
+      printSupplicant( out, state, request );
+   } else {
+      printOne( out, state, request );
+   }
+}
+
+} // namespace Dot1xCtl
