@@ -1,4 +1,4 @@
-#include "ConfigCommand.h"
+#include "Commands.h"
 
 #include <iostream>
 #include <memory>
@@ -76,7 +76,7 @@ void userName( Given const& given, Status const& status ) {
 
 } // namespace
 
-CLI::App* addConfig( CLI::App& app, std::function<int()>& action ) {
+void addConfig( CLI::App& app, Action& action ) {
    auto const given = std::make_shared<Given>();
    CLI::App* const config =
       app.add_subcommand( "config", "Check and show configuration files" )->require_subcommand( 1 );
@@ -105,7 +105,6 @@ CLI::App* addConfig( CLI::App& app, std::function<int()>& action ) {
    name->add_option( "INTERFACE", given->interface, "Where the host is" )->required();
    name->add_option( "MAC", given->mac, "The address of the host" )->required();
    name->footer( nameHelp );
-   return config;
 }
 
 void addConfigOption( CLI::App& replay, ReplayOptions& options ) {

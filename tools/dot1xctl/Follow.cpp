@@ -33,14 +33,6 @@ void tellUnknown( Address const& address, Mirror::Follower const& follower ) {
    }
 }
 
-Roots rootsOf( Mirror::Follower const& follower ) {
-   Roots roots;
-   for ( Varek::String const& name : follower.roots() ) {
-      roots[name] = follower.root( name );
-   }
-   return roots;
-}
-
 std::string now() {
    return stringValue(
              std::chrono::floor<std::chrono::nanoseconds>( std::chrono::system_clock::now() ), 'T',
@@ -123,7 +115,15 @@ private:
 
 } // namespace
 
-int show( Address const& address, double seconds, ShowRequest const& request ) {
+Roots rootsOf( Mirror::Follower const& follower ) {
+   Roots roots;
+   for ( Varek::String const& name : follower.roots() ) {
+      roots[name] = follower.root( name );
+   }
+   return roots;
+}
+
+std::optional<Roots> fetch( Address const& address, double seconds ) {
    constexpr Pause betweenAttempts{ 50 };
    FollowerLoop loop( address );
    bool synced = false;
@@ -140,13 +140,7 @@ int show( Address const& address, double seconds, ShowRequest const& request ) {
    FollowerLoop::End const end = loop.run( std::chrono::duration<double>( seconds ) );
    if ( synced ) {
       tellUnknown( address, loop.follower() );
-      try {
-         printState( std::cout, rootsOf( loop.follower() ), request );
-         return 0;
-      } catch ( Varek::Failure const& failure ) {
-         tell( stringValue( address ) + ": " + failure.what() );
-         return 1;
-      }
+      return rootsOf( loop.follower() );
    }
    if ( end == FollowerLoop::End::interrupted ) {
       last = stringValue( address ) + ": interrupted before everything had come";
@@ -157,7 +151,21 @@ int show( Address const& address, double seconds, ShowRequest const& request ) {
       last = ( connected ? stringValue( address ) + ": not everything has come" : last ) + text;
    }
    tell( last );
-   return 1;
+   return std::nullopt;
+}
+
+int show( Address const& address, double seconds, ShowRequest const& request ) {
+   std::optional<Roots> const roots = fetch( address, seconds );
+   if ( !roots ) {
+      return 1;
+   }
+   try {
+      printState( std::cout, *roots, request );
+      return 0;
+   } catch ( Varek::Failure const& failure ) {
+      tell( stringValue( address ) + ": " + failure.what() );
+      return 1;
+   }
 }
 
 int watch( Address const& address, bool json ) { return Watcher( address, json ).run() ? 0 : 1; }

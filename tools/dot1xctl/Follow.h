@@ -1,11 +1,20 @@
 #pragma once
 
+#include <optional>
+
 #include "Address.h"
 #include "ShowState.h"
+#include "mirror/Follower.h"
 
 /// The subcommands that follow what another process publishes. They return the exit code; what has
 /// gone wrong is told on standard error.
 namespace Dot1xCtl {
+
+/// The trees that a follower holds.
+Roots rootsOf( Mirror::Follower const& );
+
+/// The state as it is, once it has come, within \p seconds. Nothing if that fails.
+std::optional<Roots> fetch( Address const&, double seconds );
 
 /// Prints the state as it is, once it has come, within \p seconds.
 int show( Address const&, double seconds, ShowRequest const& );

@@ -1,100 +1,85 @@
-#include "ReplayCommand.h"
+#include "Commands.h"
 
-#include <iostream>
 #include <memory>
+#include <string>
 
-#include "Config.h"
-#include "Follow.h"
-#include "LeaderLoop.h"
-#include "Output.h"
-#include "Problems.h"
-#include "Replay.h"
-#include "ShowState.h"
+#include "Options.h"
 
 namespace Dot1xCtl {
 
 namespace {
 
-constexpr char const* rootName = "replay";
+constexpr char const* help = R"(
+Reads packet captures (pcap or pcapng; "-" is standard input) and makes, for
+each RADIUS answer in them, the response that an authenticator would keep: its
+type, the station it is for, its attributes. Prints each response, then the
+requests without an answer, and at the end a summary over all captures.
 
-class NoOutput final : public Output {
-public:
-   void capture( std::string const& ) override {}
-   void answer( Answer const& ) override {}
-   void broken( Answer const&, std::string const& ) override {}
-   void unanswered( Request const& ) override {}
-   void summary( Summary const& ) override {}
-};
+RADIUS is UDP with port 1812, 1813, 1645 or 1646 on either side. A request and
+its answer are looked for in the same capture. Times are UTC.
 
-std::unique_ptr<Output> outputOf( ReplayOptions const& options ) {
-   return options.tree || options.show ? std::make_unique<NoOutput>()
-          : options.json               ? jsonOutput( std::cout )
-                                       : textOutput( std::cout );
-}
+Input that cannot be read is told on standard error, with file, packet and
+offset; all else is still shown, and the exit code is 1. Of each kind of fault
+the first five of a file are told, and then their number.
 
-/// Whose trees are published and shown.
-Roots rootsOf( Replay const& replay, Agent const& agent ) {
-   return { { rootName, replay.status() },
-            { Agent::authNName, agent.authNStatus() },
-            { Agent::authZName, agent.authZStatus() },
-            { Agent::acctName, agent.acctStatus() } };
-}
+Of the requests, the answers and the EAPOL frames it makes the state, too, that
+an authenticator would have: ports, supplicants, blocked addresses, accounting
+sessions. --show prints tables of it instead, as show does.
 
-void print( Roots const& roots, ReplayOptions const& options ) {
-   ShowRequest request = options.show.value_or( ShowRequest() );
-   request.json = options.json;
-   if ( options.tree ) {
-      request.what = ShowRequest::What::tree;
-   }
-   printState( std::cout, roots, request );
-}
+--listen publishes that state as the trees "authNStatus", "authZStatus" and
+"acctStatus", and beside them as "replay" the answers and the counts of the
+summary (module "Replay"), until SIGINT or SIGTERM; show and watch follow them
+from another process. "listening on ADDRESS" on standard error says that they
+are there.
+ADDRESS is unix:PATH (for this user and root alone), tcp:HOST:PORT or tcp:PORT
+(this machine alone; over TCP nobody is asked who they are, so name a HOST of
+yours with care). Port 0 takes any that is free.
+
+--dump writes those trees to a file (see dump), before they are published.
+
+--tree prints those trees instead, as "show tree" does.)";
+
+constexpr char const* jsonHelp = R"(
+--json prints one array of objects, one a line. Member "record" of each is
+  answer      file packet time sinceStart code codeName identifier client server
+              callingStationId request type duplicate notifications attributes
+  broken      an answer that could not be read whole, of which no response is
+              made: as above up to request, and fault attributesBefore
+  unanswered  file callingStationId request
+  summary     the counts; always the last
+A request (absent from an answer whose request is not in the capture) has packet
+time code codeName timesSent attributes. An attribute has name vendor type
+values; a value has form (text, integer, prefix, octets), value, tag where it is
+tagged, and name where the dictionary has one.)";
 
 } // namespace
 
-int replay( ReplayOptions const& options ) {
-   Roots roots;
-   if ( !options.config.empty() ) {
-      auto const config = loadConfig( options.config, std::cerr );
-      if ( !config ) {
-         return 1;
-      }
-      roots[statusName] = config;
-   }
-   std::unique_ptr<LeaderLoop> loop;
-   if ( options.listen ) {
-      loop = std::make_unique<LeaderLoop>( *options.listen );
-   }
-   auto const interrupted = [&] { return loop != nullptr && loop->interrupted(); };
-
-   Problems problems( std::cerr );
-   std::unique_ptr<Output> const output = outputOf( options );
-   bool const keep = options.tree || loop != nullptr;
-   Replay replay( *output, problems, keep ? Replay::Answers::keep : Replay::Answers::pass );
-   replay.interrupted = interrupted;
-   Agent agent( options.agent );
-   if ( keep || options.show ) {
-      replay.agent = &agent;
-   }
-   for ( std::string const& capture : options.captures ) {
-      if ( !interrupted() ) {
-         replay.file( capture );
-      }
-   }
-   output->summary( replay.summary() );
-   roots.merge( rootsOf( replay, agent ) );
-   if ( options.tree || options.show ) {
-      print( roots, options );
-   }
-   std::cout.flush();
-
-   if ( !interrupted() && loop != nullptr ) {
-      for ( auto const& [name, root] : roots ) {
-         loop->leader().rootIs( name, root );
-      }
-      std::cerr << "listening on " << stringValue( loop->address() ) << std::endl;
-      loop->run();
-   }
-   return problems.count() == 0 ? 0 : 1;
+void addReplay( CLI::App& app, Action& action ) {
+   struct Given {
+      ReplayOptions options;
+      std::string listen;
+   };
+   auto const given = std::make_shared<Given>();
+   ReplayOptions& options = given->options;
+   CLI::App* const command =
+      app.add_subcommand( "replay", "Show what the RADIUS answers of captures make" );
+   command->add_option( "CAPTURE", options.captures, "Files to read, in this order" )->required();
+   command->add_flag( "--json", options.json, "Print JSON instead of text" );
+   command->add_flag( "--tree", options.tree, "Print the trees that --listen publishes" );
+   addressOption( *command, "--listen", given->listen, "Then publish the trees there" );
+   command->add_option( "--dump", options.dump, "Then write the trees to this file" )
+      ->type_name( "FILE" );
+   addShowOptions( *command, options );
+   addConfigOption( *command, options );
+   command->footer( std::string( help ) + "\n" + jsonHelp );
+   command->callback( [given, &action] {
+      action = [given] {
+         if ( !given->listen.empty() ) {
+            given->options.listen.emplace( given->listen );
+         }
+         return replay( given->options );
+      };
+   } );
 }
 
 } // namespace Dot1xCtl

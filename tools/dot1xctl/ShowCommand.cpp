@@ -1,4 +1,4 @@
-#include "ShowCommand.h"
+#include "Commands.h"
 
 #include <memory>
 
@@ -77,7 +77,7 @@ int run( Given const& given ) {
 
 } // namespace
 
-CLI::App* addShow( CLI::App& app, std::function<int()>& action ) {
+void addShow( CLI::App& app, Action& action ) {
    auto const given = std::make_shared<Given>();
    CLI::App* const command = app.add_subcommand( "show", "Show what another process publishes" );
    command->add_option( "WHAT", given->what, "Which of it; see below" )
@@ -100,13 +100,12 @@ CLI::App* addShow( CLI::App& app, std::function<int()>& action ) {
    command->add_option( "--identity", filters["identity"], "... of this identity" );
    command->add_option( "--state", filters["state"], "... in this state: of ports or results" );
    command->footer( help );
-   command->callback( [given] {
+   command->callback( [given, &action] {
       if ( !given->mac.empty() && given->what != "supplicants" ) {
          throw CLI::ValidationError( "MAC", "only supplicants can be asked for by address" );
       }
+      action = [given] { return run( *given ); };
    } );
-   action = [given] { return run( *given ); };
-   return command;
 }
 
 void addShowOptions( CLI::App& replay, ReplayOptions& options ) {

@@ -138,7 +138,13 @@ void printAttributes( std::ostream& out, Part const& part ) {
 
 void printText( std::ostream& out, std::string const& time, std::string const& root,
                 ChangePart const& change ) {
-   out << time << ' ' << escaped( root );
+   out << time << ' ';
+   printText( out, root, change );
+   out.flush();
+}
+
+void printText( std::ostream& out, std::string const& root, ChangePart const& change ) {
+   out << escaped( root );
    for ( Part const& one : change.path ) {
       out << '/' << labelOf( one.name, one );
    }
@@ -146,7 +152,6 @@ void printText( std::ostream& out, std::string const& time, std::string const& r
       out << '/' << labelOf( change.attribute.name, change.attribute );
    }
    out << ' ' << lineOf( change.before ) << " -> " << lineOf( change.after ) << '\n';
-   out.flush();
 }
 
 } // namespace Dot1xCtl

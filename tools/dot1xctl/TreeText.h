@@ -20,5 +20,7 @@ std::string lineOf( Part const& );
 /// On one line: time, path, attribute, and what it was and is: "- -> 5" for what was not there.
 void printText( std::ostream&, std::string const& time, std::string const& root,
                 ChangePart const& );
+/// Likewise, without the time.
+void printText( std::ostream&, std::string const& root, ChangePart const& );
 
 } // namespace Dot1xCtl

@@ -18,6 +18,7 @@ struct ReplayOptions {
    AgentSettings agent;
    std::string config; ///< Of the file whose configuration is published, too; empty for none.
    std::optional<Address> listen;
+   std::string dump; ///< Write the trees to this file; empty for none.
 };
 
 /// The subcommand replay. Returns the exit code; bad captures are told on standard error. An

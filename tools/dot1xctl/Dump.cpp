@@ -1,0 +1,298 @@
+#include "Dump.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <span>
+#include <system_error>
+#include <utility>
+
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <zlib.h>
+
+#include "AttributeText.h"
+#include "Varek/Failures.h"
+#include "mirror/Leader.h"
+#include "mirror/Socket.h"
+
+namespace Dot1xCtl {
+
+namespace {
+
+constexpr std::string_view magic = "D1XState";
+constexpr std::uint64_t version = 1;
+constexpr std::size_t versionSize = 2;
+constexpr std::size_t headSize = magic.size() + versionSize;
+constexpr std::size_t lengthSize = 8;
+constexpr std::size_t checksumSize = 4;
+constexpr std::size_t trailerSize = lengthSize + checksumSize;
+
+// Numbers
+
+std::string bigEndian( std::uint64_t number, std::size_t size ) {
+   std::string result( size, '\0' );
+   for ( std::size_t i = size; i-- > 0; number >>= 8 ) {
+      result[i] = static_cast<char>( number & 0xFF );
+   }
+   return result;
+}
+
+std::uint64_t numberAt( std::string_view bytes, std::size_t offset, std::size_t size ) {
+   std::uint64_t result = 0;
+   for ( char const byte : bytes.substr( offset, size ) ) {
+      result = result << 8 | static_cast<std::uint8_t>( byte );
+   }
+   return result;
+}
+
+std::uint32_t checksum( std::uint32_t before, std::string_view bytes ) {
+   return static_cast<std::uint32_t>(
+      ::crc32_z( before, reinterpret_cast<Bytef const*>( bytes.data() ), bytes.size() ) );
+}
+
+std::string hex( std::uint64_t number ) {
+   char text[24];
+   std::snprintf( text, sizeof text, "0x%08llx", static_cast<unsigned long long>( number ) );
+   return text;
+}
+
+// Files
+
+[[noreturn]] void systemFailure( std::string const& path, std::string const& doing ) {
+   throw Varek::Failure( path + ": " + doing + ": " + std::generic_category().message( errno ) );
+}
+
+[[noreturn]] void refuse( std::string const& path, std::size_t offset, std::string const& expected,
+                          std::string const& found ) {
+   throw Varek::Failure( path + ": " + expected + " expected at offset " +
+                         std::to_string( offset ) + ", found " + found );
+}
+
+std::string contents( std::string const& path ) {
+   Mirror::Fd const file( ::open( path.c_str(), O_RDONLY | O_CLOEXEC ) );
+   if ( file.get() < 0 ) {
+      systemFailure( path, "cannot be opened" );
+   }
+   std::string result;
+   struct stat about {};
+   if ( ::fstat( file.get(), &about ) == 0 && about.st_size > 0 ) {
+      result.reserve( static_cast<std::size_t>( about.st_size ) );
+   }
+   auto const buffer = std::make_unique<std::array<char, 128 * 1024>>();
+   for ( ;; ) {
+      std::ptrdiff_t const got = ::read( file.get(), buffer->data(), buffer->size() );
+      if ( got > 0 ) {
+         result.append( buffer->data(), static_cast<std::size_t>( got ) );
+      } else if ( got == 0 ) {
+         return result;
+      } else if ( errno != EINTR ) {
+         systemFailure( path, "cannot be read" );
+      }
+   }
+}
+
+/// Where to write for \p path: what a symbolic link leads to is replaced, and not the link.
+std::string target( std::string const& path ) {
+   namespace fs = std::filesystem;
+   std::error_code error;
+   fs::file_status const status = fs::status( path, error );
+   if ( !fs::exists( status ) ) {
+      return path;
+   }
+   // A device would be gone afterwards.
+   if ( !fs::is_regular_file( status ) ) {
+      throw Varek::Failure( path + ": there is something else than a file" );
+   }
+   fs::path const whole = fs::canonical( path, error );
+   return error ? path : whole.string();
+}
+
+/// A file beside the one that it is to replace. Goes away if it does not come to that.
+class Replacement {
+public:
+   explicit Replacement( std::string const& path )
+      : path_( target( path ) ), name_( path_ + ".XXXXXX" ), file_( ::mkstemp( name_.data() ) ) {
+      if ( file_.get() < 0 ) {
+         systemFailure( path, "a file beside it cannot be made" );
+      }
+   }
+   ~Replacement() {
+      if ( !done_ ) {
+         ::unlink( name_.c_str() );
+      }
+   }
+   Replacement( Replacement const& ) = delete;
+   Replacement& operator=( Replacement const& ) = delete;
+
+   void write( std::string_view bytes ) {
+      while ( !bytes.empty() ) {
+         std::ptrdiff_t const taken = ::write( file_.get(), bytes.data(), bytes.size() );
+         if ( taken >= 0 ) {
+            bytes.remove_prefix( static_cast<std::size_t>( taken ) );
+         } else if ( errno != EINTR ) {
+            systemFailure( path_, "cannot be written" );
+         }
+      }
+   }
+   void commit() {
+      // Otherwise the new name may outlive a power cut, and what is in the file not.
+      if ( ::fsync( file_.get() ) != 0 ) {
+         systemFailure( path_, "cannot be written" );
+      }
+      if ( ::rename( name_.c_str(), path_.c_str() ) != 0 ) {
+         systemFailure( path_, "cannot be replaced" );
+      }
+      done_ = true;
+      std::string const folder = std::filesystem::path( path_ ).parent_path().string();
+      Mirror::Fd const opened(
+         ::open( folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC ) );
+      // Not all file systems can; the file is there in any case.
+      if ( opened.get() >= 0 ) {
+         ::fsync( opened.get() );
+      }
+   }
+
+private:
+   std::string const path_;
+   std::string name_;
+   Mirror::Fd const file_;
+   bool done_ = false;
+};
+
+// Streams
+
+std::pair<Mirror::Fd, Mirror::Fd> socketPair() {
+   int ends[2];
+   if ( ::socketpair( AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, ends ) != 0 ) {
+      systemFailure( "two connected sockets", "cannot be made" );
+   }
+   return { Mirror::Fd( ends[0] ), Mirror::Fd( ends[1] ) };
+}
+
+/// Appends what has come.
+void drain( Mirror::Fd const& from, std::string& to, std::span<char> buffer ) {
+   std::ptrdiff_t got = 0;
+   while ( ( got = ::recv( from.get(), buffer.data(), buffer.size(), MSG_DONTWAIT ) ) > 0 ) {
+      to.append( buffer.data(), static_cast<std::size_t>( got ) );
+   }
+}
+
+} // namespace
+
+std::string streamOf( Roots const& roots ) {
+   auto [leading, following] = socketPair();
+   // Says the hello of a follower. What comes is read behind its back.
+   Mirror::Fd const heard( ::fcntl( following.get(), F_DUPFD_CLOEXEC, 0 ) );
+   if ( heard.get() < 0 ) {
+      systemFailure( "a socket", "cannot be duplicated" );
+   }
+   Mirror::Endpoint follower( {}, Mirror::Endpoint::Role::follower );
+   follower.start( following.release(), "itself", Mirror::Description::ofThisProcess() );
+
+   Mirror::Leader leader;
+   for ( auto const& [name, root] : roots ) {
+      leader.rootIs( name, root );
+   }
+   Mirror::LeaderConnection& connection = leader.connectionIs( leading.release(), "itself" );
+   std::string result;
+   auto const buffer = std::make_unique<std::array<char, 128 * 1024>>();
+   while ( !connection.synced() || connection.wantsWrite() ) {
+      follower.flush();
+      connection.onReadable();
+      connection.onWritable();
+      drain( heard, result, *buffer );
+      if ( connection.closed() ) {
+         throw Varek::Failure( "the state cannot be told: " + connection.reason() );
+      }
+   }
+   drain( heard, result, *buffer );
+   return result;
+}
+
+Mirror::Follower::Stats apply( std::string_view stream, Mirror::Follower& follower,
+                               std::string const& name ) {
+   auto [leading, following] = socketPair();
+   follower.connectedIs( following.release(), name );
+   auto const wholeSize = stream.size();
+   while ( !follower.closed() && follower.stats().bytes < wholeSize ) {
+      if ( !stream.empty() ) {
+         std::ptrdiff_t const taken =
+            ::send( leading.get(), stream.data(), stream.size(), MSG_NOSIGNAL | MSG_DONTWAIT );
+         if ( taken > 0 ) {
+            stream.remove_prefix( static_cast<std::size_t>( taken ) );
+         } else if ( errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR ) {
+            systemFailure( name, "cannot be passed on" );
+         }
+      }
+      follower.onReadable();
+   }
+   if ( follower.closed() ) {
+      throw Varek::Failure( name + ": the state in it cannot be taken: " + follower.reason() );
+   }
+   Mirror::Follower::Stats const stats = follower.stats();
+   bool const whole = follower.synced();
+   follower.close();
+   if ( !whole ) {
+      throw Varek::Failure( name + ": the state in it ends before it is whole, after " +
+                            std::to_string( wholeSize ) + " bytes" );
+   }
+   return stats;
+}
+
+void writeDump( std::string const& path, std::string_view stream ) {
+   std::string const head = std::string( magic ) + bigEndian( version, versionSize );
+   std::string const length = bigEndian( stream.size(), lengthSize );
+   std::uint32_t const sum = checksum( checksum( checksum( 0, head ), stream ), length );
+   Replacement file( path );
+   file.write( head );
+   file.write( stream );
+   file.write( length + bigEndian( sum, checksumSize ) );
+   file.commit();
+}
+
+std::string readDump( std::string const& path ) {
+   std::string whole = contents( path );
+   std::string_view const file = whole;
+   if ( std::string_view const begin = file.substr( 0, magic.size() );
+        begin != magic.substr( 0, begin.size() ) ) {
+      refuse( path, 0, quoted( std::string( magic ) ) + ", with which a state file begins,",
+              quoted( std::string( begin ) ) );
+   }
+   if ( file.size() < headSize + trailerSize ) {
+      refuse( path, file.size(),
+              "more of a state file, " + std::to_string( headSize + trailerSize ) +
+                 " bytes at least,",
+              "its end" );
+   }
+   if ( std::uint64_t const found = numberAt( file, magic.size(), versionSize );
+        found != version ) {
+      refuse( path, magic.size(), "version " + std::to_string( version ),
+              "version " + std::to_string( found ) );
+   }
+   std::size_t const lengthAt = file.size() - trailerSize;
+   if ( std::uint64_t const found = numberAt( file, lengthAt, lengthSize );
+        found != lengthAt - headSize ) {
+      refuse( path, lengthAt,
+              "the length " + std::to_string( lengthAt - headSize ) + " of what is before",
+              std::to_string( found ) + ": the file was cut or changed" );
+   }
+   std::size_t const sumAt = file.size() - checksumSize;
+   std::uint32_t const expected = checksum( 0, file.substr( 0, sumAt ) );
+   if ( std::uint64_t const found = numberAt( file, sumAt, checksumSize ); found != expected ) {
+      refuse( path, sumAt, "the checksum " + hex( expected ) + " of what is before",
+              hex( found ) + ": the file was changed" );
+   }
+   whole.resize( lengthAt );
+   whole.erase( 0, headSize );
+   return whole;
+}
+
+} // namespace Dot1xCtl

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "Tree.h"
+#include "mirror/Follower.h"
+
+/// State files: a process's trees as what a leader says to a new follower, between a head that says
+/// that it is such a file and a checksum. So a file is as independent of versions as a connection
+/// is, and is checked by the same code: nothing here knows a type.
+///
+/// Cost: the whole file in memory, beside the trees.
+namespace Dot1xCtl {
+
+/// All that a leader of \p roots says to a new follower: hello, the roots with everything below
+/// them, synced. The entities are not changed, and may be published elsewhere.
+std::string streamOf( Roots const& roots );
+
+/// Makes \p follower hold what \p stream says, as after a reconnect: observers are told of
+/// differences alone. Throws Varek::Failure that begins with \p name if it does not fit or is
+/// faulty; what was applied before stays then. Returns what the connection had.
+Mirror::Follower::Stats apply( std::string_view stream, Mirror::Follower& follower,
+                               std::string const& name );
+
+/// Writes \p stream to a state file at \p path, for this user alone, in place of a file that is
+/// there: whatever happens, also to the machine, there is the old file or the new. Throws
+/// Varek::Failure, with the old file as it was; also for a path that is no regular file.
+void writeDump( std::string const& path, std::string_view stream );
+
+/// The stream in the state file at \p path. Throws Varek::Failure if it cannot be read, is none, is
+/// of another version, or not as it was written; what was expected and found, and at which offset,
+/// is told.
+std::string readDump( std::string const& path );
+
+} // namespace Dot1xCtl

@@ -1,0 +1,253 @@
+#include "Commands.h"
+
+#include <cstdint>
+#include <exception>
+#include <iostream>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "Dump.h"
+#include "Follow.h"
+#include "LeaderLoop.h"
+#include "Options.h"
+#include "ShowState.h"
+#include "TreeJson.h"
+#include "TreeText.h"
+#include "Varek/Failures.h"
+
+namespace Dot1xCtl {
+
+namespace {
+
+constexpr char const* dumpHelp = R"(
+Connects to a process that publishes trees, waits until they have come whole,
+and writes them to FILE: what that process would tell a follower, with a
+checksum. load prints or publishes them again, also in another version of this
+program; what is of types that are not known here is told and left out.
+
+FILE is for this user alone. One that is there is replaced at once, when all has
+been written, and otherwise stays as it is. Exit code 1, with the reason on
+standard error, if there is nobody to connect to, not everything has come in
+time, or FILE cannot be written.)";
+
+constexpr char const* loadHelp = R"(
+Reads FILE, which dump or replay --dump has written, and prints the trees as
+"show tree" does; with --listen it publishes them there instead, until SIGINT or
+SIGTERM ("listening on ADDRESS" on standard error says that they are there).
+
+Exit code 1 if FILE is no state file, of another version, damaged or cut: what
+was expected and found, and where, is told on standard error, and nothing is
+printed or published. What is of types and attributes that are not known here is
+counted there and left out.)";
+
+constexpr char const* diffHelp = R"(
+A and B are state files (see dump), or where a process publishes trees:
+unix:PATH, tcp:HOST:PORT or tcp:PORT; write ./unix:x for a file of such a name.
+Prints what is different, one a line: path and attribute, what it is in A, what
+it is in B; "-" is what is not there. Of a child or tree that only A has there
+is one line; of one that only B has, one for each attribute that is not its
+default, too.
+
+--json prints an object a line, with members root, path (array of {"attribute",
+"key"}), attribute, key, old (in A) and new (in B).
+
+Exit code 0 if there is no difference, 1 if there is one, 2 if it cannot be told
+(a file that is missing or damaged, nobody to connect to, wrong usage), with the
+reason on standard error.)";
+
+constexpr int same = 0;
+constexpr int different = 1;
+constexpr int trouble = 2;
+
+struct Given {
+   std::string file;
+   std::string other;
+   std::string address;
+   double wait = 5;
+   bool json = false;
+};
+
+std::string counted( std::uint64_t count, char const* one, char const* several ) {
+   return std::to_string( count ) + " " + ( count == 1 ? one : several );
+}
+
+void applyTelling( std::string_view stream, Mirror::Follower& follower, std::string const& name ) {
+   Mirror::Follower::Stats const stats = apply( stream, follower, name );
+   if ( stats.unknownTypes != 0 || stats.skipped != 0 ) {
+      std::cerr << "dot1xctl: " << name << ": "
+                << counted( stats.unknownTypes, "entity", "entities" ) << " and "
+                << counted( stats.skipped, "message", "messages" )
+                << " of types and attributes that are not known here left out\n";
+   }
+}
+
+int dump( Given const& given ) {
+   std::optional<Roots> const roots = fetch( Address( given.address ), given.wait );
+   if ( !roots ) {
+      return 1;
+   }
+   writeDump( given.file, streamOf( *roots ) );
+   return 0;
+}
+
+int load( Given const& given ) {
+   Mirror::Follower follower;
+   applyTelling( readDump( given.file ), follower, given.file );
+   Roots const roots = rootsOf( follower );
+   if ( given.address.empty() ) {
+      ShowRequest request;
+      request.what = ShowRequest::What::tree;
+      request.json = given.json;
+      printState( std::cout, roots, request );
+      return 0;
+   }
+   LeaderLoop loop{ Address( given.address ) };
+   for ( auto const& [name, root] : roots ) {
+      loop.leader().rootIs( name, root );
+   }
+   std::cerr << "listening on " << stringValue( loop.address() ) << std::endl;
+   loop.run();
+   return 0;
+}
+
+bool isAddress( std::string const& source ) {
+   return source.starts_with( "unix:" ) || source.starts_with( "tcp:" );
+}
+
+/// Nothing if it has been told why there is none.
+std::optional<std::string> streamFrom( std::string const& source, double wait ) {
+   if ( !isAddress( source ) ) {
+      return readDump( source );
+   }
+   std::optional<Roots> const roots = fetch( Address( source ), wait );
+   return roots ? std::optional( streamOf( *roots ) ) : std::nullopt;
+}
+
+/// Prints what becomes different in a follower.
+class Differences {
+public:
+   Differences( Mirror::Follower& follower, bool json ) : json_( json ) {
+      for ( auto const& [name, root] : rootsOf( follower ) ) {
+         observe( name, *root );
+      }
+      follower.onRoot = [this]( Varek::String const& name, Qel::Entity& root ) {
+         print( name, { {}, {}, {}, bareEntity( &root ) } );
+         observe( name, root );
+      };
+      follower.onRootGone = [this]( Varek::String const& name, Qel::Entity& root ) {
+         observed_.erase( name );
+         print( name, { {}, {}, bareEntity( &root ), {} } );
+      };
+   }
+
+   std::uint64_t count() const { return count_; }
+
+private:
+   void observe( std::string const& name, Qel::Entity& root ) {
+      observed_[name] = root.subscribe(
+         [this, name, &root]( Varek::Change const& change ) {
+            print( name, changePart( root, change ) );
+         },
+         Varek::Scope::subtree );
+   }
+
+   void print( std::string const& root, ChangePart const& change ) {
+      ++count_;
+      if ( json_ ) {
+         nlohmann::ordered_json line = jsonOf( {}, root, change );
+         line.erase( "time" );
+         std::cout << compact( line ) << '\n';
+      } else {
+         printText( std::cout, root, change );
+      }
+   }
+
+   bool const json_;
+   std::map<std::string, Varek::Subscription> observed_;
+   std::uint64_t count_ = 0;
+};
+
+/// A follower that has heard A and now hears B tells of what is different, and of nothing else.
+int compare( Given const& given ) {
+   auto const a = streamFrom( given.file, given.wait );
+   auto const b = a ? streamFrom( given.other, given.wait ) : std::nullopt;
+   if ( !b ) {
+      return trouble;
+   }
+   Mirror::Follower follower;
+   applyTelling( *a, follower, given.file );
+   Differences const differences( follower, given.json );
+   applyTelling( *b, follower, given.other );
+   std::cout.flush();
+   return !std::cout ? trouble : differences.count() == 0 ? same : different;
+}
+
+int diff( Given const& given ) {
+   try {
+      return compare( given );
+   } catch ( std::exception const& error ) {
+      std::cerr << "dot1xctl: " << error.what() << '\n';
+      return trouble;
+   }
+}
+
+std::string addressFault( std::string const& source ) {
+   try {
+      if ( isAddress( source ) ) {
+         (void)Address( source );
+      }
+      return {};
+   } catch ( Varek::TextError const& error ) {
+      return error.what();
+   }
+}
+
+CLI::App& add( CLI::App& app, char const* name, char const* description, char const* help,
+               std::function<void()> const& parsed ) {
+   CLI::App* const command = app.add_subcommand( name, description );
+   command->footer( help );
+   command->callback( parsed );
+   return *command;
+}
+
+void addWait( CLI::App& command, Given& given ) {
+   command.add_option( "--wait", given.wait, "How long to try, in seconds" )
+      ->capture_default_str()
+      ->check( CLI::Range( 0.001, 1e6 ) );
+}
+
+} // namespace
+
+void addDump( CLI::App& app, Action& action ) {
+   auto const given = std::make_shared<Given>();
+   auto const does = [&action, given]( int ( *what )( Given const& ) ) {
+      return [&action, given, what] { action = [given, what] { return what( *given ); }; };
+   };
+
+   CLI::App& dumpCommand =
+      add( app, "dump", "Write what another process publishes to a file", dumpHelp, does( dump ) );
+   dumpCommand.add_option( "FILE", given->file, "Where to" )->required();
+   addressOption( dumpCommand, "--connect", given->address, "Where it listens" )->required();
+   addWait( dumpCommand, *given );
+
+   CLI::App& loadCommand =
+      add( app, "load", "Print or publish what is in such a file", loadHelp, does( load ) );
+   loadCommand.add_option( "FILE", given->file, "What dump has written" )->required();
+   addressOption( loadCommand, "--listen", given->address, "Publish the trees there" )
+      ->excludes( loadCommand.add_flag( "--json", given->json, "Print JSON instead of text" ) );
+
+   CLI::App& diffCommand = add( app, "diff", "Show how two states differ, of files or processes",
+                                diffHelp, does( diff ) );
+   diffCommand.add_option( "A", given->file, "A file or an address" )
+      ->required()
+      ->check( addressFault );
+   diffCommand.add_option( "B", given->other, "What to compare it with" )
+      ->required()
+      ->check( addressFault );
+   diffCommand.add_flag( "--json", given->json, "Print JSON instead of text" );
+   addWait( diffCommand, *given );
+}
+
+} // namespace Dot1xCtl

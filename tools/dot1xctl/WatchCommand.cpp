@@ -1,0 +1,43 @@
+#include "Commands.h"
+
+#include <memory>
+#include <string>
+
+#include "Follow.h"
+#include "Options.h"
+
+namespace Dot1xCtl {
+
+namespace {
+
+constexpr char const* help = R"(
+Connects to a process that publishes trees and prints each change as it arrives,
+one a line: time, path and attribute, what it was, what it is; "-" is what is
+not there. What is there in the beginning comes as changes, too. When the other
+process ends, that is told on standard error and tried again at growing
+intervals; what it then has is printed only where it differs. Ends with SIGINT
+or SIGTERM; with exit code 1 and the reason if the other process refuses the
+connection, or what it says would be misread here.
+
+--json prints an object a line, with members time, root, path (array of
+{"attribute", "key"}), attribute, key, old and new.)";
+
+} // namespace
+
+void addWatch( CLI::App& app, Action& action ) {
+   struct Given {
+      std::string connect;
+      bool json = false;
+   };
+   auto const given = std::make_shared<Given>();
+   CLI::App* const command =
+      app.add_subcommand( "watch", "Show the changes in that, as they arrive" );
+   addressOption( *command, "--connect", given->connect, "Where it listens" )->required();
+   command->add_flag( "--json", given->json, "Print JSON instead of text" );
+   command->footer( help );
+   command->callback( [given, &action] {
+      action = [given] { return watch( Address( given->connect ), given->json ); };
+   } );
+}
+
+} // namespace Dot1xCtl
