@@ -55,6 +55,11 @@ TEST( AuthNZPhaseType, IsOneOfThreeButFromTheLog ) {
          EXPECT_EQ( AuthNZPhase( other ).value(), value );
          EXPECT_EQ( in.left() + other.left(), 0U );
          EXPECT_NO_THROW( logged.valueIs( value ) ) << "held already";
+         AuthNZPhaseEnum again = value;
+         Qel::InspectArguments arguments;
+         arguments.value = &again;
+         EXPECT_NO_THROW( AuthNZPhaseType::inspectOperation( logged, Qel::InspectOperation::write,
+                                                             { Varek::FieldId( 2 ) }, arguments ) );
          EXPECT_EQ( logged.hash( 77 ), Qel::hashSingleAttr( bytes[3], 77 ) );
       }
    }
