@@ -236,6 +236,23 @@ TEST( AuthZProfile, NoVlanIsNotTheVlanNone ) {
    EXPECT_EQ( changes.told.size(), 2U );
 }
 
+TEST( AuthZProfile, APriorityFromTheLogIsAppliedInFullWhateverObserversThrow ) {
+   auto const profile = authZProfileFactory( "p" );
+   auto const subscription = profile->subscribe(
+      []( auto& change ) { throw std::to_string( *change.template key<std::uint32_t>() ); } );
+   std::uint8_t const bytes[] = { 0, 0, 0, 2, 0, 0, 0, 1 };
+   Qel::NboAttrLog::In in( bytes );
+   try {
+      Qel::doHandleAttrDeserialization( { *profile, Qel::typeRecord( *profile ), nullptr }, 275,
+                                        in );
+      ADD_FAILURE() << "nobody was told";
+   } catch ( std::string const& first ) {
+      EXPECT_EQ( first, "0" );
+   }
+   EXPECT_EQ( profile->authZPriority( 0 ), AuthNMethod::mbaAuth );
+   EXPECT_EQ( profile->authZPriority( 1 ), AuthNMethod::eapolAuth );
+}
+
 // An interface
 
 TEST( IntfStatus, AProfileOfAnotherNameIsAFreshOne ) {
