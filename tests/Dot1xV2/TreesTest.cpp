@@ -169,7 +169,7 @@ TEST( AuthZStatus, FindsASupplicantByPortAndAddressAndMakesNothing ) {
       auto const direct = root->getSupplicantAuthZAttrs( intf, mac );
       Varek::Ptr<Dot1xSuppAttr> read;
       SupplicantPlace const place{ intf, mac };
-      inspected( *root, Op::read, 259, &read, &place );
+      EXPECT_EQ( inspected( *root, Op::read, 259, &read, &place ).found, direct != nullptr );
       EXPECT_EQ( read, direct );
       return direct;
    };
