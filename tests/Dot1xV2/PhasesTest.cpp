@@ -18,6 +18,9 @@ using Qel::NboAttrLog::In;
 
 AuthNZPhaseEnum phaseOf( unsigned number ) { return static_cast<AuthNZPhaseEnum>( number ); }
 
+// Made when it is compiled: a constant of the type costs nothing when a library is loaded.
+constexpr AuthNZPhaseType secondPhase( AuthNZPhaseEnum::authNZPhase2 );
+
 template<class Action>
 void expectAllowed( bool allowed, Action action ) {
    try {
@@ -64,6 +67,7 @@ TEST( AuthNZPhaseType, IsOneOfThreeButFromTheLog ) {
       }
    }
    EXPECT_EQ( AuthNZPhaseType(), AuthNZPhaseType( AuthNZPhaseEnum::authNZInit ) );
+   EXPECT_EQ( secondPhase, AuthNZPhaseType( phaseOf( 3 ) ) );
 }
 
 /// What is known of a phase: its stage, if it has a record, and its method.
