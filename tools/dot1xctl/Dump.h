@@ -7,8 +7,9 @@
 #include "mirror/Follower.h"
 
 /// State files: a process's trees as what a leader says to a new follower, between a head that says
-/// that it is such a file and a checksum. So a file is as independent of versions as a connection
-/// is, and is checked by the same code: nothing here knows a type.
+/// that it is such a file, and how long, and a checksum (docs/state-file.md). So a file is as
+/// independent of versions as a connection is, and is checked by the same code: nothing here knows
+/// a type.
 ///
 /// Cost: the whole file in memory, beside the trees.
 namespace Dot1xCtl {
@@ -29,8 +30,7 @@ Mirror::Follower::Stats apply( std::string_view stream, Mirror::Follower& follow
 void writeDump( std::string const& path, std::string_view stream );
 
 /// The stream in the state file at \p path. Throws Varek::Failure if it cannot be read, is none, is
-/// of another version, or not as it was written; what was expected and found, and at which offset,
-/// is told.
+/// of another version, was cut or changed: what it says of itself, and what it is, is told.
 std::string readDump( std::string const& path );
 
 } // namespace Dot1xCtl
