@@ -11,6 +11,7 @@ std::unique_ptr<CLI::App> commandLine( Action& action ) {
    app->set_version_flag( "--version", "dot1xctl " DOT1XCTL_VERSION );
    app->require_subcommand( 1 );
    addReplay( *app, action );
+   addServe( *app, action );
    addShow( *app, action );
    addWatch( *app, action );
    addDump( *app, action );

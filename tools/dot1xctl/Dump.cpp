@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
+#include <ostream>
 #include <span>
 #include <system_error>
 #include <utility>
@@ -19,6 +20,7 @@
 #include <zlib.h>
 
 #include "AttributeText.h"
+#include "Follow.h"
 #include "Varek/Failures.h"
 #include "mirror/Leader.h"
 #include "mirror/Socket.h"
@@ -171,6 +173,10 @@ private:
 
 // Streams
 
+std::string counted( std::uint64_t count, char const* one, char const* several ) {
+   return std::to_string( count ) + " " + ( count == 1 ? one : several );
+}
+
 std::pair<Mirror::Fd, Mirror::Fd> socketPair() {
    int ends[2];
    if ( ::socketpair( AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, ends ) != 0 ) {
@@ -219,8 +225,8 @@ std::string streamOf( Roots const& roots ) {
    return result;
 }
 
-Mirror::Follower::Stats apply( std::string_view stream, Mirror::Follower& follower,
-                               std::string const& name ) {
+void apply( std::string_view stream, Mirror::Follower& follower, std::string const& name,
+            std::ostream& errors ) {
    auto [leading, following] = socketPair();
    follower.connectedIs( following.release(), name );
    auto const wholeSize = stream.size();
@@ -246,7 +252,12 @@ Mirror::Follower::Stats apply( std::string_view stream, Mirror::Follower& follow
       refuse( name, "the state in it ends before it is whole, after " +
                        std::to_string( wholeSize ) + " bytes" );
    }
-   return stats;
+   if ( stats.unknownTypes != 0 || stats.skipped != 0 ) {
+      errors << "dot1xctl: " << escaped( name ) << ": "
+             << counted( stats.unknownTypes, "entity", "entities" ) << " and "
+             << counted( stats.skipped, "message", "messages" )
+             << " of types and attributes that are not known here left out\n";
+   }
 }
 
 void writeDump( std::string const& path, std::string_view stream ) {
@@ -293,6 +304,12 @@ std::string readDump( std::string const& path ) {
    whole.resize( sumAt );
    whole.erase( 0, headSize );
    return whole;
+}
+
+Roots loadDump( std::string const& path, std::ostream& errors ) {
+   Mirror::Follower follower;
+   apply( readDump( path ), follower, path, errors );
+   return rootsOf( follower );
 }
 
 } // namespace Dot1xCtl
