@@ -17,6 +17,7 @@
 
 #include "Background.h"
 #include "Dot1xV2/AcctStatus.h"
+#include "Dot1xV2/AuthNStatus.h"
 #include "ToolRun.h"
 #include "Varek/Failures.h"
 #include "dot1xctl/Dump.h"
@@ -173,6 +174,23 @@ TEST_F( StateFile, WhatWasHeldBeforeBecomesWhatIsInIt ) {
    apply( streamOf( smallRoots( "02:00:00:00:00:02" ) ), follower, "other", told );
    EXPECT_EQ( changes, 1u );
    EXPECT_EQ( told.str(), "" );
+}
+
+TEST_F( StateFile, WhatIsNotKnownHereIsCountedAndLeftOut ) {
+   Roots roots = smallRoots();
+   roots["authNStatus"] = Dot1xV2::authNStatusFactory( "authNStatus" );
+   std::string stream = streamOf( roots );
+   std::string const name = "Dot1xV2::AcctStatus";
+   std::size_t const at = stream.find( name );
+   ASSERT_EQ( stream.find( name, at + 1 ), stream.npos );
+   stream.replace( at, name.size(), "Dot1xV2::NextStatus" );
+   writeDump( path, stream );
+   std::ostringstream told;
+   roots.erase( "acctStatus" );
+   EXPECT_EQ( textOf( loadDump( path, told ) ), textOf( roots ) );
+   // All that is below an unknown one, too.
+   EXPECT_TRUE( told.str().starts_with( "dot1xctl: " + path + ": 1 entity and 16 messages of " ) )
+      << told.str();
 }
 
 TEST_F( StateFile, AFailedWriteLeavesTheOldFileAndNothingElse ) {
