@@ -6,7 +6,9 @@
 
 #include "Address.h"
 #include "Agent.h"
+#include "Colour.h"
 #include "ShowState.h"
+#include "Sizing.h"
 
 namespace Dot1xCtl {
 
@@ -16,6 +18,8 @@ struct ReplayOptions {
    bool tree = false;               ///< Print the trees instead of what is read.
    std::optional<ShowRequest> show; ///< Print this instead.
    AgentSettings agent;
+   SizingOptions sizing;
+   ColourUse colour = ColourUse::automatic;
    std::string config; ///< Of the file whose configuration is published, too; empty for none.
    std::optional<Address> listen;
    std::string dump; ///< Write the trees to this file; empty for none.
