@@ -93,7 +93,7 @@ void addShow( CLI::App& app, Action& action ) {
    colourOption( *command, given->colour );
    command->add_flag( "--diff", given->difference,
                       "Of config only what differs from the defaults" );
-   command->add_option( "--wait", given->wait, "How long to try, in seconds" )
+   command->add_option( "--wait", given->wait, "How many seconds to wait for something to come" )
       ->capture_default_str()
       ->check( CLI::Range( 0.001, 1e6 ) );
    auto& filters = given->filters;
