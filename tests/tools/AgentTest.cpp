@@ -72,8 +72,8 @@ struct Fed : Agent {
    }
    void eapolSent( Eapol::Kind kind, std::uint16_t vlan = 0, char const* identity = "" ) {
       Eapol frame;
-      ( kind == Eapol::Kind::request ? frame.destination : frame.source ) = mac;
       frame.kind = kind;
+      ( frame.fromSupplicant() ? frame.source : frame.destination ) = mac;
       frame.vlan = Bridging::VlanIdOrNone( vlan );
       frame.identity = identity;
       eapol( frame );
@@ -311,6 +311,27 @@ TEST( Agent, EapolSaysHowFarItIsAndLogoffEndsIt ) {
    EXPECT_EQ( agent.supplicant().vlanId(), 0u );
    EXPECT_EQ( agent.supplicant().authPhase().value(), AuthNZPhaseEnum::authNZNotStarted );
    EXPECT_EQ( agent.phase().terminateCause(), AcctTermCause::userRequest );
+}
+
+TEST( Agent, EapolResultsEndOnlyWhatIsUnderWay ) {
+   struct {
+      Eapol::Kind result;
+      AuthNPhaseStage stage;
+   } const cases[] = { { Eapol::Kind::success, AuthNPhaseStage::phaseSuccess },
+                       { Eapol::Kind::failure, AuthNPhaseStage::phaseFail } };
+   for ( auto const& one : cases ) {
+      Fed agent;
+      agent.eapolSent( one.result );
+      EXPECT_EQ( agent.authNStatus()->supplicant().size(), 0u );
+      agent.eapolSent( Eapol::Kind::response, 0, "bob" );
+      agent.eapolSent( one.result );
+      EXPECT_EQ( agent.phase().stage(), one.stage );
+      EXPECT_FALSE( agent.supplicant().inEapolAuth() );
+      EXPECT_EQ( agent.authZStatus()->authZPortStatus().size(), 0u );
+      agent.eapolSent( Eapol::Kind::logoff );
+      agent.eapolSent( one.result );
+      EXPECT_EQ( agent.phase().stage(), AuthNPhaseStage::phaseNotStarted );
+   }
 }
 
 TEST( Accounting, UpdatesAreDueAsTheServerAskedUntilTheStop ) {

@@ -25,10 +25,11 @@ std::string outcome( Frame const& frame ) {
              std::to_string( fragment->identification );
    }
    if ( auto const* eapol = std::get_if<Eapol>( &frame ) ) {
-      char const* const kinds[] = { "start", "logoff", "request", "response" };
+      char const* const kinds[] = { "start",    "logoff",  "request",
+                                    "response", "success", "failure" };
       return std::string( kinds[static_cast<int>( eapol->kind )] ) + " " +
-             stringValue( eapol->source ) + " vlan " + stringValue( eapol->vlan ) + " " +
-             eapol->identity;
+             stringValue( eapol->fromSupplicant() ? eapol->source : eapol->destination ) +
+             " vlan " + stringValue( eapol->vlan ) + " " + eapol->identity;
    }
    if ( auto const* bad = std::get_if<BadFrame>( &frame ) ) {
       return ( bad->cut ? "cut at " : "bad at " ) + std::to_string( bad->offset );
@@ -147,8 +148,15 @@ TEST( Frame, EapolTellsWhoSaysWhat ) {
       { "identity", DLT_EN10MB, eapol( eap( 2, identity ) ) + padding,
         "response" + from + "none bob" },
       { "other response", DLT_EN10MB, eapol( eap( 2, { 4, 16 } ) ), "response" + from + "none " },
-      { "request", DLT_EN10MB, eapol( eap( 1, { 1 } ) ), "request" + from + "none " },
-      { "success", DLT_EN10MB, eapol( eap( 3, {} ) ), "nothing" },
+      { "802.1ad alone", DLT_EN10MB, eapol( { 1, 1, 0, 0 }, { 0x88, 0xa8, 0x2f, 0xff } ),
+        "start" + from + "4095 " },
+      { "request", DLT_EN10MB, changed( eapol( eap( 1, { 1 } ) ), 5, 7 ),
+        "request 02:02:02:02:02:07 vlan none " },
+      { "success", DLT_EN10MB, changed( eapol( eap( 3, {} ), { 0x81, 0, 0, 9 } ), 5, 7 ),
+        "success 02:02:02:02:02:07 vlan 9 " },
+      { "failure", DLT_EN10MB, changed( eapol( eap( 4, {} ) ) + padding, 5, 7 ),
+        "failure 02:02:02:02:02:07 vlan none " },
+      { "another code", DLT_EN10MB, eapol( eap( 5, {} ) ), "nothing" },
       { "key", DLT_EN10MB, eapol( { 2, 3, 0, 0 } ), "nothing" },
       { "cooked", DLT_LINUX_SLL2, u16( 0x888e ) + Octets( 18, 3 ) + Octets{ 2, 1, 0, 0 },
         "start 03:03:03:03:03:03 vlan none " },

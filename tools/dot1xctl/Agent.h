@@ -7,6 +7,7 @@
 #include "Accounting.h"
 #include "Authentication.h"
 #include "Authorization.h"
+#include "ReplayListener.h"
 
 /// Drives the state trees of an authenticator by what is seen of it: the RADIUS exchanges with its
 /// server, and the EAPOL frames of its ports. All captures are taken as of one switch, in the order
@@ -26,7 +27,7 @@ struct AgentSettings {
    std::uint32_t vendor = 32473;
 };
 
-class Agent {
+class Agent : public ReplayListener {
 public:
    static constexpr char const* authNName = "authNStatus";
    static constexpr char const* authZName = "authZStatus";
@@ -34,15 +35,11 @@ public:
 
    explicit Agent( AgentSettings const& = {} );
 
-   /// A request that was read whole, when it is sent first.
-   void request( Request const& );
-   /// The answer to a request.
-   void answer( Request const&, Dot1xV2::AaaResponse const&, Time );
-   /// A request that is not answered any more.
-   void unanswered( Request const& );
-   void eapol( Eapol const& );
-   /// The capture ends: what is under way then is not answered by what the next one has.
-   void captureEnd() { latest_.clear(); }
+   void request( Request const& ) override;
+   void answer( Request const&, Dot1xV2::AaaResponse const&, Time ) override;
+   void unanswered( Request const& ) override;
+   void eapol( Eapol const& ) override;
+   void captureEnd() override { latest_.clear(); }
 
    Varek::Ptr<Dot1xV2::AuthNStatus> const& authNStatus() const { return authNStatus_; }
    Varek::Ptr<Dot1xV2::AuthZStatus> const& authZStatus() const { return authZStatus_; }

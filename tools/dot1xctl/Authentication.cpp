@@ -158,6 +158,17 @@ void Authentication::eapol( Eapol const& frame, bool authorized ) {
          phaseOf( supplicant )->stageIs( AuthNPhaseStage::waitForSuppResponse );
       }
       break;
+   case Eapol::Kind::success:
+   case Eapol::Kind::failure:
+      // The server's answer, where the capture has it, came before; and a Failure that answers a
+      // Logoff is the result of nothing.
+      if ( supplicant->inEapolAuth() ) {
+         ended( supplicant,
+                frame.kind == Eapol::Kind::success ? AuthNPhaseStage::phaseSuccess
+                                                   : AuthNPhaseStage::phaseFail,
+                AuthNZPhaseEnum::authNZCompleted );
+      }
+      break;
    case Eapol::Kind::logoff:
       saidIs( supplicant, nullptr );
       phaseOf( supplicant )->terminateCauseIs( AcctTermCause::userRequest );

@@ -4,7 +4,9 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <string_view>
+#include <system_error>
 
 #include <pcap/pcap.h>
 
@@ -53,6 +55,7 @@ struct Capture::State {
    std::FILE* file = nullptr;
    pcap_t* pcap = nullptr;
    std::uint64_t packets = 0;
+   std::uint64_t size = 0;
 };
 
 Capture::Capture( std::string const& path ) : state_( std::make_unique<State>() ) {
@@ -60,6 +63,9 @@ Capture::Capture( std::string const& path ) : state_( std::make_unique<State>() 
    if ( state_->file == nullptr ) {
       throw CaptureError( std::string( "cannot be opened: " ) + std::strerror( errno ), 0, {} );
    }
+   std::error_code unknown;
+   std::uintmax_t const size = std::filesystem::file_size( path, unknown );
+   state_->size = unknown ? 0 : size;
    int const first = std::getc( state_->file );
    if ( first == EOF ) {
       throw CaptureError( std::ferror( state_->file ) != 0
@@ -90,6 +96,13 @@ Capture::Capture( std::string const& path ) : state_( std::make_unique<State>() 
 Capture::~Capture() = default;
 
 int Capture::linkType() const { return pcap_datalink( state_->pcap ); }
+
+std::uint64_t Capture::position() const {
+   long const offset = std::ftell( state_->file );
+   return offset < 0 ? 0 : static_cast<std::uint64_t>( offset );
+}
+
+std::uint64_t Capture::size() const { return state_->size; }
 
 bool Capture::next( Packet& packet ) {
    long const offset = std::ftell( state_->file );

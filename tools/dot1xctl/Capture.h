@@ -52,6 +52,10 @@ public:
    /// A DLT_ value.
    int linkType() const;
 
+   /// How far the file has been read, and its length, in octets; 0 for a pipe.
+   std::uint64_t position() const;
+   std::uint64_t size() const;
+
 private:
    struct State;
    std::unique_ptr<State> state_;

@@ -17,8 +17,8 @@ using Json = nlohmann::ordered_json;
 using namespace Dot1xV2;
 
 template<class E>
-Cell named( E value, char const* text ) {
-   return { std::string( stringValue( value ) ), text };
+Cell named( E value, char const* text, Tone tone = Tone::plain ) {
+   return { std::string( stringValue( value ) ), text, tone };
 }
 
 /// Text or octets, as trees print them in JSON.
@@ -93,11 +93,11 @@ Cell cell( AuthNPhaseStage stage ) {
    case AuthNPhaseStage::phaseNotStarted:
       return named( stage, "-" );
    case AuthNPhaseStage::phaseSuccess:
-      return named( stage, "success" );
+      return named( stage, "success", Tone::good );
    case AuthNPhaseStage::phaseFail:
-      return named( stage, "fail" );
+      return named( stage, "fail", Tone::bad );
    case AuthNPhaseStage::phaseTimedOut:
-      return named( stage, "timeout" );
+      return named( stage, "timeout", Tone::bad );
    case AuthNPhaseStage::waitForSuppResponse:
       return named( stage, "wait supp" );
    case AuthNPhaseStage::waitForAuthServer:

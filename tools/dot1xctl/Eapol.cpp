@@ -19,7 +19,7 @@ EapolReading frameOf( Eapol::Kind kind ) {
 /// Code, identifier, length, and of requests and responses the type (RFC 3748 4).
 EapolReading readEap( std::span<std::uint8_t const> octets, std::size_t bodyLength ) {
    constexpr std::size_t begin = 4, header = 4;
-   constexpr std::uint8_t request = 1, response = 2, identity = 1;
+   constexpr std::uint8_t request = 1, response = 2, success = 3, failure = 4, identity = 1;
    if ( octets.size() < begin + header ) {
       return fault( begin, "an EAP header" );
    }
@@ -30,6 +30,9 @@ EapolReading readEap( std::span<std::uint8_t const> octets, std::size_t bodyLeng
    }
    if ( code == request ) {
       return frameOf( Eapol::Kind::request );
+   }
+   if ( code == success || code == failure ) {
+      return frameOf( code == success ? Eapol::Kind::success : Eapol::Kind::failure );
    }
    if ( code != response ) {
       return {};

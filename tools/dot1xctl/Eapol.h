@@ -18,6 +18,8 @@ struct Eapol {
       logoff,   ///< EAPOL-Logoff.
       request,  ///< EAP Request (RFC 3748 4.1), from the authenticator.
       response, ///< EAP Response, from the supplicant.
+      success,  ///< EAP Success (RFC 3748 4.2), from the authenticator.
+      failure,  ///< EAP Failure, likewise.
    };
 
    Lumo::EthAddr source;        ///< All zero if the capture does not have it.
@@ -26,7 +28,9 @@ struct Eapol {
    Kind kind = Kind::start;
    Varek::String identity; ///< Of a Response of type Identity (RFC 3748 5.1).
 
-   bool fromSupplicant() const { return kind != Kind::request; }
+   bool fromSupplicant() const {
+      return kind == Kind::start || kind == Kind::logoff || kind == Kind::response;
+   }
 };
 
 /// Where an EAPOL frame cannot be read on.
@@ -37,8 +41,7 @@ struct EapolFault {
 };
 
 struct EapolReading {
-   /// Nothing for frames that tell nothing here: keys, announcements, EAP Success and Failure
-   /// (which RADIUS tells), unknown codes.
+   /// Nothing for frames that tell nothing here: keys, announcements, unknown codes.
    std::optional<Eapol> frame;
    std::optional<EapolFault> fault;
 };

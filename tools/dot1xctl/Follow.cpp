@@ -137,7 +137,13 @@ std::optional<Roots> fetch( Address const& address, double seconds ) {
       // Who has not answered may not be there yet.
       return lost.heard || lost.refused ? std::nullopt : std::optional( betweenAttempts );
    };
-   FollowerLoop::End const end = loop.run( std::chrono::duration<double>( seconds ) );
+   // A large state may take longer; who sends nothing new in that time is given up.
+   FollowerLoop::End end{};
+   std::uint32_t before = 0;
+   do {
+      before = loop.follower().stats().entities;
+      end = loop.run( std::chrono::duration<double>( seconds ) );
+   } while ( end == FollowerLoop::End::timedOut && loop.follower().stats().entities != before );
    if ( synced ) {
       tellUnknown( address, loop.follower() );
       return rootsOf( loop.follower() );

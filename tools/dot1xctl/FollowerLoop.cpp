@@ -12,6 +12,10 @@ FollowerLoop::FollowerLoop( Address const& address ) : address_( address ) {
 }
 
 FollowerLoop::End FollowerLoop::run( std::optional<std::chrono::duration<double>> limit ) {
+   bool const again = std::exchange( timedOut_, false );
+   if ( again ) {
+      io_.restart();
+   }
    if ( limit ) {
       awaitDeadline( limit_,
                      Mirror::Clock::now() +
@@ -21,7 +25,9 @@ FollowerLoop::End FollowerLoop::run( std::optional<std::chrono::duration<double>
                         io_.stop();
                      } );
    }
-   drive( [this] { connect(); } );
+   if ( !again ) {
+      drive( [this] { connect(); } );
+   }
    io_.run();
    return timedOut_ ? End::timedOut : signals_.caught() ? End::interrupted : End::stopped;
 }

@@ -35,7 +35,7 @@ public:
    void stop() { io_.stop(); }
 
    enum class End : std::uint8_t { stopped, interrupted, timedOut };
-   /// Without \p limit there is none.
+   /// Without \p limit there is none. After timedOut another call goes on where it was.
    End run( std::optional<std::chrono::duration<double>> limit = {} );
 
 private:

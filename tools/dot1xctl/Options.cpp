@@ -1,5 +1,7 @@
 #include "Options.h"
 
+#include <map>
+
 #include "Address.h"
 #include "Varek/Failures.h"
 
@@ -17,6 +19,18 @@ CLI::Option* addressOption( CLI::App& command, char const* name, std::string& te
             return error.what();
          }
       } );
+}
+
+void colourOption( CLI::App& command, ColourUse& use ) {
+   static std::map<std::string, ColourUse> const names = { { "auto", ColourUse::automatic },
+                                                           { "always", ColourUse::always },
+                                                           { "never", ColourUse::never } };
+   command
+      .add_option_function<std::string>(
+         "--color", [&use]( std::string const& name ) { use = names.at( name ); },
+         "Colours in tables; auto is on a terminal, unless NO_COLOR is set" )
+      ->check( CLI::IsMember( { "auto", "always", "never" } ) )
+      ->default_str( "auto" );
 }
 
 } // namespace Dot1xCtl

@@ -13,6 +13,12 @@ constexpr char const* kindNames[] = { "unreadable files", "packets cut at captur
 
 } // namespace
 
+void Problems::aboutToTell() const {
+   if ( beforeOutput ) {
+      beforeOutput();
+   }
+}
+
 void Problems::file( std::string const& name ) {
    file_ = escaped( name );
    ofKind_ = {};
@@ -23,6 +29,7 @@ void Problems::add( Problem const& problem ) {
    if ( ++ofKind_[static_cast<std::size_t>( problem.kind )] > shownPerKind ) {
       return;
    }
+   aboutToTell();
    out_ << "dot1xctl: " << file_ << ": ";
    if ( problem.packet != 0 ) {
       out_ << "packet " << problem.packet << ( problem.where.empty() ? ": " : ", " );
@@ -36,6 +43,7 @@ void Problems::add( Problem const& problem ) {
 void Problems::done() {
    for ( std::size_t kind = 0; kind < kinds; ++kind ) {
       if ( ofKind_[kind] > shownPerKind ) {
+         aboutToTell();
          out_ << "dot1xctl: " << file_ << ": " << ofKind_[kind] - shownPerKind << " more "
               << kindNames[kind] << " like these (" << ofKind_[kind] << " in all)\n";
       }

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <iosfwd>
 #include <string>
 
@@ -35,6 +36,9 @@ public:
 
    explicit Problems( std::ostream& out ) : out_( out ) {}
 
+   /// Called before something is told, if set.
+   std::function<void()> beforeOutput;
+
    /// Begins the next file, after done() with the one before.
    void file( std::string const& name );
    void add( Problem const& );
@@ -44,6 +48,8 @@ public:
    std::size_t count() const { return count_; }
 
 private:
+   void aboutToTell() const;
+
    static constexpr std::size_t kinds = static_cast<std::size_t>( ProblemKind::radius ) + 1;
 
    std::ostream& out_;

@@ -81,6 +81,9 @@ void Replay::file( std::string const& path ) {
       ++summary_.captures;
       for ( Packet next; !( interrupted && interrupted() ) && capture.next( next ); ) {
          ++summary_.packets;
+         if ( progress ) {
+            progress( capture.position(), capture.size() );
+         }
          if ( next.number == 1 ) {
             start_ = next.time;
          }

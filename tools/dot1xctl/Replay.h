@@ -5,11 +5,11 @@
 #include <string>
 #include <tuple>
 
-#include "Agent.h"
 #include "Exchange.h"
 #include "Output.h"
 #include "Problems.h"
 #include "RadiusReading.h"
+#include "ReplayListener.h"
 #include "ReplayTypes.h"
 
 /// Reads captures and makes, for each RADIUS answer in them, the response entity that an
@@ -32,8 +32,11 @@ public:
    /// Asked before each packet: whether to stop reading there.
    std::function<bool()> interrupted;
 
+   /// Told before each packet, if set, where in the file it is and how long that is, in octets.
+   std::function<void( std::uint64_t at, std::uint64_t of )> progress;
+
    /// Told of each request, answer and EAPOL frame; null for none.
-   Agent* agent = nullptr;
+   ReplayListener* agent = nullptr;
 
    void file( std::string const& path );
    Summary const& summary();

@@ -40,7 +40,16 @@ SIGHUP reads the file of --config again meanwhile, see serve.
 --dump writes those trees to a file (see dump): before they are published, and
 again as they are at the end.
 
---tree prints those trees instead, as "show tree" does.)";
+--tree prints those trees instead, as "show tree" does.
+
+--macs and --repeat show what a deployment would cost: the state is made of
+copies of the captured exchanges. The captured supplicants are the first; each
+other has an address of its own (02:00 and its number, from 0), and each copy
+ports of its own (Ethernet, beyond the highest captured), also in the attributes
+that name them; ids of sessions become ID-COPY, and when played again
+ID-COPY.TIME. All else is as captured; what is of no supplicant is not copied.
+Time, rates and memory are told on standard error; the summary and the tree
+"replay" are of the captures alone.)";
 
 constexpr char const* jsonHelp = R"(
 --json prints one array of objects, one a line. Member "record" of each is
@@ -69,6 +78,13 @@ void addReplay( CLI::App& app, Action& action ) {
    command->add_option( "CAPTURE", options.captures, "Files to read, in this order" )->required();
    command->add_flag( "--json", options.json, "Print JSON instead of text" );
    command->add_flag( "--tree", options.tree, "Print the trees that --listen publishes" );
+   command
+      ->add_option( "--macs", options.sizing.macs,
+                    "Play copies of the exchanges, for so many supplicants" )
+      ->check( CLI::Range( 1, 1000000 ) );
+   command->add_option( "--repeat", options.sizing.repeat, "Play everything so many times" )
+      ->capture_default_str()
+      ->check( CLI::Range( 1, 1000000 ) );
    addressOption( *command, "--listen", given->listen, "Then publish the trees there" );
    command->add_option( "--dump", options.dump, "Then write the trees to this file" )
       ->type_name( "FILE" );

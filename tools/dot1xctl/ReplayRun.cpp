@@ -3,6 +3,8 @@
 #include <iostream>
 #include <memory>
 
+#include <unistd.h>
+
 #include "AttributeText.h"
 #include "Config.h"
 #include "Dump.h"
@@ -10,6 +12,7 @@
 #include "LeaderLoop.h"
 #include "Output.h"
 #include "Problems.h"
+#include "Progress.h"
 #include "Replay.h"
 #include "ShowState.h"
 #include "Varek/Failures.h"
@@ -60,6 +63,7 @@ void readAgain( std::string const& file, Dot1xV2::Status& status ) {
 void print( Roots const& roots, ReplayOptions const& options ) {
    ShowRequest request = options.show.value_or( ShowRequest() );
    request.json = options.json;
+   request.colour = coloured( options.colour );
    if ( options.tree ) {
       request.what = ShowRequest::What::tree;
    }
@@ -92,8 +96,16 @@ int replay( ReplayOptions const& options ) {
    bool const keep = options.tree || loop != nullptr || !options.dump.empty();
    Replay replay( *output, problems, keep ? Replay::Answers::keep : Replay::Answers::pass );
    replay.interrupted = interrupted;
+   // Beside what is printed on the same terminal, a bar has no place.
+   bool const quiet = options.tree || options.show || ::isatty( STDOUT_FILENO ) == 0;
+   Progress bar( "reading", quiet && !options.json );
+   replay.progress = [&bar]( std::uint64_t at, std::uint64_t of ) { bar.at( at, of ); };
+   problems.beforeOutput = [&bar] { bar.hide(); };
    Agent agent( options.agent );
-   if ( keep || options.show ) {
+   Copies copies;
+   if ( options.sizing ) {
+      replay.agent = &copies;
+   } else if ( keep || options.show ) {
       replay.agent = &agent;
    }
    for ( std::string const& capture : options.captures ) {
@@ -101,7 +113,11 @@ int replay( ReplayOptions const& options ) {
          replay.file( capture );
       }
    }
+   bar.hide();
    output->summary( replay.summary() );
+   if ( options.sizing && !interrupted() ) {
+      playSized( copies, agent, options.sizing, interrupted, !options.json, std::cerr );
+   }
    if ( !options.captures.empty() ) {
       roots.merge( rootsOf( replay, agent ) );
    }

@@ -57,12 +57,14 @@ struct Given {
    std::map<std::string, std::string> filters;
    bool difference = false;
    bool json = false;
+   ColourUse colour = ColourUse::automatic;
 };
 
 int run( Given const& given ) {
    ShowRequest request;
    request.what = whatOf( given.what );
    request.json = given.json;
+   request.colour = coloured( given.colour );
    request.difference = given.difference;
    for ( auto const& [name, value] : given.filters ) {
       if ( !value.empty() ) {
@@ -88,9 +90,10 @@ void addShow( CLI::App& app, Action& action ) {
       ->transform( macAddress );
    addressOption( *command, "--connect", given->connect, "Where it listens" )->required();
    command->add_flag( "--json", given->json, "Print JSON instead of text" );
+   colourOption( *command, given->colour );
    command->add_flag( "--diff", given->difference,
                       "Of config only what differs from the defaults" );
-   command->add_option( "--wait", given->wait, "How long to try, in seconds" )
+   command->add_option( "--wait", given->wait, "How many seconds to wait for something to come" )
       ->capture_default_str()
       ->check( CLI::Range( 0.001, 1e6 ) );
    auto& filters = given->filters;
@@ -116,6 +119,7 @@ void addShowOptions( CLI::App& replay, ReplayOptions& options ) {
          "Print tables of the state instead, as show does" )
       ->check( CLI::IsMember( { "all", "ports", "supplicants", "blocked", "sessions" } ) )
       ->excludes( replay.get_option( "--tree" ) );
+   colourOption( replay, options.colour );
    replay
       .add_option( "--block-after", options.agent.blockAfter,
                    "Rejections in a row that block an address" )

@@ -100,8 +100,9 @@ void printAll( std::ostream& out, StateRoots const& state, ShowRequest const& re
       if ( request.json ) {
          all[table.name] = jsonOf( table );
       } else {
-         out << ( first ? "" : "\n" ) << table.name << '\n';
-         printTable( out, table );
+         out << ( first ? "" : "\n" )
+             << toned( table.name, request.colour ? Tone::heading : Tone::plain ) << '\n';
+         printTable( out, table, request.colour );
       }
       first = false;
    }
@@ -121,7 +122,7 @@ void printOne( std::ostream& out, StateRoots const& state, ShowRequest const& re
       if ( request.json ) {
          out << compact( jsonOf( table ) ) << '\n';
       } else {
-         printTable( out, table );
+         printTable( out, table, request.colour );
       }
       return;
    }
@@ -137,7 +138,7 @@ void printSupplicant( std::ostream& out, StateRoots const& state, ShowRequest co
    if ( request.json ) {
       out << compact( jsonOf( table, table.rows.front() ) ) << '\n';
    } else {
-      printRow( out, table, table.rows.front() );
+      printRow( out, table, table.rows.front(), request.colour );
    }
 }
 

@@ -22,6 +22,7 @@ struct ShowRequest {
    std::map<std::string, std::string> filters;
    bool difference = false; ///< Of config only what differs from the defaults.
    bool json = false;
+   bool colour = false; ///< Of tables in text.
 };
 
 /// "all", "ports", ...; throws std::out_of_range for any other.

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <numeric>
 #include <ostream>
+#include <sstream>
 
 #include "Columns.h"
 
@@ -42,17 +43,19 @@ void narrow( std::vector<std::size_t>& widths, Table const& table, std::size_t r
 }
 
 /// Exactly \p width columns.
-std::string fitted( std::string const& text, std::size_t width ) {
-   return text.size() <= width ? text + std::string( width - text.size(), ' ' )
-                               : text.substr( 0, width - 1 ) + "\u2026";
+std::string fitted( std::string const& text, std::size_t width, Tone tone ) {
+   std::size_t const padding = text.size() < width ? width - text.size() : 0;
+   std::string const cut = text.size() <= width ? text : text.substr( 0, width - 1 ) + "\u2026";
+   return toned( cut, tone ) + std::string( padding, ' ' );
 }
 
 class Line {
 public:
-   explicit Line( std::size_t gap ) : gap_( gap, ' ' ) {}
-   void add( std::string const& text, std::size_t width ) {
+   Line( std::size_t gap, bool colour ) : gap_( gap, ' ' ), colour_( colour ) {}
+   void add( std::string const& text, std::size_t width, Tone tone ) {
       if ( width != 0 ) {
-         text_ += text_.empty() ? fitted( text, width ) : gap_ + fitted( text, width );
+         text_ +=
+            ( text_.empty() ? "" : gap_ ) + fitted( text, width, colour_ ? tone : Tone::plain );
       }
    }
    void print( std::ostream& out ) const {
@@ -61,12 +64,13 @@ public:
 
 private:
    std::string gap_;
+   bool colour_;
    std::string text_;
 };
 
 } // namespace
 
-void printTable( std::ostream& out, Table const& table ) {
+void printTable( std::ostream& out, Table const& table, bool colour ) {
    if ( table.rows.empty() ) {
       out << "none\n";
       return;
@@ -77,28 +81,40 @@ void printTable( std::ostream& out, Table const& table ) {
    std::size_t const total = std::accumulate( widths.begin(), widths.end(), std::size_t{ 0 } );
    std::size_t const gap = total + 2 * ( shown - 1 ) <= columns ? 2 : 1;
    narrow( widths, table, columns - gap * ( shown - 1 ) );
-   Line headings( gap );
+   Line headings( gap, colour );
    for ( std::size_t i = 0; i < widths.size(); ++i ) {
-      headings.add( table.columns[i].heading, widths[i] );
+      headings.add( table.columns[i].heading, widths[i], Tone::heading );
    }
    headings.print( out );
    for ( auto const& row : table.rows ) {
-      Line line( gap );
+      Line line( gap, colour );
       for ( std::size_t i = 0; i < widths.size(); ++i ) {
-         line.add( row[i].text, widths[i] );
+         line.add( row[i].text, widths[i], row[i].tone );
       }
       line.print( out );
    }
 }
 
-void printRow( std::ostream& out, Table const& table, std::vector<Cell> const& row ) {
+void printRow( std::ostream& out, Table const& table, std::vector<Cell> const& row, bool colour ) {
    std::size_t width = 0;
    for ( Column const& column : table.columns ) {
       width = std::max( width, column.heading.size() + 2 );
    }
    for ( std::size_t i = 0; i < table.columns.size(); ++i ) {
-      if ( !table.columns[i].heading.empty() ) {
-         printWrapped( out, padded( table.columns[i].heading, width ), row[i].text, width );
+      std::string const& heading = table.columns[i].heading;
+      if ( heading.empty() ) {
+         continue;
+      }
+      std::ostringstream wrapped;
+      printWrapped( wrapped, padded( heading, width ), row[i].text, width );
+      std::string const lines = wrapped.str();
+      if ( !colour ) {
+         out << lines;
+      } else {
+         std::size_t const end = lines.find( '\n' );
+         std::string_view const text( lines );
+         out << toned( heading, Tone::heading ) << std::string( width - heading.size(), ' ' )
+             << toned( text.substr( width, end - width ), row[i].tone ) << text.substr( end );
       }
    }
 }

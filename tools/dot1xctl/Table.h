@@ -8,6 +8,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include "Colour.h"
+
 /// Tables of whatever content: for people as text of 80 columns, for programs as JSON.
 namespace Dot1xCtl {
 
@@ -15,11 +17,12 @@ namespace Dot1xCtl {
 struct Cell {
    nlohmann::ordered_json value; ///< Whole; null for none.
    std::string text;             ///< Without control characters.
+   Tone tone = Tone::plain;      ///< Of the text.
 
    /// Nothing.
    Cell() : text( "-" ) {}
-   Cell( nlohmann::ordered_json v, std::string t )
-      : value( std::move( v ) ), text( std::move( t ) ) {}
+   Cell( nlohmann::ordered_json v, std::string t, Tone its = Tone::plain )
+      : value( std::move( v ) ), text( std::move( t ) ), tone( its ) {}
 };
 
 struct Column {
@@ -36,10 +39,10 @@ struct Table {
 
 /// Headings and rows. Where they are wider than 80 columns, the widest columns are made narrower,
 /// and what does not fit there is cut, with an ellipsis. "none" if there are no rows.
-void printTable( std::ostream&, Table const& );
+void printTable( std::ostream&, Table const&, bool colour = false );
 
 /// One row, with each column on lines of its own, nothing cut.
-void printRow( std::ostream&, Table const&, std::vector<Cell> const& );
+void printRow( std::ostream&, Table const&, std::vector<Cell> const&, bool colour = false );
 
 /// An array of objects; of one row its object.
 nlohmann::ordered_json jsonOf( Table const& );

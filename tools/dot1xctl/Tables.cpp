@@ -142,6 +142,12 @@ void addBlocked( Record& to, Lumo::EthAddr const& mac, AuthZStatus const* authZ 
    to.add( "blockedOn", "blocked on", { ports, text.empty() ? "-" : text } );
 }
 
+Tone toneOf( PortAuthState state ) {
+   return state == PortAuthState::blocked      ? Tone::bad
+          : state == PortAuthState::authorized ? Tone::good
+                                               : Tone::plain;
+}
+
 } // namespace
 
 StateRoots::StateRoots( Roots const& roots ) {
@@ -172,7 +178,7 @@ Table portsTable( AuthZStatus const& status ) {
       auto const inForce = applied ? applied->operationalAttr() : nullptr;
       std::string const state( stringValue( port.portAuthState() ) );
       table.rows.push_back( { cell( port.intfId() ),
-                              { state, state },
+                              { state, state, toneOf( port.portAuthState() ) },
                               cell( port.authorized() ),
                               inForce ? cell( inForce->vlanId() ) : Cell(),
                               { macs, text.empty() ? "-" : text } } );

@@ -52,11 +52,19 @@ bool keyLess( Keyed const& a, Keyed const& b ) {
 
 Part keyPart( UntypedValue const& key ) { return valuePart( key.table(), key.get() ); }
 
-Part elementPart( Qel::TypeRecord const& type, Qel::AttributeRecord const& attribute,
-                  UntypedElements const& at ) {
-   if ( attribute.childType != nullptr ) {
-      Qel::Entity const* const child = childAt( type, attribute, at.object() );
+Part childPart( Qel::Entity const* child, Children children ) {
+   if ( child == nullptr || children == Children::whole ) {
       return child != nullptr ? entityPart( *child ) : Part();
+   }
+   Part result = bareEntity( child );
+   result.unopened = child;
+   return result;
+}
+
+Part elementPart( Qel::TypeRecord const& type, Qel::AttributeRecord const& attribute,
+                  UntypedElements const& at, Children children ) {
+   if ( attribute.childType != nullptr ) {
+      return childPart( childAt( type, attribute, at.object() ), children );
    }
    return valuePart( at.objectTable(), at.object() );
 }
@@ -66,11 +74,12 @@ bool isKeyed( AttributeKind kind ) {
           kind == AttributeKind::map || kind == AttributeKind::ordered;
 }
 
-std::vector<Part> attributeParts( Qel::TypeRecord const& type, void const* object ) {
+std::vector<Part> attributeParts( Qel::TypeRecord const& type, void const* object,
+                                  Children children = Children::whole ) {
    std::vector<Part> result;
    for ( Qel::AttributeRecord const& one : type.attributes ) {
       if ( isShown( one ) ) {
-         result.push_back( attributePart( type, one, object ) );
+         result.push_back( attributePart( type, one, object, children ) );
       }
    }
    return result;
@@ -180,14 +189,13 @@ Part valuePart( AtomicFnTable const& table, void const* value ) {
 }
 
 Part attributePart( Qel::TypeRecord const& type, Qel::AttributeRecord const& attribute,
-                    void const* object ) {
+                    void const* object, Children children ) {
    Part result;
    if ( attribute.kind == AttributeKind::child ) {
-      Qel::Entity const* const child = attribute.child( object );
-      result = child != nullptr ? entityPart( *child ) : Part();
+      result = childPart( attribute.child( object ), children );
    } else if ( attribute.iterate != nullptr ) {
       result = severalPart( attribute, object, [&]( UntypedElements const& at ) {
-         return elementPart( type, attribute, at );
+         return elementPart( type, attribute, at, children );
       } );
    } else if ( attribute.read != nullptr ) {
       result = valuePart( *attribute.value, attribute.read( object ) );
@@ -203,6 +211,12 @@ Part entityPart( Qel::Entity const& entity ) {
    return result;
 }
 
+std::vector<Part> opened( Part const& part ) {
+   return part.unopened != nullptr ? attributeParts( Qel::typeRecord( *part.unopened ),
+                                                     part.unopened, Children::unopened )
+                                   : part.parts;
+}
+
 Part bareEntity( Qel::Entity const* entity ) {
    Part result;
    if ( entity != nullptr ) {
@@ -216,7 +230,7 @@ Part rootsPart( Roots const& roots ) {
    Part result;
    result.form = Part::Form::keyed;
    for ( auto const& [name, root] : roots ) {
-      Part& one = result.parts.emplace_back( entityPart( *root ) );
+      Part& one = result.parts.emplace_back( childPart( root.get(), Children::unopened ) );
       one.key.push_back(
          valuePart( Varek::Inspect::InspectAtomicFnTable<Varek::String>::table, &name ) );
    }

@@ -40,16 +40,25 @@ struct Part {
    std::string text;
    std::vector<Part> key; ///< One, or none.
    std::vector<Part> parts;
+   /// Of an entity whose parts are still to be made, by opened(); null if they are there.
+   Qel::Entity const* unopened = nullptr;
 
    friend bool operator==( Part const&, Part const& ) = default;
 };
 
 /// The value that lies at \p value.
 Part valuePart( Varek::Inspect::AtomicFnTable const&, void const* value );
+/// Whether what is below an entity comes with it, or is made when it is asked for: a large tree is
+/// printed entity by entity, never held as parts all at once.
+enum class Children : std::uint8_t { whole, unopened };
+
 /// An attribute of the object (as the functions of a record take it) that lies at \p object.
-Part attributePart( Qel::TypeRecord const&, Qel::AttributeRecord const&, void const* object );
+Part attributePart( Qel::TypeRecord const&, Qel::AttributeRecord const&, void const* object,
+                    Children = Children::whole );
 /// With all that is below it.
 Part entityPart( Qel::Entity const& );
+/// The parts of one that is unopened, with their children unopened; of any other its own.
+std::vector<Part> opened( Part const& );
 /// Whether attributes of this kind are stored, and so shown.
 bool isShown( Qel::AttributeRecord const& );
 /// An attribute that holds several; \p element is asked for each of them.
@@ -61,7 +70,7 @@ Part bareEntity( Qel::Entity const* );
 
 /// The trees of one process, by the names under which they are published.
 using Roots = std::map<std::string, Varek::Ptr<Qel::Entity>>;
-/// All of them: keyed, by name.
+/// All of them: keyed, by name; unopened, so \p roots must stay as they are meanwhile.
 Part rootsPart( Roots const& );
 
 /// One change of an attribute.

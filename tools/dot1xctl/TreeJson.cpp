@@ -35,7 +35,7 @@ std::string memberName( Part const& key ) {
 
 Json fieldsJson( Part const& part, EntityForm form ) {
    Json result = Json::object();
-   for ( Part const& one : part.parts ) {
+   for ( Part const& one : part.unopened != nullptr ? opened( part ) : part.parts ) {
       result[std::string( one.name )] = jsonOf( one, form );
    }
    return result;

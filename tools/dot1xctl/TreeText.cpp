@@ -48,7 +48,14 @@ public:
       switch ( part.form ) {
       case Part::Form::entity:
          printWrapped( out_, first, part.type, indent + step );
-         fields( indent + step, part );
+         if ( part.unopened != nullptr ) {
+            Part whole;
+            whole.key = part.key;
+            whole.parts = opened( part );
+            fields( indent + step, whole );
+         } else {
+            fields( indent + step, part );
+         }
          break;
       case Part::Form::keyed:
          elements( indent, label, width, part );

@@ -1,0 +1,150 @@
+#include <map>
+#include <set>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "PacketBuilder.h"
+#include "ToolRun.h"
+
+/// Copies of captured exchanges, and what a terminal gets besides.
+namespace {
+
+using nlohmann::json;
+
+json state( std::string const& arguments, std::string const& what = "all" ) {
+   ToolRun const run( "replay --json --show " + what + " " + arguments );
+   EXPECT_EQ( run.exitCode, 0 ) << run.err;
+   return run.json();
+}
+
+std::set<std::string> column( json const& table, std::string const& name ) {
+   std::set<std::string> result;
+   for ( json const& row : table ) {
+      result.insert( row.at( name ).get<std::string>() );
+   }
+   return result;
+}
+
+std::string without( std::string text, std::string const& part ) {
+   for ( auto at = text.find( part ); at != std::string::npos; at = text.find( part ) ) {
+      text.erase( at, part.size() );
+   }
+   return text;
+}
+
+TEST( Copies, AreAsManySupplicantsAsAskedAndDistinct ) {
+   // Fewer than captured, just as many, one more, and parts of copies.
+   for ( std::size_t const macs : { 1u, 12u, 13u, 14u, 40u, 1000u } ) {
+      SCOPED_TRACE( macs );
+      json const all = state( "--macs " + std::to_string( macs ) + " " + sample( "mba.pcap" ) );
+      EXPECT_EQ( all.at( "supplicants" ).size(), macs );
+      EXPECT_EQ( column( all.at( "supplicants" ), "mac" ).size(), macs );
+      // Each is on a port of its own.
+      EXPECT_EQ( column( all.at( "supplicants" ), "port" ).size(), macs );
+   }
+   json const once = state( sample( "mba.pcap" ) );
+   EXPECT_EQ( state( "--macs 13 " + sample( "mba.pcap" ) ), once );
+}
+
+TEST( Copies, HaveTheirOwnAddressInItsNotationAndTheirOwnPort ) {
+   json const all = state( "--macs 26 " + sample( "mba.pcap" ), "supplicants" );
+   std::map<std::string, json> byMac;
+   for ( json const& row : all ) {
+      byMac[row.at( "mac" )] = row;
+   }
+   struct {
+      char const* mac;
+      char const* identity;
+      char const* port;
+      json vlan;
+   } const cases[] = {
+      { "02:00:00:00:00:0e", "02-00-00-00-00-0E", "Ethernet17", "EMPLOYEES" },
+      { "02:00:00:00:00:0f", "02:00:00:00:00:0f", "Ethernet18", nullptr },
+      { "02:00:00:00:00:10", "0200.0000.0010", "Ethernet19", "140" },
+      { "02:00:00:00:00:19", "printer-3f", "Ethernet28", "200" },
+      { "02:00:00:00:00:0d", "02000000000d", "Ethernet29", "150" }, // which has moved
+   };
+   for ( auto const& one : cases ) {
+      SCOPED_TRACE( one.mac );
+      ASSERT_TRUE( byMac.contains( one.mac ) );
+      EXPECT_EQ( byMac[one.mac].at( "identity" ), one.identity );
+      EXPECT_EQ( byMac[one.mac].at( "port" ), one.port );
+      EXPECT_EQ( byMac[one.mac].at( "vlan" ), one.vlan );
+   }
+}
+
+TEST( Copies, EachSupplicantHasItsSession ) {
+   json const all = state( "--macs 1000 " + sample( "wired-eapol.pcap" ) );
+   EXPECT_EQ( all.at( "supplicants" ).size(), 1000u );
+   EXPECT_EQ( all.at( "sessions" ).size(), 1000u );
+   EXPECT_EQ( all.at( "ports" ).size(), 1000u );
+   EXPECT_EQ( column( all.at( "sessions" ), "sessionId" ).size(), 1000u );
+   EXPECT_EQ( column( all.at( "sessions" ), "mac" ), column( all.at( "supplicants" ), "mac" ) );
+   // What ends the sessions of a whole switch is not played for each copy.
+   EXPECT_EQ( column( all.at( "sessions" ), "cause" ), std::set<std::string>{ "userRequest" } );
+}
+
+TEST( Copies, PlayedAgainGiveTheSameButForTheSessionIds ) {
+   std::string const files =
+      "--block-after 1000 --macs 50 " + sample( "mba.pcap" ) + " " + sample( "acct.pcap" );
+   json const once = state( files );
+   json thrice = state( "--repeat 3 " + files );
+   for ( json& session : thrice.at( "sessions" ) ) {
+      std::string const id = session.at( "sessionId" );
+      EXPECT_TRUE( id.ends_with( ".3" ) ) << id;
+      session["sessionId"] = id.substr( 0, id.size() - 2 );
+   }
+   EXPECT_EQ( thrice, once );
+}
+
+TEST( Copies, TellWhatTheyCostOnStandardErrorAlone ) {
+   ToolRun const plain( "replay " + sample( "mba.pcap" ) );
+   ToolRun const sized( "replay --macs 100 --repeat 2 " + sample( "mba.pcap" ) );
+   EXPECT_EQ( sized.exitCode, 0 );
+   EXPECT_EQ( sized.out, plain.out );
+   for ( char const* line :
+         { "100 supplicants, 108 ports, 0 sessions", "8 copies of 13 supplicants, 2 times", "216, ",
+           "a second", "bytes a supplicant" } ) {
+      EXPECT_NE( sized.err.find( line ), std::string::npos ) << line << sized.err;
+   }
+}
+
+TEST( Copies, MorePortsThanThereAreIsAnError ) {
+   ToolRun const run( "replay --macs 1000000 --show ports " + sample( "mba.pcap" ) );
+   EXPECT_EQ( run.exitCode, 1 );
+   EXPECT_EQ( run.out, "" );
+   EXPECT_NE( run.err.find( "Ethernet1048574" ), std::string::npos ) << run.err;
+   EXPECT_EQ( ToolRun( "replay --macs 0 " + sample( "mba.pcap" ) ).exitCode, 2 );
+}
+
+TEST( Copies, OfNobodyAreNobody ) {
+   std::string const path = testing::TempDir() + "dot1xctl-nobody.pcap";
+   PacketBuilder::writeCapture( path, {} );
+   ToolRun const run( "replay --macs 10 --show supplicants '" + path + "'" );
+   EXPECT_EQ( run.exitCode, 0 ) << run.err;
+   EXPECT_EQ( run.out, "none\n" );
+   EXPECT_NE( run.err.find( "0 supplicants" ), std::string::npos ) << run.err;
+}
+
+TEST( Colours, AreOnATerminalOrWhenAskedForAndTakeNoColumns ) {
+   std::string const replay = "replay --show all " + sample( "mba.pcap" );
+   ToolRun const plain( replay );
+   EXPECT_EQ( plain.out.find( '\x1b' ), std::string::npos );
+   EXPECT_EQ( ToolRun( replay + " --color never" ).out, plain.out );
+   EXPECT_EQ( ToolRun( replay + " --color red" ).exitCode, 2 );
+   EXPECT_EQ( ToolRun( replay + " --color always --json" ).out, ToolRun( replay + " --json" ).out );
+
+   std::string text = ToolRun( replay + " --color always" ).out;
+   for ( char const* toned :
+         { "\x1b[1mport\x1b[0m", "\x1b[31mblocked\x1b[0m", "\x1b[32msuccess\x1b[0m",
+           "\x1b[31mfail\x1b[0m", "\x1b[31mtimeout\x1b[0m" } ) {
+      EXPECT_NE( text.find( toned ), std::string::npos ) << toned;
+   }
+   for ( char const* escape : { "\x1b[0m", "\x1b[1m", "\x1b[31m", "\x1b[32m" } ) {
+      text = without( text, escape );
+   }
+   EXPECT_EQ( text, plain.out );
+}
+
+} // namespace

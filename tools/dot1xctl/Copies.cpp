@@ -1,0 +1,291 @@
+#include "Copies.h"
+
+#include <algorithm>
+#include <cctype>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "Asked.h"
+#include "Output.h"
+#include "Radius/RadiusAttributeId.h"
+#include "Varek/Failures.h"
+
+namespace Dot1xCtl {
+
+namespace {
+
+using Id = RadiusPacketParser::RadiusAttributeId;
+using Dot1xV2::AaaResponse;
+
+constexpr std::uint64_t highestPort = 1'048'574; // that an interface can have, Lumo/IntfId.h
+
+/// The first number of an Ethernet port; 0 for other interfaces.
+std::uint64_t ethernetNumber( Lumo::IntfId id ) {
+   constexpr std::uint64_t ethernet = 1;
+   std::uint64_t const field = id.value() >> 36 & 0xfffff;
+   return id.value() >> 56 == ethernet && field != 0 ? field - 1 : 0;
+}
+
+/// \p text, the address of a station, with the digits of another in the same notation.
+Varek::String inNotationOf( Varek::String const& text, Lumo::EthAddr const& address ) {
+   bool const upper =
+      std::ranges::any_of( text, []( unsigned char c ) { return std::isupper( c ) != 0; } );
+   char const* const digits = upper ? "0123456789ABCDEF" : "0123456789abcdef";
+   Varek::String result = text;
+   std::size_t written = 0;
+   for ( char& c : result ) {
+      if ( std::isxdigit( static_cast<unsigned char>( c ) ) != 0 ) {
+         std::uint8_t const octet = address.octets().at( written / 2 );
+         c = digits[written % 2 == 0 ? octet >> 4 : octet & 0xf];
+         ++written;
+      }
+   }
+   return result;
+}
+
+/// A request without its octets, which nobody asks for any more.
+Request lean( Request const& request ) {
+   Request result;
+   result.packet = request.packet;
+   result.time = request.time;
+   result.code = request.code;
+   result.attributes = request.attributes;
+   result.whole = request.whole;
+   return result;
+}
+
+Varek::Ptr<AaaResponse> copyOf( AaaResponse const& response ) {
+   auto const result = aaaResponseFactory( response.type() );
+   result->callingStationIdIs( response.callingStationId() );
+   for ( Dot1xV2::AaaAttribute const& one : response.aaaAttribute() ) {
+      result->aaaAttributeIs( one );
+   }
+   return result;
+}
+
+/// Whether it makes a supplicant or a session of its station.
+bool countsFor( Request const& request, Lumo::EthAddr const& station ) {
+   constexpr std::uint32_t start = 1, interim = 3;
+   if ( request.code != accountingRequest || station == Lumo::EthAddr() ) {
+      return askedBy( request ).has_value();
+   }
+   auto const type = integerOf( request.attributes, Id::acctStatusType );
+   return type && *type >= start && *type <= interim &&
+          textOf( request.attributes, Id::acctSessionId ) != nullptr;
+}
+
+Lumo::EthAddr stationOf( Eapol const& frame ) {
+   constexpr std::uint8_t group = 1;
+   Lumo::EthAddr const& mac = frame.fromSupplicant() ? frame.source : frame.destination;
+   return ( mac.octets()[0] & group ) == 0 ? mac : Lumo::EthAddr();
+}
+
+} // namespace
+
+void Copies::request( Request const& request ) {
+   Lumo::EthAddr const mac = station( &request );
+   if ( countsFor( request, mac ) ) {
+      known( mac );
+   }
+   if ( Lumo::IntfId const port = portOf( request.attributes ); port != Lumo::IntfId() ) {
+      ports_.try_emplace( port, ports_.size() );
+   }
+   events_.push_back( { mac, Asks{ lean( request ) } } );
+}
+
+void Copies::answer( Request const& request, AaaResponse const& response, Time time ) {
+   events_.push_back(
+      { station( &request ), Answers{ lean( request ), copyOf( response ), time } } );
+}
+
+void Copies::unanswered( Request const& request ) {
+   events_.push_back( { station( &request ), Unanswered{ lean( request ) } } );
+}
+
+void Copies::eapol( Eapol const& frame ) {
+   Lumo::EthAddr const mac = stationOf( frame );
+   if ( frame.kind == Eapol::Kind::start || frame.kind == Eapol::Kind::response ) {
+      known( mac );
+   }
+   events_.push_back( { mac, frame } );
+}
+
+void Copies::captureEnd() { events_.push_back( { {}, CaptureEnd{} } ); }
+
+void Copies::known( Lumo::EthAddr const& station ) {
+   if ( station != Lumo::EthAddr() ) {
+      stations_.try_emplace( station, stations_.size() );
+   }
+}
+
+/// What one copy has instead of what was captured.
+struct Copies::Copy {
+   std::size_t number = 0;
+   std::size_t round = 0;
+   std::size_t captured = 0;
+   std::uint8_t prefix = 0; ///< The second octet of the addresses.
+   std::uint64_t firstPort = 0;
+   std::map<Lumo::IntfId, std::size_t> const& ports;
+
+   Lumo::EthAddr address( Lumo::EthAddr const& of, std::size_t index ) const {
+      if ( number == 0 ) {
+         return of;
+      }
+      std::size_t const n = number * captured + index;
+      auto const octet = [n]( int shift ) { return static_cast<std::uint8_t>( n >> shift ); };
+      return Lumo::EthAddr(
+         Lumo::EthAddr::Octets{ 0x02, prefix, octet( 24 ), octet( 16 ), octet( 8 ), octet( 0 ) } );
+   }
+
+   std::uint64_t portNumber( Lumo::IntfId of ) const {
+      return firstPort + ( number - 1 ) * ports.size() + ports.at( of );
+   }
+
+   Varek::String named( Varek::String const& text, Lumo::EthAddr const& of,
+                        Lumo::EthAddr const& address ) const {
+      return Dot1xCtl::stationOf( text ) == of ? inNotationOf( text, address ) : text;
+   }
+
+   Varek::String session( Varek::String const& id ) const {
+      return id + ( number == 0 ? "" : "-" + std::to_string( number ) ) +
+             ( round == 0 ? "" : "." + std::to_string( round + 1 ) );
+   }
+
+   void change( Request& request, Lumo::EthAddr const& of, Lumo::EthAddr const& address ) const {
+      Lumo::IntfId const port = portOf( request.attributes );
+      bool const elsewhere = number != 0 && port != Lumo::IntfId();
+      for ( auto& [attribute, value] : request.attributes ) {
+         auto* const text = std::get_if<Varek::String>( &value );
+         if ( attribute.vendor() != 0 ) {
+            continue;
+         }
+         switch ( attribute.type() ) {
+         case Id::callingStationId:
+         case Id::userName:
+            if ( text != nullptr ) {
+               *text = named( *text, of, address );
+            }
+            break;
+         case Id::acctSessionId:
+         case Id::acctMultiSessionId:
+            if ( text != nullptr ) {
+               *text = session( *text );
+            }
+            break;
+         case Id::nasPortId:
+            if ( text != nullptr && elsewhere ) {
+               *text = "Ethernet" + std::to_string( portNumber( port ) );
+            }
+            break;
+         case Id::nasPort:
+            if ( elsewhere ) {
+               value = static_cast<std::uint32_t>( portNumber( port ) );
+            }
+            break;
+         default:
+            break;
+         }
+      }
+   }
+
+   Varek::Ptr<AaaResponse> changed( AaaResponse const& response, Lumo::EthAddr const& of,
+                                    Lumo::EthAddr const& address ) const {
+      auto const result = copyOf( response );
+      if ( response.callingStationId() == of ) {
+         result->callingStationIdIs( address );
+      }
+      RadiusPktParserBase::Attribute const userName( 0, Id::userName );
+      if ( auto const* const user = response.aaaAttribute( userName ) ) {
+         Dot1xV2::AaaAttribute changedUser( userName );
+         for ( auto const& value : user->attrValue() ) {
+            auto const* const text = std::get_if<Varek::String>( &value );
+            changedUser.attrValuePush(
+               text != nullptr ? RadiusPktParserBase::AttrValue( named( *text, of, address ) )
+                               : value );
+         }
+         result->aaaAttributeIs( changedUser );
+      }
+      return result;
+   }
+};
+
+/// Tells one event of a copy.
+struct Copies::Teller {
+   ReplayListener& to;
+   Copy const& copy;
+   Lumo::EthAddr const& of;
+   Lumo::EthAddr const address;
+   Played& played;
+
+   Request changed( Request request ) const {
+      copy.change( request, of, address );
+      return request;
+   }
+
+   void operator()( Asks const& event ) const {
+      ++played.requests;
+      to.request( changed( event.request ) );
+   }
+   void operator()( Answers const& event ) const {
+      to.answer( changed( event.request ), *copy.changed( *event.response, of, address ),
+                 event.time );
+   }
+   void operator()( Unanswered const& event ) const { to.unanswered( changed( event.request ) ); }
+   void operator()( Eapol const& frame ) const {
+      Eapol changedFrame = frame;
+      ( frame.fromSupplicant() ? changedFrame.source : changedFrame.destination ) = address;
+      changedFrame.identity = copy.named( frame.identity, of, address );
+      ++played.eapolFrames;
+      to.eapol( changedFrame );
+   }
+   void operator()( CaptureEnd ) const { to.captureEnd(); }
+};
+
+Copies::Played Copies::play( ReplayListener& to, std::size_t supplicants, std::size_t rounds,
+                             GoOn const& goOn ) const {
+   Played played;
+   played.copies =
+      captured() == 0 ? 1 : std::max<std::size_t>( 1, ( supplicants - 1 ) / captured() + 1 );
+   Copy copy{ .captured = captured(), .firstPort = 1, .ports = ports_ };
+   for ( auto const& [port, index] : ports_ ) {
+      copy.firstPort = std::max( copy.firstPort, ethernetNumber( port ) + 1 );
+   }
+   std::uint64_t const ports = ( played.copies - 1 ) * ports_.size();
+   if ( copy.firstPort + ports > highestPort + 1 ) {
+      throw Varek::RangeError( std::to_string( supplicants ) + " supplicants need " +
+                               std::to_string( ports ) + " ports from Ethernet" +
+                               std::to_string( copy.firstPort ) + " on; the last is Ethernet" +
+                               std::to_string( highestPort ) );
+   }
+   while ( std::ranges::any_of( stations_, [&]( auto const& one ) {
+      auto const& octets = one.first.octets();
+      return octets[0] == 0x02 && octets[1] == copy.prefix;
+   } ) ) {
+      if ( ++copy.prefix == 0 ) {
+         throw Varek::RangeError( "there are captured addresses from 02:00 to 02:ff; none is left "
+                                  "for copies" );
+      }
+   }
+   for ( ; copy.round < rounds; ++copy.round ) {
+      for ( copy.number = 0; copy.number < played.copies; ++copy.number ) {
+         if ( !goOn( copy.round * played.copies + copy.number, rounds * played.copies ) ) {
+            return played;
+         }
+         for ( Event const& event : events_ ) {
+            auto const at = stations_.find( event.station );
+            bool const nobody = at == stations_.end();
+            bool const ends = std::holds_alternative<CaptureEnd>( event.what );
+            if ( nobody ? copy.number == 0 || ends
+                        : copy.number * captured() + at->second < supplicants ) {
+               Lumo::EthAddr const address =
+                  nobody ? event.station : copy.address( event.station, at->second );
+               std::visit( Teller{ to, copy, event.station, address, played }, event.what );
+            }
+         }
+      }
+   }
+   return played;
+}
+
+} // namespace Dot1xCtl

@@ -1,0 +1,86 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <variant>
+#include <vector>
+
+#include "Lumo/EthAddr.h"
+#include "Lumo/IntfId.h"
+#include "ReplayListener.h"
+
+/// Synthetic copies of what a replay has read, under other MAC addresses and on other ports, to see
+/// what a deployment of any size would cost.
+///
+/// The captured supplicants are copy 0. Supplicant n of them all, counted from 0 (so that copy 1
+/// begins with as many as were captured), has the locally administered address 02:00 and n in four
+/// octets; 02:01, and so on, if a captured address begins with those. Each captured port gets a
+/// port of its own in each copy: Ethernet and the numbers that follow the highest captured one.
+/// Mapped are the station, Calling-Station-Id, a User-Name that is the address, in its notation,
+/// NAS-Port-Id and with it NAS-Port, and the ids of accounting sessions, which become ID-COPY, and
+/// in later rounds ID-COPY.ROUND: who authenticates anew begins a new session. All else is as
+/// captured: names of users, times, authenticators, the NAS itself. What is of no supplicant
+/// (Accounting-On and Accounting-Off) is in copy 0 alone.
+///
+/// Memory: all that was read, once, however many copies are played.
+namespace Dot1xCtl {
+
+class Copies final : public ReplayListener {
+public:
+   void request( Request const& ) override;
+   void answer( Request const&, Dot1xV2::AaaResponse const&, Time ) override;
+   void unanswered( Request const& ) override;
+   void eapol( Eapol const& ) override;
+   void captureEnd() override;
+
+   /// How many supplicants were captured: addresses that ask, begin by EAPOL, or have an accounting
+   /// session.
+   std::size_t captured() const { return stations_.size(); }
+
+   struct Played {
+      std::size_t copies = 0; ///< Of each round, copy 0 included; the last may be a part.
+      std::uint64_t requests = 0;
+      std::uint64_t eapolFrames = 0;
+   };
+   /// Asked before each copy, with how many have been played and how many there are in all:
+   /// whether to go on.
+   using GoOn = std::function<bool( std::size_t done, std::size_t all )>;
+
+   /// Plays copies for \p supplicants supplicants (fewer than were captured: the first of these),
+   /// one copy after the other, and all of it \p rounds times. Throws Varek::RangeError, with
+   /// nothing played, if there are not as many ports or addresses.
+   Played play( ReplayListener&, std::size_t supplicants, std::size_t rounds,
+                GoOn const& goOn ) const;
+
+private:
+   struct Asks {
+      Request request;
+   };
+   struct Answers {
+      Request request;
+      Varek::Ptr<Dot1xV2::AaaResponse> response;
+      Time time;
+   };
+   struct Unanswered {
+      Request request;
+   };
+   struct CaptureEnd {};
+   using What = std::variant<Asks, Answers, Unanswered, Eapol, CaptureEnd>;
+
+   struct Event {
+      Lumo::EthAddr station; ///< All zero for none.
+      What what;
+   };
+   struct Copy;
+   struct Teller;
+
+   void known( Lumo::EthAddr const& station );
+
+   std::vector<Event> events_;
+   std::map<Lumo::EthAddr, std::size_t> stations_; ///< With its place in the order they came in.
+   std::map<Lumo::IntfId, std::size_t> ports_;     ///< Likewise.
+};
+
+} // namespace Dot1xCtl

@@ -1,0 +1,116 @@
+#include "Sizing.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <fstream>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include <unistd.h>
+
+#include "Columns.h"
+#include "Pallo/Pallo.h"
+#include "Progress.h"
+
+namespace Dot1xCtl {
+
+namespace {
+
+/// In bytes; nothing where the system does not tell.
+std::optional<double> residentMemory() {
+   std::ifstream file( "/proc/self/statm" );
+   double size = 0;
+   double resident = 0;
+   return file >> size >> resident
+             ? std::optional( resident * static_cast<double>( ::sysconf( _SC_PAGESIZE ) ) )
+             : std::nullopt;
+}
+
+std::string megabytes( double bytes ) {
+   char text[40];
+   std::snprintf( text, sizeof text, "%.1f MB", bytes / 1e6 );
+   return text;
+}
+
+std::string rate( std::uint64_t count, double seconds ) {
+   return seconds > 0 ? std::to_string( std::llround( static_cast<double>( count ) / seconds ) ) +
+                           " a second"
+                      : "at once";
+}
+
+void row( std::ostream& out, char const* name, std::string const& text ) {
+   constexpr std::size_t width = 16;
+   printWrapped( out, "   " + padded( name, width - 3 ), text, width );
+}
+
+std::string counted( std::uint64_t count, char const* one, char const* several ) {
+   return std::to_string( count ) + " " + ( count == 1 ? one : several );
+}
+
+} // namespace
+
+void playSized( Copies const& copies, Agent& agent, SizingOptions const& options,
+                std::function<bool()> const& interrupted, bool progress, std::ostream& out ) {
+   using Clock = std::chrono::steady_clock;
+   std::uint64_t changes = 0;
+   std::vector<Varek::Subscription> counting;
+   auto const count = [&]( Varek::Publisher& root ) {
+      counting.push_back( root.subscribe( [&changes]( Varek::Change const& ) { ++changes; },
+                                          Varek::Scope::subtree ) );
+   };
+   count( agent.authNStatus()->publisher() );
+   count( agent.authZStatus()->publisher() );
+   count( agent.acctStatus()->publisher() );
+
+   auto const residentBefore = residentMemory();
+   std::size_t const slabsBefore = Pallo::usage().liveBytes;
+   auto const begin = Clock::now();
+   Progress bar( "playing", progress );
+   Copies::Played const played =
+      copies.play( agent, options.macs ? *options.macs : copies.captured(), options.repeat,
+                   [&]( std::size_t done, std::size_t all ) {
+                      bar.at( done, all );
+                      return !interrupted();
+                   } );
+   bar.hide();
+   double const seconds = std::chrono::duration<double>( Clock::now() - begin ).count();
+   auto const residentAfter = residentMemory();
+   std::size_t const slabs = Pallo::usage().liveBytes - slabsBefore;
+
+   std::uint64_t const supplicants = agent.authNStatus()->supplicant().size();
+   std::uint64_t const sessions = agent.acctStatus()->acctSessionState().size();
+   out << "sizing\n";
+   row( out, "state",
+        counted( supplicants, "supplicant, ", "supplicants, " ) +
+           counted( agent.authZStatus()->authZPortStatus().size(), "port, ", "ports, " ) +
+           counted( sessions, "session", "sessions" ) );
+   row( out, "played",
+        counted( played.copies, "copy of ", "copies of " ) +
+           counted( copies.captured(), "supplicant", "supplicants" ) +
+           ( options.repeat == 1 ? "" : ", " + std::to_string( options.repeat ) + " times" ) );
+   char took[40];
+   std::snprintf( took, sizeof took, "%.3f s", seconds );
+   row( out, "time", took );
+   row( out, "exchanges",
+        std::to_string( played.requests ) + ", " + rate( played.requests, seconds ) );
+   if ( played.eapolFrames != 0 ) {
+      row( out, "EAPOL frames",
+           std::to_string( played.eapolFrames ) + ", " + rate( played.eapolFrames, seconds ) );
+   }
+   row( out, "changes", std::to_string( changes ) + ", " + rate( changes, seconds ) );
+   std::uint64_t const many = std::max( supplicants, sessions );
+   if ( residentBefore && residentAfter && many != 0 ) {
+      double const grown = *residentAfter - *residentBefore;
+      row( out, "memory",
+           megabytes( grown ) + " more resident, " +
+              std::to_string( std::llround( grown / static_cast<double>( many ) ) ) + " bytes a " +
+              ( supplicants >= sessions ? "supplicant" : "session" ) + "; of it " +
+              megabytes( static_cast<double>( slabs ) ) + " entities and sequences" );
+   }
+   out.flush();
+}
+
+} // namespace Dot1xCtl

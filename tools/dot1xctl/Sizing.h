@@ -1,0 +1,25 @@
+#pragma once
+
+#include <cstdint>
+#include <iosfwd>
+#include <optional>
+
+#include "Agent.h"
+#include "Copies.h"
+
+namespace Dot1xCtl {
+
+struct SizingOptions {
+   std::optional<std::uint32_t> macs; ///< For how many supplicants; as many as were captured.
+   std::uint32_t repeat = 1;
+
+   explicit operator bool() const { return macs.has_value() || repeat != 1; }
+};
+
+/// Plays copies to an agent, and tells what that cost: how long it took, with one observer of all
+/// changes, and by how much the resident memory of the process grew. Ends early when
+/// \p interrupted.
+void playSized( Copies const&, Agent&, SizingOptions const&,
+                std::function<bool()> const& interrupted, bool progress, std::ostream& );
+
+} // namespace Dot1xCtl
