@@ -1,7 +1,6 @@
 #include "Options.h"
 
 #include "Address.h"
-#include "Varek/Failures.h"
 
 namespace Dot1xCtl {
 
@@ -9,14 +8,7 @@ CLI::Option* addressOption( CLI::App& command, char const* name, std::string& te
                             char const* description ) {
    return command.add_option( name, text, description )
       ->type_name( "ADDRESS" )
-      ->check( []( std::string const& given ) -> std::string {
-         try {
-            (void)Address( given );
-            return {};
-         } catch ( Varek::TextError const& error ) {
-            return error.what();
-         }
-      } );
+      ->check( faultAs<Address> );
 }
 
 } // namespace Dot1xCtl
