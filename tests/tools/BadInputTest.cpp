@@ -306,6 +306,8 @@ TEST( Usage, EverythingFitsEightyColumns ) {
    for ( std::string const& arguments :
          { std::string( "--help" ), std::string( "replay --help" ), std::string( "schema --help" ),
            std::string( "show --help" ), std::string( "watch --help" ), std::string( "schema" ),
+           std::string( "serve --help" ), std::string( "dump --help" ),
+           std::string( "load --help" ), std::string( "diff --help" ),
            "replay " + sample( "mba.pcap" ) + " " + sample( "acct.pcap" ),
            "replay " + sample( "eap-radius.pcap" ), "replay " + sample( "mba-snap96.pcap" ) } ) {
       std::istringstream out( ToolRun( arguments ).out );

@@ -301,7 +301,8 @@ TEST( ConfigTool, HelpAndTextFitEightyColumnsAndWrongUsageIsTold ) {
       EXPECT_GT( lines, 3u ) << arguments;
    }
    for ( char const* const wrong :
-         { "config", "config check", "config show x y", "config tell x" } ) {
+         { "config", "config check", "config show x y", "config tell x",
+           "config username x nowhere 00005e005301", "config username x Ethernet1 nobody" } ) {
       EXPECT_EQ( ToolRun( wrong ).exitCode, 2 ) << wrong;
    }
    ToolRun const nobody( "config username " + sample( "switch48.json" ) +

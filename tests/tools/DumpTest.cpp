@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <csignal>
 #include <cstddef>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -282,6 +283,13 @@ TEST_F( Diff, SameIs0DifferentIs1AndTroubleIs2 ) {
       EXPECT_EQ( run.err.empty(), one.exitCode != 2 ) << one.arguments << run.err;
       EXPECT_NE( run.err.find( one.told ), std::string::npos ) << one.arguments << run.err;
    }
+}
+
+TEST_F( Diff, WhatCannotBePrintedIsTroubleAndNoDifference ) {
+   int const status = std::system(
+      ( "'" DOT1XCTL_PATH "' diff " + path + " " + other + " >/dev/full 2>/dev/null" ).c_str() );
+   EXPECT_TRUE( WIFEXITED( status ) );
+   EXPECT_EQ( WEXITSTATUS( status ), 2 );
 }
 
 TEST_F( Diff, TellsWhatEachHasOfFilesAndOfLeaders ) {

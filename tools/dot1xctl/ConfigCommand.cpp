@@ -8,6 +8,7 @@
 #include "Config.h"
 #include "ConfigOutput.h"
 #include "MbaName.h"
+#include "Options.h"
 #include "Varek/Failures.h"
 
 namespace Dot1xCtl {
@@ -102,8 +103,12 @@ void addConfig( CLI::App& app, Action& action ) {
    showCommand->add_flag( "--diff", given->diff, "Print only what differs from the defaults" );
    showCommand->footer( showHelp );
    CLI::App* const name = add( "username", "Print the user name of a MAC address", userName );
-   name->add_option( "INTERFACE", given->interface, "Where the host is" )->required();
-   name->add_option( "MAC", given->mac, "The address of the host" )->required();
+   name->add_option( "INTERFACE", given->interface, "Where the host is" )
+      ->required()
+      ->check( faultAs<Lumo::IntfId> );
+   name->add_option( "MAC", given->mac, "The address of the host" )
+      ->required()
+      ->check( faultAs<Lumo::EthAddr> );
    name->footer( nameHelp );
 }
 

@@ -166,14 +166,7 @@ int diff( Given const& given ) {
 }
 
 std::string addressFault( std::string const& source ) {
-   try {
-      if ( isAddress( source ) ) {
-         (void)Address( source );
-      }
-      return {};
-   } catch ( Varek::TextError const& error ) {
-      return error.what();
-   }
+   return isAddress( source ) ? faultAs<Address>( source ) : std::string();
 }
 
 CLI::App& add( CLI::App& app, char const* name, char const* description, char const* help,

@@ -3,7 +3,6 @@
 #include <map>
 
 #include "Address.h"
-#include "Varek/Failures.h"
 
 namespace Dot1xCtl {
 
@@ -11,14 +10,7 @@ CLI::Option* addressOption( CLI::App& command, char const* name, std::string& te
                             char const* description ) {
    return command.add_option( name, text, description )
       ->type_name( "ADDRESS" )
-      ->check( []( std::string const& given ) -> std::string {
-         try {
-            (void)Address( given );
-            return {};
-         } catch ( Varek::TextError const& error ) {
-            return error.what();
-         }
-      } );
+      ->check( faultAs<Address> );
 }
 
 void colourOption( CLI::App& command, ColourUse& use ) {
