@@ -25,8 +25,8 @@ have come whole, and prints of an authenticator's state
   tree              the trees as they are, of any registered type: an attribute
                     or element a line, indented; text is in quotes
 
-"-" is what is not there. Tables have 80 columns; what does not fit is cut. Their
-colours are for a terminal, unless NO_COLOR is set or TERM is "dumb"; --color
+"-" is what is not there. Tables have 80 columns; what does not fit is cut.
+Colours are for a terminal, unless NO_COLOR is set or TERM is "dumb"; --color
 says otherwise.
 
 Exit code 1, with the reason on standard error, if there is no connection, it is
