@@ -9,8 +9,9 @@ QEL_MODULE( "AuthNStatus", authNStatusModule, AuthNZPhase, AuthNZPhaseType, Auth
 
 namespace {
 
-AuthNZPhaseType const phase1( AuthNZPhaseEnum::authNZPhase1 );
-AuthNZPhaseType const phase2( AuthNZPhaseEnum::authNZPhase2 );
+// Constants, not variables: all that is to be done when the library is loaded is to register.
+constexpr AuthNZPhaseType phase1( AuthNZPhaseEnum::authNZPhase1 );
+constexpr AuthNZPhaseType phase2( AuthNZPhaseEnum::authNZPhase2 );
 
 bool succeeded( Varek::Ptr<AuthNPhaseStatus> const& status ) {
    return status && status->stage() == AuthNPhaseStage::phaseSuccess;

@@ -29,7 +29,9 @@ class VAREK_EXPORT AuthNZPhaseType final : public Qel::ValueOf<AuthNZPhaseType> 
    QEL_RANGED( 2, AuthNZPhaseEnum, value, 3, AuthNZPhaseEnum::authNZInit, 4,
                AuthNZPhaseEnum::authNZPhase2 )
 
-   explicit AuthNZPhaseType( AuthNZPhaseEnum phase ) : value_( phase ) { qelRangeCheck( phase ); }
+   constexpr explicit AuthNZPhaseType( AuthNZPhaseEnum phase ) : value_( phase ) {
+      qelRangeCheck( phase );
+   }
 
    std::uint32_t hash( std::uint32_t seed ) const { return Qel::hashSingleAttr( value_, seed ); }
 };

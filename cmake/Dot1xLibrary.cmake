@@ -6,7 +6,11 @@ target_compile_options( dot1x_build_options INTERFACE
    $<$<BOOL:${DOT1X_WERROR}>:-Werror>
    # g++ 12 warns of its own string concatenation at -O3 (GCC bug 105651).
    $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict> )
-if( DOT1X_SANITIZE )
+if( DOT1X_FUZZ )
+   # Here and not for the fuzzers alone: what counts as new is what the libraries do.
+   target_compile_options( dot1x_build_options INTERFACE -fsanitize=fuzzer-no-link )
+endif()
+if( DOT1X_SANITIZE OR DOT1X_FUZZ )
    target_compile_options( dot1x_build_options INTERFACE
       -fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer )
    target_link_options( dot1x_build_options INTERFACE -fsanitize=address,undefined )

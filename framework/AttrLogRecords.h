@@ -132,8 +132,10 @@ struct SingleLog {
       Owner& entity = ownerOf<Owner>( sa );
       if constexpr ( D::kind == AttributeKind::array ) {
          Ptr<Entity> const keepAlive( &entity );
+         FirstFailure failure; // an observer's: the rest is applied all the same
          for ( std::size_t i = 0; i < value.size(); ++i )
-            arrayIs( entity, D::id, D::get( entity ), i, value[i] );
+            failure.guard( [&] { arrayIs( entity, D::id, D::get( entity ), i, value[i] ); } );
+         failure.rethrow();
       } else {
          plainIs( entity, D::id, D::get( entity ), value );
       }

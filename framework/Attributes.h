@@ -89,6 +89,9 @@ constexpr std::size_t attributeCount() {
    constexpr std::size_t count = countAttributes<T>();
    static_assert( noneBeyond<T, firstId<T> + count>( std::make_index_sequence<32>() ),
                   "field ids have a gap" );
+   // The log keeps bits for each, see FlowOut.
+   static_assert( !std::is_base_of_v<Entity, T> || count + isNamed<T>() <= 64,
+                  "an entity has at most 64 attributes" );
    return count + isNamed<T>();
 }
 

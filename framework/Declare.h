@@ -378,7 +378,7 @@ public:                                                                         
          NAME##_ = value;                                                                          \
       }                                                                                            \
    }                                                                                               \
-   static void qelRangeCheck( TYPE const& value ) {                                                \
+   static constexpr void qelRangeCheck( TYPE const& value ) {                                      \
       ::Qel::rangeCheck<QelSelf>( #NAME, value >= min() && value <= max() );                       \
    }                                                                                               \
    static void qelRangeCheck( ::Qel::Id<ID>, TYPE const& value ) { qelRangeCheck( value ); }       \

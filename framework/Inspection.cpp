@@ -38,7 +38,7 @@ std::uint32_t read( Inspected const& at ) {
       return readChild( at, at.inspection.child( at.object, arguments.key ) );
    if ( attribute.compute ) {
       attribute.compute( at.object, arguments.key, arguments.value );
-      arguments.found = true;
+      arguments.found = !attribute.computedEntity || attribute.computedEntity( arguments.value );
       return done;
    }
    void const* const held =

@@ -17,9 +17,9 @@ namespace Qel {
 /// that the attribute does not allow, and one without an argument that it needs, is refused.
 namespace InspectOperation {
 
-/// Stores the attribute, or its element with the key, into value; says whether there is one in
-/// found. Derived readings that have a key need one. A derived reading may make demands of its own
-/// on the entity, which are stated where it is declared.
+/// Stores the attribute, or its element with the key, into value; says in found whether there is
+/// one (a null entity is none). Derived readings need their key, if they have one, and may make
+/// demands of their own on the entity, which are stated where they are declared.
 inline constexpr std::uint32_t read = 0;
 /// Gives the attribute, or its element with the key, the value; makes the element if it is not
 /// there. Of a collection whose elements have their key inside, the value is all; of a set the key;

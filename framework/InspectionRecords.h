@@ -62,8 +62,10 @@ constexpr void inspectPlain( AttributeInspection& made ) {
    made.write = []( void* object, void const*, void const* value ) {
       Owner& owner = ownerAt<Owner>( object );
       auto const& given = valueAt<Field>( value );
+      // What it holds may be given again, in range or not.
       if constexpr ( Ranged<Owner, D> )
-         Owner::qelRangeCheck( Id<D::id.value()>{}, given );
+         if ( D::get( owner ) != given )
+            Owner::qelRangeCheck( Id<D::id.value()>{}, given );
       plainIs( owner, D::id, D::get( owner ), given );
    };
 }

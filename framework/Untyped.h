@@ -1,6 +1,7 @@
 #pragma once
 
 #include <new>
+#include <utility>
 
 #include "Varek/Inspect.h"
 #include "framework/Records.h"
@@ -25,7 +26,11 @@ public:
    UntypedValue( UntypedValue&& other ) noexcept : table_( other.table_ ), at_( other.at_ ) {
       other.at_ = nullptr;
    }
-   UntypedValue& operator=( UntypedValue&& ) = delete;
+   UntypedValue& operator=( UntypedValue&& other ) noexcept {
+      std::swap( table_, other.table_ );
+      std::swap( at_, other.at_ );
+      return *this;
+   }
    ~UntypedValue() {
       if ( at_ ) {
          table_->inspectDestroy( at_ );

@@ -66,7 +66,7 @@ void valueFromText( T& value, CharRange const& range ) {
 /// Throws Varek::RangeError, in terms of the attribute \p name of \p T and of its constants min and
 /// max, unless \p inRange.
 template<class T>
-void rangeCheck( std::string_view name, bool inRange ) {
+constexpr void rangeCheck( std::string_view name, bool inRange ) {
    if ( !inRange )
       throwOutOfRange( typeName<T>, name );
 }

@@ -1,6 +1,5 @@
 #include "mirror/Announcements.h"
 
-#include <unordered_set>
 #include <utility>
 
 #include "framework/AttrLog.h"
@@ -59,58 +58,8 @@ Announced* Announcements::findOrNew( Qel::Entity& entity, Qel::Entity const* par
       needsRestart_ = true;
       return nullptr;
    }
-   Announced made{ Varek::Ptr<Qel::Entity>( &entity ), type };
-   made.handle = nextHandle_++;
-   if ( Announced* const above = parent ? find( *parent ) : nullptr ) {
-      made.parent = above->handle;
-      ++above->children;
-   }
-   return &table_.at( table_.newMember( std::move( made ) ) );
-}
-
-std::vector<Announced> Announcements::take( Qel::Entity& entity, Qel::Entity const* parent ) {
-   std::vector<Announced> taken;
-   if ( !find( entity ) )
-      return taken;
-   if ( Announced* const above = parent ? find( *parent ) : nullptr )
-      --above->children;
-   // Not by recursion: how deep a tree is, is its owner's affair.
-   std::vector<Qel::Entity*> left{ &entity };
-   std::size_t below = 0;
-   while ( !left.empty() ) {
-      Qel::Entity& one = *left.back();
-      left.pop_back();
-      Announced known = table_.take( one );
-      // What is below an entity is made known after it, so there is nothing further.
-      if ( known.handle == 0 )
-         continue;
-      below += known.children;
-      addChildren( known, left );
-      taken.push_back( std::move( known ) );
-   }
-   if ( below + 1 != taken.size() ) [[unlikely]]
-      takeDetached( taken );
-   return taken;
-}
-
-/// Observers that were told of the removal first may have taken the tree apart: what is no longer
-/// below the others is found by its parent.
-void Announcements::takeDetached( std::vector<Announced>& taken ) {
-   std::unordered_set<std::uint32_t> gone;
-   for ( Announced const& one : taken )
-      gone.insert( one.handle );
-   for ( bool more = true; more; ) {
-      std::vector<Qel::Entity*> found;
-      table_.forEach( [&]( Announced const& one ) {
-         if ( gone.contains( one.parent ) )
-            found.push_back( one.entity.get() );
-      } );
-      more = !found.empty();
-      for ( Qel::Entity* const entity : found ) {
-         taken.push_back( table_.take( *entity ) );
-         gone.insert( taken.back().handle );
-      }
-   }
+   return &table_.at( table_.newMember( Announced( entity, nextHandle_++, type ),
+                                        parent ? table_.placeOf( *parent ) : 0 ) );
 }
 
 std::vector<std::uint32_t> Announcements::unsay( Qel::Entity& entity, Connections connections ) {
@@ -140,11 +89,8 @@ void Announcements::connectionGone( Connections bit ) {
       table_.clear();
    else
       // What is below one of these was known to no more connections, and goes too.
-      for ( Qel::Entity* const entity : unknown ) {
-         Announced const known = table_.take( *entity );
-         if ( Announced* const above = entity->parent() ? find( *entity->parent() ) : nullptr )
-            --above->children;
-      }
+      for ( Qel::Entity* const entity : unknown )
+         forget( *entity, []( Announced const& ) {} );
 }
 
 void Announcements::restart() {

@@ -44,14 +44,14 @@ struct TypeNumber {
    }
 };
 
-struct Announced {
-   /// Held, so that its address means nothing else while there is an entry.
-   Varek::Ptr<Qel::Entity> entity;
+/// The entity is held, so that its address means nothing else while there is an entry.
+struct Announced : EntityRecord {
+   Announced() = default;
+   Announced( Qel::Entity& announced, std::uint32_t number, TypeNumber const* itsType )
+      : EntityRecord( Varek::Ptr<Qel::Entity>( &announced ), number ), type( itsType ) {}
+
    TypeNumber const* type = nullptr;
    Connections to = 0;
-   std::uint32_t handle = 0;
-   std::uint32_t parent = 0;   ///< Its handle; 0 for a root.
-   std::uint32_t children = 0; ///< How many entries name it as their parent.
 };
 
 class VAREK_EXPORT Announcements {
@@ -63,12 +63,11 @@ public:
    /// \p parent is null for a root. Null when there is no handle or no type number left for it:
    /// then needsRestart().
    Announced* findOrNew( Qel::Entity&, Qel::Entity const* parent );
-   /// The entries of \p entity, which was below \p parent, and of all below it end; \p f is called
-   /// with each.
+   /// The entries of \p entity and of all below it end; \p f is called with each.
    template<class F>
-   void forget( Qel::Entity& entity, Qel::Entity const* parent, F f ) {
-      for ( Announced const& one : take( entity, parent ) )
-         f( one );
+   void forget( Qel::Entity const& entity, F f ) {
+      if ( std::uint32_t const place = table_.placeOf( entity ) )
+         table_.takeTree( place, f );
    }
    void connectionGone( Connections bit );
    /// What is below \p entity is as if it had not been said to \p connections; calls \p f with each
@@ -92,8 +91,6 @@ public:
 
 private:
    std::vector<std::uint32_t> unsay( Qel::Entity&, Connections );
-   std::vector<Announced> take( Qel::Entity&, Qel::Entity const* parent );
-   void takeDetached( std::vector<Announced>& taken );
    TypeNumber const* typeNumber( Qel::TypeRecord const& ) const;
 
    EntityTable<Announced> table_;

@@ -14,7 +14,28 @@
 /// speaks of it, without a search: both are where every message begins.
 namespace Mirror {
 
-/// A Record has members `entity`, a Ptr<Entity> or null, and `handle`, which is 0 in an empty one.
+/// What a record has for the table.
+class EntityRecord {
+public:
+   EntityRecord() = default;
+   EntityRecord( Varek::Ptr<Qel::Entity> e, std::uint32_t h )
+      : entity( std::move( e ) ), handle( h ) {}
+
+   Varek::Ptr<Qel::Entity> entity; ///< May be null.
+   std::uint32_t handle = 0;       ///< 0 in an empty record.
+
+private:
+   template<class Record>
+   friend class EntityTable;
+   // Places, 0 for none.
+   std::uint32_t parent_ = 0;
+   std::uint32_t firstChild_ = 0;
+   std::uint32_t next_ = 0;
+   std::uint32_t previous_ = 0;
+};
+
+/// A Record is an EntityRecord. Records are a tree of their own: what is below an entity cannot be
+/// asked of it once an observer has taken it apart, or if its type is not known here.
 ///
 /// An entity notes the place of its record (Qel::Entity::qelPlace). There is one note for all
 /// tables of a process, so what it leads to is compared, and a table that finds the note in use
@@ -43,8 +64,17 @@ public:
       return ( *pages_[( place - 1 ) / pageSize] )[( place - 1 ) % pageSize];
    }
 
-   /// The place of \p record from now on. Its entity, if it has one, has no record yet.
-   std::uint32_t newMember( Record record ) {
+   /// The place of the record of \p entity, 0 if there is none.
+   std::uint32_t placeOf( Qel::Entity const& entity ) {
+      if ( elsewhere_.size() != 0 ) [[unlikely]]
+         if ( std::uint32_t const place = placeElsewhere( entity ) )
+            return place;
+      return find( entity ) ? entity.qelPlace() : 0;
+   }
+
+   /// The place of \p record from now on, below that at \p parent if that is not 0. Its entity, if
+   /// it has one, has no record yet.
+   std::uint32_t newMember( Record record, std::uint32_t parent = 0 ) {
       std::uint32_t const place = free_.empty() ? nextPlace() : free_.back();
       if ( record.entity ) {
          if ( record.entity->qelPlace() == 0 ) [[likely]]
@@ -53,6 +83,8 @@ public:
             elsewhere_.newMemberG( Elsewhere{ record.entity.get(), place } );
       }
       at( place ) = std::move( record );
+      if ( parent != 0 )
+         link( place, parent );
       if ( !free_.empty() )
          free_.pop_back();
       else
@@ -60,18 +92,24 @@ public:
       ++size_;
       return place;
    }
-   /// Removes the record of \p entity and returns it; one with handle 0 if there is none.
-   Record take( Qel::Entity const& entity ) {
-      std::uint32_t const place = placeOf( entity );
-      return place != 0 ? takeAt( place ) : Record{};
-   }
-   Record takeAt( std::uint32_t place ) {
-      free_.push_back( place );
-      Record taken = std::exchange( at( place ), Record{} );
-      unnote( taken );
-      if ( --size_ == 0 )
-         clear();
-      return taken;
+   /// Takes out the record at \p place and all that are below it, and calls \p f with each.
+   template<class F>
+   void takeTree( std::uint32_t place, F f ) {
+      unlink( at( place ) );
+      if ( at( place ).firstChild_ == 0 ) [[likely]]
+         return f( takeAt( place ) );
+      std::vector<std::uint32_t> places{ place };
+      for ( std::size_t i = 0; i < places.size(); ++i )
+         for ( std::uint32_t child = at( places[i] ).firstChild_; child != 0;
+               child = at( child ).next_ )
+            places.push_back( child );
+      // All are out before the first entity ends, which may run code that looks at this table.
+      std::vector<Record> taken;
+      taken.reserve( places.size() );
+      for ( std::uint32_t const one : places )
+         taken.push_back( takeAt( one ) );
+      for ( Record& one : taken )
+         f( std::move( one ) );
    }
    void clear() {
       forEach( [this]( Record& record ) { unnote( record ); } );
@@ -114,11 +152,28 @@ private:
       Elsewhere const* const found = elsewhere_.lookupNodeG( keyOf( &entity ) );
       return found ? found->place : 0;
    }
-   std::uint32_t placeOf( Qel::Entity const& entity ) {
-      if ( elsewhere_.size() != 0 ) [[unlikely]]
-         if ( std::uint32_t const place = placeElsewhere( entity ) )
-            return place;
-      return find( entity ) ? entity.qelPlace() : 0;
+   void link( std::uint32_t place, std::uint32_t parent ) {
+      std::uint32_t& first = at( parent ).firstChild_;
+      if ( first != 0 )
+         at( first ).previous_ = place;
+      at( place ).parent_ = parent;
+      at( place ).next_ = std::exchange( first, place );
+   }
+   void unlink( Record const& one ) {
+      if ( one.next_ != 0 )
+         at( one.next_ ).previous_ = one.previous_;
+      if ( one.previous_ != 0 )
+         at( one.previous_ ).next_ = one.next_;
+      else if ( one.parent_ != 0 )
+         at( one.parent_ ).firstChild_ = one.next_;
+   }
+   Record takeAt( std::uint32_t place ) {
+      free_.push_back( place );
+      Record taken = std::exchange( at( place ), Record{} );
+      unnote( taken );
+      if ( --size_ == 0 )
+         clear();
+      return taken;
    }
    void unnote( Record const& record ) {
       if ( !record.entity )
@@ -172,7 +227,8 @@ private:
    static constexpr std::size_t leastRoom = 1024;
 
    void growFor( std::uint32_t handle, std::size_t bound ) {
-      if ( handle >= bound )
+      // By a good part at once, since all that are far are gone through.
+      if ( handle >= bound || bound < near_.size() + near_.size() / 2 )
          return;
       near_.resize( bound );
       std::erase_if( far_, [this]( auto const& one ) {

@@ -1,7 +1,6 @@
 #include "mirror/Follower.h"
 
 #include <new>
-#include <unordered_set>
 #include <utility>
 
 namespace Mirror {
@@ -119,16 +118,6 @@ Follower::Known* Follower::find( std::uint32_t handle ) {
    return last_ = place != 0 ? &known_.at( place ) : nullptr;
 }
 
-/// Out of the tables; one with handle 0 if there is none.
-Follower::Known Follower::take( std::uint32_t handle ) {
-   std::uint32_t const place = places_.find( handle );
-   if ( place == 0 )
-      return {};
-   last_ = nullptr;
-   places_.placeDel( handle );
-   return known_.takeAt( place );
-}
-
 void Follower::knownIs( std::uint32_t handle, Known const* parent, Qel::TypeRecord const* type,
                         Qel::Entity* entity ) {
    std::uint32_t const above = parent ? parent->handle : 0;
@@ -137,12 +126,9 @@ void Follower::knownIs( std::uint32_t handle, Known const* parent, Qel::TypeReco
    if ( entity )
       entityRemoved( *entity );
    forget( handle );
-   if ( Known* const up = find( above ) )
-      ++up->children;
-   places_.placeIs(
-      handle,
-      known_.newMember( { handle, above, 0, depth, type, Varek::Ptr<Qel::Entity>( entity ) } ),
-      known_.size() );
+   std::uint32_t const place = known_.newMember( Known( entity, handle, depth, type ),
+                                                 above != 0 ? places_.find( above ) : 0 );
+   places_.placeIs( handle, place, known_.size() );
    last_ = nullptr;
 }
 
@@ -153,53 +139,11 @@ void Follower::entityRemoved( Qel::Entity& removed ) {
 
 /// With all that is below.
 void Follower::forget( std::uint32_t handle ) {
-   if ( places_.find( handle ) == 0 ) [[likely]]
+   std::uint32_t const place = places_.find( handle );
+   if ( place == 0 ) [[likely]]
       return;
-   std::vector<std::uint32_t> left{ handle };
-   std::vector<std::uint32_t> gone;
-   std::size_t below = 0;
-   while ( !left.empty() ) {
-      Known const known = take( left.back() );
-      left.pop_back();
-      if ( known.handle == 0 )
-         continue;
-      if ( gone.empty() )
-         if ( Known* const up = find( known.parent ) )
-            --up->children;
-      gone.push_back( known.handle );
-      below += known.children;
-      if ( !known.entity || known.children == 0 )
-         continue;
-      struct Walk {
-         Follower& self;
-         std::vector<std::uint32_t>& left;
-      } walk{ *this, left };
-      forEachChild(
-         *known.type, *known.entity,
-         []( Qel::Entity& child, void* context ) {
-            Walk const& w = *static_cast<Walk*>( context );
-            if ( Known const* const one = w.self.known_.find( child ) )
-               w.left.push_back( one->handle );
-         },
-         &walk );
-   }
-   if ( !gone.empty() && below + 1 != gone.size() ) [[unlikely]]
-      forgetDetached( std::move( gone ) );
-}
-
-/// What is below but not in the tree: of an unknown type, or taken out by an observer that was told
-/// of the removal first.
-void Follower::forgetDetached( std::vector<std::uint32_t> gone ) {
-   while ( !gone.empty() ) {
-      std::unordered_set<std::uint32_t> const above( gone.begin(), gone.end() );
-      gone.clear();
-      known_.forEach( [&]( Known const& one ) {
-         if ( above.contains( one.parent ) )
-            gone.push_back( one.handle );
-      } );
-      for ( std::uint32_t const handle : gone )
-         take( handle );
-   }
+   last_ = nullptr;
+   known_.takeTree( place, [this]( Known const& one ) { places_.placeDel( one.handle ); } );
 }
 
 void Follower::forgetAll() {
@@ -218,8 +162,22 @@ void Follower::fail( Frame const& frame, std::string_view fault ) {
 }
 
 void Follower::frame( Frame const& one ) {
+   std::uint64_t const thrown = Varek::observerExceptions();
    try {
       apply( one );
+   } catch ( ... ) {
+      // An observer may throw what a fault in the stream would.
+      if ( Varek::observerExceptions() != thrown )
+         observerThrew( one );
+      else
+         refuse( one );
+   }
+}
+
+/// For the exception that is being handled.
+void Follower::refuse( Frame const& one ) {
+   try {
+      throw;
    } catch ( Qel::NboAttrLog::AttrLogError const& e ) {
       Varek::String const plain = ( e.type().empty() ? "message" : e.type() ) + ", field " +
                                   std::to_string( e.field().value() ) + ", offset " +
@@ -229,21 +187,24 @@ void Follower::frame( Frame const& one ) {
    } catch ( Qel::NboAttrLog::AttrLogLengthError const& e ) {
       endpoint_->refuse( where( e.type(), e.field(), e.offset() ) +
                          "a count of elements that the rest of the message cannot hold" );
-   } catch ( Varek::Failure const& e ) {
-      fail( one, e.what() );
    } catch ( std::bad_alloc const& ) {
       fail( one, "there is no memory for it" );
-   } catch ( ... ) {
-      if ( !observersFault_ )
-         observersFault_ = std::current_exception();
-      // What follows the change, such as the entry of a new handle, has not been done. Once more
-      // changes nothing, so nobody is told again.
-      bool const known =
-         one.head.kind == FrameKind::attribute || one.head.kind == FrameKind::announce;
-      if ( known && !std::exchange( retrying_, true ) )
-         frame( one );
-      retrying_ = false;
+   } catch ( std::exception const& e ) {
+      fail( one, e.what() );
    }
+}
+
+/// For the exception that is being handled.
+void Follower::observerThrew( Frame const& one ) {
+   if ( !observersFault_ )
+      observersFault_ = std::current_exception();
+   // What follows the change, such as the entry of a new handle, has not been done. Once more
+   // changes nothing, so nobody is told again.
+   bool const unfinished =
+      one.head.kind == FrameKind::attribute || one.head.kind == FrameKind::announce;
+   if ( unfinished && !std::exchange( retrying_, true ) )
+      frame( one );
+   retrying_ = false;
 }
 
 void Follower::apply( Frame const& one ) {

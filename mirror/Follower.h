@@ -79,13 +79,15 @@ public:
    Stats stats() const;
 
 private:
-   struct Known {
-      std::uint32_t handle = 0;
-      std::uint32_t parent = 0;
-      std::uint32_t children = 0; // entries that name it as their parent
+   struct Known : EntityRecord {
+      Known() = default;
+      Known( Qel::Entity* entity_, std::uint32_t handle_, std::uint32_t depth_,
+             Qel::TypeRecord const* type_ )
+         : EntityRecord( Varek::Ptr<Qel::Entity>( entity_ ), handle_ ), depth( depth_ ),
+           type( type_ ) {}
+
       std::uint32_t depth = 0;
       Qel::TypeRecord const* type = nullptr; // null if not known here
-      Varek::Ptr<Qel::Entity> entity;
    };
    struct Root {
       Varek::Ptr<Qel::Entity> entity;
@@ -106,15 +108,18 @@ private:
    void rootGone( std::uint32_t handle );
    void syncedFrame();
    void rootDrop( Varek::String const& name );
-   void protect( Frame const&, void ( Follower::*handle )( Frame const& ) );
+   Varek::Ptr<Qel::Entity> rootFor( Varek::String const& name, Qel::TypeRecord const&,
+                                    Qel::NboAttrLog::In& );
+   template<class Call, class... Arguments>
+   void tell( Call const&, Arguments&&... );
    void fail( Frame const&, std::string_view fault );
+   void refuse( Frame const& );
+   void observerThrew( Frame const& );
 
    Known* find( std::uint32_t handle );
-   Known take( std::uint32_t handle );
    Qel::TypeRecord const* typeNumbered( Qel::NboAttrLog::In&, bool& isKnown );
    void knownIs( std::uint32_t handle, Known const* parent, Qel::TypeRecord const*, Qel::Entity* );
    void forget( std::uint32_t handle );
-   void forgetDetached( std::vector<std::uint32_t> gone );
    void forgetAll();
    void finish();
 

@@ -9,14 +9,18 @@ namespace Mirror {
 
 using Qel::NboAttrLog::In;
 
-namespace {
-
-/// Whether the constructor parameters that come next are those of \p held.
-bool sameParameters( Qel::TypeRecord const& type, Qel::Entity const& held, In in ) {
-   return sameConstructorParams( type, held, in );
+/// What the calls throw concerns neither the stream nor what else a message brings.
+template<class Call, class... Arguments>
+void Follower::tell( Call const& call, Arguments&&... arguments ) {
+   if ( !call )
+      return;
+   try {
+      call( std::forward<Arguments>( arguments )... );
+   } catch ( ... ) {
+      if ( !observersFault_ )
+         observersFault_ = std::current_exception();
+   }
 }
-
-} // namespace
 
 void Follower::rootIs( Varek::String const& name, Varek::Ptr<Qel::Entity> root ) {
    Root& held = roots_[name];
@@ -48,22 +52,33 @@ void Follower::rootFrame( Frame const& one ) {
    if ( !isKnown )
       return knownIs( handle, nullptr, nullptr, nullptr );
    in.contextIs( type->name, one.head.field );
-   auto const at = roots_.find( name );
-   bool const kept = at != roots_.end() && &Qel::typeRecord( *at->second.entity ) == type &&
-                     sameParameters( *type, *at->second.entity, in );
-   Varek::Ptr<Qel::Entity> const entity =
-      kept ? at->second.entity : newEntityForAttrLog( *type, in );
-   if ( !kept && at != roots_.end() ) {
-      at->second.given = false;
-      rootDrop( name );
-   }
+   Varek::Ptr<Qel::Entity> const entity = rootFor( name, *type, in );
    Root& root = roots_[name];
    root.entity = entity;
    root.handle = handle;
    root.announced = true;
    knownIs( handle, nullptr, type, entity.get() );
-   if ( !std::exchange( root.told, true ) && onRoot )
-      onRoot( name, *entity );
+   if ( !std::exchange( root.told, true ) )
+      tell( onRoot, name, *entity );
+}
+
+/// The root that is held, if the constructor parameters that come next are its own, or a new one.
+Varek::Ptr<Qel::Entity> Follower::rootFor( Varek::String const& name, Qel::TypeRecord const& type,
+                                           In& in ) {
+   auto const fits = [&] {
+      Varek::Ptr<Qel::Entity> const held = root( name );
+      In parameters = in;
+      return held && &Qel::typeRecord( *held ) == &type &&
+             sameConstructorParams( type, *held, parameters );
+   };
+   // Whoever is told that the root is gone may give another.
+   while ( !fits() ) {
+      if ( !root( name ) )
+         return newEntityForAttrLog( type, in );
+      roots_[name].given = false;
+      rootDrop( name );
+   }
+   return root( name );
 }
 
 void Follower::rootDrop( Varek::String const& name ) {
@@ -75,8 +90,8 @@ void Follower::rootDrop( Varek::String const& name ) {
    entityRemoved( *gone );
    if ( !root.given )
       roots_.erase( at );
-   if ( told && onRootGone )
-      onRootGone( name, *gone );
+   if ( told )
+      tell( onRootGone, name, *gone );
 }
 
 void Follower::rootGone( std::uint32_t handle ) {
@@ -97,8 +112,7 @@ void Follower::syncedFrame() {
       if ( Root const& root = roots_[name]; !root.announced && root.told )
          rootDrop( name );
    synced_ = true;
-   if ( onSynced )
-      onSynced();
+   tell( onSynced );
 }
 
 } // namespace Mirror

@@ -52,15 +52,15 @@ void Leader::rootDel( Varek::String const& name ) {
       Announced const root = *known;
       forEachBit( root.to & ~group_.members(),
                   [&]( unsigned i ) { byBit_[i]->rootGone( root.handle ); } );
-      forget( *gone.entity, nullptr );
+      forget( *gone.entity );
       group_.rootGone( root.handle );
    }
 }
 
 // Changes
 
-void Leader::forget( Qel::Entity& entity, Qel::Entity const* parent ) {
-   announcements_.forget( entity, parent, [this]( Announced const& one ) {
+void Leader::forget( Qel::Entity const& entity ) {
+   announcements_.forget( entity, [this]( Announced const& one ) {
       forEachBit( one.to & ~group_.members(),
                   [&]( unsigned i ) { byBit_[i]->forgotten( one.handle ); } );
    } );
@@ -74,7 +74,7 @@ void Leader::changed( Varek::Change const& change ) {
    if ( change.oldData() && one.type->mayHoldChild( change.id() ) )
       if ( Qel::Entity* const old =
               Qel::oldChild( *one.type->record, change.id(), change.oldData() ) )
-         forget( *old, one.entity.get() );
+         forget( *old );
    Connections const members = group_.members();
    if ( ( one.to & members ) != 0 ) {
       // The first of them encodes for all.

@@ -77,7 +77,7 @@ private:
    };
 
    void changed( Varek::Change const& );
-   void forget( Qel::Entity&, Qel::Entity const* parent );
+   void forget( Qel::Entity const& );
    void detach( LeaderConnection& );
    void restartIfNeeded() {
       if ( announcements_.needsRestart() ) [[unlikely]]

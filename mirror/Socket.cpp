@@ -50,8 +50,10 @@ Fd openSocket( int family, Varek::String const& address ) {
 /// Removes the socket file that a process left behind. One that answers stays.
 void removeStale( Varek::String const& path, sockaddr_un const& address ) {
    struct stat about {};
-   if ( ::lstat( path.c_str(), &about ) != 0 || !S_ISSOCK( about.st_mode ) )
+   if ( ::lstat( path.c_str(), &about ) != 0 )
       return; // bind() says what is wrong, if anything is
+   if ( !S_ISSOCK( about.st_mode ) )
+      fail( path, "listen: there is something else than a socket", EADDRINUSE );
    Fd const probe = openSocket( AF_UNIX, path );
    if ( ::connect( probe.get(), generic( address ), sizeof address ) == 0 || errno == EAGAIN )
       fail( path, "listen: a process listens there already", EADDRINUSE );
@@ -108,7 +110,10 @@ Listener::Listener( Fd fd, Varek::String address )
 }
 
 Listener::~Listener() {
-   if ( fd_.get() >= 0 && !path_.empty() )
+   // Somebody may have removed the file, and another process listen there now.
+   struct stat about {};
+   if ( fd_.get() >= 0 && !path_.empty() && ::lstat( path_.c_str(), &about ) == 0 &&
+        about.st_dev == device_ && about.st_ino == inode_ )
       ::unlink( path_.c_str() );
 }
 
@@ -126,6 +131,11 @@ Listener Listener::listenUnix( Varek::String const& path, mode_t mode ) {
    }
    Listener made( std::move( fd ), path );
    made.path_ = path;
+   struct stat about {};
+   if ( ::lstat( path.c_str(), &about ) == 0 ) {
+      made.device_ = about.st_dev;
+      made.inode_ = about.st_ino;
+   }
    return made;
 }
 

@@ -57,11 +57,13 @@ struct Accepted {
    Varek::String refusal;    ///< Why its user may not connect; empty if it may.
 };
 
-/// A listening socket. A Unix socket's file is removed in the end.
+/// A listening socket. A Unix socket's file is removed in the end, if it is still the one that was
+/// made.
 class VAREK_EXPORT Listener {
 public:
-   /// At \p path, with the permissions \p mode. A file that is left of a process that has ended is
-   /// replaced; throws SocketError (EADDRINUSE) if one listens there.
+   /// At \p path, with the permissions \p mode. A socket that is left of a process that has ended
+   /// is replaced; throws SocketError (EADDRINUSE) if one listens there, or \p path is something
+   /// else.
    static Listener listenUnix( Varek::String const& path, mode_t mode = 0600 );
    /// At \p host, which may be a name; \p port 0 takes any that is free. Loopback unless told
    /// otherwise: nothing that comes over TCP says who it is.
@@ -85,6 +87,8 @@ private:
    Fd fd_;
    Varek::String address_;
    Varek::String path_; // of a Unix socket
+   dev_t device_ = 0;   // its file
+   ino_t inode_ = 0;
    std::uint16_t port_ = 0;
    std::vector<uid_t> allowed_;
 };

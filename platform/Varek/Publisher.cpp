@@ -6,7 +6,17 @@
 
 namespace Varek {
 
+namespace {
+
+thread_local std::uint64_t exceptions = 0;
+
+} // namespace
+
+std::uint64_t observerExceptions() noexcept { return exceptions; }
+
 namespace Internal {
+
+void observerThrew() noexcept { ++exceptions; }
 
 Observer::~Observer() = default;
 

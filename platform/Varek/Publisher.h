@@ -74,6 +74,10 @@ private:
 /// What a subscription covers: one object, or the object and everything that it owns.
 enum class Scope : std::uint8_t { object, subtree };
 
+/// How often observers have let an exception out, in this thread. Whoever calls a mutator compares
+/// it to tell an observer's exception, after which the change is made, from the mutator's own.
+VAREK_EXPORT std::uint64_t observerExceptions() noexcept;
+
 namespace Internal {
 
 /// One observer of one publisher. Owned by its Subscription; one that is removed while a delivery
@@ -92,13 +96,21 @@ public:
    Scope scope = Scope::object;
 };
 
+/// Notes that an observer's exception is on its way out.
+VAREK_EXPORT void observerThrew() noexcept;
+
 template<class F>
 class FunctionObserver final : public Observer {
 public:
    template<class G>
    explicit FunctionObserver( G&& f )
       : Observer( []( Observer& self, Change const& change ) {
-           static_cast<FunctionObserver&>( self ).f_( change );
+           try {
+              static_cast<FunctionObserver&>( self ).f_( change );
+           } catch ( ... ) {
+              observerThrew();
+              throw;
+           }
         } ),
         f_( std::forward<G>( f ) ) {}
 

@@ -18,6 +18,9 @@ using Qel::NboAttrLog::In;
 
 AuthNZPhaseEnum phaseOf( unsigned number ) { return static_cast<AuthNZPhaseEnum>( number ); }
 
+// Made when it is compiled: a constant of the type costs nothing when a library is loaded.
+constexpr AuthNZPhaseType secondPhase( AuthNZPhaseEnum::authNZPhase2 );
+
 template<class Action>
 void expectAllowed( bool allowed, Action action ) {
    try {
@@ -55,10 +58,16 @@ TEST( AuthNZPhaseType, IsOneOfThreeButFromTheLog ) {
          EXPECT_EQ( AuthNZPhase( other ).value(), value );
          EXPECT_EQ( in.left() + other.left(), 0U );
          EXPECT_NO_THROW( logged.valueIs( value ) ) << "held already";
+         AuthNZPhaseEnum again = value;
+         Qel::InspectArguments arguments;
+         arguments.value = &again;
+         EXPECT_NO_THROW( AuthNZPhaseType::inspectOperation( logged, Qel::InspectOperation::write,
+                                                             { Varek::FieldId( 2 ) }, arguments ) );
          EXPECT_EQ( logged.hash( 77 ), Qel::hashSingleAttr( bytes[3], 77 ) );
       }
    }
    EXPECT_EQ( AuthNZPhaseType(), AuthNZPhaseType( AuthNZPhaseEnum::authNZInit ) );
+   EXPECT_EQ( secondPhase, AuthNZPhaseType( phaseOf( 3 ) ) );
 }
 
 /// What is known of a phase: its stage, if it has a record, and its method.

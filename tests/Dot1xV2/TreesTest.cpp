@@ -169,7 +169,7 @@ TEST( AuthZStatus, FindsASupplicantByPortAndAddressAndMakesNothing ) {
       auto const direct = root->getSupplicantAuthZAttrs( intf, mac );
       Varek::Ptr<Dot1xSuppAttr> read;
       SupplicantPlace const place{ intf, mac };
-      inspected( *root, Op::read, 259, &read, &place );
+      EXPECT_EQ( inspected( *root, Op::read, 259, &read, &place ).found, direct != nullptr );
       EXPECT_EQ( read, direct );
       return direct;
    };
@@ -234,6 +234,23 @@ TEST( AuthZProfile, NoVlanIsNotTheVlanNone ) {
               Varek::Duration( 0 ) );
    EXPECT_THROW( profile->authZPriorityIs( 2, AuthNMethod::mbaAuth ), Varek::RangeError );
    EXPECT_EQ( changes.told.size(), 2U );
+}
+
+TEST( AuthZProfile, APriorityFromTheLogIsAppliedInFullWhateverObserversThrow ) {
+   auto const profile = authZProfileFactory( "p" );
+   auto const subscription = profile->subscribe(
+      []( auto& change ) { throw std::to_string( *change.template key<std::uint32_t>() ); } );
+   std::uint8_t const bytes[] = { 0, 0, 0, 2, 0, 0, 0, 1 };
+   Qel::NboAttrLog::In in( bytes );
+   try {
+      Qel::doHandleAttrDeserialization( { *profile, Qel::typeRecord( *profile ), nullptr }, 275,
+                                        in );
+      ADD_FAILURE() << "nobody was told";
+   } catch ( std::string const& first ) {
+      EXPECT_EQ( first, "0" );
+   }
+   EXPECT_EQ( profile->authZPriority( 0 ), AuthNMethod::mbaAuth );
+   EXPECT_EQ( profile->authZPriority( 1 ), AuthNMethod::eapolAuth );
 }
 
 // An interface

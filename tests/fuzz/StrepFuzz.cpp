@@ -9,38 +9,11 @@
 #include <string_view>
 #include <vector>
 
-#include "Dot1xV2/AcctStatus.h"
-#include "Dot1xV2/AuthNStatus.h"
-#include "Dot1xV2/AuthZStatus.h"
-#include "Dot1xV2/Dot1xStatus.h"
-#include "framework/Records.h"
-#include "framework/Strep.h"
+#include "fuzz/ReadableTypes.h"
 
 namespace {
 
 using Varek::Inspect::AtomicFnTable;
-
-/// What attributes hold and are keyed by, and all registered value and enumeration types.
-std::vector<AtomicFnTable const*> readableTypes() {
-   std::vector<AtomicFnTable const*> all;
-   auto const add = [&]( AtomicFnTable const* type ) {
-      if ( !type || !type->inspectDecodeFromString )
-         return;
-      auto const* const registered = type->registered();
-      if ( !registered || Qel::hasStringConstructor( Qel::typeRecord( *registered ) ) )
-         all.push_back( type );
-   };
-   for ( auto const* const module : Varek::ModuleInspectData::all() )
-      for ( auto const* const one : module->types ) {
-         Qel::TypeRecord const& type = Qel::typeRecord( *one );
-         add( type.functions );
-         for ( Qel::AttributeRecord const& attribute : type.attributes ) {
-            add( attribute.value );
-            add( attribute.key );
-         }
-      }
-   return all;
-}
 
 class Value {
 public:

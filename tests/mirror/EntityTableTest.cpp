@@ -1,5 +1,6 @@
 #include <map>
 #include <random>
+#include <set>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -9,11 +10,16 @@
 
 namespace {
 
-struct Record {
-   std::uint32_t handle = 0;
-   Varek::Ptr<Qel::Entity> entity;
-};
+using Record = Mirror::EntityRecord;
 using Table = Mirror::EntityTable<Record>;
+
+/// The handles of what is taken out with the record at \p place.
+std::set<std::uint32_t> taken( Table& table, std::uint32_t place ) {
+   std::set<std::uint32_t> handles;
+   if ( place != 0 )
+      table.takeTree( place, [&]( Record const& one ) { handles.insert( one.handle ); } );
+   return handles;
+}
 
 // Two tables over the same entities, as of two leaders of one tree, or of a follower whose tree is
 // published again: whichever comes first, each finds its own records, and only those.
@@ -34,15 +40,15 @@ TEST( EntityTable, TwoThatShareEntitiesAgreeWithAModel ) {
          auto const held = model.find( entity.get() );
          if ( Record const* const found = table.find( *entity ); held == model.end() ) {
             ASSERT_EQ( found, nullptr );
-            ASSERT_EQ( table.take( *entity ).handle, 0U );
+            ASSERT_EQ( table.placeOf( *entity ), 0U );
             if ( random() % 2 == 0 ) {
-               table.newMember( { ++handle, entity } );
+               table.newMember( { entity, ++handle } );
                model[entity.get()] = handle;
             }
          } else {
             ASSERT_EQ( found->handle, held->second );
             if ( random() % 2 == 0 ) {
-               ASSERT_EQ( table.take( *entity ).handle, held->second );
+               ASSERT_EQ( taken( table, table.placeOf( *entity ) ), std::set{ held->second } );
                model.erase( held );
             }
          }
@@ -65,10 +71,37 @@ TEST( EntityTable, TwoThatShareEntitiesAgreeWithAModel ) {
 TEST( EntityTable, RecordsStayWhereTheyAre ) {
    Table table;
    auto const first = TestModule::Plant::PlantIs();
-   Record const& record = table.at( table.newMember( { 1, first } ) );
+   Record const& record = table.at( table.newMember( { first, 1 } ) );
    for ( std::uint32_t i = 2; i < 1000; ++i )
-      table.newMember( { i, nullptr } );
+      table.newMember( { nullptr, i } );
    EXPECT_EQ( table.find( *first ), &record );
+}
+
+TEST( EntityTable, TakesOutWhatIsBelowAndNothingElse ) {
+   std::mt19937 random( 11 );
+   Table table;
+   std::map<std::uint32_t, std::uint32_t> places; // by handle
+   std::map<std::uint32_t, std::uint32_t> parents;
+   for ( std::uint32_t handle = 1; handle < 20000; ++handle ) {
+      auto const some = std::next( places.begin(), places.empty() ? 0 : random() % places.size() );
+      std::uint32_t const above = places.empty() || random() % 50 == 0 ? 0 : some->first;
+      places[handle] = table.newMember( { nullptr, handle }, above != 0 ? places[above] : 0 );
+      parents[handle] = above;
+      if ( random() % 3 != 0 )
+         continue;
+      // Handles count up, so a parent comes before what is below it.
+      auto const& [top, place] = *std::next( places.begin(), random() % places.size() );
+      std::set<std::uint32_t> below{ top };
+      for ( auto const& [one, parent] : parents )
+         if ( below.contains( parent ) )
+            below.insert( one );
+      ASSERT_EQ( taken( table, place ), below );
+      for ( std::uint32_t const one : below ) {
+         places.erase( one );
+         parents.erase( one );
+      }
+      ASSERT_EQ( table.size(), places.size() );
+   }
 }
 
 // Small handles, large ones, and those between, which change from one kind to the other as records
@@ -96,6 +129,20 @@ TEST( HandleMap, AgreesWithAModelWhateverTheHandles ) {
    }
    for ( auto const& [handle, place] : model )
       ASSERT_EQ( places.find( handle ), place );
+}
+
+// Each handle is the first that the array does not hold, while many are in the hash table: to go
+// through those each time takes minutes.
+TEST( HandleMap, HandlesAtTheEdgeOfTheArrayDoNotCostAWalkEach ) {
+   constexpr std::uint32_t many = 200000;
+   Mirror::HandleMap places;
+   for ( std::uint32_t i = 0; i < many; ++i )
+      places.placeIs( 0xFFFFFFFFU - i, i + 1, i + 1 );
+   for ( std::uint32_t count = many + 1; count <= 2 * many; ++count )
+      places.placeIs( 2 * count + 1023, count, count );
+   for ( std::uint32_t count = many + 1; count <= 2 * many; ++count )
+      ASSERT_EQ( places.find( 2 * count + 1023 ), count );
+   ASSERT_EQ( places.find( 0xFFFFFFFFU ), 1U );
 }
 
 } // namespace

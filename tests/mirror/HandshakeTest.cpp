@@ -1,5 +1,6 @@
 // Who may talk, and when silence ends it: versions, descriptions, users, clocks.
 #include <functional>
+#include <optional>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -341,6 +342,16 @@ TEST_F( Sockets, AStaleFileIsReplacedAndALiveOneIsNot ) {
    Mirror::Fd const file( ::open( path.c_str(), O_CREAT | O_CLOEXEC, 0600 ) );
    EXPECT_EQ( errorOf( [&] { Mirror::Listener::listenUnix( path ); } ), EADDRINUSE );
    EXPECT_EQ( ::access( path.c_str(), F_OK ), 0 );
+}
+
+TEST_F( Sockets, AFileThatAnotherHasMadeMeanwhileStays ) {
+   std::optional<Mirror::Listener> first = Mirror::Listener::listenUnix( path );
+   // Its inode lives on under another name: the next file cannot get the same number.
+   ASSERT_EQ( ::rename( path.c_str(), ( path + ".moved" ).c_str() ), 0 );
+   auto const second = Mirror::Listener::listenUnix( path );
+   first.reset();
+   EXPECT_GE( Mirror::connectUnix( path ).get(), 0 );
+   ::unlink( ( path + ".moved" ).c_str() );
 }
 
 } // namespace

@@ -180,8 +180,8 @@ struct Frames : testing::Test {
       Bytes all( recorded().bytes.begin(),
                  recorded().bytes.begin() + static_cast<std::ptrdiff_t>( recorded().helloSize ) );
       all.insert( all.end(), out.bytes().begin(), out.bytes().end() );
-      feed( follower, all );
       out.clear();
+      feed( follower, all );
       return follower.reason();
    }
 };
@@ -247,16 +247,79 @@ TEST_F( Frames, AFrameThatIsTooLargeIsRefusedBeforeItComes ) {
       << follower.reason();
 }
 
-TEST_F( Frames, AnObserverThatThrowsConcernsNeitherTheStreamNorTheOtherMessages ) {
-   auto const mine = Plant::PlantIs();
-   follower.rootIs( "p", mine );
-   auto const subscription =
-      mine->subscribe( []( auto& ) { throw std::string( "from an observer" ); } );
+// What they throw may be of the kind that tells of a fault in the stream.
+TEST_F( Frames, ObserversThatThrowConcernNeitherTheStreamNorTheOtherMessages ) {
+   void ( *const throws[] )() = { [] { throw std::string( "from an observer" ); },
+                                  [] { throw Varek::Failure( "from an observer" ); },
+                                  [] { throw std::bad_alloc(); } };
+   for ( auto const thrown : throws ) {
+      auto const mine = Plant::PlantIs();
+      follower.rootIs( "p", mine );
+      auto const observed = mine->subscribe( [=]( auto& ) { thrown(); }, Varek::Scope::subtree );
+      unsigned calls = 0;
+      follower.onRoot = [&]( auto&, auto& ) { ++calls, thrown(); };
+      follower.onRootGone = follower.onRoot;
+      follower.onSynced = [&] { ++calls, thrown(); };
+      begin();
+      put( FrameKind::attribute, 2, 259, { 0, 0, 0, 1 } );
+      put( FrameKind::announce, 2, 260, announcement( 3, "TestModule::Sensor", { 0, 0, 0, 9 } ) );
+      put( FrameKind::announce, 2, 260, announcement( 4, "TestModule::Sensor", { 0, 0, 0, 8 } ) );
+      put( FrameKind::transactionBegin, 2, 260, { 0, 0, 0, 0 } );
+      put( FrameKind::transactionEnd, 2, 260, {} );
+      put( FrameKind::attribute, 2, 259, { 0, 0, 0, 7 } );
+      put( FrameKind::synced, 0, 0, {} );
+      put( FrameKind::rootGone, 1, 0, {} );
+      EXPECT_ANY_THROW( reasonFor() );
+      EXPECT_FALSE( follower.closed() ) << follower.reason();
+      EXPECT_EQ( mine->rack( "a" )->mode(), Mode::faulty );
+      EXPECT_EQ( mine->rack( "a" )->sensor().size(), 0U );
+      EXPECT_EQ( calls, 3U );
+      follower.close();
+   }
+}
+
+TEST_F( Frames, ARootGivenWhenTheOldOneGoesIsTaken ) {
    begin();
-   put( FrameKind::attribute, 2, 259, { 0, 0, 0, 1 } );
-   EXPECT_THROW( reasonFor(), std::string );
-   EXPECT_EQ( mine->rack( "a" )->mode(), Mode::running );
-   EXPECT_FALSE( follower.closed() );
+   reasonFor();
+   auto const given = Plant::PlantIs();
+   auto const depot = Depot::DepotIs( "p" );
+   follower.onRootGone = [&]( auto& name, auto& ) { follower.rootIs( name, depot ); };
+   put( FrameKind::root, 0, 0,
+        announcement( 1, "TestModule::Depot", { 0, 0, 0, 1, 'p', 0, 0, 0, 1, 'p' } ) );
+   reasonFor();
+   EXPECT_EQ( follower.root( "p" ), depot );
+   // One that does not fit either is not kept.
+   follower.onRootGone = [&]( auto& name, auto& ) { follower.rootIs( name, given ); };
+   put( FrameKind::root, 0, 0,
+        announcement( 1, "TestModule::Depot", { 0, 0, 0, 1, 'p', 0, 0, 0, 1, 'q' } ) );
+   reasonFor();
+   auto const made = follower.root( "p" );
+   EXPECT_NE( made, depot );
+   EXPECT_NE( made, given );
+}
+
+// As a leader of a newer version may well have them: what each removal costs must not depend on
+// how many others there are, or this takes minutes.
+TEST_F( Frames, RemovalsOfWhatHasChildrenOfUnknownTypesAreQuick ) {
+   begin();
+   Bytes frame = announcement( 0, "TestModule::Sensor", { 0, 0, 0, 0 } );
+   auto const announce = [&]( std::uint32_t above, std::uint16_t field, std::uint32_t handle ) {
+      // The number of a sensor is the end of its frame, and may be its handle.
+      for ( std::size_t i = 0; i < 4; ++i )
+         frame[i] = frame[frame.size() - 4 + i] =
+            static_cast<std::uint8_t>( handle >> ( 24 - 8 * i ) );
+      put( FrameKind::announce, above, field, frame );
+   };
+   for ( std::uint32_t handle = 3; handle < 200000; handle += 2 ) {
+      announce( 2, 260, handle );
+      announce( handle, 301, handle + 1 );
+   }
+   put( FrameKind::transactionBegin, 2, 260, { 0, 0, 0, 0 } );
+   put( FrameKind::transactionEnd, 2, 260, {} );
+   put( FrameKind::attribute, 4, 259, {} );
+   EXPECT_NE( reasonFor().find( "no entity with handle 4" ), std::string::npos )
+      << follower.reason();
+   EXPECT_EQ( static_cast<Plant&>( *follower.root( "p" ) ).rack( "a" )->sensor().size(), 0U );
 }
 
 /// A depot's annex is a plant, which no depot is in: the deepest tree that these types can have is

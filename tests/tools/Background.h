@@ -68,6 +68,7 @@ public:
    bool says( std::string const& text ) const {
       return soon( [&] { return err().find( text ) != std::string::npos; } );
    }
+   void signal( int number ) const { ::kill( pid_, number ); }
    /// The exit code; -1 if the signal was its end.
    int end( int signal ) {
       int status = 0;

@@ -126,9 +126,12 @@ TEST( ConfigDiff, OfDefaultsIsEmpty ) {
    auto const status = Dot1xV2::statusFactory( "status" );
    EXPECT_EQ( jsonOf( *status, ConfigExtent::difference ), "{}\n" );
    EXPECT_EQ( printed( *status, ConfigForm::text, ConfigExtent::difference ), "" );
-   status->intfStatusIs( IntfId( "Ethernet1" ) );
+   for ( char const* const name : { "Ethernet10", "Ethernet2" } )
+      status->intfStatusIs( IntfId( name ) );
+   // Interfaces are in their own order, not in that of texts.
    EXPECT_EQ( jsonOf( *status, ConfigExtent::difference ),
-              "{\n   \"intfStatus\": {\n      \"Ethernet1\": {}\n   }\n}\n" );
+              "{\n   \"intfStatus\": {\n      \"Ethernet2\": {},\n      \"Ethernet10\": {}\n"
+              "   }\n}\n" );
 }
 
 TEST( ConfigDiff, IsWhatTheFileSaysIfThatSaysNoDefaults ) {

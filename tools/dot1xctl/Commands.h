@@ -13,6 +13,7 @@ namespace Dot1xCtl {
 using Action = std::function<int()>;
 
 void addReplay( CLI::App& app, Action& action );
+void addServe( CLI::App& app, Action& action );
 void addShow( CLI::App& app, Action& action );
 void addWatch( CLI::App& app, Action& action );
 /// dump, load and diff.

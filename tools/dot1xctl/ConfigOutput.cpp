@@ -103,17 +103,10 @@ std::optional<Part> attributeDifference( TypeRecord const& type, AttributeRecord
 /// Children by key are all told, each with what differs in it.
 Part childrenDifference( TypeRecord const& type, AttributeRecord const& attribute,
                          Entity const& entity ) {
-   // The order of keys is the printer's.
-   Part part;
-   part.form = Part::Form::keyed;
-   for ( Qel::UntypedElements at( attribute, &entity ); at; at.next() ) {
+   return severalPart( attribute, &entity, [&]( Qel::UntypedElements const& at ) {
       Entity const& child = *Qel::oldChild( type, attribute.id, at.object() );
-      Part& one = part.parts.emplace_back( differenceOf( child, *freshOf( child ) ) );
-      Qel::UntypedValue const key = at.key();
-      one.key.push_back( valuePart( key.table(), key.get() ) );
-   }
-   sortByKey( part );
-   return part;
+      return differenceOf( child, *freshOf( child ) );
+   } );
 }
 
 Part differenceOf( Entity const& entity, Entity const& fresh ) {

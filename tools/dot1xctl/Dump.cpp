@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
+#include <ostream>
 #include <span>
 #include <system_error>
 #include <utility>
@@ -19,6 +20,7 @@
 #include <zlib.h>
 
 #include "AttributeText.h"
+#include "Follow.h"
 #include "Varek/Failures.h"
 #include "mirror/Leader.h"
 #include "mirror/Socket.h"
@@ -30,10 +32,10 @@ namespace {
 constexpr std::string_view magic = "D1XState";
 constexpr std::uint64_t version = 1;
 constexpr std::size_t versionSize = 2;
-constexpr std::size_t headSize = magic.size() + versionSize;
 constexpr std::size_t lengthSize = 8;
+constexpr std::size_t lengthAt = magic.size() + versionSize;
+constexpr std::size_t headSize = lengthAt + lengthSize;
 constexpr std::size_t checksumSize = 4;
-constexpr std::size_t trailerSize = lengthSize + checksumSize;
 
 // Numbers
 
@@ -58,34 +60,36 @@ std::uint32_t checksum( std::uint32_t before, std::string_view bytes ) {
       ::crc32_z( before, reinterpret_cast<Bytef const*>( bytes.data() ), bytes.size() ) );
 }
 
-std::string hex( std::uint64_t number ) {
-   char text[24];
-   std::snprintf( text, sizeof text, "0x%08llx", static_cast<unsigned long long>( number ) );
+std::string hex( std::uint32_t number ) {
+   char text[16];
+   std::snprintf( text, sizeof text, "0x%08lx", static_cast<unsigned long>( number ) );
    return text;
 }
 
 // Files
 
-[[noreturn]] void systemFailure( std::string const& path, std::string const& doing ) {
-   throw Varek::Failure( path + ": " + doing + ": " + std::generic_category().message( errno ) );
+[[noreturn]] void systemFailure( std::string const& path, std::string const& doing,
+                                 int error = errno ) {
+   throw Varek::Failure( escaped( path ) + ": " + doing + ": " +
+                         std::generic_category().message( error ) );
 }
 
-[[noreturn]] void refuse( std::string const& path, std::size_t offset, std::string const& expected,
-                          std::string const& found ) {
-   throw Varek::Failure( path + ": " + expected + " expected at offset " +
-                         std::to_string( offset ) + ", found " + found );
+[[noreturn]] void refuse( std::string const& path, std::string const& why ) {
+   throw Varek::Failure( escaped( path ) + ": " + why );
 }
 
+/// What is no regular file may have no end, as some devices, or no beginning until somebody writes.
 std::string contents( std::string const& path ) {
-   Mirror::Fd const file( ::open( path.c_str(), O_RDONLY | O_CLOEXEC ) );
-   if ( file.get() < 0 ) {
+   Mirror::Fd const file( ::open( path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC ) );
+   struct stat about {};
+   if ( file.get() < 0 || ::fstat( file.get(), &about ) != 0 ) {
       systemFailure( path, "cannot be opened" );
    }
-   std::string result;
-   struct stat about {};
-   if ( ::fstat( file.get(), &about ) == 0 && about.st_size > 0 ) {
-      result.reserve( static_cast<std::size_t>( about.st_size ) );
+   if ( !S_ISREG( about.st_mode ) ) {
+      refuse( path, "is something else than a file" );
    }
+   std::string result;
+   result.reserve( static_cast<std::size_t>( about.st_size ) );
    auto const buffer = std::make_unique<std::array<char, 128 * 1024>>();
    for ( ;; ) {
       std::ptrdiff_t const got = ::read( file.get(), buffer->data(), buffer->size() );
@@ -109,7 +113,7 @@ std::string target( std::string const& path ) {
    }
    // A device would be gone afterwards.
    if ( !fs::is_regular_file( status ) ) {
-      throw Varek::Failure( path + ": there is something else than a file" );
+      refuse( path, "is something else than a file" );
    }
    fs::path const whole = fs::canonical( path, error );
    return error ? path : whole.string();
@@ -169,6 +173,10 @@ private:
 
 // Streams
 
+std::string counted( std::uint64_t count, char const* one, char const* several ) {
+   return std::to_string( count ) + " " + ( count == 1 ? one : several );
+}
+
 std::pair<Mirror::Fd, Mirror::Fd> socketPair() {
    int ends[2];
    if ( ::socketpair( AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, ends ) != 0 ) {
@@ -217,8 +225,8 @@ std::string streamOf( Roots const& roots ) {
    return result;
 }
 
-Mirror::Follower::Stats apply( std::string_view stream, Mirror::Follower& follower,
-                               std::string const& name ) {
+void apply( std::string_view stream, Mirror::Follower& follower, std::string const& name,
+            std::ostream& errors ) {
    auto [leading, following] = socketPair();
    follower.connectedIs( following.release(), name );
    auto const wholeSize = stream.size();
@@ -235,64 +243,73 @@ Mirror::Follower::Stats apply( std::string_view stream, Mirror::Follower& follow
       follower.onReadable();
    }
    if ( follower.closed() ) {
-      throw Varek::Failure( name + ": the state in it cannot be taken: " + follower.reason() );
+      refuse( name, "the state in it cannot be taken: " + follower.reason() );
    }
    Mirror::Follower::Stats const stats = follower.stats();
    bool const whole = follower.synced();
    follower.close();
    if ( !whole ) {
-      throw Varek::Failure( name + ": the state in it ends before it is whole, after " +
-                            std::to_string( wholeSize ) + " bytes" );
+      refuse( name, "the state in it ends before it is whole, after " +
+                       std::to_string( wholeSize ) + " bytes" );
    }
-   return stats;
+   if ( stats.unknownTypes != 0 || stats.skipped != 0 ) {
+      errors << "dot1xctl: " << escaped( name ) << ": "
+             << counted( stats.unknownTypes, "entity", "entities" ) << " and "
+             << counted( stats.skipped, "message", "messages" )
+             << " of types and attributes that are not known here left out\n";
+   }
 }
 
 void writeDump( std::string const& path, std::string_view stream ) {
-   std::string const head = std::string( magic ) + bigEndian( version, versionSize );
-   std::string const length = bigEndian( stream.size(), lengthSize );
-   std::uint32_t const sum = checksum( checksum( checksum( 0, head ), stream ), length );
+   std::string const head = std::string( magic ) + bigEndian( version, versionSize ) +
+                            bigEndian( stream.size(), lengthSize );
    Replacement file( path );
    file.write( head );
    file.write( stream );
-   file.write( length + bigEndian( sum, checksumSize ) );
+   file.write( bigEndian( checksum( checksum( 0, head ), stream ), checksumSize ) );
    file.commit();
 }
 
 std::string readDump( std::string const& path ) {
    std::string whole = contents( path );
    std::string_view const file = whole;
-   if ( std::string_view const begin = file.substr( 0, magic.size() );
-        begin != magic.substr( 0, begin.size() ) ) {
-      refuse( path, 0, quoted( std::string( magic ) ) + ", with which a state file begins,",
-              quoted( std::string( begin ) ) );
+   std::string_view const begin = file.substr( 0, magic.size() );
+   if ( begin != magic.substr( 0, begin.size() ) ) {
+      refuse( path, "is no state file: it begins with " + quoted( std::string( begin ) ) +
+                       ", a state file with " + quoted( std::string( magic ) ) );
    }
-   if ( file.size() < headSize + trailerSize ) {
-      refuse( path, file.size(),
-              "more of a state file, " + std::to_string( headSize + trailerSize ) +
-                 " bytes at least,",
-              "its end" );
+   if ( file.size() < headSize + checksumSize ) {
+      refuse( path, "was cut: it has " + std::to_string( file.size() ) +
+                       " bytes, and a state file " + std::to_string( headSize + checksumSize ) +
+                       " at least" );
    }
    if ( std::uint64_t const found = numberAt( file, magic.size(), versionSize );
         found != version ) {
-      refuse( path, magic.size(), "version " + std::to_string( version ),
-              "version " + std::to_string( found ) );
+      refuse( path, "is a state file of version " + std::to_string( found ) + "; version " +
+                       std::to_string( version ) + " is known here" );
    }
-   std::size_t const lengthAt = file.size() - trailerSize;
-   if ( std::uint64_t const found = numberAt( file, lengthAt, lengthSize );
-        found != lengthAt - headSize ) {
-      refuse( path, lengthAt,
-              "the length " + std::to_string( lengthAt - headSize ) + " of what is before",
-              std::to_string( found ) + ": the file was cut or changed" );
+   std::uint64_t const has = file.size() - headSize - checksumSize;
+   if ( std::uint64_t const says = numberAt( file, lengthAt, lengthSize ); says != has ) {
+      refuse( path, std::string( has < says ? "was cut" : "was changed" ) +
+                       ": it says that it has " + std::to_string( says ) +
+                       " bytes of state, and has " + std::to_string( has ) );
    }
    std::size_t const sumAt = file.size() - checksumSize;
-   std::uint32_t const expected = checksum( 0, file.substr( 0, sumAt ) );
-   if ( std::uint64_t const found = numberAt( file, sumAt, checksumSize ); found != expected ) {
-      refuse( path, sumAt, "the checksum " + hex( expected ) + " of what is before",
-              hex( found ) + ": the file was changed" );
+   std::uint32_t const sum = checksum( 0, file.substr( 0, sumAt ) );
+   if ( auto const says = static_cast<std::uint32_t>( numberAt( file, sumAt, checksumSize ) );
+        says != sum ) {
+      refuse( path, "was changed: it says that its checksum is " + hex( says ) + ", and that is " +
+                       hex( sum ) );
    }
-   whole.resize( lengthAt );
+   whole.resize( sumAt );
    whole.erase( 0, headSize );
    return whole;
+}
+
+Roots loadDump( std::string const& path, std::ostream& errors ) {
+   Mirror::Follower follower;
+   apply( readDump( path ), follower, path, errors );
+   return rootsOf( follower );
 }
 
 } // namespace Dot1xCtl

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <iosfwd>
 #include <string>
 #include <string_view>
 
@@ -7,8 +8,9 @@
 #include "mirror/Follower.h"
 
 /// State files: a process's trees as what a leader says to a new follower, between a head that says
-/// that it is such a file and a checksum. So a file is as independent of versions as a connection
-/// is, and is checked by the same code: nothing here knows a type.
+/// that it is such a file, and how long, and a checksum (docs/state-file.md). So a file is as
+/// independent of versions as a connection is, and is checked by the same code: nothing here knows
+/// a type.
 ///
 /// Cost: the whole file in memory, beside the trees.
 namespace Dot1xCtl {
@@ -19,9 +21,10 @@ std::string streamOf( Roots const& roots );
 
 /// Makes \p follower hold what \p stream says, as after a reconnect: observers are told of
 /// differences alone. Throws Varek::Failure that begins with \p name if it does not fit or is
-/// faulty; what was applied before stays then. Returns what the connection had.
-Mirror::Follower::Stats apply( std::string_view stream, Mirror::Follower& follower,
-                               std::string const& name );
+/// faulty; what was applied before stays then. What is of types and attributes that are not known
+/// here is left out, and its number told on \p errors.
+void apply( std::string_view stream, Mirror::Follower& follower, std::string const& name,
+            std::ostream& errors );
 
 /// Writes \p stream to a state file at \p path, for this user alone, in place of a file that is
 /// there: whatever happens, also to the machine, there is the old file or the new. Throws
@@ -29,8 +32,10 @@ Mirror::Follower::Stats apply( std::string_view stream, Mirror::Follower& follow
 void writeDump( std::string const& path, std::string_view stream );
 
 /// The stream in the state file at \p path. Throws Varek::Failure if it cannot be read, is none, is
-/// of another version, or not as it was written; what was expected and found, and at which offset,
-/// is told.
+/// of another version, was cut or changed: what it says of itself, and what it is, is told.
 std::string readDump( std::string const& path );
+
+/// The trees in the state file at \p path. Throws and tells as readDump and apply do.
+Roots loadDump( std::string const& path, std::ostream& errors );
 
 } // namespace Dot1xCtl

@@ -10,7 +10,6 @@
 
 #include "Dump.h"
 #include "Follow.h"
-#include "LeaderLoop.h"
 #include "Options.h"
 #include "ShowState.h"
 #include "TreeJson.h"
@@ -24,8 +23,8 @@ namespace {
 constexpr char const* dumpHelp = R"(
 Connects to a process that publishes trees, waits until they have come whole,
 and writes them to FILE: what that process would tell a follower, with a
-checksum. load prints or publishes them again, also in another version of this
-program; what is of types that are not known here is told and left out.
+checksum. load prints them and serve --load publishes them again, also in
+another version of this program.
 
 FILE is for this user alone. One that is there is replaced at once, when all has
 been written, and otherwise stays as it is. Exit code 1, with the reason on
@@ -33,14 +32,13 @@ standard error, if there is nobody to connect to, not everything has come in
 time, or FILE cannot be written.)";
 
 constexpr char const* loadHelp = R"(
-Reads FILE, which dump or replay --dump has written, and prints the trees as
-"show tree" does; with --listen it publishes them there instead, until SIGINT or
-SIGTERM ("listening on ADDRESS" on standard error says that they are there).
+Reads FILE, which dump, replay --dump or serve --dump has written, and prints
+the trees as "show tree" does; serve --load publishes them again.
 
-Exit code 1 if FILE is no state file, of another version, damaged or cut: what
-was expected and found, and where, is told on standard error, and nothing is
-printed or published. What is of types and attributes that are not known here is
-counted there and left out.)";
+Exit code 1 if FILE is no state file, of another version, cut or changed: what
+it says of itself and what it is, is told on standard error, and nothing is
+printed. What is of types and attributes that are not known here is counted
+there and left out.)";
 
 constexpr char const* diffHelp = R"(
 A and B are state files (see dump), or where a process publishes trees:
@@ -69,20 +67,6 @@ struct Given {
    bool json = false;
 };
 
-std::string counted( std::uint64_t count, char const* one, char const* several ) {
-   return std::to_string( count ) + " " + ( count == 1 ? one : several );
-}
-
-void applyTelling( std::string_view stream, Mirror::Follower& follower, std::string const& name ) {
-   Mirror::Follower::Stats const stats = apply( stream, follower, name );
-   if ( stats.unknownTypes != 0 || stats.skipped != 0 ) {
-      std::cerr << "dot1xctl: " << name << ": "
-                << counted( stats.unknownTypes, "entity", "entities" ) << " and "
-                << counted( stats.skipped, "message", "messages" )
-                << " of types and attributes that are not known here left out\n";
-   }
-}
-
 int dump( Given const& given ) {
    std::optional<Roots> const roots = fetch( Address( given.address ), given.wait );
    if ( !roots ) {
@@ -93,22 +77,10 @@ int dump( Given const& given ) {
 }
 
 int load( Given const& given ) {
-   Mirror::Follower follower;
-   applyTelling( readDump( given.file ), follower, given.file );
-   Roots const roots = rootsOf( follower );
-   if ( given.address.empty() ) {
-      ShowRequest request;
-      request.what = ShowRequest::What::tree;
-      request.json = given.json;
-      printState( std::cout, roots, request );
-      return 0;
-   }
-   LeaderLoop loop{ Address( given.address ) };
-   for ( auto const& [name, root] : roots ) {
-      loop.leader().rootIs( name, root );
-   }
-   std::cerr << "listening on " << stringValue( loop.address() ) << std::endl;
-   loop.run();
+   ShowRequest request;
+   request.what = ShowRequest::What::tree;
+   request.json = given.json;
+   printState( std::cout, loadDump( given.file, std::cerr ), request );
    return 0;
 }
 
@@ -177,9 +149,9 @@ int compare( Given const& given ) {
       return trouble;
    }
    Mirror::Follower follower;
-   applyTelling( *a, follower, given.file );
+   apply( *a, follower, given.file, std::cerr );
    Differences const differences( follower, given.json );
-   applyTelling( *b, follower, given.other );
+   apply( *b, follower, given.other, std::cerr );
    std::cout.flush();
    return !std::cout ? trouble : differences.count() == 0 ? same : different;
 }
@@ -233,10 +205,9 @@ void addDump( CLI::App& app, Action& action ) {
    addWait( dumpCommand, *given );
 
    CLI::App& loadCommand =
-      add( app, "load", "Print or publish what is in such a file", loadHelp, does( load ) );
+      add( app, "load", "Print what is in such a file", loadHelp, does( load ) );
    loadCommand.add_option( "FILE", given->file, "What dump has written" )->required();
-   addressOption( loadCommand, "--listen", given->address, "Publish the trees there" )
-      ->excludes( loadCommand.add_flag( "--json", given->json, "Print JSON instead of text" ) );
+   loadCommand.add_flag( "--json", given->json, "Print JSON instead of text" );
 
    CLI::App& diffCommand = add( app, "diff", "Show how two states differ, of files or processes",
                                 diffHelp, does( diff ) );

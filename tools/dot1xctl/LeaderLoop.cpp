@@ -1,8 +1,10 @@
 #include "LeaderLoop.h"
 
 #include <chrono>
+#include <csignal>
 #include <iostream>
 #include <optional>
+#include <utility>
 
 namespace Dot1xCtl {
 
@@ -14,9 +16,18 @@ LeaderLoop::LeaderLoop( Address const& address )
    };
 }
 
+void LeaderLoop::onHangupIs( std::function<void()> call ) {
+   // One that comes before run() waits for it.
+   hangup_.add( SIGHUP );
+   onHangup_ = std::move( call );
+}
+
 void LeaderLoop::run() {
    if ( signals_.caught() ) {
       return;
+   }
+   if ( onHangup_ ) {
+      awaitHangup();
    }
    await();
    io_.run();
@@ -42,6 +53,15 @@ void LeaderLoop::await() {
    }
    awaitDeadline( deadline_, leader_.nextDeadline(),
                   [this] { drive( [this] { leader_.tick( Mirror::Clock::now() ); } ); } );
+}
+
+void LeaderLoop::awaitHangup() {
+   hangup_.async_wait( [this]( asio::error_code error, int ) {
+      if ( !error ) {
+         drive( onHangup_ );
+         awaitHangup();
+      }
+   } );
 }
 
 void LeaderLoop::accept() {

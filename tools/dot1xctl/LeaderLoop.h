@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <map>
 #include <memory>
 
@@ -23,6 +24,8 @@ public:
    /// Whether SIGINT or SIGTERM has come.
    bool interrupted() { return signals_.caught(); }
    Mirror::Leader& leader() { return leader_; }
+   /// Takes SIGHUP, too, from now on; run() calls \p call for it.
+   void onHangupIs( std::function<void()> call );
    void run();
 
 private:
@@ -30,6 +33,7 @@ private:
 
    void accept();
    void await();
+   void awaitHangup();
    template<class F>
    void drive( F step );
 
@@ -37,6 +41,8 @@ private:
    Mirror::Listener listener_;
    asio::io_context io_{ 1 };
    Signals signals_{ io_ };
+   asio::signal_set hangup_{ io_ };
+   std::function<void()> onHangup_;
    asio::steady_timer deadline_{ io_ };
    asio::steady_timer pause_{ io_ };
    SocketWatch incoming_{ io_, listener_.fd() };

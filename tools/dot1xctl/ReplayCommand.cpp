@@ -35,7 +35,10 @@ ADDRESS is unix:PATH (for this user and root alone), tcp:HOST:PORT or tcp:PORT
 (this machine alone; over TCP nobody is asked who they are, so name a HOST of
 yours with care). Port 0 takes any that is free.
 
---dump writes those trees to a file (see dump), before they are published.
+SIGHUP reads the file of --config again meanwhile, see serve.
+
+--dump writes those trees to a file (see dump): before they are published, and
+again as they are at the end.
 
 --tree prints those trees instead, as "show tree" does.
 

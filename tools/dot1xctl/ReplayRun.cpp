@@ -5,6 +5,7 @@
 
 #include <unistd.h>
 
+#include "AttributeText.h"
 #include "Config.h"
 #include "Dump.h"
 #include "Follow.h"
@@ -14,6 +15,7 @@
 #include "Progress.h"
 #include "Replay.h"
 #include "ShowState.h"
+#include "Varek/Failures.h"
 
 namespace Dot1xCtl {
 
@@ -31,9 +33,9 @@ public:
 };
 
 std::unique_ptr<Output> outputOf( ReplayOptions const& options ) {
-   return options.tree || options.show ? std::make_unique<NoOutput>()
-          : options.json               ? jsonOutput( std::cout )
-                                       : textOutput( std::cout );
+   return options.tree || options.show || options.silent ? std::make_unique<NoOutput>()
+          : options.json                                 ? jsonOutput( std::cout )
+                                                         : textOutput( std::cout );
 }
 
 /// Whose trees are published and shown.
@@ -42,6 +44,20 @@ Roots rootsOf( Replay const& replay, Agent const& agent ) {
             { Agent::authNName, agent.authNStatus() },
             { Agent::authZName, agent.authZStatus() },
             { Agent::acctName, agent.acctStatus() } };
+}
+
+/// Makes \p status what its file says now, if that has no faults.
+void readAgain( std::string const& file, Dot1xV2::Status& status ) {
+   try {
+      Faults faults;
+      bool const good = reloadConfig( contentsOf( file ), status, faults );
+      printFaults( std::cerr, file, faults );
+      std::cerr << "dot1xctl: " << escaped( file )
+                << ( good ? ": read again" : ": the configuration stays as it was" ) << std::endl;
+   } catch ( Varek::Failure const& failure ) {
+      std::cerr << "dot1xctl: " << failure.what() << "; the configuration stays as it was"
+                << std::endl;
+   }
 }
 
 void print( Roots const& roots, ReplayOptions const& options ) {
@@ -57,9 +73,10 @@ void print( Roots const& roots, ReplayOptions const& options ) {
 } // namespace
 
 int replay( ReplayOptions const& options ) {
+   Varek::Ptr<Dot1xV2::Status> config;
    Roots roots;
    if ( !options.config.empty() ) {
-      auto const config = loadConfig( options.config, std::cerr );
+      config = loadConfig( options.config, std::cerr );
       if ( !config ) {
          return 1;
       }
@@ -68,6 +85,9 @@ int replay( ReplayOptions const& options ) {
    std::unique_ptr<LeaderLoop> loop;
    if ( options.listen ) {
       loop = std::make_unique<LeaderLoop>( *options.listen );
+      if ( config ) {
+         loop->onHangupIs( [&] { readAgain( options.config, *config ); } );
+      }
    }
    auto const interrupted = [&] { return loop != nullptr && loop->interrupted(); };
 
@@ -98,21 +118,31 @@ int replay( ReplayOptions const& options ) {
    if ( options.sizing && !interrupted() ) {
       playSized( copies, agent, options.sizing, interrupted, !options.json, std::cerr );
    }
-   roots.merge( rootsOf( replay, agent ) );
+   if ( !options.captures.empty() ) {
+      roots.merge( rootsOf( replay, agent ) );
+   }
+   if ( !options.load.empty() ) {
+      roots.merge( loadDump( options.load, std::cerr ) );
+   }
    if ( options.tree || options.show ) {
       print( roots, options );
    }
    std::cout.flush();
-   if ( !options.dump.empty() && !interrupted() ) {
-      writeDump( options.dump, streamOf( roots ) );
+   auto const dump = [&] {
+      if ( !options.dump.empty() ) {
+         writeDump( options.dump, streamOf( roots ) );
+      }
+   };
+   if ( !interrupted() ) {
+      dump();
    }
-
    if ( !interrupted() && loop != nullptr ) {
       for ( auto const& [name, root] : roots ) {
          loop->leader().rootIs( name, root );
       }
       std::cerr << "listening on " << stringValue( loop->address() ) << std::endl;
       loop->run();
+      dump();
    }
    return problems.count() == 0 ? 0 : 1;
 }

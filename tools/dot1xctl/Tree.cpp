@@ -33,25 +33,24 @@ Part::Form formOf( std::string_view type ) {
                                                                       : Part::Form::word;
 }
 
-/// Numbers by their value, before all else.
-/// A key that has no text is compared attribute by attribute.
-bool partLess( Part const& x, Part const& y ) {
-   bool const number = x.form == Part::Form::number;
-   if ( number && y.form == Part::Form::number && x.text.size() != y.text.size() ) {
-      return x.text.size() < y.text.size();
-   }
-   if ( x.text != y.text ) {
-      return x.text < y.text;
-   }
-   return std::ranges::lexicographical_compare( x.parts, y.parts, partLess );
+struct Keyed {
+   UntypedValue key;
+   Part part;
+};
+
+/// Keys of a type without an order by their text, or attribute by attribute.
+bool textLess( Part const& x, Part const& y ) {
+   return x.text != y.text ? x.text < y.text
+                           : std::ranges::lexicographical_compare( x.parts, y.parts, textLess );
 }
 
-bool keyLess( Part const& a, Part const& b ) { return partLess( a.key.front(), b.key.front() ); }
-
-Part keyPart( UntypedElements const& at ) {
-   UntypedValue const key = at.key();
-   return valuePart( key.table(), key.get() );
+bool keyLess( Keyed const& a, Keyed const& b ) {
+   auto const less = a.key.table().less;
+   return less != nullptr ? less( a.key.get(), b.key.get() )
+                          : textLess( a.part.key.front(), b.part.key.front() );
 }
+
+Part keyPart( UntypedValue const& key ) { return valuePart( key.table(), key.get() ); }
 
 Part childPart( Qel::Entity const* child, Children children ) {
    if ( child == nullptr || children == Children::whole ) {
@@ -73,29 +72,6 @@ Part elementPart( Qel::TypeRecord const& type, Qel::AttributeRecord const& attri
 bool isKeyed( AttributeKind kind ) {
    return kind == AttributeKind::collection || kind == AttributeKind::children ||
           kind == AttributeKind::map || kind == AttributeKind::ordered;
-}
-
-Part severalPart( Qel::TypeRecord const& type, Qel::AttributeRecord const& attribute,
-                  void const* object, Children children ) {
-   Part result;
-   bool const keyed = isKeyed( attribute.kind );
-   bool const set = attribute.kind == AttributeKind::set;
-   result.form = keyed ? Part::Form::keyed : Part::Form::list;
-   for ( UntypedElements at( attribute, object ); at; at.next() ) {
-      Part& one = result.parts.emplace_back( elementPart( type, attribute, at, children ) );
-      if ( keyed || set ) {
-         one.key.push_back( keyPart( at ) );
-      }
-   }
-   if ( attribute.salted ) {
-      sortByKey( result );
-   }
-   if ( set ) {
-      for ( Part& one : result.parts ) {
-         one.key.clear();
-      }
-   }
-   return result;
 }
 
 std::vector<Part> attributeParts( Qel::TypeRecord const& type, void const* object,
@@ -137,7 +113,7 @@ Part stepTo( Qel::Entity const& owner, Qel::Entity const& child ) {
       // Children are held by their constructor parameters.
       UntypedElements const at( one, &owner, parameterOf( Qel::typeRecord( child ), child ) );
       if ( at && childAt( type, one, at.object() ) == &child ) {
-         step.key.push_back( keyPart( at ) );
+         step.key.push_back( keyPart( at.key() ) );
          return step;
       }
    }
@@ -169,7 +145,27 @@ bool isShown( Qel::AttributeRecord const& attribute ) {
    return attribute.kind != AttributeKind::constant && attribute.kind != AttributeKind::derived;
 }
 
-void sortByKey( Part& keyed ) { std::ranges::sort( keyed.parts, keyLess ); }
+Part severalPart( Qel::AttributeRecord const& attribute, void const* object,
+                  std::function<Part( UntypedElements const& )> const& element ) {
+   bool const keyed = isKeyed( attribute.kind );
+   std::vector<Keyed> all;
+   for ( UntypedElements at( attribute, object ); at; at.next() ) {
+      Keyed& one = all.emplace_back( Keyed{ at.key(), element( at ) } );
+      one.part.key.push_back( keyPart( one.key ) );
+   }
+   if ( attribute.salted ) {
+      std::ranges::sort( all, keyLess );
+   }
+   Part result;
+   result.form = keyed ? Part::Form::keyed : Part::Form::list;
+   for ( Keyed& one : all ) {
+      if ( !keyed ) {
+         one.part.key.clear();
+      }
+      result.parts.push_back( std::move( one.part ) );
+   }
+   return result;
+}
 
 Part valuePart( AtomicFnTable const& table, void const* value ) {
    Part result;
@@ -198,7 +194,9 @@ Part attributePart( Qel::TypeRecord const& type, Qel::AttributeRecord const& att
    if ( attribute.kind == AttributeKind::child ) {
       result = childPart( attribute.child( object ), children );
    } else if ( attribute.iterate != nullptr ) {
-      result = severalPart( type, attribute, object, children );
+      result = severalPart( attribute, object, [&]( UntypedElements const& at ) {
+         return elementPart( type, attribute, at, children );
+      } );
    } else if ( attribute.read != nullptr ) {
       result = valuePart( *attribute.value, attribute.read( object ) );
    }

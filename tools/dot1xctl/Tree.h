@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <string>
 #include <string_view>
@@ -8,13 +9,14 @@
 
 #include "Varek/Publisher.h"
 #include "framework/Records.h"
+#include "framework/Untyped.h"
 
 /// Entities and values of any type as texts in a tree, made from their records alone: what TreeText
 /// and TreeJson print.
 ///
-/// Shown is what is stored; constants and derived readings are not. What is held by key in a hash
-/// table is sorted by the keys as printed, numbers by their value, so that two processes that hold
-/// the same print the same. All else is in its own order.
+/// Shown is what is stored; constants and derived readings are not. What is held in a hash table is
+/// sorted by the keys, so that two processes that hold the same print the same. All else is in its
+/// own order.
 namespace Dot1xCtl {
 
 /// An entity, a value, or several of them.
@@ -59,8 +61,9 @@ Part entityPart( Qel::Entity const& );
 std::vector<Part> opened( Part const& );
 /// Whether attributes of this kind are stored, and so shown.
 bool isShown( Qel::AttributeRecord const& );
-/// Sorts the elements of \p keyed by their keys, as all that is held in hash tables is.
-void sortByKey( Part& keyed );
+/// An attribute that holds several; \p element is asked for each of them.
+Part severalPart( Qel::AttributeRecord const&, void const* object,
+                  std::function<Part( Qel::UntypedElements const& )> const& element );
 
 /// Only that it is one, and of which type; nothing for null.
 Part bareEntity( Qel::Entity const* );

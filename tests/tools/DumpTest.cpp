@@ -1,0 +1,312 @@
+#include <algorithm>
+#include <csignal>
+#include <cstddef>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+#include <string>
+#include <string_view>
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "Background.h"
+#include "Dot1xV2/AcctStatus.h"
+#include "Dot1xV2/AuthNStatus.h"
+#include "ToolRun.h"
+#include "Varek/Failures.h"
+#include "dot1xctl/Dump.h"
+#include "dot1xctl/TreeText.h"
+
+/// State files: what was written comes back, and what is not as it was written does nothing.
+namespace {
+
+using namespace Dot1xCtl;
+using namespace Processes;
+using std::to_string;
+
+constexpr std::size_t headSize = 18;
+constexpr std::size_t checksumSize = 4;
+
+struct StateFile : testing::Test {
+   Folder const folder;
+   std::string const path = folder.path + "/state.d1x";
+
+   void write( std::string_view bytes ) const { std::ofstream( path, std::ios::binary ) << bytes; }
+   /// What is said of the file, without its name; nothing if it is good.
+   std::string fault() const {
+      try {
+         readDump( path );
+         return {};
+      } catch ( Varek::Failure const& failure ) {
+         std::string const what = failure.what();
+         EXPECT_TRUE( what.starts_with( path + ": " ) ) << what;
+         return what.substr( std::min( what.size(), path.size() + 2 ) );
+      }
+   }
+   std::size_t filesInFolder() const {
+      auto const all = std::filesystem::directory_iterator( folder.path );
+      return static_cast<std::size_t>( std::distance( begin( all ), end( all ) ) );
+   }
+};
+
+std::string textOf( Roots const& roots ) {
+   std::ostringstream out;
+   printText( out, rootsPart( roots ) );
+   return out.str();
+}
+
+Roots smallRoots( std::string const& called = "02:00:00:00:00:01" ) {
+   auto const acct = Dot1xV2::acctStatusFactory( "acctStatus" );
+   acct->acctSessionStateIs( Lumo::EthAddr( "00:00:5e:00:53:01" ) )
+      ->calledStationIdIs( Lumo::EthAddr( called ) );
+   return { { "acctStatus", acct } };
+}
+
+TEST_F( StateFile, EachByteIsWhereTheDocumentSays ) {
+   using namespace std::string_view_literals;
+   writeDump( path, "state" );
+   EXPECT_EQ( contents( path ), "D1XState\0\1\0\0\0\0\0\0\0\5state\xc4\xfe\x0e\x5c"sv );
+   EXPECT_EQ( readDump( path ), "state" );
+}
+
+TEST_F( StateFile, NoByteCanChangeAndNoneCanGoOrCome ) {
+   // Of a stream, which is not looked at before the file is good.
+   writeDump( path, streamOf( smallRoots() ).substr( 0, 300 ) );
+   std::string const good = contents( path );
+   ASSERT_EQ( fault(), "" );
+   auto const begin = [&]( std::size_t at ) {
+      return at < 8    ? "is no state file"
+             : at < 10 ? "is a state file of version "
+             : at < 18 ? "was c"
+                       : "was changed: it says that its checksum is ";
+   };
+   for ( std::size_t at = 0; at < good.size(); ++at ) {
+      for ( int const bit : { 1, 0x80 } ) {
+         std::string bad = good;
+         bad[at] = static_cast<char>( bad[at] ^ bit );
+         write( bad );
+         ASSERT_TRUE( fault().starts_with( begin( at ) ) ) << at << ": " << fault();
+      }
+   }
+   std::string const says = "it says that it has " +
+                            to_string( good.size() - headSize - checksumSize ) +
+                            " bytes of state, and has ";
+   for ( std::size_t size = 0; size < good.size(); ++size ) {
+      write( good.substr( 0, size ) );
+      bool const short1 = size < headSize + checksumSize;
+      ASSERT_EQ( fault(), short1
+                             ? "was cut: it has " + to_string( size ) +
+                                  " bytes, and a state file 22 at least"
+                             : "was cut: " + says + to_string( size - headSize - checksumSize ) );
+   }
+   write( good + good );
+   EXPECT_EQ( fault(), "was changed: " + says + to_string( 2 * good.size() - 22 ) );
+}
+
+TEST_F( StateFile, WhatIsNoFileIsRefused ) {
+   ASSERT_EQ( ::mkfifo( ( folder.path + "/fifo" ).c_str(), 0600 ), 0 );
+   for ( std::string const& what : { std::string( "/dev/zero" ), folder.path + "/fifo", folder.path,
+                                     std::string( "/dev/full" ) } ) {
+      for ( std::string const& command :
+            { "load '" + what + "'",
+              "replay --tree " + sample( "mba.pcap" ) + " --dump '" + what + "'" } ) {
+         ToolRun const run( command );
+         EXPECT_EQ( run.exitCode, 1 ) << command;
+         EXPECT_EQ( run.err, "dot1xctl: " + what + ": is something else than a file\n" );
+      }
+   }
+   for ( std::string const& what : { folder.path + "/none", folder.path + "/none/state" } ) {
+      ToolRun const run( "load '" + what + "'" );
+      EXPECT_EQ( run.exitCode, 1 );
+      EXPECT_EQ( run.err, "dot1xctl: " + what + ": cannot be opened: No such file or directory\n" );
+   }
+   // A name is told as it can be on a terminal.
+   EXPECT_NE( ToolRun( "load \"$( printf 'x\\033[2J' )\"" ).err.find( "x\\x1b[2J: cannot" ),
+              std::string::npos );
+}
+
+TEST_F( StateFile, WhatIsWellKeptButNoStateIsRefused ) {
+   std::string const good = streamOf( smallRoots() );
+   auto changed = [&]( std::size_t at ) {
+      std::string bad = good;
+      bad[at] = static_cast<char>( bad[at] + 1 );
+      return bad;
+   };
+   struct {
+      std::string stream;
+      char const* reason;
+   } const cases[] = {
+      { "", "ends before it is whole, after 0 bytes" },
+      { good.substr( 0, good.size() - 1 ), "ends before it is whole, after " },
+      { good.substr( 0, 1000 ), "ends before it is whole, after 1000 bytes" },
+      { changed( good.find( "QNboALog" ) ), "no hello of this protocol" },
+      { changed( good.find( "QNboALog" ) + 9 ), "protocol version 2 at the leader" },
+   };
+   for ( auto const& one : cases ) {
+      writeDump( path, one.stream );
+      ToolRun const run( "load " + path );
+      EXPECT_EQ( run.exitCode, 1 ) << one.reason;
+      EXPECT_EQ( run.out, "" ) << one.reason;
+      EXPECT_TRUE( run.err.starts_with( "dot1xctl: " + path + ": the state in it " ) ) << run.err;
+      EXPECT_NE( run.err.find( one.reason ), std::string::npos ) << run.err;
+   }
+}
+
+TEST_F( StateFile, WhatWasHeldBeforeBecomesWhatIsInIt ) {
+   Roots const roots = smallRoots();
+   std::string const before = streamOf( roots );
+   std::ostringstream told;
+   Mirror::Follower follower;
+   apply( before, follower, "first", told );
+   EXPECT_EQ( textOf( { { "acctStatus", follower.root( "acctStatus" ) } } ), textOf( roots ) );
+   std::size_t changes = 0;
+   auto const counting =
+      follower.root( "acctStatus" )
+         ->subscribe( [&]( Varek::Change const& ) { ++changes; }, Varek::Scope::subtree );
+   apply( before, follower, "again", told );
+   EXPECT_EQ( changes, 0u );
+   apply( streamOf( smallRoots( "02:00:00:00:00:02" ) ), follower, "other", told );
+   EXPECT_EQ( changes, 1u );
+   EXPECT_EQ( told.str(), "" );
+}
+
+TEST_F( StateFile, WhatIsNotKnownHereIsCountedAndLeftOut ) {
+   Roots roots = smallRoots();
+   roots["authNStatus"] = Dot1xV2::authNStatusFactory( "authNStatus" );
+   std::string stream = streamOf( roots );
+   std::string const name = "Dot1xV2::AcctStatus";
+   std::size_t const at = stream.find( name );
+   ASSERT_EQ( stream.find( name, at + 1 ), stream.npos );
+   stream.replace( at, name.size(), "Dot1xV2::NextStatus" );
+   writeDump( path, stream );
+   std::ostringstream told;
+   roots.erase( "acctStatus" );
+   EXPECT_EQ( textOf( loadDump( path, told ) ), textOf( roots ) );
+   // All that is below an unknown one, too.
+   EXPECT_TRUE( told.str().starts_with( "dot1xctl: " + path + ": 1 entity and 16 messages of " ) )
+      << told.str();
+}
+
+TEST_F( StateFile, AFailedWriteLeavesTheOldFileAndNothingElse ) {
+   writeDump( path, "old" );
+   pid_t const child = ::fork();
+   if ( child == 0 ) {
+      ::signal( SIGXFSZ, SIG_IGN );
+      rlimit const limit{ 1000, 1000 };
+      ::setrlimit( RLIMIT_FSIZE, &limit );
+      try {
+         writeDump( path, std::string( 5000, 'x' ) );
+         ::_exit( 1 );
+      } catch ( Varek::Failure const& failure ) {
+         ::_exit( failure.what() == path + ": cannot be written: File too large" ? 0 : 2 );
+      }
+   }
+   int status = -1;
+   ::waitpid( child, &status, 0 );
+   EXPECT_EQ( status, 0 );
+   EXPECT_EQ( readDump( path ), "old" );
+   EXPECT_EQ( filesInFolder(), 1u );
+   EXPECT_THROW( writeDump( folder.path + "/none/state", "x" ), Varek::Failure );
+}
+
+TEST_F( StateFile, IsForOneUserAndReplacedAtOnceAlsoBehindALink ) {
+   write( "not a state file, and readable by all" );
+   ASSERT_EQ( ::chmod( path.c_str(), 0644 ), 0 );
+   std::string const link = folder.path + "/link";
+   ASSERT_EQ( ::symlink( "state.d1x", link.c_str() ), 0 );
+   int const reading = ::open( path.c_str(), O_RDONLY | O_CLOEXEC );
+   writeDump( link, "new" );
+   struct stat about {};
+   ASSERT_EQ( ::lstat( link.c_str(), &about ), 0 );
+   EXPECT_TRUE( S_ISLNK( about.st_mode ) );
+   ASSERT_EQ( ::stat( path.c_str(), &about ), 0 );
+   EXPECT_EQ( about.st_mode & 0777, 0600u );
+   EXPECT_EQ( readDump( path ), "new" );
+   char byte = 0;
+   EXPECT_EQ( ::read( reading, &byte, 1 ), 1 );
+   EXPECT_EQ( byte, 'n' ) << "who had the old file open goes on with that";
+   ::close( reading );
+   EXPECT_EQ( filesInFolder(), 2u );
+}
+
+TEST_F( StateFile, HoldsAllThatCapturesAndConfigurationMake ) {
+   std::string const what = sample( "mba.pcap" ) + " " + sample( "acct.pcap" ) + " " +
+                            sample( "wired-eapol.pcap" ) + " --config " + sample( "switch48.json" );
+   std::string const tree = ToolRun( "replay --tree " + what + " --dump " + path ).out;
+   EXPECT_GT( tree.size(), 10000u );
+   ToolRun const load( "load " + path );
+   EXPECT_EQ( load.exitCode, 0 );
+   EXPECT_EQ( load.err, "" );
+   EXPECT_EQ( load.out, tree );
+   EXPECT_EQ( ToolRun( "load --json " + path ).out, ToolRun( "replay --tree --json " + what ).out );
+}
+
+/// What diff says of two files, or of a file and a leader.
+struct Diff : StateFile {
+   std::string const other = folder.path + "/other.d1x";
+   void SetUp() override {
+      ASSERT_EQ( ToolRun( "replay " + sample( "mba.pcap" ) + " --dump " + path ).exitCode, 0 );
+      ASSERT_EQ( ToolRun( "replay " + sample( "mba.pcapng" ) + " --dump " + other ).exitCode, 0 );
+   }
+};
+
+TEST_F( Diff, SameIs0DifferentIs1AndTroubleIs2 ) {
+   write( contents( other ) );
+   std::string const damaged = folder.path + "/damaged";
+   std::ofstream( damaged ) << contents( other ).substr( 0, 500 );
+   SetUp();
+   struct {
+      std::string arguments;
+      int exitCode;
+      char const* told;
+   } const cases[] = {
+      { path + " " + path, 0, "" },
+      { path + " " + other, 1, "" },
+      { path + " " + damaged, 2, "damaged: was cut" },
+      { damaged + " " + path, 2, "damaged: was cut" },
+      { path + " /nonexistent", 2, "/nonexistent: cannot be opened" },
+      { path + " --wait 0.1 unix:/nonexistent", 2, "/nonexistent: cannot connect" },
+      { path + " tcp:x", 2, "a port" },
+      { path, 2, "B is required" },
+   };
+   for ( auto const& one : cases ) {
+      ToolRun const run( "diff " + one.arguments );
+      EXPECT_EQ( run.exitCode, one.exitCode ) << one.arguments;
+      EXPECT_EQ( run.out.empty(), one.exitCode != 1 ) << one.arguments << run.out;
+      EXPECT_EQ( run.err.empty(), one.exitCode != 2 ) << one.arguments << run.err;
+      EXPECT_NE( run.err.find( one.told ), std::string::npos ) << one.arguments << run.err;
+   }
+}
+
+TEST_F( Diff, TellsWhatEachHasOfFilesAndOfLeaders ) {
+   writeDump( path, streamOf( smallRoots() ) );
+   writeDump( other, streamOf( smallRoots( "02:00:00:00:00:02" ) ) );
+   Background const leader( folder, "leader",
+                            "serve --load " + other + " --listen " + folder.address() );
+   constexpr char const* line = "acctStatus/acctSessionState[00:00:5e:00:53:01]/calledStationId "
+                                "02:00:00:00:00:01 -> 02:00:00:00:00:02\n";
+   EXPECT_EQ( ToolRun( "diff " + path + " " + other ).out, line );
+   EXPECT_EQ( ToolRun( "diff " + path + " " + folder.address() ).out, line );
+   EXPECT_EQ( ToolRun( "diff " + other + " " + folder.address() ).exitCode, 0 );
+   ToolRun const json( "diff --json " + path + " " + other );
+   EXPECT_EQ( json.exitCode, 1 );
+   EXPECT_EQ( json.json(), nlohmann::json::parse( R"({"root": "acctStatus",
+      "path": [{"attribute": "acctSessionState", "key": "00:00:5e:00:53:01"}],
+      "attribute": "calledStationId", "old": "02:00:00:00:00:01", "new": "02:00:00:00:00:02"})" ) );
+   // A tree that only one of them has.
+   writeDump( path, streamOf( {} ) );
+   EXPECT_EQ( ToolRun( "diff " + other + " " + path ).out,
+              "acctStatus Dot1xV2::AcctStatus -> -\n" );
+   std::istringstream coming( ToolRun( "diff " + path + " " + other ).out );
+   std::string first;
+   std::getline( coming, first );
+   EXPECT_EQ( first, "acctStatus - -> Dot1xV2::AcctStatus" );
+}
+
+} // namespace

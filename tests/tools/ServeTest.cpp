@@ -1,0 +1,180 @@
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include "Background.h"
+#include "ToolRun.h"
+
+/// serve, and what happens to a leader and those who follow it from the first to the last.
+namespace {
+
+using namespace Processes;
+
+class Serve : public testing::Test {
+protected:
+   Folder const folder;
+   std::string const config = folder.path + "/config.json";
+   std::string const dump = folder.path + "/state.d1x";
+   std::string const listen = " --listen " + folder.address();
+   std::string const connect = " --connect " + folder.address();
+
+   void configure( std::string const& text ) const { std::ofstream( config ) << text; }
+   static bool reaches( std::function<std::string()> const& what, std::string const& end ) {
+      return soon( [&] { return what().ends_with( end ); } );
+   }
+};
+
+TEST_F( Serve, HangupTellsFollowersOfDifferencesAndAFaultChangesNothing ) {
+   configure( R"({"intfStatus": {"Ethernet1-2": {"authZProfile": {"guestVlan": 40}}}})" );
+   Background serve( folder, "serve", "serve --config " + config + listen );
+   Background watch( folder, "watch", "watch" + connect );
+   ASSERT_TRUE( watch.says( "in step" ) ) << serve.err() << watch.err();
+   std::size_t const initial = watch.out().size();
+
+   configure( "{\"dot1xEnabled\": 7}" );
+   serve.signal( SIGHUP );
+   std::string const stays = "dot1xctl: " + config + ": the configuration stays as it was\n";
+   EXPECT_TRUE( reaches( [&] { return serve.err(); },
+                         ":1: $.dot1xEnabled: found 7, expected true or false\n" + stays ) )
+      << serve.err();
+   std::filesystem::remove( config );
+   serve.signal( SIGHUP );
+   EXPECT_TRUE( serve.says( "No such file or directory; the configuration stays as it was\n" ) );
+
+   configure( R"({"intfStatus": {"Ethernet1": {"authZProfile": {"guestVlan": 41}},
+                                 "Ethernet2": {"authZProfile": {"guestVlan": 40}}}})" );
+   serve.signal( SIGHUP );
+   ASSERT_TRUE( serve.says( config + ": read again\n" ) ) << serve.err();
+   std::string const change = "status/intfStatus[Ethernet1]/authZProfile/guestVlan 40 -> 41\n";
+   EXPECT_TRUE( reaches( [&] { return watch.out(); }, change ) ) << watch.out();
+   EXPECT_EQ( watch.out().find( '\n', initial ), watch.out().size() - 1 ) << "one change";
+   EXPECT_EQ( ToolRun( "show config" + connect ).out, ToolRun( "config show " + config ).out );
+   EXPECT_EQ( serve.end( SIGTERM ), 0 );
+   EXPECT_FALSE( std::filesystem::exists( folder.socket() ) );
+}
+
+TEST_F( Serve, WhatIsDumpedAtTheEndIsWhatTheNextOneServes ) {
+   configure( R"({"dot1xEnabled": false})" );
+   std::string const captures = sample( "mba.pcap" ) + " " + sample( "acct.pcap" );
+   std::string tree;
+   {
+      Background serve( folder, "first",
+                        "serve --config " + config + " --dump " + dump + listen + " " + captures );
+      ASSERT_TRUE( serve.says( "listening on" ) ) << serve.err();
+      configure( R"({"dot1xEnabled": true})" );
+      serve.signal( SIGHUP );
+      ASSERT_TRUE( serve.says( "read again" ) ) << serve.err();
+      tree = ToolRun( "show tree" + connect ).out;
+      EXPECT_EQ( tree, ToolRun( "replay --tree --config " + config + " " + captures ).out );
+      EXPECT_EQ( ToolRun( "diff " + dump + " " + folder.address() ).out,
+                 "status/dot1xEnabled false -> true\n" );
+      EXPECT_EQ( serve.end( SIGINT ), 0 );
+      EXPECT_EQ( serve.out(), "" );
+   }
+   EXPECT_EQ( ToolRun( "load " + dump ).out, tree );
+   configure( R"({"intfStatus": {"Ethernet9": {}}})" );
+   Background serve( folder, "second",
+                     "serve --load " + dump + " --config " + config + " --dump " + dump + listen );
+   ASSERT_TRUE( serve.says( "listening on" ) ) << serve.err();
+   EXPECT_EQ( ToolRun( "show config" + connect ).out, ToolRun( "config show " + config ).out )
+      << "the configuration is that of its own file";
+   EXPECT_EQ( ToolRun( "show sessions" + connect ).out,
+              ToolRun( "replay --show sessions " + captures ).out );
+   // The end that cannot be as it should be is told.
+   std::filesystem::remove( dump );
+   std::filesystem::create_directory( dump );
+   EXPECT_EQ( serve.end( SIGTERM ), 1 );
+   EXPECT_TRUE( serve.err().ends_with( dump + ": is something else than a file\n" ) );
+   EXPECT_FALSE( std::filesystem::exists( folder.socket() ) );
+}
+
+TEST_F( Serve, WhatCannotBeServedIsToldAndNoSocketStays ) {
+   configure( "{" );
+   std::ofstream( dump ) << "D1XStat";
+   std::ofstream( folder.path + "/precious" ) << "precious";
+   Background const live(
+      folder, "live", "serve " + sample( "mba.pcap" ) + " --listen unix:" + folder.path + "/live" );
+   ASSERT_TRUE( live.says( "listening" ) );
+   std::string const good = " " + sample( "mba.pcap" );
+   struct {
+      std::string arguments;
+      int exitCode;
+      std::string told;
+   } const cases[] = {
+      { listen, 2, "one of --config, --load and CAPTURE is required" },
+      { good, 2, "--listen" },
+      { listen + good + " --load " + dump, 2, "--load" },
+      { listen + " --config " + config, 1, config + ":1: " },
+      { listen + " --load " + dump, 1, dump + ": was cut" },
+      { listen + good + " --dump " + folder.path, 1, ": is something else than a file" },
+      { listen + good + " --dump /nonexistent/x", 1, "/nonexistent/x: a file beside it" },
+      { good + " --listen unix:" + folder.path + "/live", 1,
+        "cannot listen: a process listens there already" },
+      { good + " --listen unix:" + folder.path + "/precious", 1,
+        "cannot listen: there is something else than a socket" },
+      { good + " --listen unix:" + folder.path, 1,
+        "cannot listen: there is something else than a socket" },
+   };
+   for ( auto const& one : cases ) {
+      ToolRun const run( "serve" + one.arguments );
+      EXPECT_EQ( run.exitCode, one.exitCode ) << one.arguments;
+      EXPECT_EQ( run.out, "" );
+      EXPECT_NE( run.err.find( one.told ), std::string::npos ) << one.arguments << run.err;
+      EXPECT_EQ( run.err.find( "listening on" ), std::string::npos ) << one.arguments;
+      EXPECT_FALSE( std::filesystem::exists( folder.socket() ) ) << one.arguments;
+   }
+   EXPECT_EQ( contents( folder.path + "/precious" ), "precious" );
+   EXPECT_EQ( ToolRun( "show --connect unix:" + folder.path + "/live" ).exitCode, 0 );
+}
+
+/// From captures through a leader that is killed and comes again, to a file, to another leader.
+TEST_F( Serve, TheWholeWay ) {
+   std::string const what = "--block-after 1 " + sample( "wired-eapol.pcap" ) + " " +
+                            sample( "mba.pcap" ) + " " + sample( "eap-radius.pcap" ) + " " +
+                            sample( "acct.pcap" ) + " --config " + sample( "switch48.json" );
+   auto leader = std::make_unique<Background>( folder, "first", "replay " + what + listen );
+   Background watch( folder, "watch", "watch" + connect );
+   std::string const tree = ToolRun( "replay --tree " + what ).out;
+   ToolRun const show( "show tree" + connect );
+   EXPECT_EQ( show.exitCode, 0 ) << show.err;
+   EXPECT_EQ( show.out, tree );
+   ASSERT_TRUE( watch.says( "in step" ) ) << watch.err();
+   std::string const watched = watch.out();
+   EXPECT_GT( watched.size(), 10000u );
+
+   EXPECT_EQ( leader->end( SIGKILL ), -1 );
+   ASSERT_TRUE( watch.says( "trying again" ) );
+   EXPECT_TRUE( std::filesystem::exists( folder.socket() ) ) << "nobody was left to remove it";
+   std::size_t const before = watch.err().size();
+   leader = std::make_unique<Background>( folder, "again", "replay " + what + listen );
+   ASSERT_TRUE( soon( [&] { return watch.err().find( "in step", before ) != std::string::npos; } ) )
+      << watch.err() << leader->err();
+   EXPECT_EQ( watch.out(), watched ) << "there is no difference to tell of";
+
+   ToolRun const dumped( "dump " + dump + connect );
+   EXPECT_EQ( dumped.exitCode, 0 ) << dumped.err;
+   std::string const elsewhere = folder.address() + ".2";
+   Background const other( folder, "other", "serve --load " + dump + " --listen " + elsewhere );
+   for ( std::string const& pair :
+         { folder.address() + " " + elsewhere, elsewhere + " " + dump } ) {
+      ToolRun const diff( "diff --wait 10 " + pair );
+      EXPECT_EQ( diff.exitCode, 0 ) << pair << diff.err;
+      EXPECT_EQ( diff.out + diff.err, "" ) << pair;
+   }
+   for ( char const* form : { "", " --json" } ) {
+      std::string const own = ToolRun( "replay --show all " + what + form ).out;
+      EXPECT_GT( own.size(), 1000u );
+      EXPECT_EQ( ToolRun( "show all" + connect + form ).out, own );
+      EXPECT_EQ( ToolRun( "show all --connect " + elsewhere + form ).out, own );
+   }
+   EXPECT_EQ( watch.end( SIGINT ), 0 );
+   EXPECT_EQ( leader->end( SIGTERM ), 0 );
+}
+
+} // namespace

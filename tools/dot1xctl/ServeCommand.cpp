@@ -1,0 +1,70 @@
+#include "Commands.h"
+
+#include <memory>
+#include <string>
+
+#include "Options.h"
+
+namespace Dot1xCtl {
+
+namespace {
+
+constexpr char const* help = R"(
+Publishes trees until SIGINT or SIGTERM, without printing anything of them:
+
+  --config FILE   the configuration in a file (see config), as "status"
+  --load FILE     the trees in a state file (see dump); but "status" is that
+                  of --config, if both are given
+  CAPTURE...      what replay makes of captures
+
+"listening on ADDRESS" on standard error says that they are there; show and
+watch follow them from another process. A unix: address that a process left
+behind is taken over, one at which somebody listens is not; its file goes with
+the process. See replay for the forms of ADDRESS.
+
+SIGHUP reads the configuration again: those who follow are told of what is
+different. If the file has a fault, that is told, and what is published stays.
+
+--dump writes all trees to FILE before they are published, and again at the end,
+as they are then; so that serve --load FILE --dump FILE goes on where it ended.
+
+Exit code 1, with the reason on standard error and before anything is published,
+if ADDRESS is taken or a file of --config, --load or --dump is faulty or cannot
+be read or written; at the end, if one of --dump cannot be, or a capture had
+faults.)";
+
+} // namespace
+
+void addServe( CLI::App& app, Action& action ) {
+   struct Given {
+      ReplayOptions options;
+      std::string listen;
+   };
+   auto const given = std::make_shared<Given>();
+   ReplayOptions& options = given->options;
+   options.silent = true;
+   CLI::App* const command =
+      app.add_subcommand( "serve", "Publish a configuration or state until told to end" );
+   CLI::Option* const captures =
+      command->add_option( "CAPTURE", options.captures, "Captures to publish the state of" );
+   addressOption( *command, "--listen", given->listen, "Where to publish" )->required();
+   addConfigOption( *command, options );
+   command->add_option( "--load", options.load, "Publish the trees in this state file" )
+      ->type_name( "FILE" )
+      ->excludes( captures );
+   command->add_option( "--dump", options.dump, "Write the trees to this file, too" )
+      ->type_name( "FILE" );
+   command->footer( help );
+   command->callback( [given, &action] {
+      ReplayOptions& asked = given->options;
+      if ( asked.config.empty() && asked.load.empty() && asked.captures.empty() ) {
+         throw CLI::ValidationError( "serve", "one of --config, --load and CAPTURE is required" );
+      }
+      action = [given] {
+         given->options.listen.emplace( given->listen );
+         return replay( given->options );
+      };
+   } );
+}
+
+} // namespace Dot1xCtl
