@@ -178,7 +178,7 @@ CLI::App& add( CLI::App& app, char const* name, char const* description, char co
 }
 
 void addWait( CLI::App& command, Given& given ) {
-   command.add_option( "--wait", given.wait, "How many seconds to wait for something to come" )
+   command.add_option( "--wait", given.wait, "Seconds to wait for more" )
       ->capture_default_str()
       ->check( CLI::Range( 0.001, 1e6 ) );
 }

@@ -20,7 +20,7 @@ void colourOption( CLI::App& command, ColourUse& use ) {
    command
       .add_option_function<std::string>(
          "--color", [&use]( std::string const& name ) { use = names.at( name ); },
-         "Colours in tables; auto is on a terminal, unless NO_COLOR is set" )
+         "Colours in tables, where not JSON" )
       ->check( CLI::IsMember( { "auto", "always", "never" } ) )
       ->default_str( "auto" );
 }

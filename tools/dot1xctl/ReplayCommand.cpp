@@ -78,9 +78,7 @@ void addReplay( CLI::App& app, Action& action ) {
    command->add_option( "CAPTURE", options.captures, "Files to read, in this order" )->required();
    command->add_flag( "--json", options.json, "Print JSON instead of text" );
    command->add_flag( "--tree", options.tree, "Print the trees that --listen publishes" );
-   command
-      ->add_option( "--macs", options.sizing.macs,
-                    "Play copies of the exchanges, for so many supplicants" )
+   command->add_option( "--macs", options.sizing.macs, "Play copies, for so many supplicants" )
       ->check( CLI::Range( 1, 1000000 ) );
    command->add_option( "--repeat", options.sizing.repeat, "Play everything so many times" )
       ->capture_default_str()

@@ -26,6 +26,8 @@ have come whole, and prints of an authenticator's state
                     or element a line, indented; text is in quotes
 
 "-" is what is not there. Tables have 80 columns; what does not fit is cut.
+Colours are for a terminal, unless NO_COLOR is set or TERM is "dumb"; --color
+says otherwise.
 
 Exit code 1, with the reason on standard error, if there is no connection, it is
 refused or ends, not everything has come in time, or it has no such table.
@@ -93,7 +95,7 @@ void addShow( CLI::App& app, Action& action ) {
    colourOption( *command, given->colour );
    command->add_flag( "--diff", given->difference,
                       "Of config only what differs from the defaults" );
-   command->add_option( "--wait", given->wait, "How many seconds to wait for something to come" )
+   command->add_option( "--wait", given->wait, "Seconds to wait for more" )
       ->capture_default_str()
       ->check( CLI::Range( 0.001, 1e6 ) );
    auto& filters = given->filters;

@@ -84,7 +84,8 @@ bool filter( Table& table, std::map<std::string, std::string> const& filters ) {
 void printTree( std::ostream& out, Roots const& roots, bool json ) {
    Part const part = rootsPart( roots );
    if ( json ) {
-      out << compact( jsonOf( part ) ) << '\n';
+      printJson( out, part );
+      out << '\n';
    } else {
       printText( out, part );
    }

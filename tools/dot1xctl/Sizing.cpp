@@ -54,6 +54,9 @@ std::string counted( std::uint64_t count, char const* one, char const* several )
 
 void playSized( Copies const& copies, Agent& agent, SizingOptions const& options,
                 std::function<bool()> const& interrupted, bool progress, std::ostream& out ) {
+   if ( copies.captured() == 0 ) {
+      out << "dot1xctl: there is no supplicant in the captures that could be copied\n";
+   }
    using Clock = std::chrono::steady_clock;
    std::uint64_t changes = 0;
    std::vector<Varek::Subscription> counting;
@@ -104,10 +107,13 @@ void playSized( Copies const& copies, Agent& agent, SizingOptions const& options
    std::uint64_t const many = std::max( supplicants, sessions );
    if ( residentBefore && residentAfter && many != 0 ) {
       double const grown = *residentAfter - *residentBefore;
+      // Of few supplicants the pages of memory say nothing.
+      constexpr std::uint64_t enough = 1000;
+      std::string const each =
+         ", " + std::to_string( std::llround( grown / static_cast<double>( many ) ) ) +
+         " bytes a " + ( supplicants >= sessions ? "supplicant" : "session" );
       row( out, "memory",
-           megabytes( grown ) + " more resident, " +
-              std::to_string( std::llround( grown / static_cast<double>( many ) ) ) + " bytes a " +
-              ( supplicants >= sessions ? "supplicant" : "session" ) + "; of it " +
+           megabytes( grown ) + " more resident" + ( many < enough ? "" : each ) + "; of it " +
               megabytes( static_cast<double>( slabs ) ) + " entities and sequences" );
    }
    out.flush();

@@ -189,13 +189,13 @@ Table portsTable( AuthZStatus const& status ) {
 Table supplicantsTable( AuthNStatus const& status, AuthZStatus const* authZ ) {
    Table table{ "supplicants",
                 { { "mac", "MAC" },
-                  { "port", "port", 10 },
+                  { "port", "port", 14 },
                   { "phase", "phase" },
                   { "method", "method" },
                   { "stage", "result", 9 },
-                  { "identity", "identity", 8 },
+                  { "identity", "identity", 7 },
                   { "vlan", "VLAN", 8 },
-                  { "filter", "filter", 8 },
+                  { "filter", "filter", 7 },
                   { "authorized", "" } },
                 {} };
    for ( auto const* one : sorted( status.supplicant() ) ) {

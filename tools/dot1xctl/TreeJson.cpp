@@ -1,5 +1,6 @@
 #include "TreeJson.h"
 
+#include <ostream>
 #include <string_view>
 #include <utility>
 
@@ -85,6 +86,23 @@ Json jsonOf( Part const& part, EntityForm form ) {
       }
    }
    return result;
+}
+
+void printJson( std::ostream& out, Part const& part ) {
+   if ( part.form != Part::Form::entity && part.form != Part::Form::keyed ) {
+      out << compact( jsonOf( part ) );
+      return;
+   }
+   bool const entity = part.form == Part::Form::entity;
+   out << ( entity ? "{\"type\":" + compact( part.type ) + ",\"attributes\":{" : "{" );
+   char const* between = "";
+   for ( Part const& one : part.unopened != nullptr ? opened( part ) : part.parts ) {
+      out << between << compact( entity ? Json( one.name ) : Json( memberName( one.key.front() ) ) )
+          << ':';
+      printJson( out, one );
+      between = ",";
+   }
+   out << ( entity ? "}}" : "}" );
 }
 
 Json jsonOf( std::string const& time, std::string const& root, ChangePart const& change ) {

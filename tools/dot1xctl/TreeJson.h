@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <iosfwd>
 #include <string>
 
 #include <nlohmann/json.hpp>
@@ -18,6 +19,9 @@ namespace Dot1xCtl {
 enum class EntityForm : std::uint8_t { typed, bare };
 
 nlohmann::ordered_json jsonOf( Part const&, EntityForm = EntityForm::typed );
+
+/// The same as text, without spaces; what is unopened is printed as it is opened.
+void printJson( std::ostream&, Part const& );
 
 /// {"time", "root", "path", "attribute", "key", "old", "new"}; path is an array of
 /// {"attribute", "key"}, and key left out where there is none.
