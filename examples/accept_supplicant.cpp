@@ -1,0 +1,76 @@
+#include <iostream>
+#include <optional>
+
+#include "Dot1xV2/AuthNStatus.h"
+#include "Dot1xV2/AuthZStatus.h"
+#include "framework/Assign.h"
+
+using namespace Dot1xV2;
+using RadiusPktParserBase::Attribute;
+using RadiusPktParserBase::TaggedStr;
+
+template<class T>
+std::optional<T> firstOf( AaaResponse const& answer, char const* name ) {
+   AaaAttribute const* const held = answer.aaaAttribute( Attribute( name ) );
+   bool const any = held != nullptr && !held->attrValue().empty();
+   T const* const value = any ? std::get_if<T>( &held->attrValue()[0].variant() ) : nullptr;
+   return value != nullptr ? std::optional( *value ) : std::nullopt;
+}
+
+// What an Access-Accept means for the state. There is no "has it changed?" anywhere: a mutator that
+// is given what is there already tells nobody.
+void accepted( AuthNStatus& authN, AuthZStatus& authZ, AaaResponse const& answer,
+               Lumo::IntfId intf ) {
+   auto const supplicant = authN.supplicantIs( answer.callingStationId() );
+   auto const phase = supplicant->phaseStatusIs( AuthNZPhaseType( AuthNZPhaseEnum::authNZPhase1 ) );
+   Qel::assignEntity( *phase->aaaResponseIs( answer.type() ), answer );
+   phase->stageIs( AuthNPhaseStage::phaseSuccess );
+   AuthNZPhase completed;
+   completed.valueIs( AuthNZPhaseEnum::authNZCompleted );
+   supplicant->authPhaseIs( completed );
+   supplicant->intfIdIs( intf );
+   supplicant->identityIs( firstOf<Varek::String>( answer, "User-Name" ).value_or( "" ) );
+
+   AuthZAttrs allowed;
+   allowed.identityIs( firstOf<Varek::String>( answer, "User-Name" ) );
+   allowed.filterIdIs( firstOf<Varek::String>( answer, "Filter-Id" ) );
+   // Of several tunnels, those to a VLAN would have to be found by their tags (RFC 2868 3.1).
+   if ( auto const tunnel = firstOf<TaggedStr>( answer, "Tunnel-Private-Group-Id" ) )
+      allowed.vlanIdIs( tunnel->value );
+   auto const port = authZ.authZPortStatusIs( intf );
+   port->authorizedMacsIs( answer.callingStationId() )->attrIs( allowed );
+   port->portAuthStateIs( PortAuthState::authorized );
+   port->authorizedIs( true );
+}
+
+int main() {
+   auto const answer = aaaResponseFactory( AaaResponseType::accepted );
+   answer->callingStationIdIs( Lumo::EthAddr( "00:00:5e:00:53:01" ) );
+   auto const says = [&]( char const* name, RadiusPktParserBase::AttrValue const& value ) {
+      AaaAttribute attribute{ Attribute( name ) };
+      attribute.attrValuePush( value );
+      answer->aaaAttributeIs( attribute );
+   };
+   says( "User-Name", "alice" );
+   says( "Tunnel-Private-Group-Id", TaggedStr{ 1, "STAFF" } );
+
+   auto const authN = authNStatusFactory( "authNStatus" );
+   auto const authZ = authZStatusFactory( "authZStatus" );
+   int changes = 0;
+   auto const count = [&]( Varek::Change const& ) { ++changes; };
+   auto const ofAuthN = authN->subscribe( count, Varek::Scope::subtree );
+   auto const ofAuthZ = authZ->subscribe( count, Varek::Scope::subtree );
+   auto const handle = [&]( char const* what ) {
+      changes = 0;
+      accepted( *authN, *authZ, *answer, Lumo::IntfId( "Ethernet1" ) );
+      std::cout << what << ": " << changes << " changes\n";
+   };
+   handle( "accepted" );
+   handle( "the same again" );
+   says( "Filter-Id", "acl-staff" );
+   handle( "with a filter" );
+   std::cout << authZ->authZPortStatus( Lumo::IntfId( "Ethernet1" ) )
+                   ->authorizedMacs( answer->callingStationId() )
+                   ->attr()
+             << '\n';
+}

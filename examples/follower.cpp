@@ -1,0 +1,49 @@
+#include <iostream>
+#include <map>
+
+#include <poll.h>
+
+#include "Dot1xV2/AuthNStatus.h"
+#include "mirror/Follower.h"
+#include "mirror/Socket.h"
+
+// "Dot1xV2::AuthZPortStatus authorized: true", "Dot1xV2::AuthNStatus supplicant[00:00:5e:00:53:08]"
+void print( Varek::Change const& change ) {
+   Qel::Entity const& entity = Qel::entityOf( change );
+   Qel::TypeRecord const& type = Qel::typeRecord( entity );
+   Qel::AttributeRecord const& attribute = *type.attribute( change.id() );
+   std::cout << type.name << ' ' << attribute.name;
+   if ( change.keyData() != nullptr )
+      std::cout << '[' << attribute.key->inspectEncodeToString( change.keyData() ) << ']';
+   if ( attribute.kind == Qel::AttributeKind::plain )
+      std::cout << ": " << attribute.value->inspectEncodeToString( attribute.read( &entity ) );
+   std::cout << std::endl;
+}
+
+int main( int argc, char** argv ) try {
+   // A use of the library, without which the linker may leave it out: its types would be unknown.
+   VAREK_ASSERT( Varek::ModuleInspectData::find( Dot1xV2::authNStatusModule.name ) );
+   Mirror::Follower follower;
+   std::map<Varek::String, Varek::Subscription> subscriptions;
+   follower.onRoot = [&]( Varek::String const& name, Qel::Entity& root ) {
+      subscriptions[name] = root.subscribe( print, Varek::Scope::subtree );
+   };
+   follower.onSynced = [] { std::cout << "in step" << std::endl; };
+   follower.connectedIs( Mirror::connectUnix( argc > 1 ? argv[1] : "" ).release() );
+   while ( !follower.closed() ) {
+      pollfd ready{ follower.fd(), POLLIN, 0 };
+      if ( follower.wantsWrite() )
+         ready.events |= POLLOUT;
+      poll( &ready, 1, 1000 ); // deadlines are of seconds
+      if ( ready.revents & POLLOUT )
+         follower.onWritable();
+      if ( ready.revents & ~POLLOUT )
+         follower.onReadable();
+      follower.tick( Mirror::Clock::now() );
+   }
+   std::cerr << follower.reason() << '\n';
+   return 1;
+} catch ( Varek::Failure const& failure ) {
+   std::cerr << failure.what() << '\n';
+   return 1;
+}
