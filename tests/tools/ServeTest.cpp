@@ -98,8 +98,8 @@ TEST_F( Serve, WhatCannotBeServedIsToldAndNoSocketStays ) {
    configure( "{" );
    std::ofstream( dump ) << "D1XStat";
    std::ofstream( folder.path + "/precious" ) << "precious";
-   Background const live(
-      folder, "live", "serve " + sample( "mba.pcap" ) + " --listen unix:" + folder.path + "/live" );
+   Background live( folder, "live",
+                    "serve " + sample( "mba.pcap" ) + " --listen unix:" + folder.path + "/live" );
    ASSERT_TRUE( live.says( "listening" ) );
    std::string const good = " " + sample( "mba.pcap" );
    struct {
@@ -131,6 +131,9 @@ TEST_F( Serve, WhatCannotBeServedIsToldAndNoSocketStays ) {
    }
    EXPECT_EQ( contents( folder.path + "/precious" ), "precious" );
    EXPECT_EQ( ToolRun( "show --connect unix:" + folder.path + "/live" ).exitCode, 0 );
+   // With no configuration to be read again it ends.
+   EXPECT_EQ( live.end( SIGHUP ), 0 );
+   EXPECT_FALSE( std::filesystem::exists( folder.path + "/live" ) );
 }
 
 /// From captures through a leader that is killed and comes again, to a file, to another leader.

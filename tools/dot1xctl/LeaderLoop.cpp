@@ -19,6 +19,7 @@ LeaderLoop::LeaderLoop( Address const& address )
 void LeaderLoop::onHangupIs( std::function<void()> call ) {
    // One that comes before run() waits for it.
    hangup_.add( SIGHUP );
+   signals_.without( SIGHUP );
    onHangup_ = std::move( call );
 }
 

@@ -13,15 +13,15 @@ namespace Dot1xCtl {
 /// Listens at an address and drives a leader for those who connect there, until a signal.
 class LeaderLoop {
 public:
-   /// Listens from now on; who connects waits until run(). Takes SIGINT and SIGTERM from now on.
-   /// Throws Mirror::SocketError.
+   /// Listens from now on; who connects waits until run(). Takes SIGINT, SIGTERM and SIGHUP from
+   /// now on. Throws Mirror::SocketError.
    explicit LeaderLoop( Address const& );
    LeaderLoop( LeaderLoop const& ) = delete;
    LeaderLoop& operator=( LeaderLoop const& ) = delete;
 
    /// With the port that it got.
    Address const& address() const { return address_; }
-   /// Whether SIGINT or SIGTERM has come.
+   /// Whether one of these has come.
    bool interrupted() { return signals_.caught(); }
    Mirror::Leader& leader() { return leader_; }
    /// Takes SIGHUP, too, from now on; run() calls \p call for it.

@@ -22,7 +22,7 @@ int duplicate( int fd ) {
 
 } // namespace
 
-Signals::Signals( asio::io_context& io ) : io_( io ), set_( io, SIGINT, SIGTERM ) {
+Signals::Signals( asio::io_context& io ) : io_( io ), set_( io, SIGINT, SIGTERM, SIGHUP ) {
    set_.async_wait( [this]( asio::error_code error, int ) {
       if ( !error ) {
          caught_ = true;

@@ -15,12 +15,14 @@
 /// thread; every handler runs in io.run().
 namespace Dot1xCtl {
 
-/// SIGINT and SIGTERM, from when it is made: they end the loop and nothing else.
+/// SIGINT, SIGTERM and SIGHUP, from when it is made: they end the loop and nothing else.
 class Signals {
 public:
    explicit Signals( asio::io_context& io );
    /// Whether one has come; looks for it.
    bool caught();
+   /// Leaves \p signal to others.
+   void without( int signal ) { set_.remove( signal ); }
 
 private:
    asio::io_context& io_;

@@ -24,6 +24,7 @@ the process. See replay for the forms of ADDRESS.
 
 SIGHUP reads the configuration again: those who follow are told of what is
 different. If the file has a fault, that is told, and what is published stays.
+Without --config it ends as SIGTERM does.
 
 --dump writes all trees to FILE before they are published, and again at the end,
 as they are then; so that serve --load FILE --dump FILE goes on where it ended.
