@@ -1,6 +1,7 @@
 # What a stranger does with an installed copy: installs BUILD_DIR below WORK_DIR, moves the copy, and
 # builds project/ against it, through find_package and through pkg-config. No file of the copy may
 # lead back to where it came from, and its programs must find their libraries by themselves.
+# With PACKAGE the copy is what a Debian package of BUILD_DIR unpacks.
 
 cmake_minimum_required( VERSION 3.25 )
 
@@ -51,9 +52,28 @@ foreach( variable DESTDIR LD_LIBRARY_PATH CXXFLAGS LDFLAGS )
    unset( ENV{${variable}} )
 endforeach()
 file( REMOVE_RECURSE ${WORK_DIR} )
-run( ignored ${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${WORK_DIR}/installed )
-set( copy ${WORK_DIR}/moved )
-file( RENAME ${WORK_DIR}/installed ${copy} )
+if( PACKAGE )
+   find_program( DPKG_DEB dpkg-deb REQUIRED )
+   run( ignored ${CMAKE_CPACK_COMMAND} -G DEB --config ${BUILD_DIR}/CPackConfig.cmake
+      -B ${WORK_DIR}/package )
+   file( GLOB package ${WORK_DIR}/package/*.deb )
+   run( ignored ${DPKG_DEB} -x ${package} ${WORK_DIR}/root )
+   set( copy ${WORK_DIR}/root/usr )
+   run( needs ${DPKG_DEB} -f ${package} Depends )
+   if( NOT needs MATCHES "libc6 .*libstdc[+][+]6" OR needs MATCHES "dot1x" )
+      message( FATAL_ERROR "${package} depends on \"${needs}\"" )
+   endif()
+   foreach( file share/doc/dot1xv2/copyright share/man/man1/dot1xctl.1
+         share/bash-completion/completions/dot1xctl )
+      if( TOOL AND NOT EXISTS ${copy}/${file} )
+         message( FATAL_ERROR "${package} has no ${file}" )
+      endif()
+   endforeach()
+else()
+   run( ignored ${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${WORK_DIR}/installed )
+   set( copy ${WORK_DIR}/moved )
+   file( RENAME ${WORK_DIR}/installed ${copy} )
+endif()
 
 file( GLOB_RECURSE texts ${copy}/*.cmake ${copy}/*.pc )
 foreach( text ${texts} )
