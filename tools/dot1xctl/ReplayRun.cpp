@@ -70,81 +70,123 @@ void print( Roots const& roots, ReplayOptions const& options ) {
    printState( std::cout, roots, request );
 }
 
-} // namespace
+/// One run of replay or serve, step by step: nothing is read before it is sure that it can be
+/// published.
+class Run {
+public:
+   explicit Run( ReplayOptions const& options )
+      : options_( options ), bar_( "reading", barFits( options ) ), output_( outputOf( options ) ),
+        replay_( *output_, problems_, keeps() ? Replay::Answers::keep : Replay::Answers::pass ),
+        agent_( options.agent ) {}
 
-int replay( ReplayOptions const& options ) {
-   Varek::Ptr<Dot1xV2::Status> config;
-   Roots roots;
-   if ( !options.config.empty() ) {
-      config = loadConfig( options.config, std::cerr );
-      if ( !config ) {
+   int go() {
+      if ( !configure() ) {
          return 1;
       }
-      roots[statusName] = config;
-   }
-   std::unique_ptr<LeaderLoop> loop;
-   if ( options.listen ) {
-      loop = std::make_unique<LeaderLoop>( *options.listen );
-      if ( config ) {
-         loop->onHangupIs( [&] { readAgain( options.config, *config ); } );
-      }
-   }
-   auto const interrupted = [&] { return loop != nullptr && loop->interrupted(); };
-
-   Problems problems( std::cerr );
-   std::unique_ptr<Output> const output = outputOf( options );
-   bool const keep = options.tree || loop != nullptr || !options.dump.empty();
-   Replay replay( *output, problems, keep ? Replay::Answers::keep : Replay::Answers::pass );
-   replay.interrupted = interrupted;
-   // Beside what is printed on the same terminal, a bar has no place.
-   bool const quiet = options.tree || options.show || ::isatty( STDOUT_FILENO ) == 0;
-   Progress bar( "reading", quiet && !options.json );
-   replay.progress = [&bar]( std::uint64_t at, std::uint64_t of ) { bar.at( at, of ); };
-   problems.beforeOutput = [&bar] { bar.hide(); };
-   Agent agent( options.agent );
-   Copies copies;
-   if ( options.sizing ) {
-      replay.agent = &copies;
-   } else if ( keep || options.show ) {
-      replay.agent = &agent;
-   }
-   for ( std::string const& capture : options.captures ) {
+      listen();
+      read();
+      gather();
       if ( !interrupted() ) {
-         replay.file( capture );
+         dump();
+      }
+      if ( !interrupted() && loop_ != nullptr ) {
+         publish();
+         dump();
+      }
+      return problems_.count() == 0 ? 0 : 1;
+   }
+
+private:
+   bool keeps() const {
+      return options_.tree || options_.listen.has_value() || !options_.dump.empty();
+   }
+   /// Beside what is printed on the same terminal, a bar has no place.
+   static bool barFits( ReplayOptions const& options ) {
+      return !options.json && ( options.tree || options.show || ::isatty( STDOUT_FILENO ) == 0 );
+   }
+   bool interrupted() const { return loop_ != nullptr && loop_->interrupted(); }
+
+   bool configure() {
+      if ( !options_.config.empty() ) {
+         config_ = loadConfig( options_.config, std::cerr );
+         roots_[statusName] = config_;
+      }
+      return options_.config.empty() || config_ != nullptr;
+   }
+
+   void listen() {
+      if ( options_.listen ) {
+         loop_ = std::make_unique<LeaderLoop>( *options_.listen );
+         if ( config_ ) {
+            loop_->onHangupIs( [this] { readAgain( options_.config, *config_ ); } );
+         }
       }
    }
-   bar.hide();
-   output->summary( replay.summary() );
-   if ( options.sizing && !interrupted() ) {
-      playSized( copies, agent, options.sizing, interrupted, !options.json, std::cerr );
-   }
-   if ( !options.captures.empty() ) {
-      roots.merge( rootsOf( replay, agent ) );
-   }
-   if ( !options.load.empty() ) {
-      roots.merge( loadDump( options.load, std::cerr ) );
-   }
-   if ( options.tree || options.show ) {
-      print( roots, options );
-   }
-   std::cout.flush();
-   auto const dump = [&] {
-      if ( !options.dump.empty() ) {
-         writeDump( options.dump, streamOf( roots ) );
+
+   void read() {
+      replay_.interrupted = [this] { return interrupted(); };
+      replay_.progress = [this]( std::uint64_t at, std::uint64_t of ) { bar_.at( at, of ); };
+      problems_.beforeOutput = [this] { bar_.hide(); };
+      if ( options_.sizing ) {
+         replay_.agent = &copies_;
+      } else if ( keeps() || options_.show ) {
+         replay_.agent = &agent_;
       }
-   };
-   if ( !interrupted() ) {
-      dump();
-   }
-   if ( !interrupted() && loop != nullptr ) {
-      for ( auto const& [name, root] : roots ) {
-         loop->leader().rootIs( name, root );
+      for ( std::string const& capture : options_.captures ) {
+         if ( !interrupted() ) {
+            replay_.file( capture );
+         }
       }
-      std::cerr << "listening on " << stringValue( loop->address() ) << std::endl;
-      loop->run();
-      dump();
+      bar_.hide();
+      output_->summary( replay_.summary() );
    }
-   return problems.count() == 0 ? 0 : 1;
-}
+
+   void gather() {
+      if ( options_.sizing && !interrupted() ) {
+         playSized(
+            copies_, agent_, options_.sizing, [this] { return interrupted(); }, !options_.json,
+            std::cerr );
+      }
+      if ( !options_.captures.empty() ) {
+         roots_.merge( rootsOf( replay_, agent_ ) );
+      }
+      if ( !options_.load.empty() ) {
+         roots_.merge( loadDump( options_.load, std::cerr ) );
+      }
+      if ( options_.tree || options_.show ) {
+         print( roots_, options_ );
+      }
+      std::cout.flush();
+   }
+
+   void dump() const {
+      if ( !options_.dump.empty() ) {
+         writeDump( options_.dump, streamOf( roots_ ) );
+      }
+   }
+
+   void publish() {
+      for ( auto const& [name, root] : roots_ ) {
+         loop_->leader().rootIs( name, root );
+      }
+      std::cerr << "listening on " << stringValue( loop_->address() ) << std::endl;
+      loop_->run();
+   }
+
+   ReplayOptions const& options_;
+   Varek::Ptr<Dot1xV2::Status> config_;
+   Roots roots_;
+   std::unique_ptr<LeaderLoop> loop_;
+   Progress bar_;
+   Problems problems_{ std::cerr };
+   std::unique_ptr<Output> const output_;
+   Replay replay_;
+   Agent agent_;
+   Copies copies_;
+};
+
+} // namespace
+
+int replay( ReplayOptions const& options ) { return Run( options ).go(); }
 
 } // namespace Dot1xCtl
