@@ -122,6 +122,14 @@ private:
    std::vector<Mirror::LeaderConnection*> connections_;
 };
 
+/// How long it takes to tell all answers to a follower that has none, in seconds for each.
+inline double fullSync( Mirrored& mirrored ) {
+   mirrored.followerIs();
+   auto const begin = Clock::now();
+   mirrored.awaitAll();
+   return since( begin ) / answers;
+}
+
 /// Makes the first answer's station another, which the followers report.
 inline void stationToggle() {
    auto const first = table().holder( 0 )->aaaResponse();

@@ -45,6 +45,19 @@ double now() {
       .count();
 }
 
+/// By how much the memory of this process has grown since it was made.
+class Growth {
+public:
+   double heap() const { return static_cast<double>( memory().heap - before_.heap ); }
+   void put( Side& side ) const {
+      side.heap = heap();
+      side.resident = static_cast<double>( memory().resident - before_.resident );
+   }
+
+private:
+   Memory const before_ = memory();
+};
+
 /// Runs a leader and a follower with a socket between them, and puts down what they measured.
 void measure( benchmark::State& state, Side ( *leader )( int, unsigned ),
               Side ( *follower )( int, unsigned ) ) {
@@ -94,9 +107,9 @@ Varek::Ptr<AuthNStatus> treeOf( unsigned count ) {
 Side leadOurs( int socket, unsigned count ) {
    nonBlocking( socket );
    Side side;
-   Memory const before = memory();
+   Growth const growth;
    auto const root = treeOf( count );
-   side.ownHeap = static_cast<double>( memory().heap - before.heap );
+   side.ownHeap = growth.heap();
    Mirror::Leader leader;
    leader.rootIs( "authNStatus", root );
    side.at = now();
@@ -114,9 +127,7 @@ Side leadOurs( int socket, unsigned count ) {
          done = true;
          side.cpu = cpuSeconds() - cpu;
          side.wire = static_cast<double>( connection.bytesSent() );
-         Memory const after = memory();
-         side.heap = static_cast<double>( after.heap - before.heap );
-         side.resident = static_cast<double>( after.resident - before.resident );
+         growth.put( side );
       }
    }
    require( done, "the connection has ended early" );
@@ -125,7 +136,7 @@ Side leadOurs( int socket, unsigned count ) {
 
 Side followOurs( int socket, unsigned count ) {
    nonBlocking( socket );
-   Memory const before = memory();
+   Growth const growth;
    double const cpu = cpuSeconds();
    Mirror::Follower follower;
    follower.connectedIs( socket );
@@ -140,9 +151,7 @@ Side followOurs( int socket, unsigned count ) {
    Side side;
    side.at = now();
    side.cpu = cpuSeconds() - cpu;
-   Memory const after = memory();
-   side.heap = static_cast<double>( after.heap - before.heap );
-   side.resident = static_cast<double>( after.resident - before.resident );
+   growth.put( side );
    require( follower.synced(), "the connection has ended early" );
    auto const root = follower.root( "authNStatus" );
    auto const& supplicants = static_cast<AuthNStatus&>( *root ).supplicant();
@@ -185,16 +194,15 @@ struct OnArena {
 template<class Messages>
 Side leadPeer( int socket, unsigned count ) {
    Side side;
-   Memory const before = memory();
+   Growth const growth;
    Messages all;
    for ( unsigned i = 0; i < count; ++i ) {
       auto const one = Dot1xV2::authNSupplicantStatusFactory( supplicantMac( i ) );
       supplicantFill( *one, i );
       all.add( [&]( bench::Supplicant& made ) { messageFill( made, *one ); } );
    }
-   Memory const after = memory();
-   side.ownHeap = side.heap = static_cast<double>( after.heap - before.heap );
-   side.resident = static_cast<double>( after.resident - before.resident );
+   growth.put( side );
+   side.ownHeap = side.heap;
    side.at = now();
    double const cpu = cpuSeconds();
    std::vector<char> buffer( 65536 );
@@ -225,7 +233,7 @@ Side leadPeer( int socket, unsigned count ) {
 
 template<class Messages>
 Side followPeer( int socket, unsigned count ) {
-   Memory const before = memory();
+   Growth const growth;
    double const cpu = cpuSeconds();
    auto all = std::make_unique<Messages>();
    ReadBuffer buffer( socket );
@@ -251,9 +259,7 @@ Side followPeer( int socket, unsigned count ) {
    Side side;
    side.at = now();
    side.cpu = cpuSeconds() - cpu;
-   Memory const after = memory();
-   side.heap = static_cast<double>( after.heap - before.heap );
-   side.resident = static_cast<double>( after.resident - before.resident );
+   growth.put( side );
    require( all->map.size() == count, "not all has come" );
    return side;
 }
