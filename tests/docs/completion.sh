@@ -26,7 +26,7 @@ check() {
    fi
 }
 
-check "_" "replay show watch serve dump load diff config schema"
+check "_" "replay serve show watch dump load diff config schema"
 check "d" "dump diff"
 check "nonsense" ""
 check "config _" "check show username"

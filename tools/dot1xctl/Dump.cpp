@@ -226,7 +226,7 @@ std::string streamOf( Roots const& roots ) {
 }
 
 void apply( std::string_view stream, Mirror::Follower& follower, std::string const& name,
-            std::ostream& errors ) {
+            std::ostream& errors, Progress* bar ) {
    auto [leading, following] = socketPair();
    follower.connectedIs( following.release(), name );
    auto const wholeSize = stream.size();
@@ -241,6 +241,9 @@ void apply( std::string_view stream, Mirror::Follower& follower, std::string con
          }
       }
       follower.onReadable();
+      if ( bar != nullptr ) {
+         bar->at( follower.stats().bytes, wholeSize );
+      }
    }
    if ( follower.closed() ) {
       refuse( name, "the state in it cannot be taken: " + follower.reason() );
@@ -308,7 +311,8 @@ std::string readDump( std::string const& path ) {
 
 Roots loadDump( std::string const& path, std::ostream& errors ) {
    Mirror::Follower follower;
-   apply( readDump( path ), follower, path, errors );
+   Progress bar( "loading" );
+   apply( readDump( path ), follower, path, errors, &bar );
    return rootsOf( follower );
 }
 

@@ -4,6 +4,7 @@
 #include <string>
 #include <string_view>
 
+#include "Progress.h"
 #include "Tree.h"
 #include "mirror/Follower.h"
 
@@ -22,9 +23,9 @@ std::string streamOf( Roots const& roots );
 /// Makes \p follower hold what \p stream says, as after a reconnect: observers are told of
 /// differences alone. Throws Varek::Failure that begins with \p name if it does not fit or is
 /// faulty; what was applied before stays then. What is of types and attributes that are not known
-/// here is left out, and its number told on \p errors.
+/// here is left out, and its number told on \p errors. \p bar shows how far it is, if not null.
 void apply( std::string_view stream, Mirror::Follower& follower, std::string const& name,
-            std::ostream& errors );
+            std::ostream& errors, Progress* bar = nullptr );
 
 /// Writes \p stream to a state file at \p path, for this user alone, in place of a file that is
 /// there: whatever happens, also to the machine, there is the old file or the new. Throws
