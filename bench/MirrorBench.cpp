@@ -53,6 +53,8 @@ BENCHMARK( leaderCost<1> )
    ->Name( "leader_cpu_4_followers_to_1/peer" )
    ->UseManualTime()
    ->Iterations( 1 );
+/// What of that is the change itself.
+BENCHMARK( leaderCost<0> )->Name( "leader_cpu_no_follower/ours" )->UseManualTime()->Iterations( 1 );
 
 double median( std::vector<double> all ) {
    std::nth_element( all.begin(), all.begin() + static_cast<std::ptrdiff_t>( all.size() / 2 ),
