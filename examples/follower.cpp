@@ -3,7 +3,6 @@
 
 #include <poll.h>
 
-#include "Dot1xV2/AuthNStatus.h"
 #include "mirror/Follower.h"
 #include "mirror/Socket.h"
 
@@ -21,8 +20,6 @@ void print( Varek::Change const& change ) {
 }
 
 int main( int argc, char** argv ) try {
-   // A use of the library, without which the linker may leave it out: its types would be unknown.
-   VAREK_ASSERT( Varek::ModuleInspectData::find( Dot1xV2::authNStatusModule.name ) );
    Mirror::Follower follower;
    std::map<Varek::String, Varek::Subscription> subscriptions;
    follower.onRoot = [&]( Varek::String const& name, Qel::Entity& root ) {

@@ -1,14 +1,16 @@
 #include <iostream>
 
-#include "Dot1xV2/AaaHelperLedraTypes.h"
+#include "framework/Records.h"
 
+// Uses no symbol of the types, as a tool that knows them by their records alone: they have to be
+// there all the same.
 int main() {
-   auto const response = Dot1xV2::aaaResponseFactory( Dot1xV2::AaaResponseType::accepted );
-   Lumo::EthAddr const station( "00:11:22:33:44:55" );
-   response->callingStationIdIs( station );
-   std::cout << stringValue( response->type() ) << ' ' << response->callingStationId() << '\n';
-   return response->type() == Dot1xV2::AaaResponseType::accepted &&
-                response->callingStationId() == station
-             ? 0
-             : 1;
+   Varek::TypeInspectData const* const type =
+      Varek::ModuleInspectData::findType( "Dot1xV2::AuthZPortStatus" );
+   if ( type == nullptr ) {
+      std::cerr << "there is no such type\n";
+      return 1;
+   }
+   for ( Qel::AttributeRecord const& attribute : Qel::typeRecord( *type ).attributes )
+      std::cout << attribute.name << ' ';
 }
