@@ -189,14 +189,15 @@ std::uint32_t expectedElements( In& in, std::size_t ahead ) {
    return static_cast<std::uint32_t>( std::min<std::size_t>( count, ahead / leastFrame ) );
 }
 
-Entity* childForAttrLog( EntityQelNboAttrLogSa const& sa, Varek::FieldId id, In& in ) {
+Entity* childForAttrLog( EntityQelNboAttrLogSa const& sa, Varek::FieldId id, In& in,
+                         FirstFailure& failure ) {
    requireWritable( sa );
    unsigned index = 0;
    AttributeLog const* const log = logOf( sa.type(), id, index );
    if ( !log || !log->child )
       return nullptr;
    in.contextIs( sa.type().name, id );
-   return log->child( sa, in );
+   return log->child( sa, in, failure );
 }
 
 void forEachChild( TypeRecord const& type, Entity const& entity, void ( *visit )( Entity&, void* ),

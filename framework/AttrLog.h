@@ -19,6 +19,7 @@
 namespace Qel {
 
 class EntityQelNboAttrLogSa;
+class FirstFailure;
 
 namespace NboAttrLog {
 
@@ -196,9 +197,11 @@ VAREK_EXPORT bool doHandleAttrTransaction( EntityQelNboAttrLogSa const&, Varek::
 VAREK_EXPORT std::uint32_t expectedElements( NboAttrLog::In& in, std::size_t ahead );
 /// The child under attribute \p id whose constructor parameters come next: the one that is there
 /// or, if it has other parameters or there is none, a new one. Null, with nothing read, for an id
-/// under which the type has no children.
+/// under which the type has no children, and if an observer has taken the new one out again. What
+/// is thrown after the child was looked for, by observers mostly, is in \p failure: there may be a
+/// child all the same.
 VAREK_EXPORT Entity* childForAttrLog( EntityQelNboAttrLogSa const&, Varek::FieldId id,
-                                      NboAttrLog::In& );
+                                      NboAttrLog::In&, FirstFailure& failure );
 
 /// The child entity that a change of attribute \p id removed or replaced, from its old value; null
 /// if it did not.

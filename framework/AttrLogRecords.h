@@ -40,7 +40,7 @@ struct AttributeLog {
    void ( *transaction )( EntityQelNboAttrLogSa const&, bool end,
                           std::uint32_t expected ) = nullptr;
    /// For attributes that hold child entities.
-   Entity* ( *child )( EntityQelNboAttrLogSa const&, NboAttrLog::In& ) = nullptr;
+   Entity* ( *child )( EntityQelNboAttrLogSa const&, NboAttrLog::In&, FirstFailure& ) = nullptr;
    void ( *visit )( Entity const&, void ( * )( Entity&, void* ), void* ) = nullptr;
    Entity* ( *oldChild )( void const* oldData ) = nullptr;
    /// For attributes whose contents lie outside of the entity: asks for that memory; see Ahead.h.
@@ -168,18 +168,16 @@ struct ChildLog {
       childRemoved( sa, before );
       failure.rethrow();
    }
-   static Entity* child( EntityQelNboAttrLogSa const& sa, NboAttrLog::In& in ) {
+   static Entity* child( EntityQelNboAttrLogSa const& sa, NboAttrLog::In& in,
+                         FirstFailure& failure ) {
       auto& held = D::get( ownerOf<Owner>( sa ) );
       return withParameter<Child>( in, [&]( auto const&... parameter ) -> Entity* {
          Ptr<Entity> const keepAlive( &sa.entity() );
          Ptr<Child> const before = held.child;
-         Ptr<Child> now;
-         FirstFailure failure;
-         failure.guard( [&] { now = childIs( ownerOf<Owner>( sa ), D::id, held, parameter... ); } );
+         failure.guard( [&] { childIs( ownerOf<Owner>( sa ), D::id, held, parameter... ); } );
          if ( before && before->parent() != &sa.entity() )
             childRemoved( sa, before );
-         failure.rethrow();
-         return held.child == now ? now.get() : nullptr;
+         return childFits( held, parameter... ) ? held.child.get() : nullptr;
       } );
    }
    static void visit( Entity const& entity, void ( *f )( Entity&, void* ), void* context ) {
@@ -385,13 +383,15 @@ struct KeyedLog {
          failure.guard( [&] { removeKey( sa, key ); } );
       failure.rethrow();
    }
-   static Entity* child( EntityQelNboAttrLogSa const& sa, NboAttrLog::In& in ) {
+   static Entity* child( EntityQelNboAttrLogSa const& sa, NboAttrLog::In& in,
+                         FirstFailure& failure ) {
       auto const key = NboAttrLog::valueOf<Key>( in );
       in.expectEnd();
+      Ptr<Entity> const keepAlive( &sa.entity() );
       unmark( ownerOf<Owner>( sa ), key );
-      auto const child =
-         childrenIs( ownerOf<Owner>( sa ), D::id, D::get( ownerOf<Owner>( sa ) ), key );
-      return child->parent() ? child.get() : nullptr;
+      failure.guard(
+         [&] { childrenIs( ownerOf<Owner>( sa ), D::id, D::get( ownerOf<Owner>( sa ) ), key ); } );
+      return childrenGet( map( sa ), key ).get();
    }
    static void visit( Entity const& entity, void ( *f )( Entity&, void* ), void* context ) {
       for ( auto const& node : D::get( static_cast<Owner const&>( entity ) ) )

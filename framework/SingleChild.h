@@ -42,10 +42,16 @@ template<class T>
 concept MadeFromNothing = Internal::parameterCount<T>()
 == 0;
 
-/// A child that has the given parameter, or needs none, stays as it is.
+/// Whether there is a child that has the given parameter, or needs none.
+template<class T, class... Given>
+bool childFits( SingleChild<T> const& held, Given const&... given ) {
+   return held.child && ( ( Internal::parameterOf( *held.child ) == given ) && ... );
+}
+
+/// A child that fits stays as it is.
 template<class T, class... Given>
 Ptr<T> childIs( Entity& owner, Varek::FieldId id, SingleChild<T>& held, Given const&... given ) {
-   if ( held.child && ( ( Internal::parameterOf( *held.child ) == given ) && ... ) )
+   if ( childFits( held, given... ) )
       return held.child;
    Ptr<T> const made = T::qelMake( given... );
    Ptr<T> const old = std::exchange( held.child, made );

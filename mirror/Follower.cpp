@@ -3,6 +3,8 @@
 #include <new>
 #include <utility>
 
+#include "framework/Mutators.h"
+
 namespace Mirror {
 
 using Qel::EntityQelNboAttrLogSa;
@@ -166,11 +168,11 @@ void Follower::frame( Frame const& one ) {
    try {
       apply( one );
    } catch ( ... ) {
-      // An observer may throw what a fault in the stream would.
-      if ( Varek::observerExceptions() != thrown )
-         observerThrew( one );
-      else
+      // An observer may throw what a fault in the stream would. What the message has to do is done.
+      if ( Varek::observerExceptions() == thrown )
          refuse( one );
+      else if ( !observersFault_ )
+         observersFault_ = std::current_exception();
    }
 }
 
@@ -192,19 +194,6 @@ void Follower::refuse( Frame const& one ) {
    } catch ( std::exception const& e ) {
       fail( one, e.what() );
    }
-}
-
-/// For the exception that is being handled.
-void Follower::observerThrew( Frame const& one ) {
-   if ( !observersFault_ )
-      observersFault_ = std::current_exception();
-   // What follows the change, such as the entry of a new handle, has not been done. Once more
-   // changes nothing, so nobody is told again.
-   bool const unfinished =
-      one.head.kind == FrameKind::attribute || one.head.kind == FrameKind::announce;
-   if ( unfinished && !std::exchange( retrying_, true ) )
-      frame( one );
-   retrying_ = false;
 }
 
 void Follower::apply( Frame const& one ) {
@@ -283,11 +272,12 @@ void Follower::announce( Frame const& one, Known const& parent ) {
    if ( !attribute->childType || &Qel::typeRecord( attribute->childType() ) != type ) [[unlikely]]
       in.fail( "a child of type " + Varek::String( type->name ) + " does not belong here" );
    Known const above = parent; // which moves, and may go, while observers are told
+   Qel::FirstFailure failure;
    Qel::Entity* const child =
-      childForAttrLog( mirrored( *above.entity, *above.type, *this ), one.head.field, in );
-   // Null if an observer has taken it out again at once.
+      childForAttrLog( mirrored( *above.entity, *above.type, *this ), one.head.field, in, failure );
    Known const* const still = find( above.handle );
    knownIs( handle, still, child ? type : nullptr, child );
+   failure.rethrow();
 }
 
 } // namespace Mirror

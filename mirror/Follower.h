@@ -114,7 +114,6 @@ private:
    void tell( Call const&, Arguments&&... );
    void fail( Frame const&, std::string_view fault );
    void refuse( Frame const& );
-   void observerThrew( Frame const& );
 
    Known* find( std::uint32_t handle );
    Qel::TypeRecord const* typeNumbered( Qel::NboAttrLog::In&, bool& isKnown );
@@ -133,7 +132,6 @@ private:
    std::exception_ptr observersFault_;
    std::uint64_t skipped_ = 0;
    std::uint64_t unknownTypes_ = 0;
-   bool retrying_ = false;
    bool synced_ = false;
    bool reported_ = false;
 };

@@ -278,6 +278,55 @@ TEST_F( Frames, ObserversThatThrowConcernNeitherTheStreamNorTheOtherMessages ) {
    }
 }
 
+// Nor does what they do before they throw: the messages are for what is there then, or for nobody.
+TEST_F( Frames, ObserversThatChangeTheTreeAndThrowAreToldOfNothingTwice ) {
+   auto const mine = Plant::PlantIs();
+   follower.rootIs( "p", mine );
+   unsigned told = 0;
+   bool own = false;
+   bool again = false;
+   auto const observed = mine->subscribe( [&]( Varek::Change const& change ) {
+      ++told;
+      if ( own )
+         return;
+      own = true;
+      if ( change.old<void>() )
+         mine->rackIs( "a" );
+      else
+         mine->rackDel( "a" );
+      if ( again )
+         mine->rackIs( "a" );
+      own = false;
+      throw std::bad_alloc();
+   } );
+   begin();
+   put( FrameKind::attribute, 2, 259, { 0, 0, 0, 1 } );
+   put( FrameKind::synced, 0, 0, {} );
+   EXPECT_THROW( reasonFor(), std::bad_alloc );
+   EXPECT_FALSE( follower.closed() ) << follower.reason();
+   EXPECT_EQ( told, 2U );
+   EXPECT_EQ( mine->rack().size(), 0U );
+
+   follower.close();
+   again = true;
+   begin();
+   put( FrameKind::attribute, 2, 259, { 0, 0, 0, 1 } );
+   EXPECT_THROW( reasonFor(), std::bad_alloc );
+   EXPECT_FALSE( follower.closed() ) << follower.reason();
+   ASSERT_TRUE( mine->rack( "a" ) );
+   EXPECT_EQ( mine->rack( "a" )->mode(), Mode::running );
+
+   follower.close();
+   again = false;
+   told = 0;
+   begin();
+   put( FrameKind::attribute, 1, static_cast<std::uint16_t>( -259 ), { 0, 0, 0, 1, 'a' } );
+   EXPECT_THROW( reasonFor(), std::bad_alloc );
+   EXPECT_FALSE( follower.closed() ) << follower.reason();
+   EXPECT_EQ( told, 2U );
+   EXPECT_TRUE( mine->rack( "a" ) );
+}
+
 TEST_F( Frames, ARootGivenWhenTheOldOneGoesIsTaken ) {
    begin();
    reasonFor();
