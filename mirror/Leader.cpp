@@ -28,12 +28,19 @@ void Leader::requireUnpublished( Qel::Entity const& entity ) const {
                                   name + "\", or that part of it" );
 }
 
+bool Leader::isRoot( Qel::Entity const& entity ) const {
+   return std::ranges::any_of( roots_,
+                               [&]( auto& one ) { return one.second.entity.get() == &entity; } );
+}
+
 void Leader::rootIs( Varek::String const& name, Varek::Ptr<Qel::Entity> root ) {
    auto const before = roots_.find( name );
    if ( before != roots_.end() && before->second.entity == root )
       return;
    requireUnpublished( *root );
    rootDel( name );
+   // An observer may publish what was just removed, before this is told of the removal.
+   forget( *root );
    Root& made = roots_[name];
    made.entity = std::move( root );
    made.subscription = made.entity->subscribe(
@@ -72,8 +79,9 @@ void Leader::changed( Varek::Change const& change ) {
       return;
    Announced const one = *known; // which moves when others are made known
    if ( change.oldData() && one.type->mayHoldChild( change.id() ) )
-      if ( Qel::Entity* const old =
-              Qel::oldChild( *one.type->record, change.id(), change.oldData() ) )
+      if ( Qel::Entity const* const old =
+              Qel::oldChild( *one.type->record, change.id(), change.oldData() );
+           old && !isRoot( *old ) )
          forget( *old );
    Connections const members = group_.members();
    if ( ( one.to & members ) != 0 ) {

@@ -85,6 +85,7 @@ private:
    }
    void restart();
    void requireUnpublished( Qel::Entity const& ) const;
+   bool isRoot( Qel::Entity const& ) const;
 
    LeaderOptions const options_;
    Announcements announcements_;

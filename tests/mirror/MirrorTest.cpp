@@ -238,6 +238,31 @@ TEST_F( Mirroring, ATreeThatIsTakenApartWhileItIsRemovedLeavesNothingBehind ) {
    EXPECT_EQ( Sensor::allocations().liveObjects(), 0U );
 }
 
+// The leader is told of the removal after what was removed has been published anew.
+TEST_F( Mirroring, WhatARemovalTakesOutMayBecomeARootAtOnce ) {
+   auto const rack = plant->rackIs( "a" );
+   auto const sensor = rack->sensorIs( 1 );
+   auto const publish = plant->subscribe( [&]( Varek::Change const& change ) {
+      if ( change.oldData() ) {
+         rack->sensorDelAll();
+         leader.rootIs( "rack", rack );
+         leader.rootIs( "sensor", sensor );
+      }
+   } );
+   leader.rootIs( "plant", plant );
+   Link link( leader, follower );
+   link.pump();
+   plant->rackDel( "a" );
+   rack->sensorIs( 2 );
+   sensor->levelIs( 9 );
+   link.pump();
+   ASSERT_EQ( follower.roots(), ( std::vector<std::string>{ "plant", "rack", "sensor" } ) );
+   EXPECT_EQ( difference( *plant, mirrorOf<Plant>( follower, "plant" ) ), "" );
+   EXPECT_EQ( difference( *rack, mirrorOf<Rack>( follower, "rack" ) ), "" );
+   EXPECT_EQ( difference( *sensor, mirrorOf<Sensor>( follower, "sensor" ) ), "" );
+   EXPECT_EQ( leader.stats().announced, 4U );
+}
+
 TEST_F( Mirroring, WhenHandlesRunOutFollowersConnectAnewAndSeeNoDifference ) {
    leader.rootIs( "plant", plant );
    plant->rackIs( "a" );
