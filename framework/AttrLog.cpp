@@ -181,12 +181,14 @@ bool doHandleAttrTransaction( EntityQelNboAttrLogSa const& sa, Varek::FieldId id
    return true;
 }
 
-std::uint32_t expectedElements( In& in, std::size_t ahead ) {
+std::uint32_t expectedElements( In& in, std::size_t& ahead ) {
    constexpr std::size_t leastFrame = 3;
    std::uint32_t count = 0;
    for ( std::size_t bytes = in.left(); bytes > 0; --bytes )
       count = count << 8 | in.get8();
-   return static_cast<std::uint32_t>( std::min<std::size_t>( count, ahead / leastFrame ) );
+   count = static_cast<std::uint32_t>( std::min<std::size_t>( count, ahead / leastFrame ) );
+   ahead -= count * leastFrame;
+   return count;
 }
 
 Entity* childForAttrLog( EntityQelNboAttrLogSa const& sa, Varek::FieldId id, In& in,

@@ -193,8 +193,9 @@ VAREK_EXPORT bool doHandleAttrDeserialization( EntityQelNboAttrLogSa const&, Var
 VAREK_EXPORT bool doHandleAttrTransaction( EntityQelNboAttrLogSa const&, Varek::FieldId id,
                                            unsigned kind, std::uint32_t expected = 0 );
 /// How many elements a begin marker with payload \p in promises, but no more than the \p ahead
-/// bytes that have come after it could hold.
-VAREK_EXPORT std::uint32_t expectedElements( NboAttrLog::In& in, std::size_t ahead );
+/// bytes that have come after it could hold. Takes off \p ahead what these elements need at least:
+/// bytes that have been counted on for one collection are not for another.
+VAREK_EXPORT std::uint32_t expectedElements( NboAttrLog::In& in, std::size_t& ahead );
 /// The child under attribute \p id whose constructor parameters come next: the one that is there
 /// or, if it has other parameters or there is none, a new one. Null, with nothing read, for an id
 /// under which the type has no children, and if an observer has taken the new one out again. What

@@ -1,5 +1,6 @@
 #include "mirror/Follower.h"
 
+#include <algorithm>
 #include <new>
 #include <utility>
 
@@ -50,7 +51,7 @@ void Follower::connectedIs( int fd, Varek::String const& peer ) {
    types_.clear();
    for ( auto& [name, root] : roots_ )
       root.announced = false;
-   skipped_ = unknownTypes_ = 0;
+   skipped_ = unknownTypes_ = countedOn_ = 0;
    synced_ = reported_ = false;
 }
 
@@ -234,11 +235,21 @@ void Follower::transaction( Frame const& one, Known const& known ) {
    In in( one.payload, one.offset );
    in.contextIs( known.type->name, one.head.field );
    bool const end = one.head.kind == FrameKind::transactionEnd;
-   std::uint32_t const expected = end ? 0 : Qel::expectedElements( in, one.ahead );
+   std::uint32_t const expected = end ? 0 : expectedElements( in, one );
    in.expectEnd();
    if ( !doHandleAttrTransaction( mirrored( *known.entity, *known.type, *this ), one.head.field,
                                   end ? 2 : 0, expected ) )
       ++skipped_;
+}
+
+/// Elements come after the marker; those of a marker before are in bytes that have been counted on.
+std::uint32_t Follower::expectedElements( In& in, Frame const& begin ) {
+   std::uint64_t const end = begin.offset + begin.payload.size() + begin.ahead;
+   auto left = static_cast<std::size_t>(
+      std::min<std::uint64_t>( begin.ahead, end - std::min( end, countedOn_ ) ) );
+   std::uint32_t const expected = Qel::expectedElements( in, left );
+   countedOn_ = end - left;
+   return expected;
 }
 
 Qel::TypeRecord const* Follower::typeNumbered( In& in, bool& isKnown ) {

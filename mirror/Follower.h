@@ -103,6 +103,7 @@ private:
    void apply( Frame const& );
    void attribute( Frame const&, Known const& );
    void transaction( Frame const&, Known const& );
+   std::uint32_t expectedElements( Qel::NboAttrLog::In&, Frame const& begin );
    void announce( Frame const&, Known const& parent );
    void rootFrame( Frame const& );
    void rootGone( std::uint32_t handle );
@@ -132,6 +133,7 @@ private:
    std::exception_ptr observersFault_;
    std::uint64_t skipped_ = 0;
    std::uint64_t unknownTypes_ = 0;
+   std::uint64_t countedOn_ = 0; // up to here room has been made for what the stream may hold
    bool synced_ = false;
    bool reported_ = false;
 };

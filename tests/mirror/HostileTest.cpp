@@ -347,6 +347,27 @@ TEST_F( Frames, ARootGivenWhenTheOldOneGoesIsTaken ) {
    EXPECT_NE( made, given );
 }
 
+// Each could have as many elements as it says, but not all of them.
+TEST_F( Frames, WhatSeveralCollectionsPromiseTogetherIsNoMoreThanTheBytesCouldHold ) {
+   begin();
+   Bytes sensor = announcement( 0, "TestModule::Sensor", { 0, 0, 0, 0 } );
+   std::size_t const before = out.bytes().size();
+   for ( std::uint8_t handle = 3; handle < 255; ++handle ) {
+      sensor[3] = sensor.back() = handle;
+      put( FrameKind::announce, 2, 260, sensor );
+      put( FrameKind::transactionBegin, handle, 261, { 0xFF, 0xFF, 0xFF, 0xFF } );
+   }
+   std::size_t const sent = out.bytes().size() - before;
+   EXPECT_EQ( reasonFor(), "closed by the other side" );
+   std::size_t room = 0;
+   auto const rack = static_cast<Plant&>( *follower.root( "p" ) ).rack( "a" );
+   for ( auto const& one : rack->sensor() )
+      room += one.child->reading().positions();
+   EXPECT_EQ( rack->sensor().size(), 252U );
+   EXPECT_GT( room, sent / 4 ) << "one that is alone, or the first, is believed";
+   EXPECT_LT( room, 2 * sent );
+}
+
 // As a leader of a newer version may well have them: what each removal costs must not depend on
 // how many others there are, or this takes minutes.
 TEST_F( Frames, RemovalsOfWhatHasChildrenOfUnknownTypesAreQuick ) {
