@@ -80,16 +80,17 @@ std::vector<std::uint32_t> Announcements::unsay( Qel::Entity& entity, Connection
 }
 
 void Announcements::connectionGone( Connections bit ) {
-   std::vector<Qel::Entity*> unknown;
+   // Held: an entry may be the last to hold its entity, which its parent's entry takes along.
+   std::vector<Varek::Ptr<Qel::Entity>> unknown;
    table_.forEach( [&]( Announced& one ) {
       if ( ( one.to &= ~bit ) == 0 )
-         unknown.push_back( one.entity.get() );
+         unknown.push_back( one.entity );
    } );
    if ( unknown.size() == table_.size() )
       table_.clear();
    else
       // What is below one of these was known to no more connections, and goes too.
-      for ( Qel::Entity* const entity : unknown )
+      for ( auto const& entity : unknown )
          forget( *entity, []( Announced const& ) {} );
 }
 
