@@ -292,6 +292,15 @@ TEST_F( Diff, WhatCannotBePrintedIsTroubleAndNoDifference ) {
    EXPECT_EQ( WEXITSTATUS( status ), 2 );
 }
 
+TEST_F( Diff, WhatIsPrintedToAClosedStreamGoesNowhereElse ) {
+   ASSERT_EQ( ToolRun( "replay " + sample( "acct.pcap" ) + " --dump " + other ).exitCode, 0 );
+   int const status = std::system( ( "'" DOT1XCTL_PATH "' diff " + other + " " + path +
+                                     " 2>&1 >&- | grep -qx "
+                                     "'dot1xctl: standard output cannot be written'" )
+                                      .c_str() );
+   EXPECT_EQ( status, 0 );
+}
+
 TEST_F( Diff, TellsWhatEachHasOfFilesAndOfLeaders ) {
    writeDump( path, streamOf( smallRoots() ) );
    writeDump( other, streamOf( smallRoots( "02:00:00:00:00:02" ) ) );

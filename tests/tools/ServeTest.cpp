@@ -112,6 +112,7 @@ TEST_F( Serve, WhatCannotBeServedIsToldAndNoSocketStays ) {
       { listen + good + " --load " + dump, 2, "--load" },
       { listen + " --config " + config, 1, config + ":1: " },
       { listen + " --load " + dump, 1, dump + ": was cut" },
+      { listen + " /nonexistent.pcap --dump " + dump, 1, "/nonexistent.pcap: cannot be opened" },
       { listen + good + " --dump " + folder.path, 1, ": is something else than a file" },
       { listen + good + " --dump /nonexistent/x", 1, "/nonexistent/x: a file beside it" },
       { good + " --listen unix:" + folder.path + "/live", 1,
@@ -129,6 +130,7 @@ TEST_F( Serve, WhatCannotBeServedIsToldAndNoSocketStays ) {
       EXPECT_EQ( run.err.find( "listening on" ), std::string::npos ) << one.arguments;
       EXPECT_FALSE( std::filesystem::exists( folder.socket() ) ) << one.arguments;
    }
+   EXPECT_EQ( contents( dump ), "D1XStat" );
    EXPECT_EQ( contents( folder.path + "/precious" ), "precious" );
    EXPECT_EQ( ToolRun( "show --connect unix:" + folder.path + "/live" ).exitCode, 0 );
    // With no configuration to be read again it ends.

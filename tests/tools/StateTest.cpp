@@ -231,7 +231,10 @@ TEST( State, AFollowersTablesAreThoseOfTheLeader ) {
       EXPECT_EQ( run.out, "" ) << wrong;
       EXPECT_NE( run.err, "" ) << wrong;
    }
-   for ( char const* wrong : { "everything", "ports 00:00:5e:00:53:01", "supplicants nobody" } ) {
+   for ( char const* wrong :
+         { "everything", "ports 00:00:5e:00:53:01", "supplicants nobody", "tree --port Ethernet1",
+           "config --vlan 1", "supplicants 00:00:5e:00:53:08 --port Ethernet9",
+           "supplicants --identity ''", "ports --port ''" } ) {
       EXPECT_EQ( ToolRun( std::string( "show " ) + wrong + connect ).exitCode, 2 ) << wrong;
    }
 }

@@ -20,7 +20,8 @@ its answer are looked for in the same capture. Times are UTC.
 
 Input that cannot be read is told on standard error, with file, packet and
 offset; all else is still shown, and the exit code is 1. Of each kind of fault
-the first five of a file are told, and then their number.
+the first five of a file are told, and then their number. Where no packet could
+be read at all, nothing is published or dumped.
 
 Of the requests, the answers and the EAPOL frames it makes the state, too, that
 an authenticator would have: ports, supplicants, blocked addresses, accounting

@@ -86,6 +86,9 @@ public:
       listen();
       read();
       gather();
+      if ( nothingRead() ) {
+         return 1;
+      }
       if ( !interrupted() ) {
          dump();
       }
@@ -103,6 +106,11 @@ private:
    /// Beside what is printed on the same terminal, a bar has no place.
    static bool barFits( ReplayOptions const& options ) {
       return !options.json && ( options.tree || options.show || ::isatty( STDOUT_FILENO ) == 0 );
+   }
+   /// Of captures with faults, and nothing else: a mistyped name, most likely. An empty state made
+   /// of that must neither replace a file nor be published as what there is.
+   bool nothingRead() {
+      return !options_.captures.empty() && replay_.summary().packets == 0 && problems_.count() != 0;
    }
    bool interrupted() const { return loop_ != nullptr && loop_->interrupted(); }
 

@@ -30,9 +30,9 @@ Without --config it ends as SIGTERM does.
 as they are then; so that serve --load FILE --dump FILE goes on where it ended.
 
 Exit code 1, with the reason on standard error and before anything is published,
-if ADDRESS is taken or a file of --config, --load or --dump is faulty or cannot
-be read or written; at the end, if one of --dump cannot be, or a capture had
-faults.)";
+if ADDRESS is taken, a file of --config, --load or --dump is faulty or cannot be
+read or written, or no packet could be read of any capture; at the end, if a
+file of --dump cannot be written, or a capture had faults.)";
 
 } // namespace
 

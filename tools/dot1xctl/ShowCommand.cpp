@@ -30,7 +30,8 @@ Colours are for a terminal, unless NO_COLOR is set or TERM is "dumb"; --color
 says otherwise.
 
 Exit code 1, with the reason on standard error, if there is no connection, it is
-refused or ends, not everything has come in time, or it has no such table.
+refused or ends, not everything has come in time, or it has no such table or
+column. Of tree, config and one supplicant nothing can be selected.
 
 --json prints a table as an array of objects, whole; all as an object of such
 arrays; a supplicant as one object. Of a tree, an entity is {"type",
@@ -47,6 +48,11 @@ std::string canonicalMac( std::string& given ) {
    } catch ( Varek::TextError const& error ) {
       return error.what();
    }
+}
+
+/// A filter that an empty variable of a script leaves empty is no wish for everything.
+std::string emptiness( std::string const& given ) {
+   return given.empty() ? "expected what to select, but found nothing" : std::string();
 }
 
 CLI::Validator const macAddress( canonicalMac, "MAC" );
@@ -99,15 +105,25 @@ void addShow( CLI::App& app, Action& action ) {
       ->capture_default_str()
       ->check( CLI::Range( 0.001, 1e6 ) );
    auto& filters = given->filters;
-   command->add_option( "--port", filters["port"], "Of the tables only what is on this port" );
+   command->add_option( "--port", filters["port"], "Of the tables only what is on this port" )
+      ->check( emptiness );
    command->add_option( "--mac", filters["mac"], "... of this address" )->transform( macAddress );
-   command->add_option( "--vlan", filters["vlan"], "... in this VLAN, a number or a name" );
-   command->add_option( "--identity", filters["identity"], "... of this identity" );
-   command->add_option( "--state", filters["state"], "... in this state: of ports or results" );
+   command->add_option( "--vlan", filters["vlan"], "... in this VLAN, a number or a name" )
+      ->check( emptiness );
+   command->add_option( "--identity", filters["identity"], "... of this identity" )
+      ->check( emptiness );
+   command->add_option( "--state", filters["state"], "... in this state: of ports or results" )
+      ->check( emptiness );
    command->footer( help );
    command->callback( [given, &action] {
       if ( !given->mac.empty() && given->what != "supplicants" ) {
          throw CLI::ValidationError( "MAC", "only supplicants can be asked for by address" );
+      }
+      for ( auto const& [name, value] : given->filters ) {
+         bool const table = given->what != "tree" && given->what != "config" && given->mac.empty();
+         if ( !value.empty() && !table ) {
+            throw CLI::ValidationError( "--" + name, "only of tables rows can be selected" );
+         }
       }
       action = [given] { return run( *given ); };
    } );

@@ -3,12 +3,26 @@
 #include <functional>
 #include <iostream>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include "CommandLine.h"
 
 namespace {
 
 constexpr int failed = 1;
 constexpr int wrongUsage = 2;
+
+/// A standard stream that is closed would be the next file or socket that is opened, and what is
+/// printed would be written there. In its place stands one that cannot be read or written.
+void occupyClosedStreams() {
+   for ( int const stream : { STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO } ) {
+      if ( ::fcntl( stream, F_GETFD ) == -1 ) {
+         // The lowest that is free: this one.
+         (void)::open( "/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY );
+      }
+   }
+}
 
 int run( int argc, char** argv ) {
    std::function<int()> action;
@@ -30,6 +44,7 @@ int run( int argc, char** argv ) {
 } // namespace
 
 int main( int argc, char** argv ) {
+   occupyClosedStreams();
    try {
       std::ios::sync_with_stdio( false );
       return run( argc, argv );
