@@ -98,7 +98,8 @@ void Endpoint::ended( Varek::String const& how ) {
    if ( phase_ == Phase::refusing )
       close( reason_ );
    else if ( sendError_ != 0 && sendError_ != EPIPE && sendError_ != ECONNRESET )
-      close( "writing failed: " + errorText( sendError_ ) );
+      close( ( bytesReceived_ == 0 ? "connecting failed: " : "writing failed: " ) +
+             errorText( sendError_ ) );
    else if ( head_ || begin_ != end_ )
       close( how + " within a frame, at offset " + std::to_string( bytesReceived_ ) );
    else

@@ -158,8 +158,10 @@ TEST( Follow, WhatCannotBeShownIsTold ) {
       { "watch --connect tcp:80x", 2, "port" },
       { "replay x --listen tcp:", 2, "port" },
       { "show --wait 0 --connect tcp:80", 2, "--wait" },
+      { "show --wait nan --connect tcp:80", 2, "--wait" },
       { "show --wait 0.1 --connect unix:/nonexistent/socket", 1, "/nonexistent/socket" },
-      { "show --wait 0.1 --connect tcp:1", 1, "127.0.0.1:1" },
+      { "show --wait 0.1 --connect tcp:1", 1,
+        "127.0.0.1:1: connecting failed: Connection refused" },
       { "replay x --listen unix:/nonexistent/socket", 1, "/nonexistent/socket" },
    };
    for ( auto const& one : cases ) {

@@ -134,6 +134,9 @@ TEST( TreePrinting, JsonKeepsTypesAndEveryByte ) {
    EXPECT_EQ( out.at( "leaf" ).at( "5" ).at( "attributes" ).at( "age" ), "inf" );
    EXPECT_EQ( out.at( "only" ).at( "attributes" ).at( "age" ), 1.5 );
    EXPECT_EQ( out.at( "zones" ), json::object() );
+   // A terminal obeys it as it does ESC [.
+   tree->levelIs( "\xc2\x9b", 1 );
+   EXPECT_NE( compact( jsonOf( entityPart( *tree ) ) ).find( R"("\u009b")" ), std::string::npos );
 }
 
 TEST( TreePrinting, ChangesAreToldByPathWithOldAndNew ) {

@@ -188,7 +188,7 @@ void printConfig( std::ostream& out, Entity const& root, ConfigForm form, Config
    }
    constexpr int indent = 3;
    out << jsonOf( part, EntityForm::bare )
-             .dump( indent, ' ', false, nlohmann::ordered_json::error_handler_t::replace )
+             .dump( indent, ' ', true, nlohmann::ordered_json::error_handler_t::replace )
        << '\n';
 }
 

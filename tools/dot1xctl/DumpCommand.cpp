@@ -177,12 +177,6 @@ CLI::App& add( CLI::App& app, char const* name, char const* description, char co
    return *command;
 }
 
-void addWait( CLI::App& command, Given& given ) {
-   command.add_option( "--wait", given.wait, "Seconds to wait for more" )
-      ->capture_default_str()
-      ->check( CLI::Range( 0.001, 1e6 ) );
-}
-
 } // namespace
 
 void addDump( CLI::App& app, Action& action ) {
@@ -195,7 +189,7 @@ void addDump( CLI::App& app, Action& action ) {
       add( app, "dump", "Write what another process publishes to a file", dumpHelp, does( dump ) );
    dumpCommand.add_option( "FILE", given->file, "Where to" )->required();
    addressOption( dumpCommand, "--connect", given->address, "Where it listens" )->required();
-   addWait( dumpCommand, *given );
+   waitOption( dumpCommand, given->wait );
 
    CLI::App& loadCommand =
       add( app, "load", "Print what is in such a file", loadHelp, does( load ) );
@@ -211,7 +205,7 @@ void addDump( CLI::App& app, Action& action ) {
       ->required()
       ->check( addressFault );
    diffCommand.add_flag( "--json", given->json, "Print JSON instead of text" );
-   addWait( diffCommand, *given );
+   waitOption( diffCommand, given->wait );
 }
 
 } // namespace Dot1xCtl

@@ -176,7 +176,7 @@ private:
    void print( Json const& record ) {
       // The names of files are the only text here that may be no UTF-8.
       out_ << ( first_ ? "[\n" : ",\n" )
-           << record.dump( -1, ' ', false, Json::error_handler_t::replace );
+           << record.dump( -1, ' ', true, Json::error_handler_t::replace );
       first_ = false;
    }
 

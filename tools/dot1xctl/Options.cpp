@@ -13,6 +13,17 @@ CLI::Option* addressOption( CLI::App& command, char const* name, std::string& te
       ->check( faultAs<Address> );
 }
 
+void waitOption( CLI::App& command, double& seconds ) {
+   command.add_option( "--wait", seconds, "Seconds to wait for more" )
+      ->capture_default_str()
+      ->check( []( std::string const& text ) -> std::string {
+         // Among what is read as a number otherwise is "nan".
+         bool const digits = text.find_first_not_of( "0123456789.eE+-" ) == std::string::npos;
+         return digits ? "" : "a number of seconds expected, found " + text;
+      } )
+      ->check( CLI::Range( 0.001, 1e6 ) );
+}
+
 void colourOption( CLI::App& command, ColourUse& use ) {
    static std::map<std::string, ColourUse> const names = { { "auto", ColourUse::automatic },
                                                            { "always", ColourUse::always },

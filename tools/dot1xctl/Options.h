@@ -25,6 +25,9 @@ std::string faultAs( std::string const& text ) {
 CLI::Option* addressOption( CLI::App& command, char const* name, std::string& text,
                             char const* description );
 
+/// Adds --wait: how long to wait for more, in seconds.
+void waitOption( CLI::App& command, double& seconds );
+
 /// Adds --color.
 void colourOption( CLI::App& command, ColourUse& );
 

@@ -45,7 +45,7 @@ again as they are at the end.
 
 --macs and --repeat show what a deployment would cost: the state is made of
 copies of the captured exchanges. The captured supplicants are the first; each
-other has an address of its own (02:00 and its number, from 0), and each copy
+other has an address of its own (02:00 and a number), and each copy
 ports of its own (Ethernet, beyond the highest captured), also in the attributes
 that name them; ids of sessions become ID-COPY, and when played again
 ID-COPY.TIME. All else is as captured; what is of no supplicant is not copied.

@@ -101,9 +101,7 @@ void addShow( CLI::App& app, Action& action ) {
    colourOption( *command, given->colour );
    command->add_flag( "--diff", given->difference,
                       "Of config only what differs from the defaults" );
-   command->add_option( "--wait", given->wait, "Seconds to wait for more" )
-      ->capture_default_str()
-      ->check( CLI::Range( 0.001, 1e6 ) );
+   waitOption( *command, given->wait );
    auto& filters = given->filters;
    command->add_option( "--port", filters["port"], "Of the tables only what is on this port" )
       ->check( emptiness );

@@ -243,7 +243,8 @@ Table sessionsTable( AcctStatus const& status ) {
            attributes ? startCell( *attributes ) : Cell(),
            updateCell( session.nextAcctUpdateTime() ), cell( session.terminateCause() ),
            attributes ? numberCell( *attributes, Id::acctSessionTime ) : Cell(),
-           cell( session.calledStationId() ) } );
+           session.calledStationId() == Lumo::EthAddr() ? Cell()
+                                                        : cell( session.calledStationId() ) } );
    }
    return table;
 }

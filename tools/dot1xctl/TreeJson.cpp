@@ -121,7 +121,8 @@ Json jsonOf( std::string const& time, std::string const& root, ChangePart const&
 
 std::string compact( Json const& json ) {
    // Text was looked at; what a type prints should be UTF-8, but need not end the program.
-   return json.dump( -1, ' ', false, Json::error_handler_t::replace );
+   // Characters that a terminal obeys are escaped, as all that are not ASCII.
+   return json.dump( -1, ' ', true, Json::error_handler_t::replace );
 }
 
 } // namespace Dot1xCtl
