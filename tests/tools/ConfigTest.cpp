@@ -269,6 +269,12 @@ TEST( ConfigTool, ChecksAndShowsTheSample ) {
               true );
 }
 
+TEST( ConfigTool, AFileWithoutAnEndIsRefused ) {
+   ToolRun const run( "config check /dev/zero" );
+   EXPECT_EQ( run.exitCode, 1 );
+   EXPECT_EQ( run.err, "dot1xctl: /dev/zero: is larger than 64 MiB\n" );
+}
+
 TEST( ConfigTool, FaultsEndWithOneAndNothingOnStandardOutput ) {
    std::string const path = testing::TempDir() + "config-" + std::to_string( getpid() ) + ".json";
    std::ofstream( path ) << "{\n\"dot1xEnabled\": 1}";

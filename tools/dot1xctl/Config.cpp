@@ -1,10 +1,10 @@
 #include "Config.h"
 
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <fstream>
 #include <iostream>
-#include <iterator>
 
 #include "AttributeText.h"
 #include "ConfigValue.h"
@@ -70,8 +70,19 @@ Varek::Ptr<Dot1xV2::Status> loadConfig( std::string const& file, std::ostream& e
 }
 
 std::string contentsOf( std::string const& file ) {
-   auto const all = []( std::istream& in ) {
-      return std::string{ std::istreambuf_iterator<char>( in ), {} };
+   // Beyond every configuration, and well within memory: some files have no end.
+   constexpr std::size_t most = std::size_t{ 64 } << 20;
+   auto const all = [&file]( std::istream& in ) {
+      std::string text;
+      std::array<char, 1 << 16> buffer;
+      do {
+         in.read( buffer.data(), buffer.size() );
+         text.append( buffer.data(), static_cast<std::size_t>( in.gcount() ) );
+         if ( text.size() > most ) {
+            throw Varek::Failure( escaped( file ) + ": is larger than 64 MiB" );
+         }
+      } while ( in );
+      return text;
    };
    if ( file == "-" ) {
       return all( std::cin );

@@ -31,7 +31,8 @@ it, by their names ("dot1xctl schema" lists them).
   }
 
 What is not named has its default. A key may name several interfaces
-("Ethernet1-24,30"); what stands later counts. "-" is standard input.
+("Ethernet1-24,30"); what stands later counts. "-" is standard input. A file has
+64 MiB at most.
 
 Each fault is told on standard error, with line, path, what was found and what
 is allowed; the exit code is 1 then.)";

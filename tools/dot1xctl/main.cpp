@@ -30,7 +30,9 @@ int run( int argc, char** argv ) {
    try {
       app->parse( argc, argv );
    } catch ( CLI::ParseError const& error ) {
-      return app->exit( error ) == 0 ? 0 : wrongUsage;
+      // Help and version are ends of this kind, too.
+      int const exitCode = app->exit( error ) == 0 ? 0 : wrongUsage;
+      action = [exitCode] { return exitCode; };
    }
    int result = action();
    std::cout.flush();
