@@ -83,14 +83,17 @@ TEST( EntityTable, TakesOutWhatIsBelowAndNothingElse ) {
    std::map<std::uint32_t, std::uint32_t> places; // by handle
    std::map<std::uint32_t, std::uint32_t> parents;
    for ( std::uint32_t handle = 1; handle < 20000; ++handle ) {
-      auto const some = std::next( places.begin(), places.empty() ? 0 : random() % places.size() );
-      std::uint32_t const above = places.empty() || random() % 50 == 0 ? 0 : some->first;
+      auto const any = [&] {
+         return std::next( places.begin(),
+                           static_cast<std::ptrdiff_t>( random() % places.size() ) );
+      };
+      std::uint32_t const above = places.empty() || random() % 50 == 0 ? 0 : any()->first;
       places[handle] = table.newMember( { nullptr, handle }, above != 0 ? places[above] : 0 );
       parents[handle] = above;
       if ( random() % 3 != 0 )
          continue;
       // Handles count up, so a parent comes before what is below it.
-      auto const& [top, place] = *std::next( places.begin(), random() % places.size() );
+      auto const [top, place] = *any();
       std::set<std::uint32_t> below{ top };
       for ( auto const& [one, parent] : parents )
          if ( below.contains( parent ) )
