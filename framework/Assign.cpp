@@ -22,13 +22,6 @@ struct Assigned {
    Entity const& source;
 };
 
-AttributeRecord const* parameterOf( TypeRecord const& type ) {
-   for ( AttributeRecord const& one : type.attributes )
-      if ( one.kind == AttributeKind::parameter )
-         return &one;
-   return nullptr;
-}
-
 bool isHeld( Assigned const& at, Entity const& owner, void const* key ) {
    return at.use.child ? at.use.child( &owner, key ) != nullptr
                        : at.use.find( &owner, key ) != nullptr;
@@ -67,7 +60,7 @@ void assignSingle( Assigned const& at ) {
       at.use.remove( &at.target, nullptr, nullptr );
       return;
    }
-   AttributeRecord const* const parameter = parameterOf( typeRecord( *source ) );
+   AttributeRecord const* const parameter = typeRecord( *source ).parameter();
    assignChild( at, parameter ? parameter->read( source ) : nullptr, *source );
 }
 

@@ -42,6 +42,12 @@ std::string_view AttributeRecord::typeName() const {
    return childType ? typeRecord( childType() ).name : value->typeName;
 }
 
+AttributeRecord const* TypeRecord::parameter() const {
+   auto const found =
+      std::ranges::find( attributes, AttributeKind::parameter, &AttributeRecord::kind );
+   return found != attributes.end() ? &*found : nullptr;
+}
+
 AttributeRecord const* TypeRecord::attribute( std::string_view wanted ) const {
    auto const at = std::find_if( attributes.begin(), attributes.end(),
                                  [&]( auto& one ) { return one.name == wanted; } );

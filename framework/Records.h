@@ -127,6 +127,8 @@ struct TypeRecord : Varek::TypeInspectData {
       return attributes.front().id == wanted ? &attributes.front() : nullptr;
    }
    VAREK_EXPORT AttributeRecord const* attribute( std::string_view name ) const;
+   /// The first constructor parameter, under which an owner holds a child; null if there is none.
+   VAREK_EXPORT AttributeRecord const* parameter() const;
 };
 
 /// Every registered type is described by a TypeRecord.

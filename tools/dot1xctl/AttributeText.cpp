@@ -30,6 +30,10 @@ std::string valueText( RadiusPktParserBase::Attribute attribute,
    return name + " (" + stringValue( value ) + ")";
 }
 
+std::string counted( std::uint64_t count, char const* one, char const* several ) {
+   return std::to_string( count ) + " " + ( count == 1 ? one : several );
+}
+
 std::string quoted( Varek::String const& text ) {
    return stringValue( RadiusPktParserBase::AttrValue( text ) );
 }

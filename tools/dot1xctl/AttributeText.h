@@ -5,7 +5,7 @@
 #include "Radius/AttrValue.h"
 #include "Radius/Attribute.h"
 
-/// How replay prints the values of RADIUS attributes.
+/// How values of RADIUS attributes, text and numbers of things are printed.
 namespace Dot1xCtl {
 
 /// The dictionary's name of an integer value: "VLAN" of a Tunnel-Type 13. Empty if it has none, or
@@ -14,6 +14,9 @@ std::string valueName( RadiusPktParserBase::Attribute, RadiusPktParserBase::Attr
 
 /// One value as text: as its type prints, with its name where it has one: "VLAN (13)".
 std::string valueText( RadiusPktParserBase::Attribute, RadiusPktParserBase::AttrValue const& );
+
+/// "1 port", "2 ports".
+std::string counted( std::uint64_t count, char const* one, char const* several );
 
 /// Text in quotes, whatever would disturb a terminal escaped.
 std::string quoted( Varek::String const& );

@@ -6,7 +6,7 @@ namespace Dot1xCtl {
 
 namespace {
 
-constexpr char const* help = R"(
+constexpr char const* generalHelp = R"(
 "dot1xctl COMMAND --help" tells of one command. What goes wrong is told on
 standard error.
 
@@ -23,7 +23,7 @@ std::unique_ptr<CLI::App> commandLine( Action& action ) {
    app->name( "dot1xctl" );
    app->set_version_flag( "--version", "dot1xctl " DOT1XCTL_VERSION );
    app->require_subcommand( 1 );
-   app->footer( help );
+   app->footer( generalHelp );
    addReplay( *app, action );
    addServe( *app, action );
    addShow( *app, action );
@@ -32,6 +32,20 @@ std::unique_ptr<CLI::App> commandLine( Action& action ) {
    addConfig( *app, action );
    addSchema( *app, action );
    return app;
+}
+
+Action actionOf( int argc, char** argv ) {
+   constexpr int wrongUsage = 2;
+   Action action;
+   auto const app = commandLine( action );
+   try {
+      app->parse( argc, argv );
+   } catch ( CLI::ParseError const& error ) {
+      // Help and version are ends of this kind, too.
+      int const exitCode = app->exit( error ) == 0 ? 0 : wrongUsage;
+      action = [exitCode] { return exitCode; };
+   }
+   return action;
 }
 
 } // namespace Dot1xCtl

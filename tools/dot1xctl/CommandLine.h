@@ -1,13 +1,14 @@
 #pragma once
 
-#include <functional>
 #include <memory>
 
 #include <CLI/CLI.hpp>
 
+#include "Action.h"
+
 namespace Dot1xCtl {
 
 /// All subcommands. Once parsed, \p action does what is asked and returns the exit code.
-std::unique_ptr<CLI::App> commandLine( std::function<int()>& action );
+std::unique_ptr<CLI::App> commandLine( Action& action );
 
 } // namespace Dot1xCtl

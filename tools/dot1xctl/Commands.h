@@ -1,16 +1,13 @@
 #pragma once
 
-#include <functional>
-
 #include <CLI/CLI.hpp>
 
+#include "Action.h"
 #include "ReplayRun.h"
 
 /// The subcommands' command lines. Once one has been parsed, \p action does what is asked and
 /// returns the exit code.
 namespace Dot1xCtl {
-
-using Action = std::function<int()>;
 
 void addReplay( CLI::App& app, Action& action );
 void addServe( CLI::App& app, Action& action );
@@ -23,7 +20,4 @@ void addSchema( CLI::App& app, Action& action );
 
 /// What replay has of show: --show and --block-after.
 void addShowOptions( CLI::App& replay, ReplayOptions& );
-/// What replay has of config: --config.
-void addConfigOption( CLI::App& replay, ReplayOptions& );
-
 } // namespace Dot1xCtl

@@ -15,7 +15,7 @@ namespace Dot1xCtl {
 
 namespace {
 
-constexpr char const* help = R"(
+constexpr char const* configHelp = R"(
 A configuration file is JSON: the attributes of Dot1xV2::Status and of all below
 it, by their names ("dot1xctl schema" lists them).
 
@@ -37,16 +37,16 @@ What is not named has its default. A key may name several interfaces
 Each fault is told on standard error, with line, path, what was found and what
 is allowed; the exit code is 1 then.)";
 
-constexpr char const* showHelp = R"(
+constexpr char const* configShowHelp = R"(
 Prints the configuration of FILE with all defaults filled in; interfaces that
 are configured alike stand together. --diff leaves the defaults out. --json
 prints a file that "config check" accepts, interface by interface.)";
 
-constexpr char const* nameHelp = R"(
+constexpr char const* userNameHelp = R"(
 Prints the user name under which MAC would be authenticated on INTERFACE, as
 authNProfile.mbaUserName says there.)";
 
-struct Given {
+struct ConfigGiven {
    std::string file;
    bool json = false;
    bool diff = false;
@@ -56,18 +56,18 @@ struct Given {
 
 using Status = Varek::Ptr<Dot1xV2::Status>;
 
-void check( Given const& given, Status const& status ) {
-   std::size_t const count = status->intfStatus().size();
-   std::cout << escaped( given.file ) << ": " << count
-             << ( count == 1 ? " interface" : " interfaces" ) << ", no faults\n";
+void check( ConfigGiven const& given, Status const& status ) {
+   std::cout << escaped( given.file ) << ": "
+             << counted( status->intfStatus().size(), "interface", "interfaces" )
+             << ", no faults\n";
 }
 
-void show( Given const& given, Status const& status ) {
+void show( ConfigGiven const& given, Status const& status ) {
    printConfig( std::cout, *status, given.json ? ConfigForm::json : ConfigForm::text,
                 given.diff ? ConfigExtent::difference : ConfigExtent::whole );
 }
 
-void userName( Given const& given, Status const& status ) {
+void userName( ConfigGiven const& given, Status const& status ) {
    auto const intf = status->intfStatus( Lumo::IntfId( given.interface ) );
    if ( !intf || !intf->authNProfile() ) {
       throw Varek::Failure( given.file + ": there is no authNProfile for " + given.interface );
@@ -79,12 +79,12 @@ void userName( Given const& given, Status const& status ) {
 } // namespace
 
 void addConfig( CLI::App& app, Action& action ) {
-   auto const given = std::make_shared<Given>();
+   auto const given = std::make_shared<ConfigGiven>();
    CLI::App* const config =
       app.add_subcommand( "config", "Check and show configuration files" )->require_subcommand( 1 );
-   config->footer( help );
+   config->footer( configHelp );
    auto const add = [&]( char const* name, char const* what,
-                         void ( *use )( Given const&, Status const& ) ) {
+                         void ( *use )( ConfigGiven const&, Status const& ) ) {
       CLI::App* const command = config->add_subcommand( name, what );
       command->add_option( "FILE", given->file, "The configuration" )->required();
       command->callback( [given, &action, use] {
@@ -102,7 +102,7 @@ void addConfig( CLI::App& app, Action& action ) {
    CLI::App* const showCommand = add( "show", "Print what a file configures", show );
    showCommand->add_flag( "--json", given->json, "Print JSON instead of text" );
    showCommand->add_flag( "--diff", given->diff, "Print only what differs from the defaults" );
-   showCommand->footer( showHelp );
+   showCommand->footer( configShowHelp );
    CLI::App* const name = add( "username", "Print the user name of a MAC address", userName );
    name->add_option( "INTERFACE", given->interface, "Where the host is" )
       ->required()
@@ -110,12 +110,7 @@ void addConfig( CLI::App& app, Action& action ) {
    name->add_option( "MAC", given->mac, "The address of the host" )
       ->required()
       ->check( faultAs<Lumo::EthAddr> );
-   name->footer( nameHelp );
-}
-
-void addConfigOption( CLI::App& replay, ReplayOptions& options ) {
-   replay.add_option( "--config", options.config, "Publish its configuration, too, as \"status\"" )
-      ->type_name( "FILE" );
+   name->footer( userNameHelp );
 }
 
 } // namespace Dot1xCtl

@@ -23,19 +23,10 @@ using Qel::AttributeRecord;
 using Qel::Entity;
 using Qel::TypeRecord;
 
-AttributeRecord const* parameterOf( TypeRecord const& type ) {
-   for ( AttributeRecord const& one : type.attributes ) {
-      if ( one.kind == AttributeKind::parameter ) {
-         return &one;
-      }
-   }
-   return nullptr;
-}
-
 /// A new entity made as \p entity was.
 Varek::Ptr<Entity> freshOf( Entity const& entity ) {
    TypeRecord const& type = Qel::typeRecord( entity );
-   AttributeRecord const* const parameter = parameterOf( type );
+   AttributeRecord const* const parameter = type.parameter();
    if ( parameter == nullptr ) {
       return Qel::genericIfConstructFromCtorArgs( type, {} );
    }
@@ -44,7 +35,7 @@ Varek::Ptr<Entity> freshOf( Entity const& entity ) {
 }
 
 bool isMadeAlike( Entity const& a, Entity const& b ) {
-   AttributeRecord const* const parameter = parameterOf( Qel::typeRecord( a ) );
+   AttributeRecord const* const parameter = Qel::typeRecord( a ).parameter();
    return parameter == nullptr ||
           parameter->value->equal( parameter->read( &a ), parameter->read( &b ) );
 }
@@ -57,7 +48,7 @@ Part childDifference( Entity const& child, Entity const* fresh ) {
       return differenceOf( child, *fresh );
    }
    Part result = differenceOf( child, *freshOf( child ) );
-   if ( AttributeRecord const* const parameter = parameterOf( Qel::typeRecord( child ) ) ) {
+   if ( AttributeRecord const* const parameter = Qel::typeRecord( child ).parameter() ) {
       result.parts.insert( result.parts.begin(),
                            attributePart( Qel::typeRecord( child ), *parameter, &child ) );
    }
@@ -187,9 +178,7 @@ void printConfig( std::ostream& out, Entity const& root, ConfigForm form, Config
       return;
    }
    constexpr int indent = 3;
-   out << jsonOf( part, EntityForm::bare )
-             .dump( indent, ' ', true, nlohmann::ordered_json::error_handler_t::replace )
-       << '\n';
+   out << pretty( jsonOf( part, EntityForm::bare ), indent ) << '\n';
 }
 
 void printConfig( std::ostream& out, Roots const& roots, ConfigForm form, ConfigExtent extent ) {

@@ -75,7 +75,7 @@ bool countsFor( Request const& request, Lumo::EthAddr const& station ) {
           textOf( request.attributes, Id::acctSessionId ) != nullptr;
 }
 
-Lumo::EthAddr stationOf( Eapol const& frame ) {
+Lumo::EthAddr supplicantOf( Eapol const& frame ) {
    constexpr std::uint8_t group = 1;
    Lumo::EthAddr const& mac = frame.fromSupplicant() ? frame.source : frame.destination;
    return ( mac.octets()[0] & group ) == 0 ? mac : Lumo::EthAddr();
@@ -104,7 +104,7 @@ void Copies::unanswered( Request const& request ) {
 }
 
 void Copies::eapol( Eapol const& frame ) {
-   Lumo::EthAddr const mac = stationOf( frame );
+   Lumo::EthAddr const mac = supplicantOf( frame );
    if ( frame.kind == Eapol::Kind::start || frame.kind == Eapol::Kind::response ) {
       known( mac );
    }
@@ -144,7 +144,7 @@ struct Copies::Copy {
 
    Varek::String named( Varek::String const& text, Lumo::EthAddr const& of,
                         Lumo::EthAddr const& address ) const {
-      return Dot1xCtl::stationOf( text ) == of ? inNotationOf( text, address ) : text;
+      return stationOf( text ) == of ? inNotationOf( text, address ) : text;
    }
 
    Varek::String session( Varek::String const& id ) const {

@@ -30,7 +30,7 @@ namespace Dot1xCtl {
 namespace {
 
 constexpr std::string_view magic = "D1XState";
-constexpr std::uint64_t version = 1;
+constexpr std::uint64_t formatVersion = 1;
 constexpr std::size_t versionSize = 2;
 constexpr std::size_t lengthSize = 8;
 constexpr std::size_t lengthAt = magic.size() + versionSize;
@@ -173,10 +173,6 @@ private:
 
 // Streams
 
-std::string counted( std::uint64_t count, char const* one, char const* several ) {
-   return std::to_string( count ) + " " + ( count == 1 ? one : several );
-}
-
 std::pair<Mirror::Fd, Mirror::Fd> socketPair() {
    int ends[2];
    if ( ::socketpair( AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, ends ) != 0 ) {
@@ -264,7 +260,7 @@ void apply( std::string_view stream, Mirror::Follower& follower, std::string con
 }
 
 void writeDump( std::string const& path, std::string_view stream ) {
-   std::string const head = std::string( magic ) + bigEndian( version, versionSize ) +
+   std::string const head = std::string( magic ) + bigEndian( formatVersion, versionSize ) +
                             bigEndian( stream.size(), lengthSize );
    Replacement file( path );
    file.write( head );
@@ -287,9 +283,9 @@ std::string readDump( std::string const& path ) {
                        " at least" );
    }
    if ( std::uint64_t const found = numberAt( file, magic.size(), versionSize );
-        found != version ) {
+        found != formatVersion ) {
       refuse( path, "is a state file of version " + std::to_string( found ) + "; version " +
-                       std::to_string( version ) + " is known here" );
+                       std::to_string( formatVersion ) + " is known here" );
    }
    std::uint64_t const has = file.size() - headSize - checksumSize;
    if ( std::uint64_t const says = numberAt( file, lengthAt, lengthSize ); says != has ) {

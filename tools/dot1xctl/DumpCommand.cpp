@@ -59,16 +59,16 @@ constexpr int same = 0;
 constexpr int different = 1;
 constexpr int trouble = 2;
 
-struct Given {
+struct DumpGiven {
    std::string file;
    std::string other;
-   std::string address;
+   Address address;
    double wait = 5;
    bool json = false;
 };
 
-int dump( Given const& given ) {
-   std::optional<Roots> const roots = fetch( Address( given.address ), given.wait );
+int dump( DumpGiven const& given ) {
+   std::optional<Roots> const roots = fetch( given.address, given.wait );
    if ( !roots ) {
       return 1;
    }
@@ -76,7 +76,7 @@ int dump( Given const& given ) {
    return 0;
 }
 
-int load( Given const& given ) {
+int load( DumpGiven const& given ) {
    ShowRequest request;
    request.what = ShowRequest::What::tree;
    request.json = given.json;
@@ -142,7 +142,7 @@ private:
 };
 
 /// A follower that has heard A and now hears B tells of what is different, and of nothing else.
-int compare( Given const& given ) {
+int compare( DumpGiven const& given ) {
    auto const a = streamFrom( given.file, given.wait );
    auto const b = a ? streamFrom( given.other, given.wait ) : std::nullopt;
    if ( !b ) {
@@ -156,7 +156,7 @@ int compare( Given const& given ) {
    return !std::cout ? trouble : differences.count() == 0 ? same : different;
 }
 
-int diff( Given const& given ) {
+int diff( DumpGiven const& given ) {
    try {
       return compare( given );
    } catch ( std::exception const& error ) {
@@ -180,8 +180,8 @@ CLI::App& add( CLI::App& app, char const* name, char const* description, char co
 } // namespace
 
 void addDump( CLI::App& app, Action& action ) {
-   auto const given = std::make_shared<Given>();
-   auto const does = [&action, given]( int ( *what )( Given const& ) ) {
+   auto const given = std::make_shared<DumpGiven>();
+   auto const does = [&action, given]( int ( *what )( DumpGiven const& ) ) {
       return [&action, given, what] { action = [given, what] { return what( *given ); }; };
    };
 

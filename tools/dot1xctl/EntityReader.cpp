@@ -21,15 +21,6 @@ using Qel::TypeRecord;
 using Qel::UntypedValue;
 namespace Operation = Qel::InspectOperation;
 
-AttributeRecord const* parameterOf( TypeRecord const& type ) {
-   for ( AttributeRecord const& one : type.attributes ) {
-      if ( one.kind == AttributeKind::parameter ) {
-         return &one;
-      }
-   }
-   return nullptr;
-}
-
 bool isComputed( AttributeRecord const& attribute ) {
    return attribute.kind == AttributeKind::constant || attribute.kind == AttributeKind::derived;
 }
@@ -53,7 +44,7 @@ JsonNode const* memberOf( JsonNode const& object, std::string_view name ) {
    return nullptr;
 }
 
-bool isKeyed( AttributeKind kind ) {
+bool holdsKeyedValues( AttributeKind kind ) {
    return kind == AttributeKind::collection || kind == AttributeKind::map ||
           kind == AttributeKind::ordered;
 }
@@ -141,7 +132,7 @@ void EntityReader::attribute( JsonPlace const& at, Target const& to ) {
       break;
    }
    default:
-      if ( isKeyed( to.attribute.kind ) ) {
+      if ( holdsKeyedValues( to.attribute.kind ) ) {
          byKey( at, to );
       } else {
          elements( at, to );
@@ -158,7 +149,7 @@ void EntityReader::child( JsonPlace const& at, Target const& to ) {
    if ( !isKind( at, Kind::object, &type ) ) {
       return;
    }
-   AttributeRecord const* const parameter = parameterOf( type );
+   AttributeRecord const* const parameter = type.parameter();
    JsonNode const* const given = parameter ? memberOf( at.node, parameter->name ) : nullptr;
    Qel::Entity* const held = to.attribute.child( to.object );
    if ( held != nullptr && given == nullptr ) {
@@ -245,7 +236,7 @@ void EntityReader::byKey( JsonPlace const& at, Target const& to ) {
    AttributeRecord const* inside = nullptr;
    if ( Varek::TypeInspectData const* const type = to.attribute.value->registered();
         !inspection.writeTakesKey && type != nullptr ) {
-      inside = parameterOf( Qel::typeRecord( *type ) );
+      inside = Qel::typeRecord( *type ).parameter();
    }
    for ( JsonNode const& member : at.node.parts ) {
       JsonPlace const there{ member, &at };

@@ -52,7 +52,7 @@ void printFaults( std::ostream& out, std::string const& file, Faults const& faul
       out << begin << one.line << ": " << one.what << '\n';
    }
    if ( std::size_t const more = faults.count() - faults.kept().size(); more != 0 ) {
-      out << begin << " " << more << ( more == 1 ? " more fault" : " more faults" ) << '\n';
+      out << begin << " " << counted( more, "more fault", "more faults" ) << '\n';
    }
    out.flush();
 }

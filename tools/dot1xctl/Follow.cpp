@@ -7,6 +7,7 @@
 #include <map>
 #include <string>
 
+#include "AttributeText.h"
 #include "FollowerLoop.h"
 #include "Output.h"
 #include "Tree.h"
@@ -22,13 +23,9 @@ using Pause = FollowerLoop::Pause;
 
 void tell( std::string const& what ) { std::cerr << "dot1xctl: " << what << std::endl; }
 
-std::string entities( std::uint64_t count ) {
-   return std::to_string( count ) + ( count == 1 ? " entity" : " entities" );
-}
-
 void tellUnknown( Address const& address, Mirror::Follower const& follower ) {
    if ( std::uint64_t const unknown = follower.stats().unknownTypes; unknown != 0 ) {
-      tell( stringValue( address ) + ": " + entities( unknown ) +
+      tell( stringValue( address ) + ": " + counted( unknown, "entity", "entities" ) +
             " of types that are not known here left out" );
    }
 }
@@ -82,7 +79,7 @@ private:
 
    void synced() {
       tell( stringValue( address_ ) + ": in step, " +
-            entities( loop_.follower().stats().entities ) );
+            counted( loop_.follower().stats().entities, "entity", "entities" ) );
       tellUnknown( address_, loop_.follower() );
       pause_ = shortest;
       told_.clear();

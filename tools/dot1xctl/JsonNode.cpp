@@ -15,7 +15,7 @@ namespace Dot1xCtl {
 
 namespace {
 
-using Json = nlohmann::json;
+using PlainJson = nlohmann::json;
 using Kind = JsonNode::Kind;
 
 /// Says how far the parser has come in a text.
@@ -48,8 +48,8 @@ public:
         faults_( faults ) {}
 
    bool run() {
-      return Json::sax_parse( Counted( text_.data(), &reached_ ),
-                              Counted( text_.data() + text_.size(), &reached_ ), this );
+      return PlainJson::sax_parse( Counted( text_.data(), &reached_ ),
+                                   Counted( text_.data() + text_.size(), &reached_ ), this );
    }
 
    // What the parser calls.
@@ -59,7 +59,7 @@ public:
    bool number_unsigned( std::uint64_t value ) { return number( std::to_string( value ) ); }
    bool number_float( double, std::string const& text ) { return number( text ); }
    bool string( std::string& text ) { return add( Kind::text, std::move( text ) ); }
-   bool binary( Json::binary_t& ) { return false; } // no part of JSON's text
+   bool binary( PlainJson::binary_t& ) { return false; } // no part of JSON's text
    bool start_object( std::size_t ) { return open( Kind::object ); }
    bool end_object() { return close(); }
    bool start_array( std::size_t ) { return open( Kind::array ); }
@@ -74,7 +74,7 @@ public:
       }
       return true;
    }
-   bool parse_error( std::size_t position, std::string const&, Json::exception const& error ) {
+   bool parse_error( std::size_t position, std::string const&, PlainJson::exception const& error ) {
       // "[json.exception.parse_error.101] parse error at line 1, column 2: what"
       std::string what = error.what();
       if ( std::size_t const at = what.find( "column " ); at != std::string::npos ) {

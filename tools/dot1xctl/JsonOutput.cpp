@@ -7,6 +7,7 @@
 
 #include "AttributeText.h"
 #include "Output.h"
+#include "TreeJson.h"
 
 namespace Dot1xCtl {
 
@@ -14,17 +15,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-/// JSON text is UTF-8; RADIUS text need not be. What is not comes as octets.
-bool isUtf8( std::string_view text ) {
-   try {
-      (void)Json( text ).dump();
-      return true;
-   } catch ( Json::type_error const& ) {
-      return false;
-   }
-}
-
-Json textJson( Varek::String const& text ) {
+Json radiusText( Varek::String const& text ) {
    if ( isUtf8( text ) ) {
       return { { "form", "text" }, { "value", text } };
    }
@@ -32,9 +23,9 @@ Json textJson( Varek::String const& text ) {
 }
 
 struct FormOf {
-   Json operator()( Varek::String const& value ) const { return textJson( value ); }
+   Json operator()( Varek::String const& value ) const { return radiusText( value ); }
    Json operator()( RadiusPktParserBase::TaggedStr const& value ) const {
-      Json result = textJson( value.value );
+      Json result = radiusText( value.value );
       result["tag"] = value.tag;
       return result;
    }
@@ -175,8 +166,7 @@ private:
 
    void print( Json const& record ) {
       // The names of files are the only text here that may be no UTF-8.
-      out_ << ( first_ ? "[\n" : ",\n" )
-           << record.dump( -1, ' ', true, Json::error_handler_t::replace );
+      out_ << ( first_ ? "[\n" : ",\n" ) << compact( record );
       first_ = false;
    }
 

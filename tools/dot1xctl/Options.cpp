@@ -2,15 +2,15 @@
 
 #include <map>
 
-#include "Address.h"
-
 namespace Dot1xCtl {
 
-CLI::Option* addressOption( CLI::App& command, char const* name, std::string& text,
-                            char const* description ) {
-   return command.add_option( name, text, description )
-      ->type_name( "ADDRESS" )
-      ->check( faultAs<Address> );
+CLI::Option* publishOptions( CLI::App& command, ReplayOptions& options ) {
+   command
+      .add_option( "--config", options.config, "Publish its configuration, too, as \"status\"" )
+      ->type_name( "FILE" );
+   command.add_option( "--dump", options.dump, "Write the trees to this file" )
+      ->type_name( "FILE" );
+   return addressOption( command, "--listen", options.listen, "Publish the trees there" );
 }
 
 void waitOption( CLI::App& command, double& seconds ) {

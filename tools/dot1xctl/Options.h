@@ -4,7 +4,9 @@
 
 #include <CLI/CLI.hpp>
 
+#include "Address.h"
 #include "Colour.h"
+#include "ReplayRun.h"
 #include "Varek/Failures.h"
 
 /// What several subcommands have on their command lines.
@@ -21,9 +23,18 @@ std::string faultAs( std::string const& text ) {
    }
 }
 
-/// Adds an option that is an address.
-CLI::Option* addressOption( CLI::App& command, char const* name, std::string& text,
-                            char const* description );
+/// Adds an option that is an address, to an Address or to an optional one.
+template<class To>
+CLI::Option* addressOption( CLI::App& command, char const* name, To& to, char const* description ) {
+   return command
+      .add_option_function<std::string>(
+         name, [&to]( std::string const& text ) { to = Address( text ); }, description )
+      ->type_name( "ADDRESS" )
+      ->check( faultAs<Address> );
+}
+
+/// Adds --listen, which it returns, --config and --dump.
+CLI::Option* publishOptions( CLI::App& command, ReplayOptions& );
 
 /// Adds --wait: how long to wait for more, in seconds.
 void waitOption( CLI::App& command, double& seconds );

@@ -8,6 +8,8 @@ namespace Dot1xCtl {
 
 namespace {
 
+using Id = RadiusPacketParser::RadiusAttributeId;
+
 /// More fragmented datagrams under way at once than this are not told apart.
 constexpr std::size_t fragmentsKnown = 4096;
 
@@ -213,7 +215,6 @@ void Replay::answer( Packet const& packet, Datagram const& datagram,
 /// Makes the response entity of an answer under observation, as whoever applies it would see it,
 /// and reads its attributes back.
 void Replay::makeResponse( Answer& answer ) {
-   using Id = RadiusPacketParser::RadiusAttributeId;
    auto const made = status_->answerIs( ++made_ );
    made->captureIs( file_ );
    made->packetIs( answer.packet );

@@ -9,7 +9,7 @@ namespace Dot1xCtl {
 
 namespace {
 
-constexpr char const* help = R"(
+constexpr char const* replayHelp = R"(
 Reads packet captures (pcap or pcapng; "-" is standard input) and makes, for
 each RADIUS answer in them, the response that an authenticator would keep: its
 type, the station it is for, its attributes. Prints each response, then the
@@ -52,7 +52,7 @@ ID-COPY.TIME. All else is as captured; what is of no supplicant is not copied.
 Time, rates and memory are told on standard error; the summary and the tree
 "replay" are of the captures alone.)";
 
-constexpr char const* jsonHelp = R"(
+constexpr char const* answersHelp = R"(
 --json prints one array of objects, one a line. Member "record" of each is
   answer      file packet time sinceStart code codeName identifier client server
               callingStationId request type duplicate notifications attributes
@@ -68,36 +68,21 @@ tagged, and name where the dictionary has one.)";
 } // namespace
 
 void addReplay( CLI::App& app, Action& action ) {
-   struct Given {
-      ReplayOptions options;
-      std::string listen;
-   };
-   auto const given = std::make_shared<Given>();
-   ReplayOptions& options = given->options;
+   auto const options = std::make_shared<ReplayOptions>();
    CLI::App* const command =
       app.add_subcommand( "replay", "Show what the RADIUS answers of captures make" );
-   command->add_option( "CAPTURE", options.captures, "Files to read, in this order" )->required();
-   command->add_flag( "--json", options.json, "Print JSON instead of text" );
-   command->add_flag( "--tree", options.tree, "Print the trees that --listen publishes" );
-   command->add_option( "--macs", options.sizing.macs, "Play copies, for so many supplicants" )
+   command->add_option( "CAPTURE", options->captures, "Files to read, in this order" )->required();
+   command->add_flag( "--json", options->json, "Print JSON instead of text" );
+   command->add_flag( "--tree", options->tree, "Print the trees that --listen publishes" );
+   command->add_option( "--macs", options->sizing.macs, "Play copies, for so many supplicants" )
       ->check( CLI::Range( 1, 1000000 ) );
-   command->add_option( "--repeat", options.sizing.repeat, "Play everything so many times" )
+   command->add_option( "--repeat", options->sizing.repeat, "Play everything so many times" )
       ->capture_default_str()
       ->check( CLI::Range( 1, 1000000 ) );
-   addressOption( *command, "--listen", given->listen, "Then publish the trees there" );
-   command->add_option( "--dump", options.dump, "Then write the trees to this file" )
-      ->type_name( "FILE" );
-   addShowOptions( *command, options );
-   addConfigOption( *command, options );
-   command->footer( std::string( help ) + "\n" + jsonHelp );
-   command->callback( [given, &action] {
-      action = [given] {
-         if ( !given->listen.empty() ) {
-            given->options.listen.emplace( given->listen );
-         }
-         return replay( given->options );
-      };
-   } );
+   publishOptions( *command, *options );
+   addShowOptions( *command, *options );
+   command->footer( std::string( replayHelp ) + "\n" + answersHelp );
+   command->callback( [options, &action] { action = [options] { return replay( *options ); }; } );
 }
 
 } // namespace Dot1xCtl

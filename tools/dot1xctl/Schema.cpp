@@ -101,7 +101,7 @@ Json schema( Modules which, Names const& names ) {
    std::ranges::for_each( names, expectKnown );
    Json modules = Json::array();
    for ( Varek::ModuleInspectData const* module : Varek::ModuleInspectData::all() ) {
-      if ( which == Modules::library && module == &Replay::replayModule ) {
+      if ( which == Modules::library && module == &::Replay::replayModule ) {
          continue;
       }
       Json types = Json::array();

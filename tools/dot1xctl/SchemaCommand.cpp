@@ -12,7 +12,7 @@ namespace Dot1xCtl {
 
 namespace {
 
-constexpr char const* help = R"(
+constexpr char const* schemaHelp = R"(
 Prints, module by module, each type with its slot, kind and whether it can be
 hashed, its attributes (id, name, kind, type, default or constant, key, salt of
 the hash) and, of an enumeration, its values. A TYPE is a name with or without
@@ -29,13 +29,13 @@ constant.
 --markdown prints a document with a table of contents, of the library's types
 and not of "Replay".)";
 
-struct Given {
+struct SchemaGiven {
    std::vector<std::string> types;
    bool json = false;
    bool markdown = false;
 };
 
-int print( Given const& given ) {
+int print( SchemaGiven const& given ) {
    auto const made = schema(
       given.markdown && given.types.empty() ? Modules::library : Modules::all, given.types );
    if ( given.json ) {
@@ -51,7 +51,7 @@ int print( Given const& given ) {
 } // namespace
 
 void addSchema( CLI::App& app, Action& action ) {
-   auto const given = std::make_shared<Given>();
+   auto const given = std::make_shared<SchemaGiven>();
    CLI::App* const command =
       app.add_subcommand( "schema", "Show the registered types and their attributes" );
    command->add_option( "TYPE", given->types, "Types to show; all, if none is given" )
@@ -65,7 +65,7 @@ void addSchema( CLI::App& app, Action& action ) {
       } );
    command->add_flag( "--markdown", given->markdown, "Print Markdown instead of tables" )
       ->excludes( command->add_flag( "--json", given->json, "Print JSON instead of tables" ) );
-   command->footer( help );
+   command->footer( schemaHelp );
    command->callback( [given, &action] { action = [given] { return print( *given ); }; } );
 }
 

@@ -21,7 +21,7 @@ travel.
 
 )";
 
-std::string text( Json const& value ) { return value.get<std::string>(); }
+std::string stringOf( Json const& value ) { return value.get<std::string>(); }
 
 /// As code in a table's cell.
 std::string code( std::string const& given ) {
@@ -54,7 +54,7 @@ public:
       : out_( out ), modules_( schema.at( "modules" ) ) {
       for ( Json const& module : modules_ ) {
          for ( Json const& type : module.at( "types" ) ) {
-            headings_.insert( text( type.at( "name" ) ) );
+            headings_.insert( stringOf( type.at( "name" ) ) );
          }
       }
    }
@@ -64,7 +64,7 @@ public:
          printContents( module );
       }
       for ( Json const& module : modules_ ) {
-         out_ << "\n## Module " << text( module.at( "name" ) ) << '\n';
+         out_ << "\n## Module " << stringOf( module.at( "name" ) ) << '\n';
          for ( Json const& type : module.at( "types" ) ) {
             printType( type );
          }
@@ -74,27 +74,27 @@ public:
 
 private:
    void printContents( Json const& module ) {
-      std::string const name = text( module.at( "name" ) );
+      std::string const name = stringOf( module.at( "name" ) );
       out_ << "- [" << name << "](" << anchorOf( "Module " + name ) << "):";
       char const* separator = "\n  ";
       for ( Json const& type : module.at( "types" ) ) {
-         std::string const of = text( type.at( "name" ) );
+         std::string const of = stringOf( type.at( "name" ) );
          out_ << separator << '[' << unqualified( of ) << "](" << anchorOf( of ) << ')';
          separator = ",\n  ";
       }
       out_ << '\n';
    }
    void printType( Json const& type ) {
-      std::string kind = text( type.at( "kind" ) );
+      std::string kind = stringOf( type.at( "kind" ) );
       if ( kind.starts_with( "enum" ) ) {
          kind = "enumeration of " + kind.substr( 4 ) + " bits";
       }
-      out_ << "\n### " << text( type.at( "name" ) ) << "\n\nSlot " << type.at( "slot" ) << ": "
+      out_ << "\n### " << stringOf( type.at( "name" ) ) << "\n\nSlot " << type.at( "slot" ) << ": "
            << kind << ( type.at( "hashable" ).get<bool>() ? ", hashable" : "" ) << ".\n\n";
       if ( type.contains( "values" ) ) {
          out_ << "| Value | Name |\n|---:|---|\n";
          for ( Json const& value : type.at( "values" ) ) {
-            out_ << "| " << value.at( "value" ) << " | " << code( text( value.at( "name" ) ) )
+            out_ << "| " << value.at( "value" ) << " | " << code( stringOf( value.at( "name" ) ) )
                  << " |\n";
          }
       } else {
@@ -105,12 +105,12 @@ private:
       }
    }
    void printAttribute( Json const& attribute ) {
-      std::string const type = text( attribute.at( "type" ) ), start = startText( attribute ),
+      std::string const type = stringOf( attribute.at( "type" ) ), start = startText( attribute ),
                         salt = saltText( attribute );
-      out_ << "| " << attribute.at( "id" ) << " | " << code( text( attribute.at( "name" ) ) )
-           << " | " << text( attribute.at( "kind" ) ) << " | " << typeCell( type );
+      out_ << "| " << attribute.at( "id" ) << " | " << code( stringOf( attribute.at( "name" ) ) )
+           << " | " << stringOf( attribute.at( "kind" ) ) << " | " << typeCell( type );
       if ( attribute.contains( "key" ) && attribute.at( "key" ) != attribute.at( "type" ) ) {
-         out_ << " by " << typeCell( text( attribute.at( "key" ) ) );
+         out_ << " by " << typeCell( stringOf( attribute.at( "key" ) ) );
       }
       out_ << ( salt.empty() ? "" : ", salt " + code( salt ) ) << " | "
            << ( start.empty() ? "" : code( start ) + " " ) << "|\n";

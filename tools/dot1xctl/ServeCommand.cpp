@@ -1,7 +1,6 @@
 #include "Commands.h"
 
 #include <memory>
-#include <string>
 
 #include "Options.h"
 
@@ -9,7 +8,7 @@ namespace Dot1xCtl {
 
 namespace {
 
-constexpr char const* help = R"(
+constexpr char const* serveHelp = R"(
 Publishes trees until SIGINT or SIGTERM, without printing anything of them:
 
   --config FILE   the configuration in a file (see config), as "status"
@@ -37,34 +36,22 @@ file of --dump cannot be written, or a capture had faults.)";
 } // namespace
 
 void addServe( CLI::App& app, Action& action ) {
-   struct Given {
-      ReplayOptions options;
-      std::string listen;
-   };
-   auto const given = std::make_shared<Given>();
-   ReplayOptions& options = given->options;
-   options.silent = true;
+   auto const options = std::make_shared<ReplayOptions>();
+   options->silent = true;
    CLI::App* const command =
       app.add_subcommand( "serve", "Publish a configuration or state until told to end" );
    CLI::Option* const captures =
-      command->add_option( "CAPTURE", options.captures, "Captures to publish the state of" );
-   addressOption( *command, "--listen", given->listen, "Where to publish" )->required();
-   addConfigOption( *command, options );
-   command->add_option( "--load", options.load, "Publish the trees in this state file" )
+      command->add_option( "CAPTURE", options->captures, "Captures to publish the state of" );
+   publishOptions( *command, *options )->required();
+   command->add_option( "--load", options->load, "Publish the trees in this state file" )
       ->type_name( "FILE" )
       ->excludes( captures );
-   command->add_option( "--dump", options.dump, "Write the trees to this file, too" )
-      ->type_name( "FILE" );
-   command->footer( help );
-   command->callback( [given, &action] {
-      ReplayOptions& asked = given->options;
-      if ( asked.config.empty() && asked.load.empty() && asked.captures.empty() ) {
+   command->footer( serveHelp );
+   command->callback( [options, &action] {
+      if ( options->config.empty() && options->load.empty() && options->captures.empty() ) {
          throw CLI::ValidationError( "serve", "one of --config, --load and CAPTURE is required" );
       }
-      action = [given] {
-         given->options.listen.emplace( given->listen );
-         return replay( given->options );
-      };
+      action = [options] { return replay( *options ); };
    } );
 }
 

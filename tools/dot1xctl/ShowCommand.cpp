@@ -11,7 +11,7 @@ namespace Dot1xCtl {
 
 namespace {
 
-constexpr char const* help = R"(
+constexpr char const* showHelp = R"(
 Connects to a process that publishes trees ("replay --listen"), waits until they
 have come whole, and prints of an authenticator's state
 
@@ -57,10 +57,10 @@ std::string emptiness( std::string const& given ) {
 
 CLI::Validator const macAddress( canonicalMac, "MAC" );
 
-struct Given {
+struct ShowGiven {
    std::string what = "all";
    std::string mac;
-   std::string connect;
+   Address connect;
    double wait = 5;
    std::map<std::string, std::string> filters;
    bool difference = false;
@@ -68,7 +68,7 @@ struct Given {
    ColourUse colour = ColourUse::automatic;
 };
 
-int run( Given const& given ) {
+int run( ShowGiven const& given ) {
    ShowRequest request;
    request.what = whatOf( given.what );
    request.json = given.json;
@@ -82,13 +82,13 @@ int run( Given const& given ) {
    if ( !given.mac.empty() ) {
       request.mac.emplace( given.mac );
    }
-   return show( Address( given.connect ), given.wait, request );
+   return show( given.connect, given.wait, request );
 }
 
 } // namespace
 
 void addShow( CLI::App& app, Action& action ) {
-   auto const given = std::make_shared<Given>();
+   auto const given = std::make_shared<ShowGiven>();
    CLI::App* const command = app.add_subcommand( "show", "Show what another process publishes" );
    command->add_option( "WHAT", given->what, "Which of it; see below" )
       ->check( CLI::IsMember(
@@ -112,7 +112,7 @@ void addShow( CLI::App& app, Action& action ) {
       ->check( emptiness );
    command->add_option( "--state", filters["state"], "... in this state: of ports or results" )
       ->check( emptiness );
-   command->footer( help );
+   command->footer( showHelp );
    command->callback( [given, &action] {
       if ( !given->mac.empty() && given->what != "supplicants" ) {
          throw CLI::ValidationError( "MAC", "only supplicants can be asked for by address" );

@@ -11,6 +11,7 @@
 
 #include <unistd.h>
 
+#include "AttributeText.h"
 #include "Columns.h"
 #include "Pallo/Pallo.h"
 #include "Progress.h"
@@ -44,10 +45,6 @@ std::string rate( std::uint64_t count, double seconds ) {
 void row( std::ostream& out, char const* name, std::string const& text ) {
    constexpr std::size_t width = 16;
    printWrapped( out, "   " + padded( name, width - 3 ), text, width );
-}
-
-std::string counted( std::uint64_t count, char const* one, char const* several ) {
-   return std::to_string( count ) + " " + ( count == 1 ? one : several );
 }
 
 } // namespace

@@ -11,7 +11,7 @@ namespace {
 
 using Id = RadiusPacketParser::RadiusAttributeId;
 
-constexpr std::size_t indent = 3;
+constexpr std::size_t indentation = 3;
 constexpr std::size_t valueColumn = 29;
 
 class TextOutput final : public Output {
@@ -33,10 +33,10 @@ public:
    void broken( Answer const& answer, std::string const& fault ) override {
       heading( answer, ": NOT READ WHOLE" );
       printWrapped(
-         out_, std::string( indent, ' ' ),
+         out_, std::string( indentation, ' ' ),
          fault + "; no response is made of it. " + std::to_string( answer.attributes.size() ) +
             " attributes stand before the fault" + ( answer.attributes.empty() ? "." : ":" ),
-         indent );
+         indentation );
       for ( Dot1xV2::AaaAttribute const& attribute : answer.attributes ) {
          print( attribute );
       }
@@ -45,8 +45,8 @@ public:
    void unanswered( Request const& request ) override {
       out_ << "\npacket " << request.packet << "  " << stringValue( request.time, ' ', 6 ) << "  "
            << codeText( request.code ) << ": unanswered\n";
-      printWrapped( out_, std::string( indent, ' ' ),
-                    about( &request ) + ", sent " + times( request.timesSent ), indent );
+      printWrapped( out_, std::string( indentation, ' ' ),
+                    about( &request ) + ", sent " + times( request.timesSent ), indentation );
    }
 
    void summary( Summary const& s ) override {
@@ -97,8 +97,8 @@ private:
 
    void row( char const* name, std::size_t count, std::string const& detail ) {
       std::string const number = std::to_string( count );
-      printWrapped( out_, "   " + padded( name, valueColumn - indent ) + number,
-                    detail.empty() ? detail : "  (" + detail + ")", valueColumn + indent );
+      printWrapped( out_, "   " + padded( name, valueColumn - indentation ) + number,
+                    detail.empty() ? detail : "  (" + detail + ")", valueColumn + indentation );
    }
 
    void heading( Answer const& answer, std::string const& result ) {
@@ -111,7 +111,7 @@ private:
             text += ", answered before";
          }
       }
-      printWrapped( out_, std::string( indent, ' ' ), text, indent );
+      printWrapped( out_, std::string( indentation, ' ' ), text, indentation );
    }
 
    /// Who a request is about.
@@ -145,7 +145,7 @@ private:
 
    void print( Dot1xV2::AaaAttribute const& attribute ) {
       std::string first =
-         "   " + padded( stringValue( attribute.attribute() ), valueColumn - indent );
+         "   " + padded( stringValue( attribute.attribute() ), valueColumn - indentation );
       for ( auto const& value : attribute.attrValue() ) {
          printWrapped( out_, first, valueText( attribute.attribute(), value ), valueColumn );
          first.assign( valueColumn, ' ' );

@@ -85,16 +85,6 @@ std::vector<Part> attributeParts( Qel::TypeRecord const& type, void const* objec
    return result;
 }
 
-/// Where the constructor parameter of an entity lies; null if it has none.
-void const* parameterOf( Qel::TypeRecord const& type, Qel::Entity const& entity ) {
-   for ( Qel::AttributeRecord const& one : type.attributes ) {
-      if ( one.kind == AttributeKind::parameter ) {
-         return one.read( &entity );
-      }
-   }
-   return nullptr;
-}
-
 /// By which attribute, and under which key, \p owner holds \p child.
 Part stepTo( Qel::Entity const& owner, Qel::Entity const& child ) {
    Qel::TypeRecord const& type = Qel::typeRecord( owner );
@@ -111,7 +101,8 @@ Part stepTo( Qel::Entity const& owner, Qel::Entity const& child ) {
          continue;
       }
       // Children are held by their constructor parameters.
-      UntypedElements const at( one, &owner, parameterOf( Qel::typeRecord( child ), child ) );
+      Qel::AttributeRecord const* const key = Qel::typeRecord( child ).parameter();
+      UntypedElements const at( one, &owner, key != nullptr ? key->read( &child ) : nullptr );
       if ( at && childAt( type, one, at.object() ) == &child ) {
          step.key.push_back( keyPart( at.key() ) );
          return step;

@@ -12,15 +12,6 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-bool isUtf8( std::string const& text ) {
-   try {
-      (void)Json( text ).dump();
-      return true;
-   } catch ( Json::type_error const& ) {
-      return false;
-   }
-}
-
 std::string octets( std::string const& text ) { return stringValue( Varek::Bytes( text ) ); }
 
 /// What a key is as the name of a member.
@@ -119,10 +110,20 @@ Json jsonOf( std::string const& time, std::string const& root, ChangePart const&
    return result;
 }
 
-std::string compact( Json const& json ) {
-   // Text was looked at; what a type prints should be UTF-8, but need not end the program.
+bool isUtf8( std::string_view text ) {
+   try {
+      (void)Json( text ).dump();
+      return true;
+   } catch ( Json::type_error const& ) {
+      return false;
+   }
+}
+
+std::string compact( Json const& json ) { return pretty( json, -1 ); }
+
+std::string pretty( Json const& json, int indent ) {
    // Characters that a terminal obeys are escaped, as all that are not ASCII.
-   return json.dump( -1, ' ', true, Json::error_handler_t::replace );
+   return json.dump( indent, ' ', true, Json::error_handler_t::replace );
 }
 
 } // namespace Dot1xCtl

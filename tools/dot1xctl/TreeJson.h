@@ -28,7 +28,12 @@ void printJson( std::ostream&, Part const& );
 nlohmann::ordered_json jsonOf( std::string const& time, std::string const& root,
                                ChangePart const& );
 
-/// Without spaces, on one line.
+/// JSON text is; what comes from the network need not be.
+bool isUtf8( std::string_view text );
+
+/// On one line, without spaces. In ASCII; what is no UTF-8 is replaced.
 std::string compact( nlohmann::ordered_json const& );
+/// On lines of their own, indented by \p indent each.
+std::string pretty( nlohmann::ordered_json const&, int indent );
 
 } // namespace Dot1xCtl

@@ -1,7 +1,6 @@
 #include "Commands.h"
 
 #include <memory>
-#include <string>
 
 #include "Follow.h"
 #include "Options.h"
@@ -10,7 +9,7 @@ namespace Dot1xCtl {
 
 namespace {
 
-constexpr char const* help = R"(
+constexpr char const* watchHelp = R"(
 Connects to a process that publishes trees and prints each change as it arrives,
 one a line: time, path and attribute, what it was, what it is; "-" is what is
 not there. What is there in the beginning comes as changes, too. When the other
@@ -25,19 +24,18 @@ connection, or what it says would be misread here.
 } // namespace
 
 void addWatch( CLI::App& app, Action& action ) {
-   struct Given {
-      std::string connect;
+   struct WatchGiven {
+      Address connect;
       bool json = false;
    };
-   auto const given = std::make_shared<Given>();
+   auto const given = std::make_shared<WatchGiven>();
    CLI::App* const command =
       app.add_subcommand( "watch", "Show the changes in that, as they arrive" );
    addressOption( *command, "--connect", given->connect, "Where it listens" )->required();
    command->add_flag( "--json", given->json, "Print JSON instead of text" );
-   command->footer( help );
-   command->callback( [given, &action] {
-      action = [given] { return watch( Address( given->connect ), given->json ); };
-   } );
+   command->footer( watchHelp );
+   command->callback(
+      [given, &action] { action = [given] { return watch( given->connect, given->json ); }; } );
 }
 
 } // namespace Dot1xCtl

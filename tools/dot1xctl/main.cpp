@@ -1,17 +1,15 @@
 #include <algorithm>
 #include <exception>
-#include <functional>
 #include <iostream>
 
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "CommandLine.h"
+#include "Action.h"
 
 namespace {
 
 constexpr int failed = 1;
-constexpr int wrongUsage = 2;
 
 /// A standard stream that is closed would be the next file or socket that is opened, and what is
 /// printed would be written there. In its place stands one that cannot be read or written.
@@ -25,16 +23,7 @@ void occupyClosedStreams() {
 }
 
 int run( int argc, char** argv ) {
-   std::function<int()> action;
-   auto const app = Dot1xCtl::commandLine( action );
-   try {
-      app->parse( argc, argv );
-   } catch ( CLI::ParseError const& error ) {
-      // Help and version are ends of this kind, too.
-      int const exitCode = app->exit( error ) == 0 ? 0 : wrongUsage;
-      action = [exitCode] { return exitCode; };
-   }
-   int result = action();
+   int result = Dot1xCtl::actionOf( argc, argv )();
    std::cout.flush();
    if ( !std::cout ) {
       std::cerr << "dot1xctl: standard output cannot be written\n";
