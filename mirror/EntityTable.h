@@ -21,8 +21,8 @@ public:
    EntityRecord( Varek::Ptr<Qel::Entity> e, std::uint32_t h )
       : entity( std::move( e ) ), handle( h ) {}
 
-   Varek::Ptr<Qel::Entity> entity; ///< May be null.
-   std::uint32_t handle = 0;       ///< 0 in an empty record.
+   Varek::Ptr<Qel::Entity> entity; ///< Null in an empty record.
+   std::uint32_t handle = 0;
 
 private:
    template<class Record>
@@ -35,7 +35,7 @@ private:
 };
 
 /// A Record is an EntityRecord. Records are a tree of their own: what is below an entity cannot be
-/// asked of it once an observer has taken it apart, or if its type is not known here.
+/// asked of it once an observer has taken it apart.
 ///
 /// An entity notes the place of its record (Qel::Entity::qelPlace). There is one note for all
 /// tables of a process, so what it leads to is compared, and a table that finds the note in use
@@ -72,16 +72,14 @@ public:
       return find( entity ) ? entity.qelPlace() : 0;
    }
 
-   /// The place of \p record from now on, below that at \p parent if that is not 0. Its entity, if
-   /// it has one, has no record yet.
+   /// The place of \p record from now on, below that at \p parent if that is not 0. Its entity has
+   /// no record yet.
    std::uint32_t newMember( Record record, std::uint32_t parent = 0 ) {
       std::uint32_t const place = free_.empty() ? nextPlace() : free_.back();
-      if ( record.entity ) {
-         if ( record.entity->qelPlace() == 0 ) [[likely]]
-            record.entity->qelPlaceIs( place );
-         else
-            elsewhere_.newMemberG( Elsewhere{ record.entity.get(), place } );
-      }
+      if ( record.entity->qelPlace() == 0 ) [[likely]]
+         record.entity->qelPlaceIs( place );
+      else
+         elsewhere_.newMemberG( Elsewhere{ record.entity.get(), place } );
       at( place ) = std::move( record );
       if ( parent != 0 )
          link( place, parent );
@@ -123,7 +121,7 @@ public:
    template<class F>
    void forEach( F f ) {
       for ( std::uint32_t place = 1; place <= end_; ++place )
-         if ( Record& record = at( place ); record.handle != 0 )
+         if ( Record& record = at( place ); record.entity )
             f( record );
    }
 
@@ -176,8 +174,6 @@ private:
       return taken;
    }
    void unnote( Record const& record ) {
-      if ( !record.entity )
-         return;
       bool const noted =
          elsewhere_.size() == 0 || !elsewhere_.deleteMemberG( keyOf( record.entity.get() ) );
       if ( noted ) [[likely]]

@@ -14,10 +14,6 @@ using Qel::NboAttrLog::In;
 
 namespace {
 
-/// Types may nest in themselves; what walks a tree by recursion, as its destruction does, must not
-/// depend on a peer's goodwill.
-constexpr std::uint32_t deepest = 1000;
-
 EntityQelNboAttrLogSa mirrored( Qel::Entity& entity, Qel::TypeRecord const& type,
                                 Qel::NboAttrLog::Receiver& receiver ) {
    EntityQelNboAttrLogSa sa( entity, type, &receiver );
@@ -52,6 +48,7 @@ void Follower::connectedIs( int fd, Varek::String const& peer ) {
    for ( auto& [name, root] : roots_ )
       root.announced = false;
    skipped_ = unknownTypes_ = countedOn_ = 0;
+   newest_ = 0;
    synced_ = reported_ = false;
 }
 
@@ -121,16 +118,21 @@ Follower::Known* Follower::find( std::uint32_t handle ) {
    return last_ = place != 0 ? &known_.at( place ) : nullptr;
 }
 
-void Follower::knownIs( std::uint32_t handle, Known const* parent, Qel::TypeRecord const* type,
-                        Qel::Entity* entity ) {
-   std::uint32_t const above = parent ? parent->handle : 0;
-   std::uint32_t const depth = parent ? parent->depth + 1 : 0;
-   // An entity has one handle, the newest, and a handle one entity.
-   if ( entity )
-      entityRemoved( *entity );
+/// \p handle is a new one, or an entity is announced anew under it: it means nothing known any
+/// more.
+void Follower::announced( std::uint32_t handle ) {
+   newest_ = std::max( newest_, handle );
    forget( handle );
-   std::uint32_t const place = known_.newMember( Known( entity, handle, depth, type ),
-                                                 above != 0 ? places_.find( above ) : 0 );
+}
+
+void Follower::knownIs( std::uint32_t handle, Known const* parent, Qel::TypeRecord const& type,
+                        Qel::Entity& entity ) {
+   std::uint32_t const above = parent ? parent->handle : 0;
+   // An entity has one handle, the newest, and a handle one entity.
+   entityRemoved( entity );
+   announced( handle );
+   std::uint32_t const place =
+      known_.newMember( Known( entity, handle, type ), above != 0 ? places_.find( above ) : 0 );
    places_.placeIs( handle, place, known_.size() );
    last_ = nullptr;
 }
@@ -159,9 +161,9 @@ void Follower::forgetAll() {
 
 void Follower::fail( Frame const& frame, std::string_view fault ) {
    Known const* const known = find( frame.head.entity );
-   endpoint_->refuse( where( known && known->type ? known->type->name : std::string_view(),
-                             frame.head.field, frame.offset )
-                         .append( fault ) );
+   endpoint_->refuse(
+      where( known ? known->type->name : std::string_view(), frame.head.field, frame.offset )
+         .append( fault ) );
 }
 
 void Follower::frame( Frame const& one ) {
@@ -210,18 +212,29 @@ void Follower::apply( Frame const& one ) {
    }
    Known const* const known = find( one.head.entity );
    if ( !known ) [[unlikely]]
-      return fail( one, "no entity with handle " + std::to_string( one.head.entity ) +
-                           " has been announced" );
+      return notKnown( one );
    if ( one.head.kind == FrameKind::announce )
-      return announce( one, *known );
-   if ( !known->type ) {
-      ++skipped_;
-      return;
-   }
-   if ( one.head.kind == FrameKind::attribute ) [[likely]]
+      announce( one, *known );
+   else if ( one.head.kind == FrameKind::attribute ) [[likely]]
       attribute( one, *known );
    else
       transaction( one, *known );
+}
+
+/// About an entity that only the leader's side has a type or a place for. No record is kept of
+/// those, since nothing that would be understood here tells when they go.
+void Follower::notKnown( Frame const& one ) {
+   if ( one.head.entity == 0 || one.head.entity > newest_ ) [[unlikely]]
+      return fail( one, "no entity with handle " + std::to_string( one.head.entity ) +
+                           " has been announced" );
+   if ( one.head.kind != FrameKind::announce ) {
+      ++skipped_;
+      return;
+   }
+   In in( one.payload, one.offset );
+   in.contextIs( {}, one.head.field );
+   announced( childHandle( in, one.head.entity ) );
+   typeNumbered( in );
 }
 
 void Follower::attribute( Frame const& one, Known const& known ) {
@@ -252,42 +265,45 @@ std::uint32_t Follower::expectedElements( In& in, Frame const& begin ) {
    return expected;
 }
 
-Qel::TypeRecord const* Follower::typeNumbered( In& in, bool& isKnown ) {
+/// Null, and counted, if the type is not known here.
+Qel::TypeRecord const* Follower::typeNumbered( In& in ) {
    if ( types_.empty() )
       types_ = endpoint_->theirs().records();
    std::uint16_t const number = in.get16();
    if ( number >= types_.size() ) [[unlikely]]
       in.fail( "there is no type number " + std::to_string( number ) );
    Qel::TypeRecord const* const type = types_[number];
-   isKnown = type != nullptr;
    if ( type && type->kind != Varek::TypeKind::entity ) [[unlikely]]
       in.fail( "type " + Varek::String( type->name ) + " is not one of entities" );
-   unknownTypes_ += !isKnown;
+   unknownTypes_ += type == nullptr;
    return type;
+}
+
+std::uint32_t Follower::childHandle( In& in, std::uint32_t parent ) {
+   std::uint32_t const handle = in.get32();
+   if ( handle == 0 || handle == parent ) [[unlikely]]
+      in.fail( "an entity cannot have handle " + std::to_string( handle ) );
+   return handle;
 }
 
 void Follower::announce( Frame const& one, Known const& parent ) {
    In in( one.payload, one.offset );
-   in.contextIs( parent.type ? parent.type->name : std::string_view(), one.head.field );
-   if ( parent.depth >= deepest ) [[unlikely]]
-      in.fail( "entities are nested deeper than " + std::to_string( deepest ) );
-   std::uint32_t const handle = in.get32();
-   if ( handle == 0 || handle == parent.handle ) [[unlikely]]
-      in.fail( "an entity cannot have handle " + std::to_string( handle ) );
-   bool isKnown = false;
-   Qel::TypeRecord const* const type = typeNumbered( in, isKnown );
-   Qel::AttributeRecord const* const attribute =
-      parent.type ? parent.type->attribute( one.head.field ) : nullptr;
-   if ( !isKnown || !attribute )
-      return knownIs( handle, &parent, nullptr, nullptr );
+   in.contextIs( parent.type->name, one.head.field );
+   std::uint32_t const handle = childHandle( in, parent.handle );
+   Qel::TypeRecord const* const type = typeNumbered( in );
+   Qel::AttributeRecord const* const attribute = parent.type->attribute( one.head.field );
+   if ( !type || !attribute )
+      return announced( handle );
    if ( !attribute->childType || &Qel::typeRecord( attribute->childType() ) != type ) [[unlikely]]
       in.fail( "a child of type " + Varek::String( type->name ) + " does not belong here" );
    Known const above = parent; // which moves, and may go, while observers are told
    Qel::FirstFailure failure;
    Qel::Entity* const child =
       childForAttrLog( mirrored( *above.entity, *above.type, *this ), one.head.field, in, failure );
-   Known const* const still = find( above.handle );
-   knownIs( handle, still, child ? type : nullptr, child );
+   if ( child )
+      knownIs( handle, find( above.handle ), *type, *child );
+   else
+      announced( handle );
    failure.rethrow();
 }
 

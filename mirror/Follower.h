@@ -73,7 +73,7 @@ public:
       std::uint64_t bytes;
       std::uint64_t skipped; ///< Messages of attributes or entities that this side does not know.
       std::uint64_t unknownTypes; ///< Entities of types that this side does not know.
-      std::uint32_t entities;     ///< That the leader has made known.
+      std::uint32_t entities; ///< That the leader has made known and this side knows the types of.
    };
    /// Of the present connection.
    Stats stats() const;
@@ -81,13 +81,10 @@ public:
 private:
    struct Known : EntityRecord {
       Known() = default;
-      Known( Qel::Entity* entity_, std::uint32_t handle_, std::uint32_t depth_,
-             Qel::TypeRecord const* type_ )
-         : EntityRecord( Varek::Ptr<Qel::Entity>( entity_ ), handle_ ), depth( depth_ ),
-           type( type_ ) {}
+      Known( Qel::Entity& entity_, std::uint32_t handle_, Qel::TypeRecord const& type_ )
+         : EntityRecord( Varek::Ptr<Qel::Entity>( &entity_ ), handle_ ), type( &type_ ) {}
 
-      std::uint32_t depth = 0;
-      Qel::TypeRecord const* type = nullptr; // null if not known here
+      Qel::TypeRecord const* type = nullptr;
    };
    struct Root {
       Varek::Ptr<Qel::Entity> entity;
@@ -105,6 +102,7 @@ private:
    void transaction( Frame const&, Known const& );
    std::uint32_t expectedElements( Qel::NboAttrLog::In&, Frame const& begin );
    void announce( Frame const&, Known const& parent );
+   void notKnown( Frame const& );
    void rootFrame( Frame const& );
    void rootGone( std::uint32_t handle );
    void syncedFrame();
@@ -117,8 +115,10 @@ private:
    void refuse( Frame const& );
 
    Known* find( std::uint32_t handle );
-   Qel::TypeRecord const* typeNumbered( Qel::NboAttrLog::In&, bool& isKnown );
-   void knownIs( std::uint32_t handle, Known const* parent, Qel::TypeRecord const*, Qel::Entity* );
+   Qel::TypeRecord const* typeNumbered( Qel::NboAttrLog::In& );
+   static std::uint32_t childHandle( Qel::NboAttrLog::In&, std::uint32_t parent );
+   void announced( std::uint32_t handle );
+   void knownIs( std::uint32_t handle, Known const* parent, Qel::TypeRecord const&, Qel::Entity& );
    void forget( std::uint32_t handle );
    void forgetAll();
    void finish();
@@ -127,8 +127,9 @@ private:
    std::unique_ptr<Endpoint> endpoint_;
    std::map<Varek::String, Root> roots_;
    EntityTable<Known> known_;
-   HandleMap places_;      // of the above, by handle
-   Known* last_ = nullptr; // mostly the next message is of the same entity
+   HandleMap places_;         // of the above, by handle
+   Known* last_ = nullptr;    // mostly the next message is of the same entity
+   std::uint32_t newest_ = 0; // handle that has been announced
    std::vector<Qel::TypeRecord const*> types_;
    std::exception_ptr observersFault_;
    std::uint64_t skipped_ = 0;

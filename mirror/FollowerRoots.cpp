@@ -46,18 +46,17 @@ void Follower::rootFrame( Frame const& one ) {
    std::uint32_t const handle = in.get32();
    if ( handle == 0 || find( handle ) ) [[unlikely]]
       in.fail( "a new root cannot have handle " + std::to_string( handle ) );
-   bool isKnown = false;
-   Qel::TypeRecord const* const type = typeNumbered( in, isKnown );
+   Qel::TypeRecord const* const type = typeNumbered( in );
    auto const name = getText( in );
-   if ( !isKnown )
-      return knownIs( handle, nullptr, nullptr, nullptr );
+   if ( !type )
+      return announced( handle );
    in.contextIs( type->name, one.head.field );
    Varek::Ptr<Qel::Entity> const entity = rootFor( name, *type, in );
    Root& root = roots_[name];
    root.entity = entity;
    root.handle = handle;
    root.announced = true;
-   knownIs( handle, nullptr, type, entity.get() );
+   knownIs( handle, nullptr, *type, *entity );
    if ( !std::exchange( root.told, true ) )
       tell( onRoot, name, *entity );
 }
@@ -100,9 +99,7 @@ void Follower::rootGone( std::uint32_t handle ) {
    } );
    if ( at != roots_.end() )
       rootDrop( Varek::String( at->first ) );
-   else if ( find( handle ) )
-      forget( handle );
-   else
+   else if ( find( handle ) || handle > newest_ )
       endpoint_->refuse( "no root with handle " + std::to_string( handle ) +
                          " has been announced" );
 }

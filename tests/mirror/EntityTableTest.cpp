@@ -73,7 +73,7 @@ TEST( EntityTable, RecordsStayWhereTheyAre ) {
    auto const first = TestModule::Plant::PlantIs();
    Record const& record = table.at( table.newMember( { first, 1 } ) );
    for ( std::uint32_t i = 2; i < 1000; ++i )
-      table.newMember( { nullptr, i } );
+      table.newMember( { TestModule::Plant::PlantIs(), i } );
    EXPECT_EQ( table.find( *first ), &record );
 }
 
@@ -88,7 +88,8 @@ TEST( EntityTable, TakesOutWhatIsBelowAndNothingElse ) {
                            static_cast<std::ptrdiff_t>( random() % places.size() ) );
       };
       std::uint32_t const above = places.empty() || random() % 50 == 0 ? 0 : any()->first;
-      places[handle] = table.newMember( { nullptr, handle }, above != 0 ? places[above] : 0 );
+      places[handle] = table.newMember( { TestModule::Plant::PlantIs(), handle },
+                                        above != 0 ? places[above] : 0 );
       parents[handle] = above;
       if ( random() % 3 != 0 )
          continue;

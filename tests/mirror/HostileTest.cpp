@@ -173,7 +173,7 @@ struct Frames : testing::Test {
       auto const number =
          std::ranges::find( records, type, []( auto* r ) { return r->name; } ) - records.begin();
       Bytes made{ 0, 0, 0, handle, 0, static_cast<std::uint8_t>( number ) };
-      made.insert( made.end(), more.begin(), more.end() );
+      std::ranges::copy( more, std::back_inserter( made ) ); // g++ 12 at -O3 warns of insert()
       return made;
    }
    std::string reasonFor() {
@@ -209,7 +209,7 @@ TEST_F( Frames, FaultsAreNamed ) {
         "cannot have handle 1" },
       { FrameKind::root, 0, 0, announcement( 2, "TestModule::Plant", { 0, 0, 0, 0 } ),
         "cannot have handle 2" },
-      { FrameKind::rootGone, 2, 0, {}, "" },
+      { FrameKind::rootGone, 2, 0, {}, "no root with handle 2" },
       { FrameKind::rootGone, 7, 0, {}, "no root with handle 7" },
       { FrameKind::transactionEnd, 1, 259, { 1 }, "should end here" },
       { FrameKind{ 12 }, 1, 259, {}, "a frame of kind 12" },
@@ -235,6 +235,28 @@ TEST_F( Frames, WhatOnlyTheOtherSideKnowsIsSkippedAndCounted ) {
    EXPECT_EQ( reasonFor(), "closed by the other side" );
    EXPECT_EQ( follower.stats().skipped, 3U );
    EXPECT_EQ( static_cast<Plant&>( *follower.root( "p" ) ).rack( "a" )->mode(), Mode::running );
+}
+
+// Such entities may come and go for as long as the connection lasts.
+TEST_F( Frames, OfWhatOnlyTheOtherSideKnowsNothingIsKept ) {
+   begin();
+   for ( std::uint8_t handle = 3; handle < 200; ++handle ) {
+      put( FrameKind::announce, 2, 301, announcement( handle, "TestModule::Sensor", { 9 } ) );
+      put( FrameKind::attribute, 2, 65536 - 301, { 9 } );
+   }
+   put( FrameKind::attribute, 100, 259, { 1 } );
+   // A handle of such may come to be one of something known.
+   put( FrameKind::announce, 1, 259, announcement( 100, "TestModule::Rack", { 0, 0, 0, 1, 'b' } ) );
+   put( FrameKind::attribute, 100, 259, { 0, 0, 0, 1 } );
+   std::uint32_t held = 0;
+   follower.onSynced = [&] { held = follower.stats().entities; };
+   put( FrameKind::synced, 0, 0, {} );
+   put( FrameKind::announce, 150, 259, announcement( 150, "TestModule::Rack", { 9 } ) );
+   EXPECT_NE( reasonFor().find( "cannot have handle 150" ), std::string::npos )
+      << follower.reason();
+   EXPECT_EQ( held, 3U );
+   EXPECT_EQ( follower.stats().skipped, 197U + 1 );
+   EXPECT_EQ( static_cast<Plant&>( *follower.root( "p" ) ).rack( "b" )->mode(), Mode::running );
 }
 
 TEST_F( Frames, AFrameThatIsTooLargeIsRefusedBeforeItComes ) {
@@ -386,24 +408,12 @@ TEST_F( Frames, RemovalsOfWhatHasChildrenOfUnknownTypesAreQuick ) {
    }
    put( FrameKind::transactionBegin, 2, 260, { 0, 0, 0, 0 } );
    put( FrameKind::transactionEnd, 2, 260, {} );
+   follower.onSynced = [&] { EXPECT_EQ( follower.stats().entities, 2U ); };
+   put( FrameKind::synced, 0, 0, {} );
    put( FrameKind::attribute, 4, 259, {} );
-   EXPECT_NE( reasonFor().find( "no entity with handle 4" ), std::string::npos )
-      << follower.reason();
+   EXPECT_EQ( reasonFor(), "closed by the other side" );
+   EXPECT_EQ( follower.stats().skipped, 1U );
    EXPECT_EQ( static_cast<Plant&>( *follower.root( "p" ) ).rack( "a" )->sensor().size(), 0U );
-}
-
-/// A depot's annex is a plant, which no depot is in: the deepest tree that these types can have is
-/// not deep, so the limit is met by entities of types that the follower does not know.
-TEST_F( Frames, NestingIsBounded ) {
-   begin();
-   put( FrameKind::announce, 2, 301, announcement( 3, "TestModule::Sensor", {} ) );
-   for ( std::uint32_t handle = 3; handle < 2000; ++handle ) {
-      Bytes next = announcement( 0, "TestModule::Sensor", {} );
-      next[2] = static_cast<std::uint8_t>( ( handle + 1 ) >> 8 );
-      next[3] = static_cast<std::uint8_t>( handle + 1 );
-      put( FrameKind::announce, handle, 301, next );
-   }
-   EXPECT_NE( reasonFor().find( "nested deeper than 1000" ), std::string::npos );
 }
 
 } // namespace
