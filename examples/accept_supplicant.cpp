@@ -1,5 +1,7 @@
 #include <iostream>
 #include <optional>
+#include <utility>
+#include <variant>
 
 #include "Dot1xV2/AuthNStatus.h"
 #include "Dot1xV2/AuthZStatus.h"
@@ -9,12 +11,14 @@ using namespace Dot1xV2;
 using RadiusPktParserBase::Attribute;
 using RadiusPktParserBase::TaggedStr;
 
+// The first value of an attribute, if there is one of this type.
 template<class T>
-std::optional<T> firstOf( AaaResponse const& answer, char const* name ) {
+std::optional<T> first( AaaResponse const& answer, char const* name ) {
    AaaAttribute const* const held = answer.aaaAttribute( Attribute( name ) );
-   bool const any = held != nullptr && !held->attrValue().empty();
-   T const* const value = any ? std::get_if<T>( &held->attrValue()[0].variant() ) : nullptr;
-   return value != nullptr ? std::optional( *value ) : std::nullopt;
+   if ( held != nullptr && !held->attrValue().empty() )
+      if ( T const* const value = std::get_if<T>( &held->attrValue()[0].variant() ) )
+         return *value;
+   return std::nullopt;
 }
 
 // What an Access-Accept means for the state. There is no "has it changed?" anywhere: a mutator that
@@ -29,13 +33,12 @@ void accepted( AuthNStatus& authN, AuthZStatus& authZ, AaaResponse const& answer
    completed.valueIs( AuthNZPhaseEnum::authNZCompleted );
    supplicant->authPhaseIs( completed );
    supplicant->intfIdIs( intf );
-   supplicant->identityIs( firstOf<Varek::String>( answer, "User-Name" ).value_or( "" ) );
+   supplicant->identityIs( first<Varek::String>( answer, "User-Name" ).value_or( "" ) );
 
    AuthZAttrs allowed;
-   allowed.identityIs( firstOf<Varek::String>( answer, "User-Name" ) );
-   allowed.filterIdIs( firstOf<Varek::String>( answer, "Filter-Id" ) );
+   allowed.filterIdIs( first<Varek::String>( answer, "Filter-Id" ) );
    // Of several tunnels, those to a VLAN would have to be found by their tags (RFC 2868 3.1).
-   if ( auto const tunnel = firstOf<TaggedStr>( answer, "Tunnel-Private-Group-Id" ) )
+   if ( auto const tunnel = first<TaggedStr>( answer, "Tunnel-Private-Group-Id" ) )
       allowed.vlanIdIs( tunnel->value );
    auto const port = authZ.authZPortStatusIs( intf );
    port->authorizedMacsIs( answer.callingStationId() )->attrIs( allowed );
@@ -46,13 +49,9 @@ void accepted( AuthNStatus& authN, AuthZStatus& authZ, AaaResponse const& answer
 int main() {
    auto const answer = aaaResponseFactory( AaaResponseType::accepted );
    answer->callingStationIdIs( Lumo::EthAddr( "00:00:5e:00:53:01" ) );
-   auto const says = [&]( char const* name, RadiusPktParserBase::AttrValue const& value ) {
-      AaaAttribute attribute{ Attribute( name ) };
-      attribute.attrValuePush( value );
-      answer->aaaAttributeIs( attribute );
-   };
-   says( "User-Name", "alice" );
-   says( "Tunnel-Private-Group-Id", TaggedStr{ 1, "STAFF" } );
+   AaaAttribute vlan{ Attribute( "Tunnel-Private-Group-Id" ) };
+   vlan.attrValuePush( TaggedStr{ 1, "STAFF" } );
+   answer->aaaAttributeIs( vlan );
 
    auto const authN = authNStatusFactory( "authNStatus" );
    auto const authZ = authZStatusFactory( "authZStatus" );
@@ -60,17 +59,10 @@ int main() {
    auto const count = [&]( Varek::Change const& ) { ++changes; };
    auto const ofAuthN = authN->subscribe( count, Varek::Scope::subtree );
    auto const ofAuthZ = authZ->subscribe( count, Varek::Scope::subtree );
-   auto const handle = [&]( char const* what ) {
-      changes = 0;
+   for ( char const* const what : { "accepted", "the same again" } ) {
       accepted( *authN, *authZ, *answer, Lumo::IntfId( "Ethernet1" ) );
-      std::cout << what << ": " << changes << " changes\n";
-   };
-   handle( "accepted" );
-   handle( "the same again" );
-   says( "Filter-Id", "acl-staff" );
-   handle( "with a filter" );
-   std::cout << authZ->authZPortStatus( Lumo::IntfId( "Ethernet1" ) )
-                   ->authorizedMacs( answer->callingStationId() )
-                   ->attr()
-             << '\n';
+      std::cout << what << ": " << std::exchange( changes, 0 ) << " changes\n";
+   }
+   auto const port = authZ->authZPortStatus( Lumo::IntfId( "Ethernet1" ) );
+   std::cout << port->authorizedMacs( answer->callingStationId() )->attr() << '\n';
 }

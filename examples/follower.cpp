@@ -9,9 +9,8 @@
 // "Dot1xV2::AuthZPortStatus authorized: true", "Dot1xV2::AuthNStatus supplicant[00:00:5e:00:53:08]"
 void print( Varek::Change const& change ) {
    Qel::Entity const& entity = Qel::entityOf( change );
-   Qel::TypeRecord const& type = Qel::typeRecord( entity );
-   Qel::AttributeRecord const& attribute = *type.attribute( change.id() );
-   std::cout << type.name << ' ' << attribute.name;
+   Qel::AttributeRecord const& attribute = *Qel::typeRecord( entity ).attribute( change.id() );
+   std::cout << Qel::typeRecord( entity ).name << ' ' << attribute.name;
    if ( change.keyData() != nullptr )
       std::cout << '[' << attribute.key->inspectEncodeToString( change.keyData() ) << ']';
    if ( attribute.kind == Qel::AttributeKind::plain )
@@ -28,9 +27,7 @@ int main( int argc, char** argv ) try {
    follower.onSynced = [] { std::cout << "in step" << std::endl; };
    follower.connectedIs( Mirror::connectUnix( argc > 1 ? argv[1] : "" ).release() );
    while ( !follower.closed() ) {
-      pollfd ready{ follower.fd(), POLLIN, 0 };
-      if ( follower.wantsWrite() )
-         ready.events |= POLLOUT;
+      pollfd ready{ follower.fd(), short( follower.wantsWrite() ? POLLIN | POLLOUT : POLLIN ), 0 };
       poll( &ready, 1, 1000 ); // deadlines are of seconds
       if ( ready.revents & POLLOUT )
          follower.onWritable();
@@ -38,8 +35,7 @@ int main( int argc, char** argv ) try {
          follower.onReadable();
       follower.tick( Mirror::Clock::now() );
    }
-   std::cerr << follower.reason() << '\n';
-   return 1;
+   throw Varek::Failure( follower.reason() );
 } catch ( Varek::Failure const& failure ) {
    std::cerr << failure.what() << '\n';
    return 1;
