@@ -85,6 +85,25 @@ TEST( Copies, EachSupplicantHasItsSession ) {
    EXPECT_EQ( column( all.at( "sessions" ), "cause" ), std::set<std::string>{ "userRequest" } );
 }
 
+// In the second capture are sessions of addresses that do not authenticate in the first.
+TEST( Copies, StationsThatOnlyHaveASessionAreNotCountedAsSupplicants ) {
+   std::string const files = sample( "mba.pcap" ) + " " + sample( "acct.pcap" );
+   json const once = state( files );
+   ASSERT_LT( column( once.at( "supplicants" ), "mac" ).count( "00:00:5e:00:53:21" ), 1u );
+   ASSERT_EQ( column( once.at( "sessions" ), "mac" ).count( "00:00:5e:00:53:21" ), 1u );
+   for ( std::size_t const macs : { 1u, 13u, 26u, 1000u } ) {
+      SCOPED_TRACE( macs );
+      json const all = state( "--macs " + std::to_string( macs ) + " " + files );
+      EXPECT_EQ( all.at( "supplicants" ).size(), macs );
+      // Each copy has all its sessions.
+      if ( macs % 13 == 0 ) {
+         EXPECT_EQ( all.at( "sessions" ).size(), macs / 13 * once.at( "sessions" ).size() );
+      }
+   }
+   // Of sessions alone, those are counted.
+   EXPECT_EQ( state( "--macs 100 " + sample( "acct.pcap" ) ).at( "sessions" ).size(), 100u );
+}
+
 TEST( Copies, PlayedAgainGiveTheSameButForTheSessionIds ) {
    std::string const files =
       "--block-after 1000 --macs 50 " + sample( "mba.pcap" ) + " " + sample( "acct.pcap" );

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "Asked.h"
 #include "Output.h"
@@ -64,14 +65,11 @@ Varek::Ptr<AaaResponse> copyOf( AaaResponse const& response ) {
    return result;
 }
 
-/// Whether it makes a supplicant or a session of its station.
-bool countsFor( Request const& request, Lumo::EthAddr const& station ) {
+/// Whether it makes a session of its station.
+bool isOfSession( Request const& request ) {
    constexpr std::uint32_t start = 1, interim = 3;
-   if ( request.code != accountingRequest || station == Lumo::EthAddr() ) {
-      return askedBy( request ).has_value();
-   }
    auto const type = integerOf( request.attributes, Id::acctStatusType );
-   return type && *type >= start && *type <= interim &&
+   return request.code == accountingRequest && type && *type >= start && *type <= interim &&
           textOf( request.attributes, Id::acctSessionId ) != nullptr;
 }
 
@@ -85,8 +83,10 @@ Lumo::EthAddr supplicantOf( Eapol const& frame ) {
 
 void Copies::request( Request const& request ) {
    Lumo::EthAddr const mac = station( &request );
-   if ( countsFor( request, mac ) ) {
-      known( mac );
+   if ( askedBy( request ) ) {
+      known( mac, Seen::supplicant );
+   } else if ( isOfSession( request ) ) {
+      known( mac, Seen::session );
    }
    if ( Lumo::IntfId const port = portOf( request.attributes ); port != Lumo::IntfId() ) {
       ports_.try_emplace( port, ports_.size() );
@@ -106,24 +106,47 @@ void Copies::unanswered( Request const& request ) {
 void Copies::eapol( Eapol const& frame ) {
    Lumo::EthAddr const mac = supplicantOf( frame );
    if ( frame.kind == Eapol::Kind::start || frame.kind == Eapol::Kind::response ) {
-      known( mac );
+      known( mac, Seen::supplicant );
    }
    events_.push_back( { mac, frame } );
 }
 
 void Copies::captureEnd() { events_.push_back( { {}, CaptureEnd{} } ); }
 
-void Copies::known( Lumo::EthAddr const& station ) {
+void Copies::known( Lumo::EthAddr const& station, Seen as ) {
    if ( station != Lumo::EthAddr() ) {
-      stations_.try_emplace( station, stations_.size() );
+      Station& held =
+         stations_.try_emplace( station, Station{ stations_.size(), as } ).first->second;
+      held.as = std::max( held.as, as );
    }
+}
+
+std::size_t Copies::captured() const {
+   auto const supplicants = std::ranges::count( stations_, Seen::supplicant,
+                                                []( auto const& one ) { return one.second.as; } );
+   return supplicants != 0 ? static_cast<std::size_t>( supplicants ) : stations_.size();
+}
+
+/// Of each station by its place, how many came before the supplicant that it is or goes with.
+std::vector<std::size_t> Copies::supplicantsBefore() const {
+   bool const all = captured() == stations_.size();
+   std::vector<std::size_t> before( stations_.size() );
+   for ( auto const& [address, one] : stations_ ) {
+      before[one.place] = all || one.as == Seen::supplicant ? 1 : 0;
+   }
+   std::size_t count = 0;
+   for ( std::size_t& one : before ) {
+      count += one;
+      one = count == 0 ? 0 : count - 1;
+   }
+   return before;
 }
 
 /// What one copy has instead of what was captured.
 struct Copies::Copy {
    std::size_t number = 0;
    std::size_t round = 0;
-   std::size_t captured = 0;
+   std::size_t stations = 0;
    std::uint8_t prefix = 0; ///< The second octet of the addresses.
    std::uint64_t firstPort = 0;
    std::map<Lumo::IntfId, std::size_t> const& ports;
@@ -132,7 +155,7 @@ struct Copies::Copy {
       if ( number == 0 ) {
          return of;
       }
-      std::size_t const n = number * captured + index;
+      std::size_t const n = number * stations + index;
       auto const octet = [n]( int shift ) { return static_cast<std::uint8_t>( n >> shift ); };
       return Lumo::EthAddr(
          Lumo::EthAddr::Octets{ 0x02, prefix, octet( 24 ), octet( 16 ), octet( 8 ), octet( 0 ) } );
@@ -245,9 +268,10 @@ struct Copies::Teller {
 Copies::Played Copies::play( ReplayListener& to, std::size_t supplicants, std::size_t rounds,
                              GoOn const& goOn ) const {
    Played played;
-   played.copies =
-      captured() == 0 ? 1 : std::max<std::size_t>( 1, ( supplicants - 1 ) / captured() + 1 );
-   Copy copy{ .captured = captured(), .firstPort = 1, .ports = ports_ };
+   std::size_t const perCopy = captured();
+   played.copies = perCopy == 0 ? 1 : std::max<std::size_t>( 1, ( supplicants - 1 ) / perCopy + 1 );
+   std::vector<std::size_t> const before = supplicantsBefore();
+   Copy copy{ .stations = stations_.size(), .firstPort = 1, .ports = ports_ };
    for ( auto const& [port, index] : ports_ ) {
       copy.firstPort = std::max( copy.firstPort, ethernetNumber( port ) + 1 );
    }
@@ -277,9 +301,9 @@ Copies::Played Copies::play( ReplayListener& to, std::size_t supplicants, std::s
             bool const nobody = at == stations_.end();
             bool const ends = std::holds_alternative<CaptureEnd>( event.what );
             if ( nobody ? copy.number == 0 || ends
-                        : copy.number * captured() + at->second < supplicants ) {
+                        : copy.number * perCopy + before[at->second.place] < supplicants ) {
                Lumo::EthAddr const address =
-                  nobody ? event.station : copy.address( event.station, at->second );
+                  nobody ? event.station : copy.address( event.station, at->second.place );
                std::visit( Teller{ to, copy, event.station, address, played }, event.what );
             }
          }

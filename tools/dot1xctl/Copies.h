@@ -14,9 +14,10 @@
 /// Synthetic copies of what a replay has read, under other MAC addresses and on other ports, to see
 /// what a deployment of any size would cost.
 ///
-/// The captured supplicants are copy 0. Supplicant n of them all, counted from 0 (so that copy 1
-/// begins with as many as were captured), has the locally administered address 02:00 and n in four
-/// octets; 02:01, and so on, if a captured address begins with those. Each captured port gets a
+/// The captured stations are copy 0. Station n of them all, counted from 0 (so that copy 1 begins
+/// with as many as were captured), has the locally administered address 02:00 and n in four octets;
+/// 02:01, and so on, if a captured address begins with those. A station that only has an accounting
+/// session is no supplicant, and goes with the one that came before it. Each captured port gets a
 /// port of its own in each copy: Ethernet and the numbers that follow the highest captured one.
 /// Mapped are the station, Calling-Station-Id, a User-Name that is the address, in its notation,
 /// NAS-Port-Id and with it NAS-Port, and the ids of accounting sessions, which become ID-COPY, and
@@ -35,9 +36,9 @@ public:
    void eapol( Eapol const& ) override;
    void captureEnd() override;
 
-   /// How many supplicants were captured: addresses that ask, begin by EAPOL, or have an accounting
-   /// session.
-   std::size_t captured() const { return stations_.size(); }
+   /// How many supplicants were captured: addresses that ask or begin by EAPOL. If there are none,
+   /// those that have an accounting session count.
+   std::size_t captured() const;
 
    struct Played {
       std::size_t copies = 0; ///< Of each round, copy 0 included; the last may be a part.
@@ -76,11 +77,18 @@ private:
    struct Copy;
    struct Teller;
 
-   void known( Lumo::EthAddr const& station );
+   enum class Seen { session, supplicant };
+   struct Station {
+      std::size_t place; ///< In the order they came in.
+      Seen as;
+   };
+
+   void known( Lumo::EthAddr const& station, Seen );
+   std::vector<std::size_t> supplicantsBefore() const;
 
    std::vector<Event> events_;
-   std::map<Lumo::EthAddr, std::size_t> stations_; ///< With its place in the order they came in.
-   std::map<Lumo::IntfId, std::size_t> ports_;     ///< Likewise.
+   std::map<Lumo::EthAddr, Station> stations_;
+   std::map<Lumo::IntfId, std::size_t> ports_; ///< With the place in the order they came in.
 };
 
 } // namespace Dot1xCtl
