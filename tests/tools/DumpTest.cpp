@@ -246,6 +246,35 @@ TEST_F( StateFile, HoldsAllThatCapturesAndConfigurationMake ) {
    EXPECT_EQ( load.err, "" );
    EXPECT_EQ( load.out, tree );
    EXPECT_EQ( ToolRun( "load --json " + path ).out, ToolRun( "replay --tree --json " + what ).out );
+   EXPECT_EQ( ToolRun( "show tree --load " + path ).out, tree );
+   EXPECT_EQ( ToolRun( "show supplicants --load " + path ).out,
+              ToolRun( "replay --show supplicants " + what ).out );
+}
+
+TEST_F( StateFile, GoesThroughAPipe ) {
+   ToolRun const none( "load - <" + sample( "mba.pcap" ) );
+   EXPECT_EQ( none.exitCode, 1 );
+   EXPECT_NE( none.err.find( "dot1xctl: -: is no state file" ), none.err.npos ) << none.err;
+
+   ASSERT_EQ( ToolRun( "replay " + sample( "acct.pcap" ) + " --dump " + path ).exitCode, 0 );
+   Background const leader( folder, "leader",
+                            "serve --load - --listen " + folder.address() + " <" + path );
+   ASSERT_TRUE( leader.says( "listening" ) );
+   ToolRun const dump( "dump - --connect " + folder.address() );
+   EXPECT_EQ( dump.exitCode, 0 );
+   EXPECT_EQ( dump.out.substr( 0, 8 ), "D1XState" );
+   std::string const piped = "dump - --connect " + folder.address() + " | '" DOT1XCTL_PATH "' ";
+   EXPECT_EQ( ToolRun( piped + "load -" ).out, ToolRun( "load " + path ).out );
+   EXPECT_EQ( ToolRun( piped + "diff " + path + " -" ).exitCode, 0 );
+   for ( std::string const& wrong :
+         { std::string( "diff - -" ), "replay " + sample( "mba.pcap" ) + " --dump -",
+           "serve --load " + path + " --dump - --listen " + folder.address() + "2" } ) {
+      EXPECT_EQ( ToolRun( wrong ).exitCode, 2 ) << wrong;
+   }
+   int const full = std::system( ( "'" DOT1XCTL_PATH "' dump - --connect " + folder.address() +
+                                   " 2>&1 >/dev/full | grep -q 'cannot be written'" )
+                                    .c_str() );
+   EXPECT_EQ( full, 0 );
 }
 
 /// What diff says of two files, or of a file and a leader.

@@ -78,8 +78,28 @@ std::string hex( std::uint32_t number ) {
    throw Varek::Failure( escaped( path ) + ": " + why );
 }
 
+constexpr std::string_view standardStream = "-";
+
+/// All that is left to read.
+std::string rest( int file, std::string const& path, std::string result = {} ) {
+   auto const buffer = std::make_unique<std::array<char, 128 * 1024>>();
+   for ( ;; ) {
+      std::ptrdiff_t const got = ::read( file, buffer->data(), buffer->size() );
+      if ( got > 0 ) {
+         result.append( buffer->data(), static_cast<std::size_t>( got ) );
+      } else if ( got == 0 ) {
+         return result;
+      } else if ( errno != EINTR ) {
+         systemFailure( path, "cannot be read" );
+      }
+   }
+}
+
 /// What is no regular file may have no end, as some devices, or no beginning until somebody writes.
 std::string contents( std::string const& path ) {
+   if ( path == standardStream ) {
+      return rest( STDIN_FILENO, path );
+   }
    Mirror::Fd const file( ::open( path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC ) );
    struct stat about {};
    if ( file.get() < 0 || ::fstat( file.get(), &about ) != 0 ) {
@@ -90,15 +110,16 @@ std::string contents( std::string const& path ) {
    }
    std::string result;
    result.reserve( static_cast<std::size_t>( about.st_size ) );
-   auto const buffer = std::make_unique<std::array<char, 128 * 1024>>();
-   for ( ;; ) {
-      std::ptrdiff_t const got = ::read( file.get(), buffer->data(), buffer->size() );
-      if ( got > 0 ) {
-         result.append( buffer->data(), static_cast<std::size_t>( got ) );
-      } else if ( got == 0 ) {
-         return result;
+   return rest( file.get(), path, std::move( result ) );
+}
+
+void writeAll( int file, std::string const& path, std::string_view bytes ) {
+   while ( !bytes.empty() ) {
+      std::ptrdiff_t const taken = ::write( file, bytes.data(), bytes.size() );
+      if ( taken >= 0 ) {
+         bytes.remove_prefix( static_cast<std::size_t>( taken ) );
       } else if ( errno != EINTR ) {
-         systemFailure( path, "cannot be read" );
+         systemFailure( path, "cannot be written" );
       }
    }
 }
@@ -136,16 +157,7 @@ public:
    Replacement( Replacement const& ) = delete;
    Replacement& operator=( Replacement const& ) = delete;
 
-   void write( std::string_view bytes ) {
-      while ( !bytes.empty() ) {
-         std::ptrdiff_t const taken = ::write( file_.get(), bytes.data(), bytes.size() );
-         if ( taken >= 0 ) {
-            bytes.remove_prefix( static_cast<std::size_t>( taken ) );
-         } else if ( errno != EINTR ) {
-            systemFailure( path_, "cannot be written" );
-         }
-      }
-   }
+   int fd() const { return file_.get(); }
    void commit() {
       // Otherwise the new name may outlive a power cut, and what is in the file not.
       if ( ::fsync( file_.get() ) != 0 ) {
@@ -262,10 +274,16 @@ void apply( std::string_view stream, Mirror::Follower& follower, std::string con
 void writeDump( std::string const& path, std::string_view stream ) {
    std::string const head = std::string( magic ) + bigEndian( formatVersion, versionSize ) +
                             bigEndian( stream.size(), lengthSize );
+   auto const write = [&]( int file ) {
+      writeAll( file, path, head );
+      writeAll( file, path, stream );
+      writeAll( file, path, bigEndian( checksum( checksum( 0, head ), stream ), checksumSize ) );
+   };
+   if ( path == standardStream ) {
+      return write( STDOUT_FILENO );
+   }
    Replacement file( path );
-   file.write( head );
-   file.write( stream );
-   file.write( bigEndian( checksum( checksum( 0, head ), stream ), checksumSize ) );
+   write( file.fd() );
    file.commit();
 }
 

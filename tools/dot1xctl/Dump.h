@@ -29,11 +29,13 @@ void apply( std::string_view stream, Mirror::Follower& follower, std::string con
 
 /// Writes \p stream to a state file at \p path, for this user alone, in place of a file that is
 /// there: whatever happens, also to the machine, there is the old file or the new. Throws
-/// Varek::Failure, with the old file as it was; also for a path that is no regular file.
+/// Varek::Failure, with the old file as it was; also for a path that is no regular file. "-" is
+/// standard output.
 void writeDump( std::string const& path, std::string_view stream );
 
 /// The stream in the state file at \p path. Throws Varek::Failure if it cannot be read, is none, is
-/// of another version, was cut or changed: what it says of itself, and what it is, is told.
+/// of another version, was cut or changed: what it says of itself, and what it is, is told. "-" is
+/// standard input.
 std::string readDump( std::string const& path );
 
 /// The trees in the state file at \p path. Throws and tells as readDump and apply do.

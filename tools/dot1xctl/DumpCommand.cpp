@@ -8,6 +8,8 @@
 #include <optional>
 #include <string>
 
+#include <unistd.h>
+
 #include "Dump.h"
 #include "Follow.h"
 #include "Options.h"
@@ -27,13 +29,15 @@ checksum. load prints them and serve --load publishes them again, also in
 another version of this program.
 
 FILE is for this user alone. One that is there is replaced at once, when all has
-been written, and otherwise stays as it is. Exit code 1, with the reason on
-standard error, if there is nobody to connect to, not everything has come in
-time, or FILE cannot be written.)";
+been written, and otherwise stays as it is. "-" is standard output, which must
+be no terminal. Exit code 1, with the reason on standard error, if there is
+nobody to connect to, not everything has come in time, or FILE cannot be
+written.)";
 
 constexpr char const* loadHelp = R"(
 Reads FILE, which dump, replay --dump or serve --dump has written, and prints
-the trees as "show tree" does; serve --load publishes them again.
+the trees as "show tree" does; serve --load publishes them again. "-" is
+standard input.
 
 Exit code 1 if FILE is no state file, of another version, cut or changed: what
 it says of itself and what it is, is told on standard error, and nothing is
@@ -43,6 +47,7 @@ there and left out.)";
 constexpr char const* diffHelp = R"(
 A and B are state files (see dump), or where a process publishes trees:
 unix:PATH, tcp:HOST:PORT or tcp:PORT; write ./unix:x for a file of such a name.
+One of them may be "-", standard input.
 Prints what is different, one a line: path and attribute, what it is in A, what
 it is in B; "-" is what is not there. Of a child or tree that only A has there
 is one line; of one that only B has, one for each attribute that is not its
@@ -68,6 +73,9 @@ struct DumpGiven {
 };
 
 int dump( DumpGiven const& given ) {
+   if ( given.file == "-" && ::isatty( STDOUT_FILENO ) != 0 ) {
+      throw Varek::Failure( "a state file is nothing for a terminal" );
+   }
    std::optional<Roots> const roots = fetch( given.address, given.wait );
    if ( !roots ) {
       return 1;
@@ -206,6 +214,11 @@ void addDump( CLI::App& app, Action& action ) {
       ->check( addressFault );
    diffCommand.add_flag( "--json", given->json, "Print JSON instead of text" );
    waitOption( diffCommand, given->wait );
+   diffCommand.parse_complete_callback( [given] {
+      if ( given->file == "-" && given->other == "-" ) {
+         throw CLI::ValidationError( "B", "standard input can be one of the two only" );
+      }
+   } );
 }
 
 } // namespace Dot1xCtl

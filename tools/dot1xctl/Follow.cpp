@@ -135,12 +135,16 @@ std::optional<Roots> fetch( Address const& address, double seconds ) {
       return lost.heard || lost.refused ? std::nullopt : std::optional( betweenAttempts );
    };
    // A large state may take longer; who sends nothing new in that time is given up.
+   auto const told = [&] {
+      Mirror::Follower::Stats const stats = loop.follower().stats();
+      return stats.entities + stats.unknownTypes;
+   };
    FollowerLoop::End end{};
-   std::uint32_t before = 0;
+   std::uint64_t before = 0;
    do {
-      before = loop.follower().stats().entities;
+      before = told();
       end = loop.run( std::chrono::duration<double>( seconds ) );
-   } while ( end == FollowerLoop::End::timedOut && loop.follower().stats().entities != before );
+   } while ( end == FollowerLoop::End::timedOut && told() != before );
    if ( synced ) {
       tellUnknown( address, loop.follower() );
       return rootsOf( loop.follower() );

@@ -9,7 +9,11 @@ CLI::Option* publishOptions( CLI::App& command, ReplayOptions& options ) {
       .add_option( "--config", options.config, "Publish its configuration, too, as \"status\"" )
       ->type_name( "FILE" );
    command.add_option( "--dump", options.dump, "Write the trees to this file" )
-      ->type_name( "FILE" );
+      ->type_name( "FILE" )
+      ->check( []( std::string const& path ) -> std::string {
+         return path == "-" ? "expected the name of a file; only dump writes to standard output"
+                            : "";
+      } );
    return addressOption( command, "--listen", options.listen, "Publish the trees there" );
 }
 

@@ -1,7 +1,10 @@
 #include "Commands.h"
 
+#include <iostream>
 #include <memory>
+#include <optional>
 
+#include "Dump.h"
 #include "Follow.h"
 #include "Options.h"
 #include "ShowState.h"
@@ -13,7 +16,7 @@ namespace {
 
 constexpr char const* showHelp = R"(
 Connects to a process that publishes trees ("replay --listen"), waits until they
-have come whole, and prints of an authenticator's state
+have come whole, or reads a state file, and prints of an authenticator's state
 
   ports             what each port lets through, and who is authorized there
   supplicants       how far each is, and what the server said of it
@@ -30,8 +33,9 @@ Colours are for a terminal, unless NO_COLOR is set or TERM is "dumb"; --color
 says otherwise.
 
 Exit code 1, with the reason on standard error, if there is no connection, it is
-refused or ends, not everything has come in time, or it has no such table or
-column. Of tree, config and one supplicant nothing can be selected.
+refused or ends, not everything has come in time, the file is damaged, or there
+is no such table or supplicant. Rows are selected by what a table has a column
+of; nothing is of tree, config and one supplicant.
 
 --json prints a table as an array of objects, whole; all as an object of such
 arrays; a supplicant as one object. Of a tree, an entity is {"type",
@@ -60,7 +64,8 @@ CLI::Validator const macAddress( canonicalMac, "MAC" );
 struct ShowGiven {
    std::string what = "all";
    std::string mac;
-   Address connect;
+   std::optional<Address> connect;
+   std::string load;
    double wait = 5;
    std::map<std::string, std::string> filters;
    bool difference = false;
@@ -82,7 +87,11 @@ int run( ShowGiven const& given ) {
    if ( !given.mac.empty() ) {
       request.mac.emplace( given.mac );
    }
-   return show( given.connect, given.wait, request );
+   if ( given.connect ) {
+      return show( *given.connect, given.wait, request );
+   }
+   printState( std::cout, loadDump( given.load, std::cerr ), request );
+   return 0;
 }
 
 } // namespace
@@ -96,7 +105,12 @@ void addShow( CLI::App& app, Action& action ) {
       ->capture_default_str();
    command->add_option( "MAC", given->mac, "Of supplicants: this one, in detail" )
       ->transform( macAddress );
-   addressOption( *command, "--connect", given->connect, "Where it listens" )->required();
+   CLI::Option* const connect =
+      addressOption( *command, "--connect", given->connect, "Where it listens" );
+   CLI::Option* const load =
+      command->add_option( "--load", given->load, "Of this state file, and of no process" )
+         ->type_name( "FILE" )
+         ->excludes( connect );
    command->add_flag( "--json", given->json, "Print JSON instead of text" );
    colourOption( *command, given->colour );
    command->add_flag( "--diff", given->difference,
@@ -113,14 +127,18 @@ void addShow( CLI::App& app, Action& action ) {
    command->add_option( "--state", filters["state"], "... in this state: of ports or results" )
       ->check( emptiness );
    command->footer( showHelp );
-   command->callback( [given, &action] {
+   command->callback( [given, connect, load, &action] {
+      if ( connect->empty() && load->empty() ) {
+         throw CLI::RequiredError( "--connect or --load" );
+      }
       if ( !given->mac.empty() && given->what != "supplicants" ) {
          throw CLI::ValidationError( "MAC", "only supplicants can be asked for by address" );
       }
       for ( auto const& [name, value] : given->filters ) {
-         bool const table = given->what != "tree" && given->what != "config" && given->mac.empty();
-         if ( !value.empty() && !table ) {
-            throw CLI::ValidationError( "--" + name, "only of tables rows can be selected" );
+         if ( !value.empty() &&
+              ( !given->mac.empty() || !canSelect( whatOf( given->what ), name ) ) ) {
+            throw CLI::ValidationError( "--" + name,
+                                        "nothing of " + given->what + " can be selected by that" );
          }
       }
       action = [given] { return run( *given ); };

@@ -147,6 +147,17 @@ void printSupplicant( std::ostream& out, StateRoots const& state, ShowRequest co
 
 ShowRequest::What whatOf( std::string const& name ) { return names.at( name ); }
 
+bool canSelect( What what, std::string const& filter ) {
+   // The columns are the same whatever the trees hold.
+   StateRoots const empty( { { "authN", Dot1xV2::authNStatusFactory( {} ) },
+                             { "authZ", Dot1xV2::authZStatusFactory( {} ) },
+                             { "acct", Dot1xV2::acctStatusFactory( {} ) } } );
+   return std::ranges::any_of( tablesOf( empty ), [&]( Table const& table ) {
+      return ( what == What::all || what == names.at( table.name ) ) &&
+             columnOf( table, filter ) != nullptr;
+   } );
+}
+
 void printState( std::ostream& out, Roots const& roots, ShowRequest const& request ) {
    StateRoots const state( roots );
    if ( request.what == What::tree || ( request.what == What::all && !state ) ) {

@@ -28,10 +28,13 @@ struct ShowRequest {
 /// "all", "ports", ...; throws std::out_of_range for any other.
 ShowRequest::What whatOf( std::string const& name );
 
+/// Whether rows can be selected by \p filter in what is printed, or in some of its tables.
+bool canSelect( ShowRequest::What, std::string const& filter );
+
 /// Prints what is asked for. all prints each table whose tree is there and that has the columns of
 /// the filters, and the trees if none of them is of an authenticator. Throws Varek::Failure, before
-/// anything is printed, if a tree is missing, a table has no such column, or the supplicant is not
-/// known.
+/// anything is printed, if a tree is missing, the table has no such column, or the supplicant is
+/// not known.
 void printState( std::ostream&, Roots const&, ShowRequest const& );
 
 } // namespace Dot1xCtl
