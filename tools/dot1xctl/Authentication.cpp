@@ -133,7 +133,7 @@ void Authentication::timedOut( Asked const& asked ) {
 }
 
 void Authentication::eapol( Eapol const& frame, bool authorized ) {
-   Lumo::EthAddr const& mac = frame.fromSupplicant() ? frame.source : frame.destination;
+   Lumo::EthAddr const& mac = frame.supplicant();
    bool const begins = frame.kind == Eapol::Kind::start || frame.kind == Eapol::Kind::response;
    Supplicant const supplicant = begins ? status_.supplicantIs( mac ) : status_.supplicant( mac );
    if ( !supplicant ) {

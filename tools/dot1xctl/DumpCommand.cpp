@@ -10,6 +10,7 @@
 
 #include <unistd.h>
 
+#include "AttributeText.h"
 #include "Dump.h"
 #include "Follow.h"
 #include "Options.h"
@@ -168,7 +169,7 @@ int diff( DumpGiven const& given ) {
    try {
       return compare( given );
    } catch ( std::exception const& error ) {
-      std::cerr << "dot1xctl: " << error.what() << '\n';
+      std::cerr << "dot1xctl: " << printable( error.what() ) << '\n';
       return trouble;
    }
 }
