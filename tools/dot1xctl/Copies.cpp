@@ -11,6 +11,7 @@
 #include "Output.h"
 #include "Radius/RadiusAttributeId.h"
 #include "Varek/Failures.h"
+#include "framework/Assign.h"
 
 namespace Dot1xCtl {
 
@@ -58,10 +59,7 @@ Request lean( Request const& request ) {
 
 Varek::Ptr<AaaResponse> copyOf( AaaResponse const& response ) {
    auto const result = aaaResponseFactory( response.type() );
-   result->callingStationIdIs( response.callingStationId() );
-   for ( Dot1xV2::AaaAttribute const& one : response.aaaAttribute() ) {
-      result->aaaAttributeIs( one );
-   }
+   Qel::assignEntity( *result, response );
    return result;
 }
 
