@@ -111,14 +111,14 @@ void addShow( CLI::App& app, Action& action ) {
                       "With config: only what differs from the defaults" );
    waitOption( *command, given->wait );
    auto& filters = given->filters;
-   command->add_option( "--port", filters["port"], "Of the tables only what is on this port" )
+   command->add_option( "--port", filters["port"], "Only what is on this port" )
       ->check( emptiness );
-   command->add_option( "--mac", filters["mac"], "... of this address" )->transform( macAddress );
-   command->add_option( "--vlan", filters["vlan"], "... in this VLAN, a number or a name" )
+   command->add_option( "--mac", filters["mac"], "Only this address" )->transform( macAddress );
+   command->add_option( "--vlan", filters["vlan"], "Only this VLAN, a number or a name" )
       ->check( emptiness );
-   command->add_option( "--identity", filters["identity"], "... of this identity" )
+   command->add_option( "--identity", filters["identity"], "Only this identity" )
       ->check( emptiness );
-   command->add_option( "--state", filters["state"], "... in this state: of ports or results" )
+   command->add_option( "--state", filters["state"], "Only this state of a port, or result" )
       ->check( emptiness );
    command->footer( showHelp );
    command->callback( [given, connect, load, &action] {

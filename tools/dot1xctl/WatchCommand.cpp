@@ -31,7 +31,7 @@ void addWatch( CLI::App& app, Action& action ) {
    };
    auto const given = std::make_shared<WatchGiven>();
    CLI::App* const command =
-      app.add_subcommand( "watch", "Show the changes in that, as they arrive" );
+      app.add_subcommand( "watch", "Show changes as another process publishes them" );
    addressOption( *command, "--connect", given->connect, "Where it listens" )->required();
    command->add_flag( "--json", given->json, "Print JSON instead of text" );
    command->footer( watchHelp );
