@@ -17,7 +17,7 @@
 /// module registry (Varek/ModuleInspectData.h).
 namespace Qel {
 
-/// The kinds of attribute; each has one declaration form in framework/Declare.h.
+/// The kinds of attribute. framework/Declare.h has the forms that declare them.
 enum class AttributeKind : std::uint8_t {
    parameter,  ///< Constructor parameter: given once, never changed.
    plain,      ///< One value.

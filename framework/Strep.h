@@ -18,7 +18,7 @@
 /// Printing never fails, but for want of memory. Reading throws Varek::TextError, which says what
 /// was expected and where in the whole text something else was found, also inside a nested value.
 /// Types that hold a sequence, set or array can be printed but not read: see hasStringConstructor.
-/// For values of a type that is known there are stringValue and strepToValue.
+/// For values of a type that is known there are textOf and strepToValue, in framework/ValueTable.h.
 namespace Qel {
 
 /// What an optional value that is not there is called: a word that is no value of any type.

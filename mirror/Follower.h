@@ -33,6 +33,8 @@ public:
 
    /// Makes \p root, perhaps with observers on it already, the mirror of what the leader publishes
    /// under \p name. If that has another type or other constructor parameters, it is replaced.
+   /// To be called before the leader announces \p name: once it has, on the connection that
+   /// connectedIs() gave last, this ends the process, until the leader withdraws it.
    void rootIs( Varek::String const& name, Varek::Ptr<Qel::Entity> root );
    /// Null if nothing is held under \p name.
    Varek::Ptr<Qel::Entity> root( Varek::String const& name ) const;
@@ -48,10 +50,13 @@ public:
    /// Called once when the connection ends, last in the call in which it ends: it may connect anew.
    std::function<void( Varek::String const& reason )> onClosed;
 
-   /// Takes over \p fd, a socket that is connected or about to be, in place of one before.
+   /// Takes over \p fd, a socket that is connected or about to be. A connection that is there is
+   /// dropped, without onClosed.
    void connectedIs( int fd, Varek::String const& peer = {} );
    int fd() const { return endpoint_ ? endpoint_->fd() : -1; }
    bool wantsWrite() const { return endpoint_ && endpoint_->wantsWrite(); }
+   /// Reads and applies what has come, then rethrows the first exception that came of an observer,
+   /// onRoot, onRootGone or onSynced. One that came during tick() waits for the next onReadable().
    void onReadable();
    void onWritable();
    bool closed() const { return !endpoint_ || endpoint_->closed(); }

@@ -93,8 +93,12 @@ private:
    std::vector<uid_t> allowed_;
 };
 
+/// To the socket at \p path. Throws SocketError if nobody listens there, or this process may not
+/// connect.
 VAREK_EXPORT Fd connectUnix( Varek::String const& path );
-/// Returns at once; whether the connection comes about shows when it is used.
+/// To \p host, which may be a name: that is looked up first, and may take its time. Does not wait
+/// for the connection; whether it comes about shows when it is used. Throws SocketError if there is
+/// no such host, or the attempt fails at once.
 VAREK_EXPORT Fd connectTcp( Varek::String const& host, std::uint16_t port );
 
 } // namespace Mirror

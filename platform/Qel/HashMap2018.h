@@ -17,10 +17,12 @@
 /// each with its key inside, lie in the slots themselves, so a look-up that hits touches one group
 /// and one element.
 ///
-/// An empty map is two words and has allocated nothing; a small one has a single group with as many
-/// slots as it needs. Elements stay where they are (references and positions hold) until the map
-/// grows, which changes version(). Walking by position is therefore safe while elements are erased
-/// or replaced; a walk during which version() changes has to find its place again by key.
+/// A map is 16 bytes on 64-bit. A new one has allocated nothing; a small one has a single group
+/// with as many slots as it needs, and keeps it when its last element is erased. One with more
+/// groups gives its memory back then. Elements stay where they are (references and positions hold)
+/// until the map grows. version() changes when it grows and when it gives its memory back. Walking
+/// by position is therefore safe while elements are erased or replaced; a walk during which
+/// version() changes has to find its place again by key.
 /// Iteration is a walk over the groups in memory order.
 namespace Qel {
 

@@ -10,7 +10,7 @@
 
 /// The failures that the framework and its value types raise. Each is a type of its own and carries
 /// its facts, so that a caller can act on them; what() is a sentence that states them all. An
-/// operation that raises one of these has changed nothing.
+/// operation that raises one of these has changed nothing, unless it says otherwise.
 namespace Varek {
 
 /// Root of all of them.

@@ -11,8 +11,8 @@
 /// describes them all; its static initialiser registers the record when the library is loaded, and
 /// from then on every type is found by (module, index within the module) or by its qualified name.
 ///
-/// Here stand only the parts of the records that the ground needs (names, kinds, enumerators); the
-/// attribute tables are the framework's, in records derived from these.
+/// Here stand only the parts of the records that the platform needs (names, kinds, enumerators);
+/// the attribute tables are the framework's, in records derived from these.
 namespace Varek {
 
 enum class TypeKind : std::uint8_t { value, enum8, enum32, entity };

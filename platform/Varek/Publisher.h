@@ -26,9 +26,10 @@
 /// - Delivery allocates nothing, so no change is lost for want of memory.
 ///
 /// Cost. Until somebody observes, a publisher is one zero word, and publishing is one predictable
-/// branch. That initial state is left when the first observer comes, for the object or for anything
-/// above it, and is never entered again: clear-all fast paths depend on "nothing can ever have been
-/// observed", so leaving it is pushed down the tree when a subtree observer is added.
+/// branch. That initial state is left when an observer comes for the object or for a subtree that
+/// it is in, or when it comes into a subtree that is observed, and is never entered again:
+/// clear-all fast paths depend on "nothing can ever have been observed", so leaving it is pushed
+/// down the tree when a subtree observer is added.
 namespace Varek {
 
 class Publisher;

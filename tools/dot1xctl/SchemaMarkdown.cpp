@@ -16,8 +16,8 @@ constexpr char const* head = R"(# Registered types
 Each type has the number of its place in its module, and each attribute an id, by which it is known
 on the wire and to inspection. *Default* is what an attribute is at first, and of a constant its
 value; where it is empty, the attribute is what its type is at first. What is held by key says so,
-with the salt of the hash. Constructor parameters of entities, constants and derived readings do not
-travel.
+with the salt of the hash. A constructor parameter of an entity travels once, when the entity is
+announced; constants and derived readings never do.
 
 )";
 
