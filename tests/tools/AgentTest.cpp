@@ -229,6 +229,18 @@ TEST( Agent, ALoginAtTheSwitchIsNoSupplicants ) {
    EXPECT_EQ( agent.phase().authNMethod(), AuthNMethod::mbaAuth );
 }
 
+TEST( Agent, NoStationHasTheAddressOfAGroupOrNone ) {
+   Fed agent;
+   for ( char const* address : { "00-00-00-00-00-00", "ff-ff-ff-ff-ff-ff", "01-00-5e-00-00-01" } ) {
+      Values const asked{ { RadiusId::callingStationId, Varek::String( address ) } };
+      agent.answered( agent.ask( "Ethernet1", asked ), AaaResponseType::accepted );
+      agent.account( start, "1", asked );
+   }
+   EXPECT_EQ( agent.authNStatus()->supplicant().size(), 0U );
+   EXPECT_EQ( agent.authZStatus()->authZPortStatus().size(), 0U );
+   EXPECT_EQ( agent.acctStatus()->acctSessionState().size(), 0U );
+}
+
 TEST( Agent, RejectionsInARowBlockAndAcceptanceFrees ) {
    Fed agent( AgentSettings{ 3, 0 } );
    auto const rejected = [&] {

@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include "Background.h"
 #include "PacketBuilder.h"
 #include "ToolRun.h"
 
@@ -279,12 +280,17 @@ TEST_F( BadInput, TimesFarFromOursAreShownAsTimes ) {
 }
 
 TEST( Usage, WrongUsageIsToldApartFromBadInput ) {
-   for ( char const* wrong : { "", "replay", "replay --nonsense x", "nonsense", "schema extra" } ) {
+   for ( char const* wrong : { "", "replay", "replay --nonsense x", "nonsense", "config nonsense",
+                               "schema extra", "replay x --dump ''" } ) {
       ToolRun const run( wrong );
       EXPECT_EQ( run.exitCode, 2 ) << wrong;
       EXPECT_EQ( run.out, "" ) << wrong;
       EXPECT_NE( run.err, "" ) << wrong;
    }
+   EXPECT_NE( ToolRun( "nonsense" ).err.find( "there is no command \"nonsense\"" ),
+              std::string::npos );
+   EXPECT_NE( ToolRun( "config \033[31m" ).err.find( "\"\\x1b[31m\"" ), std::string::npos )
+      << "a terminal obeys what is told";
    for ( char const* help : { "--help", "replay --help", "schema --help" } ) {
       ToolRun const run( help );
       EXPECT_EQ( run.exitCode, 0 ) << help;
@@ -297,7 +303,13 @@ TEST( Usage, WrongUsageIsToldApartFromBadInput ) {
 }
 
 TEST( Usage, OutputThatCannotBeWrittenIsAFailure ) {
-   for ( std::string const& what : { "replay " + sample( "mba.pcap" ), std::string( "--help" ) } ) {
+   // Also what would go on for ever, as long as there is somebody to watch.
+   Processes::Folder const folder;
+   Processes::Background const leader(
+      folder, "leader", "serve " + sample( "mba.pcap" ) + " --listen " + folder.address() );
+   ASSERT_TRUE( leader.says( "listening" ) );
+   for ( std::string const& what : { "replay " + sample( "mba.pcap" ), std::string( "--help" ),
+                                     "watch --connect " + folder.address() } ) {
       std::string const command =
          "'" DOT1XCTL_PATH "' " + what + " 2>&1 >/dev/full | grep -q written";
       EXPECT_EQ( std::system( command.c_str() ), 0 ) << what;

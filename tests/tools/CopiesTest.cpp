@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "Background.h"
 #include "PacketBuilder.h"
 #include "ToolRun.h"
 
@@ -129,11 +130,27 @@ TEST( Copies, TellWhatTheyCostOnStandardErrorAlone ) {
    }
 }
 
-TEST( Copies, MorePortsThanThereAreIsAnError ) {
-   ToolRun const run( "replay --macs 1000000 --show ports " + sample( "mba.pcap" ) );
-   EXPECT_EQ( run.exitCode, 1 );
-   EXPECT_EQ( run.out, "" );
-   EXPECT_NE( run.err.find( "Ethernet1048574" ), std::string::npos ) << run.err;
+TEST( Copies, ShareThePortsWhenThereAreNoMore ) {
+   using namespace PacketBuilder;
+   Processes::Folder const folder;
+   auto const capture = [&]( std::string const& port ) {
+      std::string const path = folder.path + "/" + port + ".pcap";
+      writeCapture( path, { onWire( radius( 1, 7,
+                                            attribute( 6, { 0, 0, 0, 10 } ) +
+                                               attribute( 31, text( "00005e005301" ) ) +
+                                               attribute( 87, text( port ) ) ) ),
+                            onWire( radius( 2, 7, {} ), true ) } );
+      return "--macs 10 '" + path + "'";
+   };
+   json const all = state( capture( "Ethernet1048570" ) );
+   EXPECT_EQ( all.at( "supplicants" ).size(), 10u );
+   EXPECT_EQ( column( all.at( "ports" ), "port" ),
+              ( std::set<std::string>{ "Ethernet1048570", "Ethernet1048571", "Ethernet1048572",
+                                       "Ethernet1048573", "Ethernet1048574" } ) );
+   ToolRun const none( "replay --show ports " + capture( "Ethernet1048574" ) );
+   EXPECT_EQ( none.exitCode, 1 );
+   EXPECT_EQ( none.out, "" );
+   EXPECT_NE( none.err.find( "Ethernet1048574" ), std::string::npos ) << none.err;
    EXPECT_EQ( ToolRun( "replay --macs 0 " + sample( "mba.pcap" ) ).exitCode, 2 );
 }
 

@@ -217,7 +217,7 @@ TEST_F( StateFile, AFailedWriteLeavesTheOldFileAndNothingElse ) {
 }
 
 TEST_F( StateFile, IsForOneUserAndReplacedAtOnceAlsoBehindALink ) {
-   write( "not a state file, and readable by all" );
+   write( "D1XState, not whole, and readable by all" );
    ASSERT_EQ( ::chmod( path.c_str(), 0644 ), 0 );
    std::string const link = folder.path + "/link";
    ASSERT_EQ( ::symlink( "state.d1x", link.c_str() ), 0 );
@@ -231,9 +231,39 @@ TEST_F( StateFile, IsForOneUserAndReplacedAtOnceAlsoBehindALink ) {
    EXPECT_EQ( readDump( path ), "new" );
    char byte = 0;
    EXPECT_EQ( ::read( reading, &byte, 1 ), 1 );
-   EXPECT_EQ( byte, 'n' ) << "who had the old file open goes on with that";
+   EXPECT_EQ( byte, 'D' ) << "who had the old file open goes on with that";
    ::close( reading );
    EXPECT_EQ( filesInFolder(), 2u );
+}
+
+// As a capture that is named where the state file should be.
+TEST_F( StateFile, ReplacesNothingElse ) {
+   write( contents( DOT1X_SAMPLES_DIR "/mba.pcap" ) );
+   std::string const before = contents( path );
+   ToolRun const run( "replay " + path + " --show ports --dump " + path );
+   EXPECT_EQ( run.exitCode, 1 );
+   EXPECT_NE( run.err.find( path + ": is no state file, and is not replaced" ), run.err.npos )
+      << run.err;
+   EXPECT_EQ( contents( path ), before );
+   write( "" );
+   writeDump( path, "state" );
+   EXPECT_EQ( readDump( path ), "state" );
+}
+
+TEST_F( StateFile, IsWrittenToTheEndBeforeASignalIsObeyed ) {
+   pid_t const child = ::fork();
+   if ( child == 0 ) {
+      writeDump( path, std::string( 50'000'000, 'x' ) );
+      ::pause();
+   }
+   while ( filesInFolder() == 0 ) {
+   }
+   ::kill( child, SIGTERM );
+   int status = 0;
+   ASSERT_EQ( ::waitpid( child, &status, 0 ), child );
+   EXPECT_TRUE( WIFSIGNALED( status ) && WTERMSIG( status ) == SIGTERM );
+   EXPECT_EQ( fault(), "" );
+   EXPECT_EQ( filesInFolder(), 1u );
 }
 
 TEST_F( StateFile, HoldsAllThatCapturesAndConfigurationMake ) {

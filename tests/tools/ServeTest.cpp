@@ -30,6 +30,19 @@ protected:
    }
 };
 
+TEST_F( Serve, APipeThatGoesQuietKeepsNobodyFromEndingIt ) {
+   std::string const fifo = folder.path + "/fifo";
+   ASSERT_EQ( ::mkfifo( fifo.c_str(), 0600 ), 0 );
+   Background replay( folder, "replay", "replay " + fifo + listen );
+   ASSERT_TRUE( soon( [&] { return std::filesystem::exists( folder.socket() ); } ) );
+   // Until it waits for whoever writes.
+   std::this_thread::sleep_for( std::chrono::milliseconds( 200 ) );
+   replay.signal( SIGTERM );
+   EXPECT_EQ( replay.ended(), 0 );
+   EXPECT_EQ( replay.err(), "" );
+   EXPECT_FALSE( std::filesystem::exists( folder.socket() ) );
+}
+
 TEST_F( Serve, HangupTellsFollowersOfDifferencesAndAFaultChangesNothing ) {
    configure( R"({"intfStatus": {"Ethernet1-2": {"authZProfile": {"guestVlan": 40}}}})" );
    Background serve( folder, "serve", "serve --config " + config + listen );

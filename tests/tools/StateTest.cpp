@@ -232,7 +232,7 @@ TEST( State, AFollowersTablesAreThoseOfTheLeader ) {
          { "everything", "ports 00:00:5e:00:53:01", "supplicants nobody", "tree --port Ethernet1",
            "config --vlan 1", "supplicants 00:00:5e:00:53:08 --port Ethernet9",
            "supplicants --identity ''", "ports --port ''", "sessions --identity bob",
-           "blocked --state fail", "--load /nonexistent" } ) {
+           "blocked --state fail", "--load /nonexistent", "ports --diff" } ) {
       ToolRun const run( std::string( "show " ) + wrong + connect );
       EXPECT_EQ( run.exitCode, 2 ) << wrong;
       EXPECT_EQ( run.out, "" ) << wrong;

@@ -57,9 +57,8 @@ void Agent::unanswered( Request const& request ) {
 }
 
 void Agent::eapol( Eapol const& frame ) {
-   constexpr std::uint8_t group = 1;
-   Lumo::EthAddr const& mac = frame.fromSupplicant() ? frame.source : frame.destination;
-   if ( mac == Lumo::EthAddr() || ( mac.octets()[0] & group ) != 0 ) {
+   Lumo::EthAddr const& mac = frame.supplicant();
+   if ( !isStation( mac ) ) {
       return; // of no supplicant in particular
    }
    authentication_.eapol( frame, authorization_.authorized( mac ) );

@@ -18,9 +18,9 @@ struct Asked {
 };
 
 /// Nothing if the request authenticates no supplicant: it is no Access-Request, its
-/// Calling-Station-Id is no MAC address, or it is neither EAP (RFC 3579 3.1) nor authentication by
-/// the MAC address, which Service-Type Call-Check (RFC 2865 5.6) or a User-Name that is the
-/// address says. A login at the switch itself is thus none.
+/// Calling-Station-Id is not the MAC address of a station, or it is neither EAP (RFC 3579 3.1) nor
+/// authentication by the MAC address, which Service-Type Call-Check (RFC 2865 5.6) or a User-Name
+/// that is the address says. A login at the switch itself is thus none.
 std::optional<Asked> askedBy( Request const& );
 
 /// The interface that NAS-Port-Id names (RFC 2869 5.17); empty if there is none, or no interface

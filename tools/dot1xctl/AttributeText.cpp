@@ -34,6 +34,15 @@ std::string counted( std::uint64_t count, char const* one, char const* several )
    return std::to_string( count ) + " " + ( count == 1 ? one : several );
 }
 
+std::string printable( std::string text ) {
+   std::string result;
+   for ( char const c : text ) {
+      bool const plain = c == '\n' || ( c >= ' ' && c <= '~' );
+      result += plain ? std::string( 1, c ) : escaped( std::string( 1, c ) );
+   }
+   return result;
+}
+
 std::string quoted( Varek::String const& text ) {
    return stringValue( RadiusPktParserBase::AttrValue( text ) );
 }

@@ -18,6 +18,9 @@ std::string valueText( RadiusPktParserBase::Attribute, RadiusPktParserBase::Attr
 /// "1 port", "2 ports".
 std::string counted( std::uint64_t count, char const* one, char const* several );
 
+/// A message with nothing in it that a terminal would obey; lines stay lines.
+std::string printable( std::string text );
+
 /// Text in quotes, whatever would disturb a terminal escaped.
 std::string quoted( Varek::String const& );
 /// The same without the quotes: for the names of files.

@@ -1,8 +1,7 @@
 #include "Authentication.h"
 
-#include <vector>
-
 #include "Derivation.h"
+#include "framework/Assign.h"
 
 namespace Dot1xCtl {
 
@@ -25,25 +24,8 @@ void authPhaseIs( Supplicant const& supplicant, AuthNZPhaseEnum value ) {
    supplicant->authPhaseIs( phase );
 }
 
-/// Makes one answer hold what another does, by its real differences alone.
-void aaaResponseIs( AaaResponse& to, AaaResponse const& from ) {
-   to.callingStationIdIs( from.callingStationId() );
-   std::vector<RadiusPktParserBase::Attribute> gone;
-   for ( AaaAttribute const& one : to.aaaAttribute() ) {
-      if ( from.aaaAttribute( one.attribute() ) == nullptr ) {
-         gone.push_back( one.attribute() );
-      }
-   }
-   for ( RadiusPktParserBase::Attribute const one : gone ) {
-      to.aaaAttributeDel( one );
-   }
-   for ( AaaAttribute const& one : from.aaaAttribute() ) {
-      to.aaaAttributeIs( one );
-   }
-}
-
 void answered( Supplicant const& supplicant, AaaResponse const& response ) {
-   aaaResponseIs( *phaseOf( supplicant )->aaaResponseIs( response.type() ), response );
+   Qel::assignEntity( *phaseOf( supplicant )->aaaResponseIs( response.type() ), response );
 }
 
 /// Sets what an answer says of a supplicant; of one that says nothing, the defaults.
@@ -133,7 +115,7 @@ void Authentication::timedOut( Asked const& asked ) {
 }
 
 void Authentication::eapol( Eapol const& frame, bool authorized ) {
-   Lumo::EthAddr const& mac = frame.fromSupplicant() ? frame.source : frame.destination;
+   Lumo::EthAddr const& mac = frame.supplicant();
    bool const begins = frame.kind == Eapol::Kind::start || frame.kind == Eapol::Kind::response;
    Supplicant const supplicant = begins ? status_.supplicantIs( mac ) : status_.supplicant( mac );
    if ( !supplicant ) {

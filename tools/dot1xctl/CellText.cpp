@@ -21,14 +21,6 @@ Cell named( E value, char const* text, Tone tone = Tone::plain ) {
    return { std::string( stringValue( value ) ), text, tone };
 }
 
-/// Text or octets, as trees print them in JSON.
-Json textJson( Varek::String const& text ) {
-   Part part;
-   part.form = Part::Form::text;
-   part.text = text;
-   return jsonOf( part );
-}
-
 template<class Names, class Ids>
 Json vlans( Names const& names, Ids const& ids, std::string& text, char const* what ) {
    Json result = Json::array();

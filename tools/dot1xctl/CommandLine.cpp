@@ -1,5 +1,13 @@
 #include "CommandLine.h"
 
+#include <algorithm>
+#include <iostream>
+#include <span>
+#include <sstream>
+#include <string>
+
+#include "AttributeText.h"
+
 #include "Commands.h"
 
 namespace Dot1xCtl {
@@ -14,6 +22,20 @@ Exit code 0: done; also when SIGINT or SIGTERM ended what goes on until then.
           1: failed, or input had faults; what could be done all the same is.
           2: wrong usage; nothing was done.
 Of diff   0: no difference. 1: a difference. 2: it cannot be told.)";
+
+/// Otherwise all that is told of a mistyped one is that one is required.
+void expectCommands( CLI::App const& app, std::span<char* const> arguments ) {
+   std::string const first = arguments.empty() ? "" : arguments.front();
+   if ( app.get_require_subcommand_min() == 0 || first.empty() || first.front() == '-' ) {
+      return;
+   }
+   auto const named =
+      app.get_subcommands( [&]( CLI::App const* one ) { return one->check_name( first ); } );
+   if ( named.empty() ) {
+      throw CLI::ValidationError( app.get_name(), "there is no command \"" + first + "\"" );
+   }
+   expectCommands( *named.front(), arguments.subspan( 1 ) );
+}
 
 } // namespace
 
@@ -39,10 +61,14 @@ Action actionOf( int argc, char** argv ) {
    Action action;
    auto const app = commandLine( action );
    try {
+      expectCommands( *app, { argv + std::min( argc, 1 ), argv + argc } );
       app->parse( argc, argv );
    } catch ( CLI::ParseError const& error ) {
       // Help and version are ends of this kind, too.
-      int const exitCode = app->exit( error ) == 0 ? 0 : wrongUsage;
+      std::ostringstream out, fault;
+      int const exitCode = app->exit( error, out, fault ) == 0 ? 0 : wrongUsage;
+      std::cout << out.str();
+      std::cerr << printable( fault.str() );
       action = [exitCode] { return exitCode; };
    }
    return action;

@@ -11,6 +11,7 @@
 #include "Output.h"
 #include "Radius/RadiusAttributeId.h"
 #include "Varek/Failures.h"
+#include "framework/Assign.h"
 
 namespace Dot1xCtl {
 
@@ -58,10 +59,7 @@ Request lean( Request const& request ) {
 
 Varek::Ptr<AaaResponse> copyOf( AaaResponse const& response ) {
    auto const result = aaaResponseFactory( response.type() );
-   result->callingStationIdIs( response.callingStationId() );
-   for ( Dot1xV2::AaaAttribute const& one : response.aaaAttribute() ) {
-      result->aaaAttributeIs( one );
-   }
+   Qel::assignEntity( *result, response );
    return result;
 }
 
@@ -74,9 +72,7 @@ bool isOfSession( Request const& request ) {
 }
 
 Lumo::EthAddr supplicantOf( Eapol const& frame ) {
-   constexpr std::uint8_t group = 1;
-   Lumo::EthAddr const& mac = frame.fromSupplicant() ? frame.source : frame.destination;
-   return ( mac.octets()[0] & group ) == 0 ? mac : Lumo::EthAddr();
+   return isStation( frame.supplicant() ) ? frame.supplicant() : Lumo::EthAddr();
 }
 
 } // namespace
@@ -162,7 +158,8 @@ struct Copies::Copy {
    }
 
    std::uint64_t portNumber( Lumo::IntfId of ) const {
-      return firstPort + ( number - 1 ) * ports.size() + ports.at( of );
+      std::uint64_t const next = ( number - 1 ) * ports.size() + ports.at( of );
+      return firstPort + next % ( highestPort - firstPort + 1 );
    }
 
    Varek::String named( Varek::String const& text, Lumo::EthAddr const& of,
@@ -257,7 +254,7 @@ struct Copies::Teller {
    void operator()( Unanswered const& event ) const { to.unanswered( changed( event.request ) ); }
    void operator()( Eapol const& frame ) const {
       Eapol changedFrame = frame;
-      ( frame.fromSupplicant() ? changedFrame.source : changedFrame.destination ) = address;
+      changedFrame.supplicant() = address;
       changedFrame.identity = copy.named( frame.identity, of, address );
       ++played.eapolFrames;
       to.eapol( changedFrame );
@@ -275,12 +272,9 @@ Copies::Played Copies::play( ReplayListener& to, std::size_t supplicants, std::s
    for ( auto const& [port, index] : ports_ ) {
       copy.firstPort = std::max( copy.firstPort, ethernetNumber( port ) + 1 );
    }
-   std::uint64_t const ports = ( played.copies - 1 ) * ports_.size();
-   if ( copy.firstPort + ports > highestPort + 1 ) {
-      throw Varek::RangeError( std::to_string( supplicants ) + " supplicants need " +
-                               std::to_string( ports ) + " ports from Ethernet" +
-                               std::to_string( copy.firstPort ) + " on; the last is Ethernet" +
-                               std::to_string( highestPort ) );
+   if ( copy.firstPort > highestPort && played.copies > 1 ) {
+      throw Varek::RangeError( "there is a captured Ethernet" + std::to_string( highestPort ) +
+                               "; no port above it is left for copies" );
    }
    while ( std::ranges::any_of( stations_, [&]( auto const& one ) {
       auto const& octets = one.first.octets();

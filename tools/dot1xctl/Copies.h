@@ -18,7 +18,8 @@
 /// with as many as were captured), has the locally administered address 02:00 and n in four octets;
 /// 02:01, and so on, if a captured address begins with those. A station that only has an accounting
 /// session is no supplicant, and goes with the one that came before it. Each captured port gets a
-/// port of its own in each copy: Ethernet and the numbers that follow the highest captured one.
+/// port of its own in each copy: Ethernet and the numbers that follow the highest captured one,
+/// from the first of these again when there are no more.
 /// Mapped are the station, Calling-Station-Id, a User-Name that is the address, in its notation,
 /// NAS-Port-Id and with it NAS-Port, and the ids of accounting sessions, which become ID-COPY, and
 /// in later rounds ID-COPY.ROUND: who authenticates anew begins a new session. All else is as
@@ -51,7 +52,7 @@ public:
 
    /// Plays copies for \p supplicants supplicants (fewer than were captured: the first of these),
    /// one copy after the other, and all of it \p rounds times. Throws Varek::RangeError, with
-   /// nothing played, if there are not as many ports or addresses.
+   /// nothing played, if no port or address is left for copies.
    Played play( ReplayListener&, std::size_t supplicants, std::size_t rounds,
                 GoOn const& goOn ) const;
 

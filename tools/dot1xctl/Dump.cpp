@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <memory>
 #include <ostream>
 #include <span>
@@ -132,13 +134,38 @@ std::string target( std::string const& path ) {
    if ( !fs::exists( status ) ) {
       return path;
    }
-   // A device would be gone afterwards.
+   // A device would be gone afterwards, and a capture that somebody mistook for the target.
    if ( !fs::is_regular_file( status ) ) {
       refuse( path, "is something else than a file" );
+   }
+   std::string begin( magic.size(), '\0' );
+   std::ifstream file( path, std::ios::binary );
+   begin.resize( static_cast<std::size_t>( file.read( begin.data(), magic.size() ).gcount() ) );
+   if ( !magic.starts_with( begin ) ) {
+      refuse( path, "is no state file, and is not replaced by one" );
    }
    fs::path const whole = fs::canonical( path, error );
    return error ? path : whole.string();
 }
+
+/// While it lives, what would end the process waits.
+class SignalsHeld {
+public:
+   SignalsHeld() {
+      sigset_t ending;
+      ::sigemptyset( &ending );
+      for ( int const one : { SIGINT, SIGTERM, SIGHUP } ) {
+         ::sigaddset( &ending, one );
+      }
+      ::sigprocmask( SIG_BLOCK, &ending, &before_ );
+   }
+   ~SignalsHeld() { ::sigprocmask( SIG_SETMASK, &before_, nullptr ); }
+   SignalsHeld( SignalsHeld const& ) = delete;
+   SignalsHeld& operator=( SignalsHeld const& ) = delete;
+
+private:
+   sigset_t before_;
+};
 
 /// A file beside the one that it is to replace. Goes away if it does not come to that.
 class Replacement {
@@ -282,6 +309,7 @@ void writeDump( std::string const& path, std::string_view stream ) {
    if ( path == standardStream ) {
       return write( STDOUT_FILENO );
    }
+   SignalsHeld const whole; // or the new file would stay beside the old
    Replacement file( path );
    write( file.fd() );
    file.commit();

@@ -10,6 +10,7 @@
 
 #include <unistd.h>
 
+#include "AttributeText.h"
 #include "Dump.h"
 #include "Follow.h"
 #include "Options.h"
@@ -74,7 +75,7 @@ struct DumpGiven {
 
 int dump( DumpGiven const& given ) {
    if ( given.file == "-" && ::isatty( STDOUT_FILENO ) != 0 ) {
-      throw Varek::Failure( "a state file is nothing for a terminal" );
+      throw Varek::Failure( "a state file is not written to a terminal" );
    }
    std::optional<Roots> const roots = fetch( given.address, given.wait );
    if ( !roots ) {
@@ -168,7 +169,7 @@ int diff( DumpGiven const& given ) {
    try {
       return compare( given );
    } catch ( std::exception const& error ) {
-      std::cerr << "dot1xctl: " << error.what() << '\n';
+      std::cerr << "dot1xctl: " << printable( error.what() ) << '\n';
       return trouble;
    }
 }
@@ -193,14 +194,13 @@ void addDump( CLI::App& app, Action& action ) {
       return [&action, given, what] { action = [given, what] { return what( *given ); }; };
    };
 
-   CLI::App& dumpCommand =
-      add( app, "dump", "Write what another process publishes to a file", dumpHelp, does( dump ) );
+   CLI::App& dumpCommand = add( app, "dump", "Write a state file of what another process publishes",
+                                dumpHelp, does( dump ) );
    dumpCommand.add_option( "FILE", given->file, "Where to" )->required();
    addressOption( dumpCommand, "--connect", given->address, "Where it listens" )->required();
    waitOption( dumpCommand, given->wait );
 
-   CLI::App& loadCommand =
-      add( app, "load", "Print what is in such a file", loadHelp, does( load ) );
+   CLI::App& loadCommand = add( app, "load", "Print a state file", loadHelp, does( load ) );
    loadCommand.add_option( "FILE", given->file, "What dump has written" )->required();
    loadCommand.add_flag( "--json", given->json, "Print JSON instead of text" );
 

@@ -10,9 +10,10 @@ EapolReading fault( std::size_t offset, char const* part, bool ends = true ) {
    return result;
 }
 
-EapolReading frameOf( Eapol::Kind kind ) {
+EapolReading frameOf( Eapol::Kind kind, std::uint8_t identifier = 0 ) {
    EapolReading result;
    result.frame.emplace().kind = kind;
+   result.frame->identifier = identifier;
    return result;
 }
 
@@ -23,16 +24,16 @@ EapolReading readEap( std::span<std::uint8_t const> octets, std::size_t bodyLeng
    if ( octets.size() < begin + header ) {
       return fault( begin, "an EAP header" );
    }
-   std::uint8_t const code = octets[begin];
+   std::uint8_t const code = octets[begin], identifier = octets[begin + 1];
    auto const length = static_cast<std::size_t>( octets[begin + 2] << 8 | octets[begin + 3] );
    if ( length < header || length > bodyLength ) {
       return fault( begin, "an EAP header", false );
    }
    if ( code == request ) {
-      return frameOf( Eapol::Kind::request );
+      return frameOf( Eapol::Kind::request, identifier );
    }
    if ( code == success || code == failure ) {
-      return frameOf( code == success ? Eapol::Kind::success : Eapol::Kind::failure );
+      return frameOf( code == success ? Eapol::Kind::success : Eapol::Kind::failure, identifier );
    }
    if ( code != response ) {
       return {};
@@ -44,7 +45,7 @@ EapolReading readEap( std::span<std::uint8_t const> octets, std::size_t bodyLeng
    if ( !typeThere || ( octets[begin + header] == identity && octets.size() < begin + length ) ) {
       return fault( begin, "an EAP Response" );
    }
-   EapolReading result = frameOf( Eapol::Kind::response );
+   EapolReading result = frameOf( Eapol::Kind::response, identifier );
    if ( octets[begin + header] == identity ) {
       auto const text = octets.subspan( begin + header + 1, length - header - 1 );
       result.frame->identity.assign( text.begin(), text.end() );

@@ -26,8 +26,11 @@ struct Eapol {
    Lumo::EthAddr destination;   ///< Likewise.
    Bridging::VlanIdOrNone vlan; ///< Of the innermost tag; none for an untagged frame.
    Kind kind = Kind::start;
-   Varek::String identity; ///< Of a Response of type Identity (RFC 3748 5.1).
+   std::uint8_t identifier = 0; ///< Of an EAP packet (RFC 3748 4).
+   Varek::String identity;      ///< Of a Response of type Identity (RFC 3748 5.1).
 
+   Lumo::EthAddr& supplicant() { return fromSupplicant() ? source : destination; }
+   Lumo::EthAddr const& supplicant() const { return fromSupplicant() ? source : destination; }
    bool fromSupplicant() const {
       return kind == Kind::start || kind == Kind::logoff || kind == Kind::response;
    }

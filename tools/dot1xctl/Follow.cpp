@@ -21,7 +21,9 @@ namespace {
 
 using Pause = FollowerLoop::Pause;
 
-void tell( std::string const& what ) { std::cerr << "dot1xctl: " << what << std::endl; }
+void tell( std::string const& what ) {
+   std::cerr << "dot1xctl: " << printable( what ) << std::endl;
+}
 
 void tellUnknown( Address const& address, Mirror::Follower const& follower ) {
    if ( std::uint64_t const unknown = follower.stats().unknownTypes; unknown != 0 ) {
@@ -74,6 +76,9 @@ private:
          std::cout << compact( jsonOf( now(), root, change ) ) << std::endl;
       } else {
          printText( std::cout, now(), root, change );
+      }
+      if ( !std::cout ) {
+         loop_.stop(); // the caller tells
       }
    }
 

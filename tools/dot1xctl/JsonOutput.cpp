@@ -96,7 +96,7 @@ class JsonOutput final : public Output {
 public:
    explicit JsonOutput( std::ostream& out ) : out_( out ) {}
 
-   void capture( std::string const& file ) override { file_ = file; }
+   void capture( std::string const& file ) override { file_ = textJson( file ); }
 
    void answer( Answer const& answer ) override {
       Json record = common( "answer", answer );
@@ -165,13 +165,12 @@ private:
    }
 
    void print( Json const& record ) {
-      // The names of files are the only text here that may be no UTF-8.
       out_ << ( first_ ? "[\n" : ",\n" ) << compact( record );
       first_ = false;
    }
 
    std::ostream& out_;
-   std::string file_;
+   Json file_;
    bool first_ = true;
 };
 

@@ -6,6 +6,8 @@
 #include <optional>
 #include <utility>
 
+#include "AttributeText.h"
+
 namespace Dot1xCtl {
 
 LeaderLoop::LeaderLoop( Address const& address )
@@ -74,7 +76,7 @@ void LeaderLoop::accept() {
       }
    } catch ( Mirror::SocketError const& error ) {
       // Out of descriptors, say: those who wait would wake the loop again and again.
-      std::cerr << "dot1xctl: " << error.what() << "; trying again in a second\n";
+      std::cerr << "dot1xctl: " << printable( error.what() ) << "; trying again in a second\n";
       pausing_ = true;
       awaitDeadline( pause_, Mirror::Clock::now() + std::chrono::seconds( 1 ),
                      [this] { drive( [this] { pausing_ = false; } ); } );

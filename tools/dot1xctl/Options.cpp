@@ -4,12 +4,19 @@
 
 namespace Dot1xCtl {
 
+CLI::Option* fileOption( CLI::App& command, char const* name, std::string& to,
+                         char const* description ) {
+   return command.add_option( name, to, description )->type_name( "FILE" )->check( emptiness );
+}
+
+std::string emptiness( std::string const& given ) {
+   return given.empty() ? "is empty" : std::string();
+}
+
 CLI::Option* publishOptions( CLI::App& command, ReplayOptions& options ) {
-   command
-      .add_option( "--config", options.config, "Publish its configuration, too, as \"status\"" )
-      ->type_name( "FILE" );
-   command.add_option( "--dump", options.dump, "Write the trees to this file" )
-      ->type_name( "FILE" )
+   fileOption( command, "--config", options.config,
+               "Publish its configuration, too, as \"status\"" );
+   fileOption( command, "--dump", options.dump, "Write the trees to this file" )
       ->check( []( std::string const& path ) -> std::string {
          return path == "-" ? "expected the name of a file; only dump writes to standard output"
                             : "";

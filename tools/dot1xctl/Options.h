@@ -33,6 +33,13 @@ CLI::Option* addressOption( CLI::App& command, char const* name, To& to, char co
       ->check( faultAs<Address> );
 }
 
+/// Adds an option that is the name of a file.
+CLI::Option* fileOption( CLI::App& command, char const* name, std::string& to,
+                         char const* description );
+
+/// Not even an empty variable of a script is a wish for everything, or for no file.
+std::string emptiness( std::string const& given );
+
 /// Adds --listen, which it returns, --config and --dump.
 CLI::Option* publishOptions( CLI::App& command, ReplayOptions& );
 

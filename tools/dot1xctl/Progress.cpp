@@ -1,7 +1,9 @@
 #include "Progress.h"
 
 #include <algorithm>
+#include <csignal>
 #include <iostream>
+#include <string_view>
 #include <utility>
 
 #include <unistd.h>
@@ -12,6 +14,24 @@ namespace {
 
 constexpr std::chrono::milliseconds patience( 500 );
 constexpr std::chrono::milliseconds betweenDrawings( 100 );
+constexpr std::string_view erasing = "\r\x1b[K";
+constexpr int endings[] = { SIGINT, SIGTERM };
+
+extern "C" void eraseAndEnd( int signal ) {
+   (void)!::write( STDERR_FILENO, erasing.data(), erasing.size() );
+   ::signal( signal, SIG_DFL );
+   ::raise( signal ); // which waits until this has returned
+}
+
+/// A signal that nobody catches ends the process with the bar on the terminal.
+void endingsReplace( void ( *from )( int ), void ( *to )( int ) ) {
+   for ( int const one : endings ) {
+      struct sigaction now {};
+      if ( ::sigaction( one, nullptr, &now ) == 0 && now.sa_handler == from ) {
+         ::signal( one, to );
+      }
+   }
+}
 
 } // namespace
 
@@ -28,13 +48,16 @@ void Progress::at( std::uint64_t done, std::uint64_t all ) {
    std::string const percent = std::to_string( std::min( done, all ) * 100 / all );
    std::cerr << '\r' << what_ << " [" << std::string( filled, '#' )
              << std::string( width - filled, ' ' ) << "] " << percent << '%' << std::flush;
-   shown_ = true;
+   if ( !std::exchange( shown_, true ) ) {
+      endingsReplace( SIG_DFL, eraseAndEnd );
+   }
    next_ = Clock::now() + betweenDrawings;
 }
 
 void Progress::hide() {
    if ( std::exchange( shown_, false ) ) {
-      std::cerr << "\r\x1b[K" << std::flush;
+      std::cerr << erasing << std::flush;
+      endingsReplace( eraseAndEnd, SIG_DFL );
    }
 }
 

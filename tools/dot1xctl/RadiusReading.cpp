@@ -82,9 +82,15 @@ Varek::String const* textOf( Attributes const& attributes, std::uint16_t type ) 
    return nullptr;
 }
 
+bool isStation( Lumo::EthAddr const& address ) {
+   constexpr std::uint8_t group = 1;
+   return address != Lumo::EthAddr() && ( address.octets()[0] & group ) == 0;
+}
+
 std::optional<Lumo::EthAddr> stationOf( Varek::String const& text ) {
    try {
-      return Lumo::EthAddr( text );
+      Lumo::EthAddr const found( text );
+      return isStation( found ) ? std::optional( found ) : std::nullopt;
    } catch ( Varek::TextError const& ) {
       return std::nullopt;
    }

@@ -28,8 +28,11 @@ RadiusReading readRadius( Datagram const& );
 /// The first value of a standard text attribute, null if there is none.
 Varek::String const* textOf( Attributes const&, std::uint16_t type );
 
+/// Whether it may be the address of one station: it is neither all zero nor one of a group.
+bool isStation( Lumo::EthAddr const& );
+
 /// A station's address from the text of a Calling-Station-Id, in any notation; nothing if the text
-/// is no MAC address.
+/// is not the MAC address of a station.
 std::optional<Lumo::EthAddr> stationOf( Varek::String const& );
 
 } // namespace Dot1xCtl

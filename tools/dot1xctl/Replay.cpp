@@ -77,6 +77,7 @@ void Replay::file( std::string const& path ) {
    output_.capture( path );
    file_ = path;
    exchange_ = {};
+   stations_ = {};
    fragments_ = {};
    try {
       Capture capture( path );
@@ -92,7 +93,10 @@ void Replay::file( std::string const& path ) {
          packet( next, dissect( capture.linkType(), next.octets, next.originalLength ) );
       }
    } catch ( CaptureError const& error ) {
-      problems_.add( { ProblemKind::file, error.packet(), error.where(), error.what() } );
+      // A signal that is to end all this interrupts the reading of a pipe.
+      if ( !( interrupted && interrupted() ) ) {
+         problems_.add( { ProblemKind::file, error.packet(), error.where(), error.what() } );
+      }
    }
    for ( Request const& request : exchange_.unanswered() ) {
       ++summary_.unanswered;
@@ -121,9 +125,11 @@ void Replay::packet( Packet const& packet, Frame const& frame ) {
    } else if ( auto const* bad = std::get_if<BadFrame>( &frame ) ) {
       problems_.add( { bad->cut ? ProblemKind::cut : ProblemKind::malformed, packet.number,
                        "offset " + std::to_string( bad->offset ), bad->what } );
-   } else if ( auto const* eapol = std::get_if<Eapol>( &frame );
-               eapol != nullptr && agent != nullptr ) {
-      agent->eapol( *eapol );
+   } else if ( auto const* seen = std::get_if<Eapol>( &frame );
+               seen != nullptr && agent != nullptr ) {
+      Eapol eapol = *seen;
+      stations_.see( eapol );
+      agent->eapol( eapol );
    }
 }
 

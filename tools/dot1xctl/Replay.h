@@ -5,6 +5,7 @@
 #include <string>
 #include <tuple>
 
+#include "EapolStations.h"
 #include "Exchange.h"
 #include "Output.h"
 #include "Problems.h"
@@ -60,6 +61,7 @@ private:
    std::string file_;
    Summary summary_;
    Exchange exchange_;
+   EapolStations stations_;
    Time start_; ///< Of the capture's first packet.
    /// Whether a datagram whose first fragment was seen is RADIUS.
    std::map<std::tuple<IpAddress, IpAddress, std::uint32_t>, bool> fragments_;

@@ -177,7 +177,7 @@ private:
       for ( auto const& [name, root] : roots_ ) {
          loop_->leader().rootIs( name, root );
       }
-      std::cerr << "listening on " << stringValue( loop_->address() ) << std::endl;
+      std::cerr << "listening on " << printable( stringValue( loop_->address() ) ) << std::endl;
       loop_->run();
    }
 

@@ -13,10 +13,10 @@ namespace Dot1xCtl {
 namespace {
 
 constexpr char const* schemaHelp = R"(
-Prints, module by module, each type with its slot, kind and whether it can be
-hashed, its attributes (id, name, kind, type, default or constant, key, salt of
-the hash) and, of an enumeration, its values. A TYPE is a name with or without
-its namespace.
+Prints, module by module, each type with its slot, its kind and whether its
+values can be hashed, its attributes (id, name, kind, type, default or constant,
+key, salt of the hash) and, of an enumeration, its values. A TYPE is a name with
+or without its namespace.
 
 --json prints one object:
   {"modules":[{"name","types":[{"name","kind","slot","hashable",

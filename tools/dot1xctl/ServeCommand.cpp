@@ -43,8 +43,7 @@ void addServe( CLI::App& app, Action& action ) {
    CLI::Option* const captures =
       command->add_option( "CAPTURE", options->captures, "Captures to publish the state of" );
    publishOptions( *command, *options )->required();
-   command->add_option( "--load", options->load, "Publish the trees in this state file" )
-      ->type_name( "FILE" )
+   fileOption( *command, "--load", options->load, "Publish the trees in this state file" )
       ->excludes( captures );
    command->footer( serveHelp );
    command->callback( [options, &action] {

@@ -23,8 +23,8 @@ have come whole, or reads a state file, and prints of an authenticator's state
   supplicants MAC   all that is known of one
   blocked           the addresses that are blocked
   sessions          the accounting sessions
+  all               each of these tables (the default); without them, tree
   config            the configuration, as "config show" prints that of a file
-  all               each of these (the default); trees of other types as tree
   tree              the trees as they are, of any registered type: an attribute
                     or element a line, indented; text is in quotes
 
@@ -52,11 +52,6 @@ std::string canonicalMac( std::string& given ) {
    } catch ( Varek::TextError const& error ) {
       return error.what();
    }
-}
-
-/// A filter that an empty variable of a script leaves empty is no wish for everything.
-std::string emptiness( std::string const& given ) {
-   return given.empty() ? "expected what to select, but found nothing" : std::string();
 }
 
 CLI::Validator const macAddress( canonicalMac, "MAC" );
@@ -108,23 +103,22 @@ void addShow( CLI::App& app, Action& action ) {
    CLI::Option* const connect =
       addressOption( *command, "--connect", given->connect, "Where it listens" );
    CLI::Option* const load =
-      command->add_option( "--load", given->load, "Of this state file, and of no process" )
-         ->type_name( "FILE" )
+      fileOption( *command, "--load", given->load, "Show this state file, and no process" )
          ->excludes( connect );
    command->add_flag( "--json", given->json, "Print JSON instead of text" );
    colourOption( *command, given->colour );
    command->add_flag( "--diff", given->difference,
-                      "Of config only what differs from the defaults" );
+                      "With config: only what differs from the defaults" );
    waitOption( *command, given->wait );
    auto& filters = given->filters;
-   command->add_option( "--port", filters["port"], "Of the tables only what is on this port" )
+   command->add_option( "--port", filters["port"], "Only what is on this port" )
       ->check( emptiness );
-   command->add_option( "--mac", filters["mac"], "... of this address" )->transform( macAddress );
-   command->add_option( "--vlan", filters["vlan"], "... in this VLAN, a number or a name" )
+   command->add_option( "--mac", filters["mac"], "Only this address" )->transform( macAddress );
+   command->add_option( "--vlan", filters["vlan"], "Only this VLAN, a number or a name" )
       ->check( emptiness );
-   command->add_option( "--identity", filters["identity"], "... of this identity" )
+   command->add_option( "--identity", filters["identity"], "Only this identity" )
       ->check( emptiness );
-   command->add_option( "--state", filters["state"], "... in this state: of ports or results" )
+   command->add_option( "--state", filters["state"], "Only this state of a port, or result" )
       ->check( emptiness );
    command->footer( showHelp );
    command->callback( [given, connect, load, &action] {
@@ -133,6 +127,9 @@ void addShow( CLI::App& app, Action& action ) {
       }
       if ( !given->mac.empty() && given->what != "supplicants" ) {
          throw CLI::ValidationError( "MAC", "only supplicants can be asked for by address" );
+      }
+      if ( given->difference && given->what != "config" ) {
+         throw CLI::ValidationError( "--diff", "only config has defaults to differ from" );
       }
       for ( auto const& [name, value] : given->filters ) {
          if ( !value.empty() &&

@@ -43,6 +43,10 @@ Json stepJson( Part const& part ) {
 
 } // namespace
 
+Json textJson( std::string const& text ) {
+   return isUtf8( text ) ? Json( text ) : Json{ { octetsName, octets( text ) } };
+}
+
 Json jsonOf( Part const& part, EntityForm form ) {
    switch ( part.form ) {
    case Part::Form::none:
@@ -53,7 +57,7 @@ Json jsonOf( Part const& part, EntityForm form ) {
       // Infinity is a duration, but no number of JSON's.
       return Json::accept( part.text ) ? Json::parse( part.text ) : Json( part.text );
    case Part::Form::text:
-      return isUtf8( part.text ) ? Json( part.text ) : Json{ { octetsName, octets( part.text ) } };
+      return textJson( part.text );
    case Part::Form::word:
       return part.text;
    case Part::Form::fields:

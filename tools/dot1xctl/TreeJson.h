@@ -28,6 +28,9 @@ void printJson( std::ostream&, Part const& );
 nlohmann::ordered_json jsonOf( std::string const& time, std::string const& root,
                                ChangePart const& );
 
+/// A string, or {"octets": "0x..."}.
+nlohmann::ordered_json textJson( std::string const& );
+
 /// JSON text is; what comes from the network need not be.
 bool isUtf8( std::string_view text );
 

@@ -122,7 +122,8 @@ std::string lineOf( Part const& part ) {
    case Part::Form::entity:
       return std::string( part.type );
    default:
-      return part.text;
+      // The name of no interface is empty, and a line of fields has none without a sign.
+      return part.text.empty() ? quoted( {} ) : part.text;
    }
 }
 

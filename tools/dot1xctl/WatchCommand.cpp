@@ -16,7 +16,8 @@ not there. What is there in the beginning comes as changes, too. When the other
 process ends, that is told on standard error and tried again at growing
 intervals; what it then has is printed only where it differs. Ends with SIGINT
 or SIGTERM; with exit code 1 and the reason if the other process refuses the
-connection, or what it says would be misread here.
+connection (not if it merely has as many followers as it can), if what it says
+would be misread here, or if standard output cannot be written.
 
 --json prints an object a line, with members time, root, path (array of
 {"attribute", "key"}), attribute, key, old and new.)";
@@ -30,7 +31,7 @@ void addWatch( CLI::App& app, Action& action ) {
    };
    auto const given = std::make_shared<WatchGiven>();
    CLI::App* const command =
-      app.add_subcommand( "watch", "Show the changes in that, as they arrive" );
+      app.add_subcommand( "watch", "Show changes as another process publishes them" );
    addressOption( *command, "--connect", given->connect, "Where it listens" )->required();
    command->add_flag( "--json", given->json, "Print JSON instead of text" );
    command->footer( watchHelp );

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <csignal>
 #include <exception>
 #include <iostream>
 
@@ -6,6 +7,7 @@
 #include <unistd.h>
 
 #include "Action.h"
+#include "AttributeText.h"
 
 namespace {
 
@@ -36,11 +38,13 @@ int run( int argc, char** argv ) {
 
 int main( int argc, char** argv ) {
    occupyClosedStreams();
+   // A file that may grow no more is an error of writing, which is told.
+   ::signal( SIGXFSZ, SIG_IGN );
    try {
       std::ios::sync_with_stdio( false );
       return run( argc, argv );
    } catch ( std::exception const& error ) {
-      std::cerr << "dot1xctl: " << error.what() << '\n';
+      std::cerr << "dot1xctl: " << Dot1xCtl::printable( error.what() ) << '\n';
       return failed;
    }
 }
