@@ -194,8 +194,8 @@ void addDump( CLI::App& app, Action& action ) {
       return [&action, given, what] { action = [given, what] { return what( *given ); }; };
    };
 
-   CLI::App& dumpCommand = add( app, "dump", "Write a state file of what another process publishes",
-                                dumpHelp, does( dump ) );
+   CLI::App& dumpCommand =
+      add( app, "dump", "Write a state file of what a process publishes", dumpHelp, does( dump ) );
    dumpCommand.add_option( "FILE", given->file, "Where to" )->required();
    addressOption( dumpCommand, "--connect", given->address, "Where it listens" )->required();
    waitOption( dumpCommand, given->wait );
