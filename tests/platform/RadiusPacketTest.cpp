@@ -65,6 +65,8 @@ TEST( RadiusDecode, ReadsTextAndOctetsAsTheyAre ) {
       { {}, "" },
       { { 1, 5, 'b', 'o', 'b' }, "User-Name \"bob\"\n" },
       { { 18, 2 }, "Reply-Message \"\"\n" },
+      { { 11, 3, 'a' }, "Filter-Id \"a\"\n" },
+      { { 58, 4, '1', 'v' }, "Egress-VLAN-Name \"1v\"\n" },
       { { 92, 5, 'a', 0, 'b' }, "NAS-Filter-Rule \"a\\x00b\"\n" },
       { { 25, 4, 0, 0xFF }, "Class 0x00ff\n" },
       { { 69, 5, 1, 2, 3 }, "Tunnel-Password 0x010203\n" },
@@ -76,6 +78,10 @@ TEST( RadiusDecode, ReadsTextAndOctetsAsTheyAre ) {
 TEST( RadiusDecode, ReadsIntegersOfTheirSizeAlone ) {
    expectReadings( {
       { { 27, 6, 0, 0, 0x0E, 0x10 }, "Session-Timeout 3600\n" },
+      { { 6, 6, 0, 0, 0, 10 }, "Service-Type 10\n" },
+      { { 28, 6, 0, 0, 2, 0x58 }, "Idle-Timeout 600\n" },
+      { { 56, 6, 0x31, 0, 0, 0x14 }, "Egress-VLANID 822083604\n" },
+      { { 57, 6, 0, 0, 0, 1 }, "Ingress-Filters 1\n" },
       { { 27, 6, 0xFF, 0xFF, 0xFF, 0xFF }, "Session-Timeout 4294967295\n" },
       { { 27, 5, 0, 0, 1 }, "Session-Timeout 0x000001\n" },
       { { 27, 7, 0, 0, 0, 0, 1 }, "Session-Timeout 0x0000000001\n" },
