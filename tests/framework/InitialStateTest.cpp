@@ -60,6 +60,9 @@ TEST( InitialState, ReachesThroughAnObjectThatWasLeftOnItsOwn ) {
    EXPECT_FALSE( sensor->initial() );
    sensor->levelIs( 10 );
    EXPECT_EQ( told, 1 );
+   sensor->readingIs( Reading( 1U ) );
+   sensor->readingDelAll();
+   EXPECT_EQ( told, 3 ) << "a clear-all is silent in the initial state alone";
 }
 
 } // namespace
