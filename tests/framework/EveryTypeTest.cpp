@@ -166,11 +166,12 @@ TEST_P( EveryType, IsMadeCopiedComparedAndHashedThroughItsRecord ) {
       EXPECT_EQ( type_.allocations->liveBytes(), ( live + 1 ) * type_.size );
       AnyValue const other( Varek::Inspect::InspectAtomicFnTable<int>::table );
       if ( !parameters.empty() ) {
-         expectNotMadeFrom( {}, "0" );
-         expectNotMadeFrom( Parameters( parameters.size(), other ), other.type().typeName );
+         expectNotMadeFrom( {}, "not 0" );
+         expectNotMadeFrom( Parameters( parameters.size(), other ),
+                            "not a " + std::string( other.type().typeName ) );
       }
       parameters.push_back( other );
-      expectNotMadeFrom( parameters, std::to_string( parameters.size() ) );
+      expectNotMadeFrom( parameters, "not " + std::to_string( parameters.size() ) );
       EXPECT_EQ( type_.allocations->liveObjects(), live + 1 );
    } else {
       ASSERT_NE( type_.functions, nullptr );

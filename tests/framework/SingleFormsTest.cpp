@@ -1,4 +1,5 @@
-// Single children, names, counters, optional values, what is not stored, and the forms of values.
+// Single children, children that lose their owner, names, counters, optional values, and the forms
+// of values.
 
 #include <random>
 

@@ -157,36 +157,23 @@ private:
    }
    void fillByText( AnyValue const& value ) {
       ASSERT_NE( value.type().inspectDecodeFromString, nullptr ) << value.type().typeName;
-      static char const* const texts[] = { "true",
-                                           "false",
-                                           "1",
-                                           "2",
-                                           "3",
-                                           "inf",
-                                           "0x00ff",
-                                           "192.0.2.0/24",
-                                           "User-Name",
-                                           "Filter-Id",
-                                           "absent",
-                                           "\"x y\"",
-                                           "Vlan7",
-                                           "00:00:5e:00:53:01",
-                                           "Ethernet3/1",
-                                           "00:00:5e:00:53:01@Ethernet3/1",
-                                           "Brevia-Acl-Name",
-                                           "Brevia-Av-Pair",
-                                           "none",
-                                           "3600u64",
-                                           "2.5",
-                                           "TestModule::Limits( )" };
       for ( ;; ) {
+         char const* const text =
+            oneOf( "true", "false", "1", "2", "3", "inf", "0x00ff", "192.0.2.0/24", "User-Name",
+                   "Filter-Id", "absent", "\"x y\"", "Vlan7", "00:00:5e:00:53:01", "Ethernet3/1",
+                   "00:00:5e:00:53:01@Ethernet3/1", "Brevia-Acl-Name", "Brevia-Av-Pair", "none",
+                   "3600u64", "2.5", "TestModule::Limits( )" );
          try {
-            value.type().inspectDecodeFromString( texts[below( std::size( texts ) )],
-                                                  value.data() );
+            value.type().inspectDecodeFromString( text, value.data() );
             return;
          } catch ( Varek::Failure const& ) {
          }
       }
+   }
+   template<class... Text>
+   char const* oneOf( Text... text ) {
+      char const* const all[] = { text... };
+      return all[below( sizeof...( text ) )];
    }
 
    std::minstd_rand engine_;
