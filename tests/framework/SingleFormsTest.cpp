@@ -202,8 +202,7 @@ TEST( Optional, NothingAndTheEmptyValueAreTwo ) {
    using Motto = std::optional<Varek::String>;
    ChangeRecorder<int, Motto> changes( *depot );
    EXPECT_EQ( depot->motto(), std::nullopt );
-   depot->mottoIs( std::nullopt );
-   std::vector<Motto> const sets{ "", "", "more", std::nullopt, std::nullopt, "" };
+   std::vector<Motto> const sets{ std::nullopt, "", "", "more", std::nullopt, std::nullopt, "" };
    for ( Motto const& one : sets )
       depot->mottoIs( one );
    std::vector<Motto> olds;
