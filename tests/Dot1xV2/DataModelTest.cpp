@@ -23,6 +23,16 @@ namespace {
 // the value type. An enumerator without a number follows the one before it; more than three blanks
 // go on with a line.
 std::string_view const dataModel = R"(
+AaaHelperLedraTypes
+0 AaaAttribute value
+  2 parameter Attribute attribute
+  3 sequence AttrValue attrValue
+1 AaaRequestType enum8 accessRequest acctStart acctStop acctInterim
+2 AaaResponseType enum8 rejected accepted challenge timeout acctResponse
+3 AaaResponse entity
+  258 parameter AaaResponseType type
+  259 plain EthAddr callingStationId = 00:00:00:00:00:00
+  260 collection AaaAttribute aaaAttribute by Attribute salt E0935DCA
 AcctStatus
 0 AcctAttributes entity
   258 map String strAttribute by RadiusAttributeIdEnum salt 971DE9A7
@@ -404,8 +414,9 @@ bool same( std::string_view expected, std::string_view found ) {
 
 TEST( DataModel, IsInTheRecords ) {
    std::vector<std::string> found;
-   for ( char const* const module : { "AcctStatus", "AuthNStatus", "AuthNZLedraTypes",
-                                      "AuthZStatus", "Dot1xStatus", "Dot1xV2" } )
+   for ( char const* const module :
+         { "AaaHelperLedraTypes", "AcctStatus", "AuthNStatus", "AuthNZLedraTypes", "AuthZStatus",
+           "Dot1xStatus", "Dot1xV2" } )
       for ( std::string const& line : modelOf( *Varek::ModuleInspectData::find( module ) ) )
          found.push_back( line );
    std::string model( dataModel.substr( 1 ) );

@@ -34,6 +34,14 @@ void expectAllowed( bool allowed, Action action ) {
    }
 }
 
+void inspectionWrites( AuthNZPhaseType& target, AuthNZPhaseEnum value ) {
+   Qel::InspectArguments arguments;
+   arguments.value = &value;
+   EXPECT_EQ( AuthNZPhaseType::inspectOperation( target, Qel::InspectOperation::write,
+                                                 { Varek::FieldId( 2 ) }, arguments ),
+              Qel::InspectResult::done );
+}
+
 TEST( AuthNZPhaseType, IsOneOfThreeButFromTheLog ) {
    for ( unsigned number = 0; number < 256; ++number ) {
       SCOPED_TRACE( number );
@@ -47,6 +55,7 @@ TEST( AuthNZPhaseType, IsOneOfThreeButFromTheLog ) {
       } );
       AuthNZPhaseType target( AuthNZPhaseEnum::authNZPhase1 );
       expectAllowed( allowed, [&] { target.valueIs( value ); } );
+      expectAllowed( allowed, [&] { inspectionWrites( target, value ); } );
       EXPECT_EQ( target.value(), allowed ? value : AuthNZPhaseEnum::authNZPhase1 );
 
       EXPECT_EQ( AuthNZPhase( Qel::CharRange( "Dot1xV2::AuthNZPhase" + text ) ).value(), value );
@@ -58,11 +67,7 @@ TEST( AuthNZPhaseType, IsOneOfThreeButFromTheLog ) {
          EXPECT_EQ( AuthNZPhase( other ).value(), value );
          EXPECT_EQ( in.left() + other.left(), 0U );
          EXPECT_NO_THROW( logged.valueIs( value ) ) << "held already";
-         AuthNZPhaseEnum again = value;
-         Qel::InspectArguments arguments;
-         arguments.value = &again;
-         EXPECT_NO_THROW( AuthNZPhaseType::inspectOperation( logged, Qel::InspectOperation::write,
-                                                             { Varek::FieldId( 2 ) }, arguments ) );
+         EXPECT_NO_THROW( inspectionWrites( logged, value ) );
          EXPECT_EQ( logged.hash( 77 ), Qel::hashSingleAttr( bytes[3], 77 ) );
       }
    }

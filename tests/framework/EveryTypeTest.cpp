@@ -56,7 +56,7 @@ void expectReadable( Qel::TypeRecord const& type, void const* object ) {
       } else if ( one.compute ) {
          AnyValue const first( *one.value ), again( *one.value );
          auto const key = one.key ? std::make_unique<AnyValue>( *one.key ) : nullptr;
-         for ( AnyValue const* const value : { &first, &again } )
+         for ( AnyValue const* const value : { &first, &again, &again } ) // nothing is added
             one.compute( object, key ? key->data() : nullptr, value->data() );
          EXPECT_TRUE( one.value->equal( first.data(), again.data() ) );
       } else {
@@ -82,6 +82,7 @@ void expectHashOrItsRefusal( Qel::TypeRecord const& type ) {
       EXPECT_TRUE( type.hashable );
    } catch ( Varek::NonHashableType const& error ) {
       EXPECT_FALSE( type.hashable );
+      EXPECT_NE( std::string_view( error.what() ).find( type.name ), std::string::npos );
       EXPECT_EQ( error.module(), type.module->name );
       EXPECT_EQ( error.index(), type.index );
    }
@@ -89,6 +90,17 @@ void expectHashOrItsRefusal( Qel::TypeRecord const& type ) {
 
 class EveryType : public testing::TestWithParam<Qel::TypeRecord const*> {
 protected:
+   void expectNotMadeFrom( Parameters const& wrong, std::string_view fact ) {
+      try {
+         newEntity( type_, wrong );
+         ADD_FAILURE() << fact;
+      } catch ( Varek::NewEntityArguments const& error ) {
+         std::string_view const text = error.what();
+         EXPECT_NE( text.find( fact ), std::string::npos ) << text;
+         EXPECT_NE( text.find( type_.name ), std::string::npos ) << text;
+      }
+   }
+
    Qel::TypeRecord const& type_ = *GetParam();
 };
 
@@ -119,7 +131,8 @@ TEST_P( EveryType, HasDenseAttributesThatAreFoundByIdAndName ) {
       EXPECT_EQ( ( one.iterate != nullptr ) + ( one.read != nullptr ) + ( one.compute != nullptr ),
                  1 );
       EXPECT_EQ( one.child != nullptr, one.kind == Qel::AttributeKind::child );
-      EXPECT_FALSE( one.compute && one.onWire );
+      EXPECT_EQ( one.onWire, !one.compute && ( one.kind != Qel::AttributeKind::parameter ||
+                                               type_.kind != Varek::TypeKind::entity ) );
       EXPECT_FALSE( one.computedEntity && !one.compute );
       if ( one.compute && one.key ) {
          EXPECT_NE( one.key->inspectDecodeFromString, nullptr ) << "nobody can type its key";
@@ -139,17 +152,11 @@ TEST_P( EveryType, HasDenseAttributesThatAreFoundByIdAndName ) {
 TEST_P( EveryType, IsMadeCopiedComparedAndHashedThroughItsRecord ) {
    if ( type_.kind == Varek::TypeKind::entity ) {
       ASSERT_NE( type_.construct, nullptr );
-      std::vector<std::unique_ptr<AnyValue>> values;
-      std::vector<Qel::ConstructorArgument> given;
-      for ( Qel::AttributeRecord const& one : type_.attributes )
-         if ( one.kind == Qel::AttributeKind::parameter ) {
-            values.push_back( std::make_unique<AnyValue>( *one.value ) );
-            given.push_back( { one.value, values.back()->data() } );
-         }
+      Parameters parameters = defaultParameters( type_ );
       EXPECT_EQ( type_.allocations->identity(), type_.name );
       EXPECT_EQ( type_.allocations->alignment(), 8U );
       auto const live = type_.allocations->liveObjects();
-      auto const made = Qel::genericIfConstructFromCtorArgs( type_, given );
+      auto const made = newEntity( type_, parameters );
       EXPECT_EQ( &Qel::typeRecord( *made ), &type_ );
       EXPECT_EQ( made->parent(), nullptr );
       EXPECT_EQ( made->references(), 1U );
@@ -157,10 +164,14 @@ TEST_P( EveryType, IsMadeCopiedComparedAndHashedThroughItsRecord ) {
       expectReadable( type_, made.get() );
       EXPECT_EQ( type_.allocations->liveObjects(), live + 1 );
       EXPECT_EQ( type_.allocations->liveBytes(), ( live + 1 ) * type_.size );
-      static int const extra = 0;
-      given.push_back( { &Varek::Inspect::InspectAtomicFnTable<int>::table, &extra } );
-      EXPECT_THROW( Qel::genericIfConstructFromCtorArgs( type_, given ),
-                    Varek::NewEntityArguments );
+      AnyValue const other( Varek::Inspect::InspectAtomicFnTable<int>::table );
+      if ( !parameters.empty() ) {
+         expectNotMadeFrom( {}, "not 0" );
+         expectNotMadeFrom( Parameters( parameters.size(), other ),
+                            "not a " + std::string( other.type().typeName ) );
+      }
+      parameters.push_back( other );
+      expectNotMadeFrom( parameters, "not " + std::to_string( parameters.size() ) );
       EXPECT_EQ( type_.allocations->liveObjects(), live + 1 );
    } else {
       ASSERT_NE( type_.functions, nullptr );

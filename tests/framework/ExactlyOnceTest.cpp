@@ -4,6 +4,7 @@
 #include <deque>
 #include <map>
 #include <memory>
+#include <optional>
 #include <random>
 #include <stdexcept>
 #include <vector>
@@ -33,7 +34,8 @@ protected:
    struct Delivery {
       Qel::Entity* source;
       std::uint16_t id;
-      std::map<std::size_t, int> told; // by each observer that is to be told
+      std::optional<std::uint32_t> old; // of a level
+      std::map<std::size_t, int> told;  // by each observer that is to be told
       std::vector<std::size_t> threw;
    };
 
@@ -70,8 +72,9 @@ protected:
 
    /// Makes a change of \p source and checks who was told.
    template<class Mutate>
-   void change( Qel::Entity& source, std::uint16_t id, Mutate mutate ) {
-      auto const delivery = std::make_unique<Delivery>( Delivery{ &source, id, {}, {} } );
+   void change( Qel::Entity& source, std::uint16_t id, Mutate mutate,
+                std::optional<std::uint32_t> old = {} ) {
+      auto const delivery = std::make_unique<Delivery>( Delivery{ &source, id, old, {}, {} } );
       for ( std::size_t i = 0; i < observers_.size(); ++i )
          if ( observers_[i].subscription && covers( observers_[i], &source ) )
             delivery->told[i] = 0;
@@ -101,6 +104,9 @@ protected:
       Delivery& delivery = *running_.back();
       EXPECT_EQ( &change.source(), delivery.source );
       EXPECT_EQ( change.id(), delivery.id );
+      if ( delivery.old ) {
+         EXPECT_EQ( *change.old<std::uint32_t>(), *delivery.old );
+      }
       EXPECT_TRUE( observers_[self].subscription ) << "told after its end";
       EXPECT_TRUE( delivery.told.contains( self ) ) << "was not there, or not for this";
       ++delivery.told[self];
@@ -136,7 +142,8 @@ protected:
    void set() {
       Qel::Entity& entity = any();
       if ( auto* const sensor = dynamic_cast<Sensor*>( &entity ) )
-         change( entity, 259, [&] { sensor->levelIs( sensor->level() + 1 ); } );
+         change(
+            entity, 259, [&] { sensor->levelIs( sensor->level() + 1 ); }, sensor->level() );
       else if ( auto* const rack = dynamic_cast<Rack*>( &entity ) )
          change( entity, 259,
                  [&] { rack->modeIs( rack->mode() == Mode::idle ? Mode::running : Mode::idle ); } );

@@ -136,23 +136,6 @@ TEST( HashMapPromises, ACopyThatFailsHalfwayLeavesNothingBehind ) {
    expectHolds( target, 3 );
 }
 
-TEST( HashMapPromises, OnlyWhatWasThereIsMarkedForDeletion ) {
-   for ( std::uint32_t size = 1; size <= 60; ++size ) {
-      Map map;
-      fill( map, size );
-      map.deleteMemberG( 0 );
-      map.qelMarkAllForDeletion();
-      // Neither of these was there: one takes the slot that is free, one may make the map grow.
-      map.newMemberG( 0U, Tracked( 1 ) );
-      map.newMemberG( size, Tracked( 1 ) );
-      for ( std::uint32_t n = 0; n <= size; ++n ) {
-         bool const marked = map.isMarkedForDeletion( map.position( n ) );
-         EXPECT_EQ( marked, n != 0 && n < size ) << n << " of " << size;
-      }
-      EXPECT_FALSE( map.isMarkedForDeletion( Map::none ) );
-   }
-}
-
 /// A key of one of two homes that counts how often it is compared.
 struct ComparedKey {
    inline static int comparisons = 0;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
 #include <iterator>
@@ -15,19 +16,26 @@
 #include "framework/Records.h"
 #include "support/Tracked.h"
 
-/// A value of a type that only its table knows, in memory that was not clean.
+/// A value of a type that only its table knows, in memory that was not clean; nothing is to be
+/// written beyond its size.
 class AnyValue {
 public:
    using Table = Varek::Inspect::AtomicFnTable;
 
    explicit AnyValue( Table const& type, void const* source = nullptr )
       : type_( &type ), memory_( type.size / sizeof( std::max_align_t ) + 1 ) {
-      std::memset( data(), 0xA5, type.size );
+      std::memset( data(), 0xA5, room() );
       type.inspectConstruct( data(), source );
    }
    AnyValue( AnyValue const& other ) : AnyValue( *other.type_, other.data() ) {}
    AnyValue& operator=( AnyValue const& ) = delete;
-   ~AnyValue() { type_->inspectDestroy( data() ); }
+   ~AnyValue() {
+      type_->inspectDestroy( data() );
+      auto const* const begin = static_cast<unsigned char const*>( data() );
+      EXPECT_EQ( std::count( begin + type_->size, begin + room(), 0xA5 ),
+                 static_cast<std::ptrdiff_t>( room() - type_->size ) )
+         << "written beyond the end of " << type_->typeName;
+   }
 
    Table const& type() const { return *type_; }
    void* data() const { return memory_.data(); }
@@ -42,6 +50,8 @@ public:
    }
 
 private:
+   std::size_t room() const { return memory_.size() * sizeof( std::max_align_t ); }
+
    Table const* type_;
    std::vector<std::max_align_t> mutable memory_;
 };
@@ -57,14 +67,24 @@ std::vector<Qel::TypeRecord const*> registeredTypes( Wanted wanted ) {
    return all;
 }
 
-/// An entity of \p type, made from the default of its constructor parameter's type.
-inline Varek::Ptr<Qel::Entity> freshEntity( Qel::TypeRecord const& type ) {
-   std::optional<AnyValue> parameter;
-   std::vector<Qel::ConstructorArgument> given;
+/// What entities of a type are made from.
+using Parameters = std::vector<AnyValue>;
+inline Parameters defaultParameters( Qel::TypeRecord const& type ) {
+   Parameters all;
    for ( Qel::AttributeRecord const& one : type.attributes )
       if ( one.kind == Qel::AttributeKind::parameter )
-         given.push_back( { one.value, parameter.emplace( *one.value ).data() } );
+         all.emplace_back( *one.value );
+   return all;
+}
+inline Varek::Ptr<Qel::Entity> newEntity( Qel::TypeRecord const& type,
+                                          Parameters const& parameters ) {
+   std::vector<Qel::ConstructorArgument> given;
+   for ( AnyValue const& one : parameters )
+      given.push_back( { &one.type(), one.data() } );
    return Qel::genericIfConstructFromCtorArgs( type, given );
+}
+inline Varek::Ptr<Qel::Entity> freshEntity( Qel::TypeRecord const& type ) {
+   return newEntity( type, defaultParameters( type ) );
 }
 
 /// The name of a test that is run for one type.
@@ -137,36 +157,23 @@ private:
    }
    void fillByText( AnyValue const& value ) {
       ASSERT_NE( value.type().inspectDecodeFromString, nullptr ) << value.type().typeName;
-      static char const* const texts[] = { "true",
-                                           "false",
-                                           "1",
-                                           "2",
-                                           "3",
-                                           "inf",
-                                           "0x00ff",
-                                           "192.0.2.0/24",
-                                           "User-Name",
-                                           "Filter-Id",
-                                           "absent",
-                                           "\"x y\"",
-                                           "Vlan7",
-                                           "00:00:5e:00:53:01",
-                                           "Ethernet3/1",
-                                           "00:00:5e:00:53:01@Ethernet3/1",
-                                           "Brevia-Acl-Name",
-                                           "Brevia-Av-Pair",
-                                           "none",
-                                           "3600u64",
-                                           "2.5",
-                                           "TestModule::Limits( )" };
       for ( ;; ) {
+         char const* const text =
+            oneOf( "true", "false", "1", "2", "3", "inf", "0x00ff", "192.0.2.0/24", "User-Name",
+                   "Filter-Id", "absent", "\"x y\"", "Vlan7", "00:00:5e:00:53:01", "Ethernet3/1",
+                   "00:00:5e:00:53:01@Ethernet3/1", "Brevia-Acl-Name", "Brevia-Av-Pair", "none",
+                   "3600u64", "2.5", "TestModule::Limits( )" );
          try {
-            value.type().inspectDecodeFromString( texts[below( std::size( texts ) )],
-                                                  value.data() );
+            value.type().inspectDecodeFromString( text, value.data() );
             return;
          } catch ( Varek::Failure const& ) {
          }
       }
+   }
+   template<class... Text>
+   char const* oneOf( Text... text ) {
+      char const* const all[] = { text... };
+      return all[below( sizeof...( text ) )];
    }
 
    std::minstd_rand engine_;
