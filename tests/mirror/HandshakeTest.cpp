@@ -8,6 +8,8 @@
 
 #include "mirror/Link.h"
 #include "mirror/Trees.h"
+#include "support/Contains.h"
+#include "support/Files.h"
 
 using namespace TestModule;
 using Mirror::Description;
@@ -82,34 +84,32 @@ void exchange( Endpoint& endpoint, std::function<void()> const& other ) {
    }
 }
 
-class Differing : public testing::TestWithParam<std::size_t> {};
+TEST( Differing, IsSeenByBothSidesOrByNone ) {
+   for ( Difference const& one : differences ) {
+      SCOPED_TRACE( one.what );
+      Description changed = Description::ofThisProcess();
+      one.change( changed );
 
-TEST_P( Differing, IsSeenByBothSidesOrByNone ) {
-   Difference const& one = differences[GetParam()];
-   SCOPED_TRACE( one.what );
-   Description changed = Description::ofThisProcess();
-   one.change( changed );
-
-   Leader leader;
-   SocketPair pair;
-   auto& connection = leader.connectionIs( pair.a.release(), "test" );
-   std::string told;
-   leader.onClosed = [&]( auto&, auto& reason ) { told = reason; };
-   Endpoint newer( {}, Endpoint::Role::follower );
-   newer.start( pair.b.release(), "test", changed );
-   exchange( newer, [&] {
-      if ( connection.wantsWrite() )
-         connection.onWritable();
-      connection.onReadable();
-   } );
-   EXPECT_EQ( connection.reason(), one.text );
-   EXPECT_EQ( told, one.text );
-   EXPECT_EQ( newer.closed(), !one.text.empty() );
-   if ( !one.text.empty() ) {
-      EXPECT_NE( newer.reason().find( one.text ), std::string::npos ) << newer.reason();
+      Leader leader;
+      SocketPair pair;
+      auto& connection = leader.connectionIs( pair.a.release(), "test" );
+      std::string told;
+      leader.onClosed = [&]( auto&, auto& reason ) { told = reason; };
+      Endpoint newer( {}, Endpoint::Role::follower );
+      newer.start( pair.b.release(), "test", changed );
+      exchange( newer, [&] {
+         if ( connection.wantsWrite() )
+            connection.onWritable();
+         connection.onReadable();
+      } );
+      EXPECT_EQ( connection.reason(), one.text );
+      EXPECT_EQ( told, one.text );
+      EXPECT_EQ( newer.closed(), !one.text.empty() );
+      if ( !one.text.empty() ) {
+         EXPECT_TRUE( contains( newer.reason(), one.text ) );
+      }
    }
 }
-INSTANTIATE_TEST_SUITE_P( All, Differing, testing::Range( std::size_t{ 0 }, differences.size() ) );
 
 /// Frames by hand.
 struct RawPeer {
@@ -126,7 +126,12 @@ struct RawPeer {
       auto const got = ::recv( fd.get(), buffer.data(), buffer.size(), MSG_DONTWAIT );
       return { buffer.data(), got > 0 ? static_cast<std::size_t>( got ) : 0 };
    }
-   void hello( char const* magic, std::uint16_t version ) {
+   void frame( FrameKind kind, std::uint32_t entity, Varek::FieldId field ) {
+      out.outSmReserveMessage( kind, entity, field, 0 );
+      out.outSmCommitMessage();
+      send();
+   }
+   void hello( std::uint16_t version = 1, char const* magic = "QNboALog" ) {
       Description const none;
       out.outSmReserveMessage( FrameKind::hello, 0, {}, 10 + none.size() );
       out.putOctets( magic, 8 );
@@ -155,21 +160,21 @@ struct Handshake : testing::Test {
 
 TEST_F( Handshake, AnotherVersionIsRefusedByEitherSide ) {
    auto& connection = leads();
-   peer.hello( "QNboALog", 2 );
+   peer.hello( 2 );
    connection.onReadable();
    std::string const text = "protocol version 1 at the leader, 2 at the follower";
    EXPECT_EQ( connection.reason(), text );
-   EXPECT_NE( peer.received().find( text ), std::string::npos );
+   EXPECT_TRUE( contains( peer.received(), text ) );
 
    follows();
-   peer.hello( "QNboALog", 3 );
+   peer.hello( 3 );
    follower.onReadable();
    EXPECT_EQ( follower.reason(), "protocol version 3 at the leader, 1 at the follower" );
    EXPECT_TRUE( follower.refused() );
-   EXPECT_NE( peer.received().find( follower.reason() ), std::string::npos );
+   EXPECT_TRUE( contains( peer.received(), follower.reason() ) );
 
    follows();
-   peer.hello( "QNboALOG", 1 );
+   peer.hello( 1, "QNboALOG" );
    follower.onReadable();
    EXPECT_EQ( follower.reason(), "the first frame is no hello of this protocol" );
    EXPECT_TRUE( follower.refused() );
@@ -184,10 +189,8 @@ TEST_F( Handshake, WhatIsLostOrFaultyLaterOnIsNotRefused ) {
    EXPECT_FALSE( follower.refused() );
 
    follows();
-   peer.hello( "QNboALog", 1 );
-   peer.out.outSmReserveMessage( FrameKind::attribute, 7, 259, 0 );
-   peer.out.outSmCommitMessage();
-   peer.send();
+   peer.hello();
+   peer.frame( FrameKind::attribute, 7, 259 );
    follower.onReadable();
    ASSERT_TRUE( follower.closed() );
    EXPECT_FALSE( follower.refused() ) << follower.reason();
@@ -200,7 +203,7 @@ TEST_F( Handshake, NothingIsSaidBeforeTheOtherSideHasAgreed ) {
    std::uint64_t const hello = connection.bytesSent();
    connection.onWritable();
    EXPECT_EQ( connection.bytesSent(), hello );
-   peer.hello( "QNboALog", 1 );
+   peer.hello();
    connection.onReadable();
    ASSERT_TRUE( connection.wantsWrite() );
    connection.onWritable();
@@ -210,12 +213,10 @@ TEST_F( Handshake, NothingIsSaidBeforeTheOtherSideHasAgreed ) {
 
 TEST_F( Handshake, AFollowerThatDoesMoreThanFollowIsRefused ) {
    auto& connection = leads();
-   peer.hello( "QNboALog", 1 );
-   peer.out.outSmReserveMessage( FrameKind::synced, 0, {}, 0 );
-   peer.out.outSmCommitMessage();
-   peer.send();
+   peer.hello();
+   peer.frame( FrameKind::synced, 0, {} );
    connection.onReadable();
-   EXPECT_NE( connection.reason().find( "only follows" ), std::string::npos );
+   EXPECT_TRUE( contains( connection.reason(), "only follows" ) );
 }
 
 TEST_F( Handshake, SilenceEndsIt ) {
@@ -271,8 +272,8 @@ TEST_F( Handshake, SignsOfLifeKeepAConnectionAndTheirLackEndsIt ) {
 }
 
 struct Sockets : Handshake {
-   std::string const path = testing::TempDir() + "mirror." + std::to_string( ::getpid() );
-   ~Sockets() override { ::unlink( path.c_str() ); }
+   Files::Folder const folder;
+   std::string const path = folder.path + "/socket";
 
    /// Connects a follower to what listens, and lets both talk.
    Mirror::LeaderConnection& talk( Mirror::Listener& listener, Mirror::Fd fd ) {
@@ -351,7 +352,6 @@ TEST_F( Sockets, AFileThatAnotherHasMadeMeanwhileStays ) {
    auto const second = Mirror::Listener::listenUnix( path );
    first.reset();
    EXPECT_GE( Mirror::connectUnix( path ).get(), 0 );
-   ::unlink( ( path + ".moved" ).c_str() );
 }
 
 } // namespace
