@@ -1,5 +1,4 @@
 #include <chrono>
-#include <iostream>
 #include <sstream>
 #include <string>
 
@@ -209,8 +208,6 @@ TEST( ConfigSize, AThousandInterfacesAreSoonThereAndGoAgain ) {
    std::size_t const each = ( entityBytes() - before ) / 1000;
    RecordProperty( "milliseconds", static_cast<int>( took.count() * 1000 ) );
    RecordProperty( "entityBytesPerInterface", static_cast<int>( each ) );
-   std::cout << "1000 interfaces: " << took.count() * 1000 << " ms, " << each
-             << " bytes of entities each\n";
    EXPECT_LT( took.count(), 5 );
    EXPECT_LT( each, 4096u );
    status = nullptr;
