@@ -29,50 +29,41 @@ Description::Type& typeNamed( Description& all, std::string const& name ) {
    throw std::out_of_range( name );
 }
 
-/// One side whose description was changed, as that of another version of the program would be.
+/// One side whose description of a type was changed, as that of another version of the program.
 struct Difference {
-   char const* what;
-   std::function<void( Description& )> change;
-   std::string text; ///< Empty if the two can talk.
+   char const* type;
+   std::function<void( Description&, Description::Type& )> change;
+   std::string text; ///< Of the type; empty if the two can talk.
 };
 
 std::vector<Difference> const differences{
-   { "nothing", []( auto& ) {}, "" },
-   { "attribute added",
-     []( auto& d ) {
-        typeNamed( d, "TestModule::Rack" ).attributes.push_back( { 261, "colour", "plain", "U8" } );
+   { "Rack", []( auto&, auto& ) {}, "" },
+   { "Rack", []( auto& all, auto& ) { all.modules.clear(); }, "" },
+   { "Rack",
+     []( auto&, auto& rack ) {
+        rack.attributes.push_back( { 261, "colour", "plain", "U8" } );
      },
      "" },
-   { "module missing", []( auto& d ) { d.modules.clear(); }, "" },
-   { "enumerator added",
-     []( auto& d ) {
-        typeNamed( d, "TestModule::Mode" ).enumerators.push_back( { 9, "asleep" } );
+   { "Mode",
+     []( auto&, auto& mode ) {
+        mode.enumerators.push_back( { 9, "asleep" } );
      },
      "" },
-   { "form", []( auto& d ) { typeNamed( d, "TestModule::Sensor" ).attributes[1].form = "U64"; },
-     "type TestModule::Sensor, attribute 259 (level): form is U32 at the leader and U64 at the "
-     "follower" },
-   { "name", []( auto& d ) { typeNamed( d, "TestModule::Sensor" ).attributes[1].name = "height"; },
-     "type TestModule::Sensor, attribute 259 (level): name is level at the leader and height at "
-     "the follower" },
-   { "kind",
-     []( auto& d ) { typeNamed( d, "TestModule::Rack" ).attributes[2].kind = "collection"; },
-     "type TestModule::Rack, attribute 260 (sensor): kind is children at the leader and "
-     "collection at the follower" },
-   { "enumerator",
-     []( auto& d ) { typeNamed( d, "TestModule::Mode" ).enumerators[1].name = "going"; },
-     "type TestModule::Mode, value 1: enumerator is running at the leader and going at the "
-     "follower" },
-   { "field of a value",
-     []( auto& d ) { typeNamed( d, "TestModule::Reading" ).attributes.pop_back(); },
-     "type TestModule::Reading, attribute 5 (mode): form is TestModule::Mode at the leader and "
-     "missing at the follower" },
-   { "parameter",
-     []( auto& d ) {
-        typeNamed( d, "TestModule::Plant" ).attributes.push_back( { 260, "p", "parameter", "U8" } );
+   { "Sensor", []( auto&, auto& sensor ) { sensor.attributes[1].form = "U64"; },
+     "attribute 259 (level): form is U32 at the leader and U64 at the follower" },
+   { "Sensor", []( auto&, auto& sensor ) { sensor.attributes[1].name = "height"; },
+     "attribute 259 (level): name is level at the leader and height at the follower" },
+   { "Rack", []( auto&, auto& rack ) { rack.attributes[2].kind = "collection"; },
+     "attribute 260 (sensor): kind is children at the leader and collection at the follower" },
+   { "Mode", []( auto&, auto& mode ) { mode.enumerators[1].name = "going"; },
+     "value 1: enumerator is running at the leader and going at the follower" },
+   { "Reading", []( auto&, auto& reading ) { reading.attributes.pop_back(); },
+     "attribute 5 (mode): form is TestModule::Mode at the leader and missing at the follower" },
+   { "Plant",
+     []( auto&, auto& plant ) {
+        plant.attributes.push_back( { 260, "p", "parameter", "U8" } );
      },
-     "type TestModule::Plant, attribute 260 (p): form is missing at the leader and U8 at the "
-     "follower" },
+     "attribute 260 (p): form is missing at the leader and U8 at the follower" },
 };
 
 /// Drives an endpoint by itself at one end, whatever is at the other.
@@ -86,9 +77,11 @@ void exchange( Endpoint& endpoint, std::function<void()> const& other ) {
 
 TEST( Differing, IsSeenByBothSidesOrByNone ) {
    for ( Difference const& one : differences ) {
-      SCOPED_TRACE( one.what );
+      std::string const type = std::string( "TestModule::" ) + one.type;
+      std::string const text = one.text.empty() ? "" : "type " + type + ", " + one.text;
+      SCOPED_TRACE( text );
       Description changed = Description::ofThisProcess();
-      one.change( changed );
+      one.change( changed, typeNamed( changed, type ) );
 
       Leader leader;
       SocketPair pair;
@@ -102,12 +95,10 @@ TEST( Differing, IsSeenByBothSidesOrByNone ) {
             connection.onWritable();
          connection.onReadable();
       } );
-      EXPECT_EQ( connection.reason(), one.text );
-      EXPECT_EQ( told, one.text );
-      EXPECT_EQ( newer.closed(), !one.text.empty() );
-      if ( !one.text.empty() ) {
-         EXPECT_TRUE( contains( newer.reason(), one.text ) );
-      }
+      EXPECT_EQ( connection.reason(), text );
+      EXPECT_EQ( told, text );
+      EXPECT_EQ( newer.closed(), !text.empty() );
+      EXPECT_TRUE( contains( newer.reason(), text ) );
    }
 }
 

@@ -58,7 +58,7 @@ void expectUsable( Follower& follower ) {
    Link link( leader, follower );
    link.pump();
    ASSERT_EQ( follower.reason(), "" );
-   EXPECT_EQ( difference( *plant, static_cast<Plant&>( *follower.root( "plant" ) ) ), "" );
+   EXPECT_EQ( difference( *plant, *follower.root( "plant" ) ), "" );
 }
 
 TEST( Hostile, EveryTruncationClosesWithAReason ) {
@@ -160,8 +160,9 @@ struct Frames : testing::Test {
    Plant& plant() { return static_cast<Plant&>( *follower.root( "p" ) ); }
    /// What the follower says at the end of all that was put.
    std::string reasonFor() {
-      feed( follower, { recorded().hello, out.bytes() } );
+      Bytes const said( out.bytes().begin(), out.bytes().end() );
       out.clear();
+      feed( follower, { recorded().hello, said } );
       return follower.reason();
    }
 };
