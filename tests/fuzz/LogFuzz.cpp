@@ -4,7 +4,6 @@
 // The forms of an input are in LogInput.h.
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -12,12 +11,10 @@
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <sys/socket.h>
 
 #include "Varek/Failures.h"
 #include "fuzz/LogInput.h"
-#include "mirror/Follower.h"
-#include "mirror/Socket.h"
+#include "mirror/Link.h"
 #include "support/LogStream.h"
 
 namespace {
@@ -27,42 +24,6 @@ using Qel::EntityQelNboAttrLogSa;
 using Qel::NboAttrLog::In;
 
 // A follower
-
-struct Sockets {
-   Mirror::Fd mine, theirs;
-   Sockets() {
-      std::array<int, 2> fds;
-      VAREK_ASSERT( ::socketpair( AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0, fds.data() ) == 0 );
-      mine.reset( fds[0] );
-      theirs.reset( fds[1] );
-   }
-   void say( Bytes& bytes ) {
-      auto const sent =
-         ::send( mine.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT );
-      bytes = bytes.subspan( sent > 0 ? static_cast<std::size_t>( sent ) : 0 );
-   }
-   void hear() {
-      std::array<std::uint8_t, 65536> heard;
-      while ( ::recv( mine.get(), heard.data(), heard.size(), MSG_DONTWAIT ) > 0 ) {
-      }
-   }
-};
-
-void feed( Mirror::Follower& follower, std::initializer_list<Bytes> parts ) {
-   Sockets sockets;
-   follower.connectedIs( sockets.theirs.release() );
-   for ( Bytes part : parts )
-      while ( !part.empty() && !follower.closed() ) {
-         sockets.say( part );
-         follower.onReadable();
-         follower.onWritable();
-      }
-   sockets.hear();
-   sockets.mine.reset();
-   follower.onReadable();
-   follower.onReadable();
-   VAREK_ASSERT( follower.closed() && !follower.reason().empty() );
-}
 
 /// Says the depth of what it holds, and so looks at each entity.
 unsigned depth( Qel::Entity const& entity ) {
@@ -80,15 +41,16 @@ unsigned depth( Qel::Entity const& entity ) {
 void toFollower( Bytes input, bool withHello ) {
    static auto const hello = LogInput::hello();
    Mirror::Follower follower;
-   if ( withHello )
-      feed( follower, { input } );
-   else
-      feed( follower, { hello, input } );
+   auto const say = [&] {
+      feed( follower, { withHello ? Bytes() : Bytes( hello ), input } );
+      VAREK_ASSERT( follower.closed() && !follower.reason().empty() );
+   };
+   say();
    for ( Varek::String const& name : follower.roots() )
       VAREK_ASSERT( depth( *follower.root( name ) ) <= 1001 );
    // Once more, onto the trees that are there.
    if ( !withHello && input.size() % 8 == 0 )
-      feed( follower, { hello, input } );
+      say();
 }
 
 // An entity

@@ -7,41 +7,24 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "fuzz/ReadableTypes.h"
+#include "support/AnyValue.h"
 
 namespace {
 
-using Varek::Inspect::AtomicFnTable;
-
-class Value {
-public:
-   explicit Value( AtomicFnTable const& type )
-      : type_( type ), memory_( type.size / sizeof( std::max_align_t ) + 1 ) {
-      type_.inspectConstruct( data(), nullptr );
+/// Whether \p text was read; if not, \p value is as it was.
+bool decode( std::string_view text, AnyValue& value ) {
+   std::string const before = value.text();
+   try {
+      value.type().inspectDecodeFromString( text, value.data() );
+      return true;
+   } catch ( Varek::TextError const& ) {
+   } catch ( Varek::RangeError const& ) {
    }
-   Value( Value const& ) = delete;
-   Value& operator=( Value const& ) = delete;
-   ~Value() { type_.inspectDestroy( data() ); }
-   void* data() { return memory_.data(); }
-   std::string text() { return type_.inspectEncodeToString( data() ); }
-   bool decode( std::string_view text ) {
-      std::string const before = this->text();
-      try {
-         type_.inspectDecodeFromString( text, data() );
-         return true;
-      } catch ( Varek::TextError const& ) {
-      } catch ( Varek::RangeError const& ) {
-      }
-      VAREK_ASSERT( this->text() == before );
-      return false;
-   }
-
-private:
-   AtomicFnTable const& type_;
-   std::vector<std::max_align_t> memory_;
-};
+   VAREK_ASSERT( value.text() == before );
+   return false;
+}
 
 } // namespace
 
@@ -51,10 +34,10 @@ extern "C" int LLVMFuzzerTestOneInput( std::uint8_t const* data, std::size_t siz
    // Given where it may only be absent, a value with a collection ends the process: it is to.
    if ( input.empty() || input.find( "EgressVlanAttributes" ) != std::string_view::npos )
       return 0;
-   AtomicFnTable const& type = *types[data[0] % types.size()];
-   Value value( type ), again( type );
-   if ( value.decode( input.substr( 1 ) ) ) {
-      VAREK_ASSERT( again.decode( value.text() ) );
+   AnyValue::Table const& type = *types[data[0] % types.size()];
+   AnyValue value( type ), again( type );
+   if ( decode( input.substr( 1 ), value ) ) {
+      VAREK_ASSERT( decode( value.text(), again ) );
       VAREK_ASSERT( again.text() == value.text() );
    }
    return 0;

@@ -1,7 +1,6 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
-#include <random>
 #include <string>
 #include <string_view>
 
@@ -50,9 +49,7 @@ void streams( Seeds const& seeds, Roots::Root const& root, std::uint32_t seed ) 
       change( *tree );
    link.pump();
    auto const said = textOf( link.fromLeader );
-   Qel::NboAttrLog::FrameHead hello;
-   std::size_t const head = Qel::NboAttrLog::FrameHeads().read( link.fromLeader, hello );
-   seeds.add( char( LogInput::frames ) + said.substr( head + hello.size ) );
+   seeds.add( char( LogInput::frames ) + said.substr( helloSize( link.fromLeader ) ) );
    if ( root.name == std::string_view( "plant" ) && seed == 1 )
       seeds.add( char( LogInput::stream ) + said );
 }

@@ -3,7 +3,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
-#include <iterator>
 #include <string>
 #include <string_view>
 
@@ -11,6 +10,7 @@
 
 #include "Dot1xV2/AaaHelperLedraTypes.h"
 #include "mirror/Link.h"
+#include "support/Files.h"
 
 namespace {
 
@@ -117,18 +117,15 @@ Link::Bytes said() {
    answer->callingStationIdIs( Lumo::EthAddr( "00:00:5e:00:53:02" ) );
    answer->aaaAttributeDel( RadiusPktParserBase::Attribute( "User-Name" ) );
    link.pump();
-   FrameHead hello;
-   std::size_t const head = Qel::NboAttrLog::FrameHeads().read( link.fromLeader, hello );
-   return { link.fromLeader.begin() + static_cast<std::ptrdiff_t>( head + hello.size ),
-            link.fromLeader.end() };
+   auto const rest = std::span( link.fromLeader ).subspan( helloSize( link.fromLeader ) );
+   return { rest.begin(), rest.end() };
 }
 
 TEST( Dump, TheDocumentShowsWhatIsSent ) {
    constexpr std::string_view begin = "<!-- dump begins -->\n```\n";
    constexpr std::string_view end = "```\n<!-- dump ends -->\n";
    std::string const path = DOT1X_DOCS_DIR "/attribute-log.md";
-   std::ifstream file( path );
-   std::string document( std::istreambuf_iterator<char>( file ), {} );
+   std::string document = Files::contents( path );
    std::size_t const from = document.find( begin ) + begin.size();
    std::size_t const to = document.find( end );
    ASSERT_NE( document.find( begin ), document.npos );

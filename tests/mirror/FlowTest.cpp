@@ -122,7 +122,7 @@ TEST_F( Flow, TheGroupEncodesOnceAndWritesNothingTwice ) {
    EXPECT_EQ( link.fromLeader.size() - bytesBefore, 12U + 99 * 6 );
    EXPECT_EQ( leader.stats().bytesSent - before.bytesSent, 4 * ( 12U + 99 * 6 ) );
    for ( Follower& other : others )
-      EXPECT_EQ( difference( *plant, static_cast<Plant&>( *other.root( "plant" ) ) ), "" );
+      EXPECT_EQ( difference( *plant, *other.root( "plant" ) ), "" );
 }
 
 TEST_F( Flow, OneThatFallsBehindLeavesTheGroupAndComesBack ) {
@@ -146,7 +146,7 @@ TEST_F( Flow, OneThatFallsBehindLeavesTheGroupAndComesBack ) {
    plant->alarmIs( Alarm::lost );
    link.pump();
    slowLink.pump();
-   EXPECT_EQ( difference( *plant, static_cast<Plant&>( *slow.root( "plant" ) ) ), "" );
+   EXPECT_EQ( difference( *plant, *slow.root( "plant" ) ), "" );
    EXPECT_EQ( difference( *plant, mirror() ), "" );
 }
 
@@ -217,7 +217,7 @@ TEST_F( Flow, SixtyFourFollowersAndNoMore ) {
       one->pump();
    links.back().pump();
    EXPECT_EQ( leader.stats().inGroup, 64U );
-   EXPECT_EQ( difference( *plant, static_cast<Plant&>( *followers.back().root( "plant" ) ) ), "" );
+   EXPECT_EQ( difference( *plant, *followers.back().root( "plant" ) ), "" );
    EXPECT_EQ(
       difference( *plant, static_cast<Plant&>( *std::next( followers.begin() )->root( "plant" ) ) ),
       "" );

@@ -1,30 +1,18 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
-#include <functional>
-#include <random>
+#include <initializer_list>
+#include <span>
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <poll.h>
 #include <sys/socket.h>
 
 #include "mirror/Follower.h"
 #include "mirror/Leader.h"
-#include "mirror/Socket.h"
-
-/// A pair of connected, non-blocking sockets.
-struct SocketPair {
-   Mirror::Fd a, b;
-   SocketPair() {
-      std::array<int, 2> fds;
-      EXPECT_EQ( ::socketpair( AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0, fds.data() ),
-                 0 );
-      a.reset( fds[0] );
-      b.reset( fds[1] );
-   }
-};
+#include "support/SocketPair.h"
 
 /// A leader and a follower with a wire between them that the test holds: it passes on as much as it
 /// is told, in pieces of any size, and keeps what came from the leader.
@@ -123,3 +111,31 @@ struct Link {
       from.erase( from.begin(), from.begin() + static_cast<std::ptrdiff_t>( done ) );
    }
 };
+
+/// How long the first frame of \p stream is.
+inline std::size_t helloSize( std::span<std::uint8_t const> stream ) {
+   Qel::NboAttrLog::FrameHead hello;
+   std::size_t const head = Qel::NboAttrLog::FrameHeads().read( stream, hello );
+   return head + hello.size;
+}
+
+/// Gives all \p parts to a follower, then the end.
+inline void feed( Mirror::Follower& follower,
+                  std::initializer_list<std::span<std::uint8_t const>> parts ) {
+   SocketPair pair;
+   follower.connectedIs( pair.a.release() );
+   for ( std::span<std::uint8_t const> bytes : parts )
+      while ( !bytes.empty() && !follower.closed() ) {
+         auto const sent =
+            ::send( pair.b.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT );
+         bytes = bytes.subspan( sent > 0 ? static_cast<std::size_t>( sent ) : 0 );
+         follower.onReadable();
+         follower.onWritable();
+      }
+   // Unread bytes would make it another kind of end.
+   Link::Bytes heard;
+   Link::take( pair.b, heard );
+   pair.b.reset();
+   follower.onReadable();
+   follower.onReadable();
+}

@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
@@ -13,6 +12,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include "support/Files.h"
 #include "system/Node.h"
 #include "system/Wire.h"
 
@@ -43,19 +43,10 @@ std::string difference( std::string const& a, std::string const& b ) {
 class Chaos : public testing::Test {
 protected:
    Chaos() {
-      EXPECT_NE( ::mkdtemp( folder_.data() ), nullptr );
       random_.seed( seed_ );
       std::signal( SIGPIPE, SIG_IGN );
-      wire_.emplace( folder_ + "/front", folder_ + "/back" );
+      wire_.emplace( folder_.path + "/front", folder_.path + "/back" );
    }
-   ~Chaos() override {
-      follower_.reset();
-      leader_.reset();
-      wire_.reset();
-      ::unlink( ( folder_ + "/back" ).c_str() );
-      ::rmdir( folder_.c_str() );
-   }
-
    std::uint32_t below( std::uint32_t limit ) {
       return static_cast<std::uint32_t>( random_() ) % limit;
    }
@@ -64,14 +55,14 @@ protected:
       std::uint32_t const seed = below( 2 ) ? seed_ : below( 1000 );
       behind_ += std::exchange( behindOfThisLeader_, 0 );
       leader_.reset();
-      leader_.emplace( *wire_, std::vector<std::string>{ "leader", folder_ + "/back",
+      leader_.emplace( *wire_, std::vector<std::string>{ "leader", folder_.path + "/back",
                                                          to_string( seed ), "300" } );
    }
    void followerStart() {
       count();
       heard_ = {};
       follower_.reset();
-      follower_.emplace( *wire_, std::vector<std::string>{ "follower", folder_ + "/front" } );
+      follower_.emplace( *wire_, std::vector<std::string>{ "follower", folder_.path + "/front" } );
    }
    void change( unsigned most ) {
       ASSERT_EQ( leader_->asked( "change " + to_string( 1 + below( most ) ) ), "done" );
@@ -130,7 +121,7 @@ protected:
    }
 
    unsigned const seed_ = fromEnvironment( "DOT1X_CHAOS_SEED", std::random_device()() );
-   std::string folder_ = testing::TempDir() + "chaos-XXXXXX";
+   Files::Folder const folder_;
    std::mt19937 random_;
    std::optional<Wire> wire_;
    std::optional<Node> leader_, follower_;

@@ -60,6 +60,13 @@ struct Fed : Agent {
       }
       answer( request, *response, request.time + std::chrono::seconds( 1 ) );
    }
+   /// What an Access-Request is answered by; \p values are of the answer, \p asked of the request.
+   void accepted( std::string const& port, Values const& values = {}, Values const& asked = {} ) {
+      answered( ask( port, asked ), AaaResponseType::accepted, values );
+   }
+   void rejected( std::string const& port, Values const& asked = {} ) {
+      answered( ask( port, asked ), AaaResponseType::rejected );
+   }
    void account( std::uint32_t type, std::string const& id, Values more = {} ) {
       more.try_emplace( RadiusId::acctStatusType, type );
       more.try_emplace( RadiusId::callingStationId, stringValue( mac ) );
@@ -122,9 +129,9 @@ private:
 
 TEST( Agent, ReauthenticationWithTheSameAnswerTellsOnlyWhatDiffers ) {
    Fed agent;
-   agent.answered( agent.ask( "Ethernet1" ), AaaResponseType::accepted, inVlan110 );
+   agent.accepted( "Ethernet1", inVlan110 );
    Changes const changes( agent );
-   agent.answered( agent.ask( "Ethernet1" ), AaaResponseType::accepted, inVlan110 );
+   agent.accepted( "Ethernet1", inVlan110 );
    std::map<std::string, int> const expected = {
       { "stage", 2 }, { "authPhase", 2 }, { "lastAuthSuccessTime", 1 }, { "authorizedCount", 1 } };
    EXPECT_EQ( changes.counts, expected );
@@ -138,13 +145,13 @@ TEST( Agent, AnAnswerThatSaysLessTakesBackWhatWasSaid ) {
    more[RadiusId::serviceType] = 2u;
    more[RadiusId::egressVlanId] = 0x31000014u;
    more[RadiusId::userName] = Varek::String( "bob" );
-   agent.answered( agent.ask( "Ethernet1" ), AaaResponseType::accepted, more );
+   agent.accepted( "Ethernet1", more );
    EXPECT_EQ( agent.supplicant().identity(), "bob" );
    EXPECT_EQ( agent.supplicant().serviceType(), 2u );
    EXPECT_EQ( agent.supplicant().vlanId(), 110u );
    EXPECT_EQ( agent.port( port1 ).operationalPortAttrs()->operationalAttr()->vlanId().value(),
               110 );
-   agent.answered( agent.ask( "Ethernet1" ), AaaResponseType::accepted );
+   agent.accepted( "Ethernet1" );
    AuthNSupplicantStatus const& supplicant = agent.supplicant();
    EXPECT_EQ( supplicant.identity(), "00005e005301" );
    EXPECT_EQ( supplicant.classAttr(), Varek::Bytes() );
@@ -158,11 +165,11 @@ TEST( Agent, AnAnswerThatSaysLessTakesBackWhatWasSaid ) {
 
 TEST( Agent, ASupplicantMovesOnlyByBeingAccepted ) {
    Fed agent;
-   agent.answered( agent.ask( "Ethernet1" ), AaaResponseType::accepted, inVlan110 );
-   agent.answered( agent.ask( "Ethernet2" ), AaaResponseType::rejected );
+   agent.accepted( "Ethernet1", inVlan110 );
+   agent.rejected( "Ethernet2" );
    EXPECT_TRUE( agent.allowed( port1 ) ) << "somebody else may have used its address there";
    EXPECT_FALSE( agent.port( port2 ).authorized() );
-   agent.answered( agent.ask( "Ethernet2" ), AaaResponseType::accepted );
+   agent.accepted( "Ethernet2" );
    EXPECT_FALSE( agent.allowed( port1 ) );
    EXPECT_FALSE( agent.port( port1 ).authorized() );
    EXPECT_EQ( agent.port( port1 ).portAuthState(), PortAuthState::blocked );
@@ -173,13 +180,13 @@ TEST( Agent, ASupplicantMovesOnlyByBeingAccepted ) {
 TEST( Agent, WithoutAPortItIsWhereItIsKnownToBeOrNowhere ) {
    for ( std::string const name : { "", "GigabitEthernet1/0/1", "port 7" } ) {
       Fed agent;
-      agent.answered( agent.ask( name ), AaaResponseType::accepted, inVlan110 );
+      agent.accepted( name, inVlan110 );
       EXPECT_EQ( agent.supplicant().vlanId(), 110u ) << name;
       EXPECT_EQ( agent.supplicant().intfId(), Lumo::IntfId() ) << name;
       EXPECT_EQ( agent.authZStatus()->authZPortStatus().size(), 0u ) << name;
 
-      agent.answered( agent.ask( "Ethernet1" ), AaaResponseType::accepted );
-      agent.answered( agent.ask( name ), AaaResponseType::accepted, inVlan110 );
+      agent.accepted( "Ethernet1" );
+      agent.accepted( name, inVlan110 );
       EXPECT_EQ( agent.authZStatus()->authZPortStatus().size(), 1u ) << name;
       EXPECT_EQ( agent.allowed( port1 )->attr().vlanId(), "110" ) << name;
    }
@@ -218,9 +225,9 @@ TEST( Agent, ALoginAtTheSwitchIsNoSupplicants ) {
    Fed agent;
    Values const login = { { RadiusId::serviceType, 7u },
                           { RadiusId::userName, Varek::String( "admin" ) } };
-   agent.answered( agent.ask( "Ethernet1", login ), AaaResponseType::accepted );
+   agent.accepted( "Ethernet1", {}, login );
    Values const elsewhere = { { RadiusId::callingStationId, Varek::String( "192.0.2.7" ) } };
-   agent.answered( agent.ask( "Ethernet1", elsewhere ), AaaResponseType::accepted );
+   agent.accepted( "Ethernet1", {}, elsewhere );
    EXPECT_EQ( agent.authNStatus()->supplicant().size(), 0u );
    EXPECT_EQ( agent.authZStatus()->authZPortStatus().size(), 0u );
    // Without Service-Type, its address as the name says what it is.
@@ -243,23 +250,20 @@ TEST( Agent, NoStationHasTheAddressOfAGroupOrNone ) {
 
 TEST( Agent, RejectionsInARowBlockAndAcceptanceFrees ) {
    Fed agent( AgentSettings{ 3, 0 } );
-   auto const rejected = [&] {
-      agent.answered( agent.ask( "Ethernet1" ), AaaResponseType::rejected );
-   };
-   rejected();
-   rejected();
-   agent.answered( agent.ask( "Ethernet1" ), AaaResponseType::accepted );
-   rejected();
-   rejected();
+   agent.rejected( "Ethernet1" );
+   agent.rejected( "Ethernet1" );
+   agent.accepted( "Ethernet1" );
+   agent.rejected( "Ethernet1" );
+   agent.rejected( "Ethernet1" );
    EXPECT_EQ( agent.blocked(), 0u ) << "not in a row";
    EXPECT_FALSE( agent.port( port1 ).authorized() );
    agent.eapolSent( Eapol::Kind::start, 300 );
-   rejected();
+   agent.rejected( "Ethernet1" );
    auto const entry = agent.authZStatus()->blockedMacTable()->blockedMacEntry( mac );
    ASSERT_TRUE( entry );
    ASSERT_NE( entry->intfVlan( port1 ), nullptr );
    EXPECT_EQ( entry->intfVlan( port1 )->value(), 300 );
-   agent.answered( agent.ask( "Ethernet2" ), AaaResponseType::accepted );
+   agent.accepted( "Ethernet2" );
    EXPECT_EQ( agent.blocked(), 0u );
 }
 
@@ -271,13 +275,12 @@ TEST( Agent, APortHasInForceWhatItsSupplicantsHaveInCommon ) {
    auto const inForce = [&] {
       return agent.port( port1 ).operationalPortAttrs()->operationalAttr()->vlanId().value();
    };
-   agent.answered( agent.ask( "Ethernet1" ), AaaResponseType::accepted, inVlan110 );
-   agent.answered( agent.ask( "Ethernet1", another( "00005e005302" ) ), AaaResponseType::accepted,
-                   inVlan110 );
+   agent.accepted( "Ethernet1", inVlan110 );
+   agent.accepted( "Ethernet1", inVlan110, another( "00005e005302" ) );
    EXPECT_EQ( inForce(), 110 );
-   agent.answered( agent.ask( "Ethernet1", another( "00005e005303" ) ), AaaResponseType::accepted );
+   agent.accepted( "Ethernet1", {}, another( "00005e005303" ) );
    EXPECT_EQ( inForce(), 0 );
-   agent.answered( agent.ask( "Ethernet1", another( "00005e005303" ) ), AaaResponseType::rejected );
+   agent.rejected( "Ethernet1", another( "00005e005303" ) );
    EXPECT_EQ( inForce(), 110 );
    EXPECT_EQ( agent.port( port1 ).authorizedMacs().size(), 2u );
    EXPECT_EQ( agent.port( port1 ).operationalPortAttrs()->intfId(), port1 );
@@ -305,7 +308,7 @@ TEST( Agent, EapolSaysHowFarItIsAndLogoffEndsIt ) {
    EXPECT_EQ( agent.supplicant().currentAuthNMethod(), AuthNMethod::eapolAuth );
    Values accept = inVlan110;
    accept[RadiusId::userName] = Varek::String( "bob" );
-   agent.answered( agent.ask( "Ethernet1", eap ), AaaResponseType::accepted, accept );
+   agent.accepted( "Ethernet1", accept, eap );
    EXPECT_FALSE( agent.supplicant().inEapolAuth() );
 
    // Authenticating anew does not cost the authorization, nor the identity.
@@ -326,22 +329,20 @@ TEST( Agent, EapolSaysHowFarItIsAndLogoffEndsIt ) {
 }
 
 TEST( Agent, EapolResultsEndOnlyWhatIsUnderWay ) {
-   struct {
-      Eapol::Kind result;
-      AuthNPhaseStage stage;
-   } const cases[] = { { Eapol::Kind::success, AuthNPhaseStage::phaseSuccess },
-                       { Eapol::Kind::failure, AuthNPhaseStage::phaseFail } };
-   for ( auto const& one : cases ) {
+   std::map<Eapol::Kind, AuthNPhaseStage> const stages = {
+      { Eapol::Kind::success, AuthNPhaseStage::phaseSuccess },
+      { Eapol::Kind::failure, AuthNPhaseStage::phaseFail } };
+   for ( auto const& [result, stage] : stages ) {
       Fed agent;
-      agent.eapolSent( one.result );
+      agent.eapolSent( result );
       EXPECT_EQ( agent.authNStatus()->supplicant().size(), 0u );
       agent.eapolSent( Eapol::Kind::response, 0, "bob" );
-      agent.eapolSent( one.result );
-      EXPECT_EQ( agent.phase().stage(), one.stage );
+      agent.eapolSent( result );
+      EXPECT_EQ( agent.phase().stage(), stage );
       EXPECT_FALSE( agent.supplicant().inEapolAuth() );
       EXPECT_EQ( agent.authZStatus()->authZPortStatus().size(), 0u );
       agent.eapolSent( Eapol::Kind::logoff );
-      agent.eapolSent( one.result );
+      agent.eapolSent( result );
       EXPECT_EQ( agent.phase().stage(), AuthNPhaseStage::phaseNotStarted );
    }
 }
@@ -351,7 +352,7 @@ TEST( Accounting, UpdatesAreDueAsTheServerAskedUntilTheStop ) {
    agent.account( start, "before" );
    EXPECT_EQ( agent.session().nextAcctUpdateTime().count(),
               std::numeric_limits<double>::infinity() );
-   agent.answered( agent.ask( "Ethernet1" ), AaaResponseType::accepted, inVlan110 );
+   agent.accepted( "Ethernet1", inVlan110 );
    agent.account( start, "a" );
    EXPECT_EQ( agent.session().nextAcctUpdateTime(), Varek::Duration( 1003 + 60 ) );
    agent.account( interim, "a" );
@@ -390,33 +391,29 @@ TEST( Accounting, WhatComesAgainOrLateChangesNothing ) {
 }
 
 TEST( Accounting, CausesBeyondThoseOfTheTypeAreTheNearest ) {
-   struct {
-      std::optional<std::uint32_t> sent;
-      AcctTermCause cause;
-   } const cases[] = {
-      { 1, AcctTermCause::userRequest }, { 6, AcctTermCause::adminReset },
-      { 7, AcctTermCause::adminReset },  { 0, AcctTermCause::lostService },
-      { 9, AcctTermCause::lostService }, { 17, AcctTermCause::userRequest },
-      { 22, AcctTermCause::adminReset }, { 0xffffffff, AcctTermCause::lostService },
-      { {}, AcctTermCause::lostService } };
-   for ( auto const& one : cases ) {
+   using enum AcctTermCause;
+   std::map<std::optional<std::uint32_t>, AcctTermCause> const causes = {
+      { 1, userRequest }, { 6, adminReset },           { 7, adminReset },
+      { 0, lostService }, { 9, lostService },          { 17, userRequest },
+      { 22, adminReset }, { 0xffffffff, lostService }, { {}, lostService } };
+   for ( auto const& [sent, cause] : causes ) {
       Fed agent;
       agent.account( stop, "a",
-                     one.sent ? Values{ { RadiusId::acctTerminateCause, *one.sent } } : Values{} );
-      EXPECT_EQ( agent.session().terminateCause(), one.cause ) << one.sent.value_or( 99 );
+                     sent ? Values{ { RadiusId::acctTerminateCause, *sent } } : Values{} );
+      EXPECT_EQ( agent.session().terminateCause(), cause ) << sent.value_or( 99 );
    }
 }
 
 TEST( Accounting, TheNasGoingOffEndsItsSessionsAlone ) {
    for ( std::uint32_t const type : { on, off } ) {
       Fed agent;
-      Values const other = { { RadiusId::callingStationId, Varek::String( "00005e005302" ) },
-                             { RadiusId::nasIdentifier, Varek::String( "switch-2" ) },
-                             { RadiusId::nasIpAddress, Lumo::IpGenPrefix( "192.0.2.1" ) } };
-      agent.account( start, "a", { { RadiusId::nasIpAddress, Lumo::IpGenPrefix( "192.0.2.1" ) } } );
+      Values const sameAddress = { { RadiusId::nasIpAddress, Lumo::IpGenPrefix( "192.0.2.1" ) } };
+      Values other = sameAddress;
+      other[RadiusId::callingStationId] = Varek::String( "00005e005302" );
+      other[RadiusId::nasIdentifier] = Varek::String( "switch-2" );
+      agent.account( start, "a", sameAddress );
       agent.account( start, "b", other );
-      agent.account( type, "nas",
-                     { { RadiusId::nasIpAddress, Lumo::IpGenPrefix( "192.0.2.1" ) } } );
+      agent.account( type, "nas", sameAddress );
       EXPECT_EQ( agent.session().terminateCause(), AcctTermCause::adminReset );
       auto const its = agent.acctStatus()->acctSessionState( Lumo::EthAddr( "00005e005302" ) );
       EXPECT_EQ( its->terminateCause(), AcctTermCause::causeNotSet );

@@ -2,10 +2,7 @@
 
 #include <chrono>
 #include <csignal>
-#include <cstdlib>
-#include <fstream>
 #include <functional>
-#include <iterator>
 #include <string>
 #include <thread>
 
@@ -13,13 +10,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "support/Files.h"
+
 /// Runs the real dot1xctl beside the test.
 namespace Processes {
 
-inline std::string contents( std::string const& path ) {
-   std::ifstream file( path, std::ios::binary );
-   return { std::istreambuf_iterator<char>( file ), {} };
-}
+using Files::contents;
+using Files::Folder;
 
 inline bool soon( std::function<bool()> const& condition ) {
    for ( int i = 0; i < 1000; ++i ) {
@@ -30,17 +27,6 @@ inline bool soon( std::function<bool()> const& condition ) {
    }
    return false;
 }
-
-struct Folder {
-   std::string path;
-   Folder() {
-      char name[] = "/tmp/dot1xctl-XXXXXX";
-      path = ::mkdtemp( name );
-   }
-   ~Folder() { EXPECT_EQ( std::system( ( "rm -rf '" + path + "'" ).c_str() ), 0 ); }
-   std::string socket() const { return path + "/socket"; }
-   std::string address() const { return "unix:" + socket(); }
-};
 
 /// A dot1xctl that goes on until it is told to end.
 class Background {

@@ -1,17 +1,15 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include "Background.h"
 #include "PacketBuilder.h"
 #include "ToolRun.h"
+#include "support/Files.h"
 
 /// Input that cannot be read as it should: told with file, packet and offset, and no reason to lose
 /// anything else.
@@ -22,24 +20,13 @@ using nlohmann::json;
 
 class BadInput : public testing::Test {
 protected:
-   // Of names, too, some hold what a terminal would obey.
-   BadInput() {
-      std::string const pid = std::to_string( getpid() );
-      path = testing::TempDir() + "dot1xctl-\x1b[2J\nbad-" + pid;
-      printedPath = testing::TempDir() + "dot1xctl-\\x1b[2J\\x0abad-" + pid;
-   }
-   ~BadInput() override { unlink( path.c_str() ); }
-
    /// Replays the file at \p path and expects \p messages in this order on standard error, one line
    /// each, every line naming the file.
-   json replay( std::vector<std::string> const& messages, std::string const& more = {} ) const {
+   json replay( std::vector<std::string> const& messages = {},
+                std::string const& more = {} ) const {
       ToolRun const run( "replay --json '" + path + "' " + more );
-      EXPECT_EQ( run.exitCode, 1 );
-      std::vector<std::string> lines;
-      std::istringstream err( run.err );
-      for ( std::string line; std::getline( err, line ); ) {
-         lines.push_back( line );
-      }
+      EXPECT_EQ( run.exitCode, messages.empty() ? 0 : 1 );
+      auto const lines = linesOf( run.err );
       EXPECT_EQ( lines.size(), messages.size() ) << run.err;
       for ( std::size_t i = 0; i < lines.size() && i < messages.size(); ++i ) {
          EXPECT_TRUE( lines[i].starts_with( "dot1xctl: " + printedPath + ": " + messages[i] ) )
@@ -52,8 +39,10 @@ protected:
       std::ofstream( path, std::ios::binary ) << octets;
    }
 
-   std::string path;
-   std::string printedPath;
+   Files::Folder const folder;
+   // Of names, too, some hold what a terminal would obey.
+   std::string const path = folder.path + "/\x1b[2J\nbad";
+   std::string const printedPath = folder.path + "/\\x1b[2J\\x0abad";
 };
 
 Octets const user = attribute( 1, text( "someone" ) ) + attribute( 31, text( "0000.5e00.5301" ) );
@@ -63,19 +52,9 @@ std::size_t answers( json const& output ) { return recordsOf( output, "answer" )
 TEST( BadSamples, ACutFileKeepsItsWholePackets ) {
    ToolRun const run( "replay --json " + sample( "mba-truncated.pcap" ) );
    EXPECT_EQ( run.exitCode, 1 );
-   // 24 octets of file header, then 28 records of 16 octets and a packet.
-   std::ifstream whole( DOT1X_SAMPLES_DIR "/mba.pcap", std::ios::binary );
-   std::string const octets{ std::istreambuf_iterator<char>( whole ), {} };
-   std::size_t offset = 24;
-   for ( int i = 0; i < 28; ++i ) {
-      offset += 16u + static_cast<std::uint8_t>( octets[offset + 8] ) +
-                256u * static_cast<std::uint8_t>( octets[offset + 9] );
-   }
-   EXPECT_NE( run.err.find( "mba-truncated.pcap: packet 29, file offset " +
-                            std::to_string( offset ) + ": the file is cut short" ),
-              std::string::npos )
-      << run.err;
-   EXPECT_NE( run.err.find( "28 before it are whole" ), std::string::npos ) << run.err;
+   EXPECT_TRUE( contains( run.err, "mba-truncated.pcap: packet 29, file offset 5171: the file is "
+                                   "cut short" ) );
+   EXPECT_TRUE( contains( run.err, "28 before it are whole" ) );
    json const cut = run.json();
    json const full = ToolRun( "replay --json " + sample( "mba.pcap" ) ).json();
    auto const kept = recordsOf( cut, "answer" );
@@ -86,28 +65,24 @@ TEST( BadSamples, ACutFileKeepsItsWholePackets ) {
    }
    auto const open = recordsOf( cut, "unanswered" );
    ASSERT_EQ( open.size(), 2u );
-   EXPECT_EQ( open[0].at( "request" ).at( "packet" ), 21 );
-   EXPECT_EQ( open[1].at( "request" ).at( "packet" ), 28 );
+   EXPECT_EQ( open[0].at( "/request/packet"_json_pointer ), 21 );
+   EXPECT_EQ( open[1].at( "/request/packet"_json_pointer ), 28 );
    EXPECT_EQ( cut.back().at( "packets" ), 28 );
 }
 
 TEST( BadSamples, APacketCutAtCaptureIsNotTakenForTheWhole ) {
    ToolRun const run( "replay --json " + sample( "mba-snap96.pcap" ) );
    EXPECT_EQ( run.exitCode, 1 );
-   EXPECT_NE(
-      run.err.find( "mba-snap96.pcap: packet 2, offset 96: cut at capture: the RADIUS packet "
-                    "has 80 octets, of which 54 were kept" ),
-      std::string::npos )
-      << run.err;
-   EXPECT_NE( run.err.find( "13 more packets cut at capture like these (18 in all)" ),
-              std::string::npos )
-      << run.err;
+   EXPECT_TRUE( contains( run.err,
+                          "mba-snap96.pcap: packet 2, offset 96: cut at capture: the RADIUS "
+                          "packet has 80 octets, of which 54 were kept" ) );
+   EXPECT_TRUE( contains( run.err, "13 more packets cut at capture like these (18 in all)" ) );
    json const output = run.json();
    EXPECT_EQ( answers( output ), 0u );
    EXPECT_EQ( recordsOf( output, "unanswered" ).size(), 0u );
    auto const broken = recordsOf( output, "broken" );
    ASSERT_EQ( broken.size(), 9u );
-   EXPECT_EQ( broken[0].at( "request" ).at( "packet" ), 1 );
+   EXPECT_EQ( broken[0].at( "/request/packet"_json_pointer ), 1 );
    // Tunnel-Type, Tunnel-Medium-Type, Tunnel-Private-Group-Id, Session-Timeout, Termination-Action
    // are whole; of Class, 5 octets are.
    EXPECT_EQ( broken[0].at( "attributesBefore" ).size(), 5u );
@@ -181,21 +156,19 @@ TEST_F( BadInput, ARadiusHeaderThatDoesNotFit ) {
 TEST_F( BadInput, PaddingThatIsCutAtCaptureIsNoFault ) {
    Octets const whole = onWire( radius( 1, 1, user ) );
    writeCapture( path, { onWire( radius( 1, 1, user ) + Octets( 9, 0 ) ) }, whole.size() + 4 );
-   ToolRun const run( "replay --json '" + path + "'" );
-   EXPECT_EQ( run.exitCode, 0 ) << run.err;
-   EXPECT_EQ( run.json().back().at( "requests" ), 1 );
+   EXPECT_EQ( replay().back().at( "requests" ), 1 );
 }
 
 TEST_F( BadInput, EachCaptureStandsForItself ) {
-   std::string const twice = sample( "mba-snap96.pcap" ) + " " + sample( "mba-snap96.pcap" );
-   ToolRun const run( "replay --json " + twice + " " + sample( "acct.pcap" ) );
+   ToolRun const run( "replay --json " +
+                      samples( { "mba-snap96.pcap", "mba-snap96.pcap", "acct.pcap" } ) );
    json const summary = run.json().back();
    EXPECT_EQ( summary.at( "requests" ), 9 + 9 + 20 );
    EXPECT_EQ( summary.at( "sentAgain" ), 0 );
    EXPECT_EQ( summary.at( "problems" ), 36 );
-   auto const first = run.err.find( "(18 in all)" );
-   ASSERT_NE( first, run.err.npos ) << run.err;
-   EXPECT_NE( run.err.find( "(18 in all)", first + 1 ), run.err.npos ) << run.err;
+   std::string const told = "(18 in all)";
+   EXPECT_TRUE( contains( run.err, told ) );
+   EXPECT_NE( run.err.find( told ), run.err.rfind( told ) ) << run.err;
 }
 
 TEST_F( BadInput, FragmentsAreToldOnceADatagram ) {
@@ -221,9 +194,7 @@ TEST_F( BadInput, AnAnswerWithoutItsRequestIsForNoStation ) {
    writeCapture( path, { onWire( radius( 1, 1, attribute( 31, text( "not a MAC" ) ) ) ),
                          onWire( radius( 2, 1, {} ), true ), onWire( radius( 2, 2, user ), true ),
                          onWire( radius( 3, 1, {} ), true ) } );
-   ToolRun const run( "replay --json '" + path + "'" );
-   EXPECT_EQ( run.exitCode, 0 );
-   json const output = run.json();
+   json const output = replay();
    EXPECT_EQ( output.back().at( "duplicates" ), 1 );
    EXPECT_EQ( output.back().at( "withoutRequest" ), 1 );
    auto const records = recordsOf( output, "answer" );
@@ -240,66 +211,46 @@ TEST_F( BadInput, TextThatIsNoTextHarmsNeitherFormOfOutput ) {
    std::string const nasty = "\x1b[2J\n\xff" + std::string( 200, 'x' );
    writeCapture( path, { onWire( radius( 1, 1, attribute( 1, text( nasty ) ) ) ),
                          onWire( radius( 2, 1, attribute( 18, text( nasty ) ) ), true ) } );
-   ToolRun const run( "replay '" + path + "'" );
-   EXPECT_EQ( run.exitCode, 0 );
-   std::size_t lines = 0;
-   std::string line;
-   EXPECT_TRUE( run.out.starts_with( printedPath + '\n' ) ) << run.out;
-   for ( std::istringstream out( run.out ); std::getline( out, line ); ) {
+   std::string const out = printedBy( "replay '" + path + "'" );
+   EXPECT_TRUE( out.starts_with( printedPath + '\n' ) ) << out;
+   auto const lines = linesOf( out );
+   EXPECT_GT( lines.size(), 9u );
+   for ( std::string const& line : lines ) {
       EXPECT_LE( line.size(), 80u ) << line;
       for ( char const c : line ) {
          EXPECT_TRUE( c >= ' ' && c < 0x7f ) << line;
       }
-      ++lines;
    }
-   EXPECT_GT( lines, 9u );
-   json const value = ToolRun( "replay --json '" + path + "'" )
-                         .json()
-                         .at( 0 )
-                         .at( "attributes" )
-                         .at( 0 )
-                         .at( "values" )
-                         .at( 0 );
+   json const value = replay().at( "/0/attributes/0/values/0"_json_pointer );
    EXPECT_EQ( value.at( "form" ), "octets" );
    EXPECT_EQ( value.at( "value" ).get<std::string>().substr( 0, 14 ), "0x1b5b324a0aff" );
 }
 
 TEST_F( BadInput, TimesFarFromOursAreShownAsTimes ) {
-   std::ifstream whole( DOT1X_SAMPLES_DIR "/mba.pcapng", std::ios::binary );
-   std::string octets{ std::istreambuf_iterator<char>( whole ), {} };
+   std::string octets = Files::contents( DOT1X_SAMPLES_DIR "/mba.pcapng" );
    std::string const enhancedPacketBlock( "\6\0\0\0", 4 );
    auto const block = octets.find( enhancedPacketBlock );
    ASSERT_NE( block, octets.npos );
    octets.replace( block + 12, 4, "\xff\xff\xff\xff" ); // the time's upper half
    write( octets );
-   ToolRun const run( "replay --json '" + path + "'" );
-   EXPECT_EQ( run.exitCode, 0 ) << run.err;
-   json const record = run.json().at( 0 );
-   EXPECT_TRUE( record.at( "request" ).at( "time" ).get<std::string>().starts_with( "2255-" ) );
+   json const record = replay().at( 0 );
+   std::string const time = record.at( "/request/time"_json_pointer );
+   EXPECT_TRUE( time.starts_with( "2255-" ) ) << time;
    EXPECT_LT( record.at( "sinceStart" ).get<double>(), 0 ) << "the answer has its own time still";
 }
 
 TEST( Usage, WrongUsageIsToldApartFromBadInput ) {
-   for ( char const* wrong : { "", "replay", "replay --nonsense x", "nonsense", "config nonsense",
-                               "schema extra", "replay x --dump ''" } ) {
-      ToolRun const run( wrong );
-      EXPECT_EQ( run.exitCode, 2 ) << wrong;
-      EXPECT_EQ( run.out, "" ) << wrong;
-      EXPECT_NE( run.err, "" ) << wrong;
+   for ( char const* wrong :
+         { "", "replay", "replay --nonsense x", "replay x --dump ''", "schema extra", "config",
+           "config check", "config show x y", "config username x nowhere 00005e005301",
+           "config username x Ethernet1 nobody" } ) {
+      expectFailure( wrong, 2, "" );
    }
-   EXPECT_NE( ToolRun( "nonsense" ).err.find( "there is no command \"nonsense\"" ),
-              std::string::npos );
-   EXPECT_NE( ToolRun( "config \033[31m" ).err.find( "\"\\x1b[31m\"" ), std::string::npos )
-      << "a terminal obeys what is told";
-   for ( char const* help : { "--help", "replay --help", "schema --help" } ) {
-      ToolRun const run( help );
-      EXPECT_EQ( run.exitCode, 0 ) << help;
-      EXPECT_NE( run.out, "" ) << help;
-      EXPECT_EQ( run.err, "" ) << help;
-   }
-   ToolRun const version( "--version" );
-   EXPECT_EQ( version.exitCode, 0 );
-   EXPECT_EQ( version.out, "dot1xctl " DOT1XCTL_VERSION "\n" );
+   expectFailure( "nonsense", 2, "there is no command \"nonsense\"" );
+   // A terminal would obey it.
+   expectFailure( "config [31m", 2, "there is no command \"\x1b[31m\"" );
+   EXPECT_EQ( printedBy( "--version" ), "dot1xctl " DOT1XCTL_VERSION "
+" );
 }
 
 TEST( Usage, OutputThatCannotBeWrittenIsAFailure ) {
@@ -317,20 +268,16 @@ TEST( Usage, OutputThatCannotBeWrittenIsAFailure ) {
 }
 
 TEST( Usage, EverythingFitsEightyColumns ) {
+   for ( char const* command :
+         { "", "replay", "schema", "show", "watch", "serve", "dump", "load", "diff", "config",
+           "config show", "config check", "config username" } ) {
+      expectEightyColumns( printedBy( command + std::string( " --help" ) ) );
+   }
    for ( std::string const& arguments :
-         { std::string( "--help" ), std::string( "replay --help" ), std::string( "schema --help" ),
-           std::string( "show --help" ), std::string( "watch --help" ), std::string( "schema" ),
-           std::string( "serve --help" ), std::string( "dump --help" ),
-           std::string( "load --help" ), std::string( "diff --help" ),
-           "replay " + sample( "mba.pcap" ) + " " + sample( "acct.pcap" ),
+         { std::string( "schema" ), "config show " + sample( "switch48.json" ),
+           "replay " + samples( { "mba.pcap", "acct.pcap" } ),
            "replay " + sample( "eap-radius.pcap" ), "replay " + sample( "mba-snap96.pcap" ) } ) {
-      std::istringstream out( ToolRun( arguments ).out );
-      std::size_t lines = 0;
-      for ( std::string line; std::getline( out, line ); ++lines ) {
-         bool const fileName = line.starts_with( DOT1X_SAMPLES_DIR );
-         EXPECT_TRUE( fileName || line.size() <= 80 ) << arguments << ": " << line;
-      }
-      EXPECT_GT( lines, 3u ) << arguments;
+      expectEightyColumns( ToolRun( arguments ).out );
    }
 }
 

@@ -1,4 +1,3 @@
-#include <map>
 #include <set>
 #include <string>
 
@@ -7,6 +6,7 @@
 #include "Background.h"
 #include "PacketBuilder.h"
 #include "ToolRun.h"
+#include "support/Files.h"
 
 /// Copies of captured exchanges, and what a terminal gets besides.
 namespace {
@@ -49,11 +49,7 @@ TEST( Copies, AreAsManySupplicantsAsAskedAndDistinct ) {
 }
 
 TEST( Copies, HaveTheirOwnAddressInItsNotationAndTheirOwnPort ) {
-   json const all = state( "--macs 26 " + sample( "mba.pcap" ), "supplicants" );
-   std::map<std::string, json> byMac;
-   for ( json const& row : all ) {
-      byMac[row.at( "mac" )] = row;
-   }
+   auto const byMac = rowsBy( "mac", state( "--macs 26 " + sample( "mba.pcap" ), "supplicants" ) );
    struct {
       char const* mac;
       char const* identity;
@@ -68,10 +64,10 @@ TEST( Copies, HaveTheirOwnAddressInItsNotationAndTheirOwnPort ) {
    };
    for ( auto const& one : cases ) {
       SCOPED_TRACE( one.mac );
-      ASSERT_TRUE( byMac.contains( one.mac ) );
-      EXPECT_EQ( byMac[one.mac].at( "identity" ), one.identity );
-      EXPECT_EQ( byMac[one.mac].at( "port" ), one.port );
-      EXPECT_EQ( byMac[one.mac].at( "vlan" ), one.vlan );
+      json const& row = byMac.at( one.mac );
+      EXPECT_EQ( row.at( "identity" ), one.identity );
+      EXPECT_EQ( row.at( "port" ), one.port );
+      EXPECT_EQ( row.at( "vlan" ), one.vlan );
    }
 }
 
@@ -88,7 +84,7 @@ TEST( Copies, EachSupplicantHasItsSession ) {
 
 // In the second capture are sessions of addresses that do not authenticate in the first.
 TEST( Copies, StationsThatOnlyHaveASessionAreNotCountedAsSupplicants ) {
-   std::string const files = sample( "mba.pcap" ) + " " + sample( "acct.pcap" );
+   std::string const files = samples( { "mba.pcap", "acct.pcap" } );
    json const once = state( files );
    ASSERT_LT( column( once.at( "supplicants" ), "mac" ).count( "00:00:5e:00:53:21" ), 1u );
    ASSERT_EQ( column( once.at( "sessions" ), "mac" ).count( "00:00:5e:00:53:21" ), 1u );
@@ -107,7 +103,7 @@ TEST( Copies, StationsThatOnlyHaveASessionAreNotCountedAsSupplicants ) {
 
 TEST( Copies, PlayedAgainGiveTheSameButForTheSessionIds ) {
    std::string const files =
-      "--block-after 1000 --macs 50 " + sample( "mba.pcap" ) + " " + sample( "acct.pcap" );
+      "--block-after 1000 --macs 50 " + samples( { "mba.pcap", "acct.pcap" } );
    json const once = state( files );
    json thrice = state( "--repeat 3 " + files );
    for ( json& session : thrice.at( "sessions" ) ) {
@@ -119,14 +115,13 @@ TEST( Copies, PlayedAgainGiveTheSameButForTheSessionIds ) {
 }
 
 TEST( Copies, TellWhatTheyCostOnStandardErrorAlone ) {
-   ToolRun const plain( "replay " + sample( "mba.pcap" ) );
    ToolRun const sized( "replay --macs 100 --repeat 2 " + sample( "mba.pcap" ) );
    EXPECT_EQ( sized.exitCode, 0 );
-   EXPECT_EQ( sized.out, plain.out );
+   EXPECT_EQ( sized.out, printedBy( "replay " + sample( "mba.pcap" ) ) );
    for ( char const* line :
          { "100 supplicants, 108 ports, 0 sessions", "8 copies of 13 supplicants, 2 times", "216, ",
            "a second", "MB more resident; of it" } ) {
-      EXPECT_NE( sized.err.find( line ), std::string::npos ) << line << sized.err;
+      EXPECT_TRUE( contains( sized.err, line ) );
    }
 }
 
@@ -155,32 +150,33 @@ TEST( Copies, ShareThePortsWhenThereAreNoMore ) {
 }
 
 TEST( Copies, OfNobodyAreNobody ) {
-   std::string const path = testing::TempDir() + "dot1xctl-nobody.pcap";
+   Files::Folder const folder;
+   std::string const path = folder.path + "/nobody.pcap";
    PacketBuilder::writeCapture( path, {} );
    ToolRun const run( "replay --macs 10 --show supplicants '" + path + "'" );
    EXPECT_EQ( run.exitCode, 0 ) << run.err;
    EXPECT_EQ( run.out, "none\n" );
-   EXPECT_NE( run.err.find( "no supplicant in the captures" ), std::string::npos ) << run.err;
+   EXPECT_TRUE( contains( run.err, "no supplicant in the captures" ) );
 }
 
 TEST( Colours, AreOnATerminalOrWhenAskedForAndTakeNoColumns ) {
    std::string const replay = "replay --show all " + sample( "mba.pcap" );
-   ToolRun const plain( replay );
-   EXPECT_EQ( plain.out.find( '\x1b' ), std::string::npos );
-   EXPECT_EQ( ToolRun( replay + " --color never" ).out, plain.out );
-   EXPECT_EQ( ToolRun( replay + " --color red" ).exitCode, 2 );
-   EXPECT_EQ( ToolRun( replay + " --color always --json" ).out, ToolRun( replay + " --json" ).out );
+   std::string const plain = printedBy( replay );
+   EXPECT_FALSE( contains( plain, "\x1b" ) );
+   EXPECT_EQ( printedBy( replay + " --color never" ), plain );
+   EXPECT_EQ( printedBy( replay + " --color always --json" ), printedBy( replay + " --json" ) );
+   expectFailure( replay + " --color red", 2, "red" );
 
-   std::string text = ToolRun( replay + " --color always" ).out;
+   std::string text = printedBy( replay + " --color always" );
    for ( char const* toned :
          { "\x1b[1mport\x1b[0m", "\x1b[31mblocked\x1b[0m", "\x1b[32msuccess\x1b[0m",
            "\x1b[31mfail\x1b[0m", "\x1b[31mtimeout\x1b[0m" } ) {
-      EXPECT_NE( text.find( toned ), std::string::npos ) << toned;
+      EXPECT_TRUE( contains( text, toned ) );
    }
    for ( char const* escape : { "\x1b[0m", "\x1b[1m", "\x1b[31m", "\x1b[32m" } ) {
       text = without( text, escape );
    }
-   EXPECT_EQ( text, plain.out );
+   EXPECT_EQ( text, plain );
 }
 
 } // namespace

@@ -35,8 +35,8 @@ std::vector<Value> tunnel( std::uint8_t tag, char const* vlan, std::uint32_t typ
             { RadiusId::tunnelPrivateGroupId, TaggedStr{ tag, vlan } } };
 }
 
-Value preference( std::uint8_t tag, std::uint32_t value ) {
-   return { RadiusId::tunnelPreference, TaggedInt{ tag, value } };
+std::vector<Value> preference( std::uint8_t tag, std::uint32_t value ) {
+   return { { RadiusId::tunnelPreference, TaggedInt{ tag, value } } };
 }
 
 std::vector<Value> operator+( std::vector<Value> a, std::vector<Value> const& b ) {
@@ -45,6 +45,7 @@ std::vector<Value> operator+( std::vector<Value> a, std::vector<Value> const& b 
 }
 
 TEST( Derivation, VlanIsThatOfThePreferredTunnelToAVlan ) {
+   std::vector<Value> const both = tunnel( 1, "A" ) + tunnel( 2, "B" );
    struct {
       char const* what;
       std::vector<Value> answer;
@@ -62,20 +63,12 @@ TEST( Derivation, VlanIsThatOfThePreferredTunnelToAVlan ) {
         std::nullopt },
       { "empty", tunnel( 1, "" ), std::nullopt },
       { "no preference: the first", tunnel( 2, "B" ) + tunnel( 1, "A" ), "B" },
-      { "the lower preference, though later",
-        tunnel( 1, "A" ) + tunnel( 2, "B" ) + std::vector{ preference( 1, 20 ) } +
-           std::vector{ preference( 2, 10 ) },
+      { "the lower preference, though later", both + preference( 1, 20 ) + preference( 2, 10 ),
         "B" },
-      { "a preference before none",
-        tunnel( 1, "A" ) + tunnel( 2, "B" ) + std::vector{ preference( 2, 0xffffff ) }, "B" },
-      { "of equals the first",
-        tunnel( 1, "A" ) + tunnel( 2, "B" ) + std::vector{ preference( 2, 5 ) } +
-           std::vector{ preference( 1, 5 ) },
-        "A" },
+      { "a preference before none", both + preference( 2, 0xffffff ), "B" },
+      { "of equals the first", both + preference( 2, 5 ) + preference( 1, 5 ), "A" },
       { "the preferred is none of a VLAN",
-        tunnel( 1, "A", 3 ) + tunnel( 2, "B" ) + std::vector{ preference( 1, 1 ) } +
-           std::vector{ preference( 2, 9 ) },
-        "B" },
+        tunnel( 1, "A", 3 ) + tunnel( 2, "B" ) + preference( 1, 1 ) + preference( 2, 9 ), "B" },
       { "not in the form of the attribute",
         { { RadiusId::tunnelType, Varek::Bytes( "x" ) },
           { RadiusId::tunnelMediumType, TaggedInt{ 0, 6 } },
@@ -110,21 +103,15 @@ TEST( Derivation, EgressVlansKeepTheirOrderAndBadOnesAreLeftOut ) {
    expected.egressVlanIdUntaggedPush( Bridging::VlanId( 4094 ) );
    expected.egressVlanNameTaggedPush( "voice" );
    expected.egressVlanNameUntaggedPush( "2" );
-   auto const response = accept( { id( 0x3100001e ),
-                                   id( 0x31000014 ),
-                                   id( 0x32000ffe ),
-                                   id( 0x33000005 ),
-                                   id( 0x31001005 ),
-                                   id( 0x31000000 ),
-                                   id( 0x32000fff ),
-                                   id( 5 ),
-                                   name( "1voice" ),
-                                   name( "22" ),
-                                   name( "1" ),
-                                   name( "" ),
-                                   name( "3x" ),
-                                   name( "voice" ),
-                                   { RadiusId::ingressFilters, 1u } } );
+   std::vector<Value> sent{ { RadiusId::ingressFilters, 1u } };
+   for ( std::uint32_t const word : { 0x3100001eu, 0x31000014u, 0x32000ffeu, 0x33000005u,
+                                      0x31001005u, 0x31000000u, 0x32000fffu, 5u } ) {
+      sent.push_back( id( word ) );
+   }
+   for ( char const* const text : { "1voice", "22", "1", "", "3x", "voice" } ) {
+      sent.push_back( name( text ) );
+   }
+   auto const response = accept( sent );
    EXPECT_EQ( egressVlanOf( *response ), expected );
 
    for ( std::uint32_t const word : { 0u, 0x31000fffu, 0xffffffffu } ) {

@@ -56,6 +56,12 @@ struct StateFile : testing::Test {
    }
 };
 
+/// The exit code of dot1xctl with redirections of its own.
+int shell( std::string const& arguments ) {
+   int const status = std::system( ( "'" DOT1XCTL_PATH "' " + arguments ).c_str() );
+   return WIFEXITED( status ) ? WEXITSTATUS( status ) : -1;
+}
+
 std::string textOf( Roots const& roots ) {
    std::ostringstream out;
    printText( out, rootsPart( roots ) );
@@ -114,22 +120,18 @@ TEST_F( StateFile, WhatIsNoFileIsRefused ) {
    ASSERT_EQ( ::mkfifo( ( folder.path + "/fifo" ).c_str(), 0600 ), 0 );
    for ( std::string const& what : { std::string( "/dev/zero" ), folder.path + "/fifo", folder.path,
                                      std::string( "/dev/full" ) } ) {
-      for ( std::string const& command :
-            { "load '" + what + "'",
-              "replay --tree " + sample( "mba.pcap" ) + " --dump '" + what + "'" } ) {
-         ToolRun const run( command );
-         EXPECT_EQ( run.exitCode, 1 ) << command;
-         EXPECT_EQ( run.err, "dot1xctl: " + what + ": is something else than a file\n" );
-      }
+      std::string const told = "dot1xctl: " + what + ": is something else than a file\n";
+      expectFailureAlone( "load " + what, 1, told );
+      ToolRun const replay( "replay --tree " + sample( "mba.pcap" ) + " --dump " + what );
+      EXPECT_EQ( replay.exitCode, 1 );
+      EXPECT_EQ( replay.err, told );
    }
    for ( std::string const& what : { folder.path + "/none", folder.path + "/none/state" } ) {
-      ToolRun const run( "load '" + what + "'" );
-      EXPECT_EQ( run.exitCode, 1 );
-      EXPECT_EQ( run.err, "dot1xctl: " + what + ": cannot be opened: No such file or directory\n" );
+      expectFailureAlone( "load " + what, 1,
+                          "dot1xctl: " + what + ": cannot be opened: No such file or directory\n" );
    }
    // A name is told as it can be on a terminal.
-   EXPECT_NE( ToolRun( "load \"$( printf 'x\\033[2J' )\"" ).err.find( "x\\x1b[2J: cannot" ),
-              std::string::npos );
+   expectFailure( "load \"$( printf 'x\\033[2J' )\"", 1, "x\\x1b[2J: cannot" );
 }
 
 TEST_F( StateFile, WhatIsWellKeptButNoStateIsRefused ) {
@@ -151,11 +153,8 @@ TEST_F( StateFile, WhatIsWellKeptButNoStateIsRefused ) {
    };
    for ( auto const& one : cases ) {
       writeDump( path, one.stream );
-      ToolRun const run( "load " + path );
-      EXPECT_EQ( run.exitCode, 1 ) << one.reason;
-      EXPECT_EQ( run.out, "" ) << one.reason;
-      EXPECT_TRUE( run.err.starts_with( "dot1xctl: " + path + ": the state in it " ) ) << run.err;
-      EXPECT_NE( run.err.find( one.reason ), std::string::npos ) << run.err;
+      std::string const err = expectFailure( "load " + path, 1, one.reason );
+      EXPECT_TRUE( err.starts_with( "dot1xctl: " + path + ": the state in it " ) ) << err;
    }
 }
 
@@ -267,44 +266,35 @@ TEST_F( StateFile, IsWrittenToTheEndBeforeASignalIsObeyed ) {
 }
 
 TEST_F( StateFile, HoldsAllThatCapturesAndConfigurationMake ) {
-   std::string const what = sample( "mba.pcap" ) + " " + sample( "acct.pcap" ) + " " +
-                            sample( "wired-eapol.pcap" ) + " --config " + sample( "switch48.json" );
-   std::string const tree = ToolRun( "replay --tree " + what + " --dump " + path ).out;
+   std::string const what = samples( { "mba.pcap", "acct.pcap", "wired-eapol.pcap" } ) +
+                            " --config " + sample( "switch48.json" );
+   std::string const tree = printedBy( "replay --tree " + what + " --dump " + path );
    EXPECT_GT( tree.size(), 10000u );
-   ToolRun const load( "load " + path );
-   EXPECT_EQ( load.exitCode, 0 );
-   EXPECT_EQ( load.err, "" );
-   EXPECT_EQ( load.out, tree );
-   EXPECT_EQ( ToolRun( "load --json " + path ).out, ToolRun( "replay --tree --json " + what ).out );
-   EXPECT_EQ( ToolRun( "show tree --load " + path ).out, tree );
-   EXPECT_EQ( ToolRun( "show supplicants --load " + path ).out,
-              ToolRun( "replay --show supplicants " + what ).out );
+   EXPECT_EQ( printedBy( "load " + path ), tree );
+   EXPECT_EQ( printedBy( "load --json " + path ), printedBy( "replay --tree --json " + what ) );
+   EXPECT_EQ( printedBy( "show tree --load " + path ), tree );
+   EXPECT_EQ( printedBy( "show supplicants --load " + path ),
+              printedBy( "replay --show supplicants " + what ) );
 }
 
 TEST_F( StateFile, GoesThroughAPipe ) {
-   ToolRun const none( "load - <" + sample( "mba.pcap" ) );
-   EXPECT_EQ( none.exitCode, 1 );
-   EXPECT_NE( none.err.find( "dot1xctl: -: is no state file" ), none.err.npos ) << none.err;
+   expectFailure( "load - <" + sample( "mba.pcap" ), 1, "dot1xctl: -: is no state file" );
 
    ASSERT_EQ( ToolRun( "replay " + sample( "acct.pcap" ) + " --dump " + path ).exitCode, 0 );
    Background const leader( folder, "leader",
                             "serve --load - --listen " + folder.address() + " <" + path );
    ASSERT_TRUE( leader.says( "listening" ) );
-   ToolRun const dump( "dump - --connect " + folder.address() );
-   EXPECT_EQ( dump.exitCode, 0 );
-   EXPECT_EQ( dump.out.substr( 0, 8 ), "D1XState" );
-   std::string const piped = "dump - --connect " + folder.address() + " | '" DOT1XCTL_PATH "' ";
-   EXPECT_EQ( ToolRun( piped + "load -" ).out, ToolRun( "load " + path ).out );
-   EXPECT_EQ( ToolRun( piped + "diff " + path + " -" ).exitCode, 0 );
+   std::string const dump = "dump - --connect " + folder.address();
+   EXPECT_TRUE( printedBy( dump ).starts_with( "D1XState" ) );
+   std::string const piped = dump + " | '" DOT1XCTL_PATH "' ";
+   EXPECT_EQ( printedBy( piped + "load -" ), printedBy( "load " + path ) );
+   EXPECT_EQ( printedBy( piped + "diff " + path + " -" ), "" );
    for ( std::string const& wrong :
          { std::string( "diff - -" ), "replay " + sample( "mba.pcap" ) + " --dump -",
            "serve --load " + path + " --dump - --listen " + folder.address() + "2" } ) {
-      EXPECT_EQ( ToolRun( wrong ).exitCode, 2 ) << wrong;
+      expectFailure( wrong, 2, "" );
    }
-   int const full = std::system( ( "'" DOT1XCTL_PATH "' dump - --connect " + folder.address() +
-                                   " 2>&1 >/dev/full | grep -q 'cannot be written'" )
-                                    .c_str() );
-   EXPECT_EQ( full, 0 );
+   EXPECT_EQ( shell( dump + " 2>&1 >/dev/full | grep -q 'cannot be written'" ), 0 );
 }
 
 /// What diff says of two files, or of a file and a leader.
@@ -340,24 +330,20 @@ TEST_F( Diff, SameIs0DifferentIs1AndTroubleIs2 ) {
       EXPECT_EQ( run.exitCode, one.exitCode ) << one.arguments;
       EXPECT_EQ( run.out.empty(), one.exitCode != 1 ) << one.arguments << run.out;
       EXPECT_EQ( run.err.empty(), one.exitCode != 2 ) << one.arguments << run.err;
-      EXPECT_NE( run.err.find( one.told ), std::string::npos ) << one.arguments << run.err;
+      EXPECT_TRUE( contains( run.err, one.told ) ) << one.arguments;
    }
 }
 
 TEST_F( Diff, WhatCannotBePrintedIsTroubleAndNoDifference ) {
-   int const status = std::system(
-      ( "'" DOT1XCTL_PATH "' diff " + path + " " + other + " >/dev/full 2>/dev/null" ).c_str() );
-   EXPECT_TRUE( WIFEXITED( status ) );
-   EXPECT_EQ( WEXITSTATUS( status ), 2 );
+   EXPECT_EQ( shell( "diff " + path + " " + other + " >/dev/full 2>/dev/null" ), 2 );
 }
 
 TEST_F( Diff, WhatIsPrintedToAClosedStreamGoesNowhereElse ) {
    ASSERT_EQ( ToolRun( "replay " + sample( "acct.pcap" ) + " --dump " + other ).exitCode, 0 );
-   int const status = std::system( ( "'" DOT1XCTL_PATH "' diff " + other + " " + path +
-                                     " 2>&1 >&- | grep -qx "
-                                     "'dot1xctl: standard output cannot be written'" )
-                                      .c_str() );
-   EXPECT_EQ( status, 0 );
+   EXPECT_EQ( shell( "diff " + other + " " + path +
+                     " 2>&1 >&- | grep -qx "
+                     "'dot1xctl: standard output cannot be written'" ),
+              0 );
 }
 
 TEST_F( Diff, TellsWhatEachHasOfFilesAndOfLeaders ) {
@@ -379,10 +365,8 @@ TEST_F( Diff, TellsWhatEachHasOfFilesAndOfLeaders ) {
    writeDump( path, streamOf( {} ) );
    EXPECT_EQ( ToolRun( "diff " + other + " " + path ).out,
               "acctStatus Dot1xV2::AcctStatus -> -\n" );
-   std::istringstream coming( ToolRun( "diff " + path + " " + other ).out );
-   std::string first;
-   std::getline( coming, first );
-   EXPECT_EQ( first, "acctStatus - -> Dot1xV2::AcctStatus" );
+   EXPECT_EQ( linesOf( ToolRun( "diff " + path + " " + other ).out ).at( 0 ),
+              "acctStatus - -> Dot1xV2::AcctStatus" );
 }
 
 } // namespace

@@ -1,4 +1,5 @@
 #include <random>
+#include <span>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -59,6 +60,12 @@ struct Case {
    Octets octets;
    std::string expected;
 };
+void expectOutcomes( std::span<Case const> cases ) {
+   for ( Case const& c : cases ) {
+      EXPECT_EQ( outcome( dissect( c.linkType, c.octets, c.octets.size() ) ), c.expected )
+         << c.name;
+   }
+}
 
 TEST( Frame, FindsTheDatagramOrSaysWhyNot ) {
    Case const cases[] = {
@@ -116,10 +123,7 @@ TEST( Frame, FindsTheDatagramOrSaysWhyNot ) {
       { "UDP length shorter", DLT_RAW, changed( ipv4( packet ), 25, 12 ),
         "192.0.2.1:40000 > 192.0.2.2:1812 hell of 4" },
    };
-   for ( Case const& c : cases ) {
-      EXPECT_EQ( outcome( dissect( c.linkType, c.octets, c.octets.size() ) ), c.expected )
-         << c.name;
-   }
+   expectOutcomes( cases );
 }
 
 /// An EAPOL frame with an EAP packet.
@@ -169,10 +173,7 @@ TEST( Frame, EapolTellsWhoSaysWhat ) {
       { "shorter than its frame", DLT_EN10MB, eapol( eap( 2, identity, -1 ) ),
         "response" + from + "none bo" },
    };
-   for ( Case const& c : cases ) {
-      EXPECT_EQ( outcome( dissect( c.linkType, c.octets, c.octets.size() ) ), c.expected )
-         << c.name;
-   }
+   expectOutcomes( cases );
    // Cut at capture: of an identity nothing is taken for the whole, of other types it does not
    // matter.
    Octets const named = eapol( eap( 2, identity ) );

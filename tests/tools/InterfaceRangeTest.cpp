@@ -1,6 +1,8 @@
 #include <algorithm>
-#include <initializer_list>
+#include <iterator>
+#include <map>
 #include <random>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -26,11 +28,7 @@ std::string namesOf( std::string_view text ) {
 }
 
 TEST( InterfaceRange, GivesTheInterfacesInTheOrderOfTheText ) {
-   struct Case {
-      char const* text;
-      char const* names;
-   };
-   for ( Case const& one : std::initializer_list<Case>{
+   for ( auto const& [text, names] : std::map<std::string, std::string>{
             { "Ethernet5", "Ethernet5" },
             { "Ethernet9-11,3", "Ethernet9 Ethernet10 Ethernet11 Ethernet3" },
             { "Ethernet3/1-2,7", "Ethernet3/1 Ethernet3/2 Ethernet3/7" },
@@ -41,32 +39,18 @@ TEST( InterfaceRange, GivesTheInterfacesInTheOrderOfTheText ) {
             { "Ethernet7-7", "Ethernet7" },
             { "Vlan1,Ethernet1,2", "Vlan1 Ethernet1 Ethernet2" },
             { "enp3s0-1", "enp3s0 enp3s1" } } ) {
-      EXPECT_EQ( namesOf( one.text ), one.names );
+      EXPECT_EQ( namesOf( text ), names );
    }
 }
 
 TEST( InterfaceRange, RefusesWhatIsNone ) {
-   for ( char const* text : { "5",
-                              "1-3",
-                              ",",
-                              "Ethernet1,",
-                              ",Ethernet1",
-                              "Ethernet1,,2",
-                              "Ethernet2-1",
-                              "Ethernet1-",
-                              "Ethernet-4",
-                              "Ethernet1-03",
-                              "Ethernet01-3",
-                              "Ethernet1-2-3",
-                              "Ethernet1/1-1/4",
-                              "Ethernet1-2,2",
-                              "Vlan7,Vlan7",
-                              "Ethernet1048570-1048575",
-                              "lo-3",
-                              "Ethernet0-18446744073709551615",
-                              "Ethernet0-99999999999999999999999",
-                              "Ethernet99999999999999999999999-99999999999999999999999",
-                              "Ethernet1-16385" } ) {
+   std::istringstream none( "5 1-3 , Ethernet1, ,Ethernet1 Ethernet1,,2 Ethernet2-1 Ethernet1- "
+                            "Ethernet-4 Ethernet1-03 Ethernet01-3 Ethernet1-2-3 Ethernet1/1-1/4 "
+                            "Ethernet1-2,2 Vlan7,Vlan7 Ethernet1048570-1048575 lo-3 "
+                            "Ethernet0-18446744073709551615 Ethernet0-99999999999999999999999 "
+                            "Ethernet99999999999999999999999-99999999999999999999999 "
+                            "Ethernet1-16385" );
+   for ( std::string text; none >> text; ) {
       EXPECT_THROW( interfacesOf( text ), Varek::TextError ) << text;
    }
    EXPECT_EQ( interfacesOf( "Ethernet1-16384" ).size(), 16384u );
@@ -79,24 +63,12 @@ TEST( InterfaceRange, TextOfASetIsReadAsThatSet ) {
    for ( int round = 0; round < 500; ++round ) {
       std::vector<IntfId> all;
       for ( unsigned i = static_cast<unsigned>( random() % 30 + 1 ); i > 0; --i ) {
-         switch ( random() % 6 ) {
-         case 0:
+         std::string const names[] = {
+            "lo", "Port-Channel" + below( 12 ), "Ethernet" + below( 3 ) + "/" + below( 5 ),
+            "Ethernet" + below( 3 ) + "." + below( 5 ), "Ethernet" + below( 20 ) };
+         all.emplace_back( names[random() % std::size( names )] );
+         if ( random() % 6 == 0 ) {
             all.push_back( IntfId::fromValue( random() ) );
-            break;
-         case 1:
-            all.emplace_back( "lo" );
-            break;
-         case 2:
-            all.emplace_back( "Port-Channel" + below( 12 ) );
-            break;
-         case 3:
-            all.emplace_back( "Ethernet" + below( 3 ) + "/" + below( 5 ) );
-            break;
-         case 4:
-            all.emplace_back( "Ethernet" + below( 3 ) + "." + below( 5 ) );
-            break;
-         default:
-            all.emplace_back( "Ethernet" + below( 20 ) );
          }
       }
       std::string const text = interfacesText( all );
@@ -108,36 +80,28 @@ TEST( InterfaceRange, TextOfASetIsReadAsThatSet ) {
 }
 
 TEST( MbaUserName, ByDelimiterCaseAndGroupSize ) {
-   struct Case {
+   struct {
       char const* delimiter;
       bool upper;
-      unsigned size;
+      std::uint8_t size;
       char const* name;
-   };
+   } const cases[] = {
+      { "-", true, 2, "01-23-45-AB-CD-EF" }, { ".", false, 4, "0123.45ab.cdef" },
+      { "", false, 2, "012345abcdef" },      { "", true, 4, "012345ABCDEF" },
+      { "xx", true, 6, "012345xxABCDEF" },   { ":", false, 1, "0:1:2:3:4:5:a:b:c:d:e:f" },
+      { ":", false, 3, "012:345:abc:def" },  { ":", false, 5, "01234:5abcd:ef" },
+      { ":", false, 7, "012345a:bcdef" },    { ":", false, 8, "012345ab:cdef" },
+      { ":", false, 9, "012345abc:def" },    { ":", false, 10, "012345abcd:ef" },
+      { ":", false, 11, "012345abcde:f" },   { ":", false, 12, "012345abcdef" },
+      { ":", false, 13, "012345abcdef" },    { ":", false, 255, "012345abcdef" },
+      { ":", false, 0, "012345abcdef" } };
    Dot1xV2::MbaUserName form;
    Lumo::EthAddr const mac( "01:23:45:ab:cd:ef" );
    EXPECT_EQ( Dot1xCtl::mbaUserName( mac, form ), "01:23:45:ab:cd:ef" );
-   for ( Case const& one :
-         std::initializer_list<Case>{ { "-", true, 2, "01-23-45-AB-CD-EF" },
-                                      { ".", false, 4, "0123.45ab.cdef" },
-                                      { "", false, 2, "012345abcdef" },
-                                      { "", true, 4, "012345ABCDEF" },
-                                      { "xx", true, 6, "012345xxABCDEF" },
-                                      { ":", false, 1, "0:1:2:3:4:5:a:b:c:d:e:f" },
-                                      { ":", false, 3, "012:345:abc:def" },
-                                      { ":", false, 5, "01234:5abcd:ef" },
-                                      { ":", false, 7, "012345a:bcdef" },
-                                      { ":", false, 8, "012345ab:cdef" },
-                                      { ":", false, 9, "012345abc:def" },
-                                      { ":", false, 10, "012345abcd:ef" },
-                                      { ":", false, 11, "012345abcde:f" },
-                                      { ":", false, 12, "012345abcdef" },
-                                      { ":", false, 13, "012345abcdef" },
-                                      { ":", false, 255, "012345abcdef" },
-                                      { ":", false, 0, "012345abcdef" } } ) {
+   for ( auto const& one : cases ) {
       form.userNameDelimIs( one.delimiter );
       form.userNameIsUpperCaseIs( one.upper );
-      form.userNameGroupSizeIs( static_cast<std::uint8_t>( one.size ) );
+      form.userNameGroupSizeIs( one.size );
       EXPECT_EQ( Dot1xCtl::mbaUserName( mac, form ), one.name ) << one.size << one.delimiter;
    }
 }

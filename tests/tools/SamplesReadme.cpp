@@ -1,6 +1,5 @@
 #include "SamplesReadme.h"
 
-#include <cctype>
 #include <fstream>
 
 namespace SamplesReadme {
@@ -54,18 +53,13 @@ std::vector<Table> tables( std::string_view heading ) {
 }
 
 std::vector<std::string> numbers( std::string_view cell ) {
+   constexpr char const* digits = "0123456789";
    std::vector<std::string> result;
-   bool within = false;
-   for ( char const c : cell ) {
-      if ( std::isdigit( static_cast<unsigned char>( c ) ) == 0 ) {
-         within = false;
-         continue;
-      }
-      if ( !within ) {
-         result.emplace_back();
-      }
-      within = true;
-      result.back() += c;
+   for ( auto at = cell.find_first_of( digits ); at != cell.npos;
+         at = cell.find_first_of( digits ) ) {
+      cell.remove_prefix( at );
+      result.emplace_back( cell.substr( 0, cell.find_first_not_of( digits ) ) );
+      cell.remove_prefix( result.back().size() );
    }
    return result;
 }

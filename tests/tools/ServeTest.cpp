@@ -1,12 +1,11 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include "Background.h"
 #include "ToolRun.h"
@@ -67,7 +66,7 @@ TEST_F( Serve, HangupTellsFollowersOfDifferencesAndAFaultChangesNothing ) {
    std::string const change = "status/intfStatus[Ethernet1]/authZProfile/guestVlan 40 -> 41\n";
    EXPECT_TRUE( reaches( [&] { return watch.out(); }, change ) ) << watch.out();
    EXPECT_EQ( watch.out().find( '\n', initial ), watch.out().size() - 1 ) << "one change";
-   EXPECT_EQ( ToolRun( "show config" + connect ).out, ToolRun( "config show " + config ).out );
+   EXPECT_EQ( printedBy( "show config" + connect ), printedBy( "config show " + config ) );
    EXPECT_EQ( serve.end( SIGTERM ), 0 );
    EXPECT_FALSE( std::filesystem::exists( folder.socket() ) );
 }
@@ -136,11 +135,8 @@ TEST_F( Serve, WhatCannotBeServedIsToldAndNoSocketStays ) {
         "cannot listen: there is something else than a socket" },
    };
    for ( auto const& one : cases ) {
-      ToolRun const run( "serve" + one.arguments );
-      EXPECT_EQ( run.exitCode, one.exitCode ) << one.arguments;
-      EXPECT_EQ( run.out, "" );
-      EXPECT_NE( run.err.find( one.told ), std::string::npos ) << one.arguments << run.err;
-      EXPECT_EQ( run.err.find( "listening on" ), std::string::npos ) << one.arguments;
+      std::string const err = expectFailure( "serve" + one.arguments, one.exitCode, one.told );
+      EXPECT_FALSE( contains( err, "listening on" ) );
       EXPECT_FALSE( std::filesystem::exists( folder.socket() ) ) << one.arguments;
    }
    EXPECT_EQ( contents( dump ), "D1XStat" );
@@ -153,15 +149,11 @@ TEST_F( Serve, WhatCannotBeServedIsToldAndNoSocketStays ) {
 
 /// From captures through a leader that is killed and comes again, to a file, to another leader.
 TEST_F( Serve, TheWholeWay ) {
-   std::string const what = "--block-after 1 " + sample( "wired-eapol.pcap" ) + " " +
-                            sample( "mba.pcap" ) + " " + sample( "eap-radius.pcap" ) + " " +
-                            sample( "acct.pcap" ) + " --config " + sample( "switch48.json" );
+   std::string const what =
+      "--block-after 1 --config " + sample( "switch48.json" ) + " " +
+      samples( { "wired-eapol.pcap", "mba.pcap", "eap-radius.pcap", "acct.pcap" } );
    auto leader = std::make_unique<Background>( folder, "first", "replay " + what + listen );
    Background watch( folder, "watch", "watch" + connect );
-   std::string const tree = ToolRun( "replay --tree " + what ).out;
-   ToolRun const show( "show tree" + connect );
-   EXPECT_EQ( show.exitCode, 0 ) << show.err;
-   EXPECT_EQ( show.out, tree );
    ASSERT_TRUE( watch.says( "in step" ) ) << watch.err();
    std::string const watched = watch.out();
    EXPECT_GT( watched.size(), 10000u );
@@ -175,22 +167,24 @@ TEST_F( Serve, TheWholeWay ) {
       << watch.err() << leader->err();
    EXPECT_EQ( watch.out(), watched ) << "there is no difference to tell of";
 
-   ToolRun const dumped( "dump " + dump + connect );
-   EXPECT_EQ( dumped.exitCode, 0 ) << dumped.err;
+   EXPECT_EQ( printedBy( "dump " + dump + connect ), "" );
    std::string const elsewhere = folder.address() + ".2";
    Background const other( folder, "other", "serve --load " + dump + " --listen " + elsewhere );
    for ( std::string const& pair :
          { folder.address() + " " + elsewhere, elsewhere + " " + dump } ) {
-      ToolRun const diff( "diff --wait 10 " + pair );
-      EXPECT_EQ( diff.exitCode, 0 ) << pair << diff.err;
-      EXPECT_EQ( diff.out + diff.err, "" ) << pair;
+      EXPECT_EQ( printedBy( "diff --wait 10 " + pair ), "" ) << pair;
    }
    for ( char const* form : { "", " --json" } ) {
-      std::string const own = ToolRun( "replay --show all " + what + form ).out;
-      EXPECT_GT( own.size(), 1000u );
-      EXPECT_EQ( ToolRun( "show all" + connect + form ).out, own );
-      EXPECT_EQ( ToolRun( "show all --connect " + elsewhere + form ).out, own );
+      for ( auto const& [replay, show] : { std::pair( "replay --tree ", "show tree" ),
+                                           std::pair( "replay --show all ", "show all" ) } ) {
+         std::string const own = printedBy( replay + what + form );
+         EXPECT_GT( own.size(), 1000u );
+         EXPECT_EQ( printedBy( show + connect + form ), own );
+         EXPECT_EQ( printedBy( show + ( " --connect " + elsewhere ) + form ), own );
+      }
    }
+   EXPECT_EQ( leader->out(), printedBy( "replay " + what ) );
+   EXPECT_EQ( leader->err(), "listening on " + folder.address() + "\n" );
    EXPECT_EQ( watch.end( SIGINT ), 0 );
    EXPECT_EQ( leader->end( SIGTERM ), 0 );
 }

@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <map>
-#include <sstream>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -21,14 +20,6 @@ using SamplesReadme::Table;
 
 json state( std::string const& arguments, std::string const& what = "all" ) {
    return ToolRun( "replay --json --show " + what + " " + arguments ).json();
-}
-
-std::map<std::string, json> byMac( json const& table ) {
-   std::map<std::string, json> result;
-   for ( json const& row : table ) {
-      result[row.at( "mac" )] = row;
-   }
-   return result;
 }
 
 std::string macOf( Row const& row ) {
@@ -61,7 +52,7 @@ std::string identityOf( Table const& attributes, std::string const& frame,
 void expectSupplicants( std::string const& file, std::string const& method ) {
    auto const tables = SamplesReadme::tables( file );
    json const all = state( sample( file ) );
-   auto const found = byMac( all.at( "supplicants" ) );
+   auto const found = rowsBy( "mac", all.at( "supplicants" ) );
    std::map<std::string, Row> expected;
    for ( Row const& row : tables.at( 0 ) ) {
       expected[macOf( row )] = row;
@@ -69,10 +60,7 @@ void expectSupplicants( std::string const& file, std::string const& method ) {
    ASSERT_EQ( found.size(), expected.size() );
    std::map<std::string, std::string> const stages = {
       { "accept", "phaseSuccess" }, { "reject", "phaseFail" }, { "no answer", "phaseTimedOut" } };
-   std::map<std::string, json> onPorts;
-   for ( json const& row : all.at( "ports" ) ) {
-      onPorts[row.at( "port" )] = row;
-   }
+   auto const onPorts = rowsBy( "port", all.at( "ports" ) );
    for ( auto const& [mac, row] : expected ) {
       SCOPED_TRACE( mac );
       json const& its = found.at( mac );
@@ -101,9 +89,9 @@ TEST( State, MacBasedAuthenticationIsAsDocumented ) {
    json const all = state( sample( "mba.pcap" ) );
    EXPECT_EQ( all.at( "blocked" ), json::array() );
    // The one that moved left its port empty.
-   EXPECT_EQ( all.at( "ports" ).at( 0 ).at( "port" ), "Ethernet1" );
-   EXPECT_EQ( all.at( "ports" ).at( 0 ).at( "authorized" ), false );
-   EXPECT_EQ( all.at( "ports" ).at( 0 ).at( "supplicants" ), json::array() );
+   json const left = rowsBy( "port", all.at( "ports" ) ).at( "Ethernet1" );
+   EXPECT_EQ( left.at( "authorized" ), false );
+   EXPECT_EQ( left.at( "supplicants" ), json::array() );
    EXPECT_EQ( all.at( "ports" ).size(), 14u );
    EXPECT_EQ( state( sample( "mba.pcapng" ) ), all );
 }
@@ -113,17 +101,17 @@ TEST( State, EapIsAsDocumented ) { expectSupplicants( "eap-radius.pcap", "eapolA
 TEST( State, ACaptureThatIsCutShortKeepsTheOldPort ) {
    ToolRun const run( "replay --json --show all " + sample( "mba-truncated.pcap" ) );
    EXPECT_EQ( run.exitCode, 1 );
-   json const all = run.json();
-   EXPECT_EQ( all.at( "ports" ).at( 0 ).at( "supplicants" ), json{ "00:00:5e:00:53:01" } );
-   EXPECT_EQ( all.at( "ports" ).at( 0 ).at( "vlan" ), 110 );
+   json const port = run.json().at( "ports" ).at( 0 );
+   EXPECT_EQ( port.at( "supplicants" ), json{ "00:00:5e:00:53:01" } );
+   EXPECT_EQ( port.at( "vlan" ), 110 );
    // Answers that were cut make nobody authorized.
-   for ( json const& port : state( sample( "mba-snap96.pcap" ), "ports" ) ) {
-      EXPECT_EQ( port.at( "authorized" ), false );
+   for ( json const& cut : state( sample( "mba-snap96.pcap" ), "ports" ) ) {
+      EXPECT_EQ( cut.at( "authorized" ), false );
    }
 }
 
 TEST( State, RejectionsBlock ) {
-   std::string const again = sample( "mba.pcap" ) + " " + sample( "mba-vlan.pcap" );
+   std::string const again = samples( { "mba.pcap", "mba-vlan.pcap" } );
    json const expected = {
       { { "mac", "00:00:5e:00:53:09" }, { "port", "Ethernet9" }, { "vlan", nullptr } } };
    EXPECT_EQ( state( "--block-after 2 " + again, "blocked" ), expected );
@@ -149,7 +137,7 @@ TEST( State, SessionsAreAsDocumented ) {
             last[macOf( row )] = row;
          }
       }
-      auto const found = byMac( state( sample( file.file ), "sessions" ) );
+      auto const found = rowsBy( "mac", state( sample( file.file ), "sessions" ) );
       ASSERT_EQ( found.size(), last.size() );
       for ( auto const& [mac, row] : last ) {
          SCOPED_TRACE( mac );
@@ -177,11 +165,8 @@ TEST( State, WiredPortIsLoggedOffAtTheEnd ) {
       EXPECT_EQ( all.at( "ports" ).at( 0 ).at( "authorized" ), false );
    }
    json const tree = ToolRun( "replay --tree --json " + sample( "wired-eapol-vlan.pcap" ) ).json();
-   json const& supplicant = tree.at( "authNStatus" )
-                               .at( "attributes" )
-                               .at( "supplicant" )
-                               .at( "00:00:5e:00:53:31" )
-                               .at( "attributes" );
+   json const& supplicant =
+      tree.at( "/authNStatus/attributes/supplicant/00:00:5e:00:53:31/attributes"_json_pointer );
    EXPECT_EQ( supplicant.at( "isTagged" ), true );
    EXPECT_EQ( supplicant.at( "vTag" ), "300" );
 }
@@ -189,24 +174,18 @@ TEST( State, WiredPortIsLoggedOffAtTheEnd ) {
 /// What two processes print of the same captures.
 TEST( State, AFollowersTablesAreThoseOfTheLeader ) {
    Folder const folder;
-   std::string const samples = "--block-after 1 " + sample( "wired-eapol.pcap" ) + " " +
-                               sample( "mba.pcap" ) + " " + sample( "eap-radius.pcap" ) + " " +
-                               sample( "acct.pcap" );
-   Background const leader( folder, "leader",
-                            "replay " + samples + " --listen " + folder.address() );
-   for ( char const* what : { "all", "ports", "supplicants", "blocked", "sessions" } ) {
+   std::string const what = "--block-after 1 " + samples( { "wired-eapol.pcap", "mba.pcap",
+                                                            "eap-radius.pcap", "acct.pcap" } );
+   std::string const connect = " --connect " + folder.address();
+   Background const leader( folder, "leader", "replay " + what + " --listen " + folder.address() );
+   for ( std::string const table : { "all", "ports", "supplicants", "blocked", "sessions" } ) {
       for ( char const* form : { "", " --json" } ) {
-         ToolRun const local( std::string( "replay --show " ) + what + form + " " + samples );
-         ToolRun const show( std::string( "show " ) + what + form + " --connect " +
-                             folder.address() );
-         EXPECT_EQ( show.exitCode, 0 );
-         EXPECT_EQ( show.err, "" );
-         EXPECT_EQ( show.out, local.out ) << what << form;
-         EXPECT_GT( show.out.size(), 100u );
+         std::string const shown = printedBy( "show " + table + form + connect );
+         EXPECT_EQ( shown, printedBy( "replay --show " + table + form + " " + what ) );
+         EXPECT_GT( shown.size(), 100u );
       }
    }
-   std::string const connect = " --connect " + folder.address();
-   EXPECT_EQ( ToolRun( "show" + connect ).out, ToolRun( "show all" + connect ).out );
+   EXPECT_EQ( printedBy( "show" + connect ), printedBy( "show all" + connect ) );
 
    auto const rows = [&]( std::string const& arguments ) {
       return ToolRun( "show --json " + arguments + connect ).json();
@@ -224,18 +203,14 @@ TEST( State, AFollowersTablesAreThoseOfTheLeader ) {
    EXPECT_EQ( one.at( "egressVlan" ).dump(),
               R"({"ingressFilters":false,"tagged":[180],"untagged":["desk"]})" );
    EXPECT_EQ( one.at( "attributes" ).at( "Idle-Timeout" ), json{ "1800" } );
-   ToolRun const nobody( "show supplicants 00:00:5e:00:53:ff" + connect );
-   EXPECT_EQ( nobody.exitCode, 1 );
-   EXPECT_EQ( nobody.out, "" );
-   EXPECT_NE( nobody.err.find( "no supplicant 00:00:5e:00:53:ff" ), nobody.err.npos ) << nobody.err;
+   expectFailure( "show supplicants 00:00:5e:00:53:ff" + connect, 1,
+                  "no supplicant 00:00:5e:00:53:ff" );
    for ( char const* wrong :
          { "everything", "ports 00:00:5e:00:53:01", "supplicants nobody", "tree --port Ethernet1",
            "config --vlan 1", "supplicants 00:00:5e:00:53:08 --port Ethernet9",
            "supplicants --identity ''", "ports --port ''", "sessions --identity bob",
            "blocked --state fail", "--load /nonexistent", "ports --diff" } ) {
-      ToolRun const run( std::string( "show " ) + wrong + connect );
-      EXPECT_EQ( run.exitCode, 2 ) << wrong;
-      EXPECT_EQ( run.out, "" ) << wrong;
+      expectFailure( std::string( "show " ) + wrong + connect, 2, "" );
    }
 }
 
@@ -258,9 +233,8 @@ TEST( State, LongAndHostileTextIsCutInTablesAndWholeInJson ) {
                                       attribute( 31, text( "00005e005301" ) ) +
                                       attribute( 87, text( "Port-Channel1000" ) ) ) ),
                    onWire( radius( 2, 7, vlan + attribute( 11, text( name ) ) ), true ) } );
-   std::istringstream lines( ToolRun( "replay --show all " + file ).out );
    std::size_t cut = 0;
-   for ( std::string line; std::getline( lines, line ); ) {
+   for ( std::string const& line : linesOf( ToolRun( "replay --show all " + file ).out ) ) {
       EXPECT_LE( columnsOf( line ), 80u ) << line;
       EXPECT_EQ( std::count_if( line.begin(), line.end(),
                                 []( unsigned char c ) { return c < 0x20 || c == 0xff; } ),

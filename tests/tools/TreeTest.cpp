@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include "ToolRun.h"
 #include "dot1xctl/TreeJson.h"
 #include "dot1xctl/TreeText.h"
 #include "framework/Declare.h"
@@ -85,10 +86,9 @@ TEST( TreePrinting, OrderIsOfTheKeysNotOfTheHistory ) {
 
 TEST( TreePrinting, ValuesOfEachFormInText ) {
    auto const tree = Tree::TreeIs( Varek::String( "x" ) );
-   EXPECT_NE( textOf( tree ).find( "   zones       -\n" ), std::string::npos ) << textOf( tree );
-   EXPECT_NE( textOf( tree ).find( "   only        -\n" ), std::string::npos );
-   EXPECT_EQ( textOf( tree ).find( "4711" ), std::string::npos )
-      << "derived readings are not state";
+   EXPECT_TRUE( contains( textOf( tree ), "   zones       -\n" ) );
+   EXPECT_TRUE( contains( textOf( tree ), "   only        -\n" ) );
+   EXPECT_FALSE( contains( textOf( tree ), "4711" ) ) << "derived readings are not state";
    Zone zone( Varek::String( "z\n" ) );
    zone.hostPush( "a\"b" );
    zone.portIs( 10 );
@@ -99,7 +99,7 @@ TEST( TreePrinting, ValuesOfEachFormInText ) {
    std::string const text = textOf( tree );
    for ( char const* line : { "   zones[\"z\\x0a\"] { host [ \"a\\\"b\" ], port [ 9, 10 ] }\n",
                               "   slot        [ 0, 7, 0 ]\n", "      number  3\n" } ) {
-      EXPECT_NE( text.find( line ), std::string::npos ) << line << "\n" << text;
+      EXPECT_TRUE( contains( text, line ) );
    }
 }
 
@@ -111,13 +111,12 @@ TEST( TreePrinting, LongValuesAreBrokenWithin80Columns ) {
    }
    tree->zonesIs( zone );
    tree->textIs( std::string( 1000, 't' ) );
-   std::istringstream lines( textOf( tree ) );
-   for ( std::string line; std::getline( lines, line ); ) {
+   std::string const text = textOf( tree );
+   for ( std::string const& line : linesOf( text ) ) {
       EXPECT_LE( line.size(), 80u ) << line;
    }
-   std::string const text = textOf( tree );
    EXPECT_GE( std::count( text.begin(), text.end(), 't' ), 1000 ) << "nothing is cut off";
-   EXPECT_NE( text.find( "host[39]" ), std::string::npos );
+   EXPECT_TRUE( contains( text, "host[39]" ) );
 }
 
 TEST( TreePrinting, JsonKeepsTypesAndEveryByte ) {
@@ -131,12 +130,12 @@ TEST( TreePrinting, JsonKeepsTypesAndEveryByte ) {
    EXPECT_EQ( out.at( "text" ), ( json{ { "octets", "0xff0022" } } ) );
    EXPECT_EQ( out.at( "on" ), true );
    EXPECT_EQ( out.at( "big" ), std::numeric_limits<std::uint64_t>::max() );
-   EXPECT_EQ( out.at( "leaf" ).at( "5" ).at( "attributes" ).at( "age" ), "inf" );
-   EXPECT_EQ( out.at( "only" ).at( "attributes" ).at( "age" ), 1.5 );
+   EXPECT_EQ( out.at( "/leaf/5/attributes/age"_json_pointer ), "inf" );
+   EXPECT_EQ( out.at( "/only/attributes/age"_json_pointer ), 1.5 );
    EXPECT_EQ( out.at( "zones" ), json::object() );
    // A terminal obeys it as it does ESC [.
    tree->levelIs( "\xc2\x9b", 1 );
-   EXPECT_NE( compact( jsonOf( entityPart( *tree ) ) ).find( R"("\u009b")" ), std::string::npos );
+   EXPECT_TRUE( contains( compact( jsonOf( entityPart( *tree ) ) ), R"("\u009b")" ) );
 }
 
 TEST( TreePrinting, ChangesAreToldByPathWithOldAndNew ) {
