@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "Dot1xV2/AaaHelperLedraTypes.h"
 #include "mirror/Link.h"
 #include "mirror/Trees.h"
 
@@ -82,6 +83,27 @@ TEST_P( RandomMirroring, TreesAreEqualWhenTheBytesHaveCome ) {
    EXPECT_EQ( leader.stats().announced, follower.stats().entities );
 }
 INSTANTIATE_TEST_SUITE_P( Seeds, RandomMirroring, testing::Range( 0U, 12U ) );
+
+TEST_F( Mirroring, AnAnswerIsMirrored ) {
+   using namespace Dot1xV2;
+   auto const answer = aaaResponseFactory( AaaResponseType::accepted );
+   AaaAttribute attribute( RadiusPktParserBase::Attribute{ 0, 1 } );
+   RadiusPktParserBase::AttrValue const value( Varek::String( "name" ) );
+   attribute.attrValuePush( value );
+   answer->aaaAttributeIs( attribute );
+   leader.rootIs( "answer", answer );
+   Link link( leader, follower );
+   link.pump();
+   auto& mirror = mirrorOf<AaaResponse>( follower, "answer" );
+   EXPECT_EQ( mirror.type(), AaaResponseType::accepted );
+   ASSERT_TRUE( mirror.aaaAttribute( attribute.attribute() ) );
+   EXPECT_EQ( *mirror.aaaAttribute( attribute.attribute() ), attribute );
+   answer->callingStationIdIs( Lumo::EthAddr( "02:00:00:00:00:01" ) );
+   answer->aaaAttributeDel( attribute.attribute() );
+   link.pump();
+   EXPECT_EQ( mirror.callingStationId(), answer->callingStationId() );
+   EXPECT_TRUE( mirror.aaaAttribute().empty() );
+}
 
 TEST_F( Mirroring, AReconnectPublishesJustTheDifferences ) {
    leader.rootIs( "plant", plant );
