@@ -248,9 +248,8 @@ TEST( Usage, WrongUsageIsToldApartFromBadInput ) {
    }
    expectFailure( "nonsense", 2, "there is no command \"nonsense\"" );
    // A terminal would obey it.
-   expectFailure( "config [31m", 2, "there is no command \"\x1b[31m\"" );
-   EXPECT_EQ( printedBy( "--version" ), "dot1xctl " DOT1XCTL_VERSION "
-" );
+   expectFailure( "config \033[31m", 2, "there is no command \"\\x1b[31m\"" );
+   EXPECT_EQ( printedBy( "--version" ), "dot1xctl " DOT1XCTL_VERSION "\n" );
 }
 
 TEST( Usage, OutputThatCannotBeWrittenIsAFailure ) {
