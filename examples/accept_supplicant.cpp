@@ -36,6 +36,7 @@ void accepted( AuthNStatus& authN, AuthZStatus& authZ, AaaResponse const& answer
    supplicant->identityIs( first<Varek::String>( answer, "User-Name" ).value_or( "" ) );
 
    AuthZAttrs allowed;
+   allowed.identityIs( first<Varek::String>( answer, "User-Name" ) );
    allowed.filterIdIs( first<Varek::String>( answer, "Filter-Id" ) );
    // Of several tunnels, those to a VLAN would have to be found by their tags (RFC 2868 3.1).
    if ( auto const tunnel = first<TaggedStr>( answer, "Tunnel-Private-Group-Id" ) )
@@ -49,9 +50,13 @@ void accepted( AuthNStatus& authN, AuthZStatus& authZ, AaaResponse const& answer
 int main() {
    auto const answer = aaaResponseFactory( AaaResponseType::accepted );
    answer->callingStationIdIs( Lumo::EthAddr( "00:00:5e:00:53:01" ) );
-   AaaAttribute vlan{ Attribute( "Tunnel-Private-Group-Id" ) };
-   vlan.attrValuePush( TaggedStr{ 1, "STAFF" } );
-   answer->aaaAttributeIs( vlan );
+   auto const says = [&]( char const* name, RadiusPktParserBase::AttrValue const& value ) {
+      AaaAttribute attribute{ Attribute( name ) };
+      attribute.attrValuePush( value );
+      answer->aaaAttributeIs( attribute );
+   };
+   says( "User-Name", "alice" );
+   says( "Tunnel-Private-Group-Id", TaggedStr{ 1, "STAFF" } );
 
    auto const authN = authNStatusFactory( "authNStatus" );
    auto const authZ = authZStatusFactory( "authZStatus" );
@@ -59,10 +64,14 @@ int main() {
    auto const count = [&]( Varek::Change const& ) { ++changes; };
    auto const ofAuthN = authN->subscribe( count, Varek::Scope::subtree );
    auto const ofAuthZ = authZ->subscribe( count, Varek::Scope::subtree );
-   for ( char const* const what : { "accepted", "the same again" } ) {
+   auto const handle = [&]( char const* what ) {
       accepted( *authN, *authZ, *answer, Lumo::IntfId( "Ethernet1" ) );
       std::cout << what << ": " << std::exchange( changes, 0 ) << " changes\n";
-   }
+   };
+   handle( "accepted" );
+   handle( "the same again" );
+   says( "Filter-Id", "acl-staff" );
+   handle( "with a filter" );
    auto const port = authZ->authZPortStatus( Lumo::IntfId( "Ethernet1" ) );
    std::cout << port->authorizedMacs( answer->callingStationId() )->attr() << '\n';
 }
