@@ -21,11 +21,11 @@ void observerThrew() noexcept { ++exceptions; }
 Observer::~Observer() = default;
 
 void ObserverList::tellRest( Change const& change, std::size_t next, std::size_t count,
-                             Scope least ) const noexcept {
+                             Scopes scopes ) const noexcept {
    while ( next < count ) {
       Observer* const observer = observers[next++];
       try {
-         if ( observer->scope >= least )
+         if ( scopes.contain( observer->scope ) )
             observer->call( *observer, change );
       } catch ( ... ) {
       }
@@ -36,6 +36,7 @@ void ObserverList::tellRest( Change const& change, std::size_t next, std::size_t
 
 using Internal::Observer;
 using Internal::ObserverList;
+using Internal::Scopes;
 
 // How the observers are held
 
@@ -59,7 +60,7 @@ inline Observer* Publisher::entry( std::size_t i ) const {
 bool Publisher::watchesSubtree() const {
    if ( list() )
       return list()->subtreeObservers > 0;
-   return single() && single()->publisher && single()->scope == Scope::subtree;
+   return single() && single()->publisher && single()->scope >= Scope::subtree;
 }
 
 std::size_t Publisher::observerCount() const {
@@ -76,22 +77,27 @@ void Publisher::add( Observer& observer ) {
       auto several = std::make_unique<ObserverList>();
       several->observers = { single(), &observer };
       several->subtreeObservers = watchesSubtree();
+      several->firstObservers = watchesSubtree() && single()->scope == Scope::subtreeFirst;
       word_ = ( word_ & ~pointerBits ) | listBit | reinterpret_cast<Word>( several.release() );
    } else {
       word_ = ( word_ & ~observedBit ) | reinterpret_cast<Word>( &observer );
    }
    observer.publisher = this;
-   if ( observer.scope == Scope::subtree ) {
-      if ( list() )
+   if ( observer.scope >= Scope::subtree ) {
+      if ( list() ) {
          ++list()->subtreeObservers;
+         list()->firstObservers += observer.scope == Scope::subtreeFirst;
+      }
       watchedIs();
    }
 }
 
 void Publisher::remove( Observer& observer ) {
    observer.publisher = nullptr;
-   if ( list() && observer.scope == Scope::subtree )
+   if ( list() && observer.scope >= Scope::subtree ) {
       --list()->subtreeObservers;
+      list()->firstObservers -= observer.scope == Scope::subtreeFirst;
+   }
    if ( inUse() ) {
       observer.call = []( Observer&, Change const& ) {};
       word_ |= removedBit;
@@ -183,11 +189,14 @@ struct Publisher::Delivery {
    Delivery( Delivery const& ) = delete;
    Delivery& operator=( Delivery const& ) = delete;
 
-   void tell( Change const& change, Scope least ) const {
-      if ( only && only->scope >= least )
+   void tell( Change const& change, Scopes scopes ) const {
+      if ( only && scopes.contain( only->scope ) )
          only->call( *only, change );
       if ( several )
-         several->tell( change, count, least );
+         several->tell( change, count, scopes );
+   }
+   bool tellsFirst() const {
+      return several ? several->firstObservers != 0 : only && only->scope == Scope::subtreeFirst;
    }
 
    Publisher& publisher;
@@ -203,6 +212,7 @@ struct Publisher::Level {
    explicit Level( Publisher& publisher ) : delivery( publisher ) {}
    Delivery delivery;
    Level* above = nullptr;
+   bool first = false; // on the source's level: whether some observer is to be told first
 };
 
 // Nobody is told before all levels are known: an observer may take the tree apart.
@@ -213,20 +223,25 @@ void Publisher::deliverUpwards( Change const& change, Level& source, Level& last
    if ( above ) {
       Level level( *above );
       last.above = &level;
+      source.first |= level.delivery.tellsFirst();
       deliverUpwards( change, source, level );
       return;
    }
    std::exception_ptr failure;
-   Scope least = Scope::object;
-   for ( Level* level = &source; level; level = level->above ) {
-      try {
-         level->delivery.tell( change, least );
-      } catch ( ... ) {
-         if ( !failure )
-            failure = std::current_exception();
-      }
-      least = Scope::subtree;
+   auto const tellAll = [&]( Scopes ofSource, Scopes ofOthers ) {
+      for ( Level* level = &source; level; level = level->above )
+         try {
+            level->delivery.tell( change, level == &source ? ofSource : ofOthers );
+         } catch ( ... ) {
+            if ( !failure )
+               failure = std::current_exception();
+         }
+   };
+   if ( source.first ) {
+      constexpr Scopes first{ Scope::subtreeFirst, Scope::subtreeFirst };
+      tellAll( first, first );
    }
+   tellAll( { Scope::object, Scope::subtree }, { Scope::subtree, Scope::subtree } );
    if ( failure )
       std::rethrow_exception( failure );
 }
@@ -234,10 +249,11 @@ void Publisher::deliverUpwards( Change const& change, Level& source, Level& last
 void Publisher::deliverToAll( Change const& change ) {
    if ( watched() ) {
       Level source( *this );
+      source.first = source.delivery.tellsFirst();
       deliverUpwards( change, source, source );
    } else if ( ( word_ & pointerBits ) != 0 ) {
       Delivery const delivery( *this );
-      delivery.tell( change, Scope::object );
+      delivery.tell( change, { Scope::object, Scope::subtreeFirst } );
    }
 }
 

@@ -24,6 +24,9 @@
 /// - An observer that throws does not keep the others from being told; the first exception reaches
 ///   the caller of the mutator afterwards.
 /// - Delivery allocates nothing, so no change is lost for want of memory.
+/// - An observer that comes later in the order is told of what an earlier one changed before it is
+///   told of the change that the earlier one was told of. Whoever needs the order in which changes
+///   happened, and the state as it was right after each, observes with Scope::subtreeFirst.
 ///
 /// Cost. Until somebody observes, a publisher is one zero word, and publishing is one predictable
 /// branch. That initial state is left when an observer comes for the object or for a subtree that
@@ -72,8 +75,15 @@ private:
    KeyEqual keyEqual_;
 };
 
-/// What a subscription covers: one object, or the object and everything that it owns.
-enum class Scope : std::uint8_t { object, subtree };
+/// What a subscription covers, and when it is told.
+enum class Scope : std::uint8_t {
+   object,  ///< One object.
+   subtree, ///< The object and everything that it owns.
+   /// As subtree, but told of each change before all observers of other scopes: for whoever records
+   /// changes. It must not change what it observes, nor throw; so what it is told is the order in
+   /// which things happened.
+   subtreeFirst,
+};
 
 /// How often observers have let an exception out, in this thread. Whoever calls a mutator compares
 /// it to tell an observer's exception, after which the change is made, from the mutator's own.
@@ -119,31 +129,41 @@ private:
    F f_;
 };
 
+/// A range of scopes.
+struct Scopes {
+   Scope least;
+   Scope most;
+   bool contain( Scope scope ) const { return scope >= least && scope <= most; }
+};
+
 /// The observers of a publisher that has had several, in the order in which they came. Nothing is
 /// taken out while a delivery is under way, so that positions hold.
 struct VAREK_EXPORT ObserverList {
    // The alignment as above.
    alignas( 16 ) std::vector<Observer*> observers;
-   std::uint32_t subtreeObservers = 0;
+   std::uint32_t subtreeObservers = 0; // in either scope
+   std::uint32_t firstObservers = 0;
 
-   /// Tells those of the first \p count whose scope is at least \p least.
-   void tell( Change const& change, std::size_t count, Scope least ) const {
+   /// Tells those of the first \p count whose scope is one of \p scopes. \p unasked where that is
+   /// known of all of them.
+   template<bool unasked = false>
+   void tell( Change const& change, std::size_t count, Scopes scopes ) const {
       std::size_t next = 0;
       try {
          while ( next < count ) {
             // Looked up each time: the list may move when it grows.
             Observer* const observer = observers[next++];
-            if ( observer->scope >= least ) [[likely]]
+            if ( unasked || scopes.contain( observer->scope ) ) [[likely]]
                observer->call( *observer, change );
          }
       } catch ( ... ) {
-         tellRest( change, next, count, least );
+         tellRest( change, next, count, scopes );
          throw;
       }
    }
    /// After one has thrown: the others are told all the same, and the first exception is the one
    /// that the caller gets.
-   void tellRest( Change const&, std::size_t next, std::size_t count, Scope least ) const noexcept;
+   void tellRest( Change const&, std::size_t next, std::size_t count, Scopes ) const noexcept;
 };
 
 } // namespace Internal
@@ -245,8 +265,11 @@ private:
          deliverToAll( change );
          return;
       }
+      // None of them is of a subtree: those would have set the watched bit.
       auto const& several = *reinterpret_cast<Internal::ObserverList*>( word_ & pointerBits );
-      deliverOutermost( [&] { several.tell( change, several.observers.size(), Scope::object ); } );
+      deliverOutermost( [&] {
+         several.tell<true>( change, several.observers.size(), { Scope::object, Scope::object } );
+      } );
    }
    struct Delivery;
    struct Level;

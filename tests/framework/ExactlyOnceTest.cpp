@@ -37,6 +37,7 @@ protected:
       std::optional<std::uint32_t> old; // of a level
       std::map<std::size_t, int> told;  // by each observer that is to be told
       std::vector<std::size_t> threw;
+      bool othersTold = false; // than those who are to be told first
    };
 
    std::size_t upTo( std::size_t end ) { return random_() % end; }
@@ -50,7 +51,7 @@ protected:
 
    void subscribe() {
       Qel::Entity& target = any();
-      Scope const scope = upTo( 2 ) ? Scope::subtree : Scope::object;
+      auto const scope = static_cast<Scope>( upTo( 3 ) );
       std::size_t const self = observers_.size();
       observers_.push_back( { numbers_[&target], scope, {} } );
       observers_[self].subscription =
@@ -64,7 +65,7 @@ protected:
    bool covers( Observer const& observer, Qel::Entity* source ) {
       if ( observer.target == numbers_[source] )
          return true;
-      while ( observer.scope == Scope::subtree && ( source = source->parent() ) )
+      while ( observer.scope != Scope::object && ( source = source->parent() ) )
          if ( observer.target == numbers_[source] )
             return true;
       return false;
@@ -74,7 +75,7 @@ protected:
    template<class Mutate>
    void change( Qel::Entity& source, std::uint16_t id, Mutate mutate,
                 std::optional<std::uint32_t> old = {} ) {
-      auto const delivery = std::make_unique<Delivery>( Delivery{ &source, id, old, {}, {} } );
+      auto const delivery = std::make_unique<Delivery>( Delivery{ &source, id, old, {}, {}, false } );
       for ( std::size_t i = 0; i < observers_.size(); ++i )
          if ( observers_[i].subscription && covers( observers_[i], &source ) )
             delivery->told[i] = 0;
@@ -110,6 +111,12 @@ protected:
       EXPECT_TRUE( observers_[self].subscription ) << "told after its end";
       EXPECT_TRUE( delivery.told.contains( self ) ) << "was not there, or not for this";
       ++delivery.told[self];
+      // Those who record are told first, and do nothing but that.
+      if ( observers_[self].scope == Scope::subtreeFirst ) {
+         EXPECT_FALSE( delivery.othersTold );
+         return;
+      }
+      delivery.othersTold = true;
       while ( running_.size() < 5 && upTo( 3 ) == 0 )
          act();
       if ( upTo( 20 ) == 0 ) {
