@@ -9,7 +9,7 @@ namespace Qel {
 
 namespace NboAttrLog {
 
-FlowOut::FlowOut( TypeRecord const& type, bool dirty, Varek::FieldId from ) : unsynced_( 0 ) {
+FlowOut::FlowOut( TypeRecord const& type, bool dirty, Varek::FieldId from ) {
    if ( !dirty )
       return;
    for ( unsigned i = 0; i < type.attributes.size(); ++i )
@@ -22,6 +22,14 @@ bool FlowOut::hasDirtyCollKeys() const {
       if ( one && one->dirtyKeys() != 0 )
          return true;
    return false;
+}
+
+FlowOut FlowOut::clone() const {
+   FlowOut made( *this, keyed_.size() );
+   for ( std::size_t i = 0; i < keyed_.size(); ++i )
+      if ( keyed_[i] )
+         made.keyed_[i] = keyed_[i]->clone();
+   return made;
 }
 
 KeyedFlow& FlowOut::keyedIs( unsigned index, std::unique_ptr<KeyedFlow> keyed ) {
@@ -47,45 +55,77 @@ AttributeLog const* logOf( TypeRecord const& type, Varek::FieldId id, unsigned& 
    return type.wire[index].log;
 }
 
-/// Writes the state of the attribute, or marks it; then the mark follows what happened.
-void writeOrMark( EntityQelNboAttrLogSa const& sa, AttributeLog const& log, unsigned index,
-                  void const* key ) {
+/// Calls \p say, and adds to what it throws for a value that is too large whose value that is.
+template<class Say>
+bool naming( EntityQelNboAttrLogSa const& sa, unsigned index, Say say ) {
+   try {
+      return say();
+   } catch ( NboAttrLog::FrameTooLarge& tooLarge ) {
+      tooLarge.ownerIs( sa.type().name, sa.type().attributes[index].name );
+      throw;
+   }
+}
+
+/// For an attribute without keys.
+void writeOrMarkSingle( EntityQelNboAttrLogSa const& sa, AttributeLog const& log, unsigned index ) {
    FlowOut* const flowOut = sa.flowOut();
-   NboAttrLog::KeyedFlow* keyed = nullptr;
-   if ( flowOut && !flowOut->hasSynced( index ) ) {
-      // It will be said as a whole, unless that has begun.
-      keyed = flowOut->keyed( index );
-      if ( !keyed )
-         return;
-   }
-   bool const out = log.write( sa, key );
-   if ( !flowOut )
-      return;
-   if ( !log.flush ) {
+   if ( flowOut && !flowOut->hasSynced( index ) )
+      return; // it will be said as a whole
+   bool const held =
+      flowOut && flowOut->dirty( index ) ? !flowOut->isNew( index ) : sa.heldBefore();
+   bool const out = log.write( sa, nullptr, held );
+   if ( flowOut ) {
       flowOut->dirtyIs( index, !out );
+      flowOut->newIs( index, !out && !held );
+   }
+}
+
+/// Begins the full sync of a collection anew if going on with it would cost more.
+void abandonOutgrown( EntityQelNboAttrLogSa const& sa, FlowOut& flowOut, unsigned index ) {
+   NboAttrLog::KeyedFlow const* const keyed = flowOut.keyed( index );
+   if ( !keyed->bookmark() ||
+        !keyed->outgrown( sa.type().attributes[index].size( &sa.entity() ) ) )
       return;
-   }
+   freeResyncState( flowOut );
+   flowOut.keyedDel( index );
+}
+
+/// For the element with \p key.
+void writeOrMarkElement( EntityQelNboAttrLogSa const& sa, AttributeLog const& log, unsigned index,
+                         void const* key ) {
+   FlowOut* const flowOut = sa.flowOut();
+   NboAttrLog::KeyedFlow* keyed = flowOut ? flowOut->keyed( index ) : nullptr;
+   if ( flowOut && !flowOut->hasSynced( index ) && !keyed )
+      return; // it will be said as a whole, which has not begun
+   bool const held = keyed ? keyed->mayBeHeld( key, sa.heldBefore() ) : sa.heldBefore();
+   bool const out = log.write( sa, key, held );
+   if ( !flowOut || ( out && !keyed ) )
+      return;
    if ( !keyed )
-      keyed = flowOut->keyed( index );
-   if ( !keyed ) {
-      if ( out )
-         return;
       keyed = &flowOut->keyedIs( index, log.newKeyedFlow() );
-   }
-   keyed->dirtyKeyIs( key, !out );
+   if ( out )
+      keyed->dirtyKeyDel( key );
+   else
+      keyed->dirtyKeyIs( key, held );
    flowOut->dirtyIs( index, keyed->dirtyKeys() != 0 );
+   abandonOutgrown( sa, *flowOut, index );
 }
 
 bool flush( EntityQelNboAttrLogSa const& sa, AttributeLog const& log, unsigned index,
             FlowOut& flowOut ) {
    if ( flowOut.hasSynced( index ) && !flowOut.dirty( index ) )
       return true;
-   if ( log.flush )
+   if ( log.flush ) {
+      // A flow-out holds one bookmark; whoever jumps ahead of it gives it up.
+      if ( flowOut.resync() != index )
+         freeResyncState( flowOut );
       return log.flush( sa, flowOut, index );
-   if ( !log.write( sa, nullptr ) )
+   }
+   if ( !log.write( sa, nullptr, !flowOut.isNew( index ) ) )
       return false;
    flowOut.synced( index );
    flowOut.dirtyIs( index, false );
+   flowOut.newIs( index, false );
    return true;
 }
 
@@ -114,7 +154,13 @@ bool streamAdapterOnAttribute( EntityQelNboAttrLogSa const& sa, Varek::FieldId i
    if ( !log )
       return false;
    if ( !sa.multicast() || !sa.stream().doMessageMulticast( sa, id, key ) )
-      writeOrMark( sa, *log, index, key );
+      naming( sa, index, [&] {
+         if ( log->flush )
+            writeOrMarkElement( sa, *log, index, key );
+         else
+            writeOrMarkSingle( sa, *log, index );
+         return true;
+      } );
    return true;
 }
 
@@ -130,7 +176,7 @@ int handleAttrFlowOut( EntityQelNboAttrLogSa const& sa, Varek::FieldId from, Flo
       return -1;
    for ( ; index < type.attributes.size(); ++index ) {
       AttributeLog const* const log = type.wire[index].log;
-      if ( log && !flush( sa, *log, index, flowOut ) )
+      if ( log && !naming( sa, index, [&] { return flush( sa, *log, index, flowOut ); } ) )
          return type.attributes[index].id.value();
    }
    return 0;
@@ -176,9 +222,27 @@ bool doHandleAttrTransaction( EntityQelNboAttrLogSa const& sa, Varek::FieldId id
    AttributeLog const* const log = logOf( sa.type(), id, index );
    if ( !log || !log->transaction )
       return false;
-   if ( kind == 0 || kind == 2 )
-      log->transaction( sa, kind == 2, expected );
+   if ( kind == 0 ) {
+      bool const _isActive = log->active( sa.entity() );
+      VAREK_ASSERT( !_isActive );
+      log->transaction( sa, Transaction::begin, expected );
+   } else if ( kind == 2 ) {
+      log->transaction( sa, Transaction::end, 0 );
+   }
    return true;
+}
+
+bool attrTransactionActive( EntityQelNboAttrLogSa const& sa, Varek::FieldId id ) {
+   unsigned index = 0;
+   AttributeLog const* const log = logOf( sa.type(), id, index );
+   return log && log->active && log->active( sa.entity() );
+}
+
+void attrTransactionCancel( EntityQelNboAttrLogSa const& sa, Varek::FieldId id ) {
+   unsigned index = 0;
+   AttributeLog const* const log = logOf( sa.type(), id, index );
+   if ( log && log->transaction )
+      log->transaction( sa, Transaction::cancel, 0 );
 }
 
 std::uint32_t expectedElements( In& in, std::size_t& ahead ) {

@@ -57,13 +57,25 @@ protected:
 
 /// What is still to be said of one collection to one stream: the keys whose elements changed, and
 /// how far an unfinished full sync has come. The derived classes know the type of the key.
+///
+/// A mark says also whether the other end may hold an element with that key. If it does not, and
+/// there is none here any more, nothing has to be said: what came and went leaves no mark. So there
+/// are never more marks than the other end knows elements and there are elements now.
 class VAREK_EXPORT KeyedFlow {
 public:
    virtual ~KeyedFlow() = default;
-   virtual void dirtyKeyIs( void const* key, bool dirty ) = 0;
+   /// Whether the other end may hold an element with \p key: what the mark says or, if there is
+   /// none, \p before, for the time before the change that is being told.
+   virtual bool mayBeHeld( void const* key, bool before ) const = 0;
+   virtual void dirtyKeyIs( void const* key, bool held ) = 0;
+   virtual void dirtyKeyDel( void const* key ) = 0;
    virtual std::size_t dirtyKeys() const = 0;
    virtual bool bookmark() const = 0;
    virtual void bookmarkDel() = 0;
+   /// Whether a full sync that is under way keeps far more keys than have been sent and than the
+   /// \p elements that there are: then it costs less to begin it anew.
+   virtual bool outgrown( std::size_t elements ) const = 0;
+   virtual std::unique_ptr<KeyedFlow> clone() const = 0;
 };
 
 /// What is still to be said of one entity to one stream.
@@ -71,6 +83,11 @@ class VAREK_EXPORT FlowOut {
 public:
    /// With \p dirty, nothing has been said so far and all is to be from \p from on (0 for all).
    FlowOut( TypeRecord const& type, bool dirty, Varek::FieldId from = 0 );
+   FlowOut( FlowOut&& ) noexcept = default;
+   FlowOut& operator=( FlowOut&& ) noexcept = default;
+   ~FlowOut() = default;
+   /// The same, for another stream that has been told the same.
+   FlowOut clone() const;
 
    bool isDirty() const { return ( unsynced_ | dirty_ ) != 0; }
    bool hasDirtyCollKeys() const;
@@ -78,13 +95,18 @@ public:
    bool hasSynced( unsigned index ) const { return ( unsynced_ >> index & 1 ) == 0; }
    void synced( unsigned index ) { unsynced_ &= ~bit( index ); }
    bool dirty( unsigned index ) const { return ( dirty_ >> index & 1 ) != 0; }
-   void dirtyIs( unsigned index, bool dirty ) {
-      dirty_ = dirty ? dirty_ | bit( index ) : dirty_ & ~bit( index );
-   }
-   /// The attribute whose full sync is under way; its bookmark is in its KeyedFlow.
+   void dirtyIs( unsigned index, bool dirty ) { set( dirty_, index, dirty ); }
+   /// Of a dirty single child: whether the other end holds none.
+   bool isNew( unsigned index ) const { return ( new_ >> index & 1 ) != 0; }
+   void newIs( unsigned index, bool isNew ) { set( new_, index, isNew ); }
+   /// Whether the begin marker of a collection has been sent, and no end marker.
+   bool begun( unsigned index ) const { return ( begun_ >> index & 1 ) != 0; }
+   void begunIs( unsigned index, bool begun ) { set( begun_, index, begun ); }
+   /// The attribute whose full sync is under way; its bookmark is in its KeyedFlow. At most one is.
    static constexpr unsigned noResync = 64;
    unsigned resync() const { return resync_; }
    void resyncIs( unsigned index ) { resync_ = index; }
+   bool bookmark() const { return resync_ != noResync; }
 
    /// Null while there is nothing to keep for the collection at \p index.
    KeyedFlow* keyed( unsigned index ) const {
@@ -94,10 +116,18 @@ public:
    void keyedDel( unsigned index ) { keyed_[index].reset(); }
 
 private:
+   FlowOut( FlowOut const& other, std::size_t keyed )
+      : unsynced_( other.unsynced_ ), dirty_( other.dirty_ ), new_( other.new_ ),
+        begun_( other.begun_ ), resync_( other.resync_ ), keyed_( keyed ) {}
    static constexpr std::uint64_t bit( unsigned index ) { return std::uint64_t{ 1 } << index; }
+   static void set( std::uint64_t& bits, unsigned index, bool value ) {
+      bits = value ? bits | bit( index ) : bits & ~bit( index );
+   }
 
-   std::uint64_t unsynced_;
+   std::uint64_t unsynced_ = 0;
    std::uint64_t dirty_ = 0;
+   std::uint64_t new_ = 0;
+   std::uint64_t begun_ = 0;
    unsigned resync_ = noResync;
    std::vector<std::unique_ptr<KeyedFlow>> keyed_;
 };
@@ -134,6 +164,11 @@ public:
       allowWrite_ = allowWrite;
    }
 
+   /// Whether the other end may hold the element, or the child, that the change which is being told
+   /// concerns, from before that change. So it is unless this is told otherwise.
+   bool heldBefore() const { return heldBefore_; }
+   void heldBeforeIs( bool held ) { heldBefore_ = held; }
+
    /// Whether the stream shares one encoding of each change with others.
    bool multicast() const { return multicast_; }
    void multicastIs( bool multicast ) { multicast_ = multicast; }
@@ -145,6 +180,7 @@ private:
    bool readOnlyProxy_ = false;
    bool allowWrite_ = false;
    bool multicast_ = false;
+   bool heldBefore_ = true;
    NboAttrLog::Stream* stream_ = nullptr;
    NboAttrLog::FlowOut* flowOut_ = nullptr;
    NboAttrLog::Receiver* receiver_ = nullptr;
@@ -158,7 +194,9 @@ VAREK_EXPORT std::size_t attrLogSizeCtorParams( NboAttrLog::Version, TypeRecord 
 VAREK_EXPORT void serializeConstructorParams( NboAttrLog::Out&, TypeRecord const&, Entity const& );
 
 /// Writes what attribute \p id (of the element with \p key, if it has several) is now, or marks it
-/// in the flow-out. False for an id that is not written.
+/// in the flow-out; does neither for an element that is gone and was never said. False for an id
+/// that is not written. Throws NboAttrLog::FrameTooLarge for a value that no frame can hold, with
+/// nothing written.
 VAREK_EXPORT bool streamAdapterOnAttribute( EntityQelNboAttrLogSa const&, Varek::FieldId id,
                                             void const* key );
 
@@ -189,9 +227,14 @@ VAREK_EXPORT bool doHandleAttrDeserialization( EntityQelNboAttrLogSa const&, Var
                                                NboAttrLog::In& );
 /// Begins (\p kind 0) or ends (2) the full sync of a collection: elements that did not come in
 /// between are removed, with notifications. At the beginning room is made for \p expected elements.
-/// False for an id that is no collection of the type.
+/// False for an id that is no collection of the type. One that is under way must end, or be given
+/// up, before the next begins: what a peer says is held against attrTransactionActive() first.
 VAREK_EXPORT bool doHandleAttrTransaction( EntityQelNboAttrLogSa const&, Varek::FieldId id,
                                            unsigned kind, std::uint32_t expected = 0 );
+/// Whether a full sync of the collection with attribute \p id is under way.
+VAREK_EXPORT bool attrTransactionActive( EntityQelNboAttrLogSa const&, Varek::FieldId id );
+/// Gives up the full sync that is under way, if one is: nothing is removed.
+VAREK_EXPORT void attrTransactionCancel( EntityQelNboAttrLogSa const&, Varek::FieldId id );
 /// How many elements a begin marker with payload \p in promises, but no more than the \p ahead
 /// bytes that have come after it could hold. Takes off \p ahead what these elements need at least:
 /// bytes that have been counted on for one collection are not for another.

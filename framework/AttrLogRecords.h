@@ -23,12 +23,16 @@
 /// functions that know the types; what is done with them is in AttrLog.cpp.
 namespace Qel {
 
+/// The full sync of a collection at the receiving end.
+enum class Transaction : std::uint8_t { begin, end, cancel };
+
 /// What the log does with one attribute of an entity.
 struct AttributeLog {
    /// A text that differs where the bytes mean something else.
    void ( *form )( Varek::String& text );
    /// Writes what the attribute, or its element with \p key, is now. False if it cannot go out.
-   bool ( *write )( EntityQelNboAttrLogSa const&, void const* key );
+   /// That there is no element or no child needs to be said only where one may be \p held.
+   bool ( *write )( EntityQelNboAttrLogSa const&, void const* key, bool held );
    /// Applies a value, or an element that is present.
    void ( *apply )( EntityQelNboAttrLogSa const&, NboAttrLog::In& );
    /// Applies the removal of an element; of the child, for a single one. Null if nothing can be
@@ -37,8 +41,9 @@ struct AttributeLog {
    /// For attributes with several elements by key: says what is still to be said; false if blocked.
    bool ( *flush )( EntityQelNboAttrLogSa const&, NboAttrLog::FlowOut&, unsigned index ) = nullptr;
    std::unique_ptr<NboAttrLog::KeyedFlow> ( *newKeyedFlow )() = nullptr;
-   void ( *transaction )( EntityQelNboAttrLogSa const&, bool end,
+   void ( *transaction )( EntityQelNboAttrLogSa const&, Transaction,
                           std::uint32_t expected ) = nullptr;
+   bool ( *active )( Entity const& ) = nullptr; ///< Whether a transaction is under way.
    /// For attributes that hold child entities.
    Entity* ( *child )( EntityQelNboAttrLogSa const&, NboAttrLog::In&, FirstFailure& ) = nullptr;
    void ( *visit )( Entity const&, void ( * )( Entity&, void* ), void* ) = nullptr;
@@ -119,7 +124,7 @@ template<class Owner, class D>
 struct SingleLog {
    using Field = typename D::Field;
 
-   static bool write( EntityQelNboAttrLogSa const& sa, void const* ) {
+   static bool write( EntityQelNboAttrLogSa const& sa, void const*, bool ) {
       Field const& value = D::get( std::as_const( ownerOf<Owner>( sa ) ) );
       if ( !singletonSerializeCheck<D>( sa, Wire<Field>::size( value ) ) )
          return false;
@@ -148,9 +153,11 @@ template<class Owner, class D>
 struct ChildLog {
    using Child = typename D::Field::Child;
 
-   static bool write( EntityQelNboAttrLogSa const& sa, void const* ) {
+   static bool write( EntityQelNboAttrLogSa const& sa, void const*, bool held ) {
       if ( auto const& child = D::get( std::as_const( ownerOf<Owner>( sa ) ) ).child )
          return sa.stream().childAnnounce( sa, D::id, *child );
+      if ( !held )
+         return true;
       if ( !collSerializeCheck<D>( sa, true, 0 ) )
          return false;
       sa.out().outSmCommitMessage();
@@ -231,12 +238,14 @@ struct KeyedLog {
          return true;
       }
    }
-   static bool write( EntityQelNboAttrLogSa const& sa, void const* key ) {
-      return writeKey( sa, *static_cast<Key const*>( key ) );
+   static bool write( EntityQelNboAttrLogSa const& sa, void const* key, bool held ) {
+      return writeKey( sa, *static_cast<Key const*>( key ), held );
    }
-   static bool writeKey( EntityQelNboAttrLogSa const& sa, Key const& key ) {
+   static bool writeKey( EntityQelNboAttrLogSa const& sa, Key const& key, bool held ) {
       if ( auto const* const present = map( sa ).lookupNodeG( key ) )
          return writePresent( sa, *present );
+      if ( !held )
+         return true;
       if ( !collSerializeCheck<D>( sa, true, Wire<Key>::size( key ) ) )
          return false;
       sa.out().outSmCommitMessage( Wire<Key>::put( sa.out().cursor(), key ) );
@@ -247,14 +256,16 @@ struct KeyedLog {
 
    /// Everything between the markers: first by position for as long as no element moves, then what
    /// changed meanwhile, so that the end marker removes nothing that is there.
-   static bool walk( EntityQelNboAttrLogSa const& sa, Bookmark<Map>& at, HSet<Key>* dirty ) {
+   static bool walk( EntityQelNboAttrLogSa const& sa, Bookmark<Map>& at,
+                     DirtyKeys<Key>* dirty ) {
       at.settle( map( sa ), dirty );
       if constexpr ( Bookmark<Map>::byPosition ) {
          if ( at.walking ) {
             Map const& all = map( sa );
             at.assertVersion( all );
             auto element = all.from( at.position );
-            for ( Ahead<Map, holdsChildren> ahead( element ); element != all.end(); ++element ) {
+            for ( Ahead<Map, holdsChildren> ahead( element ); element != all.end();
+                  ++element, ++at.sent ) {
                ahead.step();
                if ( !writePresent( sa, *element ) ) {
                   at.position = all.positionOf( *element );
@@ -266,9 +277,24 @@ struct KeyedLog {
                at.leaveDirty( *dirty );
          }
       }
-      for ( ; !at.left.empty(); at.left.pop_back() )
-         if ( !writeKey( sa, at.left.back() ) )
+      for ( ; !at.left.empty(); at.left.pop_back(), ++at.sent )
+         if ( !writeKey( sa, at.left.back().key, at.left.back().sent ) )
             return false;
+      return true;
+   }
+   /// The begin marker, after word that one before it has no end.
+   static bool begin( EntityQelNboAttrLogSa const& sa, NboAttrLog::FlowOut& flowOut,
+                      unsigned index ) {
+      auto const* const rsc = &flowOut;
+      VAREK_ASSERT( !rsc->bookmark() );
+      if ( flowOut.begun( index ) ) {
+         if ( !transactionMarker<D>( sa, NboAttrLog::FrameKind::transactionCancel ) )
+            return false;
+         flowOut.begunIs( index, false );
+      }
+      if ( !transactionMarker<D>( sa, NboAttrLog::FrameKind::transactionBegin, map( sa ).size() ) )
+         return false;
+      flowOut.begunIs( index, true );
       return true;
    }
    static bool sync( EntityQelNboAttrLogSa const& sa, NboAttrLog::FlowOut& flowOut,
@@ -278,32 +304,34 @@ struct KeyedLog {
       if ( keyed && keyed->bookmark_ ) {
          at.swap( keyed->bookmark_ );
       } else {
-         if ( !transactionMarker<D>( sa, NboAttrLog::FrameKind::transactionBegin,
-                                     map( sa ).size() ) )
+         if ( !begin( sa, flowOut, index ) )
             return false;
          at.emplace( map( sa ) );
       }
       if ( walk( sa, *at, keyed ? &keyed->dirty_ : nullptr ) &&
            transactionMarker<D>( sa, NboAttrLog::FrameKind::transactionEnd ) ) {
          flowOut.resyncIs( NboAttrLog::FlowOut::noResync );
+         flowOut.begunIs( index, false );
          flowOut.synced( index );
          return true;
       }
       if ( !keyed )
          keyed = static_cast<Flow*>( &flowOut.keyedIs( index, std::make_unique<Flow>() ) );
-      auto const* const rsc = keyed;
-      VAREK_ASSERT( !rsc->bookmark() );
       keyed->bookmark_ = std::move( at );
       flowOut.resyncIs( index );
       return false;
    }
-   static bool flushDirty( EntityQelNboAttrLogSa const& sa, HSet<Key>& dirty ) {
-      for ( std::uint32_t at = dirty.nextTaken( 0 ); at != HSet<Key>::none;
-            at = dirty.nextTaken( at ) ) {
-         Key const key = dirty.at( at );
-         if ( !writeKey( sa, key ) )
+   static bool flushDirty( EntityQelNboAttrLogSa const& sa, DirtyKeys<Key>& dirty ) {
+      HSet<Key> const& all = dirty.all();
+      for ( std::uint32_t at = all.nextTaken( 0 ); at != HSet<Key>::none;
+            at = all.nextTaken( at ) ) {
+         Key const key = all.at( at );
+         if ( !writeKey( sa, key, dirty.mayBeHeld( key ) ) )
             return false;
-         dirty.deleteMemberG( key );
+         std::uint32_t const layout = all.version();
+         dirty.erase( key );
+         if ( layout != all.version() )
+            at = 0;
       }
       return true;
    }
@@ -367,14 +395,20 @@ struct KeyedLog {
       }
       return keys;
    }
-   static void transaction( EntityQelNboAttrLogSa const& sa, bool end, std::uint32_t expected ) {
+   static bool active( Entity const& entity ) {
+      return D::get( static_cast<Owner const&>( entity ) ).qelHasDeletionMarks();
+   }
+   static void transaction( EntityQelNboAttrLogSa const& sa, Transaction what,
+                            std::uint32_t expected ) {
       auto& all = D::get( ownerOf<Owner>( sa ) );
-      if ( !end ) {
+      if ( what == Transaction::begin ) {
          if constexpr ( Bookmark<Map>::byPosition )
             all.reserve( expected );
          all.qelMarkAllForDeletion();
          return;
       }
+      if ( what == Transaction::cancel )
+         return all.qelDeletionMarksClear();
       auto const gone = marked( all );
       all.qelDeletionMarksClear();
       Ptr<Entity> const keepAlive( &sa.entity() );
@@ -407,7 +441,8 @@ struct KeyedLog {
    }
 
    static constexpr AttributeLog log() {
-      AttributeLog made{ Element::form, write, apply, remove, flush, newKeyedFlow, transaction };
+      AttributeLog made{ Element::form, write, apply, remove, flush, newKeyedFlow, transaction,
+                         active };
       if constexpr ( holdsChildren ) {
          made.child = child;
          made.visit = visit;

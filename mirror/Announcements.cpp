@@ -26,20 +26,8 @@ void Announcements::describe() {
                                         64;
       types_.emplace( record, type );
    }
+   needsRestart_ = false;
 }
-
-namespace {
-
-void addChildren( Announced const& one, std::vector<Qel::Entity*>& to ) {
-   forEachChild(
-      *one.type->record, *one.entity,
-      []( Qel::Entity& child, void* all ) {
-         static_cast<std::vector<Qel::Entity*>*>( all )->push_back( &child );
-      },
-      &to );
-}
-
-} // namespace
 
 TypeNumber const* Announcements::typeNumber( Qel::TypeRecord const& record ) const {
    auto const address = reinterpret_cast<std::uintptr_t>( &record );
@@ -62,40 +50,13 @@ Announced* Announcements::findOrNew( Qel::Entity& entity, Qel::Entity const* par
                                         parent ? table_.placeOf( *parent ) : 0 ) );
 }
 
-std::vector<std::uint32_t> Announcements::unsay( Qel::Entity& entity, Connections connections ) {
-   std::vector<std::uint32_t> unsaid;
-   std::vector<Qel::Entity*> left;
-   addChildren( *find( entity ), left );
-   while ( !left.empty() ) {
-      Qel::Entity const& one = *left.back();
-      left.pop_back();
-      Announced* const known = find( one );
-      if ( !known || ( known->to & connections ) == 0 )
-         continue;
-      known->to &= ~connections;
-      unsaid.push_back( known->handle );
-      addChildren( *known, left );
-   }
-   return unsaid;
-}
-
-void Announcements::connectionGone( Connections bit ) {
-   // Held: an entry may be the last to hold its entity, which its parent's entry takes along.
-   std::vector<Varek::Ptr<Qel::Entity>> unknown;
-   table_.forEach( [&]( Announced& one ) {
-      if ( ( one.to &= ~bit ) == 0 )
-         unknown.push_back( one.entity );
-   } );
-   if ( unknown.size() == table_.size() )
-      table_.clear();
-   else
-      // What is below one of these was known to no more connections, and goes too.
-      for ( auto const& entity : unknown )
-         forget( *entity, []( Announced const& ) {} );
+void Announcements::connectionGone( Connections bit ) noexcept {
+   // What is below an entity that nobody knows any more is known to nobody either.
+   table_.takeIf( [bit]( Announced& one ) { return ( one.to &= ~bit ) == 0; } );
 }
 
 void Announcements::restart() {
-   needsRestart_ = false;
+   needsRestart_ = true;
    table_.clear();
    nextHandle_ = 1;
    describe();

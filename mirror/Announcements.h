@@ -63,24 +63,17 @@ public:
    /// \p parent is null for a root. Null when there is no handle or no type number left for it:
    /// then needsRestart().
    Announced* findOrNew( Qel::Entity&, Qel::Entity const* parent );
-   /// The entries of \p entity and of all below it end; \p f is called with each.
+   /// The entries of \p entity and of all below it end; \p f is called with each. Allocates nothing.
    template<class F>
    void forget( Qel::Entity const& entity, F f ) {
       if ( std::uint32_t const place = table_.placeOf( entity ) )
          table_.takeTree( place, f );
    }
-   void connectionGone( Connections bit );
-   /// What is below \p entity is as if it had not been said to \p connections; calls \p f with each
-   /// handle.
-   template<class F>
-   void unsayBelow( Qel::Entity& entity, Connections connections, F f ) {
-      for ( std::uint32_t const handle : unsay( entity, connections ) )
-         f( handle );
-   }
-
+   void connectionGone( Connections bit ) noexcept;
    /// Whether all connections have to end, since numbers have run out or a type has come that they
    /// were not told of.
    bool needsRestart() const { return needsRestart_; }
+   /// Once they have. If it throws, the need stays.
    void restart();
    /// Takes in what modules there are now; only while there are no connections.
    void describe();
@@ -90,7 +83,6 @@ public:
    void nextHandleIs( std::uint32_t handle ) { nextHandle_ = handle; }
 
 private:
-   std::vector<std::uint32_t> unsay( Qel::Entity&, Connections );
    TypeNumber const* typeNumber( Qel::TypeRecord const& ) const;
 
    EntityTable<Announced> table_;

@@ -49,6 +49,8 @@ void Endpoint::start( int fd, Varek::String peer, Description ours ) {
    out_.put16( protocolVersion );
    ours_.write( out_ );
    out_.outSmCommitMessage();
+   // The hello of a program with many types may be longer than what comes after it.
+   out_.payloadLimitIs( options_.maxFrame );
 }
 
 // Input
@@ -152,7 +154,7 @@ bool Endpoint::handleOwn( Frame const& frame ) {
       hello( frame );
       return true;
    }
-   if ( kind > FrameKind::refused || kind == FrameKind::hello ) [[unlikely]] {
+   if ( kind > FrameKind::transactionCancel || kind == FrameKind::hello ) [[unlikely]] {
       refuse( "a frame of kind " + std::to_string( static_cast<unsigned>( kind ) ) + " at offset " +
               std::to_string( frame.offset ) + " is not expected here" );
       return true;
@@ -248,13 +250,12 @@ void Endpoint::refuse( Varek::String const& text, Refusal kind ) {
    flush();
 }
 
-void Endpoint::close( Varek::String const& reason ) {
+void Endpoint::close( Varek::String reason ) noexcept {
    if ( closed() )
       return;
    phase_ = Phase::closed;
-   if ( &reason != &reason_ )
-      reason_ = reason;
-   out_.passOn();
+   reason_ = std::move( reason );
+   out_.drop();
    queue_.clear();
    // The descriptor itself stays until the end, so that its number means nothing else meanwhile.
    ::shutdown( fd_, SHUT_RDWR );

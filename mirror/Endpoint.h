@@ -90,7 +90,7 @@ public:
    enum class Refusal : std::uint16_t { final = 0, passing = 1 };
    /// Tells the peer why, then closes with \p text for a reason.
    void refuse( Varek::String const& text, Refusal = Refusal::final );
-   void close( Varek::String const& reason );
+   void close( Varek::String reason ) noexcept;
 
    enum class Due : std::uint8_t { nothing, keepAlive };
    /// Closes what has been silent for too long. The caller has read what there was.

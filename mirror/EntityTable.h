@@ -52,7 +52,8 @@ public:
 
    Record* find( Qel::Entity const& entity ) {
       if ( std::uint32_t const place = entity.qelPlace(); place - 1 < end_ ) [[likely]]
-         if ( Record& record = at( place ); record.entity.get() == &entity ) [[likely]]
+         if ( Record& record = at( place );
+              record.entity.get() == &entity && record.previous_ != onItsWayOut ) [[likely]]
             return &record;
       if ( elsewhere_.size() == 0 ) [[likely]]
          return nullptr;
@@ -73,55 +74,51 @@ public:
    }
 
    /// The place of \p record from now on, below that at \p parent if that is not 0. Its entity has
-   /// no record yet.
+   /// no record yet. The only call here that allocates: if that fails, nothing is changed.
    std::uint32_t newMember( Record record, std::uint32_t parent = 0 ) {
-      std::uint32_t const place = free_.empty() ? nextPlace() : free_.back();
+      std::uint32_t const place = firstFree_ != 0 ? firstFree_ : nextPlace();
       if ( record.entity->qelPlace() == 0 ) [[likely]]
          record.entity->qelPlaceIs( place );
       else
          elsewhere_.newMemberG( Elsewhere{ record.entity.get(), place } );
+      if ( place == firstFree_ )
+         firstFree_ = at( place ).next_;
+      else
+         end_ = place;
       at( place ) = std::move( record );
       if ( parent != 0 )
          link( place, parent );
-      if ( !free_.empty() )
-         free_.pop_back();
-      else
-         end_ = place;
       ++size_;
       return place;
    }
    /// Takes out the record at \p place and all that are below it, and calls \p f with each.
    template<class F>
    void takeTree( std::uint32_t place, F f ) {
-      unlink( at( place ) );
-      if ( at( place ).firstChild_ == 0 ) [[likely]]
-         return f( takeAt( place ) );
-      std::vector<std::uint32_t> places{ place };
-      for ( std::size_t i = 0; i < places.size(); ++i )
-         for ( std::uint32_t child = at( places[i] ).firstChild_; child != 0;
-               child = at( child ).next_ )
-            places.push_back( child );
-      // All are out before the first entity ends, which may run code that looks at this table.
-      std::vector<Record> taken;
-      taken.reserve( places.size() );
-      for ( std::uint32_t const one : places )
-         taken.push_back( takeAt( one ) );
-      for ( Record& one : taken )
-         f( std::move( one ) );
+      Chain taken;
+      take( place, taken );
+      for ( std::uint32_t one = place; one != 0; one = at( one ).next_ )
+         while ( std::uint32_t const child = at( one ).firstChild_ )
+            take( child, taken );
+      release( taken, f );
+   }
+   /// Takes out all records for which \p wanted( record ) is true; it is for all that are below
+   /// such a record.
+   template<class Wanted>
+   void takeIf( Wanted wanted ) {
+      Chain taken;
+      for ( std::uint32_t place = 1; place <= end_; ++place )
+         if ( Record& record = at( place ); isHeld( record ) && wanted( record ) )
+            take( place, taken );
+      release( taken, []( Record const& ) {} );
    }
    void clear() {
-      forEach( [this]( Record& record ) { unnote( record ); } );
-      // Taken out first: the end of an entity may run code that looks at this table.
-      auto const pages = std::exchange( pages_, {} );
-      free_ = {};
-      elsewhere_.memberDelAll();
-      size_ = end_ = 0;
+      takeIf( []( Record const& ) { return true; } );
    }
 
    template<class F>
    void forEach( F f ) {
       for ( std::uint32_t place = 1; place <= end_; ++place )
-         if ( Record& record = at( place ); record.entity )
+         if ( Record& record = at( place ); isHeld( record ) )
             f( record );
    }
 
@@ -139,6 +136,18 @@ private:
    };
    static std::uintptr_t keyOf( Qel::Entity const* entity ) {
       return reinterpret_cast<std::uintptr_t>( entity );
+   }
+
+   /// Records on their way out, linked by next_, none of which can be found any more. All are out
+   /// before the first entity ends, which may run code that looks at this table.
+   struct Chain {
+      std::uint32_t first = 0;
+      std::uint32_t last = 0;
+   };
+   static constexpr std::uint32_t onItsWayOut = ~std::uint32_t{ 0 }; // as previous_
+
+   static bool isHeld( Record const& record ) {
+      return record.entity && record.previous_ != onItsWayOut;
    }
 
    std::uint32_t nextPlace() {
@@ -165,13 +174,30 @@ private:
       else if ( one.parent_ != 0 )
          at( one.parent_ ).firstChild_ = one.next_;
    }
-   Record takeAt( std::uint32_t place ) {
-      free_.push_back( place );
-      Record taken = std::exchange( at( place ), Record{} );
-      unnote( taken );
-      if ( --size_ == 0 )
-         clear();
-      return taken;
+   void take( std::uint32_t place, Chain& to ) {
+      Record& record = at( place );
+      unlink( record );
+      unnote( record );
+      record.previous_ = onItsWayOut;
+      record.next_ = 0;
+      ( to.first == 0 ? to.first : at( to.last ).next_ ) = place;
+      to.last = place;
+      --size_;
+   }
+   template<class F>
+   void release( Chain const& chain, F f ) {
+      ++releasing_;
+      for ( std::uint32_t place = chain.first; place != 0; ) {
+         std::uint32_t const next = at( place ).next_;
+         Record taken = std::exchange( at( place ), Record{} );
+         at( place ).next_ = std::exchange( firstFree_, place );
+         f( std::move( taken ) );
+         place = next;
+      }
+      if ( --releasing_ == 0 && size_ == 0 ) {
+         pages_ = decltype( pages_ )();
+         firstFree_ = end_ = 0;
+      }
    }
    void unnote( Record const& record ) {
       bool const noted =
@@ -181,7 +207,8 @@ private:
    }
 
    std::vector<std::unique_ptr<Page>> pages_;
-   std::vector<std::uint32_t> free_;
+   std::uint32_t firstFree_ = 0; // of the places that are free again, linked by next_
+   std::uint32_t releasing_ = 0; // calls under way, for which the pages stay
    Qel::HashMap2018<Elsewhere, ElsewhereKey, 0x8B5F1D37> elsewhere_;
    std::uint32_t size_ = 0;
    std::uint32_t end_ = 0; // the last place that was ever given

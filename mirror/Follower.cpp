@@ -148,10 +148,15 @@ void Follower::forget( std::uint32_t handle ) {
    if ( place == 0 ) [[likely]]
       return;
    last_ = nullptr;
-   known_.takeTree( place, [this]( Known const& one ) { places_.placeDel( one.handle ); } );
+   known_.takeTree( place, [this]( Known const& one ) {
+      places_.placeDel( one.handle );
+      if ( !transactions_.empty() ) [[unlikely]]
+         transactionsCancel( one.entity.get() );
+   } );
 }
 
 void Follower::forgetAll() {
+   transactionsCancel( nullptr );
    last_ = nullptr;
    known_.clear();
    places_.clear();
@@ -247,12 +252,43 @@ void Follower::attribute( Frame const& one, Known const& known ) {
 void Follower::transaction( Frame const& one, Known const& known ) {
    In in( one.payload, one.offset );
    in.contextIs( known.type->name, one.head.field );
-   bool const end = one.head.kind == FrameKind::transactionEnd;
-   std::uint32_t const expected = end ? 0 : expectedElements( in, one );
+   auto const sa = mirrored( *known.entity, *known.type, *this );
+   if ( one.head.kind == FrameKind::transactionBegin )
+      return transactionBegin( sa, one, in );
    in.expectEnd();
-   if ( !doHandleAttrTransaction( mirrored( *known.entity, *known.type, *this ), one.head.field,
-                                  end ? 2 : 0, expected ) )
+   // Taken off first: what is removed at the end is told to observers, who may throw.
+   Varek::Ptr<Qel::Entity> const keepAlive( known.entity );
+   std::erase_if( transactions_, [&]( Transaction const& open ) {
+      return open.entity == known.entity && open.field == one.head.field;
+   } );
+   if ( one.head.kind == FrameKind::transactionCancel )
+      attrTransactionCancel( sa, one.head.field );
+   else if ( !doHandleAttrTransaction( sa, one.head.field, 2 ) )
       ++skipped_;
+}
+
+void Follower::transactionBegin( EntityQelNboAttrLogSa const& sa, Frame const& one, In& in ) {
+   std::uint32_t const expected = expectedElements( in, one );
+   in.expectEnd();
+   if ( attrTransactionActive( sa, one.head.field ) ) [[unlikely]]
+      in.fail( "its elements are under way already" );
+   transactions_.reserve( transactions_.size() + 1 );
+   if ( doHandleAttrTransaction( sa, one.head.field, 0, expected ) )
+      transactions_.push_back( { Varek::Ptr<Qel::Entity>( &sa.entity() ), one.head.field } );
+   else
+      ++skipped_;
+}
+
+/// Nothing is removed where the end will not come. For all entities if \p of is null.
+void Follower::transactionsCancel( Qel::Entity const* of ) {
+   for ( std::size_t i = transactions_.size(); i-- > 0; ) {
+      Transaction const open = transactions_[i];
+      if ( of && open.entity.get() != of )
+         continue;
+      attrTransactionCancel(
+         mirrored( *open.entity, Qel::typeRecord( *open.entity ), *this ), open.field );
+      transactions_.erase( transactions_.begin() + static_cast<std::ptrdiff_t>( i ) );
+   }
 }
 
 /// Elements come after the marker; those of a marker before are in bytes that have been counted on.

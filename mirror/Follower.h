@@ -105,6 +105,8 @@ private:
    void apply( Frame const& );
    void attribute( Frame const&, Known const& );
    void transaction( Frame const&, Known const& );
+   void transactionBegin( Qel::EntityQelNboAttrLogSa const&, Frame const&, Qel::NboAttrLog::In& );
+   void transactionsCancel( Qel::Entity const* of );
    std::uint32_t expectedElements( Qel::NboAttrLog::In&, Frame const& begin );
    void announce( Frame const&, Known const& parent );
    void notKnown( Frame const& );
@@ -136,6 +138,12 @@ private:
    Known* last_ = nullptr;    // mostly the next message is of the same entity
    std::uint32_t newest_ = 0; // handle that has been announced
    std::vector<Qel::TypeRecord const*> types_;
+   /// A full sync of a collection that has begun and not ended.
+   struct Transaction {
+      Varek::Ptr<Qel::Entity> entity;
+      Varek::FieldId field;
+   };
+   std::vector<Transaction> transactions_;
    std::exception_ptr observersFault_;
    std::uint64_t skipped_ = 0;
    std::uint64_t unknownTypes_ = 0;

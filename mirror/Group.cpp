@@ -23,20 +23,26 @@ void Group::leave( LeaderConnection& member ) {
    bits_ &= ~member.bit();
 }
 
-void Group::leaveThoseOver() {
+// Members may go while they are gone through, from the last to the first.
+
+void Group::leaveThoseOver() noexcept {
    someOver_ = false;
-   auto const all = members_;
-   for ( LeaderConnection* const member : all )
-      if ( member->isBehind() || member->queue().bytes() > outputLimit_ )
-         member->leaveGroup();
+   for ( std::size_t i = members_.size(); i-- > 0; )
+      if ( LeaderConnection& member = *members_[i];
+           member.isBehind() || member.queue().bytes() > outputLimit_ )
+         member.leaveGroup();
 }
 
 void Group::pass( Varek::Ptr<Chunk> const& chunk, std::uint8_t const* from,
                   std::uint8_t const* to ) {
-   for ( LeaderConnection* const member : members_ ) {
-      OutQueue& queue = member->queue();
-      queue.append( chunk, from, to );
-      someOver_ |= queue.bytes() > outputLimit_;
+   for ( std::size_t i = members_.size(); i-- > 0; ) {
+      OutQueue& queue = members_[i]->queue();
+      try {
+         queue.append( chunk, from, to );
+         someOver_ |= queue.bytes() > outputLimit_;
+      } catch ( ... ) {
+         members_[i]->fail( {} );
+      }
    }
 }
 
@@ -50,17 +56,29 @@ void Group::begin() {
    }
 }
 
-void Group::end() {
-   passOn();
+template<class Say>
+void Group::sayToAll( What const& what, Say say ) noexcept {
+   try {
+      begin();
+      say();
+      passOn();
+   } catch ( ... ) {
+      // Some of it may have been said, and some is noted as said: no member has a stream that goes
+      // on from here.
+      drop();
+      while ( !members_.empty() )
+         members_.back()->fail( what );
+   }
    if ( someOver_ ) [[unlikely]]
       leaveThoseOver();
 }
 
-void Group::encode( EntityQelNboAttrLogSa const& sa, Varek::FieldId id, void const* key ) {
-   begin();
-   streamAdapterOnAttribute( EntityQelNboAttrLogSa( sa.entity(), sa.type(), sa.handle(), *this ),
-                             id, key );
-   end();
+void Group::encode( EntityQelNboAttrLogSa const& sa, Varek::FieldId id, void const* key ) noexcept {
+   sayToAll( { &sa.type(), id }, [&] {
+      EntityQelNboAttrLogSa own( sa.entity(), sa.type(), sa.handle(), *this );
+      own.heldBeforeIs( sa.heldBefore() );
+      streamAdapterOnAttribute( own, id, key );
+   } );
 }
 
 bool Group::announce( Parent const& parent, Qel::Entity& child, Varek::String const* rootName ) {
@@ -76,50 +94,53 @@ bool Group::announce( Parent const& parent, Qel::Entity& child, Varek::String co
 }
 
 /// What is in a new child is mostly little, but nothing bounds it: what is more than the limit is
-/// said to each member on its own.
+/// left to each member.
 void Group::contents( Announced one ) {
-   bool const outermost = depth_ == 0;
-   bool said = false;
+   FlowOut all( *one.type->record, true );
+   int from = 0;
    if ( depth_ < maxDepth ) {
+      Internal::Deeper const deeper( depth_ );
+      bool const outermost = depth_ == 1;
       if ( outermost )
          allowanceIs( outputLimit_ );
-      FlowOut all( *one.type->record, true );
-      ++depth_;
-      said = handleAttrFlowOut(
-                EntityQelNboAttrLogSa( *one.entity, *one.type->record, one.handle, *this, &all ), 0,
-                all ) == 0;
-      --depth_;
+      auto const unlimit = [&] {
+         if ( outermost )
+            allowanceIs( unlimited );
+      };
+      try {
+         from = handleAttrFlowOut(
+            EntityQelNboAttrLogSa( *one.entity, *one.type->record, one.handle, *this, &all ), 0,
+            all );
+      } catch ( ... ) {
+         drop();
+         unlimit();
+         throw;
+      }
+      unlimit();
+      if ( from == 0 )
+         return;
    }
-   if ( !said ) {
-      // All is said anew, between new markers: so must be what is below, or the end marker removes
-      // it.
-      announcements_.unsayBelow( *one.entity, bits_, [this]( std::uint32_t handle ) {
-         for ( LeaderConnection* const member : members_ )
-            member->forgotten( handle );
-      } );
-      for ( LeaderConnection* const member : members_ )
-         member->contentsLeft( one );
-      someOver_ = true;
-   }
-   if ( outermost )
-      allowanceIs( unlimited );
+   contentsLeft( one, all, from );
 }
 
-void Group::rootAnnounce( Varek::String const& name, Qel::Entity& root ) {
-   if ( members_.empty() )
-      return;
-   begin();
-   announce( {}, root, &name );
-   end();
+void Group::contentsLeft( Announced const& one, FlowOut const& marks, int from ) {
+   for ( std::size_t i = members_.size(); i-- > 0; )
+      members_[i]->contentsLeft( one, marks, from );
+   someOver_ = true;
 }
 
-void Group::rootGone( std::uint32_t handle ) {
+void Group::rootAnnounce( Varek::String const& name, Qel::Entity& root ) noexcept {
+   if ( !members_.empty() )
+      sayToAll( { &Qel::typeRecord( root ), {} }, [&] { announce( {}, root, &name ); } );
+}
+
+void Group::rootGone( std::uint32_t handle ) noexcept {
    if ( members_.empty() )
       return;
-   begin();
-   outSmReserveMessage( FrameKind::rootGone, handle, {}, 0 );
-   outSmCommitMessage();
-   end();
+   sayToAll( {}, [&] {
+      outSmReserveMessage( FrameKind::rootGone, handle, {}, 0 );
+      outSmCommitMessage();
+   } );
 }
 
 } // namespace Mirror

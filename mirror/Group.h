@@ -10,16 +10,20 @@
 namespace Mirror {
 
 class LeaderConnection;
+struct What;
 
 /// The connections that are up to date: they share one encoding of each change, in the same memory.
 /// What is written here reaches every member; each has been told of every entity that one was. A
 /// member whose queue is over the limit leaves when the change is said, so the group never waits.
+/// What cannot be said to all (for want of memory, or since it is too large) ends the connections
+/// of all members; what cannot be passed to one, its connection alone.
 class Group final : private ChunkOut, public Qel::NboAttrLog::Stream {
 public:
    Group( Announcements& announcements, std::size_t outputLimit )
       : Stream( static_cast<Qel::NboAttrLog::Out&>( *this ) ), announcements_( announcements ),
         outputLimit_( outputLimit ) {}
    ~Group() override;
+   using Out::payloadLimitIs;
 
    Connections members() const { return bits_; }
    std::vector<LeaderConnection*> const& list() const { return members_; }
@@ -30,9 +34,9 @@ public:
    std::uint64_t messagesSent() const { return messages(); }
 
    /// Encodes what attribute \p id of sa's entity is now, for all.
-   void encode( Qel::EntityQelNboAttrLogSa const&, Varek::FieldId id, void const* key );
-   void rootAnnounce( Varek::String const& name, Qel::Entity& root );
-   void rootGone( std::uint32_t handle );
+   void encode( Qel::EntityQelNboAttrLogSa const&, Varek::FieldId id, void const* key ) noexcept;
+   void rootAnnounce( Varek::String const& name, Qel::Entity& root ) noexcept;
+   void rootGone( std::uint32_t handle ) noexcept;
 
    bool doMessageMulticast( Qel::EntityQelNboAttrLogSa const&, Varek::FieldId,
                             void const* ) override {
@@ -45,11 +49,13 @@ public:
 
 private:
    void pass( Varek::Ptr<Chunk> const&, std::uint8_t const* from, std::uint8_t const* to ) override;
+   template<class Say>
+   void sayToAll( What const&, Say ) noexcept;
    void begin();
-   void end();
    bool announce( Parent const&, Qel::Entity& child, Varek::String const* rootName );
    void contents( Announced );
-   void leaveThoseOver();
+   void contentsLeft( Announced const&, Qel::NboAttrLog::FlowOut const&, int from );
+   void leaveThoseOver() noexcept;
 
    Announcements& announcements_;
    std::size_t const outputLimit_;

@@ -2,15 +2,19 @@
 
 #include <algorithm>
 #include <bit>
+#include <new>
 #include <utility>
 
 #include "Varek/Failures.h"
 #include "framework/AttrLog.h"
+#include "mirror/Socket.h"
 
 namespace Mirror {
 
 Leader::Leader( LeaderOptions options )
-   : options_( std::move( options ) ), group_( announcements_, options_.outputLimit ) {}
+   : options_( std::move( options ) ), group_( announcements_, options_.outputLimit ) {
+   group_.payloadLimitIs( options_.maxFrame );
+}
 
 Leader::~Leader() = default;
 
@@ -28,24 +32,19 @@ void Leader::requireUnpublished( Qel::Entity const& entity ) const {
                                   name + "\", or that part of it" );
 }
 
-bool Leader::isRoot( Qel::Entity const& entity ) const {
-   return std::ranges::any_of( roots_,
-                               [&]( auto& one ) { return one.second.entity.get() == &entity; } );
-}
-
 void Leader::rootIs( Varek::String const& name, Varek::Ptr<Qel::Entity> root ) {
    auto const before = roots_.find( name );
    if ( before != roots_.end() && before->second.entity == root )
       return;
    requireUnpublished( *root );
+   // First, as the state right after each change is what is to be said of it.
+   std::map<Varek::String, Root> made;
+   made.emplace( name, Root{ root, root->subscribe(
+                                      [this]( Varek::Change const& change ) { changed( change ); },
+                                      Varek::Scope::subtreeFirst ) } );
    rootDel( name );
-   // An observer may publish what was just removed, before this is told of the removal.
-   forget( *root );
-   Root& made = roots_[name];
-   made.entity = std::move( root );
-   made.subscription = made.entity->subscribe(
-      [this]( Varek::Change const& change ) { changed( change ); }, Varek::Scope::subtree );
-   group_.rootAnnounce( name, *made.entity );
+   roots_.merge( made );
+   group_.rootAnnounce( name, *root );
    restartIfNeeded();
 }
 
@@ -66,33 +65,42 @@ void Leader::rootDel( Varek::String const& name ) {
 
 // Changes
 
-void Leader::forget( Qel::Entity const& entity ) {
+void Leader::forget( Qel::Entity const& entity ) noexcept {
    announcements_.forget( entity, [this]( Announced const& one ) {
-      forEachBit( one.to & ~group_.members(),
-                  [&]( unsigned i ) { byBit_[i]->forgotten( one.handle ); } );
+      forEachBit( one.to & ~group_.members(), [&]( unsigned i ) {
+         if ( byBit_[i] )
+            byBit_[i]->forgotten( one.handle );
+      } );
    } );
 }
 
-void Leader::changed( Varek::Change const& change ) {
+void Leader::changed( Varek::Change const& change ) noexcept {
    Announced const* const known = announcements_.find( Qel::entityOf( change ) );
    if ( !known )
       return;
    Announced const one = *known; // which moves when others are made known
+   // Who may hold what was there before: a child, those who were told of it.
+   Connections held = change.oldData() ? ~Connections{ 0 } : 0;
    if ( change.oldData() && one.type->mayHoldChild( change.id() ) )
       if ( Qel::Entity const* const old =
-              Qel::oldChild( *one.type->record, change.id(), change.oldData() );
-           old && !isRoot( *old ) )
+              Qel::oldChild( *one.type->record, change.id(), change.oldData() ) ) {
+         Announced const* const gone = announcements_.find( *old );
+         held = gone ? gone->to : 0;
          forget( *old );
+      }
    Connections const members = group_.members();
    if ( ( one.to & members ) != 0 ) {
       // The first of them encodes for all.
       Qel::EntityQelNboAttrLogSa sa( *one.entity, *one.type->record, one.handle,
                                      *group_.list().front() );
       sa.multicastIs( true );
+      sa.heldBeforeIs( ( held & members ) != 0 );
       streamAdapterOnAttribute( sa, change.id(), change.keyData() );
    }
-   forEachBit( one.to & ~members,
-               [&]( unsigned i ) { byBit_[i]->offer( one, change.id(), change.keyData() ); } );
+   forEachBit( one.to & ~members, [&]( unsigned i ) {
+      if ( byBit_[i] )
+         byBit_[i]->offer( one, change.id(), change.keyData(), ( held >> i & 1 ) != 0 );
+   } );
    restartIfNeeded();
 }
 
@@ -100,29 +108,30 @@ void Leader::changed( Varek::Change const& change ) {
 
 LeaderConnection& Leader::connectionIs( int fd, Varek::String const& peer,
                                         Varek::String const& refusal ) {
+   Fd owned( fd );
    auto const free = std::ranges::find( byBit_, nullptr );
    bool const full = free == std::end( byBit_ );
    bool const refused = full || !refusal.empty();
    Connections const bit =
       refused ? 0 : Connections{ 1 } << static_cast<unsigned>( free - std::begin( byBit_ ) );
-   connections_.push_back(
-      std::unique_ptr<LeaderConnection>( new LeaderConnection( *this, options_, bit ) ) );
-   LeaderConnection& made = *connections_.back();
    if ( std::ranges::all_of( byBit_, []( auto* one ) { return !one; } ) )
       announcements_.describe();
-   made.endpoint_.start( fd, peer, announcements_.description() );
+   auto made = std::unique_ptr<LeaderConnection>( new LeaderConnection( *this, options_, bit ) );
+   LeaderConnection& connection = *made;
+   connection.endpoint_.start( owned.release(), peer, announcements_.description() );
+   connections_.push_back( std::move( made ) );
    if ( !refused )
-      *free = &made;
+      *free = &connection;
    else if ( !refusal.empty() )
-      made.endpoint_.refuse( refusal );
+      connection.endpoint_.refuse( refusal );
    else
-      made.endpoint_.refuse( "the leader has " + std::to_string( maxConnections ) +
-                                " followers already, as many as it can",
-                             Endpoint::Refusal::passing );
-   return made;
+      connection.endpoint_.refuse( "the leader has " + std::to_string( maxConnections ) +
+                                      " followers already, as many as it can",
+                                   Endpoint::Refusal::passing );
+   return connection;
 }
 
-void Leader::detach( LeaderConnection& connection ) {
+void Leader::detach( LeaderConnection& connection ) noexcept {
    if ( connection.bit_ == 0 )
       return;
    group_.leave( connection );
@@ -138,15 +147,22 @@ void Leader::connectionDel( LeaderConnection& connection ) {
    std::erase_if( connections_, [&]( auto const& one ) { return one.get() == &connection; } );
 }
 
-/// During a change perhaps, so nobody is told before the connection is driven again; what ends is
-/// readable, which sees to that.
-void Leader::restart() {
+void Leader::restart() noexcept {
    for ( auto const& one : connections_ )
-      if ( !std::exchange( one->detached_, true ) ) {
-         detach( *one );
-         one->endpoint_.close( "the leader numbers its entities anew; connect again" );
+      if ( !one->detached_ ) {
+         Varek::String reason;
+         try {
+            reason = "the leader numbers its entities anew; connect again";
+         } catch ( std::bad_alloc const& ) {
+            reason = "no numbers left"; // short enough not to need memory
+         }
+         one->end( std::move( reason ) );
       }
-   announcements_.restart();
+   try {
+      announcements_.restart();
+   } catch ( std::bad_alloc const& ) {
+      // Nobody is connected; before somebody is, it is tried again.
+   }
 }
 
 void Leader::tick( Clock::time_point now ) {

@@ -27,7 +27,10 @@ struct LeaderOptions : EndpointOptions {};
 /// owner's loop drives each connection, and tells the time by tick().
 ///
 /// A tree must not change otherwise than through its mutators; its entities may be changed from
-/// anywhere, also from observers, before connections come, while they are there, and after.
+/// anywhere, also from observers, before connections come, while they are there, and after. A
+/// mutator never fails for what the leader makes of the change: where that cannot be said, for want
+/// of memory or since it is more than a frame may hold, the connections that it concerns end with a
+/// reason.
 class VAREK_EXPORT Leader {
 public:
    explicit Leader( LeaderOptions = {} );
@@ -37,10 +40,11 @@ public:
 
    /// Publishes \p root, with all that is below it, under \p name, in place of what is published
    /// so. Throws Varek::RangeError for an entity that is published already, in a tree or as a root.
+   /// If it throws, what was published still is.
    void rootIs( Varek::String const& name, Varek::Ptr<Qel::Entity> root );
    void rootDel( Varek::String const& name );
 
-   /// Takes over \p fd, a connected socket. With \p refusal (see Accepted in Socket.h) the other
+   /// Takes over \p fd, a connected socket, also if it throws. With \p refusal (see Accepted in Socket.h) the other
    /// side is told that and no more. The result lives until connectionDel().
    LeaderConnection& connectionIs( int fd, Varek::String const& peer,
                                    Varek::String const& refusal = {} );
@@ -76,16 +80,15 @@ private:
       Varek::Subscription subscription;
    };
 
-   void changed( Varek::Change const& );
-   void forget( Qel::Entity const& );
-   void detach( LeaderConnection& );
-   void restartIfNeeded() {
+   void changed( Varek::Change const& ) noexcept;
+   void forget( Qel::Entity const& ) noexcept;
+   void detach( LeaderConnection& ) noexcept;
+   void restartIfNeeded() noexcept {
       if ( announcements_.needsRestart() ) [[unlikely]]
          restart();
    }
-   void restart();
+   void restart() noexcept;
    void requireUnpublished( Qel::Entity const& ) const;
-   bool isRoot( Qel::Entity const& ) const;
 
    LeaderOptions const options_;
    Announcements announcements_;

@@ -1,5 +1,8 @@
 #include "mirror/LeaderConnection.h"
 
+#include <exception>
+#include <new>
+#include <string>
 #include <utility>
 
 #include "mirror/Leader.h"
@@ -16,16 +19,72 @@ LeaderConnection::LeaderConnection( Leader& leader, EndpointOptions const& optio
      leader_( leader ), outputLimit_( options.outputLimit ), bit_( bit ) {}
 LeaderConnection::~LeaderConnection() = default;
 
-// The group
+// The end
 
-void LeaderConnection::contentsLeft( Announced const& one ) {
-   flows_.insert_or_assign( one.handle, Flow{ FlowOut( *one.type->record, true ), one.entity, 0 } );
+namespace {
+
+Varek::String text( What const& what ) {
+   Varek::String made( what.type ? what.type->name : "this stream" );
+   if ( Qel::AttributeRecord const* const attribute =
+           what.type ? what.type->attribute( what.field ) : nullptr ) {
+      made += ", field " + std::to_string( what.field.value() );
+      made.append( " (" ).append( attribute->name ).append( ")" );
+   }
+   return made;
 }
 
-void LeaderConnection::leaveGroup() {
+} // namespace
+
+void LeaderConnection::fail( What const& what ) noexcept {
+   if ( !std::exchange( detached_, true ) )
+      leader_.detach( *this );
+   try {
+      endpoint_.out().drop();
+      try {
+         throw;
+      } catch ( Qel::NboAttrLog::FrameTooLarge const& tooLarge ) {
+         // The next attempt would end alike.
+         endpoint_.refuse( tooLarge.what() );
+      } catch ( std::bad_alloc const& ) {
+         endpoint_.refuse( "there was no memory for what was to be sent of " + text( what ),
+                           Endpoint::Refusal::passing );
+      } catch ( std::exception const& other ) {
+         endpoint_.refuse( text( what ) + " could not be sent: " + other.what(),
+                           Endpoint::Refusal::passing );
+      }
+   } catch ( ... ) {
+      endpoint_.close( "no memory" ); // short enough not to need any
+   }
+}
+
+void LeaderConnection::end( Varek::String reason ) noexcept {
+   if ( !std::exchange( detached_, true ) )
+      leader_.detach( *this );
+   endpoint_.close( std::move( reason ) );
+}
+
+template<class Step>
+void LeaderConnection::guarded( What const& what, Step step ) noexcept {
+   try {
+      step();
+   } catch ( ... ) {
+      fail( what );
+   }
+}
+
+// The group
+
+void LeaderConnection::contentsLeft( Announced const& one, FlowOut const& marks,
+                                     int from ) noexcept {
+   guarded( { one.type->record, {} }, [&] {
+      flows_.insert_or_assign( one.handle, Flow{ marks.clone(), one.entity, from } );
+   } );
+}
+
+void LeaderConnection::leaveGroup() noexcept {
    leader_.group_.leave( *this );
    inGroup_ = false;
-   useOwnOut();
+   guarded( {}, [&] { useOwnOut(); } );
 }
 
 bool LeaderConnection::doMessageMulticast( EntityQelNboAttrLogSa const& sa, Varek::FieldId id,
@@ -54,22 +113,24 @@ void LeaderConnection::allowanceUpdate() {
 
 // Changes
 
-void LeaderConnection::offer( Announced const& one, Varek::FieldId id, void const* key ) {
-   auto const at = flows_.find( one.handle );
-   if ( at != flows_.end() ) {
-      FlowOut& marks = at->second.marks;
-      streamAdapterOnAttribute(
-         EntityQelNboAttrLogSa( *one.entity, *one.type->record, one.handle, *this, &marks ), id,
-         key );
-      if ( !marks.isDirty() )
+void LeaderConnection::offer( Announced const& one, Varek::FieldId id, void const* key,
+                              bool held ) noexcept {
+   guarded( { one.type->record, id }, [&] {
+      auto const at = flows_.find( one.handle );
+      FlowOut clean( *one.type->record, false );
+      FlowOut& marks = at != flows_.end() ? at->second.marks : clean;
+      EntityQelNboAttrLogSa sa( *one.entity, *one.type->record, one.handle, *this, &marks );
+      sa.heldBeforeIs( held );
+      streamAdapterOnAttribute( sa, id, key );
+      if ( at == flows_.end() && clean.isDirty() )
+         flows_.emplace( one.handle, Flow{ std::move( clean ), one.entity, 0 } );
+      else if ( at != flows_.end() && !marks.isDirty() )
          flows_.erase( at );
-      return;
-   }
-   FlowOut marks( *one.type->record, false );
-   streamAdapterOnAttribute(
-      EntityQelNboAttrLogSa( *one.entity, *one.type->record, one.handle, *this, &marks ), id, key );
-   if ( marks.isDirty() )
-      flows_.emplace( one.handle, Flow{ std::move( marks ), one.entity, 0 } );
+   } );
+}
+
+void LeaderConnection::rootGone( std::uint32_t handle ) noexcept {
+   guarded( {}, [&] { rootsGone_.push_back( handle ); } );
 }
 
 bool LeaderConnection::announce( Parent const& parent, Qel::Entity& child,
@@ -89,11 +150,10 @@ bool LeaderConnection::announce( Parent const& parent, Qel::Entity& child,
 void LeaderConnection::contents( Announced one ) {
    Flow flow{ FlowOut( *one.type->record, true ), one.entity, 0 };
    if ( depth_ < maxDepth ) {
-      ++depth_;
+      Internal::Deeper const deeper( depth_ );
       flow.from = handleAttrFlowOut(
          EntityQelNboAttrLogSa( *one.entity, *one.type->record, one.handle, *this, &flow.marks ), 0,
          flow.marks );
-      --depth_;
       if ( flow.from == 0 )
          return;
    }
@@ -161,11 +221,17 @@ void LeaderConnection::receive() {
 }
 
 void LeaderConnection::onReadable() {
-   receive();
+   guarded( {}, [&] { receive(); } );
    finish();
 }
 
 void LeaderConnection::onWritable() {
+   guarded( {}, [&] { say(); } );
+   leader_.restartIfNeeded();
+   finish();
+}
+
+void LeaderConnection::say() {
    // A bounded number of times: the others want their turn too.
    for ( unsigned i = 0; i < 8; ++i ) {
       endpoint_.flush();
@@ -179,18 +245,18 @@ void LeaderConnection::onWritable() {
       }
       endpoint_.out().passOn();
    }
-   leader_.restartIfNeeded();
-   finish();
 }
 
 void LeaderConnection::tick( Clock::time_point now ) {
-   // Words that lie unread are a sign of life: the process may have been stopped for a while.
-   if ( endpoint_.nextDeadline() <= now )
-      receive();
-   if ( endpoint_.tick( now ) == Endpoint::Due::keepAlive ) {
-      useOwnOut();
-      endpoint_.keepAlive();
-   }
+   guarded( {}, [&] {
+      // Words that lie unread are a sign of life: the process may have been stopped for a while.
+      if ( endpoint_.nextDeadline() <= now )
+         receive();
+      if ( endpoint_.tick( now ) == Endpoint::Due::keepAlive ) {
+         useOwnOut();
+         endpoint_.keepAlive();
+      }
+   } );
 }
 
 /// Called last in whatever may have closed the connection: its end may be told only once, and who

@@ -17,7 +17,25 @@ class Leader;
 /// bounded.
 inline constexpr unsigned maxDepth = 64;
 
+/// What could not be said: an attribute, all of an entity (without a field), or all of several.
+struct What {
+   Qel::TypeRecord const* type = nullptr;
+   Varek::FieldId field;
+};
+
 namespace Internal {
+
+/// One level deeper, for as long as it lives.
+class Deeper {
+public:
+   explicit Deeper( unsigned& depth ) : depth_( depth ) { ++depth_; }
+   Deeper( Deeper const& ) = delete;
+   Deeper& operator=( Deeper const& ) = delete;
+   ~Deeper() { --depth_; }
+
+private:
+   unsigned& depth_;
+};
 
 /// Made before the stream that writes through it.
 struct HasEndpoint {
@@ -74,14 +92,23 @@ private:
    OutQueue& queue() { return endpoint_.queue(); }
    bool isBehind() const { return !flows_.empty(); }
    void groupFollows() { groupIsLast_ = true; }
-   void contentsLeft( Announced const& );
-   void leaveGroup();
+   void contentsLeft( Announced const&, Qel::NboAttrLog::FlowOut const&, int from ) noexcept;
+   void leaveGroup() noexcept;
    void useOwnOut();
    void allowanceUpdate();
 
-   void offer( Announced const&, Varek::FieldId id, void const* key );
+   /// \p held: whether the follower may hold the element, or the child, that was there before.
+   void offer( Announced const&, Varek::FieldId id, void const* key, bool held ) noexcept;
    void forgotten( std::uint32_t handle ) { flows_.erase( handle ); }
-   void rootGone( std::uint32_t handle ) { rootsGone_.push_back( handle ); }
+   void rootGone( std::uint32_t handle ) noexcept;
+   /// Ends the connection for the exception that is being handled, with a reason that says what
+   /// could not be said. Perhaps during a change, so nobody is told before the connection is driven
+   /// again; what ends is readable, which sees to that.
+   void fail( What const& ) noexcept;
+   void end( Varek::String reason ) noexcept;
+   template<class Step>
+   void guarded( What const&, Step ) noexcept;
+   void say();
    bool sayAll();
    bool sayRoots();
    bool sayMarked();

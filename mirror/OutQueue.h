@@ -39,12 +39,12 @@ public:
    bool empty() const { return bytes_ == 0; }
 
    void append( Varek::Ptr<Chunk> const& chunk, std::uint8_t const* from, std::uint8_t const* to ) {
-      bytes_ += static_cast<std::size_t>( to - from );
       if ( first_ != slices_.size() && slices_.back().to == from && slices_.back().chunk == chunk )
          [[likely]]
          slices_.back().to = to;
       else
-         slices_.push_back( { chunk, from, to } );
+         slices_.push_back( { chunk, from, to } ); // which may throw
+      bytes_ += static_cast<std::size_t>( to - from );
    }
 
    /// Sends what \p fd, a socket, takes now. The number of bytes, or -1 with errno set.
@@ -71,6 +71,7 @@ public:
    static constexpr std::size_t unlimited = ~std::size_t{ 0 };
 
    using Out::forgetLast;
+   using Out::payloadLimitIs;
    /// How many bytes may still be written; see mayExceed().
    void allowanceIs( std::size_t bytes );
    void passOn() {
@@ -78,6 +79,11 @@ public:
          passOnPending();
    }
    bool pending() const { return free_ != from_; }
+   /// Gives up what was not passed on yet, also a message that has been begun.
+   void drop() {
+      free_ = from_;
+      forgetFrame();
+   }
    /// Fills the chunk again from its start if nobody else refers to it.
    void rewind() {
       if ( chunk_ && chunk_->references() == 1 && free_ == from_ )

@@ -7,6 +7,8 @@
 
 namespace Qel {
 
+Internal::DeletionMarks Internal::DeletionMarks::none( 0 );
+
 namespace {
 
 std::uint32_t newVersion() {
@@ -64,21 +66,26 @@ void HashMap2018Generic::releaseGroups( Group* groups, std::size_t elementSize )
 }
 
 void HashMap2018Generic::qelMarkAllForDeletion() {
-   if ( !groups_ )
+   if ( !groups_ ) {
+      mask_ = marking;
       return;
-   head().marks.reset();
-   if ( size_ == 0 )
+   }
+   if ( size_ == 0 ) {
+      head().marks.reset( &Internal::DeletionMarks::none );
       return;
+   }
    // Only what is there: a slot that is empty now may be an element's before the marks go.
-   auto marks = std::make_unique<Internal::DeletionMarks>( slotCount(), false );
+   decltype( Head::marks ) marks( new Internal::DeletionMarks( slotCount() ) );
    for ( std::uint32_t at = nextTaken( 0 ); at != none; at = nextTaken( at + 1 ) )
-      ( *marks )[at] = true;
+      marks->set( at, true );
    head().marks = std::move( marks );
 }
 
 void HashMap2018Generic::qelDeletionMarksClear() {
    if ( groups_ )
       head().marks.reset();
+   else
+      mask_ = 0;
 }
 
 } // namespace Qel

@@ -29,11 +29,32 @@ namespace Qel {
 namespace Internal {
 
 /// Marks of elements, by position; they exist only while a resynchronisation runs.
-using DeletionMarks = std::vector<bool>;
+class VAREK_EXPORT DeletionMarks {
+public:
+   explicit DeletionMarks( std::uint32_t positions ) : marked_( positions ) {}
+   bool at( std::uint32_t position ) const {
+      return position < marked_.size() && marked_[position];
+   }
+   void set( std::uint32_t position, bool marked ) {
+      if ( position < marked_.size() )
+         marked_[position] = marked;
+   }
+   /// For a map without elements: one resynchronisation of most is that, and allocates nothing.
+   static DeletionMarks none;
+
+private:
+   std::vector<bool> marked_;
+};
+struct DeletionMarksEnd {
+   void operator()( DeletionMarks* marks ) const {
+      if ( marks != &DeletionMarks::none )
+         delete marks;
+   }
+};
 
 /// What precedes the groups in the one allocation behind a map; the elements follow them.
 struct alignas( 16 ) MapHead {
-   std::unique_ptr<DeletionMarks> marks;
+   std::unique_ptr<DeletionMarks, DeletionMarksEnd> marks;
    std::uint32_t version = 0;
    std::uint32_t capacity = 0;
 };
@@ -82,10 +103,11 @@ public:
    void qelMarkAllForDeletion();
    /// Forgets all marks.
    void qelDeletionMarksClear();
-   /// Whether a resynchronisation is under way. False also if there was nothing to mark.
-   bool qelHasDeletionMarks() const { return groups_ && head().marks; }
+   /// Whether a resynchronisation is under way: from qelMarkAllForDeletion on until the marks are
+   /// forgotten, whatever happens to the elements.
+   bool qelHasDeletionMarks() const { return groups_ ? bool( head().marks ) : mask_ == marking; }
    bool isMarkedForDeletion( std::uint32_t position ) const {
-      return position != none && groups_ && head().marks && ( *head().marks )[position];
+      return position != none && groups_ && head().marks && head().marks->at( position );
    }
 
 protected:
@@ -95,7 +117,7 @@ protected:
    HashMap2018Generic() = default;
    HashMap2018Generic( HashMap2018Generic&& other ) noexcept
       : groups_( std::exchange( other.groups_, nullptr ) ),
-        size_( std::exchange( other.size_, 0 ) ), mask_( other.mask_ ) {}
+        size_( std::exchange( other.size_, 0 ) ), mask_( std::exchange( other.mask_, 0 ) ) {}
    ~HashMap2018Generic() = default;
 
    // Capacities: the slots of a single group, or perGroup times a power of two of groups.
@@ -132,7 +154,7 @@ protected:
          [[unlikely]] groups_[at].overflowDec();
       groups_[home].tags[position % Group::slots] = 0;
       if ( head().marks ) [[unlikely]]
-         ( *head().marks )[position] = false;
+         head().marks->set( position, false );
    }
 
    static std::uint32_t nextCapacity( std::uint32_t capacity );
@@ -140,9 +162,12 @@ protected:
    static Group* newGroups( std::uint32_t capacity, std::size_t elementSize );
    static void releaseGroups( Group* groups, std::size_t elementSize ) noexcept;
 
+   /// The mask of a map without groups while a resynchronisation is under way.
+   static constexpr std::uint32_t marking = ~std::uint32_t{ 0 };
+
    Group* groups_ = nullptr;
    std::uint32_t size_ = 0;
-   std::uint32_t mask_ = 0; // number of groups less one
+   std::uint32_t mask_ = 0; // number of groups less one; see marking
 };
 
 /// A map of \p Element, each with its key inside: KeyFunktor::Key is the key type and
@@ -329,16 +354,20 @@ public:
    void memberDelAll() noexcept {
       // Taken out first: the end of an element may run code that looks at this map.
       HashMap2018 const old( std::move( *this ) );
+      if ( old.qelHasDeletionMarks() )
+         mask_ = marking;
    }
 
    /// Sets or clears the deletion mark of the element with \p key, if there is one. There are marks
-   /// from qelMarkAllForDeletion on only, until they are cleared or the map is emptied: outside of
-   /// a resynchronisation this does nothing.
+   /// from qelMarkAllForDeletion on only, until they are cleared: outside of a resynchronisation
+   /// this does nothing.
    void qelMarkedForDeletionGIs( Key const& key, bool marked ) {
       if ( !groups_ || !head().marks )
          return;
+      if ( marked && head().marks.get() == &Internal::DeletionMarks::none )
+         head().marks.reset( new Internal::DeletionMarks( slotCount() ) );
       if ( std::uint32_t const at = position( key ); at != none )
-         ( *head().marks )[at] = marked;
+         head().marks->set( at, marked );
    }
 
 private:
@@ -394,13 +423,14 @@ private:
       bigger.mask_ = groupCount( capacity ) - 1;
       if ( groups_ ) {
          if ( head().marks ) [[unlikely]]
-            bigger.head().marks =
-               std::make_unique<Internal::DeletionMarks>( slotCount( capacity ), false );
+            bigger.head().marks.reset( new Internal::DeletionMarks( slotCount( capacity ) ) );
          for ( std::uint32_t at = 0; at <= mask_; ++at )
             for ( std::uint32_t bits = groups_[at].used(); bits; bits &= bits - 1 )
                moveTo( bigger,
                        at * Group::slots + static_cast<unsigned>( std::countr_zero( bits ) ) );
          releaseGroups( groups_, sizeof( Element ) );
+      } else if ( mask_ == marking ) {
+         bigger.head().marks.reset( &Internal::DeletionMarks::none );
       }
       groups_ = std::exchange( bigger.groups_, nullptr );
       mask_ = bigger.mask_;
@@ -412,7 +442,7 @@ private:
       std::construct_at( bigger.elements() + to, std::move( element ) );
       std::destroy_at( &element );
       if ( head().marks ) [[unlikely]]
-         ( *bigger.head().marks )[to] = isMarkedForDeletion( from );
+         bigger.head().marks->set( to, isMarkedForDeletion( from ) );
    }
 };
 

@@ -1,7 +1,6 @@
 #include "Qel/NboAttrLog.h"
 
 #include <algorithm>
-#include <limits>
 
 namespace Qel::NboAttrLog {
 
@@ -58,6 +57,32 @@ AttrLogLengthError::AttrLogLengthError( AttrLogPlace const& place )
    : std::length_error( "vector::reserve" ), AttrLogPlace( place ) {}
 AttrLogLengthError::~AttrLogLengthError() = default;
 
+namespace {
+
+std::string tooLarge( std::string_view who, std::size_t size, std::size_t limit ) {
+   return std::string( who ) + " takes " + std::to_string( size ) + " bytes; a frame holds " +
+          std::to_string( limit ) + " at most";
+}
+
+} // namespace
+
+FrameTooLarge::FrameTooLarge( Varek::FieldId field, std::size_t size, std::size_t limit )
+   : Failure( tooLarge( "field " + std::to_string( field.value() ), size, limit ) ),
+     field_( field ), size_( size ), limit_( limit ) {}
+FrameTooLarge::~FrameTooLarge() = default;
+
+void FrameTooLarge::ownerIs( std::string_view type, std::string_view attribute ) {
+   if ( !text_.empty() )
+      return;
+   std::string who( type );
+   who.append( ", field " ).append( std::to_string( field_.value() ) );
+   who.append( " (" ).append( attribute ).append( ")" );
+   text_ = tooLarge( who, size_, limit_ );
+}
+char const* FrameTooLarge::what() const noexcept {
+   return text_.empty() ? Failure::what() : text_.c_str();
+}
+
 std::size_t FrameHeads::readInFull( std::span<std::uint8_t const> bytes, FrameHead& head ) {
    if ( bytes.empty() )
       return 0;
@@ -81,7 +106,8 @@ std::size_t FrameHeads::readInFull( std::span<std::uint8_t const> bytes, FrameHe
 
 bool Out::reserveInFull( FrameKind kind, std::uint32_t entity, Varek::FieldId field,
                          std::size_t size ) {
-   VAREK_ASSERT( size <= std::numeric_limits<std::uint32_t>::max() );
+   if ( size > payloadLimit_ ) [[unlikely]]
+      throw FrameTooLarge( field, size, payloadLimit_ );
    std::size_t const whole = largestHead + size;
    std::uint8_t* to = free_;
    if ( whole > static_cast<std::size_t>( freeEnd_ - free_ ) || !to ) [[unlikely]] {

@@ -43,6 +43,7 @@ enum class FrameKind : std::uint8_t {
    keepAlive = 7,        ///< Nothing happened.
    hello = 8,            ///< Version and description, the first frame each way.
    refused = 9,          ///< Why the stream ends.
+   transactionCancel = 10, ///< The elements under way are given up; they are begun anew.
 };
 
 /// The head of a frame, read or to be written:
@@ -113,6 +114,24 @@ public:
    ~AttrLogLengthError() override;
 };
 
+/// A message that is larger than a frame may be. what() says whose, how large, and the limit.
+class VAREK_EXPORT FrameTooLarge : public Varek::Failure {
+public:
+   FrameTooLarge( Varek::FieldId field, std::size_t size, std::size_t limit );
+   ~FrameTooLarge() override;
+   /// The innermost counts: who calls this later changes nothing.
+   void ownerIs( std::string_view type, std::string_view attribute );
+   char const* what() const noexcept override;
+   std::size_t size() const { return size_; }
+   std::size_t limit() const { return limit_; }
+
+private:
+   Varek::FieldId field_;
+   std::size_t size_;
+   std::size_t limit_;
+   std::string text_; // in place of the base's, once the owner is known
+};
+
 namespace Internal {
 
 template<class U>
@@ -135,8 +154,12 @@ public:
    Out( Out const& ) = delete;
    Out& operator=( Out const& ) = delete;
 
+   /// The largest payload that a frame can have.
+   static constexpr std::size_t largestPayload = 0xFFFFFFFF - largestHead;
+
    /// Reserves room for a frame with \p size bytes of payload and writes its head. False, with
-   /// nothing done, when it cannot go out now: the stream is flow-controlled.
+   /// nothing done, when it cannot go out now: the stream is flow-controlled. Throws FrameTooLarge,
+   /// with nothing done, when it can never go out.
    bool outSmReserveMessage( FrameKind kind, std::uint32_t entity, Varek::FieldId field,
                              std::size_t size ) {
       // In a run of elements the head has two bytes.
@@ -175,6 +198,8 @@ public:
          std::memcpy( to, octets, size );
    }
 
+   /// Whether a frame has been begun and not been ended.
+   bool withinFrame() const { return at_ != end_; }
    /// Frames that were committed.
    std::uint64_t messages() const { return messages_; }
 
@@ -184,8 +209,17 @@ protected:
 
    /// Makes room for \p size contiguous bytes and says where; null if they cannot go out now.
    virtual std::uint8_t* room( std::size_t size ) = 0;
+   /// The largest payload that is taken from now on; small ones always are.
+   void payloadLimitIs( std::size_t limit ) {
+      payloadLimit_ = limit < largestPayload ? limit : largestPayload;
+   }
    /// The next frame names its entity and its field in full.
    void forgetLast() { entity_ = noEntity; }
+   /// There is no frame that has been begun, and none before the next.
+   void forgetFrame() {
+      forgetLast();
+      at_ = end_;
+   }
 
    // What is left of the storage under way; room() may replace it.
    std::uint8_t* free_ = nullptr;
@@ -211,6 +245,7 @@ private:
    std::uint8_t* end_ = nullptr;
    std::uint64_t messages_ = 0;
    std::uint64_t entity_ = noEntity;
+   std::size_t payloadLimit_ = largestPayload;
    Varek::FieldId field_;
 };
 

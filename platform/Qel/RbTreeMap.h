@@ -70,14 +70,21 @@ public:
    }
 
    void qelMarkAllForDeletion() {
+      if ( !state_ )
+         state_ = std::make_unique<State>();
       for ( auto const& member : tree() )
          state_->marked.insert( member.first );
+      state_->marking = true;
    }
    /// Forgets all marks.
    void qelDeletionMarksClear() {
-      if ( state_ )
-         state_->marked.clear();
+      if ( !state_ )
+         return;
+      state_->marked.clear();
+      state_->marking = false;
    }
+   /// Whether a resynchronisation is under way, from the first of these to the second.
+   bool qelHasDeletionMarks() const { return state_ && state_->marking; }
    void qelMarkedForDeletionGIs( Key const& key, bool marked ) {
       if ( !tree().contains( key ) )
          return;
@@ -94,6 +101,7 @@ private:
    struct State {
       Tree tree;
       std::set<Key> marked; // of use during a resynchronisation only
+      bool marking = false;
       std::uint32_t version = 0;
    };
 

@@ -254,6 +254,8 @@ TEST_F( AaaResponseLog, AFullSyncEndsWithTheStateOfTheEndWhereverItWasBlocked ) 
          In in( frame.payload );
          if ( frame.head.kind == FrameKind::attribute )
             EXPECT_TRUE( doHandleAttrDeserialization( to, frame.head.field, in ) );
+         else if ( frame.head.kind == FrameKind::transactionCancel )
+            attrTransactionCancel( to, frame.head.field );
          else
             EXPECT_TRUE( doHandleAttrTransaction(
                to, frame.head.field, frame.head.kind == FrameKind::transactionEnd ? 2 : 0 ) );
@@ -333,6 +335,34 @@ TEST_F( AaaResponseLog, ATransactionLeavesJustWhatCameBetweenItsEnds ) {
    EXPECT_TRUE( response->aaaAttribute( { 0, 6 } ) );
    EXPECT_TRUE( response->aaaAttribute( userName ) );
    EXPECT_EQ( changes.told.size(), 3U ); // 6 came, 81 and 27 went
+}
+
+TEST_F( AaaResponseLog, ATransactionDoesNotBeginWithinAnother ) {
+   auto const begin = [&] { doHandleAttrTransaction( reader(), 260, 0 ); };
+   auto const active = [&] { return attrTransactionActive( reader(), 260 ); };
+   // Whatever there was as it began, and whatever came and went since.
+   for ( int const elements : { 0, 1, 40 } ) {
+      for ( int i = 1; i <= elements; ++i )
+         response->aaaAttributeIs( AaaAttribute( standard( i ) ) );
+      EXPECT_FALSE( active() );
+      begin();
+      EXPECT_TRUE( active() );
+      for ( int i = 1; i <= elements; ++i )
+         response->aaaAttributeDel( standard( i ) );
+      EXPECT_DEATH( begin(), "!_isActive" );
+      for ( int i = 1; i <= 40; ++i )
+         response->aaaAttributeIs( AaaAttribute( standard( i ) ) );
+      response->aaaAttributeDelAll();
+      response->aaaAttributeIs( AaaAttribute( userName ) );
+      EXPECT_DEATH( begin(), "!_isActive" );
+      attrTransactionCancel( reader(), 260 );
+      EXPECT_FALSE( active() );
+      begin();
+      doHandleAttrTransaction( reader(), 260, 2 );
+      EXPECT_FALSE( active() );
+      EXPECT_EQ( response->aaaAttribute().size(), 0U );
+   }
+   EXPECT_FALSE( attrTransactionActive( reader(), 259 ) );
 }
 
 } // namespace

@@ -171,24 +171,152 @@ TEST_F( Flow, FramesOfTheGroupAndOnesOwnAlternate ) {
    }
 }
 
-/// An observer that fills what has just come, before the leader is told of it, makes a change of
-/// any size; a tree that nests in itself, one of any depth.
-TEST_F( Flow, ANewChildOfAnySizeKeepsToTheLimit ) {
+// A root may be of any size, and what it holds of any depth.
+TEST_F( Flow, ANewRootOfAnySizeKeepsToTheLimit ) {
    options.outputLimit = 2000;
    Leader leader( options );
-   leader.rootIs( "plant", plant );
-   auto const filling = plant->subscribe( [&]( Varek::Change const& change ) {
-      if ( change.id() == 259 && !change.oldData() )
-         for ( std::uint32_t i = 0; i < 500; ++i )
-            plant->rack( "big" )->sensorIs( i )->levelIs( i );
-   } );
    Link link( leader, follower );
    link.pump();
-   plant->rackIs( "big" );
+   ASSERT_TRUE( link.connection->inGroup() );
+   for ( std::uint32_t i = 0; i < 500; ++i )
+      plant->rackIs( "big" )->sensorIs( i )->levelIs( i );
+   leader.rootIs( "plant", plant );
    EXPECT_FALSE( link.connection->inGroup() );
    EXPECT_LE( link.connection->bytesWaiting(), options.outputLimit + 100 );
+   std::uint64_t const frames = follower.stats().frames;
    link.pump();
    EXPECT_EQ( difference( *plant, mirror() ), "" );
+   // What the group has said is not said again: eight frames for the plant and its rack, five for
+   // each sensor, and synced not a second time.
+   EXPECT_EQ( follower.stats().frames - frames, 8U + 5 * 500U );
+}
+
+/// Frames that come when all that is held back is let go.
+struct CameAndWent : Flow {
+   Varek::Ptr<Yard> yard = Yard::YardIs();
+   Leader leader;
+   Link link{ leader, follower };
+   std::size_t before = 0;
+
+   CameAndWent() : leader( limited() ) {}
+   static Mirror::LeaderOptions limited() {
+      Mirror::LeaderOptions options;
+      options.outputLimit = 2000;
+      return options;
+   }
+   Yard& mirror() { return static_cast<Yard&>( *follower.root( "yard" ) ); }
+   void block() {
+      yard->depot( "known" )->mottoIs( Varek::String( 5000, 'x' ) );
+      ASSERT_FALSE( link.connection->inGroup() );
+      before = allocated();
+   }
+   std::uint64_t framesOfPump() {
+      std::uint64_t const had = follower.stats().frames;
+      link.pump();
+      EXPECT_EQ( difference( *yard, mirror() ), "" );
+      return follower.stats().frames - had;
+   }
+   /// Something of every kind that has keys, and a child.
+   static void fill( Depot& depot, std::uint32_t n ) {
+      std::string const text = std::to_string( n );
+      depot.tagIs( text );
+      depot.noteIs( text, text );
+      depot.limitsIs( Limits( n ) );
+      depot.stockIs( text, Tracked( n ) );
+      depot.badgeIs( Tracked( n ) );
+      depot.annexIs()->rackIs( text )->sensorIs( n )->readingIs( reading( n, 1 ) );
+   }
+   static void clear( Depot& depot, std::uint32_t n ) {
+      std::string const text = std::to_string( n );
+      depot.tagDel( text );
+      depot.noteDel( text );
+      depot.limitsDel( n );
+      depot.stockDel( text );
+      depot.badgeDel();
+      depot.annexIs()->rackDel( text );
+   }
+};
+
+TEST_F( CameAndWent, LeavesNoMarkNoMemoryAndNoFrame ) {
+   auto const known = yard->depotIs( "known" );
+   fill( *known, 1 );
+   known->badgeDel();
+   leader.rootIs( "yard", yard );
+   link.pump();
+   block();
+   known->mottoIs( "short" );
+   std::uint64_t const marked = link.connection->entitiesMarked();
+   for ( std::uint32_t i = 2; i < 2000; ++i ) {
+      fill( *known, i );
+      fill( *yard->depotIs( "new " + std::to_string( i ) ), i );
+      clear( *known, i );
+      yard->depotDel( "new " + std::to_string( i ) );
+   }
+   EXPECT_EQ( link.connection->entitiesMarked(), marked );
+   EXPECT_LE( allocated(), before + 16384 );
+   EXPECT_LE( framesOfPump(), 3U );
+}
+
+// What the follower knows and is gone is said, once, also when something else was there meanwhile.
+TEST_F( CameAndWent, WhatWasKnownIsSaidToBeGone ) {
+   auto const known = yard->depotIs( "known" );
+   for ( std::uint32_t i = 0; i < 20; ++i )
+      fill( *known, i );
+   leader.rootIs( "yard", yard );
+   link.pump();
+   block();
+   for ( unsigned round = 0; round < 3; ++round ) {
+      for ( std::uint32_t i = 0; i < 30; ++i )
+         clear( *known, i );
+      for ( std::uint32_t i = 0; round < 2 && i < 30; ++i )
+         fill( *known, i );
+   }
+   // Twenty of five kinds, the badge, the motto.
+   EXPECT_LE( framesOfPump(), 5 * 20U + 3 );
+}
+
+// A full sync that was held back costs what has been sent and what is there, not what was there as
+// it began.
+TEST_F( CameAndWent, AFullSyncOfWhatGoesMeanwhileKeepsToWhatIsThere ) {
+   auto const known = yard->depotIs( "known" );
+   for ( unsigned kind = 0; kind < 3; ++kind ) {
+      SCOPED_TRACE( kind );
+      before = allocated();
+      constexpr std::uint32_t many = 60000;
+      auto const each = [&]( auto is ) {
+         for ( std::uint32_t i = 0; i < many; ++i )
+            is( std::to_string( i ), i );
+      };
+      each( [&]( Varek::String const& text, std::uint32_t i ) {
+         if ( kind == 0 )
+            known->noteIs( text, text );
+         else if ( kind == 1 )
+            known->stockIs( text, Tracked( i ) );
+         else
+            known->annexIs()->rackIs( text );
+      } );
+      leader.rootIs( "yard", yard );
+      link.connect();
+      // Hello each way, then as much as the limit lets through.
+      while ( link.connection->bytesWaiting() < 1000 ) {
+         link.leaderTurn();
+         link.pass( link.toLeader, link.leaderEnd, ~std::size_t{ 0 } );
+         if ( link.connection->bytesSent() == 0 || follower.stats().frames == 0 )
+            link.followerTurn();
+         link.connection->onWritable();
+      }
+      each( [&]( Varek::String const& text, std::uint32_t ) {
+         if ( kind == 0 )
+            known->noteDel( text );
+         else if ( kind == 1 )
+            known->stockDel( text );
+         else
+            known->annexIs()->rackDel( text );
+      } );
+      EXPECT_LT( allocated(), before + 800'000 ) << "a mark for each would be more";
+      EXPECT_LT( framesOfPump(), 3000U );
+      leader.connectionDel( *link.connection );
+   }
 }
 
 TEST_F( Flow, SixtyFourFollowersAndNoMore ) {

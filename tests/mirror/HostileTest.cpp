@@ -238,6 +238,24 @@ TEST_F( Frames, OfWhatOnlyTheOtherSideKnowsNothingIsKept ) {
    EXPECT_EQ( plant().rack( "b" )->mode(), Mode::running );
 }
 
+// A begin within another is refused; one whose end never comes removes nothing.
+TEST_F( Frames, ACollectionIsUnderWayOnceAtATime ) {
+   begin();
+   put( FrameKind::announce, 2, 260, announcement( 3, "TestModule::Sensor", { 0, 0, 0, 9 } ) );
+   put( FrameKind::transactionBegin, 2, 260, {} );
+   put( FrameKind::transactionCancel, 2, 260, {} );
+   put( FrameKind::transactionBegin, 2, 260, {} );
+   put( FrameKind::transactionBegin, 2, 260, {} );
+   EXPECT_TRUE( contains( reasonFor(), "TestModule::Rack, field 260 (sensor), offset" ) );
+   EXPECT_TRUE( contains( follower.reason(), "under way already" ) );
+   EXPECT_EQ( plant().rack( "a" )->sensor().size(), 1U );
+   begin();
+   put( FrameKind::transactionBegin, 2, 260, {} );
+   put( FrameKind::transactionEnd, 2, 260, {} );
+   EXPECT_EQ( reasonFor(), "closed by the other side" );
+   EXPECT_EQ( plant().rack( "a" )->sensor().size(), 0U );
+}
+
 TEST_F( Frames, AFrameThatIsTooLargeIsRefusedBeforeItComes ) {
    begin();
    put( FrameKind::attribute, 1, 258, Bytes( 17 * 1024 * 1024 ) );

@@ -95,10 +95,6 @@ protected:
    void forget( std::uint32_t n ) {
       model_.erase( n );
       marked_.erase( n );
-      // Marks are kept with the storage, which an emptied map may give back.
-      marking_ = marking_ && !model_.empty();
-      if ( model_.empty() )
-         map_.qelDeletionMarksClear();
    }
 
    void rarely() {
@@ -107,7 +103,6 @@ protected:
          map_.memberDelAll();
          model_.clear();
          marked_.clear();
-         marking_ = false;
          return;
       case 1: {
          Map const copy( map_ );
@@ -119,7 +114,7 @@ protected:
       case 2:
          marked_.clear();
          map_.qelMarkAllForDeletion();
-         marking_ = !model_.empty();
+         marking_ = true;
          for ( auto const& [n, content] : model_ )
             marked_.insert( n );
          return;
@@ -163,6 +158,7 @@ protected:
    void check() {
       ASSERT_EQ( map_.size(), model_.size() );
       ASSERT_EQ( map_.empty(), model_.empty() );
+      ASSERT_EQ( map_.qelHasDeletionMarks(), marking_ );
       std::map<std::uint32_t, std::uint32_t> iterated;
       for ( Element const& element : map_ )
          ASSERT_TRUE( iterated.emplace( numberOf( element ), Traits::content( element ) ).second );
