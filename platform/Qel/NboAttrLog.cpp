@@ -81,7 +81,7 @@ std::size_t FrameHeads::readInFull( std::span<std::uint8_t const> bytes, FrameHe
 
 bool Out::reserveInFull( FrameKind kind, std::uint32_t entity, Varek::FieldId field,
                          std::size_t size ) {
-   VAREK_ASSERT( size <= std::numeric_limits<std::uint32_t>::max() );
+   VAREK_ASSERT( size <= std::numeric_limits<std::uint32_t>::max(), size );
    std::size_t const whole = largestHead + size;
    std::uint8_t* to = free_;
    if ( whole > static_cast<std::size_t>( freeEnd_ - free_ ) || !to ) [[unlikely]] {
