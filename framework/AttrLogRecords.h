@@ -291,8 +291,7 @@ struct KeyedLog {
       }
       if ( !keyed )
          keyed = static_cast<Flow*>( &flowOut.keyedIs( index, std::make_unique<Flow>() ) );
-      auto const* const rsc = keyed;
-      VAREK_ASSERT( !rsc->bookmark() );
+      VAREK_ASSERT_TEXT( !keyed->bookmark(), "!rsc->bookmark()" );
       keyed->bookmark_ = std::move( at );
       flowOut.resyncIs( index );
       return false;
@@ -459,7 +458,8 @@ struct ParametersLog {
    }
    static bool equal( Entity const& entity, NboAttrLog::In& in ) {
       return withParameter<T>( in, [&]( auto const&... given ) {
-         return with( entity, [&]( auto const&... held ) { return ( ( held == given ) && ... ); } );
+         return with( entity,
+                      [&]( auto const&... held ) { return ( same( held, given ) && ... ); } );
       } );
    }
 };
