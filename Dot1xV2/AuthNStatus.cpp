@@ -37,7 +37,7 @@ AuthNMethod AuthNSupplicantStatus::currentAuthNMethod() const {
    case AuthNZPhaseEnum::authNZPhase1:
    case AuthNZPhaseEnum::authNZPhase2: {
       auto const current = phaseStatus( AuthNZPhaseType( phase ) );
-      VAREK_ASSERT( current );
+      VAREK_ASSERT( current, phase );
       return current->authNMethod();
    }
    case AuthNZPhaseEnum::authNZCompleted:

@@ -2,8 +2,12 @@
 
 add_library( dot1x_build_options INTERFACE )
 target_compile_options( dot1x_build_options INTERFACE
+   # What a failed assertion prints is the same wherever it was built.
+   -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=
    -Wall -Wextra -Wpedantic -Wconversion -Wshadow
    $<$<BOOL:${DOT1X_WERROR}>:-Werror>
+   # Failed assertions name files of the source tree, wherever that is.
+   -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=
    # g++ 12 warns of its own string concatenation at -O3 (GCC bug 105651).
    $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict> )
 if( DOT1X_FUZZ )

@@ -223,8 +223,7 @@ bool doHandleAttrTransaction( EntityQelNboAttrLogSa const& sa, Varek::FieldId id
    if ( !log || !log->transaction )
       return false;
    if ( kind == 0 ) {
-      bool const _isActive = log->active( sa.entity() );
-      VAREK_ASSERT( !_isActive );
+      VAREK_ASSERT_TEXT( !log->active( sa.entity() ), "!_isActive" );
       log->transaction( sa, Transaction::begin, expected );
    } else if ( kind == 2 ) {
       log->transaction( sa, Transaction::end, 0 );

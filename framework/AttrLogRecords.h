@@ -285,8 +285,7 @@ struct KeyedLog {
    /// The begin marker, after word that one before it has no end.
    static bool begin( EntityQelNboAttrLogSa const& sa, NboAttrLog::FlowOut& flowOut,
                       unsigned index ) {
-      auto const* const rsc = &flowOut;
-      VAREK_ASSERT( !rsc->bookmark() );
+      VAREK_ASSERT_TEXT( !flowOut.bookmark(), "!rsc->bookmark()" );
       if ( flowOut.begun( index ) ) {
          if ( !transactionMarker<D>( sa, NboAttrLog::FrameKind::transactionCancel ) )
             return false;
@@ -494,7 +493,8 @@ struct ParametersLog {
    }
    static bool equal( Entity const& entity, NboAttrLog::In& in ) {
       return withParameter<T>( in, [&]( auto const&... given ) {
-         return with( entity, [&]( auto const&... held ) { return ( ( held == given ) && ... ); } );
+         return with( entity,
+                      [&]( auto const&... held ) { return ( same( held, given ) && ... ); } );
       } );
    }
 };

@@ -108,7 +108,7 @@ public:                                                                         
    using Qel##NAME##Sequence =                                                                     \
       ::std::vector<TYPE, ::Pallo::SequenceAllocator<TYPE, Qel##NAME##Tag::tracker>>;              \
    Qel##NAME##Sequence const& NAME() const { return NAME##_; }                                     \
-   void NAME##Is( ::std::uint32_t index, TYPE const& value )& {                                    \
+   void NAME##Is( ::std::uint64_t index, TYPE const& value )& {                                    \
       ::Qel::sequenceIs( NAME##_, index, value );                                                  \
    }                                                                                               \
    void NAME##Push( TYPE const& value )& { NAME##_.push_back( value ); }                           \
@@ -187,7 +187,7 @@ private:                                                                        
 public:
 
 /// A counter, which starts at 0 and wraps at 32 bits: a plain attribute, and NAMEInc( n ), which
-/// adds n and returns the sum.
+/// adds n and returns what it is when all observers have been told.
 #define QEL_COUNTER( ID, NAME )                                                                    \
    QEL_PLAIN( ID, ::std::uint32_t, NAME, 0 )                                                       \
    ::std::uint32_t NAME##Inc( ::std::uint32_t n )& {                                               \
@@ -284,15 +284,17 @@ public:                                                                         
 public:                                                                                            \
    using Qel##NAME##Array = ::std::array<TYPE, COUNT>;                                             \
    Qel##NAME##Array const& NAME() const { return NAME##_; }                                        \
-   TYPE const& NAME( ::std::size_t index ) const { return ::Qel::arrayAt( NAME##_, index ); }      \
-   void NAME##Is( ::std::size_t index, TYPE const& value )& {                                      \
+   TYPE const& NAME( ::std::uint64_t index ) const { return ::Qel::arrayAt( NAME##_, index ); }    \
+   void NAME##Is( ::std::uint64_t index, TYPE const& value )& {                                    \
       ::Qel::arrayIs( *this, ID, NAME##_, index, value );                                          \
    }                                                                                               \
-   TYPE NAME##Del( ::std::size_t index )& { return ::Qel::arrayDel( *this, ID, NAME##_, index ); } \
+   TYPE NAME##Del( ::std::uint64_t index )& {                                                      \
+      return ::Qel::arrayDel( *this, ID, NAME##_, index );                                         \
+   }                                                                                               \
    /* A template, so that a literal 0 is an index and no null pointer. */                          \
    template<::std::same_as<Qel##NAME##Array::const_iterator> Iterator>                             \
    TYPE NAME##Del( Iterator at )& {                                                                \
-      return NAME##Del( static_cast<::std::size_t>( at - NAME##_.cbegin() ) );                     \
+      return NAME##Del( static_cast<::std::uint64_t>( at - NAME##_.cbegin() ) );                   \
    }                                                                                               \
    void NAME##DelAll()& { ::Qel::arrayDelAll( *this, ID, NAME##_ ); }                              \
    QEL_INTERNAL_DESCRIBE( ID, array, NAME )                                                        \
@@ -373,7 +375,7 @@ public:                                                                         
 public:                                                                                            \
    TYPE const& NAME() const { return NAME##_; }                                                    \
    void NAME##Is( TYPE const& value )& {                                                           \
-      if ( NAME##_ != value ) {                                                                    \
+      if ( !::Qel::same( NAME##_, value ) ) {                                                      \
          qelRangeCheck( value );                                                                   \
          NAME##_ = value;                                                                          \
       }                                                                                            \

@@ -103,7 +103,7 @@ requires( D::kind == AttributeKind::ordered ) struct ElementLog<Owner, D> {
    }
    static void remove( Owner& owner, typename Map::Key const& key ) {
       auto& map = D::get( owner );
-      OrderedMutators::del<Node>( owner, D::id, map, map.find( key ) );
+      OrderedMutators::remove<Node>( owner, D::id, map, map.find( key ) );
    }
    static void form( Varek::String& text ) {
       KeyWire::form( text );

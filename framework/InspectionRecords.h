@@ -64,7 +64,7 @@ constexpr void inspectPlain( AttributeInspection& made ) {
       auto const& given = valueAt<Field>( value );
       // What it holds may be given again, in range or not.
       if constexpr ( Ranged<Owner, D> )
-         if ( D::get( owner ) != given )
+         if ( !same( D::get( owner ), given ) )
             Owner::qelRangeCheck( Id<D::id.value()>{}, given );
       plainIs( owner, D::id, D::get( owner ), given );
    };

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 #include <utility>
 
 #include "Pallo/Pallo.h"
@@ -71,7 +72,8 @@ struct SequenceIteration : Internal::Iteration<SequenceIteration<Sequence>, std:
       : sequence_( &sequence ), index_( start ? *start : 0 ) {}
    std::uint32_t key() const { return index_; }
    auto const& object() const { return ( *sequence_ )[index_]; }
-   void advance() { ++index_; }
+   // The greatest index is never that of an element: it must not become 0.
+   void advance() { index_ += index_ != std::numeric_limits<std::uint32_t>::max(); }
    bool nonnull() const { return index_ < sequence_->size(); }
 
 private:

@@ -94,8 +94,7 @@ struct Bookmark {
       dirty.clear();
    }
    void assertVersion( Map const& map ) const {
-      auto const* const hashMap_ = &map;
-      VAREK_ASSERT( version_ == hashMap_->version() );
+      VAREK_ASSERT_TEXT( version_ == map.version(), "version_ == hashMap_->version()" );
    }
    static Key const& keyOf( auto const& element ) {
       if constexpr ( byPosition )

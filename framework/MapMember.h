@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "framework/Same.h"
+
 namespace Qel {
 
 /// A member of a map of plain values: the value beside its key.
@@ -12,7 +14,9 @@ struct MapMember {
 
    MapMember() = default;
    MapMember( K k, V v ) : key( std::move( k ) ), value( std::move( v ) ) {}
-   friend bool operator==( MapMember const&, MapMember const& ) = default;
+   friend bool operator==( MapMember const& a, MapMember const& b ) {
+      return same( a.key, b.key ) && same( a.value, b.value );
+   }
 };
 
 template<class K, class V>

@@ -27,7 +27,7 @@ template<class Map>
 void mapIs( Entity& owner, Varek::FieldId id, Map& map, typename Map::Key const& key,
             MappedType<Map> const& value ) {
    auto* const held = map.lookupNodeG( key );
-   if ( held && held->value == value )
+   if ( held && same( held->value, value ) )
       return;
    // Observers get a copy of the key, since the member may end while they are told.
    typename Map::Key const ownKey( key );

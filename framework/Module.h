@@ -97,7 +97,7 @@ struct ModuleTypes {
    constinit ::Varek::ModuleInspectData const VARIABLE{                                            \
       NAME, ::Qel::Internal::ModuleTypes<VARIABLE, __VA_ARGS__>::types };                          \
    [[maybe_unused]] static bool const VARIABLE##Registered = [] {                                  \
-      VAREK_ASSERT( ( ::Qel::Internal::ModuleTypes<VARIABLE, __VA_ARGS__>::slotsAgree() ) );       \
+      VAREK_ASSERT( ( ::Qel::Internal::ModuleTypes<VARIABLE, __VA_ARGS__>::slotsAgree() ), NAME ); \
       ::Varek::ModuleInspectData::loaded( VARIABLE );                                              \
       return true;                                                                                 \
    }()

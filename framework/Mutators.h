@@ -15,6 +15,7 @@
 #include "Qel/HashMap2018.h"
 #include "Varek/Failures.h"
 #include "framework/Attributes.h"
+#include "framework/Same.h"
 
 /// What the declared mutators do, once for all attributes of a kind. Each compares first, makes
 /// what may fail to be made, then changes, then publishes; an entity that nothing can ever have
@@ -76,7 +77,7 @@ private:
 /// The mutator of a plain attribute, of an entity or of a value.
 template<class Owner, class V>
 inline void plainIs( Owner& owner, Varek::FieldId id, V& stored, V const& value ) {
-   if ( stored == value )
+   if ( same( stored, value ) )
       return;
    if constexpr ( std::is_base_of_v<Entity, Owner> ) {
       if ( !owner.initial() ) {
@@ -97,13 +98,18 @@ inline void plainIs( Owner& owner, Varek::FieldId id, V& stored, V const& value 
       stored = V( value );
 }
 
-/// Adds \p n to a counter, which wraps; returns what it is then.
+/// Adds \p n to a counter, which wraps; returns what it is when all observers have been told.
 template<class Owner>
 std::uint32_t counterInc( Owner& owner, Varek::FieldId id, std::uint32_t& stored,
                           std::uint32_t n ) {
-   std::uint32_t const sum = stored + n;
-   plainIs( owner, id, stored, sum );
-   return sum;
+   if constexpr ( std::is_base_of_v<Entity, Owner> ) {
+      if ( !owner.initial() ) {
+         Ptr<Entity> const keepAlive( &owner );
+         plainIs( owner, id, stored, stored + n );
+         return stored;
+      }
+   }
+   return stored += n;
 }
 
 // Sequences
@@ -128,11 +134,13 @@ struct VAREK_EXPORT SequenceTag {
    inline static constinit Varek::MemoryTracker tracker{ { text.data(), text.size() } };
 };
 
+/// An index, here and of arrays, is a 32-bit unsigned number. It is taken as one of 64 bits, so
+/// that what is greater is refused on any platform, and not cut to another index.
 template<class Sequence, class V>
-void sequenceIs( Sequence& sequence, std::uint32_t index, V const& value ) {
+void sequenceIs( Sequence& sequence, std::uint64_t index, V const& value ) {
    if ( index >= sequence.size() )
       Varek::throwVectorOutOfRangeException( index, sequence.size() );
-   sequence[index] = V( value );
+   sequence[static_cast<std::uint32_t>( index )] = V( value );
 }
 
 template<class Sequence>
@@ -147,10 +155,9 @@ auto sequencePop( Sequence& sequence ) {
 // Collections of values with the key inside
 
 /// An element that is replaced keeps its key.
-template<class KeyFunktor, class V>
-void assertKeyUnchanged( typename KeyFunktor::Key const& key, V const& _value ) {
-   auto const fwkKey = [&]() -> auto const& { return key; };
-   VAREK_ASSERT( fwkKey() == KeyFunktor()( _value ) );
+template<class Key>
+void assertKeyUnchanged( Key const& before, Key const& now ) {
+   VAREK_ASSERT_TEXT( before == now, "fwkKey() == KeyFunktor()( _value )" );
 }
 
 /// \p value may be an rvalue, which then is not copied.
@@ -176,10 +183,10 @@ template<class Map, class Given>
          publish( owner, id, Key( KeyFunktor{}( held ) ), nullptr );
       return;
    }
-   if ( held == value )
+   if ( same( held, value ) )
       return;
    V const old = std::exchange( held, V( std::forward<Given>( value ) ) );
-   assertKeyUnchanged<KeyFunktor>( KeyFunktor{}( old ), held );
+   assertKeyUnchanged( KeyFunktor{}( old ), KeyFunktor{}( held ) );
    if ( !owner.initial() )
       publish( owner, id, KeyFunktor{}( old ), &old );
 }
@@ -258,6 +265,8 @@ auto childrenGet( Map const& map, typename Map::Key const& key ) {
    return node ? node->child : Ptr<typename Map::value_type::Child>();
 }
 
+/// The result is the child that is held when all observers have been told, and never null: the one
+/// that was made, if they have removed it.
 template<class Map>
 auto childrenIs( Entity& owner, Varek::FieldId id, Map& map, typename Map::Key const& key ) {
    using Child = typename Map::value_type::Child;
@@ -267,7 +276,11 @@ auto childrenIs( Entity& owner, Varek::FieldId id, Map& map, typename Map::Key c
    Ptr<Child> const made = Child::qelMake( ownKey );
    map.newMemberG( ownKey, made );
    made->qelParentIs( &owner );
+   Ptr<Entity> const keepAlive( &owner );
    publish( owner, id, ownKey, nullptr );
+   if ( made->parent() != &owner ) [[unlikely]]
+      if ( Ptr<Child> const held = childrenGet( map, ownKey ) )
+         return held;
    return made;
 }
 

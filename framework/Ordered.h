@@ -83,16 +83,14 @@ public:
                    typename Node::Key const& key, typename Node::Value const& value ) {
       using Value = typename Node::Value;
       Node* const held = map.lookupNodeG( key );
-      if ( held && held->value_ == value )
+      if ( held && same( held->value_, value ) )
          return;
       // Observers get a copy of the key, since the member may end while they are told.
       typename Node::Key const ownKey( key );
       if ( held ) {
          Value const old = std::exchange( held->value_, Value( value ) );
-         if constexpr ( Node::keyInside ) {
-            auto const fwkKey = [&]() -> auto const& { return ownKey; };
-            VAREK_ASSERT( fwkKey() == held->key() );
-         }
+         if constexpr ( Node::keyInside )
+            assertKeyUnchanged( ownKey, held->key() );
          tell( owner, id, ownKey, &old );
       } else {
          map.memberNewChild( Node::template make<Node>( ownKey, value ) );
@@ -100,17 +98,30 @@ public:
       }
    }
 
+   /// Removes the member at \p at, if that is one, and returns its node. Copies nothing, so that it
+   /// cannot fail for want of memory.
+   template<class Node>
+   static Ptr<Node> remove( Entity& owner, Varek::FieldId id, OrderedMap<Node>& map,
+                            typename OrderedMap<Node>::const_iterator at ) {
+      if ( at == map.end() )
+         return {};
+      Ptr<Node> node = map.memberDelG( at );
+      tell( owner, id, node->key(), &node->value_ );
+      return node;
+   }
+
    template<class Node>
    static typename Node::Value del( Entity& owner, Varek::FieldId id, OrderedMap<Node>& map,
                                     typename OrderedMap<Node>::const_iterator at ) {
       if ( at == map.end() )
          return {};
-      // Others may hold the node: its value is theirs too, and is copied before anything changes.
-      Ptr<Node> const node = at->second;
-      typename Node::Value value( node->value_ );
-      map.memberDelG( at );
-      tell( owner, id, node->key(), &value );
-      return value;
+      // What others hold is theirs too, and is copied before anything changes.
+      if ( at->second->references() > 1 ) {
+         typename Node::Value copy( at->second->value_ );
+         remove<Node>( owner, id, map, at );
+         return copy;
+      }
+      return std::move( remove<Node>( owner, id, map, at )->value_ );
    }
 
    /// At once and without a word while nothing can ever have observed, key by key otherwise.
@@ -120,7 +131,7 @@ public:
          map.memberClearAll();
       else
          delEach( owner, map,
-                  [&]( auto const& key ) { del<Node>( owner, id, map, map.find( key ) ); } );
+                  [&]( auto const& key ) { remove<Node>( owner, id, map, map.find( key ) ); } );
    }
 };
 

@@ -45,10 +45,11 @@ concept MadeFromNothing = Internal::parameterCount<T>()
 /// Whether there is a child that has the given parameter, or needs none.
 template<class T, class... Given>
 bool childFits( SingleChild<T> const& held, Given const&... given ) {
-   return held.child && ( ( Internal::parameterOf( *held.child ) == given ) && ... );
+   return held.child && ( same( Internal::parameterOf( *held.child ), given ) && ... );
 }
 
-/// A child that fits stays as it is.
+/// A child that fits stays as it is. The result is the child that is held when all observers have
+/// been told, and never null: the one that was made, if they have removed it.
 template<class T, class... Given>
 Ptr<T> childIs( Entity& owner, Varek::FieldId id, SingleChild<T>& held, Given const&... given ) {
    if ( childFits( held, given... ) )
@@ -58,8 +59,9 @@ Ptr<T> childIs( Entity& owner, Varek::FieldId id, SingleChild<T>& held, Given co
    if ( old )
       old->qelParentIs( nullptr );
    made->qelParentIs( &owner );
+   Ptr<Entity> const keepAlive( &owner );
    publish( owner, id, old ? &old : nullptr );
-   return made;
+   return held.child ? held.child : made;
 }
 
 template<class T>

@@ -153,7 +153,7 @@ Varek::String valueToStrep( TypeRecord const& type, void const* value ) {
 }
 
 void valuePrint( Varek::String& to, TypeRecord const& type, void const* value ) {
-   VAREK_ASSERT( type.kind != Varek::TypeKind::entity );
+   VAREK_ASSERT( type.kind != Varek::TypeKind::entity, type.name );
    if ( isEnumeration( type ) )
       enumerationPrint( to, type, value );
    else

@@ -11,6 +11,7 @@
 #include "framework/Attributes.h"
 #include "framework/Inspection.h"
 #include "framework/Records.h"
+#include "framework/Same.h"
 #include "framework/Strep.h"
 
 namespace Qel {
@@ -25,7 +26,7 @@ bool valueIsEq( T const& a, T const& b ) {
    auto const compare = [&]<class D>( D, bool parameters ) {
       if constexpr ( Stored<D> )
          if ( ( D::kind == AttributeKind::parameter ) == parameters )
-            equal = equal && D::get( a ) == D::get( b );
+            equal = equal && same( D::get( a ), D::get( b ) );
    };
    forEachAttribute<T>( [&]( auto descriptor ) { compare( descriptor, true ); } );
    forEachAttribute<T>( [&]( auto descriptor ) { compare( descriptor, false ); } );

@@ -14,6 +14,7 @@
 #include "Radius/BreviaVendorSpec.h"
 #include "Radius/RadiusAttributeId.h"
 #include "Varek/Inspect.h"
+#include "framework/Same.h"
 #include "framework/Strep.h"
 #include "framework/TypeName.h"
 
@@ -217,7 +218,7 @@ struct InspectAtomicFnTable {
    }
    static void inspectDestroy( void* p ) { std::destroy_at( &at( p ) ); }
    static void assign( void* p, void const* source ) { at( p ) = at( source ); }
-   static bool equal( void const* a, void const* b ) { return at( a ) == at( b ); }
+   static bool equal( void const* a, void const* b ) { return Qel::same( at( a ), at( b ) ); }
    static String inspectEncodeToString( void const* p ) {
       if constexpr ( Qel::HasText<T> )
          return Qel::textOf( at( p ) );

@@ -31,10 +31,12 @@ EnumeratorData const* enumerator( TypeInspectData const& type, std::string_view 
 
 namespace {
 
-std::uint32_t valueOrThrow( EnumeratorData const* found, TypeInspectData const& type,
-                            std::string const& given ) {
+/// The value that \p name has, which is all of \p text from \p position on or the front of that.
+std::uint32_t namedValue( TypeInspectData const& type, std::string_view name, std::string_view text,
+                          std::size_t position ) {
+   EnumeratorData const* const found = enumerator( type, name );
    if ( !found )
-      throw Varek::RangeError( given + " is no enumerator of " + std::string( type.name ) );
+      throw Varek::TextError( "an enumerator of " + std::string( type.name ), text, position );
    return found->value;
 }
 
@@ -43,8 +45,11 @@ std::uint32_t valueOrThrow( EnumeratorData const* found, TypeInspectData const& 
 template<std::unsigned_integral Width>
 Width EnumType<Width>::instance( unsigned value, Module const& module, std::uint32_t index ) {
    TypeInspectData const& type = *module.types[index];
-   return static_cast<Width>(
-      valueOrThrow( enumerator( type, std::uint32_t{ value } ), type, std::to_string( value ) ) );
+   EnumeratorData const* const found = enumerator( type, std::uint32_t{ value } );
+   if ( !found )
+      throw Varek::RangeError( std::to_string( value ) + " is no enumerator of " +
+                               std::string( type.name ) );
+   return static_cast<Width>( found->value );
 }
 
 template<std::unsigned_integral Width>
@@ -55,9 +60,7 @@ Width EnumType<Width>::instance( char const* name, Module const& module, std::ui
 template<std::unsigned_integral Width>
 Width EnumType<Width>::instance( Varek::String const& name, Module const& module,
                                  std::uint32_t index ) {
-   TypeInspectData const& type = *module.types[index];
-   return static_cast<Width>(
-      valueOrThrow( enumerator( type, std::string_view( name ) ), type, '"' + name + '"' ) );
+   return static_cast<Width>( namedValue( *module.types[index], name, name, 0 ) );
 }
 
 template<std::unsigned_integral Width>
@@ -76,13 +79,9 @@ std::ostream& EnumType<Width>::operatorLessLess( std::ostream& out, Width value,
 template<std::unsigned_integral Width>
 void EnumType<Width>::sequenceToValue( CharRange& range, Width* value, Module const& module,
                                        std::uint32_t index ) {
-   TypeInspectData const& type = *module.types[index];
    std::string_view const name = range.identifier();
-   EnumeratorData const* const found = enumerator( type, name );
-   if ( !found )
-      throw Varek::TextError( "an enumerator of " + std::string( type.name ), range.text(),
-                              range.position() );
-   *value = static_cast<Width>( found->value );
+   *value = static_cast<Width>(
+      namedValue( *module.types[index], name, range.text(), range.position() ) );
    range.advance( name.size() );
 }
 

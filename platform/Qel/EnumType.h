@@ -13,9 +13,10 @@ namespace Qel {
 /// The operations that every enumeration has, over its enumerators in the module record. \p Width
 /// is the unsigned integer that it is stored in: unsigned char or unsigned int.
 ///
-/// One rule for what is no enumerator: to ask for one by an unknown number or name is a
-/// Varek::RangeError that names the enumeration and what was given; a value that is none prints as
-/// its number, so that the state of a newer peer stays readable.
+/// One rule for what is no enumerator. An unknown name is a Varek::TextError, whether it stands
+/// alone or within a text; an unknown number is a Varek::RangeError. Either says which enumeration
+/// and what was given. A value that is none prints as its number, so that the state of a newer peer
+/// stays readable.
 template<std::unsigned_integral Width>
 class EnumType {
 public:

@@ -12,6 +12,7 @@
 #include "Qel/HashGroup.h"
 #include "Qel/HashHelper.h"
 #include "Varek/Export.h"
+#include "Varek/Failures.h"
 
 /// Keyed collections: open addressing over groups of fifteen slots (HashGroup.h). The elements,
 /// each with its key inside, lie in the slots themselves, so a look-up that hits touches one group
@@ -20,10 +21,12 @@
 /// A map is 16 bytes on 64-bit. A new one has allocated nothing; a small one has a single group
 /// with as many slots as it needs, and keeps it when its last element is erased. One with more
 /// groups gives its memory back then. Elements stay where they are (references and positions hold)
-/// until the map grows. version() changes when it grows and when it gives its memory back. Walking
-/// by position is therefore safe while elements are erased or replaced; a walk during which
-/// version() changes has to find its place again by key.
-/// Iteration is a walk over the groups in memory order.
+/// until the map grows. version() changes when it grows and when it gives its memory back. A walk
+/// by position asks anew at each step, and so is safe while elements are erased, replaced or, up to
+/// the capacity, inserted; when version() changes it has to find its place again by key. A
+/// range-for is a walk over the groups in memory order that looks at each group once. It is
+/// therefore safe while elements are replaced and while its body erases the one that it stands on,
+/// but not others. See const_iterator.
 namespace Qel {
 
 namespace Internal {
@@ -182,7 +185,10 @@ public:
    static_assert( std::is_nothrow_move_constructible_v<Element> );
    static_assert( alignof( Element ) <= 16 );
 
-   /// Walks the elements in position order. Valid until the map grows or the element is erased.
+   /// Walks the elements in position order. The element that it stands on may be erased, and the
+   /// next one then be gone to, even if that was the last and the map gave its memory back. What is
+   /// inserted meanwhile may or may not be met. It is an error to go on when another element was
+   /// erased that was still to come, or the map has grown: builds with assertions end the process.
    class const_iterator {
    public:
       using iterator_category = std::forward_iterator_tag;
@@ -192,9 +198,14 @@ public:
       using reference = Element const&;
 
       const_iterator() = default;
-      reference operator*() const { return base_[std::countr_zero( bits_ )]; }
+      reference operator*() const {
+         VAREK_DEBUG_ASSERT( map_->version() == version_ ); // the map has not grown
+         VAREK_DEBUG_ASSERT( group_->tags[std::countr_zero( bits_ )] != 0 ); // is not erased
+         return base_[std::countr_zero( bits_ )];
+      }
       pointer operator->() const { return &**this; }
       const_iterator& operator++() {
+         VAREK_DEBUG_ASSERT( map_->version() == version_ || map_->empty() ); // has not grown
          bits_ &= bits_ - 1;
          if ( bits_ == 0 )
             skip();
@@ -211,25 +222,29 @@ public:
 
    private:
       friend HashMap2018;
-      const_iterator( Group const* first, Group const* last, Element const* base,
-                      std::uint32_t slot = 0 )
-         : group_( first ), last_( last ), base_( base ), bits_( first->used() >> slot << slot ) {
+      const_iterator( HashMap2018 const& map, std::uint32_t group, std::uint32_t slot = 0 )
+         : group_( map.groups_ + group ), last_( map.groups_ + map.mask_ + 1 ),
+           base_( map.elements() + std::size_t{ group } * Group::slots ), map_( &map ),
+           bits_( group_->used() >> slot << slot ), version_( map.version() ) {
          if ( bits_ == 0 )
             skip();
       }
       void skip() {
-         while ( ++group_ != last_ ) {
-            base_ += Group::slots;
-            bits_ = group_->used();
-            if ( bits_ )
-               return;
-         }
+         if ( !map_->empty() ) [[likely]] // else the groups may have been given back
+            while ( ++group_ != last_ ) {
+               base_ += Group::slots;
+               bits_ = group_->used();
+               if ( bits_ )
+                  return;
+            }
          group_ = nullptr;
       }
       Group const* group_ = nullptr;
       Group const* last_ = nullptr;
       Element const* base_ = nullptr;
-      std::uint32_t bits_ = 0;
+      HashMap2018 const* map_ = nullptr;
+      std::uint32_t bits_ = 0;    // those that are still to come; the lowest is that of the element
+      std::uint32_t version_ = 0; // for assertions
    };
 
    HashMap2018() = default;
@@ -256,7 +271,7 @@ public:
    const_iterator begin() const {
       if ( size_ == 0 )
          return {};
-      return { groups_, groups_ + mask_ + 1, elements() };
+      return { *this, 0 };
    }
    const_iterator end() const { return {}; }
    /// Walks the elements from \p position on.
@@ -264,8 +279,7 @@ public:
       if ( position >= positions() )
          return {};
       std::uint32_t const group = position / Group::slots;
-      return { groups_ + group, groups_ + mask_ + 1,
-               elements() + std::size_t{ group } * Group::slots, position % Group::slots };
+      return { *this, group, position % Group::slots };
    }
    /// The position of \p element, which is one of the map.
    std::uint32_t positionOf( Element const& element ) const {

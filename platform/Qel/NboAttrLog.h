@@ -177,13 +177,13 @@ public:
    /// through it, and cursorIs() says how far that went.
    std::uint8_t* cursor() const { return at_; }
    void cursorIs( std::uint8_t* cursor ) {
-      VAREK_ASSERT( cursor <= end_ );
+      VAREK_ASSERT( cursor <= end_, cursor - end_ );
       at_ = cursor;
    }
    /// Ends the frame; its payload must have just the size that was reserved.
    void outSmCommitMessage() { outSmCommitMessage( at_ ); }
    void outSmCommitMessage( std::uint8_t* cursor ) {
-      VAREK_ASSERT( cursor == end_ );
+      VAREK_ASSERT( cursor == end_, cursor - end_ );
       at_ = cursor;
       ++messages_;
    }
@@ -232,7 +232,7 @@ private:
    static constexpr std::uint64_t noEntity = ~std::uint64_t{ 0 };
 
    std::uint8_t* take( std::size_t size ) {
-      VAREK_ASSERT( size <= static_cast<std::size_t>( end_ - at_ ) );
+      VAREK_ASSERT( size <= static_cast<std::size_t>( end_ - at_ ), size, end_ - at_ );
       return std::exchange( at_, at_ + size );
    }
    template<class U>

@@ -15,7 +15,8 @@ namespace Qel {
 /// An ordered collection: iterates in ascending key order. Its members are small counted node
 /// objects, derived from Varek::Counted, with the key inside (KeyFunktor{}( node ) is it). Look-up,
 /// insertion and removal cost a logarithm of the size; members and iterators stay valid until the
-/// member is removed. The tree is the standard library's; one word until there is a member.
+/// member is removed, and end() is the same iterator for as long as the map is there. The tree is
+/// the standard library's.
 template<class Node, class KeyFunktor>
 class RbTreeMap {
 public:
@@ -23,14 +24,18 @@ public:
    using Tree = std::map<Key, Varek::Ptr<Node>>;
    using const_iterator = typename Tree::const_iterator;
 
-   std::uint32_t size() const { return static_cast<std::uint32_t>( tree().size() ); }
-   bool empty() const { return tree().empty(); }
+   RbTreeMap() = default;
+   RbTreeMap( RbTreeMap const& ) = delete;
+   RbTreeMap& operator=( RbTreeMap const& ) = delete;
+
+   std::uint32_t size() const { return static_cast<std::uint32_t>( tree_.size() ); }
+   bool empty() const { return tree_.empty(); }
    /// Advances with every insertion and removal.
-   std::uint32_t version() const { return state_ ? state_->version : 0; }
-   const_iterator begin() const { return tree().begin(); }
-   const_iterator end() const { return tree().end(); }
-   const_iterator find( Key const& key ) const { return tree().find( key ); }
-   const_iterator lowerBound( Key const& key ) const { return tree().lower_bound( key ); }
+   std::uint32_t version() const { return version_; }
+   const_iterator begin() const { return tree_.begin(); }
+   const_iterator end() const { return tree_.end(); }
+   const_iterator find( Key const& key ) const { return tree_.find( key ); }
+   const_iterator lowerBound( Key const& key ) const { return tree_.lower_bound( key ); }
 
    Node* lookupNodeG( Key const& key ) const {
       auto const at = find( key );
@@ -41,10 +46,8 @@ public:
    void memberNewChild( Varek::Ptr<Node> node ) {
       Key const& key = KeyFunktor{}( *node );
       assertDupKey( key );
-      if ( !state_ )
-         state_ = std::make_unique<State>();
-      state_->tree.emplace( key, std::move( node ) );
-      ++state_->version;
+      tree_.emplace( key, std::move( node ) );
+      ++version_;
    }
 
    /// Removes the member with \p key and returns it; null if there is none.
@@ -54,9 +57,9 @@ public:
    }
    Varek::Ptr<Node> memberDelG( const_iterator at ) {
       Varek::Ptr<Node> const removed = at->second;
-      state_->marked.erase( at->first );
-      state_->tree.erase( at );
-      ++state_->version;
+      qelMarkedForDeletionGIs( at->first, false );
+      tree_.erase( at );
+      ++version_;
       return removed;
    }
 
@@ -64,54 +67,42 @@ public:
       if ( empty() )
          return;
       // Taken out first: the end of a member may run code that looks at this map.
-      Tree const old = std::exchange( state_->tree, {} );
-      state_->marked.clear();
-      ++state_->version;
+      Tree old;
+      old.swap( tree_ );
+      if ( marked_ )
+         marked_->clear();
+      ++version_;
    }
 
    void qelMarkAllForDeletion() {
-      if ( !state_ )
-         state_ = std::make_unique<State>();
-      for ( auto const& member : tree() )
-         state_->marked.insert( member.first );
-      state_->marking = true;
+      auto all = std::make_unique<Marks>();
+      for ( auto const& member : tree_ )
+         all->insert( all->end(), member.first );
+      marked_ = std::move( all );
    }
    /// Forgets all marks.
-   void qelDeletionMarksClear() {
-      if ( !state_ )
-         return;
-      state_->marked.clear();
-      state_->marking = false;
-   }
+   void qelDeletionMarksClear() { marked_.reset(); }
    /// Whether a resynchronisation is under way, from the first of these to the second.
-   bool qelHasDeletionMarks() const { return state_ && state_->marking; }
+   bool qelHasDeletionMarks() const { return marked_ != nullptr; }
+   /// Does nothing outside of a resynchronisation.
    void qelMarkedForDeletionGIs( Key const& key, bool marked ) {
-      if ( !tree().contains( key ) )
+      if ( !marked_ )
          return;
-      if ( marked )
-         state_->marked.insert( key );
-      else
-         state_->marked.erase( key );
+      if ( !marked )
+         marked_->erase( key );
+      else if ( tree_.contains( key ) )
+         marked_->insert( key );
    }
-   bool isMarkedForDeletion( Key const& key ) const {
-      return state_ && state_->marked.contains( key );
-   }
+   bool isMarkedForDeletion( Key const& key ) const { return marked_ && marked_->contains( key ); }
 
 private:
-   struct State {
-      Tree tree;
-      std::set<Key> marked; // of use during a resynchronisation only
-      bool marking = false;
-      std::uint32_t version = 0;
-   };
+   using Marks = std::set<Key>;
 
-   void assertDupKey( Key const& key ) const { VAREK_ASSERT( !tree().contains( key ) ); }
-   Tree const& tree() const {
-      static Tree const none;
-      return state_ ? state_->tree : none;
-   }
+   void assertDupKey( Key const& key ) const { VAREK_ASSERT( !tree_.contains( key ), key ); }
 
-   std::unique_ptr<State> state_;
+   Tree tree_;
+   std::unique_ptr<Marks> marked_; // null unless a resynchronisation runs
+   std::uint32_t version_ = 0;
 };
 
 } // namespace Qel

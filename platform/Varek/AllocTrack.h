@@ -46,7 +46,7 @@ public:
    /// would falsify liveBytes(), ends the process.
    static void trackAllocation( AllocTrackTypeInfo& tracker, std::string_view /*identity*/,
                                 std::size_t size, std::size_t /*alignment*/ ) {
-      VAREK_ASSERT( size == tracker.size_ );
+      VAREK_ASSERT( size == tracker.size_, tracker.identity_, size, tracker.size_ );
       tracker.liveObjects_.add( 1 );
    }
    /// Records its end, or undoes the record of one whose construction failed.

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <utility>
 
 namespace Varek {
 
@@ -14,7 +15,7 @@ NonHashableType::~NonHashableType() = default;
 WriteFromReadOnlyProxy::~WriteFromReadOnlyProxy() = default;
 NewEntityArguments::~NewEntityArguments() = default;
 
-VectorOutOfRange::VectorOutOfRange( std::size_t index, std::size_t size )
+VectorOutOfRange::VectorOutOfRange( std::uint64_t index, std::size_t size )
    : Failure( "index " + std::to_string( index ) + " is out of range of a vector of size " +
               std::to_string( size ) ),
      index_( index ), size_( size ) {}
@@ -48,16 +49,34 @@ NewEntityArguments::NewEntityArguments( std::string_view type, std::string_view 
    : Failure( "a new " + std::string( type ) + " takes a " + std::string( expectedType ) + " as " +
               std::string( parameter ) + ", not a " + std::string( givenType ) ) {}
 
-void throwVectorOutOfRangeException( std::size_t index, std::size_t size ) {
+void throwVectorOutOfRangeException( std::uint64_t index, std::size_t size ) {
    throw VectorOutOfRange( index, size );
 }
 
 void throwVectorEmptyBackException() { throw VectorEmptyBack(); }
 
-void assertionFailed( char const* expression ) {
-   std::fprintf( stderr, "%s\n", expression );
+void assertionFailed( char const* text ) noexcept {
+   std::fprintf( stderr, "%s\n", text );
    std::fflush( stderr );
    std::abort();
+}
+
+std::string Internal::assertedAddress( void const* address ) {
+   char text[32];
+   std::snprintf( text, sizeof text, "%p", address );
+   return text;
+}
+
+void Internal::assertionFailed( Assertion const& failed,
+                                std::initializer_list<std::string> values ) noexcept {
+   std::string text = std::string( failed.file ) + ':' + std::to_string( failed.line ) +
+                      ": assertion failed: " + failed.expression;
+   char const* before = " = ";
+   if ( values.size() != 0 )
+      text += std::string( ", where " ) + failed.values;
+   for ( std::string const& value : values )
+      text += std::exchange( before, ", " ) + value;
+   Varek::assertionFailed( text.c_str() );
 }
 
 } // namespace Varek

@@ -2,9 +2,11 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <type_traits>
 
 #include "Varek/Export.h"
 
@@ -23,13 +25,13 @@ public:
 /// An index at or beyond the length of a sequence.
 class VAREK_EXPORT VectorOutOfRange : public Failure {
 public:
-   VectorOutOfRange( std::size_t index, std::size_t size );
+   VectorOutOfRange( std::uint64_t index, std::size_t size );
    ~VectorOutOfRange() override;
-   std::size_t index() const { return index_; }
+   std::uint64_t index() const { return index_; }
    std::size_t size() const { return size_; }
 
 private:
-   std::size_t index_;
+   std::uint64_t index_;
    std::size_t size_;
 };
 
@@ -93,14 +95,72 @@ public:
    ~NewEntityArguments() override;
 };
 
-[[noreturn]] VAREK_EXPORT void throwVectorOutOfRangeException( std::size_t index,
+[[noreturn]] VAREK_EXPORT void throwVectorOutOfRangeException( std::uint64_t index,
                                                                std::size_t size );
 [[noreturn]] VAREK_EXPORT void throwVectorEmptyBackException();
 
-/// Prints \p expression, exactly as it is, on standard error and aborts. In every build type.
-[[noreturn]] VAREK_EXPORT void assertionFailed( char const* expression );
+/// Ends the process unless \p expr holds; unlike assert(), in every build type. Prints where it
+/// stands, the expression and the values that are given after it, on standard error.
+#define VAREK_ASSERT( expr, ... )                                                                  \
+   ( ( expr ) ? void()                                                                             \
+              : ::Varek::assertionFailed(                                                          \
+                   { __FILE__, __LINE__, #expr, #__VA_ARGS__ } __VA_OPT__(, ) __VA_ARGS__ ) )
 
-/// Ends the process unless \p expr holds; unlike assert(), in every build type.
-#define VAREK_ASSERT( expr ) ( ( expr ) ? void() : ::Varek::assertionFailed( #expr ) )
+/// The same in builds with assertions alone, that is, without NDEBUG: for what would cost too much.
+#ifdef NDEBUG
+#define VAREK_DEBUG_ASSERT( ... ) static_cast<void>( 0 )
+#else
+#define VAREK_DEBUG_ASSERT( ... ) VAREK_ASSERT( __VA_ARGS__ )
+#endif
+
+/// The same for an assertion that is known by its words: prints \p text and nothing else.
+#define VAREK_ASSERT_TEXT( expr, text ) ( ( expr ) ? void() : ::Varek::assertionFailed( text ) )
+
+/// Prints \p text, exactly as it is, on standard error and aborts.
+[[noreturn, gnu::cold]] VAREK_EXPORT void assertionFailed( char const* text ) noexcept;
+
+/// An assertion as it stands in the source, with the expressions of its values.
+struct Assertion {
+   char const* file;
+   int line;
+   char const* expression;
+   char const* values;
+};
+
+namespace Internal {
+
+[[noreturn, gnu::cold]] VAREK_EXPORT void
+assertionFailed( Assertion const&, std::initializer_list<std::string> values ) noexcept;
+
+VAREK_EXPORT std::string assertedAddress( void const* );
+
+/// Text is in quotes; what has no text is a question mark.
+template<class T>
+std::string assertedText( T const& value ) {
+   if constexpr ( std::is_same_v<T, bool> )
+      return value ? "true" : "false";
+   else if constexpr ( std::is_arithmetic_v<T> )
+      return std::to_string( value );
+   else if constexpr ( std::is_convertible_v<T const&, std::string_view> )
+      return '"' + std::string( std::string_view( value ) ) + '"';
+   else if constexpr ( requires { std::string( stringValue( value ) ); } )
+      return stringValue( value );
+   else if constexpr ( std::is_enum_v<T> )
+      return std::to_string( static_cast<std::underlying_type_t<T>>( value ) );
+   else if constexpr ( std::is_pointer_v<T> )
+      return assertedAddress( value );
+   else
+      return "?";
+}
+
+} // namespace Internal
+
+/// Values come as copies: were they referred to, those in registers would have to be in memory
+/// while the assertion holds.
+template<class... Values>
+[[noreturn, gnu::cold, gnu::noinline]] void assertionFailed( Assertion const& failed,
+                                                             Values... values ) noexcept {
+   Internal::assertionFailed( failed, { Internal::assertedText( values )... } );
+}
 
 } // namespace Varek

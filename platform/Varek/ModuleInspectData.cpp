@@ -33,7 +33,7 @@ void ModuleInspectData::loaded( ModuleInspectData const& module ) {
    std::lock_guard const lock( all.mutex );
    auto const at = lowerBound( all.modules, module.name );
    bool const moduleIsKnown = at != all.modules.end() && ( *at )->name == module.name;
-   VAREK_ASSERT( !moduleIsKnown || *at == &module );
+   VAREK_ASSERT( !moduleIsKnown || *at == &module, module.name );
    if ( !moduleIsKnown )
       all.modules.insert( at, &module );
 }

@@ -99,6 +99,10 @@ TEST( GenericIteration, GoesOverASequenceByIndex ) {
       }
       EXPECT_EQ( next, std::max( start, 4U ) );
    }
+   std::uint32_t const last = 0xFFFFFFFF;
+   Walk far( value, 3, &last );
+   far.next();
+   EXPECT_FALSE( far.nonnull() ) << "on the first element again";
    Walk walk( value, 3 );
    walk.next();
    walk.next();

@@ -1,5 +1,6 @@
 // Enumerations by number, by name and in text, of both widths, with gaps.
 
+#include <functional>
 #include <limits>
 #include <set>
 #include <sstream>
@@ -24,13 +25,38 @@ TEST( Enumeration, ItsFunctionsGoByNumberAndNameAndRefuseWhatIsNone ) {
    for ( Varek::String const& name :
          { Varek::String(), Varek::String( "1" ), Varek::String( "Idle" ), Varek::String( "idle " ),
            Varek::String( "idle\0", 5 ) } )
-      EXPECT_THROW( ModeInstance( name ), Varek::RangeError ) << name;
+      EXPECT_THROW( ModeInstance( name ), Varek::TextError ) << name;
    try {
       ModeInstance( 256 );
       ADD_FAILURE();
    } catch ( Varek::RangeError const& error ) {
       EXPECT_STREQ( error.what(), "256 is no enumerator of TestModule::Mode" );
    }
+}
+
+TEST( Enumeration, AnUnknownNameIsOneFailureAloneAndWithinAText ) {
+   std::string_view const said = "expected an enumerator of TestModule::Mode but found \"runs\", "
+                                 "which differs from position 0";
+   Mode mode{};
+   Qel::CharRange range( "runs" );
+   for ( auto const& read : std::initializer_list<std::function<void()>>{
+            [] { ModeInstance( "runs" ); }, [&] { sequenceToValue( range, &mode ); } } )
+      try {
+         read();
+         ADD_FAILURE();
+      } catch ( Varek::TextError const& error ) {
+         EXPECT_EQ( error.what(), said );
+      }
+}
+
+TEST( Enumeration, MembersOfASetThatFoldToOneAreOne ) {
+   Qel::HSet<Mode> set;
+   std::uint8_t const bytes[]{ 0, 0, 0, 4, 0, 0, 0, 1, 0, 0, 1, 1, 0, 0, 0, 7, 0, 0, 0, 7 };
+   Qel::NboAttrLog::In in( bytes );
+   Qel::Wire<decltype( set )>::read( in, set );
+   in.expectEnd();
+   EXPECT_EQ( set.size(), 2U );
+   EXPECT_TRUE( set.lookupNodeG( Mode::running ) && set.lookupNodeG( Mode::faulty ) );
 }
 
 TEST( Enumeration, IsReadAsTheLongestIdentifier ) {
@@ -86,7 +112,7 @@ protected:
          EXPECT_EQ( Type::instance( name.c_str(), module, type_.index ), value );
          EXPECT_EQ( Type::stringValue( value, module, type_.index ), name );
          for ( Varek::String const& other : { name + "_", '_' + name, name.substr( 1 ) } )
-            EXPECT_THROW( Type::instance( other, module, type_.index ), Varek::RangeError );
+            EXPECT_THROW( Type::instance( other, module, type_.index ), Varek::TextError );
       }
       for ( std::uint64_t const near : std::set<std::uint64_t>( known ) )
          for ( std::uint64_t const value : { near - 1, near + 1, near ^ 0x80, near ^ 0x100 } ) {

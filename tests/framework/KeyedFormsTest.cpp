@@ -16,6 +16,7 @@ namespace {
 
 using namespace TestModule;
 using U32 = std::uint32_t;
+using U64 = std::uint64_t;
 
 /// Text that is too long to lie inside a string object.
 Varek::String longText( U32 n ) {
@@ -436,6 +437,13 @@ TYPED_TEST( KeyedForms, ACopyThatFailsChangesAndTellsNothing ) {
          this->del( 2 );
       }
       EXPECT_GE( failed, 2 );
+      // What is removed is handed out, not copied.
+      told = 0;
+      this->is( 2, 1 );
+      CopiesFail const failing( 0 );
+      Form::delAll( *this->owner_ );
+      EXPECT_EQ( told, 3 );
+      EXPECT_FALSE( this->get( 1 ) || this->get( 2 ) );
    }
 }
 
@@ -451,6 +459,13 @@ TEST( OrderedForms, AReplacedValueKeepsItsNodeWhichOutlivesItsRemoval ) {
    EXPECT_EQ( depot->limitsDel( depot->limits().find( 4 ) ), limits( 4, 2 ) );
    EXPECT_EQ( node->value(), limits( 4, 2 ) ) << "taken from one who holds it";
    EXPECT_EQ( depot->limitsDel( depot->limits().end() ), Limits() );
+   // Found when there was nothing, and nothing ever after.
+   auto const fresh = Depot::DepotIs( "d" );
+   auto const end = fresh->limits().end(), missing = fresh->limits().find( 4 );
+   fresh->limitsIs( limits( 4, 1 ) );
+   for ( auto const at : { end, missing } )
+      EXPECT_EQ( fresh->limitsDel( at ), Limits() );
+   EXPECT_EQ( fresh->limits().size(), 1U );
    EXPECT_EQ( Depot::QelLimits::allocations().identity(), "TestModule::Depot::QelLimits" );
    static_assert( Depot::QelLimits::keyInside && !Depot::QelStock::keyInside );
 }
@@ -492,8 +507,7 @@ TEST( ArrayForm, AnIndexBeyondTheEndIsRefusedByAll ) {
    int told = 0;
    auto const watching = depot->subscribe( [&]( auto& ) { ++told; } );
    Limits value;
-   std::size_t const huge = static_cast<std::size_t>( -1 );
-   for ( std::size_t const index : { std::size_t{ 20 }, huge, huge - 0xFFFFFFFFU + 20 } ) {
+   for ( auto const index : { U64{ 20 }, U64{ 0xFFFFFFFF }, U64{ 1 } << 32, ~U64{ 0 } } ) {
       EXPECT_THROW( depot->lamp( index ), Varek::RangeError );
       EXPECT_THROW( depot->lampIs( index, 1 ), Varek::RangeError );
       EXPECT_THROW( depot->lampDel( index ), Varek::RangeError );
@@ -502,12 +516,15 @@ TEST( ArrayForm, AnIndexBeyondTheEndIsRefusedByAll ) {
    EXPECT_THROW( depot->lampDel( depot->lamp().end() ), Varek::RangeError );
    EXPECT_EQ( told, 0 );
    EXPECT_EQ( depot->light(), 0U );
-   try {
-      value.shiftDel( 3 );
-      ADD_FAILURE();
-   } catch ( Varek::RangeError const& error ) {
-      EXPECT_STREQ( error.what(), "cannot access index 3 of an array with size 3" );
-   }
+   for ( auto const& [index, shown] :
+         { std::pair{ U64{ 3 }, "3" }, std::pair{ U64{ 1 } << 32, "4294967296" } } )
+      try {
+         value.shiftDel( index );
+         ADD_FAILURE();
+      } catch ( Varek::RangeError const& error ) {
+         EXPECT_EQ( error.what(),
+                    "cannot access index " + std::string( shown ) + " of an array with size 3" );
+      }
    EXPECT_EQ( depot->lampDel( 0 ), Tracked() ); // the literal is an index
 }
 

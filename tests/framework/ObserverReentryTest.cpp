@@ -202,6 +202,34 @@ TEST_F( ObserverReentry, AChangeIsToldThoughMemoryIsOut ) {
    EXPECT_EQ( log_, "strpq" );
 }
 
+TEST_F( ObserverReentry, AClearAllGoesOnThoughMemoryRunsOut ) {
+   auto const depot = Depot::DepotIs( "d" );
+   for ( std::uint32_t n = 0; n < 5; ++n ) {
+      Limits limits( n );
+      limits.shiftIs( 0, Varek::String( 100, 'x' ) );
+      depot->limitsIs( limits );
+      depot->noteIs( Varek::String( 100, 'k' ) + std::to_string( n ), Varek::String( 100, 'v' ) );
+      depot->tagIs( Varek::String( 100, 't' ) + std::to_string( n ) );
+   }
+   Varek::Ptr<Depot::QelLimits> const kept = depot->limits().begin()->second;
+   for ( auto clear : { &Depot::limitsDelAll, &Depot::noteDelAll, &Depot::tagDelAll } ) {
+      int told = 0;
+      auto const watching = depot->subscribe( [&]( Change const& ) {
+         ++told;
+         memoryIsOut = true;
+      } );
+      try {
+         ( *depot.*clear )();
+      } catch ( std::bad_alloc const& ) {
+         told = 0;
+      }
+      memoryIsOut = false;
+      EXPECT_EQ( told, 5 );
+   }
+   EXPECT_TRUE( depot->limits().empty() && depot->note().empty() && depot->tag().empty() );
+   EXPECT_EQ( kept->value().shift( 0 ).size(), 100U ) << "taken from one who holds it";
+}
+
 TEST_F( ObserverReentry, ManyThatGoAtOnceMayTakeOthersWithThem ) {
    // The end of every second one ends the subscription of another, which no one else does.
    constexpr std::size_t count = 1000;

@@ -77,10 +77,9 @@ TEST( SingleChild, ObserversSeeItInPlaceAndMayReplaceIt ) {
          depot = nullptr;
       }
    } );
-   auto const two = depot->badgeIs( 2 );
+   EXPECT_EQ( depot->badgeIs( 2 ), inner ) << "not what came later, but what was made";
    EXPECT_EQ( told, 2 );
-   EXPECT_EQ( two->mark(), Tracked( 2 ) ) << "not what was made, but what came later";
-   EXPECT_EQ( two->parent(), nullptr );
+   EXPECT_EQ( inner->mark(), Tracked( 3 ) );
    EXPECT_EQ( inner->parent(), nullptr ) << "the owner has gone";
 }
 
@@ -147,6 +146,28 @@ TEST( Children, ARemovedOneKeepsWhatItOwns ) {
    EXPECT_NE( plant->rackIs( "a" ), rack );
 }
 
+TEST( Children, TheOneThatIsHeldInTheEndIsReturnedAndNeverNull ) {
+   auto rack = Rack::RackIs( "a" );
+   for ( bool const setAnew : { true, false } ) {
+      Varek::Ptr<Sensor> first, inner;
+      auto const watching = rack->subscribe( [&]( auto& ) {
+         if ( first || !rack->sensor( 1 ) )
+            return;
+         first = rack->sensorDel( 1 );
+         if ( setAnew )
+            inner = rack->sensorIs( 1 );
+         else
+            rack = nullptr;
+      } );
+      EXPECT_EQ( rack->sensorIs( 1 ), setAnew ? inner : first );
+      if ( rack )
+         rack->sensorDelAll();
+   }
+   auto const depot = Depot::DepotIs( "d" );
+   auto const removing = depot->subscribe( [&]( auto& ) { depot->badgeDel(); } );
+   EXPECT_EQ( depot->badgeIs( 1 )->parent(), nullptr );
+}
+
 TEST( Children, TheEndOfTheOwnerLeavesSurvivorsWithoutOne ) {
    auto const live = Sensor::allocations().liveObjects();
    auto rack = Rack::RackIs( "a" );
@@ -183,7 +204,7 @@ TEST( Names, AnEntityIsMadeByItsNameAlone ) {
 }
 
 TEST( Counter, WrapsAndTellsRealChangesOnly ) {
-   auto const badge = Badge::BadgeIs( 1U );
+   auto badge = Badge::BadgeIs( 1U );
    ChangeRecorder<int, std::uint32_t> changes( *badge );
    EXPECT_EQ( badge->scansInc( 0 ), 0U );
    EXPECT_EQ( badge->scansInc( 4294967295U ), 4294967295U );
@@ -192,9 +213,12 @@ TEST( Counter, WrapsAndTellsRealChangesOnly ) {
    ASSERT_EQ( changes.told.size(), 2U );
    EXPECT_EQ( changes.told[0].old, 0U );
    EXPECT_EQ( changes.told[1].old, 4294967295U );
-   auto const resets = badge->subscribe( [&]( auto& ) { badge->scansIs( 0 ); } );
-   EXPECT_EQ( badge->scansInc( 5 ), 7U );
-   EXPECT_EQ( badge->scans(), 0U );
+   auto const resets = badge->subscribe( [&]( Varek::Change const& change ) {
+      auto& one = static_cast<Badge&>( change.source() );
+      one.scansIs( 1 );
+      badge = nullptr;
+   } );
+   EXPECT_EQ( badge->scansInc( 5 ), 1U ) << "not what is held";
 }
 
 TEST( Optional, NothingAndTheEmptyValueAreTwo ) {

@@ -136,6 +136,41 @@ TEST( HashMapPromises, ACopyThatFailsHalfwayLeavesNothingBehind ) {
    expectHolds( target, 3 );
 }
 
+TEST( HashMapPromises, ARangeForMayEraseTheElementThatItStandsOn ) {
+   for ( std::uint32_t size = 1; size <= 60; ++size )
+      for ( std::uint32_t const nth : { 1U, 2U } ) {
+         Map map;
+         fill( map, size );
+         std::uint32_t visited = 0;
+         for ( Element const& element : map )
+            if ( ++visited % nth == 0 ) {
+               ASSERT_TRUE( map.deleteMemberG( std::uint32_t{ element.key } ) );
+            }
+         EXPECT_EQ( visited, size );
+         EXPECT_EQ( map.size(), size - size / nth );
+      }
+}
+
+#ifndef NDEBUG
+TEST( HashMapPromisesDeathTest, ARangeForThatGoesOnAfterAnotherChangeEndsTheProcess ) {
+   Map map;
+   auto const walk = [&]( std::uint32_t size, auto change ) {
+      map.memberDelAll();
+      fill( map, size );
+      for ( Element const& element : map )
+         change( element.key );
+   };
+   auto const others = [&]( std::uint32_t self ) {
+      for ( std::uint32_t n = 0; n < 60; ++n )
+         if ( n != self )
+            map.deleteMemberG( n );
+   };
+   EXPECT_DEATH( walk( 8, others ), "tags.* != 0" );
+   EXPECT_DEATH( walk( 40, [&]( std::uint32_t ) { fill( map, map.size() + 1 ); } ), "version_" );
+   EXPECT_DEATH( walk( 40, [&]( std::uint32_t ) { map.memberDelAll(); } ), "version_" );
+}
+#endif
+
 /// A key of one of two homes that counts how often it is compared.
 struct ComparedKey {
    inline static int comparisons = 0;

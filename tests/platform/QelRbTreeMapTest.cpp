@@ -82,10 +82,26 @@ TEST( RbTreeMap, AgreesThroughRandomOperations ) {
    }
 }
 
+TEST( RbTreeMap, ItsEndIsTheSameFromTheBeginning ) {
+   Map map;
+   auto const end = map.end(), missing = map.find( 1 );
+   for ( auto const& change : std::initializer_list<void ( * )( Map& )>{
+            []( Map& m ) { m.memberNewChild( newNode( 1 ) ); }, []( Map& m ) { m.memberDelG( 1 ); },
+            []( Map& m ) { m.memberNewChild( newNode( 2 ) ); },
+            []( Map& m ) { m.memberClearAll(); },
+            []( Map& m ) { m.memberNewChild( newNode( 3 ) ); } } ) {
+      change( map );
+      EXPECT_EQ( map.end(), end );
+      EXPECT_EQ( map.find( 9 ), missing );
+   }
+}
+
 TEST( RbTreeMapDeathTest, TakesNoKeyTwice ) {
    Map map;
    map.memberNewChild( newNode( 1 ) );
-   EXPECT_DEATH( map.memberNewChild( newNode( 1 ) ), "contains\\( key \\)\n$" );
+   EXPECT_DEATH( map.memberNewChild( newNode( 1 ) ),
+                 "platform/Qel/RbTreeMap.h:[0-9]+: assertion failed: !tree_.contains\\( key \\), "
+                 "where key = 1\n$" );
 }
 
 } // namespace

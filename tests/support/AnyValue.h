@@ -118,7 +118,7 @@ public:
       AnyValue const before( value );
       for ( int i = 0; i < 10000; ++i ) {
          fill( value );
-         if ( !( value == before ) && value == AnyValue( value ) )
+         if ( !( value == before ) )
             return;
       }
       ADD_FAILURE() << "no other value of " << value.type().typeName;
@@ -162,7 +162,7 @@ private:
             oneOf( "true", "false", "1", "2", "3", "inf", "0x00ff", "192.0.2.0/24", "User-Name",
                    "Filter-Id", "absent", "\"x y\"", "Vlan7", "00:00:5e:00:53:01", "Ethernet3/1",
                    "00:00:5e:00:53:01@Ethernet3/1", "Brevia-Acl-Name", "Brevia-Av-Pair", "none",
-                   "3600u64", "2.5", "TestModule::Limits( )" );
+                   "3600u64", "2.5", "nan", "TestModule::Limits( )" );
          try {
             value.type().inspectDecodeFromString( text, value.data() );
             return;

@@ -95,12 +95,12 @@ private:
       else
          fill( key, below( 5 ) );
    }
-   /// The same for the same \p seed. Equal values print alike and are equal to themselves.
+   /// The same for the same \p seed. Equal values print alike.
    static void fill( AnyValue const& value, std::uint32_t seed ) {
       RandomValues values( seed + 1 );
       do
          values.fill( value );
-      while ( !( value == AnyValue( value ) ) || value.form().find( "-0" ) != std::string::npos );
+      while ( value.form().find( "-0" ) != std::string::npos );
       if ( value.type().typeName == "Varek::String" && seed % 3 == 2 )
          *static_cast<Varek::String*>( value.data() ) += Varek::String( seed % 300, 'x' );
    }
