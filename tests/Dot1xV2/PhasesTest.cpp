@@ -10,6 +10,7 @@
 
 #include "Dot1xV2/AuthNStatus.h"
 #include "Qel/HashHelper.h"
+#include "support/LastWords.h"
 
 namespace {
 
@@ -144,11 +145,11 @@ TEST( AuthNSupplicantStatusDeathTest, APhaseItIsInMustHaveARecord ) {
    auto const supplicant = authNSupplicantStatusFactory( Lumo::EthAddr() );
    add( *supplicant, AuthNZPhaseEnum::authNZPhase1, { 1, AuthNMethod::mbaAuth } );
    supplicant->authPhaseIs( standing( 3 ) );
-   EXPECT_DEATH( supplicant->currentAuthNMethod(), "^current\n$" );
+   EXPECT_DEATH( supplicant->currentAuthNMethod(), lastWords( "^current" ) );
    supplicant->authPhaseIs( standing( 2 ) );
    EXPECT_EQ( supplicant->currentAuthNMethod(), AuthNMethod::mbaAuth );
    supplicant->phaseStatusDelAll();
-   EXPECT_DEATH( supplicant->currentAuthNMethod(), "^current\n$" );
+   EXPECT_DEATH( supplicant->currentAuthNMethod(), lastWords( "^current" ) );
 }
 
 } // namespace
