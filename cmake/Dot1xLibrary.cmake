@@ -14,14 +14,38 @@ if( DOT1X_FUZZ )
    # Here and not for the fuzzers alone: what counts as new is what the libraries do.
    target_compile_options( dot1x_build_options INTERFACE -fsanitize=fuzzer-no-link )
 endif()
-if( DOT1X_SANITIZE OR DOT1X_FUZZ )
+if( DOT1X_SANITIZE )
    target_compile_options( dot1x_build_options INTERFACE
-      -fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer )
-   target_link_options( dot1x_build_options INTERFACE -fsanitize=address,undefined )
+      -fsanitize=${DOT1X_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer )
+   target_link_options( dot1x_build_options INTERFACE -fsanitize=${DOT1X_SANITIZE} )
    if( CMAKE_CXX_COMPILER_ID MATCHES Clang )
       # Types of hidden visibility are distinct per library to this check, and ours cross libraries.
       target_compile_options( dot1x_build_options INTERFACE -fno-sanitize=vptr,function )
    endif()
+endif()
+
+# What makes a fault harder to exploit, for all that is installed: the libraries, and the tool, which
+# is a program that can be loaded anywhere.
+add_library( dot1x_hardening INTERFACE )
+set( is_library $<STREQUAL:$<TARGET_PROPERTY:TYPE>,SHARED_LIBRARY> )
+set( is_program $<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE> )
+target_compile_options( dot1x_hardening INTERFACE
+   -fstack-protector-strong
+   $<$<NOT:${is_library}>:-fPIE> )
+target_link_options( dot1x_hardening INTERFACE
+   LINKER:-z,relro LINKER:-z,now
+   $<${is_program}:-pie> )
+if( CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|i.86)$" )
+   set( DOT1X_BRANCH_PROTECTION -fcf-protection )
+elseif( CMAKE_SYSTEM_PROCESSOR MATCHES "^(aarch64|arm64)$" )
+   set( DOT1X_BRANCH_PROTECTION -mbranch-protection=standard )
+endif()
+target_compile_options( dot1x_hardening INTERFACE ${DOT1X_BRANCH_PROTECTION} )
+if( NOT DOT1X_SANITIZE )
+   # Sanitizers check more, by the plain functions. Without optimisation it would be a warning.
+   target_compile_options( dot1x_hardening INTERFACE
+      $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE>
+      $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-D_FORTIFY_SOURCE=2> )
 endif()
 
 # Calls between functions of one library need no indirection through the dynamic linker.
@@ -39,7 +63,9 @@ function( dot1x_library name )
       $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/dot1xv2> )
    target_compile_features( ${name} PUBLIC cxx_std_20 )
    target_compile_options( ${name} PRIVATE ${DOT1X_LIBRARY_OPTIONS} )
-   target_link_libraries( ${name} PUBLIC ${ARG_DEPENDS} PRIVATE $<BUILD_INTERFACE:dot1x_build_options> )
+   target_link_libraries( ${name}
+      PUBLIC ${ARG_DEPENDS}
+      PRIVATE $<BUILD_INTERFACE:dot1x_build_options> $<BUILD_INTERFACE:dot1x_hardening> )
    # Module records stay registered for the life of the process, so the code must stay too.
    target_link_options( ${name} PRIVATE LINKER:-z,nodelete )
    set_target_properties( ${name} PROPERTIES

@@ -167,7 +167,7 @@ Varek::String Endpoint::refusalIn( Frame const& frame ) const {
                        std::min<std::size_t>( frame.payload.size(), 1000 ) );
    // It goes into logs and on terminals.
    std::ranges::replace_if(
-      text, []( char c ) { return c >= 0 && c < ' '; }, '?' );
+      text, []( char c ) { return static_cast<unsigned char>( c ) < ' '; }, '?' );
    return text;
 }
 

@@ -10,6 +10,7 @@
 
 #include "Dot1xV2/AuthNStatus.h"
 #include "Qel/HashHelper.h"
+#include "support/LastWords.h"
 
 namespace {
 
@@ -145,12 +146,12 @@ TEST( AuthNSupplicantStatusDeathTest, APhaseItIsInMustHaveARecord ) {
    add( *supplicant, AuthNZPhaseEnum::authNZPhase1, { 1, AuthNMethod::mbaAuth } );
    supplicant->authPhaseIs( standing( 3 ) );
    EXPECT_DEATH( supplicant->currentAuthNMethod(),
-                 "failed: current, where phase = \"?authNZPhase2\"?\n$" );
+                 lastWords( "failed: current, where phase = \"?authNZPhase2\"?" ) );
    supplicant->authPhaseIs( standing( 2 ) );
    EXPECT_EQ( supplicant->currentAuthNMethod(), AuthNMethod::mbaAuth );
    supplicant->phaseStatusDelAll();
    EXPECT_DEATH( supplicant->currentAuthNMethod(),
-                 "failed: current, where phase = \"?authNZPhase1\"?\n$" );
+                 lastWords( "failed: current, where phase = \"?authNZPhase1\"?" ) );
 }
 
 } // namespace

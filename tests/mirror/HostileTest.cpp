@@ -5,6 +5,7 @@
 #include "mirror/Link.h"
 #include "mirror/Trees.h"
 #include "support/Contains.h"
+#include "support/Soak.h"
 
 using namespace TestModule;
 using Mirror::Follower;
@@ -105,6 +106,46 @@ TEST( Hostile, AChangedByteClosesWithAReasonOrMeansSomethingElse ) {
    EXPECT_LT( refused, rounds );
 }
 
+/// A leader hears \p bytes, then the end.
+void hear( Leader& leader, Bytes const& bytes ) {
+   SocketPair pair;
+   auto& connection = leader.connectionIs( pair.a.release(), "hostile" );
+   ASSERT_EQ( ::send( pair.b.get(), bytes.data(), bytes.size(), 0 ),
+              static_cast<ssize_t>( bytes.size() ) );
+   connection.onReadable();
+   connection.onWritable();
+   pair.b.reset();
+   connection.onReadable();
+   connection.onReadable();
+   ASSERT_TRUE( connection.closed() );
+   ASSERT_NE( connection.reason(), "" );
+   leader.connectionDel( connection );
+}
+
+// Spread evenly where not every one has its turn.
+TEST( Hostile, AFlippedBitDoesNoHarm ) {
+   Leader leader;
+   leader.rootIs( "plant", Plant::PlantIs() );
+   Follower follower;
+   std::size_t const hello = recorded().hello.size();
+   std::uint64_t const bits = 8 * recorded().bytes.size();
+   for ( Soak::Rounds round( bits ); round.next() && !testing::Test::HasFatalFailure(); ) {
+      std::uint64_t const bit = round.index() * bits / round.count();
+      Bytes changed = recorded().bytes;
+      changed[bit / 8] ^= static_cast<std::uint8_t>( 1U << bit % 8 );
+      feed( follower, { changed } );
+      ASSERT_TRUE( follower.closed() ) << "bit " << bit;
+      ASSERT_NE( follower.reason(), "" ) << "bit " << bit;
+      if ( bit / 8 < hello ) {
+         changed.resize( hello );
+         hear( leader, changed );
+      }
+      if ( round.index() % 100 == 0 )
+         expectUsable( follower );
+   }
+   EXPECT_EQ( leader.stats().announced, 0U );
+}
+
 TEST( Hostile, ALeaderTakesEqualCare ) {
    Leader leader;
    leader.rootIs( "plant", Plant::PlantIs() );
@@ -114,18 +155,7 @@ TEST( Hostile, ALeaderTakesEqualCare ) {
       changed[random() % changed.size()] ^= static_cast<std::uint8_t>( 1 + random() % 255 );
       if ( i % 2 )
          changed.resize( random() % changed.size() );
-      SocketPair pair;
-      auto& connection = leader.connectionIs( pair.a.release(), "hostile" );
-      ASSERT_EQ( ::send( pair.b.get(), changed.data(), changed.size(), 0 ),
-                 static_cast<ssize_t>( changed.size() ) );
-      connection.onReadable();
-      connection.onWritable();
-      pair.b.reset();
-      connection.onReadable();
-      connection.onReadable();
-      ASSERT_TRUE( connection.closed() );
-      ASSERT_NE( connection.reason(), "" );
-      leader.connectionDel( connection );
+      hear( leader, changed );
    }
    EXPECT_EQ( leader.stats().announced, 0U );
 }

@@ -13,6 +13,7 @@
 #include <unistd.h>
 
 #include "support/Files.h"
+#include "support/Soak.h"
 #include "system/Node.h"
 #include "system/Wire.h"
 
@@ -23,10 +24,11 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::to_string;
 
-/// The value of an environment variable, by which a run is repeated, or made longer.
-unsigned fromEnvironment( char const* name, unsigned otherwise ) {
-   char const* const text = std::getenv( name );
-   return text ? static_cast<unsigned>( std::strtoul( text, nullptr, 10 ) ) : otherwise;
+/// Of DOT1X_CHAOS_SEED, by which a run is repeated.
+unsigned seed() {
+   char const* const text = std::getenv( "DOT1X_CHAOS_SEED" );
+   return text ? static_cast<unsigned>( std::strtoul( text, nullptr, 10 ) )
+               : std::random_device()();
 }
 
 /// The first line in which the two differ.
@@ -120,7 +122,7 @@ protected:
       FAIL() << difference( leader_->printed(), follower_->printed() );
    }
 
-   unsigned const seed_ = fromEnvironment( "DOT1X_CHAOS_SEED", std::random_device()() );
+   unsigned const seed_ = seed();
    Files::Folder const folder_;
    std::mt19937 random_;
    std::optional<Wire> wire_;
@@ -131,13 +133,13 @@ protected:
 };
 
 TEST_F( Chaos, BothPrintTheSameWheneverItIsQuiet ) {
-   unsigned const rounds = fromEnvironment( "DOT1X_CHAOS_ROUNDS", CHAOS_ROUNDS );
    SCOPED_TRACE( "DOT1X_CHAOS_SEED=" + to_string( seed_ ) );
+   Soak::Rounds round( 10'000 );
    try {
       leaderStart();
       followerStart();
-      for ( unsigned round = 0; round < rounds && !HasFatalFailure(); ++round ) {
-         SCOPED_TRACE( "round " + to_string( round ) );
+      while ( round.next() && !HasFatalFailure() ) {
+         SCOPED_TRACE( "round " + to_string( round.index() ) );
          happen();
          expectSame();
       }
@@ -147,12 +149,11 @@ TEST_F( Chaos, BothPrintTheSameWheneverItIsQuiet ) {
    }
    count();
    behind_ += behindOfThisLeader_;
-   std::cout << rounds << " rounds: " << changes_ << " changes told, follower stopped " << stops_
-             << " and killed " << followerKills_ << " times, leader killed " << leaderKills_
-             << " times, " << wire_->cuts() << " cuts, " << lost_ << " reconnects, behind "
-             << behind_ << " times\n";
-   EXPECT_TRUE( rounds < 200 ||
-                ( behind_ && stops_ && followerKills_ && leaderKills_ && wire_->cuts() ) )
+   std::cout << round.count() << " rounds: " << changes_ << " changes told, follower stopped "
+             << stops_ << " and killed " << followerKills_ << " times, leader killed "
+             << leaderKills_ << " times, " << wire_->cuts() << " cuts, " << lost_
+             << " reconnects, behind " << behind_ << " times\n";
+   EXPECT_TRUE( behind_ && stops_ && followerKills_ && leaderKills_ && wire_->cuts() )
       << "too little happened";
 }
 

@@ -1,0 +1,131 @@
+// Members that come and go, for as long as a leader runs, while a follower stands still.
+#include <malloc.h>
+
+#include <array>
+#include <functional>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "mirror/Link.h"
+#include "mirror/Trees.h"
+#include "support/Soak.h"
+
+using namespace TestModule;
+using Mirror::Follower;
+using Mirror::Leader;
+using Trees::difference;
+
+namespace {
+
+/// As many of each kind are there at any time; then the oldest goes.
+constexpr std::uint32_t window = 64;
+
+/// A tree in which each key comes once and goes once, except for one child that always comes again.
+struct ComingAndGoing {
+   Varek::Ptr<Depot> const depot = Depot::DepotIs( "depot" );
+   Varek::Ptr<Plant> const annex = depot->annexIs();
+   Varek::Ptr<Sensor> const sensor = annex->rackIs( "standing" )->sensorIs( 0 );
+
+   struct Kind {
+      std::function<void( std::uint32_t )> come, go;
+   };
+   using S = Varek::String;
+   std::array<Kind, 7> const kinds{ {
+      { [&]( auto n ) { depot->tagIs( text( n ) ); },
+        [&]( auto n ) { depot->tagDel( text( n ) ); } },
+      { [&]( auto n ) { depot->noteIs( text( n ), "x" ); },
+        [&]( auto n ) { depot->noteDel( text( n ) ); } },
+      { [&]( auto n ) { depot->stockIs( text( n ), Tracked( n ) ); },
+        [&]( auto n ) { depot->stockDel( text( n ) ); } },
+      { [&]( auto n ) { depot->limitsIs( Limits( n ) ); },
+        [&]( auto n ) { depot->limitsDel( n ); } },
+      { [&]( auto n ) { sensor->readingIs( Trees::reading( n, n ) ); },
+        [&]( auto n ) { sensor->readingDel( n ); } },
+      { [&]( auto n ) { annex->rackIs( text( n ) )->sensorIs( n )->levelIs( n ); },
+        [&]( auto n ) { annex->rackDel( text( n ) ); } },
+      { [&]( auto ) { annex->rackIs( "again" )->sensorIs( 1 ); },
+        [&]( auto ) { annex->rackDel( "again" ); } },
+   } };
+   std::uint64_t turn = 0;
+
+   ComingAndGoing() {
+      for ( Kind const& kind : kinds )
+         for ( std::uint32_t n = 0; n < window; ++n )
+            kind.come( n );
+   }
+   static S text( std::uint32_t n ) { return "key " + std::to_string( n ); }
+   /// One change.
+   void change() {
+      Kind const& kind = kinds[turn / 2 % kinds.size()];
+      auto const n = static_cast<std::uint32_t>( turn / 2 / kinds.size() );
+      turn++ % 2 == 0 ? kind.come( n + window ) : kind.go( n );
+   }
+   /// Changes after which nothing is left of what there was.
+   static constexpr std::uint64_t once = 2 * 7 * window;
+};
+
+/// Of all that is allocated, here always from the heap: in use now. Nothing under sanitizers.
+std::size_t allocated() {
+   auto const all = ::mallinfo2();
+   return all.uordblks + all.hblkhd;
+}
+
+/// What it cost that a follower stood still.
+struct Cost {
+   std::size_t heap = 0;   ///< At the most.
+   std::size_t marked = 0; ///< Likewise.
+   decltype( Sensor::allocations().liveObjects() ) sensors =
+      0;                     ///< Both sides together, at the end.
+   std::uint64_t frames = 0; ///< Until it had all.
+};
+
+/// \p changes: of them each time it is called one is to be made, until it says that there are no
+/// more.
+Cost costOf( std::function<bool()> const& another ) {
+   ComingAndGoing tree;
+   Mirror::LeaderOptions options;
+   options.outputLimit = 2000;
+   Leader leader( options );
+   Follower follower;
+   leader.rootIs( "depot", tree.depot );
+   Link link( leader, follower );
+   link.pump();
+   tree.sensor->labelIs( Varek::String( 100'000, 'x' ) );
+   EXPECT_FALSE( link.connection->inGroup() );
+
+   Cost cost;
+   std::size_t const before = allocated();
+   for ( unsigned i = 0; another(); ++i ) {
+      tree.change();
+      if ( i % 500 == 0 ) {
+         cost.heap = std::max( cost.heap, allocated() - std::min( allocated(), before ) );
+         cost.marked = std::max( cost.marked, link.connection->entitiesMarked() );
+         if ( link.connection->wantsWrite() )
+            link.connection->onWritable();
+      }
+   }
+   EXPECT_LE( link.connection->bytesWaiting(), options.outputLimit + 100'200 );
+   cost.sensors = Sensor::allocations().liveObjects();
+   std::uint64_t const frames = follower.stats().frames;
+   link.pump();
+   cost.frames = follower.stats().frames - frames;
+   EXPECT_EQ( difference( *tree.depot, *follower.root( "depot" ) ), "" );
+   EXPECT_TRUE( link.connection->inGroup() );
+   return cost;
+}
+
+TEST( Soak, WhatCameAndWentWhileAFollowerStoodStillCostsNothing ) {
+   std::uint64_t left = ComingAndGoing::once;
+   Cost const once = costOf( [&] { return left-- != 0; } );
+   EXPECT_GT( once.frames, ComingAndGoing::once / 2 ) << "hardly anything was different";
+   Soak::Rounds round( 10'000'000 );
+   Cost const often = costOf( [&] { return round.next(); } );
+   // Both follower and leader hold as much as before, however often all of it was replaced.
+   EXPECT_LE( often.heap, 2 * once.heap + 64 * 1024 );
+   EXPECT_LE( often.marked, once.marked );
+   EXPECT_EQ( often.sensors, once.sensors );
+   EXPECT_LE( often.frames, once.frames + window );
+}
+
+} // namespace
