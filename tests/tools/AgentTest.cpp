@@ -1,5 +1,8 @@
 #include <limits>
 #include <map>
+#include <optional>
+#include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -364,6 +367,58 @@ TEST( Accounting, UpdatesAreDueAsTheServerAskedUntilTheStop ) {
    EXPECT_TRUE( agent.allowed( port1 ) );
 }
 
+TEST( Accounting, ASessionBeginsOnceAndNotWithItsUpdates ) {
+   struct Step {
+      std::uint32_t type;
+      std::string id;
+      std::optional<std::uint32_t> at, lasted, delay;
+      std::optional<std::uint32_t> began; ///< Requests come at 1001, 1002 and so on.
+   };
+   std::vector<Step> const cases[] = {
+      // The clocks of the switch need not agree.
+      { { start, "a", 500, {}, {}, 500 },
+        { interim, "a", 560, 58, {}, 500 },
+        { interim, "a", {}, {}, {}, 500 },
+        { stop, "a", 620, 125, {}, 500 },
+        { start, "b", 700, {}, {}, 700 },
+        { stop, "b", 710, 10, {}, 700 },
+        { interim, "c", 900, 100, {}, 800 } },
+      { { start, "a", {}, {}, 3, 998 }, { interim, "a", 2000, 5, {}, 998 } },
+      { { start, "a", 500, 7, 3, 500 } },
+      { { start, "a", 0, {}, {}, 1001 } },
+      // No Start was seen.
+      { { interim, "a", 600, {}, {}, {} },
+        { interim, "a", 700, 100, {}, 600 },
+        { interim, "a", 800, 150, {}, 600 },
+        { start, "a", 590, {}, {}, 600 },
+        { stop, "a", 900, 333, {}, 600 } },
+      { { interim, "a", {}, 10, 5, 986 } },
+      { { stop, "a", 50, 100, {}, {} } },
+   };
+   for ( auto const& steps : cases ) {
+      Fed agent;
+      for ( Step const& one : steps ) {
+         Values values;
+         for ( auto const& [type, value] : { std::pair( RadiusId::eventTimestamp, one.at ),
+                                             std::pair( RadiusId::acctSessionTime, one.lasted ),
+                                             std::pair( RadiusId::acctDelayTime, one.delay ) } ) {
+            if ( value ) {
+               values[type] = *value;
+            }
+         }
+         agent.account( one.type, one.id, values );
+         auto const* const held =
+            agent.session().attribute()->byteAttribute( RadiusId::eventTimestamp );
+         std::optional<std::uint32_t> began;
+         if ( held != nullptr ) {
+            began = static_cast<std::uint32_t>(
+               std::stoul( stringValue( *held ).substr( 2 ), nullptr, 16 ) );
+         }
+         EXPECT_EQ( began, one.began ) << one.id << " at " << agent.packet;
+      }
+   }
+}
+
 TEST( Accounting, WhatComesAgainOrLateChangesNothing ) {
    Fed agent;
    agent.account( start, "a" );
@@ -436,6 +491,7 @@ TEST( Accounting, AttributesGoIntoTheMapOfTheirForm ) {
    add( 0, RadiusId::classAttribute, Varek::Bytes( "first" ) );
    add( 0, RadiusId::classAttribute, Varek::Bytes( "second" ) );
    add( 0, RadiusId::framedIpAddress, Lumo::IpGenPrefix( "192.0.2.58" ) );
+   add( 0, RadiusId::framedIpv6Prefix, Lumo::IpGenPrefix( "2001:db8::1/128" ) );
    add( 0, 241 * 256 + 1, Varek::Bytes( "extended" ) );
    add( 32473, 5, Varek::Bytes( "profile" ) );
    add( 311, 5, Varek::Bytes( "another's" ) );
@@ -443,11 +499,13 @@ TEST( Accounting, AttributesGoIntoTheMapOfTheirForm ) {
    AcctAttributes const& held = *agent.session().attribute();
    EXPECT_EQ( held.strAttribute().size(), 3u );
    EXPECT_EQ( *held.strAttribute( RadiusId::acctSessionId ), "a" );
-   EXPECT_EQ( held.byteAttribute().size(), 3u );
+   EXPECT_EQ( held.byteAttribute().size(), 5u ) << "with the time of the start";
    EXPECT_EQ( *held.byteAttribute( RadiusId::acctSessionTime ), Varek::Bytes( "\1\2\3\4" ) );
    EXPECT_EQ( *held.byteAttribute( RadiusId::classAttribute ), Varek::Bytes( "first" ) );
    EXPECT_EQ( *held.byteAttribute( RadiusId::framedIpAddress ),
               Varek::Bytes( std::string( "\xc0\0\2\x3a", 4 ) ) );
+   EXPECT_EQ( stringValue( *held.byteAttribute( RadiusId::framedIpv6Prefix ) ),
+              "0x008020010db8000000000000000000000001" );
    EXPECT_EQ( held.vsaStrAttribute().size(), 0u );
    ASSERT_EQ( held.vsaByteAttribute().size(), 1u );
    EXPECT_EQ( *held.vsaByteAttribute( RadiusPacketParser::BreviaVendorSpec::deviceProfile ),

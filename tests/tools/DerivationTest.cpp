@@ -84,9 +84,11 @@ TEST( Derivation, NumberOfAVlanIsDecimalAndAssignable ) {
    struct {
       char const* text;
       std::uint16_t number;
-   } const cases[] = { { "1", 1 },   { "4094", 4094 }, { "4095", 0 },  { "0", 0 },  { "0110", 0 },
-                       { "", 0 },    { "+5", 0 },      { "110 ", 0 },  { "-1", 0 }, { "70000", 0 },
-                       { "11x", 0 }, { "0x10", 0 },    { "STAFF", 0 }, { " 5", 0 } };
+   } const cases[] = { { "1", 1 },     { "4094", 4094 }, { "4095", 0 },           { "0", 0 },
+                       { "", 0 },      { "+5", 0 },      { "110 ", 0 },           { "-1", 0 },
+                       { "11x", 0 },   { "0x10", 0 },    { "STAFF", 0 },          { " 5", 0 },
+                       { "007", 7 },   { "0110", 110 },  { "04095", 0 },          { "000", 0 },
+                       { "70000", 0 }, { "65537", 0 },   { "000000004094", 4094 } };
    for ( auto const& one : cases ) {
       EXPECT_EQ( vlanNumber( one.text ).value(), one.number ) << '"' << one.text << '"';
    }

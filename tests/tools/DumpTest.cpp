@@ -1,18 +1,22 @@
 #include <algorithm>
+#include <cerrno>
 #include <csignal>
 #include <cstddef>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <sstream>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -22,7 +26,53 @@
 #include "ToolRun.h"
 #include "Varek/Failures.h"
 #include "dot1xctl/Dump.h"
+#include "dot1xctl/Replacement.h"
 #include "dot1xctl/TreeText.h"
+
+namespace {
+
+/// What happens each time before this process syncs a file (an error takes the place of that), and
+/// the next time before it renames one or locks one.
+struct Hooks {
+   std::function<int( int file )> sync;
+   std::function<void()> rename;
+   std::function<void()> lock;
+} hooks;
+
+void happens( std::function<void()>& hook ) {
+   if ( auto const once = std::exchange( hook, nullptr ) ) {
+      once();
+   }
+}
+
+bool isFolder( int file ) {
+   struct stat about {};
+   return ::fstat( file, &about ) == 0 && S_ISDIR( about.st_mode );
+}
+
+} // namespace
+
+// In place of those of the C library, for what is linked statically.
+extern "C" int fsync( int file ) {
+   if ( int const error = hooks.sync ? hooks.sync( file ) : 0; error != 0 ) {
+      errno = error;
+      return -1;
+   }
+   return static_cast<int>( ::syscall( SYS_fsync, file ) );
+}
+
+extern "C" int rename( char const* from, char const* to ) noexcept {
+   happens( hooks.rename );
+   return ::renameat( AT_FDCWD, from, AT_FDCWD, to );
+}
+
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wshadow" // a structure is called so, too
+extern "C" int flock( int file, int operation ) noexcept {
+   happens( hooks.lock );
+   return static_cast<int>( ::syscall( SYS_flock, file, operation ) );
+}
+#pragma GCC diagnostic pop
 
 /// State files: what was written comes back, and what is not as it was written does nothing.
 namespace {
@@ -38,6 +88,7 @@ struct StateFile : testing::Test {
    Folder const folder;
    std::string const path = folder.path + "/state.d1x";
 
+   void TearDown() override { hooks = {}; }
    void write( std::string_view bytes ) const { std::ofstream( path, std::ios::binary ) << bytes; }
    /// What is said of the file, without its name; nothing if it is good.
    std::string fault() const {
@@ -252,17 +303,108 @@ TEST_F( StateFile, ReplacesNothingElse ) {
 TEST_F( StateFile, IsWrittenToTheEndBeforeASignalIsObeyed ) {
    pid_t const child = ::fork();
    if ( child == 0 ) {
-      writeDump( path, std::string( 50'000'000, 'x' ) );
+      hooks.sync = []( int ) { return ::raise( SIGTERM ); };
+      writeDump( path, "new" );
       ::pause();
    }
-   while ( filesInFolder() == 0 ) {
-   }
-   ::kill( child, SIGTERM );
    int status = 0;
    ASSERT_EQ( ::waitpid( child, &status, 0 ), child );
    EXPECT_TRUE( WIFSIGNALED( status ) && WTERMSIG( status ) == SIGTERM );
-   EXPECT_EQ( fault(), "" );
+   EXPECT_EQ( readDump( path ), "new" );
    EXPECT_EQ( filesInFolder(), 1u );
+}
+
+TEST_F( StateFile, ADiskThatCannotSyncIsTold ) {
+   std::string const inPlace = ": is in its place, but may not be after a power cut, since its "
+                               "folder cannot be synced: Input/output error";
+   struct {
+      int error;
+      bool ofFolder;
+      std::string told;
+      char const* kept;
+   } const cases[] = { { EIO, false, ": cannot be written: Input/output error", "old" },
+                       { EIO, true, inPlace, "new" },
+                       { EINVAL, true, "", "new" },
+                       { ENOTSUP, true, "", "new" } };
+   for ( auto const& one : cases ) {
+      hooks = {};
+      writeDump( path, "old" );
+      hooks.sync = [&]( int file ) { return isFolder( file ) == one.ofFolder ? one.error : 0; };
+      std::string told;
+      try {
+         writeDump( path, "new" );
+      } catch ( Varek::Failure const& failure ) {
+         told = failure.what();
+      }
+      EXPECT_EQ( told, one.told.empty() ? "" : path + one.told );
+      EXPECT_EQ( readDump( path ), one.kept );
+      EXPECT_EQ( filesInFolder(), 1u );
+   }
+}
+
+TEST_F( StateFile, WhatAKilledDumpLeavesGoesWithTheNext ) {
+   int const unnamed = ::open( folder.path.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600 );
+   ::close( unnamed );
+   for ( Draft const draft : { Draft::unnamed, Draft::named } ) {
+      for ( bool const writing : { true, false } ) {
+         writeDump( path, "old" );
+         pid_t const child = ::fork();
+         if ( child == 0 ) {
+            if ( writing ) {
+               hooks.sync = []( int ) { return ::raise( SIGKILL ); };
+            }
+            hooks.rename = [] { ::raise( SIGKILL ); };
+            replaceState(
+               path, []( int file ) { EXPECT_EQ( ::write( file, "D1XStatus", 6 ), 6 ); }, draft );
+            ::_exit( 1 );
+         }
+         int status = 0;
+         ASSERT_EQ( ::waitpid( child, &status, 0 ), child );
+         EXPECT_TRUE( WIFSIGNALED( status ) && WTERMSIG( status ) == SIGKILL );
+         bool const gone = writing && draft == Draft::unnamed && unnamed >= 0;
+         EXPECT_EQ( filesInFolder(), gone ? 1u : 2u );
+         EXPECT_EQ( readDump( path ), "old" );
+         writeDump( path, "new" );
+         EXPECT_EQ( filesInFolder(), 1u );
+      }
+   }
+}
+
+TEST_F( StateFile, WhatIsNotSurelyLeftBehindStays ) {
+   auto const beside = [this]( std::string const& end ) {
+      return folder.path + "/" + std::string( draftPrefix ) + end;
+   };
+   std::ofstream( beside( "aaaaaa" ) ) << "another program's";
+   std::ofstream( beside( "aaaaaaa" ) ) << "D1XState";
+   std::ofstream( beside( "aaaaa-" ) ) << "D1XState";
+   std::ofstream( path + ".aaaaaa" ) << "D1XState";
+   ASSERT_EQ( ::symlink( "state.d1x", beside( "bbbbbb" ).c_str() ), 0 );
+   ASSERT_EQ( ::mkdir( beside( "cccccc" ).c_str(), 0700 ), 0 );
+   // What another is writing, too: it is about to be renamed.
+   for ( Draft const draft : { Draft::unnamed, Draft::named } ) {
+      hooks.rename = [this] { writeDump( folder.path + "/other", "other" ); };
+      replaceState(
+         path, []( int ) {}, draft );
+   }
+   EXPECT_EQ( filesInFolder(), 8u );
+   // Or has begun, and not yet locked: then it begins again.
+   bool taken = false;
+   hooks.lock = [&, before = filesInFolder()] {
+      EXPECT_EQ( filesInFolder(), before + 1 );
+      writeDump( folder.path + "/other", "other" );
+      taken = filesInFolder() == before;
+   };
+   std::string const text = "D1XState and more";
+   replaceState(
+      path,
+      [&]( int file ) {
+         EXPECT_EQ( ::write( file, text.data(), text.size() ),
+                    static_cast<std::ptrdiff_t>( text.size() ) );
+      },
+      Draft::named );
+   EXPECT_TRUE( taken );
+   EXPECT_EQ( contents( path ), text );
+   EXPECT_EQ( filesInFolder(), 8u );
 }
 
 TEST_F( StateFile, HoldsAllThatCapturesAndConfigurationMake ) {

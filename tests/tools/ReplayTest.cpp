@@ -6,8 +6,10 @@
 
 #include <gtest/gtest.h>
 
+#include "PacketBuilder.h"
 #include "SamplesReadme.h"
 #include "ToolRun.h"
+#include "support/Files.h"
 
 /// What replay makes of the samples, against what their README tells of them.
 namespace {
@@ -23,9 +25,9 @@ std::string hex( std::uint64_t value, int digits ) {
 }
 
 /// The MAC address of the tables, "-" for none, as replay prints it.
-std::string mac( std::string text ) {
+json mac( std::string text ) {
    std::replace( text.begin(), text.end(), '-', ':' );
-   return text == ":" ? "00:00:00:00:00:00" : text;
+   return text == ":" ? json() : json( text );
 }
 
 /// None for an attribute that is not there.
@@ -316,6 +318,35 @@ TEST( Replay, WiredPortIsAsDocumentedInEachRecordingOfIt ) {
    json const expected = content( output );
    EXPECT_EQ( content( replayed( "wired-eapol-any.pcap" ) ), expected );
    EXPECT_EQ( content( replayed( "wired-eapol-vlan.pcap" ) ), expected );
+}
+
+// As the NAS itself has none.
+TEST( Replay, WhatIsOfNoStationNamesNone ) {
+   std::string const text = printedBy( "replay " + sample( "wired-eapol.pcap" ) );
+   EXPECT_TRUE( contains( text, "\n   port \"Ethernet31\", session \"8B411FA374561086\", "
+                                "Accounting-Off (8), request in\n" ) )
+      << text;
+   EXPECT_EQ( text.find( "unknown" ), text.npos );
+}
+
+TEST( Replay, APrefixHasItsLengthAlsoIfItIsThatOfAnAddress ) {
+   using namespace PacketBuilder;
+   Files::Folder const folder;
+   std::string const file = folder.path + "/prefix.pcap";
+   Octets address( 16, 0 );
+   address[0] = 0x20;
+   writeCapture( file,
+                 { onWire( radius( 1, 7, {} ) ),
+                   onWire( radius( 2, 7,
+                                   attribute( 97, Octets{ 0, 128 } + address ) +
+                                      attribute( 97, Octets{ 0, 8, 0x20 } ) +
+                                      attribute( 95, address ) + attribute( 8, { 192, 0, 2, 1 } ) ),
+                           true ) } );
+   json const attributes = json::parse( printedBy( "replay --json " + file ) )[0]["attributes"];
+   EXPECT_EQ( cell( attributes, "Framed-IPv6-Prefix" ), "2000::/128, 2000::/8" );
+   EXPECT_EQ( cell( attributes, "NAS-IPv6-Address" ), "2000::" );
+   EXPECT_EQ( cell( attributes, "Framed-IP-Address" ), "192.0.2.1" );
+   EXPECT_TRUE( contains( printedBy( "replay " + file ), " 2000::/128\n" ) );
 }
 
 TEST( Replay, OtherRecordingsOfTheSameRequestsGiveTheSame ) {

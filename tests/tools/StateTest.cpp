@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <ctime>
 #include <map>
 #include <string>
 
@@ -119,6 +120,24 @@ TEST( State, RejectionsBlock ) {
    EXPECT_EQ( state( "--block-after 1 " + sample( "mba.pcap" ), "blocked" ).size(), 2u );
 }
 
+/// When the switch says that each session started, by its id.
+std::map<std::string, std::string> startsOf( char const* file ) {
+   std::map<std::string, std::string> result;
+   for ( json const& record : ToolRun( "replay --json " + sample( file ) ).json() ) {
+      std::map<std::string, json> values;
+      for ( json const& one : record.value( "/request/attributes"_json_pointer, json::array() ) ) {
+         values[one.at( "name" )] = one.at( "values" ).at( 0 ).at( "value" );
+      }
+      if ( values["Acct-Status-Type"] == 1 ) {
+         std::time_t const at = values.at( "Event-Timestamp" );
+         char text[40];
+         std::strftime( text, sizeof text, "%Y-%m-%dT%H:%M:%S.000000Z", std::gmtime( &at ) );
+         result[values.at( "Acct-Session-Id" )] = text;
+      }
+   }
+   return result;
+}
+
 TEST( State, SessionsAreAsDocumented ) {
    std::map<std::string, std::string> const causes = { { "User-Request", "userRequest" },
                                                        { "Lost-Carrier", "lostCarrier" },
@@ -138,6 +157,7 @@ TEST( State, SessionsAreAsDocumented ) {
          }
       }
       auto const found = rowsBy( "mac", state( sample( file.file ), "sessions" ) );
+      auto const began = startsOf( file.file );
       ASSERT_EQ( found.size(), last.size() );
       for ( auto const& [mac, row] : last ) {
          SCOPED_TRACE( mac );
@@ -146,6 +166,7 @@ TEST( State, SessionsAreAsDocumented ) {
          EXPECT_EQ( over, row.at( "status" ) == "Stop" );
          EXPECT_EQ( its.at( "port" ), row.at( "NAS-Port-Id" ) );
          EXPECT_EQ( its.at( "sessionId" ), row.at( "session id" ) );
+         EXPECT_EQ( its.at( "start" ), began.at( row.at( "session id" ) ) );
          EXPECT_EQ( its.at( "sessionTime" ).dump(), row.at( "session time, s" ) );
          EXPECT_EQ( its.at( "cause" ),
                     over ? json( causes.at( row.at( "terminate cause" ) ) ) : json() );
@@ -191,6 +212,14 @@ TEST( State, AFollowersTablesAreThoseOfTheLeader ) {
       return ToolRun( "show --json " + arguments + connect ).json();
    };
    EXPECT_EQ( rows( "supplicants --vlan 230" ).size(), 2u );
+   EXPECT_EQ( rows( "supplicants --vlan 0230" ).size(), 2u );
+   // Nothing of that kind is there now.
+   for ( char const* none :
+         { "ports --port Ethernet1048574", "ports --mac 020000000000",
+           "ports --state restrictedVlan", "supplicants --state 'wait supp'", "blocked --port -",
+           "sessions --port 'IntfId(0xff00000000000000)'" } ) {
+      EXPECT_EQ( rows( none ), json::array() ) << none;
+   }
    EXPECT_EQ( rows( "supplicants --vlan EMPLOYEES" ).size(), 1u );
    EXPECT_EQ( rows( "supplicants --identity alice --state fail" ).size(), 1u );
    EXPECT_EQ( rows( "supplicants --state phaseTimedOut" ).at( 0 ).at( "port" ), "Ethernet11" );
@@ -205,12 +234,33 @@ TEST( State, AFollowersTablesAreThoseOfTheLeader ) {
    EXPECT_EQ( one.at( "attributes" ).at( "Idle-Timeout" ), json{ "1800" } );
    expectFailure( "show supplicants 00:00:5e:00:53:ff" + connect, 1,
                   "no supplicant 00:00:5e:00:53:ff" );
+}
+
+TEST( State, WhatCannotBeAskedForIsWrongUsage ) {
+   std::string const connect = " --connect unix:/nonexistent";
    for ( char const* wrong :
          { "everything", "ports 00:00:5e:00:53:01", "supplicants nobody", "tree --port Ethernet1",
            "config --vlan 1", "supplicants 00:00:5e:00:53:08 --port Ethernet9",
            "supplicants --identity ''", "ports --port ''", "sessions --identity bob",
            "blocked --state fail", "--load /nonexistent", "ports --diff" } ) {
       expectFailure( std::string( "show " ) + wrong + connect, 2, "" );
+   }
+   // Nor will it ever be.
+   struct {
+      char const* wrong;
+      char const* told;
+   } const never[] = {
+      { "ports --state fail",
+        "--state: found \"fail\", expected one of blocked, authorized and restrictedVlan\n" },
+      { "--state sucess", ", restrictedVlan, phaseNotStarted, -, phaseSuccess, success, " },
+      { "--state sucess", "did you mean \"success\"?" },
+      { "--state ''", "is empty" },
+      { "--port 7", "Ethernet3/1, Ethernet3.100 or Port-Channel10" },
+      { "--port Ethernet01", "without leading zeros" },
+      { "--port ''", "is empty" },
+      { "--mac 00:00:5e:00:53", "0011.22aa.bbcc or 001122aabbcc" } };
+   for ( auto const& one : never ) {
+      expectFailure( std::string( "show " ) + one.wrong + connect, 2, one.told );
    }
 }
 

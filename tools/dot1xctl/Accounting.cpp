@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "Asked.h"
+#include "AttributeText.h"
 
 namespace Dot1xCtl {
 
@@ -56,7 +57,7 @@ bool ended( AcctSessionState const& session ) {
 
 /// What says something of one packet alone.
 bool ofThePacket( std::uint16_t type ) {
-   return type == Id::acctStatusType || type == Id::acctDelayTime ||
+   return type == Id::acctStatusType || type == Id::acctDelayTime || type == Id::eventTimestamp ||
           type == Id::messageAuthenticator || type == Id::proxyState;
 }
 
@@ -71,7 +72,30 @@ Varek::Bytes networkOrder( T number ) {
    return Varek::Bytes( octets );
 }
 
+/// When what the request tells of happened, in seconds since 1970. A switch whose clock was not set
+/// may say 0.
+std::int64_t timeOf( Request const& request ) {
+   std::uint32_t const said = integerOf( request.attributes, Id::eventTimestamp ).value_or( 0 );
+   auto const sent = std::chrono::floor<std::chrono::seconds>( request.time.time_since_epoch() );
+   return said != 0
+             ? said
+             : sent.count() - integerOf( request.attributes, Id::acctDelayTime ).value_or( 0 );
+}
+
+/// When a session began of which this is the first request that is seen, as Event-Timestamp has it;
+/// nothing if it does not say, or no such time can be told.
+std::optional<Varek::Bytes> beginning( Request const& request, std::uint32_t statusType ) {
+   auto const lasted = statusType == start ? std::optional( 0u )
+                                           : integerOf( request.attributes, Id::acctSessionTime );
+   std::int64_t const began = timeOf( request ) - lasted.value_or( 0 );
+   bool const told = lasted && began > 0 && began <= std::numeric_limits<std::uint32_t>::max();
+   return told ? std::optional( networkOrder( static_cast<std::uint32_t>( began ) ) )
+               : std::nullopt;
+}
+
 struct OctetsOf {
+   RadiusPktParserBase::Attribute attribute;
+
    Varek::Bytes operator()( Varek::String const& text ) const { return Varek::Bytes( text ); }
    Varek::Bytes operator()( RadiusPktParserBase::TaggedStr const& text ) const {
       return Varek::Bytes( std::string( 1, static_cast<char>( text.tag ) ) + text.value );
@@ -85,9 +109,9 @@ struct OctetsOf {
    Varek::Bytes operator()( Lumo::IpGenPrefix const& prefix ) const {
       Varek::Bytes const address( prefix.octets().data(), prefix.addressSize() );
       char const head[] = { 0, static_cast<char>( prefix.length() ) }; // RFC 3162 2.3
-      return prefix.isAddress()
-                ? address
-                : Varek::Bytes( std::string( head, sizeof head ).append( address.view() ) );
+      return isOfPrefixes( attribute )
+                ? Varek::Bytes( std::string( head, sizeof head ).append( address.view() ) )
+                : address;
    }
    Varek::Bytes operator()( Varek::Bytes const& octets ) const { return octets; }
 };
@@ -128,7 +152,10 @@ void Accounting::sessionIs( Lumo::EthAddr const& mac, Request const& request,
       session->intfIdIs( port );
    }
    session->calledStationIdIs( calledStation( request.attributes ) );
-   attributesIs( *session->attributeIs(), request.attributes );
+   auto const* const began =
+      same ? session->attribute()->byteAttribute( Id::eventTimestamp ) : nullptr;
+   attributesIs( *session->attributeIs(), request.attributes,
+                 began != nullptr ? *began : beginning( request, statusType ) );
    bool const over = statusType == stop;
    bool const updates = !over && interval.value_or( 0 ) != 0;
    session->nextAcctUpdateTimeIs( updates ? Varek::Duration( request.time.time_since_epoch() ) +
@@ -167,8 +194,12 @@ void mapIs( Held const& held, Map const& wanted, Is is, Del del ) {
 
 } // namespace
 
-void Accounting::attributesIs( AcctAttributes& to, Attributes const& attributes ) const {
+void Accounting::attributesIs( AcctAttributes& to, Attributes const& attributes,
+                               std::optional<Varek::Bytes> const& began ) const {
    Wanted wanted;
+   if ( began ) {
+      wanted.octets.emplace( Id::eventTimestamp, *began );
+   }
    for ( auto const& [attribute, value] : attributes ) {
       if ( attribute.type() > 0xff ) {
          continue; // an extended attribute, for which the maps have no key
@@ -177,14 +208,14 @@ void Accounting::attributesIs( AcctAttributes& to, Attributes const& attributes 
       auto const* const text = std::get_if<Varek::String>( &value.variant() );
       if ( attribute.vendor() == 0 && !ofThePacket( number ) ) {
          auto const key = static_cast<Id::RadiusAttributeIdEnum>( number );
-         text != nullptr
-            ? (void)wanted.text.emplace( key, *text )
-            : (void)wanted.octets.emplace( key, std::visit( OctetsOf(), value.variant() ) );
+         text != nullptr ? (void)wanted.text.emplace( key, *text )
+                         : (void)wanted.octets.emplace(
+                              key, std::visit( OctetsOf{ attribute }, value.variant() ) );
       } else if ( attribute.vendor() == vendor_ ) {
          auto const key = static_cast<Vsa::BreviaVendorSpecEnum>( number );
-         text != nullptr
-            ? (void)wanted.vsaText.emplace( key, *text )
-            : (void)wanted.vsaOctets.emplace( key, std::visit( OctetsOf(), value.variant() ) );
+         text != nullptr ? (void)wanted.vsaText.emplace( key, *text )
+                         : (void)wanted.vsaOctets.emplace(
+                              key, std::visit( OctetsOf{ attribute }, value.variant() ) );
       }
    }
    mapIs(
@@ -208,7 +239,7 @@ void Accounting::attributesIs( AcctAttributes& to, Attributes const& attributes 
 /// The same NAS has the same NAS-Identifier, or where neither has one the same NAS-IP-Address.
 void Accounting::nasSessionsEnd( Attributes const& attributes ) {
    auto const nas = acctAttributesFactory();
-   attributesIs( *nas, attributes );
+   attributesIs( *nas, attributes, std::nullopt );
    auto const same = [&]( AcctAttributes const& its ) {
       auto const* const name = nas->strAttribute( Id::nasIdentifier );
       auto const* const itsName = its.strAttribute( Id::nasIdentifier );

@@ -14,6 +14,10 @@
 /// - A request without Acct-Session-Id, or without a MAC address as Calling-Station-Id, is of no
 ///   session.
 /// - An update or a Stop of a session whose Start was not seen is taken for what it says.
+/// - Its attribute Event-Timestamp is when it began, whatever its later requests have: the time of
+///   the Start, or without one that of the first request which says how long it has lasted, less
+///   that. It stays absent until then. The time of a request is its Event-Timestamp (RFC 2869 5.3),
+///   or else when it was captured less its Acct-Delay-Time (RFC 2866 5.2).
 /// - Accounting-On and Accounting-Off end the open sessions of the same NAS, with adminReset.
 namespace Dot1xCtl {
 
@@ -29,7 +33,8 @@ public:
 private:
    void sessionIs( Lumo::EthAddr const& mac, Request const&, std::uint32_t statusType,
                    std::optional<std::uint32_t> interval );
-   void attributesIs( Dot1xV2::AcctAttributes&, Attributes const& ) const;
+   void attributesIs( Dot1xV2::AcctAttributes&, Attributes const&,
+                      std::optional<Varek::Bytes> const& began ) const;
    void nasSessionsEnd( Attributes const& );
 
    Dot1xV2::AcctStatus& status_;

@@ -19,6 +19,13 @@ std::optional<std::uint32_t> integerOf( Attributes const& attributes, std::uint1
    return std::nullopt;
 }
 
+bool isOfNas( Request const& request ) {
+   constexpr std::uint32_t accountingOn = 7, accountingOff = 8;
+   auto const type = integerOf( request.attributes, Id::acctStatusType );
+   return request.code == statusServer || ( request.code == accountingRequest &&
+                                            ( type == accountingOn || type == accountingOff ) );
+}
+
 Lumo::IntfId portOf( Attributes const& attributes ) {
    if ( auto const* const name = textOf( attributes, Id::nasPortId ) ) {
       try {

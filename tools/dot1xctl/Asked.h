@@ -23,6 +23,10 @@ struct Asked {
 /// that is the address says. A login at the switch itself is thus none.
 std::optional<Asked> askedBy( Request const& );
 
+/// Whether it is about the NAS itself, and no station: Accounting-On and Accounting-Off (RFC 2866
+/// 5.1), Status-Server (RFC 5997).
+bool isOfNas( Request const& );
+
 /// The interface that NAS-Port-Id names (RFC 2869 5.17); empty if there is none, or no interface
 /// has such a name.
 Lumo::IntfId portOf( Attributes const& );

@@ -17,8 +17,22 @@ std::string valueName( RadiusPktParserBase::Attribute attribute,
    return {};
 }
 
+bool isOfPrefixes( RadiusPktParserBase::Attribute attribute ) {
+   auto const* const entry = RadiusPktParserBase::dictionaryEntry( attribute );
+   return entry != nullptr && entry->form == RadiusPktParserBase::Form::ipv6Prefix;
+}
+
+std::string prefixText( RadiusPktParserBase::Attribute attribute,
+                        Lumo::IpGenPrefix const& prefix ) {
+   bool const hidden = prefix.isAddress() && isOfPrefixes( attribute );
+   return stringValue( prefix ) + ( hidden ? "/" + std::to_string( prefix.length() ) : "" );
+}
+
 std::string valueText( RadiusPktParserBase::Attribute attribute,
                        RadiusPktParserBase::AttrValue const& value ) {
+   if ( auto const* prefix = std::get_if<Lumo::IpGenPrefix>( &value ) ) {
+      return prefixText( attribute, *prefix );
+   }
    std::string const name = valueName( attribute, value );
    if ( name.empty() ) {
       return stringValue( value );

@@ -15,6 +15,13 @@ std::string valueName( RadiusPktParserBase::Attribute, RadiusPktParserBase::Attr
 /// One value as text: as its type prints, with its name where it has one: "VLAN (13)".
 std::string valueText( RadiusPktParserBase::Attribute, RadiusPktParserBase::AttrValue const& );
 
+/// Whether it is a prefix that the attribute's value says, and not an address, which is a prefix as
+/// well, of full length: Framed-IPv6-Prefix, not Framed-IP-Address.
+bool isOfPrefixes( RadiusPktParserBase::Attribute );
+
+/// An address without its length, a prefix with it, also if that is the longest.
+std::string prefixText( RadiusPktParserBase::Attribute, Lumo::IpGenPrefix const& );
+
 /// "1 port", "2 ports".
 std::string counted( std::uint64_t count, char const* one, char const* several );
 

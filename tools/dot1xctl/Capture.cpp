@@ -16,11 +16,6 @@ namespace Dot1xCtl {
 
 namespace {
 
-/// "file offset N", or nothing where the file has no offsets (a pipe).
-std::string fileOffset( long offset ) {
-   return offset < 0 ? std::string() : "file offset " + std::to_string( offset );
-}
-
 /// A damaged record can hold any time. It is brought into a range (the year 2255 is in it) within
 /// which times and their differences can be counted in nanoseconds.
 Time timeOf( timeval const& stamp ) {
@@ -61,7 +56,7 @@ struct Capture::State {
 Capture::Capture( std::string const& path ) : state_( std::make_unique<State>() ) {
    state_->file = path == "-" ? stdin : std::fopen( path.c_str(), "rb" );
    if ( state_->file == nullptr ) {
-      throw CaptureError( std::string( "cannot be opened: " ) + std::strerror( errno ), 0, {} );
+      throw CaptureError( std::string( "cannot be opened: " ) + std::strerror( errno ) );
    }
    std::error_code unknown;
    std::uintmax_t const size = std::filesystem::file_size( path, unknown );
@@ -70,8 +65,7 @@ Capture::Capture( std::string const& path ) : state_( std::make_unique<State>() 
    if ( first == EOF ) {
       throw CaptureError( std::ferror( state_->file ) != 0
                              ? std::string( "cannot be read: " ) + std::strerror( errno )
-                             : "is empty, without even the header of a capture",
-                          0, {} );
+                             : "is empty, without even the header of a capture" );
    }
    std::ungetc( first, state_->file );
 
@@ -81,15 +75,13 @@ Capture::Capture( std::string const& path ) : state_( std::make_unique<State>() 
    if ( state_->pcap == nullptr ) {
       std::string const meaning = cutShort( error ) ? "is cut short within its header: "
                                                     : "is no capture in pcap or pcapng format: ";
-      throw CaptureError( meaning + error, 0, {} );
+      throw CaptureError( meaning + error );
    }
    if ( !linkTypeKnown( linkType() ) ) {
       char const* const name = pcap_datalink_val_to_name( linkType() );
-      throw CaptureError(
-         "has packets of link type " +
-            ( name != nullptr ? std::string( name ) : std::to_string( linkType() ) ) +
-            "; readable are Ethernet, Linux cooked, raw IP and loopback",
-         0, {} );
+      throw CaptureError( "has packets of link type " +
+                          ( name != nullptr ? std::string( name ) : std::to_string( linkType() ) ) +
+                          "; readable are Ethernet, Linux cooked, raw IP and loopback" );
    }
 }
 
@@ -118,7 +110,9 @@ bool Capture::next( Packet& packet ) {
       throw CaptureError( cutShort( error ) ? "the file is cut short within this packet (" + error +
                                                  ")" + wholeBefore( state_->packets )
                                             : "the file cannot be read on: " + error,
-                          number, fileOffset( offset ) );
+                          number,
+                          offset < 0 ? std::nullopt
+                                     : std::optional( static_cast<std::uint64_t>( offset ) ) );
    }
    state_->packets = number;
    packet.number = number;

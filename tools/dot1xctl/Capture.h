@@ -4,9 +4,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
-#include <utility>
 
 #include "Varek/Failures.h"
 
@@ -27,15 +27,17 @@ struct Packet {
 /// The file is no capture, or cannot be read on. what() says so without naming the file.
 class CaptureError : public Varek::Failure {
 public:
-   CaptureError( std::string const& what, std::uint64_t packet, std::string where )
-      : Failure( what ), packet_( packet ), where_( std::move( where ) ) {}
+   explicit CaptureError( std::string const& what, std::uint64_t packet = 0,
+                          std::optional<std::uint64_t> offset = {} )
+      : Failure( what ), packet_( packet ), offset_( offset ) {}
 
-   std::uint64_t packet() const { return packet_; }    ///< 0: before the first.
-   std::string const& where() const { return where_; } ///< "file offset 5130", or empty.
+   std::uint64_t packet() const { return packet_; } ///< 0: before the first.
+   /// Of that packet in the file; nothing before the first, and of a pipe.
+   std::optional<std::uint64_t> offset() const { return offset_; }
 
 private:
    std::uint64_t packet_;
-   std::string where_;
+   std::optional<std::uint64_t> offset_;
 };
 
 class Capture {

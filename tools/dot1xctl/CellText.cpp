@@ -121,6 +121,14 @@ Cell cell( AcctTermCause cause ) {
              : Cell( std::string( stringValue( cause ) ), std::string( stringValue( cause ) ) );
 }
 
+Cell cell( PortAuthState state ) {
+   std::string const name( stringValue( state ) );
+   return { name, name,
+            state == PortAuthState::blocked      ? Tone::bad
+            : state == PortAuthState::authorized ? Tone::good
+                                                 : Tone::plain };
+}
+
 Cell cell( EgressVlanAttributes const& egress ) {
    if ( !egress ) {
       return {};

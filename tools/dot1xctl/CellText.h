@@ -24,6 +24,7 @@ Cell cell( Dot1xV2::AuthNZPhaseEnum );
 Cell cell( Dot1xV2::AuthNPhaseStage );
 Cell cell( Dot1xV2::AuthNMethod );
 Cell cell( Dot1xV2::AcctTermCause );
+Cell cell( Dot1xV2::PortAuthState );
 
 /// \p tagged and \p untagged VLANs, and ingress filtering; nothing for the default.
 Cell cell( Dot1xV2::EgressVlanAttributes const& );

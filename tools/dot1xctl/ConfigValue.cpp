@@ -45,8 +45,7 @@ std::string wholeNumber( AtomicFnTable const& table ) {
 std::string expected( AtomicFnTable const& table, std::string_view text,
                       std::string const& decoder ) {
    if ( auto const names = enumeratorNames( table ); !names.empty() ) {
-      std::string const hint = suggestion( text, names );
-      return "one of " + listed( names ) + ( hint.empty() ? "" : " (" + hint + ")" );
+      return oneOf( text, names );
    }
    std::string const result = isOptional( table ) ? "null or " : "";
    return result + ( isWhole( table )                ? wholeNumber( table )

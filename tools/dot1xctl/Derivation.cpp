@@ -101,8 +101,7 @@ Bridging::VlanIdOrNone vlanNumber( std::string_view vlan ) {
    std::uint16_t number = 0;
    auto const [end, error] = std::from_chars( vlan.data(), vlan.data() + vlan.size(), number );
    bool const whole = error == std::errc() && end == vlan.data() + vlan.size();
-   return whole && vlan.front() != '0' && number <= highestVlan ? Bridging::VlanIdOrNone( number )
-                                                                : Bridging::VlanIdOrNone();
+   return Bridging::VlanIdOrNone( whole && number <= highestVlan ? number : std::uint16_t{ 0 } );
 }
 
 std::optional<EgressVlanAttributes> egressVlanOf( AaaResponse const& response ) {

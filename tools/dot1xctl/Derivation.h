@@ -33,8 +33,8 @@ T const* firstValue( Dot1xV2::AaaResponse const& response, std::uint16_t type ) 
 /// 2868 3.8); one without preference comes after those with one, and the first of equals wins.
 std::optional<Varek::String> vlanOf( Dot1xV2::AaaResponse const& );
 
-/// The number that the text of a VLAN is: 1 to 4094 in decimal digits without leading zeros;
-/// anything else is a name, and gives none.
+/// The number that the text of a VLAN is: 1 to 4094 in decimal digits, with leading zeros or
+/// without; anything else is a name, and gives none.
 Bridging::VlanIdOrNone vlanNumber( std::string_view vlan );
 
 /// Egress-VLANID, Egress-VLAN-Name and Ingress-Filters (RFC 4675 2.1 to 2.3); absent if the answer

@@ -1,18 +1,13 @@
 #include "Dump.h"
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <memory>
 #include <ostream>
 #include <span>
-#include <system_error>
 #include <utility>
 
 #include <fcntl.h>
@@ -23,6 +18,7 @@
 
 #include "AttributeText.h"
 #include "Follow.h"
+#include "Replacement.h"
 #include "Varek/Failures.h"
 #include "mirror/Leader.h"
 #include "mirror/Socket.h"
@@ -31,7 +27,7 @@ namespace Dot1xCtl {
 
 namespace {
 
-constexpr std::string_view magic = "D1XState";
+constexpr std::string_view magic = stateMagic;
 constexpr std::uint64_t formatVersion = 1;
 constexpr std::size_t versionSize = 2;
 constexpr std::size_t lengthSize = 8;
@@ -69,16 +65,6 @@ std::string hex( std::uint32_t number ) {
 }
 
 // Files
-
-[[noreturn]] void systemFailure( std::string const& path, std::string const& doing,
-                                 int error = errno ) {
-   throw Varek::Failure( escaped( path ) + ": " + doing + ": " +
-                         std::generic_category().message( error ) );
-}
-
-[[noreturn]] void refuse( std::string const& path, std::string const& why ) {
-   throw Varek::Failure( escaped( path ) + ": " + why );
-}
 
 constexpr std::string_view standardStream = "-";
 
@@ -126,29 +112,7 @@ void writeAll( int file, std::string const& path, std::string_view bytes ) {
    }
 }
 
-/// Where to write for \p path: what a symbolic link leads to is replaced, and not the link.
-std::string target( std::string const& path ) {
-   namespace fs = std::filesystem;
-   std::error_code error;
-   fs::file_status const status = fs::status( path, error );
-   if ( !fs::exists( status ) ) {
-      return path;
-   }
-   // A device would be gone afterwards, and a capture that somebody mistook for the target.
-   if ( !fs::is_regular_file( status ) ) {
-      refuse( path, "is something else than a file" );
-   }
-   std::string begin( magic.size(), '\0' );
-   std::ifstream file( path, std::ios::binary );
-   begin.resize( static_cast<std::size_t>( file.read( begin.data(), magic.size() ).gcount() ) );
-   if ( !magic.starts_with( begin ) ) {
-      refuse( path, "is no state file, and is not replaced by one" );
-   }
-   fs::path const whole = fs::canonical( path, error );
-   return error ? path : whole.string();
-}
-
-/// While it lives, what would end the process waits.
+/// While it lives, what would end the process waits, so that what is begun is written to the end.
 class SignalsHeld {
 public:
    SignalsHeld() {
@@ -165,49 +129,6 @@ public:
 
 private:
    sigset_t before_;
-};
-
-/// A file beside the one that it is to replace. Goes away if it does not come to that.
-class Replacement {
-public:
-   explicit Replacement( std::string const& path )
-      : path_( target( path ) ), name_( path_ + ".XXXXXX" ), file_( ::mkstemp( name_.data() ) ) {
-      if ( file_.get() < 0 ) {
-         systemFailure( path, "a file beside it cannot be made" );
-      }
-   }
-   ~Replacement() {
-      if ( !done_ ) {
-         ::unlink( name_.c_str() );
-      }
-   }
-   Replacement( Replacement const& ) = delete;
-   Replacement& operator=( Replacement const& ) = delete;
-
-   int fd() const { return file_.get(); }
-   void commit() {
-      // Otherwise the new name may outlive a power cut, and what is in the file not.
-      if ( ::fsync( file_.get() ) != 0 ) {
-         systemFailure( path_, "cannot be written" );
-      }
-      if ( ::rename( name_.c_str(), path_.c_str() ) != 0 ) {
-         systemFailure( path_, "cannot be replaced" );
-      }
-      done_ = true;
-      std::string const folder = std::filesystem::path( path_ ).parent_path().string();
-      Mirror::Fd const opened(
-         ::open( folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC ) );
-      // Not all file systems can; the file is there in any case.
-      if ( opened.get() >= 0 ) {
-         ::fsync( opened.get() );
-      }
-   }
-
-private:
-   std::string const path_;
-   std::string name_;
-   Mirror::Fd const file_;
-   bool done_ = false;
 };
 
 // Streams
@@ -309,10 +230,8 @@ void writeDump( std::string const& path, std::string_view stream ) {
    if ( path == standardStream ) {
       return write( STDOUT_FILENO );
    }
-   SignalsHeld const whole; // or the new file would stay beside the old
-   Replacement file( path );
-   write( file.fd() );
-   file.commit();
+   SignalsHeld const whole;
+   replaceState( path, write );
 }
 
 std::string readDump( std::string const& path ) {

@@ -29,8 +29,7 @@ void apply( std::string_view stream, Mirror::Follower& follower, std::string con
 
 /// Writes \p stream to a state file at \p path, for this user alone, in place of a file that is
 /// there: whatever happens, also to the machine, there is the old file or the new. Throws
-/// Varek::Failure, with the old file as it was; also if what is there is neither empty nor a state
-/// file. "-" is standard output.
+/// Varek::Failure, as replaceState() says. "-" is standard output.
 void writeDump( std::string const& path, std::string_view stream );
 
 /// The stream in the state file at \p path. Throws Varek::Failure if it cannot be read, is none, is

@@ -31,9 +31,12 @@ another version of this program.
 
 FILE is for this user alone. One that is there is replaced at once, when all has
 been written, and otherwise stays as it is. "-" is standard output, which must
-be no terminal. Exit code 1, with the reason on standard error, if there is
-nobody to connect to, not everything has come in time, or FILE cannot be
-written.)";
+be no terminal. What a dump that was killed has left in the folder of FILE is
+removed.
+
+Exit code 1, with the reason on standard error, if there is nobody to connect
+to, not everything has come in time, or FILE cannot be written; also if its
+folder cannot be synced to the disk, when FILE is new already.)";
 
 constexpr char const* loadHelp = R"(
 Reads FILE, which dump, replay --dump or serve --dump has written, and prints

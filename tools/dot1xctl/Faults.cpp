@@ -71,6 +71,11 @@ std::string suggestion( std::string_view word, std::span<std::string_view const>
    return nearest.empty() ? std::string() : "did you mean \"" + std::string( nearest ) + "\"?";
 }
 
+std::string oneOf( std::string_view found, std::span<std::string_view const> known ) {
+   std::string const hint = suggestion( found, known );
+   return "one of " + listed( known ) + ( hint.empty() ? "" : " (" + hint + ")" );
+}
+
 std::string listed( std::span<std::string_view const> words ) {
    std::string result;
    for ( std::size_t i = 0; i < words.size(); ++i ) {

@@ -23,6 +23,8 @@ Json radiusText( Varek::String const& text ) {
 }
 
 struct FormOf {
+   RadiusPktParserBase::Attribute attribute;
+
    Json operator()( Varek::String const& value ) const { return radiusText( value ); }
    Json operator()( RadiusPktParserBase::TaggedStr const& value ) const {
       Json result = radiusText( value.value );
@@ -39,7 +41,7 @@ struct FormOf {
       return { { "form", "integer" }, { "value", value } };
    }
    Json operator()( Lumo::IpGenPrefix const& value ) const {
-      return { { "form", "prefix" }, { "value", stringValue( value ) } };
+      return { { "form", "prefix" }, { "value", prefixText( attribute, value ) } };
    }
    Json operator()( Varek::Bytes const& value ) const {
       return { { "form", "octets" }, { "value", stringValue( value ) } };
@@ -48,7 +50,7 @@ struct FormOf {
 
 Json valueJson( RadiusPktParserBase::Attribute attribute,
                 RadiusPktParserBase::AttrValue const& value ) {
-   Json result = std::visit( FormOf(), value );
+   Json result = std::visit( FormOf{ attribute }, value.variant() );
    if ( std::string const name = valueName( attribute, value ); !name.empty() ) {
       result["name"] = name;
    }
@@ -92,6 +94,17 @@ Json requestJson( Request const& request ) {
       { "timesSent", request.timesSent }, { "attributes", std::move( attributes ) } };
 }
 
+Json stationJson( Request const* request ) {
+   Lumo::EthAddr const address = station( request );
+   return address == Lumo::EthAddr() ? Json() : Json( stringValue( address ) );
+}
+
+void addOffset( Json& record, Problem const& problem ) {
+   auto const& offset = problem.offset;
+   record["offset"] = offset ? Json( offset->octets ) : Json();
+   record["offsetIn"] = offset ? Json( nameOf( offset->in ) ) : Json();
+}
+
 class JsonOutput final : public Output {
 public:
    explicit JsonOutput( std::ostream& out ) : out_( out ) {}
@@ -107,9 +120,10 @@ public:
       print( record );
    }
 
-   void broken( Answer const& answer, std::string const& fault ) override {
+   void broken( Answer const& answer, Problem const& fault ) override {
       Json record = common( "broken", answer );
-      record["fault"] = fault;
+      record["fault"] = fault.what;
+      addOffset( record, fault );
       record["attributesBefore"] = attributesJson( answer.attributes );
       print( record );
    }
@@ -117,8 +131,19 @@ public:
    void unanswered( Request const& request ) override {
       print( { { "record", "unanswered" },
                { "file", file_ },
-               { "callingStationId", stringValue( station( &request ) ) },
+               { "callingStationId", stationJson( &request ) },
                { "request", requestJson( request ) } } );
+   }
+
+   void problem( Problem const& problem ) override {
+      Json record = { { "record", "problem" },
+                      { "file", file_ },
+                      { "kind", nameOf( problem.kind ) },
+                      { "packet", problem.packet != 0 ? Json( problem.packet ) : Json() } };
+      addOffset( record, problem );
+      // Other programs' words, too, and the names of files.
+      record["what"] = textJson( problem.what );
+      print( record );
    }
 
    void summary( Summary const& s ) override {
@@ -157,7 +182,7 @@ private:
                       { "identifier", answer.identifier },
                       { "client", stringValue( answer.client ) },
                       { "server", stringValue( answer.server ) },
-                      { "callingStationId", stringValue( station( answer.request ) ) } };
+                      { "callingStationId", stationJson( answer.request ) } };
       if ( answer.request != nullptr ) {
          record["request"] = requestJson( *answer.request );
       }

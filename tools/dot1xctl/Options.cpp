@@ -1,5 +1,6 @@
 #include "Options.h"
 
+#include <algorithm>
 #include <map>
 
 namespace Dot1xCtl {
@@ -11,6 +12,14 @@ CLI::Option* fileOption( CLI::App& command, char const* name, std::string& to,
 
 std::string emptiness( std::string const& given ) {
    return given.empty() ? "is empty" : std::string();
+}
+
+std::string decimalDigits( std::string& given ) {
+   if ( given.empty() || given.find_first_not_of( "0123456789" ) != std::string::npos ) {
+      return "a whole number in decimal digits expected, found \"" + given + "\"";
+   }
+   given.erase( 0, std::min( given.find_first_not_of( '0' ), given.size() - 1 ) );
+   return {};
 }
 
 CLI::Option* publishOptions( CLI::App& command, ReplayOptions& options ) {

@@ -33,6 +33,9 @@ CLI::Option* addressOption( CLI::App& command, char const* name, To& to, char co
       ->check( faultAs<Address> );
 }
 
+/// Leaves leading zeros out of a number that is given, which would otherwise be read as octal.
+std::string decimalDigits( std::string& given );
+
 /// Adds an option that is the name of a file.
 CLI::Option* fileOption( CLI::App& command, char const* name, std::string& to,
                          char const* description );
@@ -42,6 +45,14 @@ std::string emptiness( std::string const& given );
 
 /// Adds --listen, which it returns, --config and --dump.
 CLI::Option* publishOptions( CLI::App& command, ReplayOptions& );
+
+/// Adds an option that is a whole number from 1 to 1000000, in decimal digits.
+template<class To>
+CLI::Option* countOption( CLI::App& command, char const* name, To& to, char const* description ) {
+   return command.add_option( name, to, description )
+      ->transform( CLI::Validator( decimalDigits, "" ) )
+      ->check( CLI::Range( 1, 1000000 ) );
+}
 
 /// Adds --wait: how long to wait for more, in seconds.
 void waitOption( CLI::App& command, double& seconds );

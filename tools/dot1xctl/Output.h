@@ -9,6 +9,7 @@
 
 #include "Dot1xV2/AaaHelperLedraTypes.h"
 #include "Exchange.h"
+#include "Problems.h"
 
 /// What replay tells, and the two forms in which it is printed: text for people and JSON for
 /// programs. Both hold the same facts and are written as the captures are read.
@@ -59,8 +60,11 @@ public:
    /// Begins a capture.
    virtual void capture( std::string const& file ) = 0;
    virtual void answer( Answer const& ) = 0;
-   virtual void broken( Answer const&, std::string const& fault ) = 0;
+   virtual void broken( Answer const&, Problem const& fault ) = 0;
    virtual void unanswered( Request const& ) = 0;
+   /// Any bad input, which has been told on standard error or counted there; of an answer that is
+   /// broken, before that.
+   virtual void problem( Problem const& ) = 0;
    /// Ends the output.
    virtual void summary( Summary const& ) = 0;
 };

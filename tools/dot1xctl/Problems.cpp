@@ -8,10 +8,33 @@ namespace Dot1xCtl {
 
 namespace {
 
-constexpr char const* kindNames[] = { "unreadable files", "packets cut at capture", "fragments",
-                                      "malformed packets", "malformed RADIUS packets" };
+/// By kind.
+constexpr struct {
+   char const* name;
+   char const* many;
+} kindNames[] = { { "file", "unreadable files" },
+                  { "cut", "packets cut at capture" },
+                  { "fragment", "fragments" },
+                  { "malformed", "malformed packets" },
+                  { "radius", "malformed RADIUS packets" } };
+
+std::string text( Offset offset ) {
+   std::string const octets = "offset " + std::to_string( offset.octets );
+   return offset.in == OffsetIn::file ? "file " + octets
+          : offset.in == OffsetIn::packet
+             ? octets
+             : octets + " of the " + std::string( nameOf( offset.in ) );
+}
 
 } // namespace
+
+std::string_view nameOf( ProblemKind kind ) {
+   return kindNames[static_cast<std::size_t>( kind )].name;
+}
+
+std::string_view nameOf( OffsetIn in ) {
+   return in == OffsetIn::file ? "file" : in == OffsetIn::packet ? "packet" : "RADIUS packet";
+}
 
 void Problems::aboutToTell() const {
    if ( beforeOutput ) {
@@ -32,10 +55,10 @@ void Problems::add( Problem const& problem ) {
    aboutToTell();
    out_ << "dot1xctl: " << file_ << ": ";
    if ( problem.packet != 0 ) {
-      out_ << "packet " << problem.packet << ( problem.where.empty() ? ": " : ", " );
+      out_ << "packet " << problem.packet << ( problem.offset ? ", " : ": " );
    }
-   if ( !problem.where.empty() ) {
-      out_ << problem.where << ": ";
+   if ( problem.offset ) {
+      out_ << text( *problem.offset ) << ": ";
    }
    out_ << problem.what << '\n';
 }
@@ -45,7 +68,7 @@ void Problems::done() {
       if ( ofKind_[kind] > shownPerKind ) {
          aboutToTell();
          out_ << "dot1xctl: " << file_ << ": " << ofKind_[kind] - shownPerKind << " more "
-              << kindNames[kind] << " like these (" << ofKind_[kind] << " in all)\n";
+              << kindNames[kind].many << " like these (" << ofKind_[kind] << " in all)\n";
       }
    }
 }

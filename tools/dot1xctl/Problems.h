@@ -5,13 +5,16 @@
 #include <cstdint>
 #include <functional>
 #include <iosfwd>
+#include <optional>
 #include <string>
+#include <string_view>
 
 /// Bad input: told on standard error as it is met, and counted.
 ///
 /// A capture may hold one fault a thousand times (every packet cut by the same snap length). Of
 /// each kind the first few of a file are told in full and the rest as one count when the file is
-/// done, so that the rare fault is not lost among the frequent one.
+/// done, so that the rare fault is not lost among the frequent one. The output for programs
+/// (Output.h) has all of them.
 namespace Dot1xCtl {
 
 enum class ProblemKind : std::uint8_t {
@@ -22,13 +25,26 @@ enum class ProblemKind : std::uint8_t {
    radius,    ///< Wrong RADIUS.
 };
 
+/// What an offset counts from the beginning of.
+enum class OffsetIn : std::uint8_t { file, packet, radius };
+
+struct Offset {
+   OffsetIn in = OffsetIn::file;
+   std::uint64_t octets = 0;
+};
+
 /// One fault. Where it is: in the file, in which packet of it (from 1), at which octet of that.
 struct Problem {
    ProblemKind kind = ProblemKind::file;
-   std::uint64_t packet = 0; ///< 0 where the fault is in no packet.
-   std::string where; ///< What the offset counts from and the offset: "octet 42"; may be empty.
-   std::string what;  ///< A sentence without its full stop.
+   std::uint64_t packet = 0;     ///< 0 where the fault is in no packet.
+   std::optional<Offset> offset; ///< Nothing where it has none, as a file that cannot be opened.
+   std::string what;             ///< A sentence without its full stop.
 };
+
+/// "cut"
+std::string_view nameOf( ProblemKind );
+/// "RADIUS packet"
+std::string_view nameOf( OffsetIn );
 
 class Problems {
 public:

@@ -5,6 +5,7 @@
 #include <variant>
 #include <vector>
 
+#include "AttributeText.h"
 #include "Varek/Failures.h"
 
 namespace Dot1xCtl {
@@ -13,11 +14,11 @@ namespace {
 
 using RadiusPacketParser::headerSize;
 
-std::string octets( std::size_t count ) { return std::to_string( count ) + " octets"; }
+std::string octets( std::size_t count ) { return counted( count, "octet", "octets" ); }
 
 Problem cut( Datagram const& datagram, std::string const& what ) {
    return { ProblemKind::cut, 0,
-            "offset " + std::to_string( datagram.offset + datagram.payload.size() ),
+            Offset{ OffsetIn::packet, datagram.offset + datagram.payload.size() },
             "cut at capture: " + what };
 }
 
@@ -27,8 +28,7 @@ Problem malformed( std::size_t offset, std::string what ) {
         what.ends_with( end ) ) {
       what.resize( what.size() - end.size() );
    }
-   return { ProblemKind::radius, 0, "offset " + std::to_string( offset ) + " of the RADIUS packet",
-            what };
+   return { ProblemKind::radius, 0, Offset{ OffsetIn::radius, offset }, what };
 }
 
 /// Header and attributes, to the first fault.
@@ -40,6 +40,7 @@ RadiusReading decoded( std::span<std::uint8_t const> packet ) {
    result.attributes = std::move( decoded.attributes );
    if ( decoded.error ) {
       result.fault = malformed( decoded.error->offset(), decoded.error->what() );
+      result.hasHeader = decoded.error->offset() >= headerSize;
    }
    return result;
 }
@@ -51,6 +52,7 @@ RadiusReading readRadius( Datagram const& datagram ) {
    bool const payloadCut = packet.size() < datagram.length;
    if ( packet.size() < headerSize ) {
       RadiusReading result;
+      result.hasHeader = false;
       result.fault = payloadCut
                         ? cut( datagram, "of a RADIUS packet only " + octets( packet.size() ) +
                                             " were kept, not even its header of 20" )

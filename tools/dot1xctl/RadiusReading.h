@@ -21,6 +21,7 @@ struct RadiusReading {
    std::uint8_t identifier = 0;
    Attributes attributes;
    std::optional<Problem> fault; ///< Its packet number is left 0.
+   bool hasHeader = true;        ///< False if the fault is that there is none, or no such one.
 };
 
 RadiusReading readRadius( Datagram const& );

@@ -95,7 +95,10 @@ void Replay::file( std::string const& path ) {
    } catch ( CaptureError const& error ) {
       // A signal that is to end all this interrupts the reading of a pipe.
       if ( !( interrupted && interrupted() ) ) {
-         problems_.add( { ProblemKind::file, error.packet(), error.where(), error.what() } );
+         auto const at = error.offset();
+         tell( { ProblemKind::file, error.packet(),
+                 at ? std::optional( Offset{ OffsetIn::file, *at } ) : std::nullopt,
+                 error.what() } );
       }
    }
    for ( Request const& request : exchange_.unanswered() ) {
@@ -117,14 +120,19 @@ Summary const& Replay::summary() {
    return summary_;
 }
 
+void Replay::tell( Problem const& problem ) {
+   problems_.add( problem );
+   output_.problem( problem );
+}
+
 void Replay::packet( Packet const& packet, Frame const& frame ) {
    if ( auto const* found = std::get_if<Datagram>( &frame ) ) {
       datagram( packet, *found );
    } else if ( auto const* part = std::get_if<Fragment>( &frame ) ) {
       fragment( packet, *part );
    } else if ( auto const* bad = std::get_if<BadFrame>( &frame ) ) {
-      problems_.add( { bad->cut ? ProblemKind::cut : ProblemKind::malformed, packet.number,
-                       "offset " + std::to_string( bad->offset ), bad->what } );
+      tell( { bad->cut ? ProblemKind::cut : ProblemKind::malformed, packet.number,
+              Offset{ OffsetIn::packet, bad->offset }, bad->what } );
    } else if ( auto const* seen = std::get_if<Eapol>( &frame );
                seen != nullptr && agent != nullptr ) {
       Eapol eapol = *seen;
@@ -138,9 +146,9 @@ void Replay::packet( Packet const& packet, Frame const& frame ) {
 void Replay::fragment( Packet const& packet, Fragment const& part ) {
    std::tuple const key( part.source, part.destination, part.identification );
    std::string const name = "fragment of UDP datagram " + std::to_string( part.identification );
-   auto const tell = [&]( std::string const& what ) {
-      problems_.add( { ProblemKind::fragment, packet.number,
-                       "offset " + std::to_string( part.offset ), what } );
+   auto const skip = [&]( std::string const& what ) {
+      tell(
+         { ProblemKind::fragment, packet.number, Offset{ OffsetIn::packet, part.offset }, what } );
    };
    if ( part.first ) {
       if ( fragments_.size() >= fragmentsKnown ) {
@@ -148,11 +156,11 @@ void Replay::fragment( Packet const& packet, Fragment const& part ) {
       }
       fragments_[key] = part.radius;
       if ( part.radius ) {
-         tell( "the first " + name + ", which is RADIUS; fragments are not put together, so this " +
+         skip( "the first " + name + ", which is RADIUS; fragments are not put together, so this " +
                "RADIUS packet is not read" );
       }
    } else if ( fragments_.find( key ) == fragments_.end() ) {
-      tell( "a later " + name +
+      skip( "a later " + name +
             ", whose first has not been seen; it may be RADIUS and is not read" );
    }
 }
@@ -160,15 +168,18 @@ void Replay::fragment( Packet const& packet, Fragment const& part ) {
 void Replay::datagram( Packet const& packet, Datagram const& datagram ) {
    RadiusReading reading = readRadius( datagram );
    bool const ours = isRequest( reading.code ) || isAnswer( reading.code );
-   if ( reading.fault && ( ours || reading.code == 0 ) ) {
+   if ( reading.fault ) {
       reading.fault->packet = packet.number;
-      problems_.add( *reading.fault );
+   }
+   // What other packets hold is nobody's to read here, but a header they have.
+   if ( reading.fault && ( ours || !reading.hasHeader ) ) {
+      tell( *reading.fault );
    }
    if ( isRequest( reading.code ) ) {
       request( packet, datagram, std::move( reading ) );
    } else if ( isAnswer( reading.code ) ) {
       answer( packet, datagram, reading );
-   } else {
+   } else if ( reading.hasHeader ) {
       ++summary_.otherRadius;
    }
 }
@@ -204,7 +215,7 @@ void Replay::answer( Packet const& packet, Datagram const& datagram,
    answer.attributes = grouped( reading.attributes );
    if ( reading.fault ) {
       ++summary_.broken;
-      output_.broken( answer, reading.fault->what );
+      output_.broken( answer, *reading.fault );
       return;
    }
    makeResponse( answer );

@@ -45,6 +45,7 @@ public:
    Varek::Ptr<::Replay::Status> const& status() const { return status_; }
 
 private:
+   void tell( Problem const& );
    void packet( Packet const&, Frame const& );
    void fragment( Packet const&, Fragment const& );
    void datagram( Packet const&, Datagram const& );

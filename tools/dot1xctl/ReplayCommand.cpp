@@ -20,8 +20,8 @@ its answer are looked for in the same capture. Times are UTC.
 
 Input that cannot be read is told on standard error, with file, packet and
 offset; all else is still shown, and the exit code is 1. Of each kind of fault
-the first five of a file are told, and then their number. Where no packet could
-be read at all, nothing is published or dumped.
+the first five of a file are told, and then their number; --json has all. Where
+no packet could be read at all, nothing is published or dumped.
 
 Of the requests, the answers and the EAPOL frames it makes the state, too, that
 an authenticator would have: ports, supplicants, blocked addresses, accounting
@@ -57,13 +57,20 @@ constexpr char const* answersHelp = R"(
   answer      file packet time sinceStart code codeName identifier client server
               callingStationId request type duplicate notifications attributes
   broken      an answer that could not be read whole, of which no response is
-              made: as above up to request, and fault attributesBefore
+              made: as above up to request, and fault offset offsetIn
+              attributesBefore
   unanswered  file callingStationId request
+  problem     file kind packet offset offsetIn what: each fault of the input,
+              also where standard error has their number alone
   summary     the counts; always the last
 A request (absent from an answer whose request is not in the capture) has packet
 time code codeName timesSent attributes. An attribute has name vendor type
 values; a value has form (text, integer, prefix, octets), value, tag where it is
-tagged, and name where the dictionary has one.)";
+tagged, and name where the dictionary has one. callingStationId is null where
+the request is not known, names no station, or is not about one. The kind of a
+problem is file, cut (at capture), fragment, malformed or radius; offset counts
+from the beginning of offsetIn, which is file, packet or "RADIUS packet"; null
+is what there is none of.)";
 
 } // namespace
 
@@ -74,11 +81,9 @@ void addReplay( CLI::App& app, Action& action ) {
    command->add_option( "CAPTURE", options->captures, "Files to read, in this order" )->required();
    command->add_flag( "--json", options->json, "Print JSON instead of text" );
    command->add_flag( "--tree", options->tree, "Print the trees that --listen publishes" );
-   command->add_option( "--macs", options->sizing.macs, "Play copies, for so many supplicants" )
-      ->check( CLI::Range( 1, 1000000 ) );
-   command->add_option( "--repeat", options->sizing.repeat, "Play everything so many times" )
-      ->capture_default_str()
-      ->check( CLI::Range( 1, 1000000 ) );
+   countOption( *command, "--macs", options->sizing.macs, "Play copies, for so many supplicants" );
+   countOption( *command, "--repeat", options->sizing.repeat, "Play everything so many times" )
+      ->capture_default_str();
    publishOptions( *command, *options );
    addShowOptions( *command, *options );
    command->footer( std::string( replayHelp ) + "\n" + answersHelp );

@@ -27,8 +27,9 @@ class NoOutput final : public Output {
 public:
    void capture( std::string const& ) override {}
    void answer( Answer const& ) override {}
-   void broken( Answer const&, std::string const& ) override {}
+   void broken( Answer const&, Problem const& ) override {}
    void unanswered( Request const& ) override {}
+   void problem( Problem const& ) override {}
    void summary( Summary const& ) override {}
 };
 

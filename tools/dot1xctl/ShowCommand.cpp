@@ -35,7 +35,10 @@ says otherwise.
 Exit code 1, with the reason on standard error, if there is no connection, it is
 refused or ends, not everything has come in time, the file is damaged, or there
 is no such table or supplicant. Rows are selected by what a table has a column
-of; nothing is of tree, config and one supplicant.
+of; nothing is of tree, config and one supplicant. --state takes the words of
+the columns "state" and "result", those in JSON, too; --port the name of an
+interface, or "-" for none; --mac an address. What nothing can have is wrong
+usage, what nothing has selects no row. The VLANs 7 and 007 are the same.
 
 --json prints a table as an array of objects, whole; all as an object of such
 arrays; a supplicant as one object. Of a tree, an entity is {"type",
@@ -51,6 +54,17 @@ std::string canonicalMac( std::string& given ) {
       return {};
    } catch ( Varek::TextError const& error ) {
       return error.what();
+   }
+}
+
+/// "-" is for what has no port.
+std::string canonicalPort( std::string& given ) {
+   try {
+      given = given == "-" ? given : stringValue( Lumo::IntfId( given ) );
+      return emptiness( given );
+   } catch ( Varek::TextError const& error ) {
+      return std::string( error.what() ) +
+             "; names are as Ethernet3, Ethernet3/1, Ethernet3.100 or Port-Channel10";
    }
 }
 
@@ -112,7 +126,7 @@ void addShow( CLI::App& app, Action& action ) {
    waitOption( *command, given->wait );
    auto& filters = given->filters;
    command->add_option( "--port", filters["port"], "Only what is on this port" )
-      ->check( emptiness );
+      ->transform( CLI::Validator( canonicalPort, "NAME" ) );
    command->add_option( "--mac", filters["mac"], "Only this address" )->transform( macAddress );
    command->add_option( "--vlan", filters["vlan"], "Only this VLAN, a number or a name" )
       ->check( emptiness );
@@ -137,6 +151,10 @@ void addShow( CLI::App& app, Action& action ) {
             throw CLI::ValidationError( "--" + name,
                                         "nothing of " + given->what + " can be selected by that" );
          }
+         auto const fault = filterFault( whatOf( given->what ), name, value );
+         if ( !value.empty() && !fault.empty() ) {
+            throw CLI::ValidationError( "--" + name, fault );
+         }
       }
       action = [given] { return run( *given ); };
    } );
@@ -151,11 +169,9 @@ void addShowOptions( CLI::App& replay, ReplayOptions& options ) {
       ->check( CLI::IsMember( { "all", "ports", "supplicants", "blocked", "sessions" } ) )
       ->excludes( replay.get_option( "--tree" ) );
    colourOption( replay, options.colour );
-   replay
-      .add_option( "--block-after", options.agent.blockAfter,
-                   "Rejections in a row that block an address" )
-      ->capture_default_str()
-      ->check( CLI::Range( 1, 1000000 ) );
+   countOption( replay, "--block-after", options.agent.blockAfter,
+                "Rejections in a row that block an address" )
+      ->capture_default_str();
 }
 
 } // namespace Dot1xCtl

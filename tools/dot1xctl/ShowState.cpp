@@ -5,7 +5,10 @@
 #include <utility>
 #include <vector>
 
+#include "AttributeText.h"
 #include "ConfigOutput.h"
+#include "Derivation.h"
+#include "Faults.h"
 #include "Tables.h"
 #include "TreeJson.h"
 #include "TreeText.h"
@@ -57,6 +60,12 @@ Column const* columnOf( Table const& table, std::string const& filter ) {
                                                   : found;
 }
 
+/// Whether both are the same number of a VLAN, with leading zeros or without.
+bool sameVlan( Cell const& cell, std::string const& value ) {
+   Bridging::VlanIdOrNone const number = vlanNumber( value );
+   return !number.isNone() && number == vlanNumber( cell.text );
+}
+
 bool has( Cell const& cell, std::string const& value ) {
    if ( cell.value.is_array() ) {
       return std::any_of( cell.value.begin(), cell.value.end(),
@@ -64,6 +73,22 @@ bool has( Cell const& cell, std::string const& value ) {
    }
    return cell.text == value ||
           ( cell.value.is_string() ? cell.value == value : cell.value.dump() == value );
+}
+
+/// Of all that may be printed, the columns that a filter is about.
+std::vector<Column> columnsOf( What what, std::string const& filter ) {
+   // They are the same whatever the trees hold.
+   StateRoots const empty( { { "authN", Dot1xV2::authNStatusFactory( {} ) },
+                             { "authZ", Dot1xV2::authZStatusFactory( {} ) },
+                             { "acct", Dot1xV2::acctStatusFactory( {} ) } } );
+   std::vector<Column> result;
+   for ( Table const& table : tablesOf( empty ) ) {
+      Column const* const column = columnOf( table, filter );
+      if ( column != nullptr && ( what == What::all || what == names.at( table.name ) ) ) {
+         result.push_back( *column );
+      }
+   }
+   return result;
 }
 
 /// False if the table lacks a column of the filters.
@@ -74,8 +99,9 @@ bool filter( Table& table, std::map<std::string, std::string> const& filters ) {
          return false;
       }
       auto const index = static_cast<std::size_t>( column - table.columns.data() );
+      bool const isVlan = column->member == "vlan";
       std::erase_if( table.rows, [&, &wanted = value]( auto const& row ) {
-         return !has( row[index], wanted );
+         return !has( row[index], wanted ) && !( isVlan && sameVlan( row[index], wanted ) );
       } );
    }
    return true;
@@ -148,14 +174,22 @@ void printSupplicant( std::ostream& out, StateRoots const& state, ShowRequest co
 ShowRequest::What whatOf( std::string const& name ) { return names.at( name ); }
 
 bool canSelect( What what, std::string const& filter ) {
-   // The columns are the same whatever the trees hold.
-   StateRoots const empty( { { "authN", Dot1xV2::authNStatusFactory( {} ) },
-                             { "authZ", Dot1xV2::authZStatusFactory( {} ) },
-                             { "acct", Dot1xV2::acctStatusFactory( {} ) } } );
-   return std::ranges::any_of( tablesOf( empty ), [&]( Table const& table ) {
-      return ( what == What::all || what == names.at( table.name ) ) &&
-             columnOf( table, filter ) != nullptr;
-   } );
+   return !columnsOf( what, filter ).empty();
+}
+
+std::string filterFault( What what, std::string const& filter, std::string const& value ) {
+   std::vector<std::string> words;
+   for ( Column const& column : columnsOf( what, filter ) ) {
+      if ( column.words.empty() ) {
+         return {};
+      }
+      words.insert( words.end(), column.words.begin(), column.words.end() );
+   }
+   if ( std::ranges::count( words, value ) != 0 ) {
+      return {};
+   }
+   std::vector<std::string_view> const known( words.begin(), words.end() );
+   return "found " + quoted( value ) + ", expected " + oneOf( value, known );
 }
 
 void printState( std::ostream& out, Roots const& roots, ShowRequest const& request ) {

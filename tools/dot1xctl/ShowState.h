@@ -31,6 +31,10 @@ ShowRequest::What whatOf( std::string const& name );
 /// Whether rows can be selected by \p filter in what is printed, or in some of its tables.
 bool canSelect( ShowRequest::What, std::string const& filter );
 
+/// What is wrong with \p value for that filter, with what there is: nothing printed can have it.
+/// Nothing if something may.
+std::string filterFault( ShowRequest::What, std::string const& filter, std::string const& value );
+
 /// Prints what is asked for. all prints each table whose tree is there and that has the columns of
 /// the filters, and the trees if none of them is of an authenticator. Throws Varek::Failure, before
 /// anything is printed, if a tree is missing, the table has no such column, or the supplicant is

@@ -29,6 +29,8 @@ struct Column {
    std::string member;         ///< Its name in JSON.
    std::string heading;        ///< Its name in text; empty for a column that is in JSON alone.
    std::size_t narrowest = 80; ///< It is not made narrower than that.
+   /// All that is in its cells, in either form; empty for what may be anything.
+   std::vector<std::string> words = {};
 };
 
 struct Table {

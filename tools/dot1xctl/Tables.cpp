@@ -84,16 +84,9 @@ Cell numberCell( AcctAttributes const& attributes, Id::RadiusAttributeIdEnum id 
    return cell( number );
 }
 
-/// By what the session's last request says of itself (RFC 2869 5.3, RFC 2866 5.7).
 Cell startCell( AcctAttributes const& attributes ) {
    Cell const at = numberCell( attributes, Id::eventTimestamp );
-   Cell const lasted = numberCell( attributes, Id::acctSessionTime );
-   if ( at.value.is_null() ) {
-      return {};
-   }
-   double const start =
-      at.value.get<double>() - ( lasted.value.is_null() ? 0 : lasted.value.get<double>() );
-   return timeCell( Varek::Duration( start ), 5 );
+   return at.value.is_null() ? Cell() : timeCell( Varek::Duration( at.value.get<double>() ), 5 );
 }
 
 Cell updateCell( Varek::Duration due ) {
@@ -142,10 +135,18 @@ void addBlocked( Record& to, Lumo::EthAddr const& mac, AuthZStatus const* authZ 
    to.add( "blockedOn", "blocked on", { ports, text.empty() ? "-" : text } );
 }
 
-Tone toneOf( PortAuthState state ) {
-   return state == PortAuthState::blocked      ? Tone::bad
-          : state == PortAuthState::authorized ? Tone::good
-                                               : Tone::plain;
+/// All that a cell of such a value can be, in JSON and in text.
+template<class E>
+std::vector<std::string> wordsOf() {
+   std::vector<std::string> words;
+   for ( auto const& one : decltype( qelEnumerators( E{} ) )::all ) {
+      Cell const its = cell( static_cast<E>( one.value ) );
+      words.push_back( its.value );
+      if ( its.text != words.back() ) {
+         words.push_back( its.text );
+      }
+   }
+   return words;
 }
 
 } // namespace
@@ -161,7 +162,7 @@ StateRoots::StateRoots( Roots const& roots ) {
 Table portsTable( AuthZStatus const& status ) {
    Table table{ "ports",
                 { { "port", "port", 10 },
-                  { "state", "state" },
+                  { .member = "state", .heading = "state", .words = wordsOf<PortAuthState>() },
                   { "authorized", "authorized" },
                   { "vlan", "VLAN" },
                   { "supplicants", "supplicants", 17 } },
@@ -176,9 +177,8 @@ Table portsTable( AuthZStatus const& status ) {
       }
       auto const applied = port.operationalPortAttrs();
       auto const inForce = applied ? applied->operationalAttr() : nullptr;
-      std::string const state( stringValue( port.portAuthState() ) );
       table.rows.push_back( { cell( port.intfId() ),
-                              { state, state, toneOf( port.portAuthState() ) },
+                              cell( port.portAuthState() ),
                               cell( port.authorized() ),
                               inForce ? cell( inForce->vlanId() ) : Cell(),
                               { macs, text.empty() ? "-" : text } } );
@@ -192,7 +192,7 @@ Table supplicantsTable( AuthNStatus const& status, AuthZStatus const* authZ ) {
                   { "port", "port", 14 },
                   { "phase", "phase" },
                   { "method", "method" },
-                  { "stage", "result", 9 },
+                  { "stage", "result", 9, wordsOf<AuthNPhaseStage>() },
                   { "identity", "identity", 7 },
                   { "vlan", "VLAN", 8 },
                   { "filter", "filter", 7 },

@@ -1,5 +1,6 @@
 #include <ostream>
 
+#include "Asked.h"
 #include "AttributeText.h"
 #include "Columns.h"
 #include "Output.h"
@@ -30,12 +31,13 @@ public:
       }
    }
 
-   void broken( Answer const& answer, std::string const& fault ) override {
+   void broken( Answer const& answer, Problem const& fault ) override {
       heading( answer, ": NOT READ WHOLE" );
       printWrapped(
          out_, std::string( indentation, ' ' ),
-         fault + "; no response is made of it. " + std::to_string( answer.attributes.size() ) +
-            " attributes stand before the fault" + ( answer.attributes.empty() ? "." : ":" ),
+         fault.what + "; no response is made of it. " +
+            Dot1xCtl::counted( answer.attributes.size(), "attribute stands", "attributes stand" ) +
+            " before the fault" + ( answer.attributes.empty() ? "." : ":" ),
          indentation );
       for ( Dot1xV2::AaaAttribute const& attribute : answer.attributes ) {
          print( attribute );
@@ -45,9 +47,12 @@ public:
    void unanswered( Request const& request ) override {
       out_ << "\npacket " << request.packet << "  " << stringValue( request.time, ' ', 6 ) << "  "
            << codeText( request.code ) << ": unanswered\n";
-      printWrapped( out_, std::string( indentation, ' ' ),
-                    about( &request ) + ", sent " + times( request.timesSent ), indentation );
+      std::string text = about( &request );
+      add( text, "sent " + times( request.timesSent ) );
+      printWrapped( out_, std::string( indentation, ' ' ), text, indentation );
    }
+
+   void problem( Problem const& ) override {} // told or counted already
 
    void summary( Summary const& s ) override {
       out_ << "\nsummary\n";
@@ -106,25 +111,32 @@ private:
            << codeText( answer.code ) << result << '\n';
       std::string text = about( answer.request );
       if ( answer.request != nullptr ) {
-         text += ", request in packet " + std::to_string( answer.request->packet );
-         if ( answer.request->answers > 1 ) {
-            text += ", answered before";
-         }
+         add( text, "request in packet " + std::to_string( answer.request->packet ) );
+         add( text, answer.request->answers > 1 ? "answered before" : "" );
       }
       printWrapped( out_, std::string( indentation, ' ' ), text, indentation );
    }
 
+   static void add( std::string& list, std::string const& one ) {
+      list += ( list.empty() || one.empty() ? "" : ", " ) + one;
+   }
+
+   static std::string stationText( Request const& request ) {
+      auto const* const id = textOf( request.attributes, Id::callingStationId );
+      if ( id == nullptr ) {
+         return isOfNas( request ) ? "" : "station unknown (no Calling-Station-Id)";
+      }
+      return "station " + ( stationOf( *id )
+                               ? stringValue( station( &request ) )
+                               : "unknown (Calling-Station-Id is " + quoted( *id ) + ")" );
+   }
+
    /// Who a request is about.
    static std::string about( Request const* request ) {
-      std::string text = "station " + stringValue( station( request ) );
       if ( request == nullptr ) {
-         return text + " (unknown: the capture has no request to this answer)";
+         return "station unknown (the capture has no request to this answer)";
       }
-      if ( auto const* id = textOf( request->attributes, Id::callingStationId ); id == nullptr ) {
-         text += " (unknown: no Calling-Station-Id)";
-      } else if ( !stationOf( *id ) ) {
-         text += " (unknown: Calling-Station-Id is " + quoted( *id ) + ")";
-      }
+      std::string text = stationText( *request );
       struct {
          char const* name;
          std::uint16_t type;
@@ -132,12 +144,12 @@ private:
          { "user", Id::userName }, { "port", Id::nasPortId }, { "session", Id::acctSessionId } };
       for ( auto const& one : shown ) {
          if ( auto const* value = textOf( request->attributes, one.type ) ) {
-            text += std::string( ", " ) + one.name + " " + quoted( *value );
+            add( text, std::string( one.name ) + " " + quoted( *value ) );
          }
       }
       for ( auto const& [attribute, value] : request->attributes ) {
          if ( attribute == RadiusPktParserBase::Attribute( 0, Id::acctStatusType ) ) {
-            text += ", " + valueText( attribute, value );
+            add( text, valueText( attribute, value ) );
          }
       }
       return text;
