@@ -99,26 +99,26 @@ void Leader::changed( Varek::Change const& change ) {
 // Connections
 
 LeaderConnection& Leader::connectionIs( int fd, Varek::String const& peer,
-                                        Varek::String const& refusal ) {
+                                        Varek::String const& refusal, Identity const& who ) {
+   Varek::String const noPlace = places_.refusal( who );
+   bool const refused = !noPlace.empty() || !refusal.empty();
    auto const free = std::ranges::find( byBit_, nullptr );
-   bool const full = free == std::end( byBit_ );
-   bool const refused = full || !refusal.empty();
-   Connections const bit =
-      refused ? 0 : Connections{ 1 } << static_cast<unsigned>( free - std::begin( byBit_ ) );
+   auto const place = static_cast<std::size_t>( free - std::begin( byBit_ ) );
+   Connections const bit = refused ? 0 : Connections{ 1 } << place;
    connections_.push_back(
       std::unique_ptr<LeaderConnection>( new LeaderConnection( *this, options_, bit ) ) );
    LeaderConnection& made = *connections_.back();
    if ( std::ranges::all_of( byBit_, []( auto* one ) { return !one; } ) )
       announcements_.describe();
    made.endpoint_.start( fd, peer, announcements_.description() );
-   if ( !refused )
+   if ( !refused ) {
+      places_.takenBy( place, who );
       *free = &made;
-   else if ( !refusal.empty() )
+   } else if ( !refusal.empty() ) {
       made.endpoint_.refuse( refusal );
-   else
-      made.endpoint_.refuse( "the leader has " + std::to_string( maxConnections ) +
-                                " followers already, as many as it can",
-                             Endpoint::Refusal::passing );
+   } else {
+      made.endpoint_.refuse( noPlace, Endpoint::Refusal::passing );
+   }
    return made;
 }
 
@@ -128,7 +128,9 @@ void Leader::detach( LeaderConnection& connection ) {
    group_.leave( connection );
    connection.inGroup_ = false;
    connection.flows_.clear();
-   byBit_[std::countr_zero( connection.bit_ )] = nullptr;
+   auto const place = static_cast<std::size_t>( std::countr_zero( connection.bit_ ) );
+   byBit_[place] = nullptr;
+   places_.free( place );
    announcements_.connectionGone( connection.bit_ );
 }
 

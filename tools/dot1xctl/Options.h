@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 
@@ -42,6 +43,15 @@ std::string emptiness( std::string const& given );
 
 /// Adds --listen, which it returns, --config and --dump.
 CLI::Option* publishOptions( CLI::App& command, ReplayOptions& );
+
+/// Adds --peer-user, for addresses that are followed: who else may publish there.
+CLI::Option* peerUserOption( CLI::App& command, std::vector<uid_t>& to );
+
+/// \p address with these users.
+inline Address from( Address address, std::vector<uid_t> const& peerUsers ) {
+   address.peerUsers = peerUsers;
+   return address;
+}
 
 /// Adds --wait: how long to wait for more, in seconds.
 void waitOption( CLI::App& command, double& seconds );
