@@ -1,3 +1,4 @@
+#include <cerrno>
 #include <iostream>
 #include <map>
 
@@ -18,6 +19,18 @@ void print( Varek::Change const& change ) {
    std::cout << std::endl;
 }
 
+// Connects, and waits while too many others do.
+Mirror::Fd connected( char const* path ) {
+   for ( ;; )
+      try {
+         return Mirror::connectUnix( path );
+      } catch ( Mirror::SocketError const& error ) {
+         if ( error.error() != EAGAIN )
+            throw;
+         poll( nullptr, 0, 50 );
+      }
+}
+
 int main( int argc, char** argv ) try {
    Mirror::Follower follower;
    std::map<Varek::String, Varek::Subscription> subscriptions;
@@ -25,7 +38,7 @@ int main( int argc, char** argv ) try {
       subscriptions[name] = root.subscribe( print, Varek::Scope::subtree );
    };
    follower.onSynced = [] { std::cout << "in step" << std::endl; };
-   follower.connectedIs( Mirror::connectUnix( argc > 1 ? argv[1] : "" ).release() );
+   follower.connectedIs( connected( argc > 1 ? argv[1] : "" ).release() );
    while ( !follower.closed() ) {
       pollfd ready{ follower.fd(), short( follower.wantsWrite() ? POLLIN | POLLOUT : POLLIN ), 0 };
       poll( &ready, 1, 1000 ); // deadlines are of seconds

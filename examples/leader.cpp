@@ -40,8 +40,7 @@ int main( int argc, char** argv ) try {
       leader.tick( Mirror::Clock::now() );
       if ( ready[1].revents != 0 )
          if ( auto one = listener.accept() )
-            followers.push_back(
-               &leader.connectionIs( one->fd.release(), one->peer, one->refusal ) );
+            followers.push_back( &leader.connectionIs( std::move( *one ) ) );
       if ( ready[0].revents != 0 )
          do
             if ( std::string line; std::getline( std::cin, line ) )

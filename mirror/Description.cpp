@@ -78,37 +78,12 @@ void put( Out& out, std::vector<T> const& all ) {
       put( out, one );
 }
 
-void get( In& in, Description::Attribute& a ) {
-   a.id = in.get16();
-   a.name = getText( in );
-   a.kind = getText( in );
-   a.form = getText( in );
-}
-void get( In& in, Description::Enumerator& e ) {
-   e.value = in.get32();
-   e.name = getText( in );
-}
-/// \p least bytes an element at least: a count that the message cannot hold allocates nothing.
-template<class T>
-void get( In& in, std::vector<T>& all, std::size_t least );
-void get( In& in, Description::Type& t ) {
-   t.name = getText( in );
-   std::uint8_t const kind = in.get8();
-   if ( kind > static_cast<std::uint8_t>( Varek::TypeKind::entity ) )
-      in.fail( "a kind of type is 0 to 3, not " + std::to_string( kind ) );
-   t.kind = static_cast<Varek::TypeKind>( kind );
-   get( in, t.attributes, 14 );
-   get( in, t.enumerators, 8 );
-}
-void get( In& in, Description::Module& m ) {
-   m.name = getText( in );
-   get( in, m.types, 13 );
-}
-template<class T>
-void get( In& in, std::vector<T>& all, std::size_t least ) {
-   // Elements take more room in memory than on the wire: they are made as they come.
-   for ( std::uint32_t count = in.getCount( least ); count > 0; --count )
-      get( in, all.emplace_back() );
+// Bytes: what a count promises is held against those that are there.
+constexpr std::size_t leastModule = 8, leastType = 13, leastAttribute = 14, leastEnumerator = 8;
+
+Qel::TypeRecord const* recordOf( std::string_view type ) {
+   Varek::TypeInspectData const* const known = Varek::ModuleInspectData::findType( type );
+   return known ? &Qel::typeRecord( *known ) : nullptr;
 }
 
 std::string_view nameOf( Varek::TypeKind kind ) {
@@ -116,70 +91,109 @@ std::string_view nameOf( Varek::TypeKind kind ) {
    return names[static_cast<unsigned>( kind )];
 }
 
-/// Collects one sentence: "type T, attribute 5: kind is x at the leader and y at the follower".
+/// What is read is held against ours at once, and not kept.
 class Comparison {
 public:
-   bool types( Description::Type const& a, Description::Type const& b ) {
-      where_ = "type " + a.name;
-      if ( a.kind != b.kind )
-         return differs( "kind", nameOf( a.kind ), nameOf( b.kind ) );
-      for ( auto const& ours : a.enumerators )
-         for ( auto const& theirs : b.enumerators )
-            if ( ours.value == theirs.value && ours.name != theirs.name ) {
-               where_ += ", value " + std::to_string( ours.value );
-               return differs( "enumerator", ours.name, theirs.name );
-            }
-      return attributes( a, b );
+   Comparison( Description const& ours, Description::Side side, In& in )
+      : in_( in ), side_( side ) {
+      for ( Description::Module const& module : ours.modules )
+         for ( Description::Type const& type : module.types )
+            known_.emplace( type.name, &type );
    }
-   Varek::String text;
+
+   /// Reads a type, or as much of it as does not differ.
+   bool typeDiffers() {
+      name_ = text();
+      std::uint8_t const number = in_.get8();
+      if ( number > static_cast<std::uint8_t>( Varek::TypeKind::entity ) )
+         in_.fail( "a kind of type is 0 to 3, not " + std::to_string( number ) );
+      auto const kind = static_cast<Varek::TypeKind>( number );
+      auto const at = known_.find( name_ );
+      Description::Type const* const ours = at == known_.end() ? nullptr : at->second;
+      if ( ours && ours->kind != kind )
+         return differs( {}, "kind", nameOf( ours->kind ), nameOf( kind ) );
+      return attributesDiffer( ours ) || enumeratorsDiffer( ours );
+   }
+   std::string_view text() {
+      std::uint32_t const size = in_.get32();
+      return { reinterpret_cast<char const*>( in_.getOctets( size ) ), size };
+   }
+
+   std::string_view name() const { return name_; }
+   /// "type T, attribute 5 (a): kind is x at the leader and y at the follower".
+   Varek::String sentence;
 
 private:
-   bool differs( std::string_view what, std::string_view leader, std::string_view follower ) {
-      text = where_;
-      text.append( ": " ).append( what ).append( " is " ).append( leader );
-      text.append( " at the leader and " ).append( follower ).append( " at the follower" );
+   struct Attribute {
+      std::uint16_t id;
+      std::string_view name, kind, form;
+   };
+
+   bool differs( Varek::String const& part, std::string_view what, std::string_view ours,
+                 std::string_view theirs ) {
+      bool const leads = side_ == Description::Side::leader;
+      sentence.append( "type " ).append( name_ ).append( part ).append( ": " ).append( what );
+      sentence.append( " is " ).append( leads ? ours : theirs ).append( " at the leader and " );
+      sentence.append( leads ? theirs : ours ).append( " at the follower" );
       return true;
    }
-
-   static Description::Attribute const* find( Description::Type const& type, std::uint16_t id ) {
-      auto const at = std::ranges::find( type.attributes, id, &Description::Attribute::id );
-      return at == type.attributes.end() ? nullptr : &*at;
+   template<class One>
+   static Varek::String part( One const& attribute ) {
+      Varek::String text = ", attribute " + std::to_string( attribute.id );
+      return text.append( " (" ).append( attribute.name ).append( ")" );
    }
 
    /// Whether a side that does not know the attribute would misread the other.
-   static bool needed( Description::Type const& type, Description::Attribute const& a ) {
+   template<class One>
+   static bool needed( Description::Type const& type, One const& a ) {
       return !a.form.empty() && ( type.kind == Varek::TypeKind::value || a.kind == "parameter" );
    }
 
-   bool attributes( Description::Type const& a, Description::Type const& b ) {
-      Varek::String const type = where_;
-      auto const at = [&]( Description::Attribute const& attribute ) {
-         where_ = type + ", attribute " + std::to_string( attribute.id ) + " (" + attribute.name;
-         where_ += ')';
-      };
-      for ( auto const& ours : a.attributes ) {
-         at( ours );
-         Description::Attribute const* const theirs = find( b, ours.id );
-         if ( !theirs ) {
-            if ( needed( a, ours ) )
-               return differs( "form", ours.form, "missing" );
-         } else if ( ours.name != theirs->name ) {
-            return differs( "name", ours.name, theirs->name );
-         } else if ( ours.kind != theirs->kind ) {
-            return differs( "kind", ours.kind, theirs->kind );
-         } else if ( ours.form != theirs->form ) {
-            return differs( "form", ours.form, theirs->form );
-         }
+   /// \p ours is null for a type that only the other side has.
+   bool attributesDiffer( Description::Type const* ours ) {
+      met_.assign( ours ? ours->attributes.size() : 0, false );
+      for ( std::uint32_t count = in_.getCount( leastAttribute ); count > 0; --count ) {
+         // The order of the calls is that of the initializers.
+         Attribute const theirs{ in_.get16(), text(), text(), text() };
+         if ( ours && attributeDiffers( *ours, theirs ) )
+            return true;
       }
-      for ( auto const& theirs : b.attributes ) {
-         at( theirs );
-         if ( !find( a, theirs.id ) && needed( b, theirs ) )
-            return differs( "form", "missing", theirs.form );
+      for ( std::size_t i = 0; i < met_.size(); ++i )
+         if ( auto const& one = ours->attributes[i]; !met_[i] && needed( *ours, one ) )
+            return differs( part( one ), "form", one.form, "missing" );
+      return false;
+   }
+   bool attributeDiffers( Description::Type const& type, Attribute const& theirs ) {
+      auto const at = std::ranges::find( type.attributes, theirs.id, &Description::Attribute::id );
+      if ( at == type.attributes.end() )
+         return needed( type, theirs ) && differs( part( theirs ), "form", "missing", theirs.form );
+      met_[static_cast<std::size_t>( at - type.attributes.begin() )] = true;
+      auto const where = [&] {
+         return side_ == Description::Side::leader ? part( *at ) : part( theirs );
+      };
+      return ( at->name != theirs.name && differs( where(), "name", at->name, theirs.name ) ) ||
+             ( at->kind != theirs.kind && differs( where(), "kind", at->kind, theirs.kind ) ) ||
+             ( at->form != theirs.form && differs( where(), "form", at->form, theirs.form ) );
+   }
+
+   bool enumeratorsDiffer( Description::Type const* ours ) {
+      for ( std::uint32_t count = in_.getCount( leastEnumerator ); count > 0; --count ) {
+         std::uint32_t const value = in_.get32();
+         std::string_view const theirs = text();
+         if ( ours )
+            for ( auto const& one : ours->enumerators )
+               if ( one.value == value && one.name != theirs )
+                  return differs( ", value " + std::to_string( value ), "enumerator", one.name,
+                                  theirs );
       }
       return false;
    }
 
-   Varek::String where_;
+   In& in_;
+   Description::Side const side_;
+   std::unordered_map<std::string_view, Description::Type const*> known_;
+   std::string_view name_;
+   std::vector<bool> met_; // of our attributes
 };
 
 } // namespace
@@ -197,34 +211,28 @@ Description Description::ofThisProcess() {
 
 std::size_t Description::size() const { return sizeOf( modules ); }
 void Description::write( Out& out ) const { put( out, modules ); }
-Description Description::read( In& in ) {
-   Description all;
-   get( in, all.modules, 8 );
-   return all;
-}
 
 std::vector<Qel::TypeRecord const*> Description::records() const {
    std::vector<Qel::TypeRecord const*> all;
    for ( Module const& module : modules )
-      for ( Type const& type : module.types ) {
-         Varek::TypeInspectData const* const known =
-            Varek::ModuleInspectData::findType( type.name );
-         all.push_back( known ? &Qel::typeRecord( *known ) : nullptr );
-      }
+      for ( Type const& type : module.types )
+         all.push_back( recordOf( type.name ) );
    return all;
 }
 
-std::optional<Varek::String> difference( Description const& leader, Description const& follower ) {
-   std::unordered_map<std::string_view, Description::Type const*> known;
-   for ( Description::Module const& module : follower.modules )
-      for ( Description::Type const& type : module.types )
-         known.emplace( type.name, &type );
-   Comparison comparison;
-   for ( Description::Module const& module : leader.modules )
-      for ( Description::Type const& type : module.types )
-         if ( auto const at = known.find( type.name ); at != known.end() )
-            if ( comparison.types( type, *at->second ) )
-               return std::move( comparison.text );
+std::optional<Varek::String>
+Description::difference( Side side, In& theirs, std::vector<Qel::TypeRecord const*>& types ) const {
+   Comparison comparison( *this, side, theirs );
+   for ( std::uint32_t count = theirs.getCount( leastModule ); count > 0; --count ) {
+      comparison.text(); // what modules are called means nothing
+      for ( std::uint32_t ofIt = theirs.getCount( leastType ); ofIt > 0; --ofIt ) {
+         if ( comparison.typeDiffers() )
+            return std::move( comparison.sentence );
+         if ( side == Side::follower )
+            types.push_back( recordOf( comparison.name() ) );
+      }
+   }
+   theirs.expectEnd();
    return std::nullopt;
 }
 

@@ -40,17 +40,20 @@ struct VAREK_EXPORT Description {
 
    /// Of the modules that are registered now.
    static Description ofThisProcess();
-   /// Reads what write() wrote. Throws Qel::NboAttrLog::AttrLogError or AttrLogLengthError.
-   static Description read( Qel::NboAttrLog::In& );
    std::size_t size() const;
    void write( Qel::NboAttrLog::Out& ) const;
 
    /// The types in the order of their numbers: this process's record, null where it has none.
    std::vector<Qel::TypeRecord const*> records() const;
-};
 
-/// The first thing in which the two differ, as a sentence; nothing if they can talk.
-VAREK_EXPORT std::optional<Varek::String> difference( Description const& leader,
-                                                      Description const& follower );
+   /// Which side this description is of.
+   enum class Side : std::uint8_t { leader, follower };
+   /// Reads what write() wrote on the other side, and says the first thing in which the two differ,
+   /// as a sentence; nothing if they can talk. It is compared as it is read, so one of any size
+   /// costs no memory. A follower is given the leader's types, as of records(). Throws
+   /// Qel::NboAttrLog::AttrLogError or AttrLogLengthError.
+   std::optional<Varek::String> difference( Side, Qel::NboAttrLog::In& theirs,
+                                            std::vector<Qel::TypeRecord const*>& types ) const;
+};
 
 } // namespace Mirror

@@ -4,6 +4,7 @@
 #include <bit>
 #include <cerrno>
 #include <cstring>
+#include <new>
 #include <string_view>
 #include <system_error>
 #include <utility>
@@ -19,6 +20,12 @@ using Qel::NboAttrLog::FrameKind;
 using Qel::NboAttrLog::In;
 
 constexpr Varek::FieldId noField{};
+/// Of a reason, and of what the peer gives for one.
+constexpr std::size_t mostOfReason = 1100, mostOfRefusal = 1000;
+
+/// How many ticks there are at least, while something goes on, in the time after which a peer is
+/// dead: by so much may that be told late.
+constexpr int ticksInTime = 30;
 
 Varek::String errorText( int error ) { return std::generic_category().message( error ); }
 
@@ -56,14 +63,19 @@ void Endpoint::start( int fd, Varek::String peer, Description ours ) {
 // Input
 
 void Endpoint::makeRoom() {
-   if ( begin_ == end_ )
+   // What comes after a refusal is not looked at.
+   if ( begin_ == end_ || phase_ == Phase::refusing )
       begin_ = end_ = 0;
    // Back to the usual size after a large frame.
-   bool const shrink = begin_ == end_ && capacity_ > 8 * readSize;
-   if ( capacity_ - end_ >= readSize / 2 && !shrink )
+   std::size_t const usual = usualRoom();
+   bool const shrink = begin_ == end_ && capacity_ > 8 * usual;
+   if ( capacity_ - end_ >= usual / 2 && !shrink )
       return;
+   // Room for what has come, not for what was promised.
    std::size_t const left = end_ - begin_;
-   std::size_t const wanted = std::max( readSize, std::bit_ceil( 2 * left ) );
+   std::size_t const most = head_ ? head_->size + usual : usual;
+   std::size_t const wanted = std::clamp( std::bit_ceil( 2 * left ), usual, most );
+   VAREK_ASSERT( left < wanted );
    if ( wanted == capacity_ ) {
       std::memmove( in_.get(), in_.get() + begin_, left );
    } else {
@@ -108,6 +120,12 @@ void Endpoint::ended( Varek::String const& how ) {
       close( how );
 }
 
+std::size_t Endpoint::frameLimit() const {
+   return std::min( options_.maxFrame, phase_ == Phase::hello  ? options_.maxHello
+                                       : role_ == Role::leader ? options_.maxFollowerFrame
+                                                               : options_.maxFrame );
+}
+
 bool Endpoint::nextFrame( Frame& frame ) {
    if ( phase_ != Phase::running && phase_ != Phase::hello )
       return false;
@@ -119,8 +137,7 @@ bool Endpoint::nextFrame( Frame& frame ) {
       headSize = heads_.read( bytes, frame.head );
       if ( headSize == 0 )
          return false;
-      std::size_t const limit =
-         phase_ == Phase::hello ? std::min( maxHello, options_.maxFrame ) : options_.maxFrame;
+      std::size_t const limit = frameLimit();
       if ( frame.head.size > limit ) [[unlikely]] {
          refuse( "a frame of " + std::to_string( frame.head.size ) + " bytes at offset " +
                  std::to_string( bytesReceived_ - bytes.size() ) + "; the largest allowed is " +
@@ -145,9 +162,12 @@ bool Endpoint::nextFrame( Frame& frame ) {
 bool Endpoint::handleOwn( Frame const& frame ) {
    FrameKind const kind = frame.head.kind;
    if ( kind == FrameKind::refused ) {
-      refused_ =
-         frame.head.field != Varek::FieldId( static_cast<std::uint16_t>( Refusal::passing ) );
-      close( "refused by the other side: " + refusalIn( frame ) );
+      refusedForNow_ =
+         frame.head.field == Varek::FieldId( static_cast<std::uint16_t>( Refusal::passing ) );
+      refused_ = !refusedForNow_;
+      close( "refused by the other side: " +
+             Varek::String( reinterpret_cast<char const*>( frame.payload.data() ),
+                            std::min( frame.payload.size(), mostOfRefusal ) ) );
       return true;
    }
    if ( phase_ == Phase::hello ) [[unlikely]] {
@@ -160,15 +180,6 @@ bool Endpoint::handleOwn( Frame const& frame ) {
       return true;
    }
    return kind == FrameKind::keepAlive;
-}
-
-Varek::String Endpoint::refusalIn( Frame const& frame ) const {
-   Varek::String text( reinterpret_cast<char const*>( frame.payload.data() ),
-                       std::min<std::size_t>( frame.payload.size(), 1000 ) );
-   // It goes into logs and on terminals.
-   std::ranges::replace_if(
-      text, []( char c ) { return static_cast<unsigned char>( c ) < ' '; }, '?' );
-   return text;
 }
 
 void Endpoint::hello( Frame const& frame ) {
@@ -184,17 +195,17 @@ void Endpoint::hello( Frame const& frame ) {
                      " at the leader, " + std::to_string( leads ? version : protocolVersion ) +
                      " at the follower" );
    }
+   using Side = Description::Side;
+   std::optional<Varek::String> differs;
    try {
-      theirs_ = Description::read( in );
-      in.expectEnd();
+      differs =
+         ours_.difference( role_ == Role::leader ? Side::leader : Side::follower, in, types_ );
    } catch ( Qel::NboAttrLog::AttrLogError const& e ) {
       return refuse( e.what() );
    } catch ( Qel::NboAttrLog::AttrLogLengthError const& e ) {
       return refuse( "hello, offset " + std::to_string( e.offset() ) +
                      ": a count that the message cannot hold" );
    }
-   auto const differs =
-      role_ == Role::leader ? difference( ours_, theirs_ ) : difference( theirs_, ours_ );
    if ( differs )
       return refuse( *differs );
    ours_ = {};
@@ -219,6 +230,8 @@ void Endpoint::flush() {
    }
    if ( sendError_ != 0 )
       queue_.clear();
+   if ( !full() )
+      fullSince_.reset();
    out_.rewind();
    if ( phase_ == Phase::refusing )
       close( reason_ );
@@ -240,12 +253,12 @@ void Endpoint::refuse( Varek::String const& text, Refusal kind ) {
    refused_ = phase_ == Phase::hello;
    phase_ = Phase::refusing;
    phaseSince_.reset();
-   reason_ = text;
+   reasonIs( text );
    out_.allowanceIs( ChunkOut::unlimited );
    out_.forgetLast();
    out_.outSmReserveMessage( FrameKind::refused, 0, static_cast<std::uint16_t>( kind ),
-                             text.size() );
-   out_.putOctets( text.data(), text.size() );
+                             reason_.size() );
+   out_.putOctets( reason_.data(), reason_.size() );
    out_.outSmCommitMessage();
    flush();
 }
@@ -254,20 +267,49 @@ void Endpoint::close( Varek::String reason ) noexcept {
    if ( closed() )
       return;
    phase_ = Phase::closed;
-   reason_ = std::move( reason );
+   try {
+      reasonIs( reason );
+   } catch ( std::bad_alloc const& ) {
+      reason_ = "no memory"; // short enough not to need any
+   }
    out_.drop();
    queue_.clear();
    // The descriptor itself stays until the end, so that its number means nothing else meanwhile.
    ::shutdown( fd_, SHUT_RDWR );
 }
 
-// Time. What was heard and said counts from the tick after it: no clock is read in between.
+/// Names in a peer's hello, what it says when it refuses, and values that are no values get into
+/// reasons; and these into logs and onto terminals.
+void Endpoint::reasonIs( Varek::String const& text ) {
+   reason_ = Varek::printable( std::string_view( text ).substr( 0, mostOfReason ) );
+   reason_.resize( std::min( reason_.size(), mostOfReason ) );
+}
+
+// What waits to be sent
+
+bool Endpoint::stalled( Clock::time_point now ) {
+   if ( !full() )
+      return false;
+   if ( !fullSince_ || bytesSent_ - sentBefore_ >= stallProgress ) {
+      fullSince_ = now;
+      sentBefore_ = bytesSent_;
+   }
+   return now - *fullSince_ >= stallTime();
+}
+
+Clock::duration Endpoint::stallTime() const {
+   return std::max( options_.stalledAfter, options_.deadAfter );
+}
+
+// Time. What was heard and said counts from the tick after it, which is soon: no clock is read in
+// between.
 
 Endpoint::Due Endpoint::tick( Clock::time_point now ) {
    if ( closed() )
       return Due::nothing;
    if ( !phaseSince_ )
       phaseSince_ = now;
+   tickedAt_ = now;
    if ( std::exchange( heard_, false ) )
       heardAt_ = now;
    if ( std::exchange( spoke_, false ) )
@@ -281,6 +323,15 @@ Endpoint::Due Endpoint::tick( Clock::time_point now ) {
    }
    if ( now - heardAt_ >= options_.deadAfter ) {
       close( "nothing came for " + secondsText( now - heardAt_ ) );
+      return Due::nothing;
+   }
+   // This process may have been the one that was stopped.
+   if ( stalled( now ) )
+      flush();
+   if ( stalled( now ) ) {
+      close( "of " + std::to_string( queue_.bytes() ) + " bytes that wait only " +
+             std::to_string( bytesSent_ - sentBefore_ ) + " were taken in " +
+             secondsText( now - *fullSince_ ) );
       return Due::nothing;
    }
    // What waits to be sent is a sign of life itself, once the peer takes it.
@@ -298,8 +349,14 @@ Clock::time_point Endpoint::nextDeadline() const {
       return Clock::time_point::min();
    if ( phase_ != Phase::running )
       return *phaseSince_ + options_.handshakeTimeout;
-   Clock::time_point const dead = heardAt_ + options_.deadAfter;
-   return wantsWrite() ? dead : std::min( dead, spokeAt_ + options_.keepAlive );
+   Clock::time_point first = heardAt_ + options_.deadAfter;
+   if ( !wantsWrite() )
+      first = std::min( first, spokeAt_ + options_.keepAlive );
+   if ( fullSince_ )
+      first = std::min( first, *fullSince_ + stallTime() );
+   if ( heard_ || spoke_ || ( full() && !fullSince_ ) )
+      first = std::min( first, tickedAt_ + options_.deadAfter / ticksInTime );
+   return first;
 }
 
 } // namespace Mirror

@@ -26,17 +26,24 @@ struct EndpointOptions {
    std::size_t outputLimit = 256 * 1024;
    /// The largest frame that is taken. Bounds the memory that a hostile peer can ask for.
    std::size_t maxFrame = 16 * 1024 * 1024;
+   /// The same of a follower after its hello: it has nothing long to say.
+   std::size_t maxFollowerFrame = 4 * 1024;
+   /// The same before the hello has been read. Descriptions take some 14 KiB today.
+   std::size_t maxHello = 256 * 1024;
    /// A sign of life is sent when nothing else was for so long.
    Clock::duration keepAlive = std::chrono::seconds( 10 );
    /// The peer is given up when nothing came for so long.
    Clock::duration deadAfter = std::chrono::seconds( 30 );
    Clock::duration handshakeTimeout = std::chrono::seconds( 10 );
+   /// The peer is given up when it takes less than stallProgress of a queue that stays full for so
+   /// long, or for deadAfter, if that is longer: signs of life alone are no reason to keep it.
+   Clock::duration stalledAfter = std::chrono::seconds( 60 );
 };
 
 inline constexpr std::uint16_t protocolVersion = 1;
 inline constexpr char protocolMagic[] = "QNboALog"; // 8 bytes on the wire
-/// More than any description; whoever sends more is no peer of ours.
-inline constexpr std::size_t maxHello = 1024 * 1024;
+/// Bytes.
+inline constexpr std::uint64_t stallProgress = 64 * 1024;
 
 /// One frame as it came. Valid until the next is asked for.
 struct Frame {
@@ -60,14 +67,18 @@ public:
    int fd() const { return fd_; }
    Varek::String const& peer() const { return peer_; }
    bool closed() const { return phase_ == Phase::closed; }
+   /// Printable ASCII, whatever the peer has said.
    Varek::String const& reason() const { return reason_; }
    /// Whether it is closed since the two do not fit together: another attempt would end alike.
    bool refused() const { return closed() && refused_; }
+   /// Whether the other side has closed it, but says that another attempt may go well.
+   bool refusedForNow() const { return closed() && refusedForNow_; }
    /// Whether the other side has introduced itself, agrees with this one, and is still there.
    bool running() const { return phase_ == Phase::running; }
    bool wantsWrite() const { return !closed() && ( !queue_.empty() || out_.pending() ); }
-   /// Of the peer, once running.
-   Description const& theirs() const { return theirs_; }
+   /// The leader's types by their numbers, once running: null for those not known here. Of
+   /// followers nothing is kept.
+   std::vector<Qel::TypeRecord const*> const& types() const { return types_; }
 
    OutQueue& queue() { return queue_; }
    QueueOut& out() { return out_; }
@@ -106,15 +117,22 @@ private:
    /// Other connections get their turn after so many reads.
    static constexpr unsigned readsAtOnce = 16;
    static constexpr std::size_t readSize = 128 * 1024;
+   static constexpr std::size_t readSizeOfFollower = 8 * 1024;
    enum class Phase : std::uint8_t { closed, hello, running, refusing };
 
+   std::size_t usualRoom() const { return role_ == Role::leader ? readSizeOfFollower : readSize; }
+   std::size_t frameLimit() const;
    bool readSome();
    void makeRoom();
    void ended( Varek::String const& how );
    bool nextFrame( Frame& );
    bool handleOwn( Frame const& );
    void hello( Frame const& );
-   Varek::String refusalIn( Frame const& ) const;
+   void reasonIs( Varek::String const& text );
+   /// Until half of what may wait has left, a stream that was held back puts in no more.
+   bool full() const { return queue_.bytes() > options_.outputLimit / 2; }
+   bool stalled( Clock::time_point now );
+   Clock::duration stallTime() const;
 
    EndpointOptions const options_;
    Role const role_;
@@ -123,12 +141,13 @@ private:
    Varek::String peer_;
    Varek::String reason_;
    Description ours_;
-   Description theirs_;
+   std::vector<Qel::TypeRecord const*> types_;
 
    OutQueue queue_;
    QueueOut out_{ queue_ };
    int sendError_ = 0;
    bool refused_ = false;
+   bool refusedForNow_ = false;
 
    // Input: bytes from begin_ to end_ of the storage are not parsed yet.
    std::unique_ptr<std::uint8_t[]> in_;
@@ -145,8 +164,12 @@ private:
    bool heard_ = true;
    bool spoke_ = true;
    std::optional<Clock::time_point> phaseSince_;
+   Clock::time_point tickedAt_;
    Clock::time_point heardAt_;
    Clock::time_point spokeAt_;
+   // Since when too little has left a queue that is full.
+   std::optional<Clock::time_point> fullSince_;
+   std::uint64_t sentBefore_ = 0;
 };
 
 } // namespace Mirror

@@ -44,7 +44,6 @@ void Follower::connectedIs( int fd, Varek::String const& peer ) {
    made->start( fd, peer, Description::ofThisProcess() );
    endpoint_ = std::move( made );
    forgetAll();
-   types_.clear();
    for ( auto& [name, root] : roots_ )
       root.announced = false;
    skipped_ = unknownTypes_ = countedOn_ = 0;
@@ -303,12 +302,11 @@ std::uint32_t Follower::expectedElements( In& in, Frame const& begin ) {
 
 /// Null, and counted, if the type is not known here.
 Qel::TypeRecord const* Follower::typeNumbered( In& in ) {
-   if ( types_.empty() )
-      types_ = endpoint_->theirs().records();
+   auto const& types = endpoint_->types();
    std::uint16_t const number = in.get16();
-   if ( number >= types_.size() ) [[unlikely]]
+   if ( number >= types.size() ) [[unlikely]]
       in.fail( "there is no type number " + std::to_string( number ) );
-   Qel::TypeRecord const* const type = types_[number];
+   Qel::TypeRecord const* const type = types[number];
    if ( type && type->kind != Varek::TypeKind::entity ) [[unlikely]]
       in.fail( "type " + Varek::String( type->name ) + " is not one of entities" );
    unknownTypes_ += type == nullptr;

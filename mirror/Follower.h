@@ -65,6 +65,9 @@ public:
    /// not let this one in: another attempt would end alike. Not for what is merely lost, for a
    /// fault in what came later, or when the leader has as many followers as it can.
    bool refused() const { return endpoint_ && endpoint_->refused(); }
+   /// Whether the leader has refused this one, but may let it in later: when it has as many
+   /// followers as it can.
+   bool refusedForNow() const { return endpoint_ && endpoint_->refusedForNow(); }
    bool synced() const { return synced_; }
    /// Ends the connection, without onClosed.
    void close();
@@ -137,7 +140,6 @@ private:
    HandleMap places_;         // of the above, by handle
    Known* last_ = nullptr;    // mostly the next message is of the same entity
    std::uint32_t newest_ = 0; // handle that has been announced
-   std::vector<Qel::TypeRecord const*> types_;
    /// A full sync of a collection that has begun and not ended.
    struct Transaction {
       Varek::Ptr<Qel::Entity> entity;

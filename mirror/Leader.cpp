@@ -7,7 +7,6 @@
 
 #include "Varek/Failures.h"
 #include "framework/AttrLog.h"
-#include "mirror/Socket.h"
 
 namespace Mirror {
 
@@ -107,27 +106,28 @@ void Leader::changed( Varek::Change const& change ) noexcept {
 // Connections
 
 LeaderConnection& Leader::connectionIs( int fd, Varek::String const& peer,
-                                        Varek::String const& refusal ) {
+                                        Varek::String const& refusal, Identity const& who ) {
    Fd owned( fd );
+   Varek::String const noPlace = places_.refusal( who );
+   bool const refused = !noPlace.empty() || !refusal.empty();
    auto const free = std::ranges::find( byBit_, nullptr );
-   bool const full = free == std::end( byBit_ );
-   bool const refused = full || !refusal.empty();
-   Connections const bit =
-      refused ? 0 : Connections{ 1 } << static_cast<unsigned>( free - std::begin( byBit_ ) );
+   auto const place = static_cast<std::size_t>( free - std::begin( byBit_ ) );
+   Connections const bit = refused ? 0 : Connections{ 1 } << place;
    if ( std::ranges::all_of( byBit_, []( auto* one ) { return !one; } ) )
       announcements_.describe();
    auto made = std::unique_ptr<LeaderConnection>( new LeaderConnection( *this, options_, bit ) );
    LeaderConnection& connection = *made;
    connection.endpoint_.start( owned.release(), peer, announcements_.description() );
-   connections_.push_back( std::move( made ) );
-   if ( !refused )
-      *free = &connection;
-   else if ( !refusal.empty() )
+   if ( !refusal.empty() )
       connection.endpoint_.refuse( refusal );
-   else
-      connection.endpoint_.refuse( "the leader has " + std::to_string( maxConnections ) +
-                                      " followers already, as many as it can",
-                                   Endpoint::Refusal::passing );
+   else if ( refused )
+      connection.endpoint_.refuse( noPlace, Endpoint::Refusal::passing );
+   Identity taker( who );
+   connections_.push_back( std::move( made ) );
+   if ( !refused ) {
+      places_.takenBy( place, std::move( taker ) );
+      *free = &connection;
+   }
    return connection;
 }
 
@@ -137,7 +137,9 @@ void Leader::detach( LeaderConnection& connection ) noexcept {
    group_.leave( connection );
    connection.inGroup_ = false;
    connection.flows_.clear();
-   byBit_[std::countr_zero( connection.bit_ )] = nullptr;
+   auto const place = static_cast<std::size_t>( std::countr_zero( connection.bit_ ) );
+   byBit_[place] = nullptr;
+   places_.free( place );
    announcements_.connectionGone( connection.bit_ );
 }
 

@@ -14,10 +14,11 @@
 #include "mirror/Endpoint.h"
 #include "mirror/Group.h"
 #include "mirror/LeaderConnection.h"
+#include "mirror/Places.h"
 
 namespace Mirror {
 
-struct LeaderOptions : EndpointOptions {};
+struct LeaderOptions : EndpointOptions, PlaceLimits {};
 
 /// Publishes trees of entities to up to 64 followers over connected sockets.
 ///
@@ -44,10 +45,15 @@ public:
    void rootIs( Varek::String const& name, Varek::Ptr<Qel::Entity> root );
    void rootDel( Varek::String const& name );
 
-   /// Takes over \p fd, a connected socket, also if it throws. With \p refusal (see Accepted in Socket.h) the other
-   /// side is told that and no more. The result lives until connectionDel().
+   /// Takes over \p fd, a connected socket, also if it throws. With \p refusal (see Accepted in
+   /// Socket.h) the other side is told that and no more, as it is if there is no place for \p who.
+   /// The result lives until connectionDel().
    LeaderConnection& connectionIs( int fd, Varek::String const& peer,
-                                   Varek::String const& refusal = {} );
+                                   Varek::String const& refusal = {}, Identity const& who = {} );
+   /// The same for what a listener gave.
+   LeaderConnection& connectionIs( Accepted&& one ) {
+      return connectionIs( one.fd.release(), one.peer, one.refusal, one.who );
+   }
    /// Ends the connection if it has not ended yet, without onClosed.
    void connectionDel( LeaderConnection& );
    /// Called once for each connection that ends otherwise, and last in the call in which it ends
@@ -96,6 +102,7 @@ private:
    std::map<Varek::String, Root> roots_;
    std::vector<std::unique_ptr<LeaderConnection>> connections_;
    LeaderConnection* byBit_[maxConnections] = {};
+   Places places_{ options_ };
 };
 
 } // namespace Mirror

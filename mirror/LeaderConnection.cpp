@@ -53,7 +53,7 @@ void LeaderConnection::fail( What const& what ) noexcept {
                            Endpoint::Refusal::passing );
       }
    } catch ( ... ) {
-      endpoint_.close( "no memory" ); // short enough not to need any
+      endpoint_.close( "no memory" );
    }
 }
 

@@ -3,14 +3,17 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <system_error>
 #include <utility>
 
+#include <fcntl.h>
 #include <netdb.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -75,14 +78,75 @@ AddressList resolve( Varek::String const& host, std::uint16_t port, int more ) {
    return { found, &::freeaddrinfo };
 }
 
-Varek::String nameOf( sockaddr_storage const& address, socklen_t size ) {
+struct HostAndPort {
+   Varek::String host, port;
+};
+HostAndPort nameOf( sockaddr_storage const& address, socklen_t size ) {
    std::array<char, NI_MAXHOST> host{};
    std::array<char, NI_MAXSERV> port{};
    if ( ::getnameinfo( reinterpret_cast<sockaddr const*>( &address ), size, host.data(),
                        host.size(), port.data(), port.size(),
                        NI_NUMERICHOST | NI_NUMERICSERV ) != 0 )
-      return "unknown";
-   return Varek::String( host.data() ) + ":" + port.data();
+      return { "unknown", "unknown" };
+   return { host.data(), port.data() };
+}
+
+/// Whoever has one address of a network of IPv6 has all: it is the network that counts.
+Varek::String networkOf( sockaddr_storage const& address, socklen_t size ) {
+   auto network = reinterpret_cast<sockaddr_in6 const&>( address );
+   if ( address.ss_family != AF_INET6 || IN6_IS_ADDR_V4MAPPED( &network.sin6_addr ) )
+      return nameOf( address, size ).host;
+   std::fill_n( network.sin6_addr.s6_addr + 8, 8, std::uint8_t{ 0 } );
+   sockaddr_storage all{};
+   std::memcpy( &all, &network, sizeof network );
+   return nameOf( all, sizeof network ).host + "/64";
+}
+
+ucred peerOf( int fd, Varek::String const& address, Varek::String const& whom ) {
+   ucred who{};
+   socklen_t size = sizeof who;
+   if ( ::getsockopt( fd, SOL_SOCKET, SO_PEERCRED, &who, &size ) != 0 )
+      fail( address, "find out who " + whom );
+   return who;
+}
+
+/// Whether nobody but root can put something else at \p folder, an absolute path without links, or
+/// into it. Above it a folder like /tmp will do, in which nobody removes what is another's.
+bool isRootsAlone( Varek::String const& folder ) {
+   for ( std::size_t end = 1;; end = folder.find( '/', end + 1 ) ) {
+      Varek::String const part = folder.substr( 0, end );
+      bool const last = part == folder;
+      struct stat about {};
+      if ( ::lstat( part.c_str(), &about ) != 0 || about.st_uid != 0 )
+         return false;
+      bool const sticky = ( about.st_mode & S_ISVTX ) != 0 && !last;
+      if ( ( about.st_mode & ( S_IWGRP | S_IWOTH ) ) != 0 && !sticky )
+         return false;
+      if ( last )
+         return true;
+   }
+}
+
+/// The socket at a path, and its owner if its folder is one of the above; then the path has no
+/// links, so that it stays what was looked at.
+struct Found {
+   Varek::String path;
+   std::optional<uid_t> owner;
+};
+Found find( Varek::String const& path ) {
+   std::size_t const slash = path.rfind( '/' );
+   Varek::String const folder = slash == path.npos ? "." : path.substr( 0, slash + 1 );
+   std::unique_ptr<char, decltype( &std::free )> const real( ::realpath( folder.c_str(), nullptr ),
+                                                             &std::free );
+   if ( !real || !isRootsAlone( real.get() ) )
+      return { path, {} };
+   Varek::String const plain =
+      Varek::String( real.get() ) + "/" + path.substr( slash == path.npos ? 0 : slash + 1 );
+   struct stat about {};
+   if ( ::lstat( plain.c_str(), &about ) != 0 || !S_ISSOCK( about.st_mode ) ||
+        plain.size() >= sizeof sockaddr_un{}.sun_path )
+      return { path, {} };
+   return { plain, about.st_uid };
 }
 
 void noDelay( int fd ) {
@@ -105,20 +169,53 @@ void Fd::reset( int fd ) {
 
 Listener::Listener( Fd fd, Varek::String address )
    : fd_( std::move( fd ) ), address_( std::move( address ) ), allowed_{ ::geteuid(), 0 } {
-   if ( ::listen( fd_.get(), 16 ) != 0 )
+   if ( ::listen( fd_.get(), SOMAXCONN ) != 0 )
       fail( address_, "listen" );
 }
 
 Listener::~Listener() {
-   // Somebody may have removed the file, and another process listen there now.
+   if ( fd_.get() >= 0 )
+      socket_.remove();
+}
+
+/// Somebody may have removed it, and another process have made one since.
+bool Listener::Made::isThere() const {
    struct stat about {};
-   if ( fd_.get() >= 0 && !path_.empty() && ::lstat( path_.c_str(), &about ) == 0 &&
-        about.st_dev == device_ && about.st_ino == inode_ )
-      ::unlink( path_.c_str() );
+   return ::lstat( path.c_str(), &about ) == 0 && about.st_dev == device && about.st_ino == inode;
+}
+
+void Listener::Made::remove() const {
+   if ( isThere() )
+      ::unlink( path.c_str() );
+}
+
+/// The kernel lets go of it when its holder ends, however that is.
+Listener::Lock::Lock( Varek::String const& path ) : file{ path + ".lock", 0, 0 } {
+   do {
+      fd.reset( ::open( file.path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600 ) );
+      if ( fd.get() < 0 )
+         fail( file.path, "open" );
+      struct stat about {};
+      if ( ::flock( fd.get(), LOCK_EX | LOCK_NB ) != 0 || ::fstat( fd.get(), &about ) != 0 ) {
+         if ( errno == EWOULDBLOCK )
+            fail( path, "listen: a process listens there already, or is about to", EADDRINUSE );
+         fail( file.path, "lock" );
+      }
+      file.device = about.st_dev;
+      file.inode = about.st_ino;
+      // Who had it before may have removed it after it was opened here.
+   } while ( !file.isThere() );
+}
+
+/// While it is still locked: who has opened it meanwhile sees that it is gone.
+Listener::Lock::~Lock() {
+   if ( fd.get() >= 0 )
+      file.remove();
 }
 
 Listener Listener::listenUnix( Varek::String const& path, mode_t mode ) {
    sockaddr_un const address = unixAddress( path );
+   Lock lock( path );
    removeStale( path, address );
    Fd fd = openSocket( AF_UNIX, path );
    // Nobody can connect before listen(), so there is no moment with other permissions.
@@ -130,11 +227,12 @@ Listener Listener::listenUnix( Varek::String const& path, mode_t mode ) {
       fail( path, "set permissions", error );
    }
    Listener made( std::move( fd ), path );
-   made.path_ = path;
+   made.lock_ = std::move( lock );
+   made.socket_.path = path;
    struct stat about {};
    if ( ::lstat( path.c_str(), &about ) == 0 ) {
-      made.device_ = about.st_dev;
-      made.inode_ = about.st_ino;
+      made.socket_.device = about.st_dev;
+      made.socket_.inode = about.st_ino;
    }
    return made;
 }
@@ -159,14 +257,12 @@ Listener Listener::listenTcp( std::uint16_t port, Varek::String const& host ) {
 }
 
 void Listener::checkUser( Accepted& one ) const {
-   ucred who{};
-   socklen_t size = sizeof who;
-   if ( ::getsockopt( one.fd.get(), SOL_SOCKET, SO_PEERCRED, &who, &size ) != 0 )
-      fail( address_, "find out who connects" );
-   one.uid = who.uid;
-   one.peer = "unix, user " + std::to_string( who.uid ) + ", process " + std::to_string( who.pid );
-   if ( std::ranges::find( allowed_, who.uid ) == allowed_.end() )
-      one.refusal = "user " + std::to_string( who.uid ) + " may not connect to " + address_;
+   ucred const from = peerOf( one.fd.get(), address_, "connects" );
+   one.uid = from.uid;
+   one.who = { "user " + std::to_string( from.uid ), from.uid == ::geteuid() };
+   one.peer = "unix, " + one.who.name + ", process " + std::to_string( from.pid );
+   if ( std::ranges::find( allowed_, from.uid ) == allowed_.end() )
+      one.refusal = one.who.name + " may not connect to " + address_;
 }
 
 std::optional<Accepted> Listener::accept() {
@@ -176,6 +272,7 @@ std::optional<Accepted> Listener::accept() {
                                 SOCK_NONBLOCK | SOCK_CLOEXEC ) ),
                  {},
                  {},
+                 {},
                  {} };
    if ( one.fd.get() < 0 ) {
       // One that has gone again, or is not there yet, is no failure of the listener.
@@ -183,20 +280,28 @@ std::optional<Accepted> Listener::accept() {
          return std::nullopt;
       fail( address_, "accept" );
    }
-   if ( !path_.empty() ) {
+   if ( !socket_.path.empty() ) {
       checkUser( one );
    } else {
       noDelay( one.fd.get() );
-      one.peer = nameOf( from, size );
+      auto const [host, port] = nameOf( from, size );
+      one.peer = host + ":" + port;
+      one.who = { networkOf( from, size ), false };
    }
    return one;
 }
 
-Fd connectUnix( Varek::String const& path ) {
-   sockaddr_un const address = unixAddress( path );
+Fd connectUnix( Varek::String const& path, std::vector<uid_t> const& trusted ) {
+   unixAddress( path ); // the path that was given is the one that can be too long
+   auto const [plain, owner] = find( path );
+   sockaddr_un const address = unixAddress( plain );
    Fd fd = openSocket( AF_UNIX, path );
    if ( ::connect( fd.get(), generic( address ), sizeof address ) != 0 )
       fail( path, "connect" );
+   uid_t const leader = peerOf( fd.get(), path, "listens" ).uid;
+   if ( leader != 0 && leader != ::geteuid() && leader != owner &&
+        std::ranges::find( trusted, leader ) == trusted.end() )
+      fail( path, "trust user " + std::to_string( leader ) + ", who listens there", EPERM );
    return fd;
 }
 

@@ -49,21 +49,31 @@ private:
    int fd_ = -1;
 };
 
+/// Who is at the other end of a connection.
+struct Identity {
+   /// "user 1000", "192.0.2.1"; of IPv6 the network of 64 bits: "2001:db8::/64". Empty for a
+   /// connection that this process made itself.
+   Varek::String name;
+   bool own = true; ///< Whether that is the user that this process runs as.
+};
+
 /// A connection that came in.
 struct Accepted {
    Fd fd;
    Varek::String peer;       ///< "unix, user 1000, process 4711" or "192.0.2.1:4711".
    std::optional<uid_t> uid; ///< Known for Unix sockets.
    Varek::String refusal;    ///< Why its user may not connect; empty if it may.
+   Identity who;
 };
 
 /// A listening socket. A Unix socket's file is removed in the end, if it is still the one that was
-/// made.
+/// made; and so is the file beside it, called as it with ".lock" at the end, which is locked as
+/// long as this listens.
 class VAREK_EXPORT Listener {
 public:
    /// At \p path, with the permissions \p mode. A socket that is left of a process that has ended
    /// is replaced; throws SocketError (EADDRINUSE) if one listens there, or \p path is something
-   /// else.
+   /// else. Of several that begin at once one succeeds.
    static Listener listenUnix( Varek::String const& path, mode_t mode = 0600 );
    /// At \p host, which may be a name; \p port 0 takes any that is free. Loopback unless told
    /// otherwise: nothing that comes over TCP says who it is.
@@ -81,21 +91,43 @@ public:
    std::optional<Accepted> accept();
 
 private:
+   /// A file that this has made, by its name and by what it is.
+   struct Made {
+      Varek::String path;
+      dev_t device = 0;
+      ino_t inode = 0;
+
+      bool isThere() const;
+      void remove() const;
+   };
+   struct Lock {
+      Made file;
+      Fd fd;
+
+      Lock() = default;
+      explicit Lock( Varek::String const& path );
+      Lock( Lock&& ) noexcept = default;
+      Lock& operator=( Lock&& ) noexcept = default;
+      ~Lock();
+   };
+
    Listener( Fd fd, Varek::String address );
    void checkUser( Accepted& ) const;
 
    Fd fd_;
    Varek::String address_;
-   Varek::String path_; // of a Unix socket
-   dev_t device_ = 0;   // its file
-   ino_t inode_ = 0;
+   Made socket_; // of a Unix socket
+   Lock lock_;
    std::uint16_t port_ = 0;
    std::vector<uid_t> allowed_;
 };
 
-/// To the socket at \p path. Throws SocketError if nobody listens there, or this process may not
-/// connect.
-VAREK_EXPORT Fd connectUnix( Varek::String const& path );
+/// To the socket at \p path, if whoever listens there is to be believed: this process's own user,
+/// root, one of \p trusted, or the owner of the socket if it is in a folder that only root may
+/// change. Throws SocketError if nobody listens there (ECONNREFUSED, ENOENT), it is somebody else
+/// (EPERM), more wait to be let in than the listener has room for (EAGAIN: they will be fewer), or
+/// this process may not connect.
+VAREK_EXPORT Fd connectUnix( Varek::String const& path, std::vector<uid_t> const& trusted = {} );
 /// To \p host, which may be a name: that is looked up first, and may take its time. Does not wait
 /// for the connection; whether it comes about shows when it is used. Throws SocketError if there is
 /// no such host, or the attempt fails at once.

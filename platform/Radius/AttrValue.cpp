@@ -16,21 +16,12 @@ using Lumo::TextCursor;
 constexpr std::string_view wideSuffix = "u64";
 
 std::string quoted( std::string_view text ) {
-   constexpr char digits[] = "0123456789abcdef";
    std::string result = "\"";
    result.reserve( text.size() + 2 );
    for ( char const c : text ) {
-      auto const octet = static_cast<unsigned char>( c );
-      if ( c == '"' || c == '\\' ) {
+      if ( c == '"' || c == '\\' )
          result += '\\';
-         result += c;
-      } else if ( octet < 0x20 || octet > 0x7E ) {
-         result += "\\x";
-         result += digits[octet >> 4];
-         result += digits[octet & 0xF];
-      } else {
-         result += c;
-      }
+      Varek::appendPrintable( result, c );
    }
    return result + '"';
 }

@@ -49,6 +49,13 @@ private:
    std::string octets_;
 };
 
+/// Appends \p c to \p text as it is if it is printable ASCII, else as "\x1b". Other bytes are
+/// nothing to write into logs and onto terminals: these obey some, and show others in an order of
+/// their own.
+VAREK_EXPORT void appendPrintable( String& text, char c );
+/// \p text with each byte in that form. Again makes no difference.
+VAREK_EXPORT String printable( std::string_view text );
+
 /// "0x" and two lower-case hexadecimal digits a byte; "0x" alone for no bytes.
 VAREK_EXPORT String stringValue( Bytes const& );
 VAREK_EXPORT std::ostream& operator<<( std::ostream&, Bytes const& );

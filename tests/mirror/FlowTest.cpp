@@ -1,7 +1,5 @@
 // What a stream that is held back costs, what the members of the group share, and what that does to
 // the bytes.
-#include <malloc.h>
-
 #include <list>
 
 #include <gtest/gtest.h>
@@ -24,8 +22,6 @@ struct Flow : testing::Test {
 
    Plant& mirror() { return static_cast<Plant&>( *follower.root( "plant" ) ); }
 };
-
-std::size_t allocated() { return ::mallinfo2().uordblks; }
 
 TEST_F( Flow, AStoppedFollowerCostsItsMarksHoweverOftenThingsChange ) {
    constexpr std::uint32_t keys = 1000;

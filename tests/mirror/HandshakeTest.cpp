@@ -1,15 +1,19 @@
 // Who may talk, and when silence ends it: versions, descriptions, users, clocks.
+#include <atomic>
 #include <functional>
 #include <optional>
+#include <thread>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
 #include "mirror/Link.h"
+#include "mirror/RawPeer.h"
 #include "mirror/Trees.h"
 #include "support/Contains.h"
 #include "support/Files.h"
+#include "support/Stranger.h"
 
 using namespace TestModule;
 using Mirror::Description;
@@ -101,37 +105,6 @@ TEST( Differing, IsSeenByBothSidesOrByNone ) {
       EXPECT_TRUE( contains( newer.reason(), text ) );
    }
 }
-
-/// Frames by hand.
-struct RawPeer {
-   Mirror::Fd fd;
-   Qel::NboAttrLog::OutBuffer out;
-   void send() {
-      auto const bytes = out.bytes();
-      EXPECT_EQ( ::send( fd.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL ),
-                 static_cast<ssize_t>( bytes.size() ) );
-      out.clear();
-   }
-   std::string received() const {
-      std::array<char, 65536> buffer;
-      auto const got = ::recv( fd.get(), buffer.data(), buffer.size(), MSG_DONTWAIT );
-      return { buffer.data(), got > 0 ? static_cast<std::size_t>( got ) : 0 };
-   }
-   void frame( FrameKind kind, std::uint32_t entity, Varek::FieldId field ) {
-      out.outSmReserveMessage( kind, entity, field, 0 );
-      out.outSmCommitMessage();
-      send();
-   }
-   void hello( std::uint16_t version = 1, char const* magic = "QNboALog" ) {
-      Description const none;
-      out.outSmReserveMessage( FrameKind::hello, 0, {}, 10 + none.size() );
-      out.putOctets( magic, 8 );
-      out.put16( version );
-      none.write( out );
-      out.outSmCommitMessage();
-      send();
-   }
-};
 
 struct Handshake : testing::Test {
    Leader leader;
@@ -273,7 +246,7 @@ struct Sockets : Handshake {
       for ( int i = 0; !one && i < 1000; ++i, ::usleep( 1000 ) )
          one = listener.accept();
       EXPECT_TRUE( one );
-      auto& connection = leader.connectionIs( one->fd.release(), one->peer, one->refusal );
+      auto& connection = leader.connectionIs( std::move( *one ) );
       for ( int i = 0; i < 1000 && !follower.closed() && !follower.synced(); ++i ) {
          follower.onWritable();
          if ( connection.wantsWrite() )
@@ -339,10 +312,80 @@ TEST_F( Sockets, AStaleFileIsReplacedAndALiveOneIsNot ) {
 TEST_F( Sockets, AFileThatAnotherHasMadeMeanwhileStays ) {
    std::optional<Mirror::Listener> first = Mirror::Listener::listenUnix( path );
    // Its inode lives on under another name: the next file cannot get the same number.
-   ASSERT_EQ( ::rename( path.c_str(), ( path + ".moved" ).c_str() ), 0 );
+   for ( auto const& file : { path, path + ".lock" } )
+      ASSERT_EQ( ::rename( file.c_str(), ( file + ".moved" ).c_str() ), 0 );
    auto const second = Mirror::Listener::listenUnix( path );
    first.reset();
    EXPECT_GE( Mirror::connectUnix( path ).get(), 0 );
+   EXPECT_THROW( Mirror::Listener::listenUnix( path ), Mirror::SocketError );
+}
+
+/// At one path at the same time, round after round; each has what it listens at to itself.
+TEST_F( Sockets, OfThoseThatBeginAtOnceOneListens ) {
+   std::atomic<unsigned> listening = 0, rounds = 0, most = 0;
+   auto const begin = [&]( unsigned sleep ) {
+      std::string const stale = path + std::to_string( sleep );
+      for ( unsigned i = 0; i < 500; ++i )
+         try {
+            auto const listener = Mirror::Listener::listenUnix( path );
+            most = std::max( most.load(), ++listening );
+            EXPECT_GE( Mirror::connectUnix( path ).get(), 0 );
+            ::usleep( i % sleep );
+            if ( i % 4 == 0 )
+               ::link( path.c_str(), stale.c_str() );
+            --listening;
+            ++rounds;
+         } catch ( Mirror::SocketError const& e ) {
+            EXPECT_EQ( e.error(), EADDRINUSE ) << e.what();
+            // As one leaves it that is killed.
+            if ( ::link( stale.c_str(), path.c_str() ) == 0 )
+               ::unlink( stale.c_str() );
+         }
+   };
+   { std::jthread const a( begin, 7 ), b( begin, 5 ), c( begin, 3 ); }
+   EXPECT_EQ( most, 1U );
+   EXPECT_GE( rounds, 50U );
+   EXPECT_NE( ::access( ( path + ".lock" ).c_str(), F_OK ), 0 );
+}
+
+TEST_F( Sockets, ManyWaitToBeLetIn ) {
+   auto listener = Mirror::Listener::listenUnix( path );
+   std::vector<Mirror::Fd> all;
+   for ( unsigned i = 0; i < 60; ++i )
+      all.push_back( Mirror::connectUnix( path ) );
+   for ( unsigned i = 0; i < 60; ++i )
+      EXPECT_TRUE( listener.accept() );
+}
+
+TEST_F( Sockets, WhoListensIsBelievedIfItIsWhoItShouldBe ) {
+   Stranger const stranger( path );
+   if ( !stranger.listens() )
+      GTEST_SKIP() << "only root can listen as another user";
+   auto const refuses = [&]( std::vector<uid_t> const& trusted = {} ) {
+      try {
+         Mirror::connectUnix( path, trusted );
+      } catch ( Mirror::SocketError const& e ) {
+         EXPECT_EQ( e.error(), EPERM );
+         EXPECT_TRUE( contains( e.what(), path + ": cannot trust user 65534" ) );
+         return true;
+      }
+      return false;
+   };
+   EXPECT_TRUE( refuses() );
+   EXPECT_TRUE( refuses( { 1, 65533 } ) );
+   EXPECT_FALSE( refuses( { 1, Stranger::user } ) );
+   // The owner of a socket that root alone can have put there, under its own name.
+   ASSERT_EQ( ::chmod( folder.path.c_str(), 0755 ), 0 );
+   EXPECT_FALSE( refuses() );
+   std::string const named = path + "-link";
+   ASSERT_EQ( ::symlink( path.c_str(), named.c_str() ), 0 );
+   EXPECT_THROW( Mirror::connectUnix( named ), Mirror::SocketError );
+   ASSERT_EQ( ::chown( path.c_str(), 1, 1 ), 0 );
+   EXPECT_TRUE( refuses() );
+   ASSERT_EQ( ::chown( path.c_str(), Stranger::user, 1 ), 0 );
+   EXPECT_FALSE( refuses() );
+   ASSERT_EQ( ::chmod( folder.path.c_str(), 0775 ), 0 );
+   EXPECT_TRUE( refuses() );
 }
 
 } // namespace

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <malloc.h>
 #include <sys/socket.h>
 
 #include "mirror/Follower.h"
@@ -111,6 +112,9 @@ struct Link {
       from.erase( from.begin(), from.begin() + static_cast<std::ptrdiff_t>( done ) );
    }
 };
+
+/// Bytes of the heap that are in use.
+inline std::size_t allocated() { return ::mallinfo2().uordblks; }
 
 /// How long the first frame of \p stream is.
 inline std::size_t helloSize( std::span<std::uint8_t const> stream ) {

@@ -141,7 +141,7 @@ private:
          // The system keeps little for it: a follower that stands still is behind soon.
          int const least = 1;
          ::setsockopt( one->fd.get(), SOL_SOCKET, SO_SNDBUF, &least, sizeof least );
-         connections_.push_back( &leader_.connectionIs( one->fd.release(), one->peer ) );
+         connections_.push_back( &leader_.connectionIs( std::move( *one ) ) );
       }
    }
 

@@ -10,6 +10,7 @@
 #include "Background.h"
 #include "ToolRun.h"
 #include "mirror/Socket.h"
+#include "support/Stranger.h"
 
 /// Two real processes: one that publishes, one that follows.
 namespace {
@@ -125,9 +126,9 @@ TEST( Follow, WhatCannotBeShownIsTold ) {
 }
 
 /// Somebody who listens, but is no leader.
-struct Stranger {
+struct Impostor {
    Mirror::Listener listener;
-   explicit Stranger( Folder const& folder )
+   explicit Impostor( Folder const& folder )
       : listener( Mirror::Listener::listenUnix( folder.socket() ) ) {}
    Mirror::Fd accept() {
       std::optional<Mirror::Accepted> one;
@@ -147,7 +148,7 @@ struct Stranger {
 
 TEST( Follow, APeerThatIsSilentIsGivenUpInTime ) {
    Folder const folder;
-   Stranger const stranger( folder );
+   Impostor const stranger( folder );
    expectFailure( "show --wait 0.2 --connect " + folder.address(), 1, "0.2 s" );
 }
 
@@ -167,7 +168,7 @@ TEST( Follow, WhoCannotBeTalkedToIsNotTriedAgain ) {
       for ( char const* command : { "show", "watch" } ) {
          SCOPED_TRACE( command );
          Folder const folder;
-         Stranger stranger( folder );
+         Impostor stranger( folder );
          Background tool( folder, "tool", command + ( " --connect " + folder.address() ) );
          stranger.say( one.says );
          EXPECT_EQ( tool.ended(), 1 );
@@ -181,12 +182,50 @@ TEST( Follow, WhoCannotBeTalkedToIsNotTriedAgain ) {
 TEST( Follow, WatchTriesAgainWhereThereMayBeRoomLater ) {
    using namespace std::string_view_literals;
    Folder const folder;
-   Stranger stranger( folder );
+   Impostor stranger( folder );
    Background watch( folder, "watch", "watch --connect " + folder.address() );
    stranger.say( "\x49\0\0\0\0\0\1\4full"sv );
    EXPECT_TRUE( watch.says( "full; trying again" ) );
    stranger.accept();
    EXPECT_EQ( watch.end( SIGINT ), 0 );
+}
+
+TEST( Follow, ShowWaitsWhereThereMayBeRoomLater ) {
+   using namespace std::string_view_literals;
+   Folder const folder;
+   std::optional<Impostor> stranger( folder );
+   Background show( folder, "show", "show tree --wait 20 --connect " + folder.address() );
+   stranger->say( "\x49\0\0\0\0\0\1\4full"sv );
+   stranger->say( "\x49\0\0\0\0\0\1\4full"sv );
+   stranger.reset();
+   Background leader( folder, "leader", leading( sample( "mba.pcap" ), folder.address() ) );
+   EXPECT_EQ( show.ended(), 0 ) << show.err();
+   EXPECT_TRUE( show.out().starts_with( "acctStatus" ) ) << show.out();
+
+   Folder const another;
+   Impostor full( another );
+   Background inVain( another, "show", "show --wait 0.5 --connect " + another.address() );
+   full.say( "\x49\0\0\0\0\0\1\4full"sv );
+   EXPECT_EQ( inVain.ended(), 1 );
+   EXPECT_TRUE( inVain.err().ends_with( " (tried for 0.5 s)\n" ) ) << inVain.err();
+}
+
+TEST( Follow, WhoListensIsBelievedIfItIsWhoItShouldBe ) {
+   Folder const folder;
+   Stranger const stranger( folder.socket() );
+   if ( !stranger.listens() ) {
+      GTEST_SKIP() << "only root can listen as another user";
+   }
+   std::string const number = std::to_string( Stranger::user );
+   std::string const connect = " --connect " + folder.address() + " ";
+   for ( std::string const command : { "show", "watch", "dump nothing" } ) {
+      expectFailure( command + connect, 1, "cannot trust user " + number );
+      expectFailure( command + connect + "--peer-user=nosuchuser", 2, "nosuchuser" );
+   }
+   expectFailure( "diff " + folder.address() + " x", 2, "cannot trust user " + number );
+   // It is believed, but says nothing.
+   expectFailure( "show --wait 0.2" + connect + "--peer-user daemon --peer-user " + number, 1,
+                  "not everything has come" );
 }
 
 TEST( Follow, WatchSeesDifferencesOnlyAfterARestart ) {

@@ -76,7 +76,7 @@ Mirror::Listener listenAt( Address& address ) {
 
 Mirror::Fd connectTo( Address const& address ) {
    return address.path.empty() ? Mirror::connectTcp( address.host, address.port )
-                               : Mirror::connectUnix( address.path );
+                               : Mirror::connectUnix( address.path, address.peerUsers );
 }
 
 } // namespace Dot1xCtl

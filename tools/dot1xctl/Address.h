@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "mirror/Socket.h"
 
@@ -17,6 +18,8 @@ struct Address {
    std::string path; ///< Of a Unix socket; empty for TCP.
    std::string host;
    std::uint16_t port = 0;
+   /// Whom else to believe who listens at the path; see Mirror::connectUnix.
+   std::vector<uid_t> peerUsers;
 };
 
 /// What an Address is made from.

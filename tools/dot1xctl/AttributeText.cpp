@@ -48,11 +48,14 @@ std::string counted( std::uint64_t count, char const* one, char const* several )
    return std::to_string( count ) + " " + ( count == 1 ? one : several );
 }
 
-std::string printable( std::string text ) {
+std::string printable( std::string_view text ) {
    std::string result;
    for ( char const c : text ) {
-      bool const plain = c == '\n' || ( c >= ' ' && c <= '~' );
-      result += plain ? std::string( 1, c ) : escaped( std::string( 1, c ) );
+      if ( c == '\n' ) {
+         result += c;
+      } else {
+         Varek::appendPrintable( result, c );
+      }
    }
    return result;
 }

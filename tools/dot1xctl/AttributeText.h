@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "Radius/AttrValue.h"
 #include "Radius/Attribute.h"
@@ -26,7 +27,7 @@ std::string prefixText( RadiusPktParserBase::Attribute, Lumo::IpGenPrefix const&
 std::string counted( std::uint64_t count, char const* one, char const* several );
 
 /// A message with nothing in it that a terminal would obey; lines stay lines.
-std::string printable( std::string text );
+std::string printable( std::string_view text );
 
 /// Text in quotes, whatever would disturb a terminal escaped.
 std::string quoted( Varek::String const& );

@@ -35,8 +35,9 @@ be no terminal. What a dump that was killed has left in the folder of FILE is
 removed.
 
 Exit code 1, with the reason on standard error, if there is nobody to connect
-to, not everything has come in time, or FILE cannot be written; also if its
-folder cannot be synced to the disk, when FILE is new already.)";
+to, who listens is not believed (see show), not everything has come in time, or
+FILE cannot be written; also if its folder cannot be synced to the disk, when
+FILE is new already.)";
 
 constexpr char const* loadHelp = R"(
 Reads FILE, which dump, replay --dump or serve --dump has written, and prints
@@ -72,6 +73,7 @@ struct DumpGiven {
    std::string file;
    std::string other;
    Address address;
+   std::vector<uid_t> peerUsers;
    double wait = 5;
    bool json = false;
 };
@@ -80,7 +82,7 @@ int dump( DumpGiven const& given ) {
    if ( given.file == "-" && ::isatty( STDOUT_FILENO ) != 0 ) {
       throw Varek::Failure( "a state file is not written to a terminal" );
    }
-   std::optional<Roots> const roots = fetch( given.address, given.wait );
+   std::optional<Roots> const roots = fetch( from( given.address, given.peerUsers ), given.wait );
    if ( !roots ) {
       return 1;
    }
@@ -101,11 +103,12 @@ bool isAddress( std::string const& source ) {
 }
 
 /// Nothing if it has been told why there is none.
-std::optional<std::string> streamFrom( std::string const& source, double wait ) {
+std::optional<std::string> streamFrom( std::string const& source, DumpGiven const& given ) {
    if ( !isAddress( source ) ) {
       return readDump( source );
    }
-   std::optional<Roots> const roots = fetch( Address( source ), wait );
+   std::optional<Roots> const roots =
+      fetch( from( Address( source ), given.peerUsers ), given.wait );
    return roots ? std::optional( streamOf( *roots ) ) : std::nullopt;
 }
 
@@ -155,8 +158,8 @@ private:
 
 /// A follower that has heard A and now hears B tells of what is different, and of nothing else.
 int compare( DumpGiven const& given ) {
-   auto const a = streamFrom( given.file, given.wait );
-   auto const b = a ? streamFrom( given.other, given.wait ) : std::nullopt;
+   auto const a = streamFrom( given.file, given );
+   auto const b = a ? streamFrom( given.other, given ) : std::nullopt;
    if ( !b ) {
       return trouble;
    }
@@ -201,6 +204,7 @@ void addDump( CLI::App& app, Action& action ) {
       add( app, "dump", "Write a state file of what a process publishes", dumpHelp, does( dump ) );
    dumpCommand.add_option( "FILE", given->file, "Where to" )->required();
    addressOption( dumpCommand, "--connect", given->address, "Where it listens" )->required();
+   peerUserOption( dumpCommand, given->peerUsers );
    waitOption( dumpCommand, given->wait );
 
    CLI::App& loadCommand = add( app, "load", "Print a state file", loadHelp, does( load ) );
@@ -216,6 +220,7 @@ void addDump( CLI::App& app, Action& action ) {
       ->required()
       ->check( addressFault );
    diffCommand.add_flag( "--json", given->json, "Print JSON instead of text" );
+   peerUserOption( diffCommand, given->peerUsers );
    waitOption( diffCommand, given->wait );
    diffCommand.parse_complete_callback( [given] {
       if ( given->file == "-" && given->other == "-" ) {

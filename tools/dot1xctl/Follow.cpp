@@ -136,8 +136,9 @@ std::optional<Roots> fetch( Address const& address, double seconds ) {
    std::string last;
    loop.onLost = [&]( FollowerLoop::Lost const& lost ) -> std::optional<Pause> {
       last = lost.reason;
-      // Who has not answered may not be there yet.
-      return lost.heard || lost.refused ? std::nullopt : std::optional( betweenAttempts );
+      // Who has not answered may not be there yet, and who is full may have room later.
+      bool const again = lost.forNow || ( !lost.heard && !lost.refused );
+      return again ? std::optional( betweenAttempts ) : std::nullopt;
    };
    // A large state may take longer; who sends nothing new in that time is given up.
    auto const told = [&] {

@@ -1,5 +1,6 @@
 #include "FollowerLoop.h"
 
+#include <cerrno>
 #include <utility>
 
 namespace Dot1xCtl {
@@ -7,7 +8,7 @@ namespace Dot1xCtl {
 FollowerLoop::FollowerLoop( Address const& address ) : address_( address ) {
    follower_.onClosed = [this]( Varek::String const& reason ) {
       lost_ = { stringValue( address_ ) + ": " + reason, follower_.stats().bytes != 0,
-                follower_.refused() };
+                follower_.refused(), follower_.refusedForNow() };
    };
 }
 
@@ -39,7 +40,8 @@ void FollowerLoop::connect() {
       follower_.connectedIs( fd.release(), stringValue( address_ ) );
       watch_ = std::move( watch );
    } catch ( Mirror::SocketError const& error ) {
-      lost_ = { error.what(), false, false };
+      // Whoever should not be listening there does not go for our sake.
+      lost_ = { error.what(), false, error.error() == EPERM, false };
    }
 }
 

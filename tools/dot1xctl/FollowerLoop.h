@@ -25,6 +25,7 @@ public:
       std::string reason; ///< A sentence without its full stop; names the address.
       bool heard;         ///< Whether the leader had said anything.
       bool refused;       ///< Whether another attempt would end alike.
+      bool forNow;        ///< Whether the leader has refused it, but may not do so later.
    };
    /// When there is no connection, or no longer: how long to wait before the next attempt, nothing
    /// to give up.

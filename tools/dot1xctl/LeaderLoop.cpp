@@ -70,8 +70,7 @@ void LeaderLoop::awaitHangup() {
 void LeaderLoop::accept() {
    try {
       while ( std::optional<Mirror::Accepted> one = listener_.accept() ) {
-         Mirror::LeaderConnection& made =
-            leader_.connectionIs( one->fd.release(), one->peer, one->refusal );
+         Mirror::LeaderConnection& made = leader_.connectionIs( std::move( *one ) );
          watches_.emplace( &made, std::make_unique<SocketWatch>( io_, made.fd() ) );
       }
    } catch ( Mirror::SocketError const& error ) {

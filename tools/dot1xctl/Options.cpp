@@ -1,7 +1,11 @@
 #include "Options.h"
 
 #include <algorithm>
+#include <charconv>
 #include <map>
+#include <optional>
+
+#include <pwd.h>
 
 namespace Dot1xCtl {
 
@@ -31,6 +35,40 @@ CLI::Option* publishOptions( CLI::App& command, ReplayOptions& options ) {
                             : "";
       } );
    return addressOption( command, "--listen", options.listen, "Publish the trees there" );
+}
+
+namespace {
+
+/// Nothing if there is no such user.
+std::optional<uid_t> userOf( std::string const& text ) {
+   uid_t number = 0;
+   char const* const end = text.data() + text.size();
+   if ( auto const [stop, error] = std::from_chars( text.data(), end, number );
+        error == std::errc() && stop == end ) {
+      return number;
+   }
+   passwd const* const known = ::getpwnam( text.c_str() );
+   return known != nullptr ? std::optional( known->pw_uid ) : std::nullopt;
+}
+
+} // namespace
+
+CLI::Option* peerUserOption( CLI::App& command, std::vector<uid_t>& to ) {
+   return command
+      .add_option_function<std::vector<std::string>>(
+         "--peer-user",
+         [&to]( std::vector<std::string> const& names ) {
+            for ( std::string const& name : names ) {
+               to.push_back( *userOf( name ) );
+            }
+         },
+         "Also believe this user, by name or number, who listens at a unix: address" )
+      ->type_name( "USER" )
+      ->expected( 1 )
+      ->take_all()
+      ->check( []( std::string const& text ) {
+         return userOf( text ) ? std::string() : "there is no user " + text;
+      } );
 }
 
 void waitOption( CLI::App& command, double& seconds ) {

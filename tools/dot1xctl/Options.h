@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 
@@ -52,6 +53,15 @@ CLI::Option* countOption( CLI::App& command, char const* name, To& to, char cons
    return command.add_option( name, to, description )
       ->transform( CLI::Validator( decimalDigits, "" ) )
       ->check( CLI::Range( 1, 1000000 ) );
+}
+
+/// Adds --peer-user, for addresses that are followed: who else may publish there.
+CLI::Option* peerUserOption( CLI::App& command, std::vector<uid_t>& to );
+
+/// \p address with these users.
+inline Address from( Address address, std::vector<uid_t> const& peerUsers ) {
+   address.peerUsers = peerUsers;
+   return address;
 }
 
 /// Adds --wait: how long to wait for more, in seconds.

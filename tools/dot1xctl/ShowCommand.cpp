@@ -33,12 +33,16 @@ Colours are for a terminal, unless NO_COLOR is set or TERM is "dumb"; --color
 says otherwise.
 
 Exit code 1, with the reason on standard error, if there is no connection, it is
-refused or ends, not everything has come in time, the file is damaged, or there
-is no such table or supplicant. Rows are selected by what a table has a column
-of; nothing is of tree, config and one supplicant. --state takes the words of
-the columns "state" and "result", those in JSON, too; --port the name of an
-interface, or "-" for none; --mac an address. What nothing can have is wrong
-usage, what nothing has selects no row. The VLANs 7 and 007 are the same.
+refused or ends, who listens is not believed, not everything has come in time,
+the file is damaged, or there is no such table or supplicant. Rows are selected
+by what a table has a column of; nothing is of tree, config and one supplicant.
+--state takes the words of the columns "state" and "result", those in JSON, too;
+--port the name of an interface, or "-" for none; --mac an address. What nothing
+can have is wrong usage, what nothing has selects no row. The VLANs 7 and 007
+are the same.
+
+At a unix: address are believed this user, root, the owner of the socket if its
+folder is one that only root may change, and each --peer-user.
 
 --json prints a table as an array of objects, whole; all as an object of such
 arrays; a supplicant as one object. Of a tree, an entity is {"type",
@@ -74,6 +78,7 @@ struct ShowGiven {
    std::string what = "all";
    std::string mac;
    std::optional<Address> connect;
+   std::vector<uid_t> peerUsers;
    std::string load;
    double wait = 5;
    std::map<std::string, std::string> filters;
@@ -97,7 +102,7 @@ int run( ShowGiven const& given ) {
       request.mac.emplace( given.mac );
    }
    if ( given.connect ) {
-      return show( *given.connect, given.wait, request );
+      return show( from( *given.connect, given.peerUsers ), given.wait, request );
    }
    printState( std::cout, loadDump( given.load, std::cerr ), request );
    return 0;
@@ -119,6 +124,7 @@ void addShow( CLI::App& app, Action& action ) {
    CLI::Option* const load =
       fileOption( *command, "--load", given->load, "Show this state file, and no process" )
          ->excludes( connect );
+   peerUserOption( *command, given->peerUsers )->needs( connect );
    command->add_flag( "--json", given->json, "Print JSON instead of text" );
    colourOption( *command, given->colour );
    command->add_flag( "--diff", given->difference,

@@ -183,8 +183,8 @@ void printManual( std::ostream& to, CLI::App const& app ) {
    }
    to << ".SH EXIT STATUS\n.TP\n.B 0\nDone.\n.TP\n.B 1\nFailed, or, of diff, different; the reason "
          "is on standard error.\n.TP\n.B 2\nWrong usage, or, of diff, no answer.\n";
-   to << ".SH EXAMPLES\n.nf\ndot1xctl replay \\-\\-listen unix:/tmp/state capture.pcap &\n"
-         "dot1xctl show supplicants \\-\\-connect unix:/tmp/state\n.fi\n";
+   to << ".SH EXAMPLES\n.nf\ndot1xctl replay \\-\\-listen unix:state capture.pcap &\n"
+         "dot1xctl show supplicants \\-\\-connect unix:state\n.fi\n";
 }
 
 // The completion
