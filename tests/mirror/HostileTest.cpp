@@ -130,7 +130,7 @@ TEST( Hostile, AFlippedBitDoesNoHarm ) {
    std::size_t const hello = recorded().hello.size();
    std::uint64_t const bits = 8 * recorded().bytes.size();
    for ( Soak::Rounds round( bits ); round.next() && !testing::Test::HasFatalFailure(); ) {
-      std::uint64_t const bit = round.index() * bits / round.count();
+      auto const bit = static_cast<std::size_t>( round.index() * bits / round.count() );
       Bytes changed = recorded().bytes;
       changed[bit / 8] ^= static_cast<std::uint8_t>( 1U << bit % 8 );
       feed( follower, { changed } );

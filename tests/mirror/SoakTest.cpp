@@ -30,7 +30,6 @@ struct ComingAndGoing {
    struct Kind {
       std::function<void( std::uint32_t )> come, go;
    };
-   using S = Varek::String;
    std::array<Kind, 7> const kinds{ {
       { [&]( auto n ) { depot->tagIs( text( n ) ); },
         [&]( auto n ) { depot->tagDel( text( n ) ); } },
@@ -47,14 +46,14 @@ struct ComingAndGoing {
       { [&]( auto ) { annex->rackIs( "again" )->sensorIs( 1 ); },
         [&]( auto ) { annex->rackDel( "again" ); } },
    } };
-   std::uint64_t turn = 0;
+   std::size_t turn = 0;
 
    ComingAndGoing() {
       for ( Kind const& kind : kinds )
          for ( std::uint32_t n = 0; n < window; ++n )
             kind.come( n );
    }
-   static S text( std::uint32_t n ) { return "key " + std::to_string( n ); }
+   static Varek::String text( std::uint32_t n ) { return "key " + std::to_string( n ); }
    /// One change.
    void change() {
       Kind const& kind = kinds[turn / 2 % kinds.size()];
@@ -62,10 +61,10 @@ struct ComingAndGoing {
       turn++ % 2 == 0 ? kind.come( n + window ) : kind.go( n );
    }
    /// Changes after which nothing is left of what there was.
-   static constexpr std::uint64_t once = 2 * 7 * window;
+   static constexpr std::size_t once = 2 * std::tuple_size_v<decltype( kinds )> * window;
 };
 
-/// Of all that is allocated, here always from the heap: in use now. Nothing under sanitizers.
+/// Bytes of the heap that are in use; of sanitizers, which have a heap of their own, none.
 std::size_t allocated() {
    auto const all = ::mallinfo2();
    return all.uordblks + all.hblkhd;
@@ -73,15 +72,13 @@ std::size_t allocated() {
 
 /// What it cost that a follower stood still.
 struct Cost {
-   std::size_t heap = 0;   ///< At the most.
-   std::size_t marked = 0; ///< Likewise.
-   decltype( Sensor::allocations().liveObjects() ) sensors =
-      0;                     ///< Both sides together, at the end.
-   std::uint64_t frames = 0; ///< Until it had all.
+   std::size_t heap = 0;      ///< At the most.
+   std::size_t marked = 0;    ///< Likewise.
+   std::uint64_t sensors = 0; ///< Both sides together, at the end.
+   std::uint64_t frames = 0;  ///< Until it had all.
 };
 
-/// \p changes: of them each time it is called one is to be made, until it says that there are no
-/// more.
+/// A change is made whenever \p another says so, until it does not.
 Cost costOf( std::function<bool()> const& another ) {
    ComingAndGoing tree;
    Mirror::LeaderOptions options;
@@ -116,7 +113,7 @@ Cost costOf( std::function<bool()> const& another ) {
 }
 
 TEST( Soak, WhatCameAndWentWhileAFollowerStoodStillCostsNothing ) {
-   std::uint64_t left = ComingAndGoing::once;
+   std::size_t left = ComingAndGoing::once;
    Cost const once = costOf( [&] { return left-- != 0; } );
    EXPECT_GT( once.frames, ComingAndGoing::once / 2 ) << "hardly anything was different";
    Soak::Rounds round( 10'000'000 );
