@@ -78,13 +78,14 @@ public:
       return node ? &node->value_ : nullptr;
    }
 
-   template<class Node>
+   template<class Node, Writer by = Writer::caller>
    static void is( Entity& owner, Varek::FieldId id, OrderedMap<Node>& map,
                    typename Node::Key const& key, typename Node::Value const& value ) {
       using Value = typename Node::Value;
       Node* const held = map.lookupNodeG( key );
       if ( held && held->value_ == value )
          return;
+      requireWritable<by>( owner );
       // Observers get a copy of the key, since the member may end while they are told.
       typename Node::Key const ownKey( key );
       if ( held ) {
@@ -100,11 +101,12 @@ public:
       }
    }
 
-   template<class Node>
+   template<class Node, Writer by = Writer::caller>
    static typename Node::Value del( Entity& owner, Varek::FieldId id, OrderedMap<Node>& map,
                                     typename OrderedMap<Node>::const_iterator at ) {
       if ( at == map.end() )
          return {};
+      requireWritable<by>( owner );
       // Others may hold the node: its value is theirs too, and is copied before anything changes.
       Ptr<Node> const node = at->second;
       typename Node::Value value( node->value_ );
