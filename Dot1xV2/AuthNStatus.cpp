@@ -32,6 +32,13 @@ AuthNMethod AuthNSupplicantStatus::successfulAuthNMethod() const {
    return AuthNMethod::invalidAuthNMethod;
 }
 
+bool AuthNSupplicantStatus::hasCurrentPhaseStatus() const {
+   AuthNZPhaseEnum const phase = authPhase().value();
+   bool const ofMethod =
+      phase == AuthNZPhaseEnum::authNZPhase1 || phase == AuthNZPhaseEnum::authNZPhase2;
+   return !ofMethod || phaseStatus( AuthNZPhaseType( phase ) );
+}
+
 AuthNMethod AuthNSupplicantStatus::currentAuthNMethod() const {
    switch ( AuthNZPhaseEnum const phase = authPhase().value() ) {
    case AuthNZPhaseEnum::authNZPhase1:

@@ -89,9 +89,12 @@ class VAREK_EXPORT AuthNSupplicantStatus final : public Qel::EntityOf<AuthNSuppl
    QEL_DERIVED( 272, AuthNMethod, successfulAuthNMethod )
    AuthNMethod successfulAuthNMethod() const;
    /// The method of the phase that it is in; of a completed one, the successful method. That the
-   /// phase has a record is the caller's affair: without one the process ends.
-   QEL_DERIVED( 273, AuthNMethod, currentAuthNMethod )
+   /// phase has a record is the caller's affair: without one the process ends, and inspection has
+   /// no reading. A mirror may be without for a moment, since the phase comes before the record.
+   QEL_DERIVED( 273, AuthNMethod, currentAuthNMethod, hasCurrentPhaseStatus )
    AuthNMethod currentAuthNMethod() const;
+   /// Whether the phase that it is in has a record, or needs none.
+   bool hasCurrentPhaseStatus() const;
    /// The last phase that has begun and has not failed; authNZInit if there is none.
    QEL_DERIVED( 274, AuthNZPhaseType, activePhaseType )
    AuthNZPhaseType activePhaseType() const;

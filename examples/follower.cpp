@@ -13,9 +13,9 @@ void print( Varek::Change const& change ) {
    Qel::AttributeRecord const& attribute = *Qel::typeRecord( entity ).attribute( change.id() );
    std::cout << Qel::typeRecord( entity ).name << ' ' << attribute.name;
    if ( change.keyData() != nullptr )
-      std::cout << '[' << attribute.key->inspectEncodeToString( change.keyData() ) << ']';
+      std::cout << '[' << attribute.key->encode( change.keyData() ) << ']';
    if ( attribute.kind == Qel::AttributeKind::plain )
-      std::cout << ": " << attribute.value->inspectEncodeToString( attribute.read( &entity ) );
+      std::cout << ": " << attribute.value->encode( attribute.read( &entity ) );
    std::cout << std::endl;
 }
 

@@ -25,12 +25,13 @@ auto& arrayAt( Array& array, std::uint64_t index ) {
    return array[static_cast<std::uint32_t>( index )];
 }
 
-template<class Owner, class V, std::size_t count>
+template<Writer by = Writer::caller, class Owner, class V, std::size_t count>
 void arrayIs( Owner& owner, Varek::FieldId id, std::array<V, count>& array, std::uint64_t index,
               V const& value ) {
    V& held = arrayAt( array, index );
    if ( same( held, value ) )
       return;
+   requireWritable<by>( owner );
    V const old = std::exchange( held, V( value ) );
    tell( owner, id, static_cast<std::uint32_t>( index ), &old );
 }
@@ -41,6 +42,7 @@ V arrayDel( Owner& owner, Varek::FieldId id, std::array<V, count>& array, std::u
    V blank{};
    if ( same( held, blank ) )
       return blank;
+   requireWritable<Writer::caller>( owner );
    V old = std::exchange( held, std::move( blank ) );
    tell( owner, id, static_cast<std::uint32_t>( index ), &old );
    return old;

@@ -131,7 +131,8 @@ bool flush( EntityQelNboAttrLogSa const& sa, AttributeLog const& log, unsigned i
 
 /// Before anything of a message is looked at.
 void requireWritable( EntityQelNboAttrLogSa const& sa ) {
-   if ( sa.readOnlyProxy() && !sa.allowWriteFromReadOnlyRemote() ) [[unlikely]]
+   bool const proxy = sa.readOnlyProxy() || sa.entity().readOnlyProxy();
+   if ( proxy && !sa.allowWriteFromReadOnlyRemote() ) [[unlikely]]
       throw Varek::WriteFromReadOnlyProxy( sa.type().name );
 }
 

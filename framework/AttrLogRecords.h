@@ -139,10 +139,11 @@ struct SingleLog {
          Ptr<Entity> const keepAlive( &entity );
          FirstFailure failure; // an observer's: the rest is applied all the same
          for ( std::size_t i = 0; i < value.size(); ++i )
-            failure.guard( [&] { arrayIs( entity, D::id, D::get( entity ), i, value[i] ); } );
+            failure.guard(
+               [&] { arrayIs<Writer::log>( entity, D::id, D::get( entity ), i, value[i] ); } );
          failure.rethrow();
       } else {
-         plainIs( entity, D::id, D::get( entity ), value );
+         plainIs<Writer::log>( entity, D::id, D::get( entity ), value );
       }
    }
    static constexpr AttributeLog log() { return { Wire<Field>::form, write, apply }; }
@@ -170,8 +171,9 @@ struct ChildLog {
       in.expectEnd();
       Ptr<Child> const before = D::get( ownerOf<Owner>( sa ) ).child;
       FirstFailure failure;
-      failure.guard(
-         [&] { childDel( ownerOf<Owner>( sa ), D::id, D::get( ownerOf<Owner>( sa ) ) ); } );
+      failure.guard( [&] {
+         childDel<Writer::log>( ownerOf<Owner>( sa ), D::id, D::get( ownerOf<Owner>( sa ) ) );
+      } );
       childRemoved( sa, before );
       failure.rethrow();
    }
@@ -181,7 +183,8 @@ struct ChildLog {
       return withParameter<Child>( in, [&]( auto const&... parameter ) -> Entity* {
          Ptr<Entity> const keepAlive( &sa.entity() );
          Ptr<Child> const before = held.child;
-         failure.guard( [&] { childIs( ownerOf<Owner>( sa ), D::id, held, parameter... ); } );
+         failure.guard(
+            [&] { childIs<Writer::log>( ownerOf<Owner>( sa ), D::id, held, parameter... ); } );
          if ( before && before->parent() != &sa.entity() )
             childRemoved( sa, before );
          return childFits( held, parameter... ) ? held.child.get() : nullptr;
@@ -367,7 +370,8 @@ struct KeyedLog {
          auto const child = childrenGet( map( sa ), key );
          FirstFailure failure;
          failure.guard( [&] {
-            childrenDel( ownerOf<Owner>( sa ), D::id, D::get( ownerOf<Owner>( sa ) ), key );
+            childrenDel<Writer::log>( ownerOf<Owner>( sa ), D::id, D::get( ownerOf<Owner>( sa ) ),
+                                      key );
          } );
          childRemoved( sa, child );
          failure.rethrow();
@@ -422,8 +426,10 @@ struct KeyedLog {
       in.expectEnd();
       Ptr<Entity> const keepAlive( &sa.entity() );
       unmark( ownerOf<Owner>( sa ), key );
-      failure.guard(
-         [&] { childrenIs( ownerOf<Owner>( sa ), D::id, D::get( ownerOf<Owner>( sa ) ), key ); } );
+      failure.guard( [&] {
+         childrenIs<Writer::log>( ownerOf<Owner>( sa ), D::id, D::get( ownerOf<Owner>( sa ) ),
+                                  key );
+      } );
       return childrenGet( map( sa ), key ).get();
    }
    static void visit( Entity const& entity, void ( *f )( Entity&, void* ), void* context ) {

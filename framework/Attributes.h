@@ -176,14 +176,19 @@ constexpr void computedRecord( AttributeRecord& record ) {
       };
    if constexpr ( std::is_void_v<Key> ) {
       record.compute = []( void const* object, void const*, void* result ) {
-         *static_cast<Value*>( result ) =
-            Owner::qelCompute( Id<D::id.value()>{}, ownerAt<Owner>( object ) );
+         Owner const& owner = ownerAt<Owner>( object );
+         if constexpr ( requires { Owner::qelComputable( Id<D::id.value()>{}, owner ); } )
+            if ( !Owner::qelComputable( Id<D::id.value()>{}, owner ) )
+               return false;
+         *static_cast<Value*>( result ) = Owner::qelCompute( Id<D::id.value()>{}, owner );
+         return true;
       };
    } else {
       record.key = valueTable<Key>;
       record.compute = []( void const* object, void const* key, void* result ) {
          *static_cast<Value*>( result ) = Owner::qelCompute(
             Id<D::id.value()>{}, ownerAt<Owner>( object ), *static_cast<Key const*>( key ) );
+         return true;
       };
    }
    if constexpr ( D::kind == AttributeKind::constant && HasText<Value> )

@@ -348,10 +348,15 @@ public:                                                                         
    QEL_INTERNAL_DESCRIBE_COMPUTED( ID, constant, NAME, TYPE )
 
 /// A reading of an entity that is computed: registers the member function TYPE NAME() const, which
-/// the class has beside this line.
-#define QEL_DERIVED( ID, TYPE, NAME )                                                              \
+/// the class has beside this line. If it makes a demand on the entity, what follows NAME is a
+/// member function, bool () const, that says whether that is met: nobody asks by number for what
+/// would end the process.
+#define QEL_DERIVED( ID, TYPE, NAME, ... )                                                         \
 public:                                                                                            \
    static TYPE qelCompute( ::Qel::Id<ID>, QelSelf const& self ) { return self.NAME(); }            \
+   __VA_OPT__( static bool qelComputable( ::Qel::Id<ID>, QelSelf const& self ) {                   \
+      return self.__VA_ARGS__();                                                                   \
+   } )                                                                                             \
    QEL_INTERNAL_DESCRIBE_COMPUTED( ID, derived, NAME, TYPE )
 
 /// The same from a key: registers TYPE NAME( KEYTYPE const& key ) const.

@@ -52,17 +52,17 @@ struct ElementLog {
       in.expectEnd();
       before( typename Map::KeyOf{}( element ) );
       if constexpr ( D::kind == AttributeKind::set )
-         setIs( owner, D::id, D::get( owner ), element );
+         setIs<Writer::log>( owner, D::id, D::get( owner ), element );
       else if constexpr ( D::kind == AttributeKind::map )
-         mapIs( owner, D::id, D::get( owner ), element.key, element.value );
+         mapIs<Writer::log>( owner, D::id, D::get( owner ), element.key, element.value );
       else
-         collectionIs( owner, D::id, D::get( owner ), std::move( element ) );
+         collectionIs<Writer::log>( owner, D::id, D::get( owner ), std::move( element ) );
    }
    static void remove( Owner& owner, typename Map::Key const& key ) {
       if constexpr ( D::kind == AttributeKind::map )
-         mapDel( owner, D::id, D::get( owner ), key );
+         mapDel<Writer::log>( owner, D::id, D::get( owner ), key );
       else
-         collectionDel( owner, D::id, D::get( owner ), key );
+         collectionDel<Writer::log>( owner, D::id, D::get( owner ), key );
    }
    static void form( Varek::String& text ) { Wire<Element>::form( text ); }
 };
@@ -99,11 +99,11 @@ requires( D::kind == AttributeKind::ordered ) struct ElementLog<Owner, D> {
       if constexpr ( Node::keyInside )
          key = Node::keyOf( value );
       before( key );
-      OrderedMutators::is<Node>( owner, D::id, D::get( owner ), key, value );
+      OrderedMutators::is<Node, Writer::log>( owner, D::id, D::get( owner ), key, value );
    }
    static void remove( Owner& owner, typename Map::Key const& key ) {
       auto& map = D::get( owner );
-      OrderedMutators::remove<Node>( owner, D::id, map, map.find( key ) );
+      OrderedMutators::remove<Node, Writer::log>( owner, D::id, map, map.find( key ) );
    }
    static void form( Varek::String& text ) {
       KeyWire::form( text );

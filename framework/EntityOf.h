@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <span>
 
 #include "Qel/Entity.h"
@@ -58,12 +59,43 @@ public:
       return Ptr<Self>::adopt( static_cast<Self*>( made.release() ) );
    }
 
-   /// What is still to be said of one entity of the type to one stream; see framework/AttrLog.h.
+   // The attribute log of the type: framework/AttrLog.h says what these do.
+
+   static std::size_t attrLogSizeCtorParams( NboAttrLog::Version version, Self const& entity ) {
+      return Qel::attrLogSizeCtorParams( version, typeRecord( Self::qelBinding() ), entity );
+   }
+   static void serializeConstructorParams( NboAttrLog::Out& out, Self const& entity ) {
+      Qel::serializeConstructorParams( out, typeRecord( Self::qelBinding() ), entity );
+   }
+   static bool streamAdapterOnAttribute( EntityQelNboAttrLogSa const& sa, Varek::FieldId id,
+                                         void const* key ) {
+      return Qel::streamAdapterOnAttribute( sa, id, key );
+   }
+   /// What is still to be said of one entity of the type to one stream.
    class FlowOut final : public NboAttrLog::FlowOut {
    public:
       explicit FlowOut( bool dirty, Varek::FieldId from = 0 )
          : NboAttrLog::FlowOut( typeRecord( Self::qelBinding() ), dirty, from ) {}
    };
+   static std::unique_ptr<FlowOut> newFlowOut( EntityQelNboAttrLogSa const&, bool dirty,
+                                               Varek::FieldId from ) {
+      return std::make_unique<FlowOut>( dirty, from );
+   }
+   static int handleAttrFlowOut( EntityQelNboAttrLogSa const& sa, Varek::FieldId from,
+                                 NboAttrLog::FlowOut& flowOut ) {
+      return Qel::handleAttrFlowOut( sa, from, flowOut );
+   }
+   static bool freeResyncState( NboAttrLog::FlowOut& flowOut ) {
+      return Qel::freeResyncState( flowOut );
+   }
+   static bool doHandleAttrDeserialization( EntityQelNboAttrLogSa const& sa, Varek::FieldId id,
+                                            NboAttrLog::In& in ) {
+      return Qel::doHandleAttrDeserialization( sa, id, in );
+   }
+   static bool doHandleAttrTransaction( EntityQelNboAttrLogSa const& sa, Varek::FieldId id,
+                                        unsigned kind ) {
+      return Qel::doHandleAttrTransaction( sa, id, kind );
+   }
    /// The entity whose constructor parameters come next, from the attribute log.
    static Ptr<Self> newEntityForAttrLog( NboAttrLog::In& in ) {
       Ptr<Entity> made = Qel::newEntityForAttrLog( typeRecord( Self::qelBinding() ), in );

@@ -37,7 +37,9 @@ std::uint32_t read( Inspected const& at ) {
    if ( attribute.childType )
       return readChild( at, at.inspection.child( at.object, arguments.key ) );
    if ( attribute.compute ) {
-      attribute.compute( at.object, arguments.key, arguments.value );
+      arguments.found = attribute.compute( at.object, arguments.key, arguments.value );
+      if ( !arguments.found )
+         return noReading;
       arguments.found = !attribute.computedEntity || attribute.computedEntity( arguments.value );
       return done;
    }

@@ -18,8 +18,8 @@ namespace Qel {
 namespace InspectOperation {
 
 /// Stores the attribute, or its element with the key, into value; says in found whether there is
-/// one (a null entity is none). Derived readings need their key, if they have one, and may make
-/// demands of their own on the entity, which are stated where they are declared.
+/// one (a null entity is none). Derived readings need their key, if they have one. One that makes a
+/// demand on the entity, as is stated where it is declared, is noReading while that is not met.
 inline constexpr std::uint32_t read = 0;
 /// Gives the attribute, or its element with the key, the value; makes the element if it is not
 /// there. Of a collection whose elements have their key inside, the value is all; of a set the key;
@@ -54,6 +54,8 @@ namespace InspectResult {
 inline constexpr std::uint32_t done = 0;
 inline constexpr std::uint32_t notAllowed = 1;
 inline constexpr std::uint32_t noSuchField = 2;
+/// The object is in no state that has this derived reading.
+inline constexpr std::uint32_t noReading = 3;
 
 } // namespace InspectResult
 

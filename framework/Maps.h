@@ -23,12 +23,13 @@ MappedType<Map> const* mapGet( Map const& map, typename Map::Key const& key ) {
    return member ? &member->value : nullptr;
 }
 
-template<class Map>
+template<Writer by = Writer::caller, class Map>
 void mapIs( Entity& owner, Varek::FieldId id, Map& map, typename Map::Key const& key,
             MappedType<Map> const& value ) {
    auto* const held = map.lookupNodeG( key );
    if ( held && same( held->value, value ) )
       return;
+   requireWritable<by>( owner );
    // Observers get a copy of the key, since the member may end while they are told.
    typename Map::Key const ownKey( key );
    if ( held ) {
@@ -40,8 +41,10 @@ void mapIs( Entity& owner, Varek::FieldId id, Map& map, typename Map::Key const&
    }
 }
 
-template<class Map>
+template<Writer by = Writer::caller, class Map>
 MappedType<Map> mapDel( Entity& owner, Varek::FieldId id, Map& map, typename Map::Key const& key ) {
+   if ( proxyStays<by>( owner, [&] { return map.lookupNodeG( key ) != nullptr; } ) )
+      return {};
    std::optional<typename Map::value_type> removed = map.deleteMemberG( key );
    if ( !removed )
       return {};

@@ -19,7 +19,7 @@
 
 /// What the declared mutators do, once for all attributes of a kind. Each compares first, makes
 /// what may fail to be made, then changes, then publishes; an entity that nothing can ever have
-/// observed publishes nothing.
+/// observed publishes nothing. What would change a read-only proxy is refused before it does.
 namespace Qel {
 
 template<class Key>
@@ -37,19 +37,45 @@ void publish( Entity& entity, Varek::FieldId id, Key const& key, void const* old
    Varek::Publisher::publishChangeRecursive( entity, id, &key, old, &keyEqual<Key> );
 }
 
-/// Whether changes of \p owner are to be told: never those of a value.
-template<class Owner>
-bool observed( Owner const& owner ) {
-   if constexpr ( std::is_base_of_v<Entity, Owner> )
-      return !owner.initial();
-   else
+/// Who changes an attribute: whoever calls the mutator, or the attribute log, which alone may
+/// change a read-only proxy. Observers that the log's change is told to are callers as any other.
+enum class Writer : bool { caller, log };
+
+/// Whether a change takes more than making it, since it may have to be told or refused. One test of
+/// one word; never for values.
+template<Writer by, class Owner>
+bool notable( Owner const& owner ) {
+   if constexpr ( !std::is_base_of_v<Entity, Owner> )
       return false;
+   else if constexpr ( by == Writer::log )
+      return !owner.unobserved();
+   else
+      return !owner.initial();
+}
+/// Before a change that is certain. Throws Varek::WriteFromReadOnlyProxy.
+template<Writer by, class Owner>
+void requireWritable( Owner const& owner ) {
+   if constexpr ( std::is_base_of_v<Entity, Owner> && by == Writer::caller )
+      if ( owner.readOnlyProxy() ) [[unlikely]]
+         throwWriteFromReadOnlyProxy( owner );
+}
+/// For mutators that find out whether there is a change by making it: whether \p owner is a proxy
+/// that it would leave as it is. Throws if it would not.
+template<Writer by, class Owner, class Changes>
+bool proxyStays( Owner const& owner, Changes changes ) {
+   if constexpr ( std::is_base_of_v<Entity, Owner> && by == Writer::caller )
+      if ( owner.readOnlyProxy() ) [[unlikely]] {
+         if ( changes() )
+            throwWriteFromReadOnlyProxy( owner );
+         return true;
+      }
+   return false;
 }
 /// Publishes a change if it is to be told. \p told is what publish takes beside owner and id.
 template<class Owner, class... Told>
 void tell( Owner& owner, Varek::FieldId id, Told const&... told ) {
    if constexpr ( std::is_base_of_v<Entity, Owner> )
-      if ( !owner.initial() )
+      if ( !owner.unobserved() )
          publish( owner, id, told... );
 }
 
@@ -75,12 +101,13 @@ private:
 };
 
 /// The mutator of a plain attribute, of an entity or of a value.
-template<class Owner, class V>
+template<Writer by = Writer::caller, class Owner, class V>
 inline void plainIs( Owner& owner, Varek::FieldId id, V& stored, V const& value ) {
    if ( same( stored, value ) )
       return;
    if constexpr ( std::is_base_of_v<Entity, Owner> ) {
-      if ( !owner.initial() ) {
+      if ( notable<by>( owner ) ) {
+         requireWritable<by>( owner );
          if constexpr ( std::is_trivially_copyable_v<V> ) {
             V const old( stored );
             stored = value;
@@ -161,15 +188,20 @@ void assertKeyUnchanged( Key const& before, Key const& now ) {
 }
 
 /// \p value may be an rvalue, which then is not copied.
-template<class Map, class Given>
+template<Writer by = Writer::caller, class Map, class Given>
 [[gnu::always_inline]] inline void collectionIs( Entity& owner, Varek::FieldId id, Map& map,
                                                  Given&& value ) {
    using V = typename Map::value_type;
    using KeyFunktor = typename Map::KeyOf;
    using Key = typename Map::Key;
+   if ( proxyStays<by>( owner, [&] {
+           V const* const held = map.lookupNodeG( KeyFunktor{}( value ) );
+           return !held || !( *held == value );
+        } ) )
+      return;
    // Observers get a copy of the key, since the element may end while they are told.
    if constexpr ( !std::is_nothrow_copy_constructible_v<Key> ) {
-      if ( !owner.initial() && !map.lookupNodeG( KeyFunktor{}( value ) ) ) {
+      if ( !owner.unobserved() && !map.lookupNodeG( KeyFunktor{}( value ) ) ) {
          Key const key( KeyFunktor{}( value ) );
          map.newMemberG( std::forward<Given>( value ) );
          publish( owner, id, key, nullptr );
@@ -179,7 +211,7 @@ template<class Map, class Given>
    auto const [held, isNew] =
       map.findOrNewMemberG( KeyFunktor{}( value ), std::forward<Given>( value ) );
    if ( isNew ) {
-      if ( !owner.initial() )
+      if ( !owner.unobserved() )
          publish( owner, id, Key( KeyFunktor{}( held ) ), nullptr );
       return;
    }
@@ -187,13 +219,14 @@ template<class Map, class Given>
       return;
    V const old = std::exchange( held, V( std::forward<Given>( value ) ) );
    assertKeyUnchanged( KeyFunktor{}( old ), KeyFunktor{}( held ) );
-   if ( !owner.initial() )
-      publish( owner, id, KeyFunktor{}( old ), &old );
+   tell( owner, id, KeyFunktor{}( old ), &old );
 }
 
-template<class Owner, class Map>
+template<Writer by = Writer::caller, class Owner, class Map>
 typename Map::value_type collectionDel( Owner& owner, Varek::FieldId id, Map& map,
                                         typename Map::Key const& key ) {
+   if ( proxyStays<by>( owner, [&] { return map.lookupNodeG( key ) != nullptr; } ) )
+      return {};
    std::optional<typename Map::value_type> removed = map.deleteMemberG( key );
    if ( !removed )
       return {};
@@ -206,6 +239,9 @@ typename Map::value_type collectionDel( Owner& owner, Varek::FieldId id, Map& ma
 /// of the owner.
 template<class Map, class Del>
 void delEach( Entity& owner, Map const& map, Del del ) {
+   if ( map.size() == 0 )
+      return;
+   requireWritable<Writer::caller>( owner );
    Ptr<Entity> const keepAlive( &owner );
    std::vector<typename Map::Key> keys;
    keys.reserve( map.size() );
@@ -223,7 +259,7 @@ void delEach( Entity& owner, Map const& map, Del del ) {
 /// At once and without a word while nothing can ever have observed, key by key otherwise.
 template<class Owner, class Map>
 void collectionDelAll( Owner& owner, Varek::FieldId id, Map& map ) {
-   if ( !observed( owner ) )
+   if ( !notable<Writer::caller>( owner ) )
       map.memberDelAll();
    else if constexpr ( std::is_base_of_v<Entity, Owner> )
       delEach( owner, map, [&]( auto const& key ) { collectionDel( owner, id, map, key ); } );
@@ -267,11 +303,12 @@ auto childrenGet( Map const& map, typename Map::Key const& key ) {
 
 /// The result is the child that is held when all observers have been told, and never null: the one
 /// that was made, if they have removed it.
-template<class Map>
+template<Writer by = Writer::caller, class Map>
 auto childrenIs( Entity& owner, Varek::FieldId id, Map& map, typename Map::Key const& key ) {
    using Child = typename Map::value_type::Child;
    if ( auto const* const node = map.lookupNodeG( key ) )
       return node->child;
+   requireWritable<by>( owner );
    typename Map::Key const ownKey( key );
    Ptr<Child> const made = Child::qelMake( ownKey );
    map.newMemberG( ownKey, made );
@@ -284,9 +321,11 @@ auto childrenIs( Entity& owner, Varek::FieldId id, Map& map, typename Map::Key c
    return made;
 }
 
-template<class Map>
+template<Writer by = Writer::caller, class Map>
 auto childrenDel( Entity& owner, Varek::FieldId id, Map& map, typename Map::Key const& key ) {
    using Child = typename Map::value_type::Child;
+   if ( proxyStays<by>( owner, [&] { return map.lookupNodeG( key ) != nullptr; } ) )
+      return Ptr<Child>();
    auto removed = map.deleteMemberG( key );
    if ( !removed )
       return Ptr<Child>();

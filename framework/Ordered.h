@@ -78,13 +78,14 @@ public:
       return node ? &node->value_ : nullptr;
    }
 
-   template<class Node>
+   template<class Node, Writer by = Writer::caller>
    static void is( Entity& owner, Varek::FieldId id, OrderedMap<Node>& map,
                    typename Node::Key const& key, typename Node::Value const& value ) {
       using Value = typename Node::Value;
       Node* const held = map.lookupNodeG( key );
       if ( held && same( held->value_, value ) )
          return;
+      requireWritable<by>( owner );
       // Observers get a copy of the key, since the member may end while they are told.
       typename Node::Key const ownKey( key );
       if ( held ) {
@@ -100,11 +101,12 @@ public:
 
    /// Removes the member at \p at, if that is one, and returns its node. Copies nothing, so that it
    /// cannot fail for want of memory.
-   template<class Node>
+   template<class Node, Writer by = Writer::caller>
    static Ptr<Node> remove( Entity& owner, Varek::FieldId id, OrderedMap<Node>& map,
                             typename OrderedMap<Node>::const_iterator at ) {
       if ( at == map.end() )
          return {};
+      requireWritable<by>( owner );
       Ptr<Node> node = map.memberDelG( at );
       tell( owner, id, node->key(), &node->value_ );
       return node;

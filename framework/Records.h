@@ -59,7 +59,8 @@ struct AttributeRecord {
    /// For single children: the child, or null.
    Entity* ( *child )( void const* object ) = nullptr;
    /// For what is not stored: assigns it to \p result, a live value; \p key is null if it has none.
-   void ( *compute )( void const* object, void const* key, void* result ) = nullptr;
+   /// False, with nothing done, if the object is in no state that has this reading.
+   bool ( *compute )( void const* object, void const* key, void* result ) = nullptr;
    /// For what is computed and is an entity: the one in \p result, or null.
    Entity* ( *computedEntity )( void const* result ) = nullptr;
    /// How many elements there are, for kinds that hold several.

@@ -17,14 +17,15 @@ bool operator==( HSet<T, salt> const& a, HSet<T, salt> const& b ) {
           } );
 }
 
-template<class Owner, class Set>
+template<Writer by = Writer::caller, class Owner, class Set>
 void setIs( Owner& owner, Varek::FieldId id, Set& set, typename Set::Key const& member ) {
-   if ( !observed( owner ) ) {
+   if ( !notable<by>( owner ) ) {
       set.findOrNewMemberG( member, member );
       return;
    }
    if ( set.lookupNodeG( member ) )
       return;
+   requireWritable<by>( owner );
    // Observers get a copy, since the member may end while they are told.
    typename Set::Key const key( member );
    set.newMemberG( key );

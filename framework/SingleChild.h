@@ -50,10 +50,11 @@ bool childFits( SingleChild<T> const& held, Given const&... given ) {
 
 /// A child that fits stays as it is. The result is the child that is held when all observers have
 /// been told, and never null: the one that was made, if they have removed it.
-template<class T, class... Given>
+template<Writer by = Writer::caller, class T, class... Given>
 Ptr<T> childIs( Entity& owner, Varek::FieldId id, SingleChild<T>& held, Given const&... given ) {
    if ( childFits( held, given... ) )
       return held.child;
+   requireWritable<by>( owner );
    Ptr<T> const made = T::qelMake( given... );
    Ptr<T> const old = std::exchange( held.child, made );
    if ( old )
@@ -64,13 +65,14 @@ Ptr<T> childIs( Entity& owner, Varek::FieldId id, SingleChild<T>& held, Given co
    return held.child ? held.child : made;
 }
 
-template<class T>
+template<Writer by = Writer::caller, class T>
 Ptr<T> childDel( Entity& owner, Varek::FieldId id, SingleChild<T>& held ) {
+   if ( !held.child )
+      return {};
+   requireWritable<by>( owner );
    Ptr<T> const old = std::move( held.child );
-   if ( old ) {
-      old->qelParentIs( nullptr );
-      publish( owner, id, &old );
-   }
+   old->qelParentIs( nullptr );
+   publish( owner, id, &old );
    return old;
 }
 

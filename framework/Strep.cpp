@@ -170,6 +170,19 @@ bool hasStringConstructor( TypeRecord const& type ) {
                        []( auto& one ) { return !one.iterate; } );
 }
 
+bool isSafelyReadable( AtomicFnTable const& table ) {
+   if ( !table.inspectDecodeFromString )
+      return false;
+   auto const* const type = ( table.optionalOf ? *table.optionalOf : table ).registered();
+   if ( !type || type->kind != Varek::TypeKind::value )
+      return true;
+   TypeRecord const& record = typeRecord( *type );
+   return hasStringConstructor( record ) &&
+          std::all_of( record.attributes.begin(), record.attributes.end(), []( auto& one ) {
+             return !isStoredIn( one ) || !one.value->parse || isSafelyReadable( *one.value );
+          } );
+}
+
 void valueReadWhole( CharRange const& range, TypeRecord const& type, void* value ) {
    if ( !hasStringConstructor( type ) )
       noStringConstructor( type.name );
@@ -187,12 +200,8 @@ void valueReadWhole( CharRange const& range, TypeRecord const& type, void* value
 }
 
 void valueRead( CharRange& range, TypeRecord const& type, void* value ) {
-   if ( !hasStringConstructor( type ) ) {
-      // A value that is given ends the process; a text that says something else is only wrong.
-      if ( isNext( range, type.name ) )
-         noStringConstructor( type.name );
-      range.expect( type.name );
-   }
+   if ( !hasStringConstructor( type ) )
+      noStringConstructor( type.name );
    if ( isEnumeration( type ) ) {
       enumerationRead( range, type, value );
    } else if ( isOfConstants( type ) ) {

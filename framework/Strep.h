@@ -36,6 +36,11 @@ VAREK_EXPORT std::ostream& valuePrint( std::ostream& to, TypeRecord const& type,
 /// program, not of its input.
 VAREK_EXPORT bool hasStringConstructor( TypeRecord const& type );
 
+/// Whether any text may be given to \p table to be decoded: it reads, and neither the type nor what
+/// its values hold, an optional included, is of a type without a string constructor. Of all others
+/// a program must not try what it has not written itself.
+VAREK_EXPORT bool isSafelyReadable( Varek::Inspect::AtomicFnTable const& table );
+
 /// Reads the whole of \p range into \p value, a live value of the registered type \p type, which
 /// may be in part changed when this throws. Attributes with a range are then checked: throws
 /// Varek::RangeError. A type that holds nothing but constants takes any text.

@@ -181,6 +181,16 @@ void formRead( CharRange& range, T& value ) {
    }
 }
 
+/// The value of which \p text, the whole of it, is the form inside of others. Throws likewise.
+template<Readable T>
+T formToValue( std::string_view text ) {
+   CharRange range( text );
+   T read{};
+   formRead( range, read );
+   range.expectEnd();
+   return read;
+}
+
 /// Makes \p value what \p text, the whole of it, says. Throws Varek::TextError, or the
 /// Varek::RangeError of the type, with \p value as it was.
 template<Readable T>
@@ -192,11 +202,7 @@ void strepToValue( std::string_view text, T& value ) {
                          !std::same_as<T, Varek::Bytes> && !Internal::isOptional<T> ) {
       value = T( text );
    } else {
-      CharRange range( text );
-      T read{};
-      formRead( range, read );
-      range.expectEnd();
-      value = std::move( read );
+      value = formToValue<T>( text );
    }
 }
 
@@ -219,15 +225,22 @@ struct InspectAtomicFnTable {
    static void inspectDestroy( void* p ) { std::destroy_at( &at( p ) ); }
    static void assign( void* p, void const* source ) { at( p ) = at( source ); }
    static bool equal( void const* a, void const* b ) { return Qel::same( at( a ), at( b ) ); }
-   static String inspectEncodeToString( void const* p ) {
+   static String inspectEncodeToString( void const* p, FieldDescriptor, std::uint32_t flags ) {
+      String text;
       if constexpr ( Qel::HasText<T> )
-         return Qel::textOf( at( p ) );
-      else
-         return String( Qel::typeName<T> );
+         if ( ( flags & StrepFlag::nested ) == 0 )
+            return Qel::textOf( at( p ) );
+      print( text, p );
+      return text;
    }
-   static void inspectDecodeFromString( std::string_view text, void* p ) {
-      if constexpr ( Qel::Readable<T> )
-         Qel::strepToValue( text, at( p ) );
+   static void inspectDecodeFromString( void* p, std::string_view text, FieldDescriptor,
+                                        std::uint32_t flags ) {
+      if constexpr ( Qel::Readable<T> ) {
+         if ( ( flags & StrepFlag::nested ) == 0 )
+            Qel::strepToValue( text, at( p ) );
+         else
+            at( p ) = Qel::formToValue<T>( text );
+      }
    }
    static void print( String& to, void const* p ) {
       if constexpr ( Qel::HasText<T> )
@@ -247,7 +260,7 @@ struct InspectAtomicFnTable {
       else
          return false;
    }
-   static std::uint32_t inspectGetHash( void const* p ) {
+   static std::uint32_t inspectGetHash( void const* p, FieldDescriptor ) {
       if constexpr ( Qel::Hashable<T> ) {
          return Qel::hashSingleAttr( at( p ), 0 );
       } else {
@@ -258,6 +271,13 @@ struct InspectAtomicFnTable {
    static TypeInspectData const* registered() {
       TypeData const type = Qel::bindingOf<T>();
       return type.module ? type.module->types[type.index] : nullptr;
+   }
+
+   static constexpr AtomicFnTable const* optionalOf() {
+      if constexpr ( Qel::Internal::isOptional<T> )
+         return &InspectAtomicFnTable<typename T::value_type>::table;
+      else
+         return nullptr;
    }
 
    static constexpr AtomicFnTable table{
@@ -275,7 +295,8 @@ struct InspectAtomicFnTable {
       .parse = Qel::Readable<T> ? parse : nullptr,
       .inspectGetHash = inspectGetHash,
       .hashable = Qel::Hashable<T>,
-      .registered = registered };
+      .registered = registered,
+      .optionalOf = optionalOf() };
 };
 
 } // namespace Varek::Inspect

@@ -35,7 +35,10 @@ Varek::String where( std::string_view type, Varek::FieldId field, std::uint64_t 
 } // namespace
 
 Follower::Follower( FollowerOptions options ) : options_( std::move( options ) ) {}
-Follower::~Follower() = default;
+Follower::~Follower() {
+   for ( auto const& [name, root] : roots_ )
+      root.readOnlyProxyIs( false );
+}
 
 // Connection
 

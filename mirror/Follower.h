@@ -24,6 +24,11 @@ struct FollowerOptions : EndpointOptions {};
 /// Nothing that comes is trusted. A fault closes the connection with a reason; what was applied
 /// before stays, and nothing is half applied. What only the leader's side knows is skipped and
 /// counted. Observers may do anything but drive or delete the follower.
+///
+/// What it mirrors is a read-only proxy (Qel/Entity.h): a mutator that would change it, an
+/// observer's too, raises Varek::WriteFromReadOnlyProxy. That holds whether or not there is a
+/// connection, and ends for what is taken out of a tree, for a root that is withdrawn or replaced,
+/// and with the follower.
 class VAREK_EXPORT Follower final : private Qel::NboAttrLog::Receiver {
 public:
    explicit Follower( FollowerOptions = {} );
@@ -32,7 +37,8 @@ public:
    ~Follower();
 
    /// Makes \p root, perhaps with observers on it already, the mirror of what the leader publishes
-   /// under \p name. If that has another type or other constructor parameters, it is replaced.
+   /// under \p name, and a read-only proxy at once. If what is published has another type or other
+   /// constructor parameters, it is replaced.
    /// To be called before the leader announces \p name: once it has, on the connection that
    /// connectedIs() gave last, this ends the process, until the leader withdraws it.
    void rootIs( Varek::String const& name, Varek::Ptr<Qel::Entity> root );
@@ -43,7 +49,8 @@ public:
    using RootCall = std::function<void( Varek::String const& name, Qel::Entity& root )>;
    /// When a root is first published under its name, before its contents come.
    RootCall onRoot;
-   /// When a root is no longer published. One that rootIs() gave stays held.
+   /// When a root is no longer published, and an ordinary entity again. One that rootIs() gave
+   /// stays held, and is a proxy again when it is published again.
    RootCall onRootGone;
    /// When everything has come that there was as the connection began.
    std::function<void()> onSynced;
@@ -100,6 +107,11 @@ private:
       bool given = false;     // by rootIs()
       bool told = false;      // to onRoot
       bool announced = false; // on the present connection
+
+      void readOnlyProxyIs( bool proxy ) const {
+         if ( entity )
+            entity->qelReadOnlyProxyIs( proxy );
+      }
    };
 
    void entityRemoved( Qel::Entity& ) override;

@@ -25,7 +25,9 @@ void Follower::tell( Call const& call, Arguments&&... arguments ) {
 void Follower::rootIs( Varek::String const& name, Varek::Ptr<Qel::Entity> root ) {
    Root& held = roots_[name];
    VAREK_ASSERT( !held.announced );
+   held.readOnlyProxyIs( false );
    held = { std::move( root ), 0, true, false, false };
+   held.readOnlyProxyIs( true );
 }
 
 Varek::Ptr<Qel::Entity> Follower::root( Varek::String const& name ) const {
@@ -54,6 +56,7 @@ void Follower::rootFrame( Frame const& one ) {
    Varek::Ptr<Qel::Entity> const entity = rootFor( name, *type, in );
    Root& root = roots_[name];
    root.entity = entity;
+   root.readOnlyProxyIs( true );
    root.handle = handle;
    root.announced = true;
    knownIs( handle, nullptr, *type, *entity );
@@ -86,6 +89,7 @@ void Follower::rootDrop( Varek::String const& name ) {
    Varek::Ptr<Qel::Entity> const gone = root.entity;
    bool const told = std::exchange( root.told, false );
    root.announced = false;
+   root.readOnlyProxyIs( false );
    entityRemoved( *gone );
    if ( !root.given )
       roots_.erase( at );

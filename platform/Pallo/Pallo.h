@@ -18,8 +18,8 @@
 /// One slab of each size stays when its last object goes, so what is kept with nothing alive can
 /// reach one region a size.
 ///
-/// Thread safety: safe from any thread while Varek::ThreadControl says that several run (a lock is
-/// taken then); lock-free and for one thread otherwise.
+/// Thread safety: safe from any thread. A lock is taken while several run (Varek/ThreadControl.h),
+/// and none otherwise.
 namespace Pallo {
 
 inline constexpr std::size_t largestSize = 512;

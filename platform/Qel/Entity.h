@@ -26,6 +26,12 @@ public:
    /// For the mutators of owners alone.
    void qelParentIs( Entity* parent ) { parentPublisherIs( parent ); }
 
+   /// Makes this and all that it owns a read-only proxy: from then on a mutator that would change
+   /// it raises Varek::WriteFromReadOnlyProxy, with nothing changed, and only messages of the
+   /// attribute log change it. What is made in it is a proxy as well, what is taken out is none any
+   /// more. For whoever keeps a mirror.
+   void qelReadOnlyProxyIs( bool proxy ) { readOnlyProxyIs( proxy ); }
+
    /// For whoever keeps records about entities: where that of this one is. 0 when it is free for
    /// use. A note, not a promise: what is found there is to be compared.
    std::uint32_t qelPlace() const { return place_; }
@@ -38,6 +44,8 @@ protected:
 private:
    std::uint32_t place_ = 0;
 };
+
+[[noreturn]] VAREK_EXPORT void throwWriteFromReadOnlyProxy( Entity const& );
 
 /// The entity that a change speaks of.
 inline Entity& entityOf( Varek::Change const& change ) {

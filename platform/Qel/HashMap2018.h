@@ -11,6 +11,7 @@
 
 #include "Qel/HashGroup.h"
 #include "Qel/HashHelper.h"
+#include "Qel/HashMap2018Type.h"
 #include "Varek/Export.h"
 #include "Varek/Failures.h"
 
@@ -100,6 +101,24 @@ public:
          from += Group::slots - slot;
       }
       return none;
+   }
+
+   /// The element with the key at \p key, or null.
+   void* lookupNodeG( HashMap2018Type const& type, void const* key ) {
+      return type.lookupNodeG( *this, key );
+   }
+   /// Inserts one that takes over the contents of \p element. Its key must not be in the map.
+   void* newMemberG( HashMap2018Type const& type, void* element ) {
+      return type.newMemberG( *this, element );
+   }
+   /// Removes the element with that key, and constructs it at \p removed if that is not null.
+   /// Whether there was one.
+   bool deleteMemberG( HashMap2018Type const& type, void const* key, void* removed = nullptr ) {
+      return type.deleteMemberG( *this, key, removed );
+   }
+   void memberDelAll( HashMap2018Type const& type ) { type.memberDelAll( *this ); }
+   void qelMarkedForDeletionGIs( HashMap2018Type const& type, void const* key, bool marked ) {
+      type.qelMarkedForDeletionGIs( *this, key, marked );
    }
 
    /// Marks every element for deletion. Elements that are inserted later are not marked.
@@ -383,6 +402,31 @@ public:
       if ( std::uint32_t const at = position( key ); at != none )
          head().marks->set( at, marked );
    }
+
+private:
+   static HashMap2018& typed( HashMap2018Generic& map ) { return static_cast<HashMap2018&>( map ); }
+
+public:
+   static constexpr HashMap2018Type type{
+      .elementSize = sizeof( Element ),
+      .lookupNodeG = []( HashMap2018Generic& map, void const* key ) -> void* {
+         return typed( map ).lookupNodeG( *static_cast<Key const*>( key ) );
+      },
+      .newMemberG = []( HashMap2018Generic& map, void* element ) -> void* {
+         return &typed( map ).newMemberG( std::move( *static_cast<Element*>( element ) ) );
+      },
+      .deleteMemberG =
+         []( HashMap2018Generic& map, void const* key, void* removed ) {
+            auto gone = typed( map ).deleteMemberG( *static_cast<Key const*>( key ) );
+            if ( gone && removed )
+               ::new ( removed ) Element( std::move( *gone ) );
+            return gone.has_value();
+         },
+      .memberDelAll = []( HashMap2018Generic& map ) { typed( map ).memberDelAll(); },
+      .qelMarkedForDeletionGIs =
+         []( HashMap2018Generic& map, void const* key, bool marked ) {
+            typed( map ).qelMarkedForDeletionGIs( *static_cast<Key const*>( key ), marked );
+         } };
 
 private:
    Element* elements() const { return reinterpret_cast<Element*>( groups_ + mask_ + 1 ); }

@@ -11,8 +11,7 @@
 
 namespace Varek {
 
-/// A number that several threads may adjust when ThreadControl says so, and that costs a plain
-/// addition otherwise.
+/// A number that several threads may adjust, and that costs a plain addition while there is one.
 class VAREK_EXPORT TrackedCount {
 public:
    constexpr TrackedCount() = default;

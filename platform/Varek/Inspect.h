@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "Varek/Export.h"
+#include "Varek/FieldId.h"
 #include "Varek/ModuleInspectData.h"
 #include "Varek/String.h"
 
@@ -12,6 +13,14 @@
 /// memory. Every value, key or element that an attribute can hold has one table of the first kind;
 /// every collection or sequence serves iteration through one of the second.
 namespace Varek::Inspect {
+
+/// Flags of the string form.
+namespace StrepFlag {
+
+/// As it is inside of another value, in which text is in quotes.
+inline constexpr std::uint32_t nested = 1;
+
+} // namespace StrepFlag
 
 /// What can be done with a value of one type. \p p points to a live value of that type.
 struct AtomicFnTable {
@@ -25,21 +34,34 @@ struct AtomicFnTable {
    bool ( *equal )( void const* a, void const* b );
    /// Whether \p a comes before \p b; null for a type without an order.
    bool ( *less )( void const* a, void const* b );
-   /// The string form; null for a type that has none.
-   String ( *inspectEncodeToString )( void const* p );
+   /// The string form; null for a type that has none. A descriptor names the attribute that holds
+   /// the value, if one does; the forms of all attributes of a type are alike. \p flags are of
+   /// StrepFlag.
+   String ( *inspectEncodeToString )( void const* p, FieldDescriptor, std::uint32_t flags );
    /// Assigns what \p text, the whole of it, says; null for a type that cannot be read. Throws
-   /// TextError, or the RangeError of the type, with the value as it was.
-   void ( *inspectDecodeFromString )( std::string_view text, void* p );
+   /// TextError, or the RangeError of the type, with the value as it was. There are types of which
+   /// some text ends the process: see Qel::isSafelyReadable.
+   void ( *inspectDecodeFromString )( void* p, std::string_view text, FieldDescriptor,
+                                      std::uint32_t flags );
    /// Appends the form that the value has inside of others, in which text is in quotes.
    void ( *print )( String& to, void const* p );
    /// Reads that form from \p position of \p text on; the position behind it. Null where
    /// inspectDecodeFromString is. Throws likewise, but then the value may be in part changed.
    std::size_t ( *parse )( std::string_view text, std::size_t position, void* p );
    /// The hash with seed 0; throws NonHashableType for a type that has none.
-   std::uint32_t ( *inspectGetHash )( void const* p );
+   std::uint32_t ( *inspectGetHash )( void const* p, FieldDescriptor );
    bool hashable;
    /// The registered type, null for the types of the platform.
    TypeInspectData const* ( *registered )();
+   /// For an optional: the type of what it may hold.
+   AtomicFnTable const* optionalOf;
+
+   // The same of a value by itself.
+   String encode( void const* p ) const { return inspectEncodeToString( p, {}, 0 ); }
+   void decode( std::string_view text, void* p ) const {
+      inspectDecodeFromString( p, text, {}, 0 );
+   }
+   std::uint32_t hash( void const* p ) const { return inspectGetHash( p, {} ); }
 };
 
 /// Iterates one collection or sequence; obtained from genericIfIterator together with the iterator.

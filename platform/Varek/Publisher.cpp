@@ -80,7 +80,7 @@ void Publisher::add( Observer& observer ) {
       several->firstObservers = watchesSubtree() && single()->scope == Scope::subtreeFirst;
       word_ = ( word_ & ~pointerBits ) | listBit | reinterpret_cast<Word>( several.release() );
    } else {
-      word_ = ( word_ & ~observedBit ) | reinterpret_cast<Word>( &observer );
+      word_ = ( word_ & ~listBit ) | reinterpret_cast<Word>( &observer );
    }
    observer.publisher = this;
    if ( observer.scope >= Scope::subtree ) {
@@ -118,7 +118,7 @@ void Publisher::entryErase( Observer const& observer ) {
    emptyIs();
 }
 
-void Publisher::emptyIs() { word_ = ( word_ & ( watchedBit | removedBit ) ) | observedBit; }
+void Publisher::emptyIs() { word_ = ( word_ & ( proxyBit | watchedBit | removedBit ) ) | listBit; }
 
 // All are taken out before the first is destroyed, since its end may run code that comes back here.
 void Publisher::sweep() {
@@ -158,9 +158,25 @@ void Publisher::observersOrphan() {
 void Publisher::visitOwned( void ( * )( Publisher&, void* ), void* ) {}
 
 void Publisher::parentPublisherIs( Publisher* parent ) {
+   // A root of a mirror may have a parent that is none: it stays a proxy when that lets it go.
+   bool const leavesProxy = !parent && parent_ && parent_->readOnlyProxy();
    parent_ = parent;
    if ( parent && parent->watched() )
       watchedIs();
+   if ( leavesProxy || ( parent && parent->readOnlyProxy() ) )
+      readOnlyProxyIs( !leavesProxy );
+}
+
+// What a proxy owns is a proxy, so here, too, the walk stops at the first that is as it should be.
+void Publisher::readOnlyProxyIs( bool proxy ) {
+   if ( readOnlyProxy() == proxy )
+      return;
+   word_ ^= proxyBit;
+   visitOwned(
+      []( Publisher& child, void* of ) {
+         child.readOnlyProxyIs( static_cast<Publisher*>( of )->readOnlyProxy() );
+      },
+      this );
 }
 
 // Invariant: what a watched publisher owns is watched, so the walk stops at the first that is.

@@ -33,6 +33,9 @@
 /// it is in, or when it comes into a subtree that is observed, and is never entered again:
 /// clear-all fast paths depend on "nothing can ever have been observed", so leaving it is pushed
 /// down the tree when a subtree observer is added.
+///
+/// A read-only proxy, a mirror of what another process has, is a bit of the same word, and holds
+/// for all that the publisher owns: so mutators that must refuse to write need no further test.
 namespace Varek {
 
 class Publisher;
@@ -177,8 +180,14 @@ public:
    requires std::invocable<F&, Change const&>
    [[nodiscard]] Subscription subscribe( F&& f, Scope scope = Scope::object );
 
-   /// True while nothing can ever have observed this object.
+   /// True while nothing can ever have observed this object and it is no read-only proxy: who
+   /// changes it has nothing else to do.
    bool initial() const { return word_ == 0; }
+   /// True while nothing can ever have observed this object.
+   bool unobserved() const { return ( word_ & ~proxyBit ) == 0; }
+   /// Whether this is in a tree that mirrors another process, so that only the mirror may change
+   /// it.
+   bool readOnlyProxy() const { return ( word_ & proxyBit ) != 0; }
    /// Number of observers that are subscribed to this object itself, in either scope.
    std::size_t observerCount() const;
 
@@ -187,7 +196,8 @@ public:
    static void publishChangeRecursive( Publisher& source, FieldId id, void const* key,
                                        void const* old, KeyEqual keyEqual ) {
       Change const change( source, id, key, old, keyEqual );
-      if ( source.word_ != 0 && ( source.word_ & ~pointerBits ) == 0 && !source.inUse() ) [[likely]]
+      if ( !source.unobserved() && ( source.word_ & ~( pointerBits | proxyBit ) ) == 0 &&
+           !source.inUse() ) [[likely]]
          source.deliverToOne( change );
       else
          source.deliverToSeveral( change );
@@ -202,20 +212,24 @@ protected:
          observersOrphan();
    }
 
+   /// What comes to a read-only proxy becomes one, with all below it; what leaves one is none.
    void parentPublisherIs( Publisher* );
+   /// For this object and all that it owns.
+   void readOnlyProxyIs( bool );
    /// Calls \p visit( child, context ) for each publisher whose parent is this one.
    virtual void visitOwned( void ( *visit )( Publisher&, void* ), void* context );
 
 private:
    friend class Subscription;
    // The word holds, beside these bits, a pointer to the one observer or to the list of several. No
-   // bit is set in the case that is to be fast: one observer, and none in the subtrees above.
+   // bit but the first is set in the case that is to be fast: one observer, and none in the
+   // subtrees above.
    using Word = std::uintptr_t;
-   static constexpr Word observedBit = 1; // nothing observes this object itself, but once did
-   static constexpr Word watchedBit = 2;  // so does, or did, an observer of a subtree it is in
-   static constexpr Word listBit = 4;
+   static constexpr Word proxyBit = 1;
+   static constexpr Word watchedBit = 2; // an observer of a subtree it is in observes it, or did
+   static constexpr Word listBit = 4;    // without a pointer: no observer, but there has been one
    static constexpr Word removedBit = 8; // some observer is to be swept out
-   static constexpr Word pointerBits = ~Word{ observedBit | watchedBit | listBit | removedBit };
+   static constexpr Word pointerBits = ~Word{ proxyBit | watchedBit | listBit | removedBit };
 
    bool watched() const { return ( word_ & watchedBit ) != 0; }
    void watchedIs();
@@ -255,13 +269,14 @@ private:
    }
    /// One observer: inlined into mutators.
    void deliverToOne( Change const& change ) {
-      auto& only = *reinterpret_cast<Internal::Observer*>( word_ );
+      auto& only = *reinterpret_cast<Internal::Observer*>( word_ & pointerBits );
       deliverOutermost( [&] { only.call( only, change ); } );
    }
    /// Several, and all other cases. Not in the library, since calls from there to observers in
    /// another module take longer, nor in each mutator.
    [[gnu::noinline]] void deliverToSeveral( Change const& change ) {
-      if ( ( word_ & ~pointerBits ) != listBit || inUse() ) {
+      if ( ( word_ & ~( pointerBits | proxyBit ) ) != listBit || ( word_ & pointerBits ) == 0 ||
+           inUse() ) {
          deliverToAll( change );
          return;
       }

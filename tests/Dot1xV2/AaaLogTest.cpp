@@ -134,7 +134,7 @@ protected:
    EntityQelNboAttrLogSa reader() { return { *response, record, nullptr }; }
    bool apply( Varek::FieldId id, Octets const& bytes ) {
       In in( bytes );
-      return doHandleAttrDeserialization( reader(), id, in );
+      return AaaResponse::doHandleAttrDeserialization( reader(), id, in );
    }
    static Octets keyOf( Attribute const& key ) {
       return { 0, 0, 0, 0, 0, static_cast<std::uint8_t>( key.type() ) };
@@ -146,9 +146,9 @@ protected:
 
 TEST_F( AaaResponseLog, ConstructorParameterIsFourBytesOfWhichTheLastCounts ) {
    NboAttrLog::OutBuffer out;
-   EXPECT_EQ( attrLogSizeCtorParams( NboAttrLog::currentVersion, record, *response ), 4U );
+   EXPECT_EQ( AaaResponse::attrLogSizeCtorParams( NboAttrLog::currentVersion, *response ), 4U );
    out.outSmReserveMessage( FrameKind::announce, 1, 1, 4 );
-   serializeConstructorParams( out, record, *response );
+   AaaResponse::serializeConstructorParams( out, *response );
    out.outSmCommitMessage();
    EXPECT_EQ( out.bytes().back(), 1 );
    Octets const bytes{ 1, 2, 3, 2 };
@@ -163,11 +163,12 @@ TEST_F( AaaResponseLog, ConstructorParameterIsFourBytesOfWhichTheLastCounts ) {
 TEST_F( AaaResponseLog, WritesItsTwoAttributesAndNoOthers ) {
    response->callingStationIdIs( Lumo::EthAddr( "00:00:5e:00:53:01" ) );
    response->aaaAttributeIs( attribute( userName, { AttrValue( std::uint32_t{ 5 } ) } ) );
-   EXPECT_TRUE( streamAdapterOnAttribute( sa(), 259, nullptr ) );
-   EXPECT_TRUE( streamAdapterOnAttribute( sa(), 260, &userName ) );
-   EXPECT_TRUE( streamAdapterOnAttribute( sa(), 260, &vlan ) ); // absent: a removal
+   EXPECT_TRUE( AaaResponse::streamAdapterOnAttribute( sa(), 259, nullptr ) );
+   EXPECT_TRUE( AaaResponse::streamAdapterOnAttribute( sa(), 260, &userName ) );
+   EXPECT_TRUE( AaaResponse::streamAdapterOnAttribute( sa(), 260, &vlan ) ); // absent: a removal
    for ( int const other : { 0, 2, 154, 257, 258, 261, 65276, 65277 } )
-      EXPECT_FALSE( streamAdapterOnAttribute( sa(), field( other ), nullptr ) ) << other;
+      EXPECT_FALSE( AaaResponse::streamAdapterOnAttribute( sa(), field( other ), nullptr ) )
+         << other;
    auto const frames = stream.frames();
    ASSERT_EQ( frames.size(), 3U );
    EXPECT_EQ( frames[0].head.field, 259 );
@@ -184,7 +185,7 @@ TEST_F( AaaResponseLog, AChangeThatGoesOutWhileOthersWaitTakesItsMarkWithIt ) {
    AaaResponse::FlowOut flowOut( false );
    EXPECT_FALSE( flowOut.isDirty() );
    auto const change = [&]( int id, void const* key ) {
-      streamAdapterOnAttribute( sa( &flowOut ), field( id ), key );
+      AaaResponse::streamAdapterOnAttribute( sa( &flowOut ), field( id ), key );
    };
    stream.takes = 0;
    change( 260, &vlan );
@@ -194,18 +195,18 @@ TEST_F( AaaResponseLog, AChangeThatGoesOutWhileOthersWaitTakesItsMarkWithIt ) {
    stream.takes = 1;
    change( 260, &vendors );
    EXPECT_EQ( stream.frames().size(), 1U );
-   EXPECT_EQ( handleAttrFlowOut( sa( &flowOut ), 0, flowOut ), 259 );
+   EXPECT_EQ( AaaResponse::handleAttrFlowOut( sa( &flowOut ), 0, flowOut ), 259 );
    stream.takes = 1;
-   EXPECT_EQ( handleAttrFlowOut( sa( &flowOut ), 259, flowOut ), 260 );
+   EXPECT_EQ( AaaResponse::handleAttrFlowOut( sa( &flowOut ), 259, flowOut ), 260 );
    stream.takes = LogStream::unlimited;
-   EXPECT_EQ( handleAttrFlowOut( sa( &flowOut ), 260, flowOut ), 0 );
+   EXPECT_EQ( AaaResponse::handleAttrFlowOut( sa( &flowOut ), 260, flowOut ), 0 );
    EXPECT_FALSE( flowOut.isDirty() || flowOut.hasDirtyCollKeys() );
    auto const frames = stream.frames();
    ASSERT_EQ( frames.size(), 2U );
    EXPECT_EQ( frames[0].head.field, 259 );
    EXPECT_EQ( frames[1].payload, keyOf( vlan ) );
    for ( int const other : { 1, 154, 258, 261, 65276 } )
-      EXPECT_EQ( handleAttrFlowOut( sa(), field( other ), flowOut ), -1 ) << other;
+      EXPECT_EQ( AaaResponse::handleAttrFlowOut( sa(), field( other ), flowOut ), -1 ) << other;
 }
 
 // Whatever happens to the collection while its synchronisation is blocked at any of its messages.
@@ -221,12 +222,12 @@ TEST_F( AaaResponseLog, AFullSyncEndsWithTheStateOfTheEndWhereverItWasBlocked ) 
       }
       mirror->aaaAttributeIs( AaaAttribute( standard( 500 ) ) );
       ChangeRecorder<Attribute, AaaAttribute> told( *mirror );
-      auto const flowOut = newFlowOut( sa(), true, 0 );
+      auto const flowOut = AaaResponse::newFlowOut( sa(), true, 0 );
       EXPECT_FALSE( flowOut->hasSynced( 2 ) );
       stream.takes = at;
-      int next = handleAttrFlowOut( sa( flowOut.get() ), 0, *flowOut );
+      int next = AaaResponse::handleAttrFlowOut( sa( flowOut.get() ), 0, *flowOut );
       auto const changed = [&]( Attribute const& key ) {
-         streamAdapterOnAttribute( sa( flowOut.get() ), 260, &key );
+         AaaResponse::streamAdapterOnAttribute( sa( flowOut.get() ), 260, &key );
       };
       response->aaaAttributeDel( { 0, 3 } );
       changed( { 0, 3 } );
@@ -240,24 +241,24 @@ TEST_F( AaaResponseLog, AFullSyncEndsWithTheStateOfTheEndWhereverItWasBlocked ) 
          changed( standard( i ) );
       }
       if ( at % 4 == 3 && next == 260 && flowOut->resync() != NboAttrLog::FlowOut::noResync ) {
-         EXPECT_TRUE( freeResyncState( *flowOut ) );
-         EXPECT_FALSE( freeResyncState( *flowOut ) );
+         EXPECT_TRUE( AaaResponse::freeResyncState( *flowOut ) );
+         EXPECT_FALSE( AaaResponse::freeResyncState( *flowOut ) );
       }
       do {
          stream.takes = 3;
-         next =
-            handleAttrFlowOut( sa( flowOut.get() ), static_cast<std::uint16_t>( next ), *flowOut );
+         next = AaaResponse::handleAttrFlowOut( sa( flowOut.get() ),
+                                                static_cast<std::uint16_t>( next ), *flowOut );
       } while ( next != 0 );
       EXPECT_FALSE( flowOut->isDirty() );
       for ( auto const& frame : stream.frames() ) {
          EntityQelNboAttrLogSa const to( *mirror, record, nullptr );
          In in( frame.payload );
          if ( frame.head.kind == FrameKind::attribute )
-            EXPECT_TRUE( doHandleAttrDeserialization( to, frame.head.field, in ) );
+            EXPECT_TRUE( AaaResponse::doHandleAttrDeserialization( to, frame.head.field, in ) );
          else if ( frame.head.kind == FrameKind::transactionCancel )
             attrTransactionCancel( to, frame.head.field );
          else
-            EXPECT_TRUE( doHandleAttrTransaction(
+            EXPECT_TRUE( AaaResponse::doHandleAttrTransaction(
                to, frame.head.field, frame.head.kind == FrameKind::transactionEnd ? 2 : 0 ) );
       }
       EXPECT_EQ( mirror->aaaAttribute().size(), response->aaaAttribute().size() );
@@ -305,15 +306,16 @@ TEST_F( AaaResponseLog, AReadOnlyProxyIsLeftAloneWhateverTheId ) {
    Octets const bytes{ 1, 2, 3, 4, 5, 6 };
    for ( int const id : { 259, 260, 65276, 3 } ) {
       In in( bytes );
-      EXPECT_THROW( doHandleAttrDeserialization( proxy, field( id ), in ),
+      EXPECT_THROW( AaaResponse::doHandleAttrDeserialization( proxy, field( id ), in ),
                     Varek::WriteFromReadOnlyProxy );
       EXPECT_EQ( in.left(), bytes.size() );
    }
-   EXPECT_THROW( doHandleAttrTransaction( proxy, 260, 0 ), Varek::WriteFromReadOnlyProxy );
+   EXPECT_THROW( AaaResponse::doHandleAttrTransaction( proxy, 260, 0 ),
+                 Varek::WriteFromReadOnlyProxy );
    EXPECT_EQ( response->callingStationId(), Lumo::EthAddr() );
    proxy.readOnlyProxyIs( true, true );
    In in( bytes );
-   EXPECT_TRUE( doHandleAttrDeserialization( proxy, 259, in ) );
+   EXPECT_TRUE( AaaResponse::doHandleAttrDeserialization( proxy, 259, in ) );
 }
 
 TEST_F( AaaResponseLog, ATransactionLeavesJustWhatCameBetweenItsEnds ) {
@@ -321,16 +323,16 @@ TEST_F( AaaResponseLog, ATransactionLeavesJustWhatCameBetweenItsEnds ) {
       response->aaaAttributeIs( AaaAttribute( key ) );
    ChangeRecorder<Attribute, AaaAttribute> changes( *response );
    for ( auto const kind : { 1U, 3U } )
-      EXPECT_TRUE( doHandleAttrTransaction( reader(), 260, kind ) );
-   EXPECT_TRUE( doHandleAttrTransaction( reader(), 260, 2 ) ); // nothing is marked
-   EXPECT_FALSE( doHandleAttrTransaction( reader(), 259, 0 ) );
-   EXPECT_FALSE( doHandleAttrTransaction( reader(), 7, 0 ) );
-   EXPECT_TRUE( doHandleAttrTransaction( reader(), 260, 0 ) );
+      EXPECT_TRUE( AaaResponse::doHandleAttrTransaction( reader(), 260, kind ) );
+   EXPECT_TRUE( AaaResponse::doHandleAttrTransaction( reader(), 260, 2 ) ); // nothing is marked
+   EXPECT_FALSE( AaaResponse::doHandleAttrTransaction( reader(), 259, 0 ) );
+   EXPECT_FALSE( AaaResponse::doHandleAttrTransaction( reader(), 7, 0 ) );
+   EXPECT_TRUE( AaaResponse::doHandleAttrTransaction( reader(), 260, 0 ) );
    EXPECT_TRUE( apply( 260, written( AaaAttribute( userName ) ) ) );
    EXPECT_TRUE( apply( 260, written( AaaAttribute( standard( 6 ) ) ) ) );
    EXPECT_TRUE( apply( 65276, keyOf( vlan ) ) );
-   EXPECT_TRUE( doHandleAttrTransaction( reader(), 260, 2 ) );
-   EXPECT_TRUE( doHandleAttrTransaction( reader(), 260, 2 ) );
+   EXPECT_TRUE( AaaResponse::doHandleAttrTransaction( reader(), 260, 2 ) );
+   EXPECT_TRUE( AaaResponse::doHandleAttrTransaction( reader(), 260, 2 ) );
    EXPECT_EQ( response->aaaAttribute().size(), 2U );
    EXPECT_TRUE( response->aaaAttribute( { 0, 6 } ) );
    EXPECT_TRUE( response->aaaAttribute( userName ) );

@@ -143,13 +143,34 @@ TEST( AuthNSupplicantStatus, ReadingsFollowFromStagesAndMethods ) {
 
 TEST( AuthNSupplicantStatusDeathTest, APhaseItIsInMustHaveARecord ) {
    auto const supplicant = authNSupplicantStatusFactory( Lumo::EthAddr() );
+   Qel::TypeRecord const& type = Qel::typeRecord( *supplicant );
+   AuthNMethod read = AuthNMethod::skipAuth;
+   Qel::InspectArguments arguments;
+   arguments.value = &read;
+   auto const inspected = [&] {
+      arguments.found = true;
+      return Qel::inspectOperation( type, static_cast<Qel::Entity*>( supplicant.get() ),
+                                    Qel::InspectOperation::read, { 273 }, arguments );
+   };
+   for ( unsigned const phase : { 0U, 1U, 4U, 5U } ) {
+      supplicant->authPhaseIs( standing( phase ) );
+      EXPECT_EQ( inspected(), Qel::InspectResult::done );
+      EXPECT_EQ( read, supplicant->currentAuthNMethod() );
+   }
    add( *supplicant, AuthNZPhaseEnum::authNZPhase1, { 1, AuthNMethod::mbaAuth } );
    supplicant->authPhaseIs( standing( 3 ) );
+   EXPECT_EQ( inspected(), Qel::InspectResult::noReading ); // by number it is only not there
+   EXPECT_FALSE( arguments.found );
+   EXPECT_EQ( read, AuthNMethod::invalidAuthNMethod );
    EXPECT_DEATH( supplicant->currentAuthNMethod(),
                  lastWords( "failed: current, where phase = \"?authNZPhase2\"?" ) );
    supplicant->authPhaseIs( standing( 2 ) );
    EXPECT_EQ( supplicant->currentAuthNMethod(), AuthNMethod::mbaAuth );
+   EXPECT_EQ( inspected(), Qel::InspectResult::done );
+   EXPECT_TRUE( arguments.found );
+   EXPECT_EQ( read, AuthNMethod::mbaAuth );
    supplicant->phaseStatusDelAll();
+   EXPECT_EQ( inspected(), Qel::InspectResult::noReading );
    EXPECT_DEATH( supplicant->currentAuthNMethod(),
                  lastWords( "failed: current, where phase = \"?authNZPhase1\"?" ) );
 }

@@ -138,7 +138,7 @@ TEST_P( EveryEnumeration, GoesByNumberAndByNameBothWays ) {
 TEST_P( EveryEnumeration, TakesFourOctetsInTheLogWhateverItsWidth ) {
    for ( Varek::EnumeratorData const& one : type_.enumerators ) {
       AnyValue const value( *type_.functions ), read( *type_.functions );
-      value.type().inspectDecodeFromString( one.name, value.data() );
+      value.type().decode( one.name, value.data() );
       std::uint8_t bytes[4];
       ASSERT_EQ( type_.valueLog->size( value.data() ), 4U );
       EXPECT_EQ( type_.valueLog->put( bytes, value.data() ), bytes + 4 );

@@ -13,6 +13,7 @@
 #include "Dot1xV2/Dot1xStatus.h"
 #include "support/AnyValue.h"
 #include "support/LastWords.h"
+#include "support/SafeText.h"
 #include "support/TestModule.h"
 
 namespace {
@@ -63,8 +64,10 @@ protected:
    /// Reads a text; whether it was accepted. A target that was refused is as it was.
    bool decode( std::string_view text, AnyValue const& target ) {
       AnyValue const before( target );
+      if ( !isSafeText( table_, text ) )
+         return false;
       try {
-         table_.inspectDecodeFromString( text, target.data() );
+         table_.decode( text, target.data() );
          return true;
       } catch ( Varek::TextError const& error ) {
          EXPECT_LE( error.position(), text.size() ) << text;
@@ -85,10 +88,9 @@ TEST_P( EveryValueType, IsPrintedReadBackAndHashedOrRefused ) {
       EXPECT_EQ( value.text(), value.form() ) << "alike alone and inside of others";
       EXPECT_EQ( value.text(), Qel::valueToStrep( type_, value.data() ) );
       if ( table_.hashable ) {
-         EXPECT_EQ( table_.inspectGetHash( value.data() ),
-                    table_.inspectGetHash( AnyValue( value ).data() ) );
+         EXPECT_EQ( table_.hash( value.data() ), table_.hash( AnyValue( value ).data() ) );
       } else {
-         EXPECT_THROW( table_.inspectGetHash( value.data() ), Varek::NonHashableType );
+         EXPECT_THROW( table_.hash( value.data() ), Varek::NonHashableType );
       }
       if ( !isReadBack( type_, value ) )
          continue;
@@ -208,7 +210,7 @@ TEST( StrepPart, IsReadAloneAndInsideOfOthers ) {
       std::string const printed( one.printed.empty() ? one.form : one.printed );
       bool const isText = &one.type == &text;
       AnyValue const alone( one.type ), inside( one.type );
-      one.type.inspectDecodeFromString( isText ? one.alone : one.form, alone.data() );
+      one.type.decode( isText ? one.alone : one.form, alone.data() );
       EXPECT_EQ( alone.form(), printed );
       EXPECT_EQ( alone.text(), isText ? std::string( one.alone ) : printed );
       for ( char const* const after : { "", " )", ", next: 1", " ]" } ) {
@@ -261,8 +263,7 @@ TEST( StrepPart, IsRefusedWithPositionAndWhatIsAllowed ) {
       random.change( target );
       AnyValue const before( target );
       if ( &one.type != &text ) { // which alone is without quotes
-         EXPECT_THROW( one.type.inspectDecodeFromString( one.text.substr( 2 ), target.data() ),
-                       Varek::TextError );
+         EXPECT_THROW( one.type.decode( one.text.substr( 2 ), target.data() ), Varek::TextError );
          EXPECT_EQ( target, before );
       }
       try {
@@ -410,10 +411,12 @@ class StrepDeathTest : public testing::TestWithParam<Qel::TypeRecord const*> {};
 TEST_P( StrepDeathTest, HasNoStringConstructor ) {
    AnyValue const value( *GetParam()->functions );
    for ( std::string const& text : { std::string(), value.text() } )
-      EXPECT_DEATH( value.type().inspectDecodeFromString( text, value.data() ),
+      EXPECT_DEATH( value.type().decode( text, value.data() ),
                     assertionOf( GetParam()->unqualifiedName() ) );
-   // Inside of another value, a text that does not even begin like one is only wrong.
-   EXPECT_THROW( value.type().parse( "present", 0, value.data() ), Varek::TextError );
+   for ( char const* const nested : { "", "present" } )
+      EXPECT_DEATH( value.type().parse( nested, 0, value.data() ),
+                    assertionOf( GetParam()->unqualifiedName() ) );
+   EXPECT_FALSE( Qel::isSafelyReadable( value.type() ) );
 }
 
 INSTANTIATE_TEST_SUITE_P( Registered, StrepDeathTest,
@@ -437,8 +440,40 @@ TEST( Strep, TheTypesWithoutAStringConstructorAreKnown ) {
 TEST( StrepMemberDeathTest, OfATypeWithACollectionIsReadNeitherAloneNorIfItIsPresent ) {
    EXPECT_DEATH( read<AaaAttribute>( "User-Name" ), assertionOf( "AaaAttribute" ) );
    AuthZAttrs attrs;
+   std::string const none = stringValue( attrs );
+   EXPECT_EQ( read<AuthZAttrs>( none ), attrs );
    attrs.egressVlanIs( EgressVlanAttributes() );
-   EXPECT_DEATH( read<AuthZAttrs>( stringValue( attrs ) ), assertionOf( "EgressVlanAttributes" ) );
+   std::string const front = none.substr( 0, none.rfind( "absent" ) );
+   for ( std::string const& text :
+         { stringValue( attrs ), front, front + "absentee )", front + "none )", front + "\"\" )" } )
+      EXPECT_DEATH( read<AuthZAttrs>( text ), assertionOf( "EgressVlanAttributes" ) ) << text;
+   // What is wrong before it comes is only wrong.
+   EXPECT_THROW( read<AuthZAttrs>( front.substr( 0, front.size() - 2 ) ), Varek::TextError );
+   EXPECT_THROW( read<AuthZAttrs>( "none" ), Varek::TextError );
+   using Optional = std::optional<EgressVlanAttributes>;
+   EXPECT_DEATH( read<Optional>( "none" ), assertionOf( "EgressVlanAttributes" ) );
+   EXPECT_FALSE( Qel::isSafelyReadable( tableOf<Optional>() ) );
+   EXPECT_FALSE( Qel::isSafelyReadable( tableOf<AuthZAttrs>() ) );
+   EXPECT_FALSE( Qel::isSafelyReadable( tableOf<std::optional<AuthZAttrs>>() ) );
+   EXPECT_TRUE( Qel::isSafelyReadable( tableOf<std::optional<Varek::String>>() ) );
+   EXPECT_TRUE( Qel::isSafelyReadable( tableOf<AuthNTimers>() ) );
+}
+
+TEST( Strep, TheFlagSaysWhetherTheFormIsThatInsideOfAnother ) {
+   auto const& table = tableOf<Varek::String>();
+   Varek::FieldDescriptor const label{ 260 };
+   Varek::String const text = "a \"b\"";
+   constexpr auto nested = Varek::Inspect::StrepFlag::nested;
+   EXPECT_EQ( table.inspectEncodeToString( &text, label, 0 ), text );
+   EXPECT_EQ( table.inspectEncodeToString( &text, label, nested ), R"("a \"b\"")" );
+   Varek::String target;
+   table.inspectDecodeFromString( &target, R"("a \"b\"")", label, nested );
+   EXPECT_EQ( target, text );
+   EXPECT_THROW( table.inspectDecodeFromString( &target, "a", label, nested ), Varek::TextError );
+   EXPECT_THROW( table.inspectDecodeFromString( &target, "\"a\" ", label, nested ),
+                 Varek::TextError );
+   EXPECT_EQ( target, text );
+   EXPECT_EQ( table.inspectGetHash( &text, label ), table.inspectGetHash( &target, {} ) );
 }
 
 } // namespace

@@ -14,10 +14,7 @@ inline std::vector<Varek::Inspect::AtomicFnTable const*> readableTypes() {
    using Varek::Inspect::AtomicFnTable;
    std::vector<AtomicFnTable const*> all;
    auto const add = [&]( AtomicFnTable const* type ) {
-      if ( !type || !type->inspectDecodeFromString )
-         return;
-      auto const* const registered = type->registered();
-      if ( !registered || Qel::hasStringConstructor( Qel::typeRecord( *registered ) ) )
+      if ( type && ( Qel::isSafelyReadable( *type ) || type->typeName == "Dot1xV2::AuthZAttrs" ) )
          all.push_back( type );
    };
    for ( auto const* const module : Varek::ModuleInspectData::all() )

@@ -195,6 +195,58 @@ TEST_F( Mirroring, AnEntityOfOnesOwnBecomesTheMirror ) {
    EXPECT_EQ( follower.root( "plant" ), mine );
 }
 
+TEST_F( Mirroring, AMirrorIsReadOnlyAsLongAsItIsOne ) {
+   using Refused = Varek::WriteFromReadOnlyProxy;
+   auto const mine = Plant::PlantIs();
+   mine->rackIs( "own" );
+   auto const yard = Yard::YardIs();
+   yard->depotIs( "d" );
+   leader.rootIs( "plant", plant );
+   leader.rootIs( "yard", yard );
+   auto const sensor = plant->rackIs( "a" )->sensorIs( 1 );
+   auto follows = std::make_unique<Follower>();
+   follows->rootIs( "plant", mine );
+   EXPECT_THROW( mine->alarmIs( Alarm::hot ), Refused );
+   Link link( leader, *follows );
+   link.pump();
+   auto& depot = *mirrorOf<Yard>( *follows, "yard" ).depot( "d" );
+   EXPECT_THROW( depot.tagIs( "t" ), Refused );
+   EXPECT_THROW( depot.office()->modeIs( Mode::run ), Refused );
+   auto const rack = mine->rack( "a" );
+   auto const its = rack->sensor( 1 );
+   EXPECT_THROW( its->levelIs( 70 ), Refused );
+   EXPECT_THROW( its->levelIs( 70 ), Refused );
+   sensor->levelIs( 70 );
+   link.pump();
+   EXPECT_EQ( its->level(), 70U );
+   its->levelIs( 70 );
+   // Taken out, with what is below.
+   plant->rackDel( "a" );
+   link.pump();
+   its->levelIs( 71 );
+   EXPECT_EQ( rack->parent(), nullptr );
+   // Without a connection, withdrawn, published again, given up.
+   link.cut();
+   EXPECT_THROW( mine->rackIs( "b" ), Refused );
+   leader.rootDel( "plant" );
+   link.connect();
+   link.pump();
+   mine->rackIs( "b" );
+   leader.rootIs( "plant", plant );
+   link.pump();
+   EXPECT_EQ( difference( *plant, *mine ), "" );
+   EXPECT_THROW( mine->rackIs( "b" ), Refused );
+   leader.rootDel( "plant" );
+   link.pump();
+   follows->rootIs( "plant", mine );
+   EXPECT_THROW( mine->rackIs( "b" ), Refused );
+   follows->rootIs( "plant", plant->rackIs( "c" ) );
+   mine->rackIs( "b" );
+   EXPECT_THROW( plant->rack( "c" )->modeIs( Mode::run ), Refused );
+   follows.reset();
+   plant->rack( "c" )->modeIs( Mode::run );
+}
+
 // An observer that hears of a removal before the leader, and the follower's bookkeeping, do.
 TEST_F( Mirroring, ATreeThatIsTakenApartWhileItIsRemovedLeavesNothingBehind ) {
    auto const clear = []( Varek::Change const& change ) {

@@ -126,7 +126,6 @@ TEST( Pallo, GivesRegionsBackToTheHeap ) {
 
 TEST( Pallo, ServesSeveralThreads ) {
    std::size_t const before = Pallo::usage().liveBytes;
-   Varek::ThreadControl::multiThreadedIs( true );
    std::atomic<std::size_t> overwritten{ 0 };
    {
       std::latch start( 4 );
@@ -138,7 +137,6 @@ TEST( Pallo, ServesSeveralThreads ) {
             comeAndGo( number, 500, 5'000 );
          } );
    }
-   Varek::ThreadControl::multiThreadedIs( false );
    EXPECT_EQ( overwritten, 0U );
    EXPECT_EQ( Pallo::usage().liveBytes, before );
 }

@@ -60,8 +60,10 @@ protected:
    void insert( std::uint32_t n ) {
       Element made = Traits::make( n, ++contents_ );
       std::uint32_t const content = Traits::content( made );
-      if ( !model_.contains( n ) && upTo( 2 ) ) {
-         ASSERT_EQ( Traits::content( map_.newMemberG( made ) ), content );
+      if ( bool const typed = upTo( 2 ) != 0; !model_.contains( n ) && upTo( 2 ) ) {
+         auto& held = typed ? map_.newMemberG( made )
+                            : *static_cast<Element*>( generic_.newMemberG( Map::type, &made ) );
+         ASSERT_EQ( Traits::content( held ), content );
       } else {
          auto const [held, isNew] = map_.findOrNewMemberG( Traits::key( n ), made );
          ASSERT_EQ( isNew, !model_.contains( n ) );
@@ -76,7 +78,11 @@ protected:
    }
 
    void mark( std::uint32_t n, bool marked ) {
-      map_.qelMarkedForDeletionGIs( Traits::key( n ), marked );
+      auto const key = Traits::key( n );
+      if ( upTo( 2 ) )
+         map_.qelMarkedForDeletionGIs( key, marked );
+      else
+         generic_.qelMarkedForDeletionGIs( Map::type, &key, marked );
       if ( !marked )
          marked_.erase( n );
       else if ( marking_ && model_.contains( n ) )
@@ -84,12 +90,30 @@ protected:
    }
 
    void erase( std::uint32_t n ) {
-      std::optional<Element> const removed = map_.deleteMemberG( Traits::key( n ) );
+      typename Map::Key const key = Traits::key( n );
+      Element const* const held = map_.lookupNodeG( key );
+      ASSERT_EQ( generic_.lookupNodeG( Map::type, &key ), held );
+      if ( upTo( 3 ) == 0 ) {
+         ASSERT_EQ( generic_.deleteMemberG( Map::type, &key ), model_.contains( n ) );
+         forget( n );
+         return;
+      }
+      std::optional<Element> const removed = upTo( 2 ) ? map_.deleteMemberG( key ) : taken( key );
       ASSERT_EQ( removed.has_value(), model_.contains( n ) );
       if ( !removed )
          return;
       ASSERT_EQ( Traits::content( *removed ), model_[n] );
       forget( n );
+   }
+
+   std::optional<Element> taken( typename Map::Key const& key ) {
+      alignas( Element ) std::byte room[sizeof( Element )];
+      if ( !generic_.deleteMemberG( Map::type, &key, room ) )
+         return {};
+      auto* const element = reinterpret_cast<Element*>( room );
+      std::optional<Element> removed( std::move( *element ) );
+      std::destroy_at( element );
+      return removed;
    }
 
    void forget( std::uint32_t n ) {
@@ -100,7 +124,10 @@ protected:
    void rarely() {
       switch ( upTo( 6 ) ) {
       case 0:
-         map_.memberDelAll();
+         if ( upTo( 2 ) )
+            map_.memberDelAll();
+         else
+            generic_.memberDelAll( Map::type );
          model_.clear();
          marked_.clear();
          return;
@@ -178,6 +205,7 @@ protected:
    std::mt19937 random_;
    std::uint32_t contents_ = 0;
    Map map_;
+   Qel::HashMap2018Generic& generic_ = map_; // the same, for one who does not know its type
    std::map<std::uint32_t, std::uint32_t> model_;
    bool marking_ = false;
    std::set<std::uint32_t> marked_;

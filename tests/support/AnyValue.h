@@ -39,7 +39,7 @@ public:
 
    Table const& type() const { return *type_; }
    void* data() const { return memory_.data(); }
-   std::string text() const { return type_->inspectEncodeToString( data() ); }
+   std::string text() const { return type_->encode( data() ); }
    std::string form() const {
       std::string to;
       type_->print( to, data() );
@@ -164,7 +164,7 @@ private:
                    "00:00:5e:00:53:01@Ethernet3/1", "Brevia-Acl-Name", "Brevia-Av-Pair", "none",
                    "3600u64", "2.5", "nan", "TestModule::Limits( )" );
          try {
-            value.type().inspectDecodeFromString( text, value.data() );
+            value.type().decode( text, value.data() );
             return;
          } catch ( Varek::Failure const& ) {
          }

@@ -10,9 +10,9 @@
 /// from the copy that a test asked to fail.
 class Tracked {
 public:
-   inline static int live = 0;
+   inline static thread_local int live = 0; // in its thread, as copiesLeft
    /// How many copies still succeed; negative for all.
-   inline static int copiesLeft = -1;
+   inline static thread_local int copiesLeft = -1;
 
    Tracked( std::uint32_t value = 0 ) : value_( value ) { ++live; }
    Tracked( Tracked const& other ) : value_( copied( other ) ) { ++live; }

@@ -56,21 +56,6 @@ std::string expected( AtomicFnTable const& table, std::string_view text,
                                        : decoder );
 }
 
-/// Whether a program may ask for values of this type to be made from text: see
-/// Qel::hasStringConstructor.
-bool isReadable( AtomicFnTable const& table ) {
-   if ( table.inspectDecodeFromString == nullptr ) {
-      return false;
-   }
-   Varek::TypeInspectData const* type = table.registered();
-   if ( std::size_t const inner = table.typeName.find( '<' );
-        type == nullptr && inner != std::string_view::npos ) {
-      type = Varek::ModuleInspectData::findType(
-         table.typeName.substr( inner + 1, table.typeName.rfind( '>' ) - inner - 1 ) );
-   }
-   return type == nullptr || Qel::hasStringConstructor( Qel::typeRecord( *type ) );
-}
-
 /// A duration of less than no time, or of none that can be told. No timer has one, and what is not
 /// equal to itself would differ from what is stored each time it is read.
 bool isSensible( AtomicFnTable const& table, void const* value ) {
@@ -83,7 +68,7 @@ std::optional<std::string> decode( AtomicFnTable const& table, std::string_view 
                                    void* value ) {
    std::string decoder;
    try {
-      table.inspectDecodeFromString( text, value );
+      table.decode( text, value );
       if ( isSensible( table, value ) ) {
          return {};
       }
@@ -145,15 +130,11 @@ bool refuse( JsonPlace const& at, AtomicFnTable const& table, Faults& faults ) {
 
 } // namespace
 
-bool isOptional( AtomicFnTable const& table ) {
-   return table.inspectEncodeToString != nullptr &&
-          table.typeName.find( '<' ) != std::string_view::npos &&
-          table.inspectEncodeToString( Qel::UntypedValue( table ).get() ) == Qel::absentWord;
-}
+bool isOptional( AtomicFnTable const& table ) { return table.optionalOf != nullptr; }
 
 bool readScalar( JsonPlace const& at, AtomicFnTable const& table, void* value, Faults& faults ) {
    JsonNode const& node = at.node;
-   if ( !isReadable( table ) && node.kind != Kind::null ) {
+   if ( !Qel::isSafelyReadable( table ) && node.kind != Kind::null ) {
       return refuse( at, table, faults );
    }
    if ( node.kind == Kind::null && isOptional( table ) ) {
@@ -176,7 +157,7 @@ bool readScalar( JsonPlace const& at, AtomicFnTable const& table, void* value, F
 }
 
 bool readKey( JsonPlace const& at, AtomicFnTable const& table, void* key, Faults& faults ) {
-   if ( !isReadable( table ) ) {
+   if ( !Qel::isSafelyReadable( table ) ) {
       return refuse( at, table, faults );
    }
    std::string const& name = at.node.name;

@@ -111,8 +111,8 @@ void EntityReader::parameter( JsonPlace const& at, Target const& to, bool isFixe
    if ( !isFixed ) {
       table.assign( held, given.get() );
    } else if ( !table.equal( held, given.get() ) ) {
-      faults_.unexpected( at, "\"" + table.inspectEncodeToString( held ) +
-                                 "\", which it is called here, or nothing" );
+      faults_.unexpected( at,
+                          "\"" + table.encode( held ) + "\", which it is called here, or nothing" );
    }
 }
 

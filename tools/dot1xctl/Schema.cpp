@@ -90,7 +90,7 @@ std::string defaultOf( std::string const& typeName ) {
    Varek::Inspect::AtomicFnTable const& table = *Qel::typeRecord( *type ).functions;
    std::vector<std::max_align_t> room( table.size / sizeof( std::max_align_t ) + 1 );
    table.inspectConstruct( room.data(), nullptr );
-   std::string text = table.inspectEncodeToString( room.data() );
+   std::string text = table.encode( room.data() );
    table.inspectDestroy( room.data() );
    return text;
 }

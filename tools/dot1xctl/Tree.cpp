@@ -165,7 +165,7 @@ Part valuePart( AtomicFnTable const& table, void const* value ) {
       result.form = Part::Form::fields;
       result.parts = attributeParts( Qel::typeRecord( *type ), value );
    } else if ( table.inspectEncodeToString != nullptr ) {
-      result.text = table.inspectEncodeToString( value );
+      result.text = table.encode( value );
       if ( result.text == Qel::absentWord && isOptional( table ) ) {
          result.text.clear(); // nothing
       } else {
