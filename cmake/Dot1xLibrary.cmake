@@ -2,8 +2,6 @@
 
 add_library( dot1x_build_options INTERFACE )
 target_compile_options( dot1x_build_options INTERFACE
-   # What a failed assertion prints is the same wherever it was built.
-   -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=
    -Wall -Wextra -Wpedantic -Wconversion -Wshadow
    $<$<BOOL:${DOT1X_WERROR}>:-Werror>
    # Failed assertions name files of the source tree, wherever that is.

@@ -102,7 +102,7 @@ TEST( RbTreeMapDeathTest, TakesNoKeyTwice ) {
    map.memberNewChild( newNode( 1 ) );
    EXPECT_DEATH( map.memberNewChild( newNode( 1 ) ),
                  lastWords( "platform/Qel/RbTreeMap.h:[0-9]+: assertion failed: "
-                            "!tree_.contains\( key \), where key = 1" ) );
+                            "!tree_.contains\\( key \\), where key = 1" ) );
 }
 
 } // namespace
