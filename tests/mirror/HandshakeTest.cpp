@@ -3,9 +3,12 @@
 #include <functional>
 #include <optional>
 #include <thread>
+#include <utility>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include "mirror/Link.h"
@@ -24,6 +27,9 @@ using namespace std::chrono_literals;
 using Qel::NboAttrLog::FrameKind;
 
 namespace {
+
+/// What others do just before the next file is locked that has been opened for it.
+std::function<void()> beforeLock;
 
 Description::Type& typeNamed( Description& all, std::string const& name ) {
    for ( auto& module : all.modules )
@@ -325,12 +331,13 @@ TEST_F( Sockets, OfThoseThatBeginAtOnceOneListens ) {
    std::atomic<unsigned> listening = 0, rounds = 0, most = 0;
    auto const begin = [&]( unsigned sleep ) {
       std::string const stale = path + std::to_string( sleep );
-      for ( unsigned i = 0; i < 500; ++i )
+      for ( unsigned i = 0; i < 2000; ++i )
          try {
             auto const listener = Mirror::Listener::listenUnix( path );
             most = std::max( most.load(), ++listening );
             EXPECT_GE( Mirror::connectUnix( path ).get(), 0 );
-            ::usleep( i % sleep );
+            if ( i % sleep == 0 )
+               ::usleep( sleep );
             if ( i % 4 == 0 )
                ::link( path.c_str(), stale.c_str() );
             --listening;
@@ -346,6 +353,14 @@ TEST_F( Sockets, OfThoseThatBeginAtOnceOneListens ) {
    EXPECT_EQ( most, 1U );
    EXPECT_GE( rounds, 50U );
    EXPECT_NE( ::access( ( path + ".lock" ).c_str(), F_OK ), 0 );
+}
+
+TEST_F( Sockets, ALockOfAFileThatIsGoneIsNone ) {
+   std::optional<Mirror::Listener> before = Mirror::Listener::listenUnix( path );
+   beforeLock = [&] { before.reset(); };
+   auto const listener = Mirror::Listener::listenUnix( path );
+   EXPECT_FALSE( before );
+   EXPECT_EQ( ::access( ( path + ".lock" ).c_str(), F_OK ), 0 );
 }
 
 TEST_F( Sockets, ManyWaitToBeLetIn ) {
@@ -389,3 +404,10 @@ TEST_F( Sockets, WhoListensIsBelievedIfItIsWhoItShouldBe ) {
 }
 
 } // namespace
+
+// In place of the C library's.
+extern "C" int flock( int fd, int operation ) noexcept {
+   if ( beforeLock )
+      std::exchange( beforeLock, nullptr )();
+   return static_cast<int>( ::syscall( SYS_flock, fd, operation ) );
+}

@@ -103,7 +103,29 @@ TEST_F( Limits, HellosAndUnfinishedFramesLeaveLittle ) {
    ASSERT_GT( most.size(), options.maxHello - 12000 );
    ASSERT_LT( most.size(), options.maxHello - 10 );
    std::size_t const usual = eachCosts( {}, 0 );
+   EXPECT_LT( usual, Mirror::Chunk::usualSize + 16 * 1024 );
+   EXPECT_LT( eachCosts( most, 0 ), usual + 16 * 1024 );
    EXPECT_LT( eachCosts( most, options.maxFollowerFrame ), usual + 16 * 1024 );
+}
+
+// To one that does not listen to why it is refused.
+TEST_F( Limits, WhatComesAfterARefusalIsNotKept ) {
+   auto& connection = peerIs();
+   int const least = 1;
+   ::setsockopt( connection.fd(), SOL_SOCKET, SO_SNDBUF, &least, sizeof least );
+   write( FrameKind::keepAlive, 20'000 );
+   write( FrameKind::keepAlive, 20'000 );
+   say( connection );
+   std::size_t const before = allocated();
+   for ( unsigned i = 0; i < 100; ++i ) {
+      write( FrameKind::keepAlive, 20'000 );
+      say( connection );
+   }
+   EXPECT_FALSE( connection.closed() );
+   EXPECT_LT( allocated(), before + 16 * 1024 );
+   leader->tick( now );
+   leader->tick( now + 10s );
+   EXPECT_EQ( connection.reason(), "the first frame is no hello of this protocol" );
 }
 
 TEST_F( Limits, OneIdentityDoesNotTakeAllPlaces ) {

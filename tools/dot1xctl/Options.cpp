@@ -62,7 +62,7 @@ CLI::Option* peerUserOption( CLI::App& command, std::vector<uid_t>& to ) {
                to.push_back( *userOf( name ) );
             }
          },
-         "Also believe this user, by name or number, who listens at a unix: address" )
+         "Also believe this user at a unix: address" )
       ->type_name( "USER" )
       ->expected( 1 )
       ->take_all()
