@@ -12,7 +12,9 @@
 /// change, go and come again.
 class RandomChange {
 public:
-   explicit RandomChange( std::uint32_t seed ) : engine_( seed ) {}
+   /// \p avoided is a text that no value is to have in its form.
+   explicit RandomChange( std::uint32_t seed, std::string const& avoided = "-0" )
+      : avoided_( avoided ), engine_( seed ) {}
 
    std::uint32_t below( std::size_t end ) {
       return static_cast<std::uint32_t>( engine_() % static_cast<std::uint32_t>( end ) );
@@ -96,14 +98,19 @@ private:
          fill( key, below( 5 ) );
    }
    /// The same for the same \p seed. Equal values print alike.
-   static void fill( AnyValue const& value, std::uint32_t seed ) {
+   void fill( AnyValue const& value, std::uint32_t seed ) const {
       RandomValues values( seed + 1 );
       do
          values.fill( value );
-      while ( value.form().find( "-0" ) != std::string::npos );
+      while ( contains( value, "-0" ) || contains( value, avoided_ ) );
       if ( value.type().typeName == "Varek::String" && seed % 3 == 2 )
          *static_cast<Varek::String*>( value.data() ) += Varek::String( seed % 300, 'x' );
    }
 
+   static bool contains( AnyValue const& value, std::string const& text ) {
+      return value.form().find( text ) != std::string::npos;
+   }
+
+   std::string avoided_;
    std::minstd_rand engine_;
 };
