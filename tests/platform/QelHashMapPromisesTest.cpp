@@ -138,16 +138,22 @@ TEST( HashMapPromises, ACopyThatFailsHalfwayLeavesNothingBehind ) {
 
 TEST( HashMapPromises, ARangeForMayEraseTheElementThatItStandsOn ) {
    for ( std::uint32_t size = 1; size <= 60; ++size )
-      for ( std::uint32_t const nth : { 1U, 2U } ) {
-         Map map;
+      for ( std::uint32_t const kept : { 1U, size / 2 + 1, size } ) {
+         Map map, other;
          fill( map, size );
+         for ( std::uint32_t at = map.nextTaken( 0 ); map.size() > kept; )
+            if ( at = map.nextTaken( at + 1 ); at != Map::none )
+               map.deleteMemberG( std::uint32_t{ map.at( at ).key } );
+            else
+               at = map.nextTaken( 0 );
          std::uint32_t visited = 0;
-         for ( Element const& element : map )
-            if ( ++visited % nth == 0 ) {
-               ASSERT_TRUE( map.deleteMemberG( std::uint32_t{ element.key } ) );
-            }
-         EXPECT_EQ( visited, size );
-         EXPECT_EQ( map.size(), size - size / nth );
+         for ( Element const& element : map ) {
+            ++visited;
+            ASSERT_TRUE( map.deleteMemberG( std::uint32_t{ element.key } ) );
+            if ( map.empty() )
+               fill( other, size ); // into the memory that was given back
+         }
+         EXPECT_EQ( visited, kept );
       }
 }
 
