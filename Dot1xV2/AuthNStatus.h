@@ -93,7 +93,7 @@ class VAREK_EXPORT AuthNSupplicantStatus final : public Qel::EntityOf<AuthNSuppl
    /// no reading. A mirror may be without for a moment, since the phase comes before the record.
    QEL_DERIVED( 273, AuthNMethod, currentAuthNMethod, hasCurrentPhaseStatus )
    AuthNMethod currentAuthNMethod() const;
-   /// Whether the phase that it is in has a record, or needs none.
+   // Whether the phase that it is in has a record, or needs none.
    bool hasCurrentPhaseStatus() const;
    /// The last phase that has begun and has not failed; authNZInit if there is none.
    QEL_DERIVED( 274, AuthNZPhaseType, activePhaseType )

@@ -40,8 +40,13 @@ class Tree final : public Qel::EntityOf<Tree> {
    QEL_CHILD( 263, Leaf, only )
    QEL_ARRAY( 264, std::uint32_t, 3, slot )
    QEL_MAP( 265, Varek::String, std::uint32_t, level, 0x4F1BBCDC )
-   QEL_DERIVED( 266, std::uint32_t, sum )
-   std::uint32_t sum() const { return 4711; }
+   // Ends the process, as one would of a tree of which a part is still to come: nobody may ask.
+   QEL_DERIVED( 266, std::uint32_t, sum, isWhole )
+   bool isWhole() const { return false; }
+   std::uint32_t sum() const {
+      VAREK_ASSERT( isWhole() );
+      return 4711;
+   }
 };
 
 QEL_MODULE( "TreeTypes", treeModule, Zone, Leaf, Tree );
