@@ -258,7 +258,8 @@ struct KeyedLog {
    // Out
 
    /// Everything between the markers: first by position for as long as no element moves, then what
-   /// changed meanwhile, so that the end marker removes nothing that is there.
+   /// changed meanwhile, so that the end marker removes nothing that is there. What is said needs no
+   /// mark any more, which would say also that the other end does not hold it.
    static bool walk( EntityQelNboAttrLogSa const& sa, Bookmark<Map>& at,
                      DirtyKeys<Key>* dirty ) {
       at.settle( map( sa ), dirty );
@@ -274,15 +275,20 @@ struct KeyedLog {
                   at.position = all.positionOf( *element );
                   return false;
                }
+               if ( dirty )
+                  dirty->erase( typename Map::KeyOf{}( *element ) );
             }
             at.walking = false;
             if ( dirty )
                at.leaveDirty( *dirty );
          }
       }
-      for ( ; !at.left.empty(); at.left.pop_back(), ++at.sent )
+      for ( ; !at.left.empty(); at.left.pop_back(), ++at.sent ) {
          if ( !writeKey( sa, at.left.back().key, at.left.back().sent ) )
             return false;
+         if ( dirty && map( sa ).lookupNodeG( at.left.back().key ) )
+            dirty->erase( at.left.back().key );
+      }
       return true;
    }
    /// The begin marker, after word that one before it has no end.

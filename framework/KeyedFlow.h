@@ -30,6 +30,8 @@ public:
          new_.findOrNewMemberG( key, key );
    }
    void erase( Key const& key ) {
+      if ( all_.empty() )
+         return;
       erase( new_, key );
       erase( all_, key );
    }

@@ -1,6 +1,7 @@
 #include "mirror/Group.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "mirror/LeaderConnection.h"
 
@@ -82,14 +83,24 @@ void Group::encode( EntityQelNboAttrLogSa const& sa, Varek::FieldId id, void con
 }
 
 bool Group::announce( Parent const& parent, Qel::Entity& child, Varek::String const* rootName ) {
+   // Members may end while something is said, the last of them too: then there is nobody to say it
+   // to, and nothing to be noted.
+   if ( bits_ == 0 )
+      return true;
    Announced* const known = announcements_.findOrNew( child, parent.entity );
    // Without a number all connections end soon; the caller goes on as if it were said.
    if ( !known || ( known->to & bits_ ) == bits_ )
       return true;
-   if ( !writeAnnouncement( *this, parent, *known, rootName ) )
-      return false;
-   known->to |= bits_;
-   contents( *known );
+   // Noted first, so that the entry stays when a member ends meanwhile.
+   Connections const before = std::exchange( known->to, known->to | bits_ );
+   Announced const one = *known; // which goes with the last member
+   if ( !writeAnnouncement( *this, parent, one, rootName ) ) {
+      if ( bits_ != 0 )
+         known->to &= before;
+      return bits_ == 0;
+   }
+   if ( bits_ != 0 )
+      contents( one );
    return true;
 }
 

@@ -132,6 +132,50 @@ TEST( Failure, EachAllocationInTurn ) {
    EXPECT_GT( ended, tried / 2 ) << "of " << tried;
 }
 
+// What is said is more than a chunk holds, so it is passed on while entities are being made known.
+TEST( Failure, EachAllocationWhileALargeRootIsSaid ) {
+   for ( unsigned const kind : { 0U, 1U, 2U, 3U } )
+      for ( std::uint64_t at = 1;; ++at ) {
+         SCOPED_TRACE( "kind " + std::to_string( kind ) + ", allocation " + std::to_string( at ) );
+         unsigned const others = kind / 2;
+         // Where most of the bytes are.
+         Varek::String const ofRack( kind % 2 ? 300 : 0, 'x' ), ofSensor( kind % 2 ? 0 : 300, 'x' );
+         auto const plant = Plant::PlantIs();
+         for ( std::uint32_t i = 0; i < 400; ++i )
+            plant->rackIs( std::to_string( i ) + ofRack )->sensorIs( i )->labelIs( ofSensor );
+         Leader leader;
+         std::list<Follower> followers( 1 + others );
+         std::list<Link> links;
+         for ( Follower& one : followers )
+            links.emplace_back( leader, one ).pump();
+         memory.count = 0;
+         memory.forGood = false;
+         memory.failAt = at;
+         memory.armed = true;
+         try {
+            leader.rootIs( "plant", plant );
+         } catch ( std::bad_alloc const& ) {
+         }
+         memory.armed = false;
+         bool const all = memory.count < at;
+         leader.rootIs( "plant", plant );
+         for ( Link& one : links ) {
+            one.pump();
+            if ( one.follower.closed() ) {
+               EXPECT_NE( one.connection->reason(), "" );
+               leader.connectionDel( *one.connection );
+               one.connect();
+               one.pump();
+            }
+            ASSERT_TRUE( one.follower.root( "plant" ) );
+            ASSERT_EQ( Trees::difference( *plant, *one.follower.root( "plant" ) ), "" );
+         }
+         EXPECT_EQ( leader.stats().announced, 801U );
+         if ( all )
+            break;
+      }
+}
+
 TEST( Failure, AValueThatNoFrameHoldsEndsTheConnectionsThatItConcerns ) {
    constexpr std::size_t large = 17 * 1024 * 1024;
    std::string const reason = "TestModule::Sensor, field 260 (label) takes " +
