@@ -17,6 +17,8 @@ FlowOut::FlowOut( TypeRecord const& type, bool dirty, Varek::FieldId from ) {
          unsynced_ |= bit( i );
 }
 
+FlowOut::~FlowOut() = default;
+
 bool FlowOut::hasDirtyCollKeys() const {
    for ( auto const& one : keyed_ )
       if ( one && one->dirtyKeys() != 0 )
@@ -83,8 +85,7 @@ void writeOrMarkSingle( EntityQelNboAttrLogSa const& sa, AttributeLog const& log
 /// Begins the full sync of a collection anew if going on with it would cost more.
 void abandonOutgrown( EntityQelNboAttrLogSa const& sa, FlowOut& flowOut, unsigned index ) {
    NboAttrLog::KeyedFlow const* const keyed = flowOut.keyed( index );
-   if ( !keyed->bookmark() ||
-        !keyed->outgrown( sa.type().attributes[index].size( &sa.entity() ) ) )
+   if ( !keyed->bookmark() || !keyed->outgrown( sa.type().attributes[index].size( &sa.entity() ) ) )
       return;
    freeResyncState( flowOut );
    flowOut.keyedDel( index );
@@ -116,7 +117,7 @@ bool flush( EntityQelNboAttrLogSa const& sa, AttributeLog const& log, unsigned i
    if ( flowOut.hasSynced( index ) && !flowOut.dirty( index ) )
       return true;
    if ( log.flush ) {
-      // A flow-out holds one bookmark; whoever jumps ahead of it gives it up.
+      // An earlier one comes first now.
       if ( flowOut.resync() != index )
          freeResyncState( flowOut );
       return log.flush( sa, flowOut, index );
@@ -175,6 +176,9 @@ int handleAttrFlowOut( EntityQelNboAttrLogSa const& sa, Varek::FieldId from, Flo
    unsigned index = 0;
    if ( from != Varek::FieldId( 0 ) && !logOf( type, from, index ) )
       return -1;
+   // A flow-out holds one bookmark; whoever jumps ahead of it gives it up.
+   if ( flowOut.bookmark() && flowOut.resync() < index )
+      freeResyncState( flowOut );
    for ( ; index < type.attributes.size(); ++index ) {
       AttributeLog const* const log = type.wire[index].log;
       if ( log && !naming( sa, index, [&] { return flush( sa, *log, index, flowOut ); } ) )

@@ -85,7 +85,7 @@ public:
    FlowOut( TypeRecord const& type, bool dirty, Varek::FieldId from = 0 );
    FlowOut( FlowOut&& ) noexcept = default;
    FlowOut& operator=( FlowOut&& ) noexcept = default;
-   ~FlowOut() = default;
+   virtual ~FlowOut();
    /// The same, for another stream that has been told the same.
    FlowOut clone() const;
 

@@ -258,10 +258,9 @@ struct KeyedLog {
    // Out
 
    /// Everything between the markers: first by position for as long as no element moves, then what
-   /// changed meanwhile, so that the end marker removes nothing that is there. What is said needs no
-   /// mark any more, which would say also that the other end does not hold it.
-   static bool walk( EntityQelNboAttrLogSa const& sa, Bookmark<Map>& at,
-                     DirtyKeys<Key>* dirty ) {
+   /// changed meanwhile, so that the end marker removes nothing that is there. What is said needs
+   /// no mark any more, which would say also that the other end does not hold it.
+   static bool walk( EntityQelNboAttrLogSa const& sa, Bookmark<Map>& at, DirtyKeys<Key>* dirty ) {
       at.settle( map( sa ), dirty );
       if constexpr ( Bookmark<Map>::byPosition ) {
          if ( at.walking ) {
@@ -452,8 +451,8 @@ struct KeyedLog {
    }
 
    static constexpr AttributeLog log() {
-      AttributeLog made{ Element::form, write, apply, remove, flush, newKeyedFlow, transaction,
-                         active };
+      AttributeLog made{ Element::form, write,        apply,       remove,
+                         flush,         newKeyedFlow, transaction, active };
       if constexpr ( holdsChildren ) {
          made.child = child;
          made.visit = visit;

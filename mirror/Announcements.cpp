@@ -13,6 +13,7 @@ Announcements::Announcements() { describe(); }
 Announcements::~Announcements() = default;
 
 void Announcements::describe() {
+   table_.clear(); // whose entries refer to the types
    description_ = Description::ofThisProcess();
    types_.clear();
    recent_ = {};

@@ -63,7 +63,8 @@ public:
    /// \p parent is null for a root. Null when there is no handle or no type number left for it:
    /// then needsRestart().
    Announced* findOrNew( Qel::Entity&, Qel::Entity const* parent );
-   /// The entries of \p entity and of all below it end; \p f is called with each. Allocates nothing.
+   /// The entries of \p entity and of all below it end; \p f is called with each. Allocates
+   /// nothing.
    template<class F>
    void forget( Qel::Entity const& entity, F f ) {
       if ( std::uint32_t const place = table_.placeOf( entity ) )

@@ -309,7 +309,9 @@ Endpoint::Due Endpoint::tick( Clock::time_point now ) {
       return Due::nothing;
    if ( !phaseSince_ )
       phaseSince_ = now;
-   tickedAt_ = now;
+   // Time in which this process was stopped is not the peer's.
+   if ( now - std::exchange( tickedAt_, now ) > stallTime() / 2 )
+      fullSince_.reset();
    if ( std::exchange( heard_, false ) )
       heardAt_ = now;
    if ( std::exchange( spoke_, false ) )
@@ -325,7 +327,7 @@ Endpoint::Due Endpoint::tick( Clock::time_point now ) {
       close( "nothing came for " + secondsText( now - heardAt_ ) );
       return Due::nothing;
    }
-   // This process may have been the one that was stopped.
+   // A socket that nobody has tried of late may take something.
    if ( stalled( now ) )
       flush();
    if ( stalled( now ) ) {

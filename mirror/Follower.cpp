@@ -153,12 +153,12 @@ void Follower::forget( std::uint32_t handle ) {
    known_.takeTree( place, [this]( Known const& one ) {
       places_.placeDel( one.handle );
       if ( !transactions_.empty() ) [[unlikely]]
-         transactionsCancel( one.entity.get() );
+         transactionsCancelOf( *one.entity, *one.type );
    } );
 }
 
 void Follower::forgetAll() {
-   transactionsCancel( nullptr );
+   transactionsCancel();
    last_ = nullptr;
    known_.clear();
    places_.clear();
@@ -260,9 +260,7 @@ void Follower::transaction( Frame const& one, Known const& known ) {
    in.expectEnd();
    // Taken off first: what is removed at the end is told to observers, who may throw.
    Varek::Ptr<Qel::Entity> const keepAlive( known.entity );
-   std::erase_if( transactions_, [&]( Transaction const& open ) {
-      return open.entity == known.entity && open.field == one.head.field;
-   } );
+   transactions_.deleteMemberG( { known.entity.get(), one.head.field } );
    if ( one.head.kind == FrameKind::transactionCancel )
       attrTransactionCancel( sa, one.head.field );
    else if ( !doHandleAttrTransaction( sa, one.head.field, 2 ) )
@@ -274,23 +272,28 @@ void Follower::transactionBegin( EntityQelNboAttrLogSa const& sa, Frame const& o
    in.expectEnd();
    if ( attrTransactionActive( sa, one.head.field ) ) [[unlikely]]
       in.fail( "its elements are under way already" );
-   transactions_.reserve( transactions_.size() + 1 );
    if ( doHandleAttrTransaction( sa, one.head.field, 0, expected ) )
-      transactions_.push_back( { Varek::Ptr<Qel::Entity>( &sa.entity() ), one.head.field } );
+      transactions_.newMemberG(
+         Transaction{ Varek::Ptr<Qel::Entity>( &sa.entity() ), one.head.field } );
    else
       ++skipped_;
 }
 
-/// Nothing is removed where the end will not come. For all entities if \p of is null.
-void Follower::transactionsCancel( Qel::Entity const* of ) {
-   for ( std::size_t i = transactions_.size(); i-- > 0; ) {
-      Transaction const open = transactions_[i];
-      if ( of && open.entity.get() != of )
-         continue;
-      attrTransactionCancel(
-         mirrored( *open.entity, Qel::typeRecord( *open.entity ), *this ), open.field );
-      transactions_.erase( transactions_.begin() + static_cast<std::ptrdiff_t>( i ) );
-   }
+// Where the end will not come nothing is removed.
+
+void Follower::transactionCancel( Transaction const& one ) {
+   attrTransactionCancel( mirrored( *one.entity, Qel::typeRecord( *one.entity ), *this ),
+                          one.field );
+}
+void Follower::transactionsCancel() {
+   auto const all = std::exchange( transactions_, {} );
+   for ( Transaction const& one : all )
+      transactionCancel( one );
+}
+void Follower::transactionsCancelOf( Qel::Entity& entity, Qel::TypeRecord const& type ) {
+   for ( Qel::AttributeRecord const& attribute : type.attributes )
+      if ( auto const open = transactions_.deleteMemberG( { &entity, attribute.id } ) )
+         transactionCancel( *open );
 }
 
 /// Elements come after the marker; those of a marker before are in bytes that have been counted on.

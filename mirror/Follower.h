@@ -7,7 +7,9 @@
 #include <vector>
 
 #include "Qel/Entity.h"
+#include "Qel/HashMap2018.h"
 #include "Varek/Export.h"
+#include "Varek/Hash.h"
 #include "Varek/String.h"
 #include "framework/AttrLog.h"
 #include "mirror/Endpoint.h"
@@ -40,7 +42,9 @@ public:
    /// under \p name, and a read-only proxy at once. If what is published has another type or other
    /// constructor parameters, it is replaced.
    /// To be called before the leader announces \p name: once it has, on the connection that
-   /// connectedIs() gave last, this ends the process, until the leader withdraws it.
+   /// connectedIs() gave last, this ends the process, until the leader withdraws it. Throws
+   /// Varek::RangeError, with nothing changed, if \p root is part of a mirror already: a tree has
+   /// one.
    void rootIs( Varek::String const& name, Varek::Ptr<Qel::Entity> root );
    /// Null if nothing is held under \p name.
    Varek::Ptr<Qel::Entity> root( Varek::String const& name ) const;
@@ -114,6 +118,24 @@ private:
       }
    };
 
+   /// A full sync of a collection that has begun and not ended.
+   struct Transaction {
+      Varek::Ptr<Qel::Entity> entity;
+      Varek::FieldId field;
+   };
+   struct TransactionKey {
+      struct Key {
+         Qel::Entity const* entity;
+         Varek::FieldId field;
+         bool operator==( Key const& ) const = default;
+         std::uint32_t hash( std::uint32_t seed ) const {
+            return Varek::hashWord( reinterpret_cast<std::uintptr_t>( entity ),
+                                    seed ^ field.value() );
+         }
+      };
+      Key operator()( Transaction const& one ) const { return { one.entity.get(), one.field }; }
+   };
+
    void entityRemoved( Qel::Entity& ) override;
 
    void frame( Frame const& );
@@ -121,7 +143,9 @@ private:
    void attribute( Frame const&, Known const& );
    void transaction( Frame const&, Known const& );
    void transactionBegin( Qel::EntityQelNboAttrLogSa const&, Frame const&, Qel::NboAttrLog::In& );
-   void transactionsCancel( Qel::Entity const* of );
+   void transactionCancel( Transaction const& );
+   void transactionsCancel();
+   void transactionsCancelOf( Qel::Entity&, Qel::TypeRecord const& );
    std::uint32_t expectedElements( Qel::NboAttrLog::In&, Frame const& begin );
    void announce( Frame const&, Known const& parent );
    void notKnown( Frame const& );
@@ -152,12 +176,7 @@ private:
    HandleMap places_;         // of the above, by handle
    Known* last_ = nullptr;    // mostly the next message is of the same entity
    std::uint32_t newest_ = 0; // handle that has been announced
-   /// A full sync of a collection that has begun and not ended.
-   struct Transaction {
-      Varek::Ptr<Qel::Entity> entity;
-      Varek::FieldId field;
-   };
-   std::vector<Transaction> transactions_;
+   Qel::HashMap2018<Transaction, TransactionKey, 0x3A94E6C1> transactions_; // none at most times
    std::exception_ptr observersFault_;
    std::uint64_t skipped_ = 0;
    std::uint64_t unknownTypes_ = 0;

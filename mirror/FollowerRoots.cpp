@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "Varek/Failures.h"
 #include "framework/AttrLog.h"
 #include "mirror/Follower.h"
 #include "mirror/Text.h"
@@ -23,6 +24,11 @@ void Follower::tell( Call const& call, Arguments&&... arguments ) {
 }
 
 void Follower::rootIs( Varek::String const& name, Varek::Ptr<Qel::Entity> root ) {
+   auto const before = roots_.find( name );
+   bool const same = before != roots_.end() && before->second.entity == root;
+   if ( root->readOnlyProxy() && !same )
+      throw Varek::RangeError( "a tree mirrors one other; what is to be the mirror of root \"" +
+                               name + "\" is one already, or part of one" );
    Root& held = roots_[name];
    VAREK_ASSERT( !held.announced );
    held.readOnlyProxyIs( false );

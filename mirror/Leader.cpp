@@ -117,7 +117,9 @@ LeaderConnection& Leader::connectionIs( int fd, Varek::String const& peer,
       announcements_.describe();
    auto made = std::unique_ptr<LeaderConnection>( new LeaderConnection( *this, options_, bit ) );
    LeaderConnection& connection = *made;
-   connection.endpoint_.start( owned.release(), peer, announcements_.description() );
+   Varek::String name( peer );
+   Description ours( announcements_.description() );
+   connection.endpoint_.start( owned.release(), std::move( name ), std::move( ours ) );
    if ( !refusal.empty() )
       connection.endpoint_.refuse( refusal );
    else if ( refused )

@@ -33,16 +33,16 @@ inline constexpr Version currentVersion{};
 
 /// What a frame is. The numbers are on the wire.
 enum class FrameKind : std::uint8_t {
-   attribute = 0,        ///< A value, an element, or under the negative of an id a removed key.
-   transactionBegin = 1, ///< The elements of a collection follow, all of them.
-   transactionEnd = 2,   ///< That was the last of them.
-   announce = 3,         ///< A child entity and its constructor parameters.
-   root = 4,             ///< A named root entity and its constructor parameters.
-   rootGone = 5,         ///< A root is no longer published.
-   synced = 6,           ///< What was there when the stream began has been sent.
-   keepAlive = 7,        ///< Nothing happened.
-   hello = 8,            ///< Version and description, the first frame each way.
-   refused = 9,          ///< Why the stream ends.
+   attribute = 0,          ///< A value, an element, or under the negative of an id a removed key.
+   transactionBegin = 1,   ///< The elements of a collection follow, all of them.
+   transactionEnd = 2,     ///< That was the last of them.
+   announce = 3,           ///< A child entity and its constructor parameters.
+   root = 4,               ///< A named root entity and its constructor parameters.
+   rootGone = 5,           ///< A root is no longer published.
+   synced = 6,             ///< What was there when the stream began has been sent.
+   keepAlive = 7,          ///< Nothing happened.
+   hello = 8,              ///< Version and description, the first frame each way.
+   refused = 9,            ///< Why the stream ends.
    transactionCancel = 10, ///< The elements under way are given up; they are begun anew.
 };
 

@@ -38,7 +38,7 @@ TEST( AttrLog, AFlowOutHoldsOneBookmark ) {
    for ( auto const& frame : stream.frames() )
       kinds[frame.head.field.value()].push_back( frame.head.kind );
    using enum FrameKind;
-   std::vector<FrameKind> const anew{ transactionCancel, transactionBegin, attribute, attribute,
+   std::vector<FrameKind> const anew{ transactionCancel, transactionBegin, attribute,     attribute,
                                       attribute,         attribute,        transactionEnd };
    EXPECT_EQ( kinds[258], anew );
    EXPECT_EQ( kinds[260], anew ); // 258 was flushed before it, and took the bookmark

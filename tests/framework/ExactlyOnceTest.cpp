@@ -75,7 +75,8 @@ protected:
    template<class Mutate>
    void change( Qel::Entity& source, std::uint16_t id, Mutate mutate,
                 std::optional<std::uint32_t> old = {} ) {
-      auto const delivery = std::make_unique<Delivery>( Delivery{ &source, id, old, {}, {}, false } );
+      auto const delivery =
+         std::make_unique<Delivery>( Delivery{ &source, id, old, {}, {}, false } );
       for ( std::size_t i = 0; i < observers_.size(); ++i )
          if ( observers_[i].subscription && covers( observers_[i], &source ) )
             delivery->told[i] = 0;

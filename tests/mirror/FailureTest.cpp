@@ -59,12 +59,12 @@ public:
       memory.failAt = failAt;
       options_.outputLimit = 1500;
       // Before and after the leader in the order of those who are told.
-      auto const arms = yard_->subscribe( []( auto& ) { memory.armed = true; },
-                                          Varek::Scope::subtreeFirst );
+      auto const arms =
+         yard_->subscribe( []( auto& ) { memory.armed = true; }, Varek::Scope::subtreeFirst );
       Leader leader( options_ );
       leader.rootIs( "yard", yard_ );
-      auto const disarms = yard_->subscribe( []( auto& ) { memory.armed = false; },
-                                             Varek::Scope::subtreeFirst );
+      auto const disarms =
+         yard_->subscribe( []( auto& ) { memory.armed = false; }, Varek::Scope::subtreeFirst );
       std::list<Follower> followers( 4 );
       std::list<Link> links;
       for ( Follower& one : followers )

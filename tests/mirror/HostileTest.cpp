@@ -1,5 +1,7 @@
 // Bytes that no leader sends: every one closes the connection with a reason, or means something
 // else; none does harm.
+#include <chrono>
+
 #include <gtest/gtest.h>
 
 #include "mirror/Link.h"
@@ -423,6 +425,37 @@ TEST_F( Frames, RemovalsOfWhatHasChildrenOfUnknownTypesAreQuick ) {
    EXPECT_EQ( reasonFor(), "closed by the other side" );
    EXPECT_EQ( follower.stats().skipped, 1U );
    EXPECT_EQ( plant().rack( "a" )->sensor().size(), 0U );
+}
+
+/// Seconds in which a follower takes \p count begin markers and then as many end markers.
+double secondsOfMarkers( std::uint32_t count ) {
+   auto const plant = Plant::PlantIs();
+   auto const rack = plant->rackIs( "a" );
+   for ( std::uint32_t i = 0; i < count; ++i )
+      rack->sensorIs( i );
+   Leader leader;
+   leader.rootIs( "plant", plant );
+   Follower first, follower;
+   Link link( leader, first );
+   link.pump();
+   Qel::NboAttrLog::OutBuffer out;
+   for ( auto const kind : { Qel::NboAttrLog::FrameKind::transactionBegin,
+                             Qel::NboAttrLog::FrameKind::transactionEnd } )
+      for ( std::uint32_t i = 0; i < count; ++i ) {
+         out.outSmReserveMessage( kind, 3 + i, 261, 0 );
+         out.outSmCommitMessage();
+      }
+   auto const before = std::chrono::steady_clock::now();
+   feed( follower, { link.fromLeader, out.bytes() } );
+   EXPECT_EQ( follower.reason(), "closed by the other side" );
+   return std::chrono::duration<double>( std::chrono::steady_clock::now() - before ).count();
+}
+
+// What a peer sends takes time in proportion to its length.
+TEST( Hostile, OpenMarkersCostNoMoreThanTheirNumber ) {
+   double const few = secondsOfMarkers( 4000 ), many = secondsOfMarkers( 32000 );
+   // Eight times as many; searched for one after another it would be sixty-four.
+   EXPECT_LT( many, 32 * few ) << few << " and " << many << " s";
 }
 
 } // namespace

@@ -300,4 +300,27 @@ TEST_F( Limits, ReasonsHaveNothingThatATerminalObeys ) {
    EXPECT_EQ( refused.reason(), "refused by the other side: " + shown );
 }
 
+// The leader's process was stopped, or busy, not the follower's.
+TEST( StalledLeader, EndsNoFollowerForWhatItDidNotOffer ) {
+   auto const plant = Plant::PlantIs();
+   auto const sensor = plant->rackIs( "a" )->sensorIs( 1 );
+   Leader leader;
+   leader.rootIs( "plant", plant );
+   Follower follower;
+   Link link( leader, follower );
+   link.pump();
+   auto const now = Mirror::Clock::now();
+   leader.tick( now );
+   sensor->labelIs( Varek::String( 400'000, 'x' ) );
+   leader.tick( now + std::chrono::seconds( 1 ) );
+   follower.tick( now );
+   follower.tick( now + std::chrono::seconds( 11 ) );
+   link.followerTurn();
+   link.pass( link.toLeader, link.leaderEnd, ~std::size_t{ 0 } );
+   leader.tick( now + std::chrono::seconds( 62 ) );
+   EXPECT_EQ( link.connection->reason(), "" );
+   link.pump();
+   EXPECT_EQ( Trees::difference( *plant, *follower.root( "plant" ) ), "" );
+}
+
 } // namespace

@@ -206,6 +206,9 @@ TEST_F( Mirroring, AMirrorIsReadOnlyAsLongAsItIsOne ) {
    auto const sensor = plant->rackIs( "a" )->sensorIs( 1 );
    auto follows = std::make_unique<Follower>();
    follows->rootIs( "plant", mine );
+   // A tree mirrors one other.
+   EXPECT_THROW( Follower().rootIs( "other", mine ), Varek::RangeError );
+   EXPECT_THROW( follows->rootIs( "part", mine->rack( "own" ) ), Varek::RangeError );
    EXPECT_THROW( mine->alarmIs( Alarm::hot ), Refused );
    Link link( leader, *follows );
    link.pump();
