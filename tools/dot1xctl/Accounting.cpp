@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "Asked.h"
-#include "AttributeText.h"
+#include "Radius/ValueText.h"
 
 namespace Dot1xCtl {
 

@@ -4,12 +4,16 @@
 #include <cmath>
 #include <vector>
 
-#include "AttributeText.h"
 #include "Output.h"
+#include "Radius/ValueText.h"
 #include "Tree.h"
 #include "TreeJson.h"
+#include "Varek/Text.h"
 
 namespace Dot1xCtl {
+
+using Varek::escaped;
+using Varek::quoted;
 
 namespace {
 

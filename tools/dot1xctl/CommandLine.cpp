@@ -6,11 +6,13 @@
 #include <sstream>
 #include <string>
 
-#include "AttributeText.h"
+#include "Varek/Text.h"
 
 #include "Commands.h"
 
 namespace Dot1xCtl {
+
+using Varek::printableLines;
 
 namespace {
 
@@ -68,7 +70,7 @@ Action actionOf( int argc, char** argv ) {
       std::ostringstream out, fault;
       int const exitCode = app->exit( error, out, fault ) == 0 ? 0 : wrongUsage;
       std::cout << out.str();
-      std::cerr << printable( fault.str() );
+      std::cerr << printableLines( fault.str() );
       action = [exitCode] { return exitCode; };
    }
    return action;

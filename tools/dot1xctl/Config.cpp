@@ -6,14 +6,16 @@
 #include <fstream>
 #include <iostream>
 
-#include "AttributeText.h"
 #include "ConfigValue.h"
 #include "EntityReader.h"
 #include "Varek/Failures.h"
+#include "Varek/Text.h"
 #include "framework/Assign.h"
 #include "framework/ValueTable.h"
 
 namespace Dot1xCtl {
+
+using Varek::escaped;
 
 namespace {
 

@@ -4,14 +4,17 @@
 #include <memory>
 #include <string>
 
-#include "AttributeText.h"
 #include "Config.h"
 #include "ConfigOutput.h"
 #include "MbaName.h"
 #include "Options.h"
 #include "Varek/Failures.h"
+#include "Varek/Text.h"
 
 namespace Dot1xCtl {
+
+using Varek::counted;
+using Varek::escaped;
 
 namespace {
 

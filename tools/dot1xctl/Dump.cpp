@@ -16,14 +16,18 @@
 #include <unistd.h>
 #include <zlib.h>
 
-#include "AttributeText.h"
 #include "Follow.h"
 #include "Replacement.h"
 #include "Varek/Failures.h"
+#include "Varek/Text.h"
 #include "mirror/Leader.h"
 #include "mirror/Socket.h"
 
 namespace Dot1xCtl {
+
+using Varek::counted;
+using Varek::escaped;
+using Varek::quoted;
 
 namespace {
 

@@ -10,7 +10,6 @@
 
 #include <unistd.h>
 
-#include "AttributeText.h"
 #include "Dump.h"
 #include "Follow.h"
 #include "Options.h"
@@ -18,8 +17,11 @@
 #include "TreeJson.h"
 #include "TreeText.h"
 #include "Varek/Failures.h"
+#include "Varek/Text.h"
 
 namespace Dot1xCtl {
+
+using Varek::printableLines;
 
 namespace {
 
@@ -175,7 +177,7 @@ int diff( DumpGiven const& given ) {
    try {
       return compare( given );
    } catch ( std::exception const& error ) {
-      std::cerr << "dot1xctl: " << printable( error.what() ) << '\n';
+      std::cerr << "dot1xctl: " << printableLines( error.what() ) << '\n';
       return trouble;
    }
 }

@@ -5,9 +5,12 @@
 #include <ostream>
 #include <utility>
 
-#include "AttributeText.h"
+#include "Varek/Text.h"
 
 namespace Dot1xCtl {
+
+using Varek::counted;
+using Varek::escaped;
 
 namespace {
 

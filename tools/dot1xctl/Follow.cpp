@@ -7,22 +7,25 @@
 #include <map>
 #include <string>
 
-#include "AttributeText.h"
 #include "FollowerLoop.h"
 #include "Output.h"
 #include "Tree.h"
 #include "TreeJson.h"
 #include "TreeText.h"
 #include "Varek/Failures.h"
+#include "Varek/Text.h"
 
 namespace Dot1xCtl {
+
+using Varek::counted;
+using Varek::printableLines;
 
 namespace {
 
 using Pause = FollowerLoop::Pause;
 
 void tell( std::string const& what ) {
-   std::cerr << "dot1xctl: " << printable( what ) << std::endl;
+   std::cerr << "dot1xctl: " << printableLines( what ) << std::endl;
 }
 
 void tellUnknown( Address const& address, Mirror::Follower const& follower ) {

@@ -8,10 +8,13 @@
 
 #include <nlohmann/json.hpp>
 
-#include "AttributeText.h"
 #include "Faults.h"
+#include "Varek/Text.h"
 
 namespace Dot1xCtl {
+
+using Varek::escaped;
+using Varek::quoted;
 
 namespace {
 

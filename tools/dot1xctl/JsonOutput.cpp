@@ -5,8 +5,8 @@
 
 #include <nlohmann/json.hpp>
 
-#include "AttributeText.h"
 #include "Output.h"
+#include "Radius/ValueText.h"
 #include "TreeJson.h"
 
 namespace Dot1xCtl {

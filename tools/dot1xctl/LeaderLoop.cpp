@@ -6,9 +6,11 @@
 #include <optional>
 #include <utility>
 
-#include "AttributeText.h"
+#include "Varek/Text.h"
 
 namespace Dot1xCtl {
+
+using Varek::printableLines;
 
 LeaderLoop::LeaderLoop( Address const& address )
    : address_( address ), listener_( listenAt( address_ ) ) {
@@ -75,7 +77,7 @@ void LeaderLoop::accept() {
       }
    } catch ( Mirror::SocketError const& error ) {
       // Out of descriptors, say: those who wait would wake the loop again and again.
-      std::cerr << "dot1xctl: " << printable( error.what() ) << "; trying again in a second\n";
+      std::cerr << "dot1xctl: " << printableLines( error.what() ) << "; trying again in a second\n";
       pausing_ = true;
       awaitDeadline( pause_, Mirror::Clock::now() + std::chrono::seconds( 1 ),
                      [this] { drive( [this] { pausing_ = false; } ); } );

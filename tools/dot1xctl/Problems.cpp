@@ -2,9 +2,11 @@
 
 #include <ostream>
 
-#include "AttributeText.h"
+#include "Varek/Text.h"
 
 namespace Dot1xCtl {
+
+using Varek::escaped;
 
 namespace {
 

@@ -5,10 +5,12 @@
 #include <variant>
 #include <vector>
 
-#include "AttributeText.h"
 #include "Varek/Failures.h"
+#include "Varek/Text.h"
 
 namespace Dot1xCtl {
+
+using Varek::counted;
 
 namespace {
 

@@ -11,11 +11,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "AttributeText.h"
 #include "Varek/Failures.h"
+#include "Varek/Text.h"
 #include "mirror/Socket.h"
 
 namespace Dot1xCtl {
+
+using Varek::escaped;
 
 namespace fs = std::filesystem;
 

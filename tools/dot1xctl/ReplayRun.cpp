@@ -5,7 +5,6 @@
 
 #include <unistd.h>
 
-#include "AttributeText.h"
 #include "Config.h"
 #include "Dump.h"
 #include "Follow.h"
@@ -16,8 +15,12 @@
 #include "Replay.h"
 #include "ShowState.h"
 #include "Varek/Failures.h"
+#include "Varek/Text.h"
 
 namespace Dot1xCtl {
+
+using Varek::escaped;
+using Varek::printableLines;
 
 namespace {
 
@@ -178,7 +181,8 @@ private:
       for ( auto const& [name, root] : roots_ ) {
          loop_->leader().rootIs( name, root );
       }
-      std::cerr << "listening on " << printable( stringValue( loop_->address() ) ) << std::endl;
+      std::cerr << "listening on " << printableLines( stringValue( loop_->address() ) )
+                << std::endl;
       loop_->run();
    }
 

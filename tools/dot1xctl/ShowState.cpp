@@ -5,7 +5,6 @@
 #include <utility>
 #include <vector>
 
-#include "AttributeText.h"
 #include "ConfigOutput.h"
 #include "Derivation.h"
 #include "Faults.h"
@@ -13,8 +12,11 @@
 #include "TreeJson.h"
 #include "TreeText.h"
 #include "Varek/Failures.h"
+#include "Varek/Text.h"
 
 namespace Dot1xCtl {
+
+using Varek::quoted;
 
 namespace {
 

@@ -11,12 +11,14 @@
 
 #include <unistd.h>
 
-#include "AttributeText.h"
 #include "Columns.h"
 #include "Pallo/Pallo.h"
 #include "Progress.h"
+#include "Varek/Text.h"
 
 namespace Dot1xCtl {
+
+using Varek::counted;
 
 namespace {
 

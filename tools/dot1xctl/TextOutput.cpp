@@ -1,12 +1,17 @@
 #include <ostream>
 
 #include "Asked.h"
-#include "AttributeText.h"
 #include "Columns.h"
 #include "Output.h"
 #include "Radius/RadiusAttributeId.h"
+#include "Radius/ValueText.h"
+#include "Varek/Text.h"
 
 namespace Dot1xCtl {
+
+using Varek::counted;
+using Varek::escaped;
+using Varek::quoted;
 
 namespace {
 
@@ -36,7 +41,7 @@ public:
       printWrapped(
          out_, std::string( indentation, ' ' ),
          fault.what + "; no response is made of it. " +
-            Dot1xCtl::counted( answer.attributes.size(), "attribute stands", "attributes stand" ) +
+            Varek::counted( answer.attributes.size(), "attribute stands", "attributes stand" ) +
             " before the fault" + ( answer.attributes.empty() ? "." : ":" ),
          indentation );
       for ( Dot1xV2::AaaAttribute const& attribute : answer.attributes ) {

@@ -3,10 +3,13 @@
 #include <algorithm>
 #include <ostream>
 
-#include "AttributeText.h"
 #include "Columns.h"
+#include "Varek/Text.h"
 
 namespace Dot1xCtl {
+
+using Varek::escaped;
+using Varek::quoted;
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <unistd.h>
 
 #include "Action.h"
-#include "AttributeText.h"
+#include "Varek/Text.h"
 
 namespace {
 
@@ -44,7 +44,7 @@ int main( int argc, char** argv ) {
       std::ios::sync_with_stdio( false );
       return run( argc, argv );
    } catch ( std::exception const& error ) {
-      std::cerr << "dot1xctl: " << Dot1xCtl::printable( error.what() ) << '\n';
+      std::cerr << "dot1xctl: " << Varek::printableLines( error.what() ) << '\n';
       return failed;
    }
 }
