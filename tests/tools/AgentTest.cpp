@@ -8,12 +8,13 @@
 
 #include "dot1xctl/Agent.h"
 #include "dot1xctl/Derivation.h"
-#include "dot1xctl/Tree.h"
+#include "views/Tree.h"
 
 /// What an authenticator's state becomes by requests, answers and EAPOL frames that no well-behaved
 /// recording has.
 namespace {
 
+using namespace Views;
 using namespace Dot1xCtl;
 using namespace Dot1xV2;
 using RadiusPktParserBase::Attribute;

@@ -12,6 +12,7 @@
 /// Configuration files of tests.
 namespace ConfigFiles {
 
+using namespace Views;
 using namespace Dot1xCtl;
 using Dot1xV2::Status;
 using Varek::Ptr;

@@ -27,7 +27,7 @@
 #include "Varek/Failures.h"
 #include "dot1xctl/Dump.h"
 #include "dot1xctl/Replacement.h"
-#include "dot1xctl/TreeText.h"
+#include "views/TreeText.h"
 
 namespace {
 
@@ -77,6 +77,7 @@ extern "C" int flock( int file, int operation ) noexcept {
 /// State files: what was written comes back, and what is not as it was written does nothing.
 namespace {
 
+using namespace Views;
 using namespace Dot1xCtl;
 using namespace Processes;
 using std::to_string;

@@ -8,13 +8,15 @@
 
 #include "Config.h"
 #include "InterfaceRange.h"
-#include "TreeJson.h"
-#include "TreeText.h"
 #include "Varek/Failures.h"
 #include "framework/AttrLog.h"
 #include "framework/Untyped.h"
+#include "views/TreeJson.h"
+#include "views/TreeText.h"
 
 namespace Dot1xCtl {
+
+using namespace Views;
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <iosfwd>
 
 #include "Qel/Entity.h"
-#include "Tree.h"
+#include "views/Tree.h"
 
 /// The configuration that is in effect, all defaults filled in, or only what differs from them.
 namespace Dot1xCtl {
@@ -18,12 +18,12 @@ enum class ConfigForm : std::uint8_t {
 };
 
 /// \p entity with all below it.
-Part configPart( Qel::Entity const& entity, ConfigExtent );
+Views::Part configPart( Qel::Entity const& entity, ConfigExtent );
 
 /// As text, nothing if there is no difference.
 void printConfig( std::ostream&, Qel::Entity const& root, ConfigForm, ConfigExtent );
 
 /// That of the root "status"; throws Varek::Failure if there is none.
-void printConfig( std::ostream&, Roots const&, ConfigForm, ConfigExtent );
+void printConfig( std::ostream&, Views::Roots const&, ConfigForm, ConfigExtent );
 
 } // namespace Dot1xCtl

@@ -11,6 +11,8 @@
 
 namespace Dot1xCtl {
 
+using namespace Views;
+
 namespace {
 
 using Kind = JsonNode::Kind;
@@ -129,8 +131,6 @@ bool refuse( JsonPlace const& at, AtomicFnTable const& table, Faults& faults ) {
 }
 
 } // namespace
-
-bool isOptional( AtomicFnTable const& table ) { return table.optionalOf != nullptr; }
 
 bool readScalar( JsonPlace const& at, AtomicFnTable const& table, void* value, Faults& faults ) {
    JsonNode const& node = at.node;

@@ -25,6 +25,8 @@
 
 namespace Dot1xCtl {
 
+using namespace Views;
+
 using Varek::counted;
 using Varek::escaped;
 using Varek::quoted;

@@ -5,8 +5,8 @@
 #include <string_view>
 
 #include "Progress.h"
-#include "Tree.h"
 #include "mirror/Follower.h"
+#include "views/Tree.h"
 
 /// State files: a process's trees as what a leader says to a new follower, between a head that says
 /// that it is such a file, and how long, and a checksum (docs/state-file.md). So a file is as
@@ -18,7 +18,7 @@ namespace Dot1xCtl {
 
 /// All that a leader of \p roots says to a new follower: hello, the roots with everything below
 /// them, synced. The entities are not changed, and may be published elsewhere.
-std::string streamOf( Roots const& roots );
+std::string streamOf( Views::Roots const& roots );
 
 /// Makes \p follower hold what \p stream says, as after a reconnect: observers are told of
 /// differences alone. Throws Varek::Failure that begins with \p name if it does not fit or is
@@ -38,6 +38,6 @@ void writeDump( std::string const& path, std::string_view stream );
 std::string readDump( std::string const& path );
 
 /// The trees in the state file at \p path. Throws and tells as readDump and apply do.
-Roots loadDump( std::string const& path, std::ostream& errors );
+Views::Roots loadDump( std::string const& path, std::ostream& errors );
 
 } // namespace Dot1xCtl

@@ -14,12 +14,14 @@
 #include "Follow.h"
 #include "Options.h"
 #include "ShowState.h"
-#include "TreeJson.h"
-#include "TreeText.h"
 #include "Varek/Failures.h"
 #include "Varek/Text.h"
+#include "views/TreeJson.h"
+#include "views/TreeText.h"
 
 namespace Dot1xCtl {
+
+using namespace Views;
 
 using Varek::printableLines;
 

@@ -12,6 +12,8 @@
 
 namespace Dot1xCtl {
 
+using namespace Views;
+
 namespace {
 
 using Kind = JsonNode::Kind;

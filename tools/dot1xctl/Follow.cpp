@@ -9,13 +9,17 @@
 
 #include "FollowerLoop.h"
 #include "Output.h"
-#include "Tree.h"
-#include "TreeJson.h"
-#include "TreeText.h"
 #include "Varek/Failures.h"
 #include "Varek/Text.h"
+#include "views/Tree.h"
+#include "views/TreeJson.h"
+#include "views/TreeText.h"
+
+#include "views/TimeText.h"
 
 namespace Dot1xCtl {
+
+using namespace Views;
 
 using Varek::counted;
 using Varek::printableLines;
@@ -36,7 +40,7 @@ void tellUnknown( Address const& address, Mirror::Follower const& follower ) {
 }
 
 std::string now() {
-   return stringValue(
+   return timeText(
              std::chrono::floor<std::chrono::nanoseconds>( std::chrono::system_clock::now() ), 'T',
              6 ) +
           "Z";

@@ -11,10 +11,10 @@
 namespace Dot1xCtl {
 
 /// The trees that a follower holds.
-Roots rootsOf( Mirror::Follower const& );
+Views::Roots rootsOf( Mirror::Follower const& );
 
 /// The state as it is, once it has come, within \p seconds. Nothing if that fails.
-std::optional<Roots> fetch( Address const&, double seconds );
+std::optional<Views::Roots> fetch( Address const&, double seconds );
 
 /// Prints the state as it is, once it has come, within \p seconds.
 int show( Address const&, double seconds, ShowRequest const& );

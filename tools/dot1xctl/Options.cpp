@@ -9,6 +9,8 @@
 
 namespace Dot1xCtl {
 
+using namespace Views;
+
 CLI::Option* fileOption( CLI::App& command, char const* name, std::string& to,
                          char const* description ) {
    return command.add_option( name, to, description )->type_name( "FILE" )->check( emptiness );

@@ -6,9 +6,9 @@
 #include <CLI/CLI.hpp>
 
 #include "Address.h"
-#include "Colour.h"
 #include "ReplayRun.h"
 #include "Varek/Failures.h"
+#include "views/Colour.h"
 
 /// What several subcommands have on their command lines.
 namespace Dot1xCtl {
@@ -68,6 +68,6 @@ inline Address from( Address address, std::vector<uid_t> const& peerUsers ) {
 void waitOption( CLI::App& command, double& seconds );
 
 /// Adds --color.
-void colourOption( CLI::App& command, ColourUse& );
+void colourOption( CLI::App& command, Views::ColourUse& );
 
 } // namespace Dot1xCtl

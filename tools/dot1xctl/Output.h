@@ -74,9 +74,6 @@ std::unique_ptr<Output> textOutput( std::ostream& );
 /// One array of objects, an object a line.
 std::unique_ptr<Output> jsonOutput( std::ostream& );
 
-/// "2025-11-24 12:00:00.250000", in UTC: \p between stands between day and time, \p digits of the
-/// second's fraction follow.
-std::string stringValue( Time, char between, int digits );
 /// "Access-Accept"; "code 77" for a code without a name.
 std::string codeText( std::uint8_t code );
 /// The MAC address in the request's Calling-Station-Id; all zero if there is none.

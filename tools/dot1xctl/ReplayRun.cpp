@@ -19,6 +19,8 @@
 
 namespace Dot1xCtl {
 
+using namespace Views;
+
 using Varek::escaped;
 using Varek::printableLines;
 

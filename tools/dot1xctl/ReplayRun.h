@@ -6,9 +6,9 @@
 
 #include "Address.h"
 #include "Agent.h"
-#include "Colour.h"
 #include "ShowState.h"
 #include "Sizing.h"
+#include "views/Colour.h"
 
 namespace Dot1xCtl {
 
@@ -22,7 +22,7 @@ struct ReplayOptions {
    std::string config;  ///< Of the file whose configuration is published, too; empty for none.
    std::string load;    ///< Of the state file whose trees are published, too; empty for none.
    SizingOptions sizing;
-   ColourUse colour = ColourUse::automatic;
+   Views::ColourUse colour = Views::ColourUse::automatic;
    std::optional<Address> listen;
    std::string dump; ///< Write the trees to this file; empty for none.
 };

@@ -9,12 +9,14 @@
 #include "Derivation.h"
 #include "Faults.h"
 #include "Tables.h"
-#include "TreeJson.h"
-#include "TreeText.h"
 #include "Varek/Failures.h"
 #include "Varek/Text.h"
+#include "views/TreeJson.h"
+#include "views/TreeText.h"
 
 namespace Dot1xCtl {
+
+using namespace Views;
 
 using Varek::quoted;
 

@@ -11,12 +11,14 @@
 
 #include <unistd.h>
 
-#include "Columns.h"
 #include "Pallo/Pallo.h"
 #include "Progress.h"
 #include "Varek/Text.h"
+#include "views/Columns.h"
 
 namespace Dot1xCtl {
+
+using namespace Views;
 
 using Varek::counted;
 

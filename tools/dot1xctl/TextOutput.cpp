@@ -1,13 +1,17 @@
 #include <ostream>
 
 #include "Asked.h"
-#include "Columns.h"
 #include "Output.h"
 #include "Radius/RadiusAttributeId.h"
 #include "Radius/ValueText.h"
 #include "Varek/Text.h"
+#include "views/Columns.h"
+
+#include "views/TimeText.h"
 
 namespace Dot1xCtl {
+
+using namespace Views;
 
 using Varek::counted;
 using Varek::escaped;
@@ -50,7 +54,7 @@ public:
    }
 
    void unanswered( Request const& request ) override {
-      out_ << "\npacket " << request.packet << "  " << stringValue( request.time, ' ', 6 ) << "  "
+      out_ << "\npacket " << request.packet << "  " << timeText( request.time, ' ', 6 ) << "  "
            << codeText( request.code ) << ": unanswered\n";
       std::string text = about( &request );
       add( text, "sent " + times( request.timesSent ) );
@@ -112,7 +116,7 @@ private:
    }
 
    void heading( Answer const& answer, std::string const& result ) {
-      out_ << "\npacket " << answer.packet << "  " << stringValue( answer.time, ' ', 6 ) << "  "
+      out_ << "\npacket " << answer.packet << "  " << timeText( answer.time, ' ', 6 ) << "  "
            << codeText( answer.code ) << result << '\n';
       std::string text = about( answer.request );
       if ( answer.request != nullptr ) {

@@ -6,13 +6,13 @@
 
 #include <nlohmann/json.hpp>
 
-#include "Tree.h"
+#include "views/Tree.h"
 
 /// Trees as JSON. An entity is {"type", "attributes": {name: value}}; a value without a text of its
 /// own {name: value}; sequences, arrays and sets are arrays, all else that holds several an object
 /// by printed key; no child, and an absent value, is null. Booleans and finite numbers are JSON's,
 /// text that is no UTF-8 {"octets": "0x..."}, as a key "octets:0x...", everything else a string.
-namespace Dot1xCtl {
+namespace Views {
 
 /// Whether entities say their types. Without, one is {name: value} as a value is: what a
 /// configuration file holds, in which the types are known.
@@ -39,4 +39,4 @@ std::string compact( nlohmann::ordered_json const& );
 /// On lines of their own, indented by \p indent each.
 std::string pretty( nlohmann::ordered_json const&, int indent );
 
-} // namespace Dot1xCtl
+} // namespace Views

@@ -3,12 +3,12 @@
 #include <iosfwd>
 #include <string>
 
-#include "Tree.h"
+#include "views/Tree.h"
 
 /// Trees as indented text: a line for each attribute and element, of 80 columns where the values
 /// have a place to be broken. Text is in quotes, with escapes; enumerators, addresses and numbers
 /// are not. An element of an entity's collection does not repeat its key.
-namespace Dot1xCtl {
+namespace Views {
 
 void printText( std::ostream&, Part const& roots );
 /// The attributes of one entity, or the fields of one value, by themselves.
@@ -23,4 +23,4 @@ void printText( std::ostream&, std::string const& time, std::string const& root,
 /// Likewise, without the time.
 void printText( std::ostream&, std::string const& root, ChangePart const& );
 
-} // namespace Dot1xCtl
+} // namespace Views

@@ -1,10 +1,10 @@
-#include "Colour.h"
+#include "views/Colour.h"
 
 #include <cstdlib>
 
 #include <unistd.h>
 
-namespace Dot1xCtl {
+namespace Views {
 
 namespace {
 
@@ -33,4 +33,4 @@ std::string toned( std::string_view text, Tone tone ) {
    return tone == Tone::plain ? result : result + "\x1b[0m";
 }
 
-} // namespace Dot1xCtl
+} // namespace Views

@@ -17,7 +17,7 @@
 /// Shown is what is stored; constants and derived readings are not. What is held in a hash table is
 /// sorted by the keys, so that two processes that hold the same print the same. All else is in its
 /// own order.
-namespace Dot1xCtl {
+namespace Views {
 
 /// An entity, a value, or several of them.
 struct Part {
@@ -85,4 +85,4 @@ struct ChangePart {
 /// went is an entity without attributes: what is in it is told by changes of its own.
 ChangePart changePart( Qel::Entity const& root, Varek::Change const& );
 
-} // namespace Dot1xCtl
+} // namespace Views

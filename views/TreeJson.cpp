@@ -1,12 +1,12 @@
-#include "TreeJson.h"
+#include "views/TreeJson.h"
 
 #include <ostream>
 #include <string_view>
 #include <utility>
 
-#include "ConfigValue.h"
+#include "views/ValueForms.h"
 
-namespace Dot1xCtl {
+namespace Views {
 
 namespace {
 
@@ -130,4 +130,4 @@ std::string pretty( Json const& json, int indent ) {
    return json.dump( indent, ' ', true, Json::error_handler_t::replace );
 }
 
-} // namespace Dot1xCtl
+} // namespace Views

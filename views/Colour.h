@@ -5,7 +5,7 @@
 #include <string_view>
 
 /// Colours of what is printed for people on a terminal.
-namespace Dot1xCtl {
+namespace Views {
 
 enum class ColourUse : std::uint8_t { automatic, always, never };
 
@@ -24,4 +24,4 @@ enum class Tone : std::uint8_t {
 /// \p text as a terminal shows it in that tone; as it is if it is plain. Takes no more columns.
 std::string toned( std::string_view text, Tone );
 
-} // namespace Dot1xCtl
+} // namespace Views

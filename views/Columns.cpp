@@ -1,8 +1,8 @@
-#include "Columns.h"
+#include "views/Columns.h"
 
 #include <ostream>
 
-namespace Dot1xCtl {
+namespace Views {
 
 void printWrapped( std::ostream& out, std::string_view first, std::string_view text,
                    std::size_t indent ) {
@@ -31,4 +31,4 @@ std::string padded( std::string_view text, std::size_t width ) {
    return result;
 }
 
-} // namespace Dot1xCtl
+} // namespace Views

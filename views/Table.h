@@ -8,10 +8,10 @@
 
 #include <nlohmann/json.hpp>
 
-#include "Colour.h"
+#include "views/Colour.h"
 
 /// Tables of whatever content: for people as text of 80 columns, for programs as JSON.
-namespace Dot1xCtl {
+namespace Views {
 
 /// One value in both forms.
 struct Cell {
@@ -50,4 +50,4 @@ void printRow( std::ostream&, Table const&, std::vector<Cell> const&, bool colou
 nlohmann::ordered_json jsonOf( Table const& );
 nlohmann::ordered_json jsonOf( Table const&, std::vector<Cell> const& );
 
-} // namespace Dot1xCtl
+} // namespace Views

@@ -6,7 +6,7 @@
 #include <string_view>
 
 /// Text within 80 columns, for a terminal or a mail.
-namespace Dot1xCtl {
+namespace Views {
 
 inline constexpr std::size_t columns = 80;
 
@@ -19,4 +19,4 @@ void printWrapped( std::ostream&, std::string_view first, std::string_view text,
 /// \p text with spaces behind it up to \p width; at least one.
 std::string padded( std::string_view text, std::size_t width );
 
-} // namespace Dot1xCtl
+} // namespace Views

@@ -1,15 +1,15 @@
-#include "Tree.h"
+#include "views/Tree.h"
 
 #include <algorithm>
 #include <cstddef>
 
-#include "ConfigValue.h"
 #include "framework/AttrLog.h"
 #include "framework/Strep.h"
 #include "framework/Untyped.h"
 #include "framework/ValueTable.h"
+#include "views/ValueForms.h"
 
-namespace Dot1xCtl {
+namespace Views {
 
 namespace {
 
@@ -256,4 +256,4 @@ ChangePart changePart( Qel::Entity const& root, Varek::Change const& change ) {
    return result;
 }
 
-} // namespace Dot1xCtl
+} // namespace Views

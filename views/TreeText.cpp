@@ -1,12 +1,12 @@
-#include "TreeText.h"
+#include "views/TreeText.h"
 
 #include <algorithm>
 #include <ostream>
 
-#include "Columns.h"
 #include "Varek/Text.h"
+#include "views/Columns.h"
 
-namespace Dot1xCtl {
+namespace Views {
 
 using Varek::escaped;
 using Varek::quoted;
@@ -165,4 +165,4 @@ void printText( std::ostream& out, std::string const& root, ChangePart const& ch
    out << ' ' << lineOf( change.before ) << " -> " << lineOf( change.after ) << '\n';
 }
 
-} // namespace Dot1xCtl
+} // namespace Views

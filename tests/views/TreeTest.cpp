@@ -5,11 +5,12 @@
 
 #include <gtest/gtest.h>
 
-#include "ToolRun.h"
-#include "dot1xctl/TreeJson.h"
-#include "dot1xctl/TreeText.h"
 #include "framework/Declare.h"
 #include "framework/Module.h"
+#include "support/Contains.h"
+#include "support/Lines.h"
+#include "views/TreeJson.h"
+#include "views/TreeText.h"
 
 /// The generic printers, over a module of their own with the forms that are hard to print.
 namespace TreeTypes {
@@ -57,7 +58,7 @@ namespace {
 
 using nlohmann::json;
 using namespace TreeTypes;
-using namespace Dot1xCtl;
+using namespace Views;
 
 std::string textOf( Varek::Ptr<Tree> const& tree ) {
    std::ostringstream out;

@@ -1,13 +1,13 @@
-#include "Table.h"
+#include "views/Table.h"
 
 #include <algorithm>
 #include <numeric>
 #include <ostream>
 #include <sstream>
 
-#include "Columns.h"
+#include "views/Columns.h"
 
-namespace Dot1xCtl {
+namespace Views {
 
 namespace {
 
@@ -135,4 +135,4 @@ nlohmann::ordered_json jsonOf( Table const& table ) {
    return result;
 }
 
-} // namespace Dot1xCtl
+} // namespace Views
