@@ -15,6 +15,7 @@
 namespace {
 
 using namespace Views;
+using namespace Capture;
 using namespace Dot1xCtl;
 using namespace Dot1xV2;
 using RadiusPktParserBase::Attribute;

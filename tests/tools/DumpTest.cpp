@@ -78,6 +78,7 @@ extern "C" int flock( int file, int operation ) noexcept {
 namespace {
 
 using namespace Views;
+using namespace Capture;
 using namespace Dot1xCtl;
 using namespace Processes;
 using std::to_string;

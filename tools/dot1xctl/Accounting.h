@@ -4,7 +4,7 @@
 #include <optional>
 
 #include "Dot1xV2/AcctStatus.h"
-#include "Exchange.h"
+#include "capture/Exchange.h"
 
 /// Keeps an AcctStatus from the accounting requests that are sent (RFC 2866, RFC 2869 2.1): an
 /// authenticator knows its sessions whether the server answers or not.
@@ -28,14 +28,14 @@ public:
       : status_( status ), vendor_( vendor ) {}
 
    /// A request was sent. \p interval: between updates, in seconds, as the server asked for it.
-   void request( Request const&, std::optional<std::uint32_t> interval );
+   void request( Capture::Request const&, std::optional<std::uint32_t> interval );
 
 private:
-   void sessionIs( Lumo::EthAddr const& mac, Request const&, std::uint32_t statusType,
+   void sessionIs( Lumo::EthAddr const& mac, Capture::Request const&, std::uint32_t statusType,
                    std::optional<std::uint32_t> interval );
-   void attributesIs( Dot1xV2::AcctAttributes&, Attributes const&,
+   void attributesIs( Dot1xV2::AcctAttributes&, Capture::Attributes const&,
                       std::optional<Varek::Bytes> const& began ) const;
-   void nasSessionsEnd( Attributes const& );
+   void nasSessionsEnd( Capture::Attributes const& );
 
    Dot1xV2::AcctStatus& status_;
    std::uint32_t const vendor_;

@@ -4,6 +4,7 @@
 
 namespace Dot1xCtl {
 
+using namespace Capture;
 using namespace Dot1xV2;
 
 Agent::Agent( AgentSettings const& settings )

@@ -35,10 +35,10 @@ public:
 
    explicit Agent( AgentSettings const& = {} );
 
-   void request( Request const& ) override;
-   void answer( Request const&, Dot1xV2::AaaResponse const&, Time ) override;
-   void unanswered( Request const& ) override;
-   void eapol( Eapol const& ) override;
+   void request( Capture::Request const& ) override;
+   void answer( Capture::Request const&, Dot1xV2::AaaResponse const&, Capture::Time ) override;
+   void unanswered( Capture::Request const& ) override;
+   void eapol( Capture::Eapol const& ) override;
    void captureEnd() override { latest_.clear(); }
 
    Varek::Ptr<Dot1xV2::AuthNStatus> const& authNStatus() const { return authNStatus_; }
@@ -46,8 +46,8 @@ public:
    Varek::Ptr<Dot1xV2::AcctStatus> const& acctStatus() const { return acctStatus_; }
 
 private:
-   std::optional<std::uint32_t> interimInterval( Attributes const& ) const;
-   bool isLatest( Asked const&, Request const& ) const;
+   std::optional<std::uint32_t> interimInterval( Capture::Attributes const& ) const;
+   bool isLatest( Asked const&, Capture::Request const& ) const;
 
    Varek::Ptr<Dot1xV2::AuthNStatus> const authNStatus_;
    Varek::Ptr<Dot1xV2::AuthZStatus> const authZStatus_;

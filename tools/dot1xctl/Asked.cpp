@@ -7,6 +7,8 @@
 
 namespace Dot1xCtl {
 
+using namespace Capture;
+
 using Id = RadiusPacketParser::RadiusAttributeId;
 
 std::optional<std::uint32_t> integerOf( Attributes const& attributes, std::uint16_t type ) {

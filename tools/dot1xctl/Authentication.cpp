@@ -5,6 +5,8 @@
 
 namespace Dot1xCtl {
 
+using namespace Capture;
+
 namespace {
 
 using namespace Dot1xV2;

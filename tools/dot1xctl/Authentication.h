@@ -2,7 +2,7 @@
 
 #include "Asked.h"
 #include "Dot1xV2/AuthNStatus.h"
-#include "Eapol.h"
+#include "capture/Eapol.h"
 
 /// Keeps an AuthNStatus: how far the authentication of each supplicant is, and what the AAA server
 /// said of it. One phase is used, authNZPhase1: a capture does not show which others a port has.
@@ -19,12 +19,12 @@ public:
    /// its identity stays until the answer.
    void asked( Asked const&, bool authorized );
    void challenged( Asked const&, Dot1xV2::AaaResponse const& );
-   void accepted( Asked const&, Dot1xV2::AaaResponse const&, Time );
+   void accepted( Asked const&, Dot1xV2::AaaResponse const&, Capture::Time );
    void rejected( Asked const&, Dot1xV2::AaaResponse const& );
    /// No answer came.
    void timedOut( Asked const& );
 
-   void eapol( Eapol const&, bool authorized );
+   void eapol( Capture::Eapol const&, bool authorized );
 
    /// Null if nothing is known of it.
    Varek::Ptr<Dot1xV2::AuthNSupplicantStatus> supplicant( Lumo::EthAddr const& mac ) const {

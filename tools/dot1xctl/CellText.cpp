@@ -4,9 +4,9 @@
 #include <cmath>
 #include <vector>
 
-#include "Output.h"
 #include "Radius/ValueText.h"
 #include "Varek/Text.h"
+#include "capture/CaptureFile.h"
 #include "views/Tree.h"
 #include "views/TreeJson.h"
 
@@ -14,6 +14,7 @@
 
 namespace Dot1xCtl {
 
+using namespace Capture;
 using namespace Views;
 
 using Varek::escaped;

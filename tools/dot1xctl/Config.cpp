@@ -15,6 +15,8 @@
 
 namespace Dot1xCtl {
 
+using namespace Capture;
+
 using Varek::escaped;
 
 namespace {

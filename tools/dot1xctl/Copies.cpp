@@ -8,12 +8,14 @@
 #include <vector>
 
 #include "Asked.h"
-#include "Output.h"
 #include "Radius/RadiusAttributeId.h"
 #include "Varek/Failures.h"
+#include "capture/Exchange.h"
 #include "framework/Assign.h"
 
 namespace Dot1xCtl {
+
+using namespace Capture;
 
 namespace {
 

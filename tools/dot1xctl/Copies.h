@@ -31,10 +31,10 @@ namespace Dot1xCtl {
 
 class Copies final : public ReplayListener {
 public:
-   void request( Request const& ) override;
-   void answer( Request const&, Dot1xV2::AaaResponse const&, Time ) override;
-   void unanswered( Request const& ) override;
-   void eapol( Eapol const& ) override;
+   void request( Capture::Request const& ) override;
+   void answer( Capture::Request const&, Dot1xV2::AaaResponse const&, Capture::Time ) override;
+   void unanswered( Capture::Request const& ) override;
+   void eapol( Capture::Eapol const& ) override;
    void captureEnd() override;
 
    /// How many supplicants were captured: addresses that ask or begin by EAPOL. If there are none,
@@ -58,18 +58,18 @@ public:
 
 private:
    struct Asks {
-      Request request;
+      Capture::Request request;
    };
    struct Answers {
-      Request request;
+      Capture::Request request;
       Varek::Ptr<Dot1xV2::AaaResponse> response;
-      Time time;
+      Capture::Time time;
    };
    struct Unanswered {
-      Request request;
+      Capture::Request request;
    };
    struct CaptureEnd {};
-   using What = std::variant<Asks, Answers, Unanswered, Eapol, CaptureEnd>;
+   using What = std::variant<Asks, Answers, Unanswered, Capture::Eapol, CaptureEnd>;
 
    struct Event {
       Lumo::EthAddr station; ///< All zero for none.

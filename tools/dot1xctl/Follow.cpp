@@ -8,7 +8,6 @@
 #include <string>
 
 #include "FollowerLoop.h"
-#include "Output.h"
 #include "Varek/Failures.h"
 #include "Varek/Text.h"
 #include "views/Tree.h"

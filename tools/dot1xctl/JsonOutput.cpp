@@ -13,6 +13,7 @@
 
 namespace Dot1xCtl {
 
+using namespace Capture;
 using namespace Views;
 
 namespace {

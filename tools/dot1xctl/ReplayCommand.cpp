@@ -7,6 +7,8 @@
 
 namespace Dot1xCtl {
 
+using namespace Capture;
+
 namespace {
 
 constexpr char const* replayHelp = R"(

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "Dot1xV2/AaaHelperLedraTypes.h"
-#include "Eapol.h"
-#include "Exchange.h"
+#include "capture/Eapol.h"
+#include "capture/Exchange.h"
 
 namespace Dot1xCtl {
 
@@ -12,12 +12,12 @@ public:
    virtual ~ReplayListener() = default;
 
    /// A request that was read whole, when it is sent first.
-   virtual void request( Request const& ) = 0;
+   virtual void request( Capture::Request const& ) = 0;
    /// The answer to a request.
-   virtual void answer( Request const&, Dot1xV2::AaaResponse const&, Time ) = 0;
+   virtual void answer( Capture::Request const&, Dot1xV2::AaaResponse const&, Capture::Time ) = 0;
    /// A request that is not answered any more.
-   virtual void unanswered( Request const& ) = 0;
-   virtual void eapol( Eapol const& ) = 0;
+   virtual void unanswered( Capture::Request const& ) = 0;
+   virtual void eapol( Capture::Eapol const& ) = 0;
    /// The capture ends: what is under way then is not answered by what the next one has.
    virtual void captureEnd() = 0;
 };

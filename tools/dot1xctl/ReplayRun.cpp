@@ -19,6 +19,7 @@
 
 namespace Dot1xCtl {
 
+using namespace Capture;
 using namespace Views;
 
 using Varek::escaped;

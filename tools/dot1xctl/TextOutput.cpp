@@ -11,6 +11,7 @@
 
 namespace Dot1xCtl {
 
+using namespace Capture;
 using namespace Views;
 
 using Varek::counted;

@@ -4,15 +4,15 @@
 #include <optional>
 #include <string>
 
-#include "Frame.h"
 #include "Lumo/EthAddr.h"
-#include "Problems.h"
 #include "Radius/Packet.h"
+#include "capture/Frame.h"
+#include "capture/Problem.h"
 
 /// A RADIUS packet as far as it can be read. One that was cut at capture, or whose attributes are
 /// malformed, gives its header and the attributes that stand whole before the fault, with the
 /// fault: enough to match it with its counterpart, never to be taken for the whole packet.
-namespace Dot1xCtl {
+namespace Capture {
 
 using RadiusPacketParser::Attributes;
 
@@ -36,4 +36,4 @@ bool isStation( Lumo::EthAddr const& );
 /// is not the MAC address of a station.
 std::optional<Lumo::EthAddr> stationOf( Varek::String const& );
 
-} // namespace Dot1xCtl
+} // namespace Capture

@@ -1,4 +1,4 @@
-#include "Capture.h"
+#include "capture/CaptureFile.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -10,9 +10,9 @@
 
 #include <pcap/pcap.h>
 
-#include "Frame.h"
+#include "capture/Frame.h"
 
-namespace Dot1xCtl {
+namespace Capture {
 
 namespace {
 
@@ -38,7 +38,7 @@ bool cutShort( std::string_view error ) {
 
 } // namespace
 
-struct Capture::State {
+struct CaptureFile::State {
    ~State() {
       if ( pcap != nullptr ) {
          pcap_close( pcap ); // closes the file too
@@ -53,7 +53,7 @@ struct Capture::State {
    std::uint64_t size = 0;
 };
 
-Capture::Capture( std::string const& path ) : state_( std::make_unique<State>() ) {
+CaptureFile::CaptureFile( std::string const& path ) : state_( std::make_unique<State>() ) {
    state_->file = path == "-" ? stdin : std::fopen( path.c_str(), "rb" );
    if ( state_->file == nullptr ) {
       throw CaptureError( std::string( "cannot be opened: " ) + std::strerror( errno ) );
@@ -85,18 +85,18 @@ Capture::Capture( std::string const& path ) : state_( std::make_unique<State>() 
    }
 }
 
-Capture::~Capture() = default;
+CaptureFile::~CaptureFile() = default;
 
-int Capture::linkType() const { return pcap_datalink( state_->pcap ); }
+int CaptureFile::linkType() const { return pcap_datalink( state_->pcap ); }
 
-std::uint64_t Capture::position() const {
+std::uint64_t CaptureFile::position() const {
    long const offset = std::ftell( state_->file );
    return offset < 0 ? 0 : static_cast<std::uint64_t>( offset );
 }
 
-std::uint64_t Capture::size() const { return state_->size; }
+std::uint64_t CaptureFile::size() const { return state_->size; }
 
-bool Capture::next( Packet& packet ) {
+bool CaptureFile::next( Packet& packet ) {
    long const offset = std::ftell( state_->file );
    pcap_pkthdr* header = nullptr;
    u_char const* octets = nullptr;
@@ -122,4 +122,4 @@ bool Capture::next( Packet& packet ) {
    return true;
 }
 
-} // namespace Dot1xCtl
+} // namespace Capture

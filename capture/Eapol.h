@@ -10,7 +10,7 @@
 #include "Varek/String.h"
 
 /// EAPOL frames (IEEE 802.1X 11), as far as they tell where an authentication stands.
-namespace Dot1xCtl {
+namespace Capture {
 
 struct Eapol {
    enum class Kind : std::uint8_t {
@@ -54,4 +54,4 @@ struct EapolReading {
 /// addresses and the VLAN.
 EapolReading readEapol( std::span<std::uint8_t const> );
 
-} // namespace Dot1xCtl
+} // namespace Capture

@@ -8,7 +8,7 @@
 #include <string>
 #include <variant>
 
-#include "Eapol.h"
+#include "capture/Eapol.h"
 
 /// From the octets of one captured packet to the RADIUS datagram in it: link header (with VLAN
 /// tags), IPv4 or IPv6 (with extension headers), UDP; or to the EAPOL frame that it is.
@@ -21,7 +21,7 @@
 ///
 /// Fragments are not put together; they are recognised, so that the octets of a later fragment are
 /// never taken for a UDP header.
-namespace Dot1xCtl {
+namespace Capture {
 
 /// An IP address; an IPv4 address takes the first four octets.
 struct IpAddress {
@@ -80,4 +80,4 @@ Frame dissect( int linkType, std::span<std::uint8_t const> captured, std::size_t
 /// "192.0.2.1:1812", "[2001:db8::1]:1812".
 std::string stringValue( Endpoint const& );
 
-} // namespace Dot1xCtl
+} // namespace Capture

@@ -4,9 +4,9 @@
 #include <map>
 #include <optional>
 
-#include "Eapol.h"
+#include "capture/Eapol.h"
 
-namespace Dot1xCtl {
+namespace Capture {
 
 /// Finds out whom the EAPOL frames are for that an authenticator sends to the group address (IEEE
 /// 802.1X 7.8): who has begun and been told no result yet. Success and Failure carry the identifier
@@ -26,4 +26,4 @@ private:
    std::map<Lumo::EthAddr, Identifier> begun_; ///< With that of the last Response, if there is one.
 };
 
-} // namespace Dot1xCtl
+} // namespace Capture

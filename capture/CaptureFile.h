@@ -12,7 +12,7 @@
 
 /// Packet captures (pcap and pcapng), one packet after the other, read through libpcap in constant
 /// memory.
-namespace Dot1xCtl {
+namespace Capture {
 
 /// Since 1970-01-01 00:00 UTC.
 using Time = std::chrono::sys_time<std::chrono::nanoseconds>;
@@ -40,13 +40,13 @@ private:
    std::optional<std::uint64_t> offset_;
 };
 
-class Capture {
+class CaptureFile {
 public:
    /// Opens \p path; "-" is standard input. Raises CaptureError.
-   explicit Capture( std::string const& path );
-   ~Capture();
-   Capture( Capture const& ) = delete;
-   Capture& operator=( Capture const& ) = delete;
+   explicit CaptureFile( std::string const& path );
+   ~CaptureFile();
+   CaptureFile( CaptureFile const& ) = delete;
+   CaptureFile& operator=( CaptureFile const& ) = delete;
 
    /// Reads the next packet: false at the end of the file. Raises CaptureError where the file is
    /// cut short or damaged; the packets before that have been given.
@@ -63,4 +63,4 @@ private:
    std::unique_ptr<State> state_;
 };
 
-} // namespace Dot1xCtl
+} // namespace Capture

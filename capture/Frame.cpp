@@ -1,4 +1,4 @@
-#include "Frame.h"
+#include "capture/Frame.h"
 
 #include <algorithm>
 #include <optional>
@@ -7,7 +7,7 @@
 #include <arpa/inet.h>
 #include <pcap/dlt.h>
 
-namespace Dot1xCtl {
+namespace Capture {
 
 namespace {
 
@@ -307,4 +307,4 @@ std::string stringValue( Endpoint const& endpoint ) {
    return address + ":" + std::to_string( endpoint.port );
 }
 
-} // namespace Dot1xCtl
+} // namespace Capture

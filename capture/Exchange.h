@@ -3,25 +3,25 @@
 #include <compare>
 #include <cstdint>
 #include <map>
+#include <string>
 #include <vector>
 
-#include "Capture.h"
-#include "Frame.h"
-#include "RadiusReading.h"
+#include "capture/CaptureFile.h"
+#include "capture/Frame.h"
+#include "capture/RadiusReading.h"
 
 /// Which request a RADIUS answer answers. An answer repeats nothing of its request but the
 /// identifier, an octet: it belongs to the most recent request with that identifier between the
 /// same two endpoints.
 ///
 /// - A request sent again, octet for octet, is the same request (RFC 5080 2.2.1). Other octets
-/// under
-///   the same identifier are a new one, and the one before can no longer be answered.
+///   under the same identifier are a new one, and the one before can no longer be answered.
 /// - An answered request is kept, for answers that arrive twice, until its identifier is used
-/// again.
+///   again.
 /// - An answer whose code is none for the code of that request answers nothing.
 ///
 /// Memory: 256 requests for each pair of endpoints, and every request that was given up.
-namespace Dot1xCtl {
+namespace Capture {
 
 /// The codes of RFC 2865 3 and RFC 2866 3 that requests and answers between these ports have.
 enum RadiusCode : std::uint8_t {
@@ -59,6 +59,11 @@ struct Request {
    bool answerHeard = false;  ///< Whole or not.
 };
 
+/// "Access-Accept"; "code 77" for a code without a name.
+std::string codeText( std::uint8_t code );
+/// The MAC address in the request's Calling-Station-Id; all zero if there is none.
+Lumo::EthAddr station( Request const* );
+
 class Exchange {
 public:
    /// Takes note of a request: false if it is one sent again.
@@ -76,4 +81,4 @@ private:
    std::vector<Request> givenUp_;
 };
 
-} // namespace Dot1xCtl
+} // namespace Capture

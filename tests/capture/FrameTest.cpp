@@ -5,12 +5,12 @@
 #include <gtest/gtest.h>
 #include <pcap/dlt.h>
 
-#include "PacketBuilder.h"
-#include "dot1xctl/Frame.h"
+#include "capture/Frame.h"
+#include "support/PacketBuilder.h"
 
 namespace {
 
-using namespace Dot1xCtl;
+using namespace Capture;
 using namespace PacketBuilder;
 
 /// One line for what was found, so that a table can hold it.

@@ -1,4 +1,4 @@
-#include "RadiusReading.h"
+#include "capture/RadiusReading.h"
 
 #include <span>
 #include <utility>
@@ -8,7 +8,7 @@
 #include "Varek/Failures.h"
 #include "Varek/Text.h"
 
-namespace Dot1xCtl {
+namespace Capture {
 
 using Varek::counted;
 
@@ -100,4 +100,4 @@ std::optional<Lumo::EthAddr> stationOf( Varek::String const& text ) {
    }
 }
 
-} // namespace Dot1xCtl
+} // namespace Capture

@@ -1,9 +1,12 @@
-#include "Exchange.h"
+#include "capture/Exchange.h"
 
 #include <algorithm>
 #include <utility>
 
-namespace Dot1xCtl {
+#include "Radius/Packet.h"
+#include "Radius/RadiusAttributeId.h"
+
+namespace Capture {
 
 namespace {
 
@@ -30,6 +33,21 @@ bool isRequest( std::uint8_t code ) {
 bool isAnswer( std::uint8_t code ) {
    return code == accessAccept || code == accessReject || code == accessChallenge ||
           code == accountingResponse;
+}
+
+std::string codeText( std::uint8_t code ) {
+   std::string const name( RadiusPktParserBase::codeName( code ) );
+   return name.empty() ? "code " + std::to_string( code ) : name;
+}
+
+Lumo::EthAddr station( Request const* request ) {
+   if ( request != nullptr ) {
+      if ( auto const* id = textOf( request->attributes,
+                                    RadiusPacketParser::RadiusAttributeId::callingStationId ) ) {
+         return stationOf( *id ).value_or( Lumo::EthAddr() );
+      }
+   }
+   return {};
 }
 
 bool Exchange::request( Flow const& flow, Request request ) {
@@ -73,4 +91,4 @@ std::vector<Request> Exchange::unanswered() const {
    return result;
 }
 
-} // namespace Dot1xCtl
+} // namespace Capture

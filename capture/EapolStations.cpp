@@ -1,10 +1,10 @@
-#include "EapolStations.h"
+#include "capture/EapolStations.h"
 
 #include <algorithm>
 
-#include "RadiusReading.h"
+#include "capture/RadiusReading.h"
 
-namespace Dot1xCtl {
+namespace Capture {
 
 void EapolStations::see( Eapol& frame ) {
    if ( !frame.fromSupplicant() && !isStation( frame.destination ) ) {
@@ -43,4 +43,4 @@ Lumo::EthAddr EapolStations::addressee( Eapol const& frame ) const {
    return one ? first->first : Lumo::EthAddr();
 }
 
-} // namespace Dot1xCtl
+} // namespace Capture

@@ -2,11 +2,11 @@
 
 #include <gtest/gtest.h>
 
-#include "dot1xctl/Exchange.h"
+#include "capture/Exchange.h"
 
 namespace {
 
-using namespace Dot1xCtl;
+using namespace Capture;
 
 Endpoint endpoint( std::uint8_t host, std::uint16_t port ) {
    Endpoint result;

@@ -1,6 +1,6 @@
-#include "Eapol.h"
+#include "capture/Eapol.h"
 
-namespace Dot1xCtl {
+namespace Capture {
 
 namespace {
 
@@ -73,4 +73,4 @@ EapolReading readEapol( std::span<std::uint8_t const> octets ) {
    }
 }
 
-} // namespace Dot1xCtl
+} // namespace Capture
