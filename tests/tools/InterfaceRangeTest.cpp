@@ -10,7 +10,6 @@
 
 #include "Varek/Failures.h"
 #include "dot1xctl/InterfaceRange.h"
-#include "dot1xctl/MbaName.h"
 
 /// Texts that stand for interfaces, and MAC addresses as user names.
 namespace {
@@ -76,33 +75,6 @@ TEST( InterfaceRange, TextOfASetIsReadAsThatSet ) {
       std::sort( all.begin(), all.end() );
       all.erase( std::unique( all.begin(), all.end() ), all.end() );
       ASSERT_EQ( again, all ) << text;
-   }
-}
-
-TEST( MbaUserName, ByDelimiterCaseAndGroupSize ) {
-   struct {
-      char const* delimiter;
-      bool upper;
-      std::uint8_t size;
-      char const* name;
-   } const cases[] = {
-      { "-", true, 2, "01-23-45-AB-CD-EF" }, { ".", false, 4, "0123.45ab.cdef" },
-      { "", false, 2, "012345abcdef" },      { "", true, 4, "012345ABCDEF" },
-      { "xx", true, 6, "012345xxABCDEF" },   { ":", false, 1, "0:1:2:3:4:5:a:b:c:d:e:f" },
-      { ":", false, 3, "012:345:abc:def" },  { ":", false, 5, "01234:5abcd:ef" },
-      { ":", false, 7, "012345a:bcdef" },    { ":", false, 8, "012345ab:cdef" },
-      { ":", false, 9, "012345abc:def" },    { ":", false, 10, "012345abcd:ef" },
-      { ":", false, 11, "012345abcde:f" },   { ":", false, 12, "012345abcdef" },
-      { ":", false, 13, "012345abcdef" },    { ":", false, 255, "012345abcdef" },
-      { ":", false, 0, "012345abcdef" } };
-   Dot1xV2::MbaUserName form;
-   Lumo::EthAddr const mac( "01:23:45:ab:cd:ef" );
-   EXPECT_EQ( Dot1xCtl::mbaUserName( mac, form ), "01:23:45:ab:cd:ef" );
-   for ( auto const& one : cases ) {
-      form.userNameDelimIs( one.delimiter );
-      form.userNameIsUpperCaseIs( one.upper );
-      form.userNameGroupSizeIs( one.size );
-      EXPECT_EQ( Dot1xCtl::mbaUserName( mac, form ), one.name ) << one.size << one.delimiter;
    }
 }
 

@@ -6,12 +6,14 @@
 
 #include "Config.h"
 #include "ConfigOutput.h"
-#include "MbaName.h"
 #include "Options.h"
 #include "Varek/Failures.h"
 #include "Varek/Text.h"
+#include "agent/MbaName.h"
 
 namespace Dot1xCtl {
+
+using namespace Agent;
 
 using Varek::counted;
 using Varek::escaped;

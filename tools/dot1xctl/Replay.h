@@ -7,8 +7,8 @@
 
 #include "Output.h"
 #include "Problems.h"
-#include "ReplayListener.h"
 #include "ReplayTypes.h"
+#include "agent/ExchangeListener.h"
 #include "capture/EapolStations.h"
 #include "capture/Exchange.h"
 #include "capture/RadiusReading.h"
@@ -37,7 +37,7 @@ public:
    std::function<void( std::uint64_t at, std::uint64_t of )> progress;
 
    /// Told of each request, answer and EAPOL frame; null for none.
-   ReplayListener* agent = nullptr;
+   Agent::ExchangeListener* agent = nullptr;
 
    void file( std::string const& path );
    Summary const& summary();

@@ -19,6 +19,7 @@
 
 namespace Dot1xCtl {
 
+using namespace Agent;
 using namespace Capture;
 using namespace Views;
 
@@ -46,11 +47,11 @@ std::unique_ptr<Output> outputOf( ReplayOptions const& options ) {
 }
 
 /// Whose trees are published and shown.
-Roots rootsOf( Replay const& replay, Agent const& agent ) {
+Roots rootsOf( Replay const& replay, Authenticator const& agent ) {
    return { { rootName, replay.status() },
-            { Agent::authNName, agent.authNStatus() },
-            { Agent::authZName, agent.authZStatus() },
-            { Agent::acctName, agent.acctStatus() } };
+            { Authenticator::authNName, agent.authNStatus() },
+            { Authenticator::authZName, agent.authZStatus() },
+            { Authenticator::acctName, agent.acctStatus() } };
 }
 
 /// Makes \p status what its file says now, if that has no faults.
@@ -197,7 +198,7 @@ private:
    Problems problems_{ std::cerr };
    std::unique_ptr<Output> const output_;
    Replay replay_;
-   Agent agent_;
+   Authenticator agent_;
    Copies copies_;
 };
 

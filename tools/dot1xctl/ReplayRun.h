@@ -5,9 +5,9 @@
 #include <vector>
 
 #include "Address.h"
-#include "Agent.h"
 #include "ShowState.h"
 #include "Sizing.h"
+#include "agent/Authenticator.h"
 #include "views/Colour.h"
 
 namespace Dot1xCtl {
@@ -17,7 +17,7 @@ struct ReplayOptions {
    bool json = false;
    bool tree = false;               ///< Print the trees instead of what is read.
    std::optional<ShowRequest> show; ///< Print this instead.
-   AgentSettings agent;
+   Agent::AuthenticatorSettings agent;
    bool silent = false; ///< Print none of these.
    std::string config;  ///< Of the file whose configuration is published, too; empty for none.
    std::string load;    ///< Of the state file whose trees are published, too; empty for none.

@@ -6,16 +6,17 @@
 #include <vector>
 
 #include "ConfigOutput.h"
-#include "Derivation.h"
 #include "Faults.h"
 #include "Tables.h"
 #include "Varek/Failures.h"
 #include "Varek/Text.h"
+#include "agent/Derivation.h"
 #include "views/TreeJson.h"
 #include "views/TreeText.h"
 
 namespace Dot1xCtl {
 
+using namespace Agent;
 using namespace Views;
 
 using Varek::quoted;

@@ -18,6 +18,7 @@
 
 namespace Dot1xCtl {
 
+using namespace Agent;
 using namespace Views;
 
 using Varek::counted;
@@ -53,7 +54,7 @@ void row( std::ostream& out, char const* name, std::string const& text ) {
 
 } // namespace
 
-void playSized( Copies const& copies, Agent& agent, SizingOptions const& options,
+void playSized( Copies const& copies, Authenticator& agent, SizingOptions const& options,
                 std::function<bool()> const& interrupted, bool progress, std::ostream& out ) {
    if ( copies.captured() == 0 ) {
       out << "dot1xctl: there is no supplicant in the captures that could be copied\n";

@@ -1,16 +1,17 @@
 #include <ostream>
 
-#include "Asked.h"
 #include "Output.h"
 #include "Radius/RadiusAttributeId.h"
 #include "Radius/ValueText.h"
 #include "Varek/Text.h"
+#include "agent/Asked.h"
 #include "views/Columns.h"
 
 #include "views/TimeText.h"
 
 namespace Dot1xCtl {
 
+using namespace Agent;
 using namespace Capture;
 using namespace Views;
 

@@ -19,7 +19,7 @@
 ///   that. It stays absent until then. The time of a request is its Event-Timestamp (RFC 2869 5.3),
 ///   or else when it was captured less its Acct-Delay-Time (RFC 2866 5.2).
 /// - Accounting-On and Accounting-Off end the open sessions of the same NAS, with adminReset.
-namespace Dot1xCtl {
+namespace Agent {
 
 class Accounting {
 public:
@@ -41,4 +41,4 @@ private:
    std::uint32_t const vendor_;
 };
 
-} // namespace Dot1xCtl
+} // namespace Agent

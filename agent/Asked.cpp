@@ -1,11 +1,11 @@
-#include "Asked.h"
+#include "agent/Asked.h"
 
 #include <variant>
 
 #include "Radius/RadiusAttributeId.h"
 #include "Varek/Failures.h"
 
-namespace Dot1xCtl {
+namespace Agent {
 
 using namespace Capture;
 
@@ -57,4 +57,4 @@ std::optional<Asked> askedBy( Request const& request ) {
    return asked.eap || byAddress ? std::optional( asked ) : std::nullopt;
 }
 
-} // namespace Dot1xCtl
+} // namespace Agent

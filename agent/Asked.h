@@ -7,7 +7,7 @@
 #include "capture/Exchange.h"
 
 /// What a RADIUS request says of the supplicant that it is for.
-namespace Dot1xCtl {
+namespace Agent {
 
 /// An Access-Request for a supplicant on a port.
 struct Asked {
@@ -34,4 +34,4 @@ Lumo::IntfId portOf( Capture::Attributes const& );
 /// The first value of a standard attribute that is an integer.
 std::optional<std::uint32_t> integerOf( Capture::Attributes const&, std::uint16_t type );
 
-} // namespace Dot1xCtl
+} // namespace Agent

@@ -1,19 +1,19 @@
-#include "Agent.h"
+#include "agent/Authenticator.h"
 
-#include "Derivation.h"
+#include "agent/Derivation.h"
 
-namespace Dot1xCtl {
+namespace Agent {
 
 using namespace Capture;
 using namespace Dot1xV2;
 
-Agent::Agent( AgentSettings const& settings )
+Authenticator::Authenticator( AuthenticatorSettings const& settings )
    : authNStatus_( authNStatusFactory( authNName ) ),
      authZStatus_( authZStatusFactory( authZName ) ), acctStatus_( acctStatusFactory( acctName ) ),
      authentication_( *authNStatus_ ), authorization_( *authZStatus_, settings.blockAfter ),
      accounting_( *acctStatus_, settings.vendor ) {}
 
-void Agent::request( Request const& request ) {
+void Authenticator::request( Request const& request ) {
    if ( request.code == accountingRequest ) {
       accounting_.request( request, interimInterval( request.attributes ) );
    } else if ( auto const asked = askedBy( request ) ) {
@@ -23,7 +23,7 @@ void Agent::request( Request const& request ) {
    }
 }
 
-void Agent::answer( Request const& request, AaaResponse const& response, Time time ) {
+void Authenticator::answer( Request const& request, AaaResponse const& response, Time time ) {
    auto const asked = askedBy( request );
    if ( !request.whole || !asked || !isLatest( *asked, request ) ) {
       return;
@@ -49,7 +49,7 @@ void Agent::answer( Request const& request, AaaResponse const& response, Time ti
    }
 }
 
-void Agent::unanswered( Request const& request ) {
+void Authenticator::unanswered( Request const& request ) {
    auto const asked = askedBy( request );
    if ( request.whole && asked && isLatest( *asked, request ) ) {
       latest_.erase( asked->mac );
@@ -57,7 +57,7 @@ void Agent::unanswered( Request const& request ) {
    }
 }
 
-void Agent::eapol( Eapol const& frame ) {
+void Authenticator::eapol( Eapol const& frame ) {
    Lumo::EthAddr const& mac = frame.supplicant();
    if ( !isStation( mac ) ) {
       return; // of no supplicant in particular
@@ -69,13 +69,13 @@ void Agent::eapol( Eapol const& frame ) {
    }
 }
 
-bool Agent::isLatest( Asked const& asked, Request const& request ) const {
+bool Authenticator::isLatest( Asked const& asked, Request const& request ) const {
    auto const at = latest_.find( asked.mac );
    return at != latest_.end() && at->second == request.packet;
 }
 
 /// As the answer that accepted the supplicant has it (RFC 2869 5.16).
-std::optional<std::uint32_t> Agent::interimInterval( Attributes const& attributes ) const {
+std::optional<std::uint32_t> Authenticator::interimInterval( Attributes const& attributes ) const {
    auto const* const id = textOf( attributes, RadiusId::callingStationId );
    auto const mac = id != nullptr ? stationOf( *id ) : std::nullopt;
    auto const supplicant = mac ? authNStatus_->supplicant( *mac ) : nullptr;
@@ -90,4 +90,4 @@ std::optional<std::uint32_t> Agent::interimInterval( Attributes const& attribute
    return interval != nullptr ? std::optional( *interval ) : std::nullopt;
 }
 
-} // namespace Dot1xCtl
+} // namespace Agent

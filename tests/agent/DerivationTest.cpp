@@ -1,11 +1,11 @@
 #include <gtest/gtest.h>
 
-#include "dot1xctl/Derivation.h"
+#include "agent/Derivation.h"
 
 /// What an Access-Accept allows, by RFC 3580 and RFC 4675.
 namespace {
 
-using namespace Dot1xCtl;
+using namespace Agent;
 using RadiusPktParserBase::Attribute;
 using RadiusPktParserBase::AttrValue;
 using RadiusPktParserBase::TaggedInt;

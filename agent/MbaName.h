@@ -3,7 +3,7 @@
 #include "Dot1xV2/Dot1xRecords.h"
 #include "Lumo/EthAddr.h"
 
-namespace Dot1xCtl {
+namespace Agent {
 
 /// The user name under which a host is authenticated by its MAC address: the twelve hexadecimal
 /// digits in groups of userNameGroupSize from the left, with userNameDelim between the groups. The
@@ -11,4 +11,4 @@ namespace Dot1xCtl {
 /// have a case; the delimiter stays as it is.
 Varek::String mbaUserName( Lumo::EthAddr const&, Dot1xV2::MbaUserName const& );
 
-} // namespace Dot1xCtl
+} // namespace Agent

@@ -10,7 +10,7 @@
 ///
 /// In force is a VLAN that is given by number: names are for a switch to resolve, which has the
 /// VLANs. Of a port it is what all of its supplicants have in common, and nothing if they differ.
-namespace Dot1xCtl {
+namespace Agent {
 
 class Authorization {
 public:
@@ -36,4 +36,4 @@ private:
    std::map<Lumo::EthAddr, std::uint32_t> rejections_; ///< In a row.
 };
 
-} // namespace Dot1xCtl
+} // namespace Agent

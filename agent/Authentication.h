@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Asked.h"
 #include "Dot1xV2/AuthNStatus.h"
+#include "agent/Asked.h"
 #include "capture/Eapol.h"
 
 /// Keeps an AuthNStatus: how far the authentication of each supplicant is, and what the AAA server
@@ -9,7 +9,7 @@
 ///
 /// The data of an outcome is set before its stage, and a phase record before the supplicant is
 /// said to be in it: who observes the one finds the other.
-namespace Dot1xCtl {
+namespace Agent {
 
 class Authentication {
 public:
@@ -35,4 +35,4 @@ private:
    Dot1xV2::AuthNStatus& status_;
 };
 
-} // namespace Dot1xCtl
+} // namespace Agent

@@ -4,10 +4,10 @@
 #include <map>
 #include <optional>
 
-#include "Accounting.h"
-#include "Authentication.h"
-#include "Authorization.h"
-#include "ReplayListener.h"
+#include "agent/Accounting.h"
+#include "agent/Authentication.h"
+#include "agent/Authorization.h"
+#include "agent/ExchangeListener.h"
 
 /// Drives the state trees of an authenticator by what is seen of it: the RADIUS exchanges with its
 /// server, and the EAPOL frames of its ports. All captures are taken as of one switch, in the order
@@ -17,9 +17,9 @@
 /// again and an answer to a request that could not be read whole change nothing. Neither does a
 /// request that is sent again. Accounting says nothing of authentication and authorization, nor
 /// they of it.
-namespace Dot1xCtl {
+namespace Agent {
 
-struct AgentSettings {
+struct AuthenticatorSettings {
    /// So many rejections in a row make a MAC address a blocked one.
    std::uint32_t blockAfter = 3;
    /// The enterprise number under which Brevia's attributes are sent: that for documentation (RFC
@@ -27,13 +27,13 @@ struct AgentSettings {
    std::uint32_t vendor = 32473;
 };
 
-class Agent : public ReplayListener {
+class Authenticator : public ExchangeListener {
 public:
    static constexpr char const* authNName = "authNStatus";
    static constexpr char const* authZName = "authZStatus";
    static constexpr char const* acctName = "acctStatus";
 
-   explicit Agent( AgentSettings const& = {} );
+   explicit Authenticator( AuthenticatorSettings const& = {} );
 
    void request( Capture::Request const& ) override;
    void answer( Capture::Request const&, Dot1xV2::AaaResponse const&, Capture::Time ) override;
@@ -58,4 +58,4 @@ private:
    std::map<Lumo::EthAddr, std::uint64_t> latest_; ///< Packets of requests that are open.
 };
 
-} // namespace Dot1xCtl
+} // namespace Agent

@@ -1,10 +1,10 @@
-#include "Authorization.h"
+#include "agent/Authorization.h"
 
 #include <algorithm>
 
-#include "Derivation.h"
+#include "agent/Derivation.h"
 
-namespace Dot1xCtl {
+namespace Agent {
 
 namespace {
 
@@ -85,4 +85,4 @@ void Authorization::withdrawn( Lumo::EthAddr const& mac ) {
    settle( port );
 }
 
-} // namespace Dot1xCtl
+} // namespace Agent

@@ -1,11 +1,11 @@
-#include "Derivation.h"
+#include "agent/Derivation.h"
 
 #include <charconv>
 #include <cstdint>
 #include <map>
 #include <variant>
 
-namespace Dot1xCtl {
+namespace Agent {
 
 namespace {
 
@@ -135,4 +135,4 @@ Dot1xV2::AuthZAttrs authZAttrsOf( AaaResponse const& response ) {
    return result;
 }
 
-} // namespace Dot1xCtl
+} // namespace Agent

@@ -6,8 +6,8 @@
 
 #include <gtest/gtest.h>
 
-#include "dot1xctl/Agent.h"
-#include "dot1xctl/Derivation.h"
+#include "agent/Authenticator.h"
+#include "agent/Derivation.h"
 #include "views/Tree.h"
 
 /// What an authenticator's state becomes by requests, answers and EAPOL frames that no well-behaved
@@ -16,7 +16,7 @@ namespace {
 
 using namespace Views;
 using namespace Capture;
-using namespace Dot1xCtl;
+using namespace Agent;
 using namespace Dot1xV2;
 using RadiusPktParserBase::Attribute;
 using RadiusPktParserBase::TaggedInt;
@@ -32,8 +32,8 @@ AuthNZPhaseType const phase1( AuthNZPhaseEnum::authNZPhase1 );
 constexpr std::uint32_t start = 1, stop = 2, interim = 3, on = 7, off = 8;
 
 /// An agent and the one who feeds it.
-struct Fed : Agent {
-   using Agent::Agent;
+struct Fed : Authenticator {
+   using Authenticator::Authenticator;
 
    Request sent( std::uint8_t code, Values const& values ) {
       Request request;
@@ -43,7 +43,7 @@ struct Fed : Agent {
       for ( auto const& [type, value] : values ) {
          request.attributes.emplace_back( Attribute( 0, type ), value );
       }
-      Agent::request( request );
+      Authenticator::request( request );
       return request;
    }
    /// An Access-Request; an empty \p port is left out.
@@ -115,7 +115,7 @@ Values const inVlan110 = { { RadiusId::tunnelType, TaggedInt{ 0, 13 } },
 /// Counts the changes of all trees of an agent, by the name of the attribute.
 class Changes {
 public:
-   explicit Changes( Agent const& agent ) {
+   explicit Changes( Authenticator const& agent ) {
       Varek::Ptr<Qel::Entity> const roots[] = { agent.authNStatus(), agent.authZStatus(),
                                                 agent.acctStatus() };
       for ( auto const& root : roots ) {
@@ -132,7 +132,7 @@ private:
    std::vector<Varek::Subscription> held_;
 };
 
-TEST( Agent, ReauthenticationWithTheSameAnswerTellsOnlyWhatDiffers ) {
+TEST( Authenticator, ReauthenticationWithTheSameAnswerTellsOnlyWhatDiffers ) {
    Fed agent;
    agent.accepted( "Ethernet1", inVlan110 );
    Changes const changes( agent );
@@ -143,7 +143,7 @@ TEST( Agent, ReauthenticationWithTheSameAnswerTellsOnlyWhatDiffers ) {
    EXPECT_EQ( agent.supplicant().lastAuthSuccessTime(), Varek::Duration( 1003 ) );
 }
 
-TEST( Agent, AnAnswerThatSaysLessTakesBackWhatWasSaid ) {
+TEST( Authenticator, AnAnswerThatSaysLessTakesBackWhatWasSaid ) {
    Fed agent;
    Values more = inVlan110;
    more[RadiusId::classAttribute] = Varek::Bytes( "class" );
@@ -168,7 +168,7 @@ TEST( Agent, AnAnswerThatSaysLessTakesBackWhatWasSaid ) {
    EXPECT_TRUE( agent.port( port1 ).operationalPortAttrs()->operationalAttr()->vlanId().isNone() );
 }
 
-TEST( Agent, ASupplicantMovesOnlyByBeingAccepted ) {
+TEST( Authenticator, ASupplicantMovesOnlyByBeingAccepted ) {
    Fed agent;
    agent.accepted( "Ethernet1", inVlan110 );
    agent.rejected( "Ethernet2" );
@@ -182,7 +182,7 @@ TEST( Agent, ASupplicantMovesOnlyByBeingAccepted ) {
    EXPECT_TRUE( agent.port( port2 ).authorized() );
 }
 
-TEST( Agent, WithoutAPortItIsWhereItIsKnownToBeOrNowhere ) {
+TEST( Authenticator, WithoutAPortItIsWhereItIsKnownToBeOrNowhere ) {
    for ( std::string const name : { "", "GigabitEthernet1/0/1", "port 7" } ) {
       Fed agent;
       agent.accepted( name, inVlan110 );
@@ -197,7 +197,7 @@ TEST( Agent, WithoutAPortItIsWhereItIsKnownToBeOrNowhere ) {
    }
 }
 
-TEST( Agent, OnlyTheAnswerToTheLatestRequestCountsAndOnce ) {
+TEST( Authenticator, OnlyTheAnswerToTheLatestRequestCountsAndOnce ) {
    Fed agent;
    Request const first = agent.ask( "Ethernet1" );
    Request const second = agent.ask( "Ethernet2" );
@@ -218,7 +218,7 @@ TEST( Agent, OnlyTheAnswerToTheLatestRequestCountsAndOnce ) {
    EXPECT_FALSE( agent.port( port1 ).authorized() || agent.port( port2 ).authorized() );
 }
 
-TEST( Agent, ARequestWithoutAnAnswerTimesOut ) {
+TEST( Authenticator, ARequestWithoutAnAnswerTimesOut ) {
    Fed agent;
    agent.unanswered( agent.ask( "Ethernet1" ) );
    EXPECT_EQ( agent.phase().stage(), AuthNPhaseStage::phaseTimedOut );
@@ -226,7 +226,7 @@ TEST( Agent, ARequestWithoutAnAnswerTimesOut ) {
    EXPECT_EQ( agent.supplicant().currentAuthNMethod(), AuthNMethod::mbaAuth );
 }
 
-TEST( Agent, ALoginAtTheSwitchIsNoSupplicants ) {
+TEST( Authenticator, ALoginAtTheSwitchIsNoSupplicants ) {
    Fed agent;
    Values const login = { { RadiusId::serviceType, 7u },
                           { RadiusId::userName, Varek::String( "admin" ) } };
@@ -241,7 +241,7 @@ TEST( Agent, ALoginAtTheSwitchIsNoSupplicants ) {
    EXPECT_EQ( agent.phase().authNMethod(), AuthNMethod::mbaAuth );
 }
 
-TEST( Agent, NoStationHasTheAddressOfAGroupOrNone ) {
+TEST( Authenticator, NoStationHasTheAddressOfAGroupOrNone ) {
    Fed agent;
    for ( char const* address : { "00-00-00-00-00-00", "ff-ff-ff-ff-ff-ff", "01-00-5e-00-00-01" } ) {
       Values const asked{ { RadiusId::callingStationId, Varek::String( address ) } };
@@ -253,8 +253,8 @@ TEST( Agent, NoStationHasTheAddressOfAGroupOrNone ) {
    EXPECT_EQ( agent.acctStatus()->acctSessionState().size(), 0U );
 }
 
-TEST( Agent, RejectionsInARowBlockAndAcceptanceFrees ) {
-   Fed agent( AgentSettings{ 3, 0 } );
+TEST( Authenticator, RejectionsInARowBlockAndAcceptanceFrees ) {
+   Fed agent( AuthenticatorSettings{ 3, 0 } );
    agent.rejected( "Ethernet1" );
    agent.rejected( "Ethernet1" );
    agent.accepted( "Ethernet1" );
@@ -272,7 +272,7 @@ TEST( Agent, RejectionsInARowBlockAndAcceptanceFrees ) {
    EXPECT_EQ( agent.blocked(), 0u );
 }
 
-TEST( Agent, APortHasInForceWhatItsSupplicantsHaveInCommon ) {
+TEST( Authenticator, APortHasInForceWhatItsSupplicantsHaveInCommon ) {
    Fed agent;
    auto const another = []( char const* address ) {
       return Values{ { RadiusId::callingStationId, Varek::String( address ) } };
@@ -291,7 +291,7 @@ TEST( Agent, APortHasInForceWhatItsSupplicantsHaveInCommon ) {
    EXPECT_EQ( agent.port( port1 ).operationalPortAttrs()->intfId(), port1 );
 }
 
-TEST( Agent, EapolSaysHowFarItIsAndLogoffEndsIt ) {
+TEST( Authenticator, EapolSaysHowFarItIsAndLogoffEndsIt ) {
    Fed agent;
    agent.eapolSent( Eapol::Kind::logoff );
    agent.eapolSent( Eapol::Kind::request );
@@ -333,7 +333,7 @@ TEST( Agent, EapolSaysHowFarItIsAndLogoffEndsIt ) {
    EXPECT_EQ( agent.phase().terminateCause(), AcctTermCause::userRequest );
 }
 
-TEST( Agent, EapolResultsEndOnlyWhatIsUnderWay ) {
+TEST( Authenticator, EapolResultsEndOnlyWhatIsUnderWay ) {
    std::map<Eapol::Kind, AuthNPhaseStage> const stages = {
       { Eapol::Kind::success, AuthNPhaseStage::phaseSuccess },
       { Eapol::Kind::failure, AuthNPhaseStage::phaseFail } };
@@ -479,7 +479,7 @@ TEST( Accounting, TheNasGoingOffEndsItsSessionsAlone ) {
 }
 
 TEST( Accounting, AttributesGoIntoTheMapOfTheirForm ) {
-   Fed agent( AgentSettings{ 3, 32473 } );
+   Fed agent( AuthenticatorSettings{ 3, 32473 } );
    Request request = agent.sent( accountingRequest, {} );
    auto const add = [&]( std::uint32_t vendor, std::uint16_t type,
                          RadiusPktParserBase::AttrValue const& value ) {

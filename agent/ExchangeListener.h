@@ -4,12 +4,12 @@
 #include "capture/Eapol.h"
 #include "capture/Exchange.h"
 
-namespace Dot1xCtl {
+namespace Agent {
 
 /// Whoever is told of what a replay reads, in its order.
-class ReplayListener {
+class ExchangeListener {
 public:
-   virtual ~ReplayListener() = default;
+   virtual ~ExchangeListener() = default;
 
    /// A request that was read whole, when it is sent first.
    virtual void request( Capture::Request const& ) = 0;
@@ -22,4 +22,4 @@ public:
    virtual void captureEnd() = 0;
 };
 
-} // namespace Dot1xCtl
+} // namespace Agent

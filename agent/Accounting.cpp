@@ -1,4 +1,4 @@
-#include "Accounting.h"
+#include "agent/Accounting.h"
 
 #include <limits>
 #include <map>
@@ -6,10 +6,10 @@
 #include <variant>
 #include <vector>
 
-#include "Asked.h"
 #include "Radius/ValueText.h"
+#include "agent/Asked.h"
 
-namespace Dot1xCtl {
+namespace Agent {
 
 using namespace Capture;
 
@@ -265,4 +265,4 @@ void Accounting::nasSessionsEnd( Attributes const& attributes ) {
    }
 }
 
-} // namespace Dot1xCtl
+} // namespace Agent

@@ -1,9 +1,9 @@
-#include "Authentication.h"
+#include "agent/Authentication.h"
 
-#include "Derivation.h"
+#include "agent/Derivation.h"
 #include "framework/Assign.h"
 
-namespace Dot1xCtl {
+namespace Agent {
 
 using namespace Capture;
 
@@ -161,4 +161,4 @@ void Authentication::eapol( Eapol const& frame, bool authorized ) {
    }
 }
 
-} // namespace Dot1xCtl
+} // namespace Agent

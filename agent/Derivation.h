@@ -14,7 +14,7 @@
 /// Nothing throws for what a server sends: a value of another form than its attribute has, or
 /// outside what the RFC allows, counts as not sent. Where the state has room for one value and the
 /// answer gives several, the first counts; the answer itself keeps all.
-namespace Dot1xCtl {
+namespace Agent {
 
 using RadiusId = RadiusPacketParser::RadiusAttributeId;
 
@@ -46,4 +46,4 @@ std::optional<Dot1xV2::EgressVlanAttributes> egressVlanOf( Dot1xV2::AaaResponse 
 /// attribute gives one.
 Dot1xV2::AuthZAttrs authZAttrsOf( Dot1xV2::AaaResponse const& );
 
-} // namespace Dot1xCtl
+} // namespace Agent

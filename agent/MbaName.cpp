@@ -1,8 +1,8 @@
-#include "MbaName.h"
+#include "agent/MbaName.h"
 
 #include <cstddef>
 
-namespace Dot1xCtl {
+namespace Agent {
 
 Varek::String mbaUserName( Lumo::EthAddr const& address, Dot1xV2::MbaUserName const& form ) {
    char const* const digits = form.userNameIsUpperCase() ? "0123456789ABCDEF" : "0123456789abcdef";
@@ -23,4 +23,4 @@ Varek::String mbaUserName( Lumo::EthAddr const& address, Dot1xV2::MbaUserName co
    return name;
 }
 
-} // namespace Dot1xCtl
+} // namespace Agent
