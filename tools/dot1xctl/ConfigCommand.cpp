@@ -4,16 +4,18 @@
 #include <memory>
 #include <string>
 
-#include "Config.h"
-#include "ConfigOutput.h"
 #include "Options.h"
+#include "Telling.h"
 #include "Varek/Failures.h"
 #include "Varek/Text.h"
 #include "agent/MbaName.h"
+#include "config/Config.h"
+#include "config/ConfigOutput.h"
 
 namespace Dot1xCtl {
 
 using namespace Agent;
+using namespace Config;
 
 using Varek::counted;
 using Varek::escaped;
@@ -94,7 +96,9 @@ void addConfig( CLI::App& app, Action& action ) {
       command->add_option( "FILE", given->file, "The configuration" )->required();
       command->callback( [given, &action, use] {
          action = [given, use] {
-            Status const status = loadConfig( given->file, std::cerr );
+            Faults faults;
+            Status const status = loadConfig( given->file, faults );
+            tellFaults( given->file, faults );
             if ( status ) {
                use( *given, status );
             }

@@ -14,16 +14,14 @@
 #include "Follow.h"
 #include "Options.h"
 #include "ShowState.h"
+#include "Telling.h"
 #include "Varek/Failures.h"
-#include "Varek/Text.h"
 #include "views/TreeJson.h"
 #include "views/TreeText.h"
 
 namespace Dot1xCtl {
 
 using namespace Views;
-
-using Varek::printableLines;
 
 namespace {
 
@@ -179,7 +177,7 @@ int diff( DumpGiven const& given ) {
    try {
       return compare( given );
    } catch ( std::exception const& error ) {
-      std::cerr << "dot1xctl: " << printableLines( error.what() ) << '\n';
+      tell( error.what() );
       return trouble;
    }
 }

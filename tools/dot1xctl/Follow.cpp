@@ -8,6 +8,7 @@
 #include <string>
 
 #include "FollowerLoop.h"
+#include "Telling.h"
 #include "Varek/Failures.h"
 #include "Varek/Text.h"
 #include "views/Tree.h"
@@ -21,15 +22,10 @@ namespace Dot1xCtl {
 using namespace Views;
 
 using Varek::counted;
-using Varek::printableLines;
 
 namespace {
 
 using Pause = FollowerLoop::Pause;
-
-void tell( std::string const& what ) {
-   std::cerr << "dot1xctl: " << printableLines( what ) << std::endl;
-}
 
 void tellUnknown( Address const& address, Mirror::Follower const& follower ) {
    if ( std::uint64_t const unknown = follower.stats().unknownTypes; unknown != 0 ) {

@@ -5,7 +5,6 @@
 
 #include <unistd.h>
 
-#include "Config.h"
 #include "Dump.h"
 #include "Follow.h"
 #include "LeaderLoop.h"
@@ -14,13 +13,16 @@
 #include "Progress.h"
 #include "Replay.h"
 #include "ShowState.h"
+#include "Telling.h"
 #include "Varek/Failures.h"
 #include "Varek/Text.h"
+#include "config/Config.h"
 
 namespace Dot1xCtl {
 
 using namespace Agent;
 using namespace Capture;
+using namespace Config;
 using namespace Views;
 
 using Varek::escaped;
@@ -59,7 +61,7 @@ void readAgain( std::string const& file, Dot1xV2::Status& status ) {
    try {
       Faults faults;
       bool const good = reloadConfig( contentsOf( file ), status, faults );
-      printFaults( std::cerr, file, faults );
+      tellFaults( file, faults );
       std::cerr << "dot1xctl: " << escaped( file )
                 << ( good ? ": read again" : ": the configuration stays as it was" ) << std::endl;
    } catch ( Varek::Failure const& failure ) {
@@ -124,7 +126,9 @@ private:
 
    bool configure() {
       if ( !options_.config.empty() ) {
-         config_ = loadConfig( options_.config, std::cerr );
+         Faults faults;
+         config_ = loadConfig( options_.config, faults );
+         tellFaults( options_.config, faults );
          roots_[statusName] = config_;
       }
       return options_.config.empty() || config_ != nullptr;

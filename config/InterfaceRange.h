@@ -19,7 +19,7 @@
 ///
 /// A range goes over the last number of the name, both ends included. A number by itself, which
 /// cannot come first, stands for the last number of the name before. Blanks may stand around items.
-namespace Dot1xCtl {
+namespace Config {
 
 /// More than any device has ports and sub-interfaces in use; a slip of the finger
 /// ("Ethernet1-1000000") would otherwise fill the memory.
@@ -33,4 +33,4 @@ std::vector<Lumo::IntfId> interfacesOf( std::string_view text );
 /// set.
 std::string interfacesText( std::vector<Lumo::IntfId> interfaces );
 
-} // namespace Dot1xCtl
+} // namespace Config

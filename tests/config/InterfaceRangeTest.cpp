@@ -9,13 +9,13 @@
 #include <gtest/gtest.h>
 
 #include "Varek/Failures.h"
-#include "dot1xctl/InterfaceRange.h"
+#include "config/InterfaceRange.h"
 
 /// Texts that stand for interfaces, and MAC addresses as user names.
 namespace {
 
-using Dot1xCtl::interfacesOf;
-using Dot1xCtl::interfacesText;
+using Config::interfacesOf;
+using Config::interfacesText;
 using Lumo::IntfId;
 
 std::string namesOf( std::string_view text ) {

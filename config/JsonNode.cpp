@@ -1,4 +1,4 @@
-#include "JsonNode.h"
+#include "config/JsonNode.h"
 
 #include <algorithm>
 #include <cctype>
@@ -8,10 +8,10 @@
 
 #include <nlohmann/json.hpp>
 
-#include "Faults.h"
 #include "Varek/Text.h"
+#include "config/Faults.h"
 
-namespace Dot1xCtl {
+namespace Config {
 
 using Varek::escaped;
 using Varek::quoted;
@@ -201,4 +201,4 @@ bool parseJson( std::string_view text, JsonNode& root, Faults& faults ) {
    return Builder( text, root, faults ).run();
 }
 
-} // namespace Dot1xCtl
+} // namespace Config

@@ -7,7 +7,7 @@
 
 /// JSON as it stands in a file: in its order, numbers as they are written, each part with its line,
 /// so that a fault found later can be told where it is.
-namespace Dot1xCtl {
+namespace Config {
 
 struct JsonNode {
    enum class Kind : unsigned char { null, boolean, number, text, array, object };
@@ -41,4 +41,4 @@ bool parseJson( std::string_view text, JsonNode& root, Faults& faults );
 
 inline constexpr std::size_t deepestJson = 64;
 
-} // namespace Dot1xCtl
+} // namespace Config

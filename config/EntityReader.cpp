@@ -1,16 +1,17 @@
-#include "EntityReader.h"
+#include "config/EntityReader.h"
 
 #include <string>
 #include <vector>
 
-#include "ConfigValue.h"
-#include "InterfaceRange.h"
 #include "Varek/Failures.h"
+#include "config/ConfigValue.h"
+#include "config/InterfaceRange.h"
+#include "config/Suggestion.h"
 #include "framework/Inspection.h"
 #include "framework/InspectionRecords.h"
 #include "framework/Untyped.h"
 
-namespace Dot1xCtl {
+namespace Config {
 
 using namespace Views;
 
@@ -322,4 +323,4 @@ bool EntityReader::holds( Target const& to, void const* key ) {
    return arguments.found;
 }
 
-} // namespace Dot1xCtl
+} // namespace Config

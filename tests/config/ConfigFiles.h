@@ -6,14 +6,14 @@
 
 #include <gtest/gtest.h>
 
-#include "dot1xctl/Config.h"
-#include "dot1xctl/ConfigOutput.h"
+#include "config/Config.h"
+#include "config/ConfigOutput.h"
 
 /// Configuration files of tests.
 namespace ConfigFiles {
 
 using namespace Views;
-using namespace Dot1xCtl;
+using namespace Config;
 using Dot1xV2::Status;
 using Varek::Ptr;
 
@@ -22,7 +22,7 @@ inline Ptr<Status> read( std::string const& text ) {
    Faults faults;
    auto const status = readConfig( text, faults );
    std::ostringstream told;
-   printFaults( told, "test", faults );
+   printFaults( told, "test", "file", faults );
    EXPECT_EQ( told.str(), "" );
    return status ? status : Dot1xV2::statusFactory( "bad" );
 }

@@ -1,15 +1,16 @@
-#include "ConfigValue.h"
+#include "config/ConfigValue.h"
 
 #include <cstdint>
 #include <string_view>
 #include <vector>
 
 #include "Varek/Failures.h"
+#include "config/Suggestion.h"
 #include "framework/Strep.h"
 #include "framework/TypeName.h"
 #include "framework/Untyped.h"
 
-namespace Dot1xCtl {
+namespace Config {
 
 using namespace Views;
 
@@ -181,4 +182,4 @@ bool readKey( JsonPlace const& at, AtomicFnTable const& table, void* key, Faults
    return true;
 }
 
-} // namespace Dot1xCtl
+} // namespace Config

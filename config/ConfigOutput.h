@@ -6,7 +6,7 @@
 #include "views/Tree.h"
 
 /// The configuration that is in effect, all defaults filled in, or only what differs from them.
-namespace Dot1xCtl {
+namespace Config {
 
 enum class ConfigExtent : std::uint8_t {
    whole,
@@ -26,4 +26,4 @@ void printConfig( std::ostream&, Qel::Entity const& root, ConfigForm, ConfigExte
 /// That of the root "status"; throws Varek::Failure if there is none.
 void printConfig( std::ostream&, Views::Roots const&, ConfigForm, ConfigExtent );
 
-} // namespace Dot1xCtl
+} // namespace Config

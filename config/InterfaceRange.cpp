@@ -1,4 +1,4 @@
-#include "InterfaceRange.h"
+#include "config/InterfaceRange.h"
 
 #include <algorithm>
 #include <charconv>
@@ -7,7 +7,7 @@
 
 #include "Varek/Failures.h"
 
-namespace Dot1xCtl {
+namespace Config {
 
 namespace {
 
@@ -161,4 +161,4 @@ std::string interfacesText( std::vector<Lumo::IntfId> interfaces ) {
    return result;
 }
 
-} // namespace Dot1xCtl
+} // namespace Config

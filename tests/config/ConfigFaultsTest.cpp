@@ -155,7 +155,7 @@ TEST( ConfigFaults, ManyAreCountedNotPrinted ) {
    Faults faults;
    EXPECT_FALSE( readConfig( text + "}", faults ) );
    std::ostringstream out;
-   printFaults( out, "a\nb", faults );
+   printFaults( out, "dot1xctl", "a\nb", faults );
    std::string const told = out.str();
    EXPECT_EQ( std::count( told.begin(), told.end(), '\n' ), 21 );
    EXPECT_TRUE( contains( told, "dot1xctl: a\\x0ab:20: $.x19: " ) );

@@ -2,16 +2,15 @@
 
 #include <cstddef>
 #include <iosfwd>
-#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "JsonNode.h"
+#include "config/JsonNode.h"
 
 /// What is wrong with a configuration file: all of it, not only the first, since one who corrects
 /// a file wants to do it once.
-namespace Dot1xCtl {
+namespace Config {
 
 struct Fault {
    std::size_t line = 0; ///< From 1.
@@ -37,14 +36,7 @@ private:
    std::size_t count_ = 0;
 };
 
-/// A line a fault: "dot1xctl: FILE:LINE: PATH: what"; then how many more there are.
-void printFaults( std::ostream&, std::string const& file, Faults const& );
+/// A line a fault: "PROGRAM: FILE:LINE: PATH: what"; then how many more there are.
+void printFaults( std::ostream&, std::string_view program, std::string const& file, Faults const& );
 
-/// "did you mean \"framedMtu\"?", if one of \p known is close enough to \p word; or nothing.
-std::string suggestion( std::string_view word, std::span<std::string_view const> known );
-/// "one of a, b and c", with a suggestion for what was found instead.
-std::string oneOf( std::string_view found, std::span<std::string_view const> known );
-/// "a, b and c".
-std::string listed( std::span<std::string_view const> words );
-
-} // namespace Dot1xCtl
+} // namespace Config

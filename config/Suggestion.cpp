@@ -1,16 +1,11 @@
-#include "Faults.h"
+#include "config/Suggestion.h"
 
 #include <algorithm>
 #include <numeric>
-#include <ostream>
 #include <utility>
+#include <vector>
 
-#include "Varek/Text.h"
-
-namespace Dot1xCtl {
-
-using Varek::counted;
-using Varek::escaped;
+namespace Config {
 
 namespace {
 
@@ -33,32 +28,6 @@ std::size_t distance( std::string_view a, std::string_view b ) {
 }
 
 } // namespace
-
-void Faults::add( std::size_t line, std::string what ) {
-   ++count_;
-   if ( kept_.size() < mostKept ) {
-      kept_.push_back( { line, std::move( what ) } );
-   }
-}
-
-void Faults::add( JsonPlace const& where, std::string const& what ) {
-   add( where.node.line, where.path() + ": " + what );
-}
-
-void Faults::unexpected( JsonPlace const& where, std::string const& expected ) {
-   add( where, "found " + found( where.node ) + ", expected " + expected );
-}
-
-void printFaults( std::ostream& out, std::string const& file, Faults const& faults ) {
-   std::string const begin = "dot1xctl: " + escaped( file ) + ":";
-   for ( Fault const& one : faults.kept() ) {
-      out << begin << one.line << ": " << one.what << '\n';
-   }
-   if ( std::size_t const more = faults.count() - faults.kept().size(); more != 0 ) {
-      out << begin << " " << counted( more, "more fault", "more faults" ) << '\n';
-   }
-   out.flush();
-}
 
 std::string suggestion( std::string_view word, std::span<std::string_view const> known ) {
    // Beyond this it would be another word. Texts of any length come from the file.
@@ -90,4 +59,4 @@ std::string listed( std::span<std::string_view const> words ) {
    return result;
 }
 
-} // namespace Dot1xCtl
+} // namespace Config

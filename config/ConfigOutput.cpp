@@ -1,4 +1,4 @@
-#include "ConfigOutput.h"
+#include "config/ConfigOutput.h"
 
 #include <algorithm>
 #include <ostream>
@@ -6,15 +6,15 @@
 #include <utility>
 #include <vector>
 
-#include "Config.h"
-#include "InterfaceRange.h"
 #include "Varek/Failures.h"
+#include "config/Config.h"
+#include "config/InterfaceRange.h"
 #include "framework/AttrLog.h"
 #include "framework/Untyped.h"
 #include "views/TreeJson.h"
 #include "views/TreeText.h"
 
-namespace Dot1xCtl {
+namespace Config {
 
 using namespace Views;
 
@@ -192,4 +192,4 @@ void printConfig( std::ostream& out, Roots const& roots, ConfigForm form, Config
    printConfig( out, *at->second, form, extent );
 }
 
-} // namespace Dot1xCtl
+} // namespace Config

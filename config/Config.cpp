@@ -1,4 +1,4 @@
-#include "Config.h"
+#include "config/Config.h"
 
 #include <array>
 #include <cerrno>
@@ -6,16 +6,14 @@
 #include <fstream>
 #include <iostream>
 
-#include "ConfigValue.h"
-#include "EntityReader.h"
 #include "Varek/Failures.h"
 #include "Varek/Text.h"
+#include "config/ConfigValue.h"
+#include "config/EntityReader.h"
 #include "framework/Assign.h"
 #include "framework/ValueTable.h"
 
-namespace Dot1xCtl {
-
-using namespace Capture;
+namespace Config {
 
 using Varek::escaped;
 
@@ -66,11 +64,8 @@ bool reloadConfig( std::string_view text, Dot1xV2::Status& status, Faults& fault
    return true;
 }
 
-Varek::Ptr<Dot1xV2::Status> loadConfig( std::string const& file, std::ostream& errors ) {
-   Faults faults;
-   auto const status = readConfig( contentsOf( file ), faults );
-   printFaults( errors, file, faults );
-   return status;
+Varek::Ptr<Dot1xV2::Status> loadConfig( std::string const& file, Faults& faults ) {
+   return readConfig( contentsOf( file ), faults );
 }
 
 std::string contentsOf( std::string const& file ) {
@@ -99,4 +94,4 @@ std::string contentsOf( std::string const& file ) {
    return all( in );
 }
 
-} // namespace Dot1xCtl
+} // namespace Config

@@ -1,11 +1,10 @@
 #pragma once
 
-#include <iosfwd>
 #include <string>
 #include <string_view>
 
 #include "Dot1xV2/Dot1xStatus.h"
-#include "Faults.h"
+#include "config/Faults.h"
 
 /// A configuration as a file of JSON: the attributes of a Dot1xV2::Status and of all below it, by
 /// their names. Made from the records of the types: a new attribute can be given without a line
@@ -15,7 +14,7 @@
 /// ranges, it is what the later says. docs/configuration.md describes the form.
 ///
 /// Guarantee: a file with a fault changes nothing, and all its faults are told.
-namespace Dot1xCtl {
+namespace Config {
 
 /// Gives the attributes of \p entity that \p text names what it says. Returns false, with the
 /// faults told and \p entity in any state, if there are any.
@@ -32,11 +31,11 @@ Varek::Ptr<Dot1xV2::Status> readConfig( std::string_view text, Faults& faults );
 /// changed, if there are any.
 bool reloadConfig( std::string_view text, Dot1xV2::Status& status, Faults& faults );
 
-/// The configuration in a file; null, with the faults told on \p errors, if there are any. Throws
-/// Varek::Failure if the file cannot be read.
-Varek::Ptr<Dot1xV2::Status> loadConfig( std::string const& file, std::ostream& errors );
+/// The configuration in a file, otherwise as readConfig(). Throws Varek::Failure if the file cannot
+/// be read.
+Varek::Ptr<Dot1xV2::Status> loadConfig( std::string const& file, Faults& faults );
 
 /// The whole of a file, of standard input for "-". Throws Varek::Failure if it cannot be read.
 std::string contentsOf( std::string const& file );
 
-} // namespace Dot1xCtl
+} // namespace Config

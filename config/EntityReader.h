@@ -2,11 +2,11 @@
 
 #include <functional>
 
-#include "Faults.h"
-#include "JsonNode.h"
+#include "config/Faults.h"
+#include "config/JsonNode.h"
 #include "framework/Records.h"
 
-namespace Dot1xCtl {
+namespace Config {
 
 /// Gives entities and records what a document says of them, by their records alone.
 ///
@@ -51,4 +51,4 @@ private:
    Faults& faults_;
 };
 
-} // namespace Dot1xCtl
+} // namespace Config
