@@ -10,17 +10,20 @@
 
 #include <unistd.h>
 
-#include "Dump.h"
 #include "Follow.h"
 #include "Options.h"
 #include "ShowState.h"
 #include "Telling.h"
 #include "Varek/Failures.h"
+#include "store/StateFile.h"
+#include "store/Store.h"
+#include "store/Stream.h"
 #include "views/TreeJson.h"
 #include "views/TreeText.h"
 
 namespace Dot1xCtl {
 
+using namespace Store;
 using namespace Views;
 
 namespace {
@@ -88,7 +91,7 @@ int dump( DumpGiven const& given ) {
    if ( !roots ) {
       return 1;
    }
-   writeDump( given.file, streamOf( *roots ) );
+   save( *roots, given.file );
    return 0;
 }
 
@@ -96,7 +99,7 @@ int load( DumpGiven const& given ) {
    ShowRequest request;
    request.what = ShowRequest::What::tree;
    request.json = given.json;
-   printState( std::cout, loadDump( given.file, std::cerr ), request );
+   printState( std::cout, loadTold( given.file ), request );
    return 0;
 }
 
@@ -107,7 +110,7 @@ bool isAddress( std::string const& source ) {
 /// Nothing if it has been told why there is none.
 std::optional<std::string> streamFrom( std::string const& source, DumpGiven const& given ) {
    if ( !isAddress( source ) ) {
-      return readDump( source );
+      return readStream( source );
    }
    std::optional<Roots> const roots =
       fetch( from( Address( source ), given.peerUsers ), given.wait );
@@ -166,9 +169,9 @@ int compare( DumpGiven const& given ) {
       return trouble;
    }
    Mirror::Follower follower;
-   apply( *a, follower, given.file, std::cerr );
+   tellLeftOut( given.file, apply( *a, follower, given.file ) );
    Differences const differences( follower, given.json );
-   apply( *b, follower, given.other, std::cerr );
+   tellLeftOut( given.other, apply( *b, follower, given.other ) );
    std::cout.flush();
    return !std::cout ? trouble : differences.count() == 0 ? same : different;
 }

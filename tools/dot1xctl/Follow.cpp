@@ -11,6 +11,7 @@
 #include "Telling.h"
 #include "Varek/Failures.h"
 #include "Varek/Text.h"
+#include "store/Stream.h"
 #include "views/Tree.h"
 #include "views/TreeJson.h"
 #include "views/TreeText.h"
@@ -19,6 +20,7 @@
 
 namespace Dot1xCtl {
 
+using namespace Store;
 using namespace Views;
 
 using Varek::counted;
@@ -118,14 +120,6 @@ private:
 };
 
 } // namespace
-
-Roots rootsOf( Mirror::Follower const& follower ) {
-   Roots roots;
-   for ( Varek::String const& name : follower.roots() ) {
-      roots[name] = follower.root( name );
-   }
-   return roots;
-}
 
 std::optional<Roots> fetch( Address const& address, double seconds ) {
    constexpr Pause betweenAttempts{ 50 };

@@ -10,9 +10,6 @@
 /// gone wrong is told on standard error.
 namespace Dot1xCtl {
 
-/// The trees that a follower holds.
-Views::Roots rootsOf( Mirror::Follower const& );
-
 /// The state as it is, once it has come, within \p seconds. Nothing if that fails.
 std::optional<Views::Roots> fetch( Address const&, double seconds );
 

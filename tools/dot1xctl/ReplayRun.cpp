@@ -5,7 +5,6 @@
 
 #include <unistd.h>
 
-#include "Dump.h"
 #include "Follow.h"
 #include "LeaderLoop.h"
 #include "Output.h"
@@ -17,12 +16,14 @@
 #include "Varek/Failures.h"
 #include "Varek/Text.h"
 #include "config/Config.h"
+#include "store/Store.h"
 
 namespace Dot1xCtl {
 
 using namespace Agent;
 using namespace Capture;
 using namespace Config;
+using namespace Store;
 using namespace Views;
 
 using Varek::escaped;
@@ -171,7 +172,7 @@ private:
          roots_.merge( rootsOf( replay_, agent_ ) );
       }
       if ( !options_.load.empty() ) {
-         roots_.merge( loadDump( options_.load, std::cerr ) );
+         roots_.merge( loadTold( options_.load ) );
       }
       if ( options_.tree || options_.show ) {
          print( roots_, options_ );
@@ -181,7 +182,7 @@ private:
 
    void dump() const {
       if ( !options_.dump.empty() ) {
-         writeDump( options_.dump, streamOf( roots_ ) );
+         save( roots_, options_.dump );
       }
    }
 

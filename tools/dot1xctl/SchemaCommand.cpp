@@ -10,6 +10,8 @@
 
 namespace Dot1xCtl {
 
+using namespace Store;
+
 namespace {
 
 constexpr char const* schemaHelp = R"(

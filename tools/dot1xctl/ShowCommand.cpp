@@ -4,10 +4,10 @@
 #include <memory>
 #include <optional>
 
-#include "Dump.h"
 #include "Follow.h"
 #include "Options.h"
 #include "ShowState.h"
+#include "Telling.h"
 #include "Varek/Failures.h"
 
 namespace Dot1xCtl {
@@ -106,7 +106,7 @@ int run( ShowGiven const& given ) {
    if ( given.connect ) {
       return show( from( *given.connect, given.peerUsers ), given.wait, request );
    }
-   printState( std::cout, loadDump( given.load, std::cerr ), request );
+   printState( std::cout, loadTold( given.load ), request );
    return 0;
 }
 

@@ -1,4 +1,4 @@
-#include "Dump.h"
+#include "store/StateFile.h"
 
 #include <array>
 #include <cerrno>
@@ -6,29 +6,19 @@
 #include <cstdint>
 #include <cstdio>
 #include <memory>
-#include <ostream>
-#include <span>
-#include <utility>
 
 #include <fcntl.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <zlib.h>
 
-#include "Follow.h"
-#include "Replacement.h"
 #include "Varek/Failures.h"
 #include "Varek/Text.h"
-#include "mirror/Leader.h"
 #include "mirror/Socket.h"
+#include "store/Replacement.h"
 
-namespace Dot1xCtl {
+namespace Store {
 
-using namespace Views;
-
-using Varek::counted;
-using Varek::escaped;
 using Varek::quoted;
 
 namespace {
@@ -137,95 +127,9 @@ private:
    sigset_t before_;
 };
 
-// Streams
-
-std::pair<Mirror::Fd, Mirror::Fd> socketPair() {
-   int ends[2];
-   if ( ::socketpair( AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, ends ) != 0 ) {
-      systemFailure( "two connected sockets", "cannot be made" );
-   }
-   return { Mirror::Fd( ends[0] ), Mirror::Fd( ends[1] ) };
-}
-
-/// Appends what has come.
-void drain( Mirror::Fd const& from, std::string& to, std::span<char> buffer ) {
-   std::ptrdiff_t got = 0;
-   while ( ( got = ::recv( from.get(), buffer.data(), buffer.size(), MSG_DONTWAIT ) ) > 0 ) {
-      to.append( buffer.data(), static_cast<std::size_t>( got ) );
-   }
-}
-
 } // namespace
 
-std::string streamOf( Roots const& roots ) {
-   auto [leading, following] = socketPair();
-   // Says the hello of a follower. What comes is read behind its back.
-   Mirror::Fd const heard( ::fcntl( following.get(), F_DUPFD_CLOEXEC, 0 ) );
-   if ( heard.get() < 0 ) {
-      systemFailure( "a socket", "cannot be duplicated" );
-   }
-   Mirror::Endpoint follower( {}, Mirror::Endpoint::Role::follower );
-   follower.start( following.release(), "itself", Mirror::Description::ofThisProcess() );
-
-   Mirror::Leader leader;
-   for ( auto const& [name, root] : roots ) {
-      leader.rootIs( name, root );
-   }
-   Mirror::LeaderConnection& connection = leader.connectionIs( leading.release(), "itself" );
-   std::string result;
-   auto const buffer = std::make_unique<std::array<char, 128 * 1024>>();
-   while ( !connection.synced() || connection.wantsWrite() ) {
-      follower.flush();
-      connection.onReadable();
-      connection.onWritable();
-      drain( heard, result, *buffer );
-      if ( connection.closed() ) {
-         throw Varek::Failure( "the state cannot be told: " + connection.reason() );
-      }
-   }
-   drain( heard, result, *buffer );
-   return result;
-}
-
-void apply( std::string_view stream, Mirror::Follower& follower, std::string const& name,
-            std::ostream& errors, Progress* bar ) {
-   auto [leading, following] = socketPair();
-   follower.connectedIs( following.release(), name );
-   auto const wholeSize = stream.size();
-   while ( !follower.closed() && follower.stats().bytes < wholeSize ) {
-      if ( !stream.empty() ) {
-         std::ptrdiff_t const taken =
-            ::send( leading.get(), stream.data(), stream.size(), MSG_NOSIGNAL | MSG_DONTWAIT );
-         if ( taken > 0 ) {
-            stream.remove_prefix( static_cast<std::size_t>( taken ) );
-         } else if ( errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR ) {
-            systemFailure( name, "cannot be passed on" );
-         }
-      }
-      follower.onReadable();
-      if ( bar != nullptr ) {
-         bar->at( follower.stats().bytes, wholeSize );
-      }
-   }
-   if ( follower.closed() ) {
-      refuse( name, "the state in it cannot be taken: " + follower.reason() );
-   }
-   Mirror::Follower::Stats const stats = follower.stats();
-   bool const whole = follower.synced();
-   follower.close();
-   if ( !whole ) {
-      refuse( name, "the state in it ends before it is whole, after " +
-                       std::to_string( wholeSize ) + " bytes" );
-   }
-   if ( stats.unknownTypes != 0 || stats.skipped != 0 ) {
-      errors << "dot1xctl: " << escaped( name ) << ": "
-             << counted( stats.unknownTypes, "entity", "entities" ) << " and "
-             << counted( stats.skipped, "message", "messages" )
-             << " of types and attributes that are not known here left out\n";
-   }
-}
-
-void writeDump( std::string const& path, std::string_view stream ) {
+void writeStream( std::string const& path, std::string_view stream ) {
    std::string const head = std::string( magic ) + bigEndian( formatVersion, versionSize ) +
                             bigEndian( stream.size(), lengthSize );
    auto const write = [&]( int file ) {
@@ -240,7 +144,7 @@ void writeDump( std::string const& path, std::string_view stream ) {
    replaceState( path, write );
 }
 
-std::string readDump( std::string const& path ) {
+std::string readStream( std::string const& path ) {
    std::string whole = contents( path );
    std::string_view const file = whole;
    std::string_view const begin = file.substr( 0, magic.size() );
@@ -276,11 +180,4 @@ std::string readDump( std::string const& path ) {
    return whole;
 }
 
-Roots loadDump( std::string const& path, std::ostream& errors ) {
-   Mirror::Follower follower;
-   Progress bar( "loading" );
-   apply( readDump( path ), follower, path, errors, &bar );
-   return rootsOf( follower );
-}
-
-} // namespace Dot1xCtl
+} // namespace Store

@@ -13,7 +13,7 @@
 /// digits, and is locked (flock) by its writer. What a process that was killed left behind under
 /// such a name goes with the next replacement in that folder, if it is surely that: a regular file
 /// of this user, locked by nobody, which is empty or begins as a state file does.
-namespace Dot1xCtl {
+namespace Store {
 
 /// What a state file begins with.
 inline constexpr std::string_view stateMagic = "D1XState";
@@ -39,4 +39,4 @@ void replaceState( std::string const& path, std::function<void( int file )> cons
 /// "PATH: why".
 [[noreturn]] void refuse( std::string const& path, std::string const& why );
 
-} // namespace Dot1xCtl
+} // namespace Store

@@ -1,4 +1,4 @@
-#include "Replacement.h"
+#include "store/Replacement.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -15,7 +15,7 @@
 #include "Varek/Text.h"
 #include "mirror/Socket.h"
 
-namespace Dot1xCtl {
+namespace Store {
 
 using Varek::escaped;
 
@@ -232,4 +232,4 @@ void refuse( std::string const& path, std::string const& why ) {
    throw Varek::Failure( escaped( path ) + ": " + why );
 }
 
-} // namespace Dot1xCtl
+} // namespace Store
