@@ -23,6 +23,7 @@
 
 namespace Dot1xCtl {
 
+using namespace Loop;
 using namespace Store;
 using namespace Views;
 

@@ -7,10 +7,10 @@
 #include <map>
 #include <string>
 
-#include "FollowerLoop.h"
 #include "Telling.h"
 #include "Varek/Failures.h"
 #include "Varek/Text.h"
+#include "loop/FollowerLoop.h"
 #include "store/Stream.h"
 #include "views/Tree.h"
 #include "views/TreeJson.h"
@@ -20,6 +20,7 @@
 
 namespace Dot1xCtl {
 
+using namespace Loop;
 using namespace Store;
 using namespace Views;
 

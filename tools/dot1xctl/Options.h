@@ -5,9 +5,9 @@
 
 #include <CLI/CLI.hpp>
 
-#include "Address.h"
 #include "ReplayRun.h"
 #include "Varek/Failures.h"
+#include "loop/Address.h"
 #include "views/Colour.h"
 
 /// What several subcommands have on their command lines.
@@ -29,9 +29,9 @@ template<class To>
 CLI::Option* addressOption( CLI::App& command, char const* name, To& to, char const* description ) {
    return command
       .add_option_function<std::string>(
-         name, [&to]( std::string const& text ) { to = Address( text ); }, description )
+         name, [&to]( std::string const& text ) { to = Loop::Address( text ); }, description )
       ->type_name( "ADDRESS" )
-      ->check( faultAs<Address> );
+      ->check( faultAs<Loop::Address> );
 }
 
 /// Leaves leading zeros out of a number that is given, which would otherwise be read as octal.
@@ -59,7 +59,7 @@ CLI::Option* countOption( CLI::App& command, char const* name, To& to, char cons
 CLI::Option* peerUserOption( CLI::App& command, std::vector<uid_t>& to );
 
 /// \p address with these users.
-inline Address from( Address address, std::vector<uid_t> const& peerUsers ) {
+inline Loop::Address from( Loop::Address address, std::vector<uid_t> const& peerUsers ) {
    address.peerUsers = peerUsers;
    return address;
 }

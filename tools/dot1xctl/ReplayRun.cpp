@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include "Follow.h"
-#include "LeaderLoop.h"
 #include "Output.h"
 #include "Problems.h"
 #include "Progress.h"
@@ -16,6 +15,7 @@
 #include "Varek/Failures.h"
 #include "Varek/Text.h"
 #include "config/Config.h"
+#include "loop/LeaderLoop.h"
 #include "store/Store.h"
 
 namespace Dot1xCtl {
@@ -23,6 +23,7 @@ namespace Dot1xCtl {
 using namespace Agent;
 using namespace Capture;
 using namespace Config;
+using namespace Loop;
 using namespace Store;
 using namespace Views;
 
@@ -138,6 +139,7 @@ private:
    void listen() {
       if ( options_.listen ) {
          loop_ = std::make_unique<LeaderLoop>( *options_.listen );
+         loop_->onTrouble = tell;
          if ( config_ ) {
             loop_->onHangupIs( [this] { readAgain( options_.config, *config_ ); } );
          }

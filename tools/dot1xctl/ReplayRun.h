@@ -4,10 +4,10 @@
 #include <string>
 #include <vector>
 
-#include "Address.h"
 #include "ShowState.h"
 #include "Sizing.h"
 #include "agent/Authenticator.h"
+#include "loop/Address.h"
 #include "views/Colour.h"
 
 namespace Dot1xCtl {
@@ -23,7 +23,7 @@ struct ReplayOptions {
    std::string load;    ///< Of the state file whose trees are published, too; empty for none.
    SizingOptions sizing;
    Views::ColourUse colour = Views::ColourUse::automatic;
-   std::optional<Address> listen;
+   std::optional<Loop::Address> listen;
    std::string dump; ///< Write the trees to this file; empty for none.
 };
 

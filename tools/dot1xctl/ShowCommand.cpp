@@ -12,6 +12,7 @@
 
 namespace Dot1xCtl {
 
+using namespace Loop;
 using namespace Views;
 
 namespace {

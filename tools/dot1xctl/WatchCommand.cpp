@@ -7,6 +7,8 @@
 
 namespace Dot1xCtl {
 
+using namespace Loop;
+
 namespace {
 
 constexpr char const* watchHelp = R"(

@@ -1,10 +1,10 @@
-#include "Address.h"
+#include "loop/Address.h"
 
 #include <charconv>
 
 #include "Varek/Failures.h"
 
-namespace Dot1xCtl {
+namespace Loop {
 
 namespace {
 
@@ -79,4 +79,4 @@ Mirror::Fd connectTo( Address const& address ) {
                                : Mirror::connectUnix( address.path, address.peerUsers );
 }
 
-} // namespace Dot1xCtl
+} // namespace Loop

@@ -1,16 +1,11 @@
-#include "LeaderLoop.h"
+#include "loop/LeaderLoop.h"
 
 #include <chrono>
 #include <csignal>
-#include <iostream>
 #include <optional>
 #include <utility>
 
-#include "Varek/Text.h"
-
-namespace Dot1xCtl {
-
-using Varek::printableLines;
+namespace Loop {
 
 LeaderLoop::LeaderLoop( Address const& address )
    : address_( address ), listener_( listenAt( address_ ) ) {
@@ -77,11 +72,13 @@ void LeaderLoop::accept() {
       }
    } catch ( Mirror::SocketError const& error ) {
       // Out of descriptors, say: those who wait would wake the loop again and again.
-      std::cerr << "dot1xctl: " << printableLines( error.what() ) << "; trying again in a second\n";
+      if ( onTrouble ) {
+         onTrouble( std::string( error.what() ) + "; trying again in a second" );
+      }
       pausing_ = true;
       awaitDeadline( pause_, Mirror::Clock::now() + std::chrono::seconds( 1 ),
                      [this] { drive( [this] { pausing_ = false; } ); } );
    }
 }
 
-} // namespace Dot1xCtl
+} // namespace Loop

@@ -6,11 +6,11 @@
 #include <optional>
 #include <string>
 
-#include "Address.h"
-#include "Loop.h"
+#include "loop/Address.h"
+#include "loop/Loop.h"
 #include "mirror/Follower.h"
 
-namespace Dot1xCtl {
+namespace Loop {
 
 /// Connects a follower to an address and drives it, until a signal, a time limit, or the wish of
 /// whoever uses it.
@@ -58,4 +58,4 @@ private:
    Mirror::Follower follower_;
 };
 
-} // namespace Dot1xCtl
+} // namespace Loop

@@ -8,7 +8,7 @@
 #include "mirror/Socket.h"
 
 /// Where a tree is published: "unix:PATH", "tcp:HOST:PORT", or "tcp:PORT" for this machine alone.
-namespace Dot1xCtl {
+namespace Loop {
 
 struct Address {
    Address() = default;
@@ -30,4 +30,4 @@ Mirror::Listener listenAt( Address& address );
 /// Throws Mirror::SocketError.
 Mirror::Fd connectTo( Address const& );
 
-} // namespace Dot1xCtl
+} // namespace Loop

@@ -1,4 +1,4 @@
-#include "Loop.h"
+#include "loop/Loop.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -8,7 +8,7 @@
 
 #include <fcntl.h>
 
-namespace Dot1xCtl {
+namespace Loop {
 
 namespace {
 
@@ -58,4 +58,4 @@ void awaitDeadline( asio::steady_timer& timer, Mirror::Clock::time_point when,
    } );
 }
 
-} // namespace Dot1xCtl
+} // namespace Loop

@@ -13,7 +13,7 @@
 
 /// What the two loops share: the end by a signal, waiting for a socket, waiting for a deadline. One
 /// thread; every handler runs in io.run().
-namespace Dot1xCtl {
+namespace Loop {
 
 /// SIGINT, SIGTERM and SIGHUP, from when it is made: they end the loop and nothing else.
 class Signals {
@@ -81,4 +81,4 @@ private:
 void awaitDeadline( asio::steady_timer&, Mirror::Clock::time_point when,
                     std::function<void()> due );
 
-} // namespace Dot1xCtl
+} // namespace Loop

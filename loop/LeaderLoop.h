@@ -3,12 +3,13 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <string>
 
-#include "Address.h"
-#include "Loop.h"
+#include "loop/Address.h"
+#include "loop/Loop.h"
 #include "mirror/Leader.h"
 
-namespace Dot1xCtl {
+namespace Loop {
 
 /// Listens at an address and drives a leader for those who connect there, until a signal.
 class LeaderLoop {
@@ -18,6 +19,9 @@ public:
    explicit LeaderLoop( Address const& );
    LeaderLoop( LeaderLoop const& ) = delete;
    LeaderLoop& operator=( LeaderLoop const& ) = delete;
+
+   /// Told, if set, of what keeps it from taking in who connects: a sentence without its full stop.
+   std::function<void( std::string const& what )> onTrouble;
 
    /// With the port that it got.
    Address const& address() const { return address_; }
@@ -51,4 +55,4 @@ private:
    Mirror::Leader leader_;
 };
 
-} // namespace Dot1xCtl
+} // namespace Loop

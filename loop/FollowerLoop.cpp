@@ -1,9 +1,9 @@
-#include "FollowerLoop.h"
+#include "loop/FollowerLoop.h"
 
 #include <cerrno>
 #include <utility>
 
-namespace Dot1xCtl {
+namespace Loop {
 
 FollowerLoop::FollowerLoop( Address const& address ) : address_( address ) {
    follower_.onClosed = [this]( Varek::String const& reason ) {
@@ -78,4 +78,4 @@ void FollowerLoop::await() {
                   [this] { drive( [this] { follower_.tick( Mirror::Clock::now() ); } ); } );
 }
 
-} // namespace Dot1xCtl
+} // namespace Loop
