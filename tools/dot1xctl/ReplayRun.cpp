@@ -5,7 +5,6 @@
 
 #include <unistd.h>
 
-#include "Follow.h"
 #include "Output.h"
 #include "Problems.h"
 #include "Progress.h"

@@ -1,9 +1,10 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
+#include "dot1xctl/Action.h"
 
-#include "Action.h"
-#include "ReplayRun.h"
+namespace CLI {
+class App;
+}
 
 /// The subcommands' command lines. Once one has been parsed, \p action does what is asked and
 /// returns the exit code.
@@ -18,6 +19,4 @@ void addDump( CLI::App& app, Action& action );
 void addConfig( CLI::App& app, Action& action );
 void addSchema( CLI::App& app, Action& action );
 
-/// What replay has of show: --show and --block-after.
-void addShowOptions( CLI::App& replay, ReplayOptions& );
 } // namespace Dot1xCtl

@@ -1,16 +1,16 @@
-#include "Commands.h"
+#include "dot1xctl/commands/Commands.h"
 
 #include <iostream>
 #include <memory>
 #include <string>
 
-#include "Options.h"
-#include "Telling.h"
 #include "Varek/Failures.h"
 #include "Varek/Text.h"
 #include "agent/MbaName.h"
 #include "config/Config.h"
 #include "config/ConfigOutput.h"
+#include "dot1xctl/Telling.h"
+#include "dot1xctl/commands/Options.h"
 
 namespace Dot1xCtl {
 

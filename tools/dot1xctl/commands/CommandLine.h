@@ -4,7 +4,7 @@
 
 #include <CLI/CLI.hpp>
 
-#include "Action.h"
+#include "dot1xctl/Action.h"
 
 namespace Dot1xCtl {
 

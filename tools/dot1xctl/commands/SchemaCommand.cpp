@@ -1,4 +1,4 @@
-#include "Commands.h"
+#include "dot1xctl/commands/Commands.h"
 
 #include <iostream>
 #include <memory>
@@ -6,11 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "Schema.h"
+#include "dot1xctl/Schema.h"
 
 namespace Dot1xCtl {
-
-using namespace Store;
 
 namespace {
 

@@ -5,8 +5,8 @@
 
 #include <CLI/CLI.hpp>
 
-#include "ReplayRun.h"
 #include "Varek/Failures.h"
+#include "dot1xctl/ReplayRun.h"
 #include "loop/Address.h"
 #include "views/Colour.h"
 
@@ -69,5 +69,8 @@ void waitOption( CLI::App& command, double& seconds );
 
 /// Adds --color.
 void colourOption( CLI::App& command, Views::ColourUse& );
+
+/// Adds what replay has of show: --show and --block-after.
+void addShowOptions( CLI::App& replay, ReplayOptions& );
 
 } // namespace Dot1xCtl

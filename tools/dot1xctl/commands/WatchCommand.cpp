@@ -1,9 +1,9 @@
-#include "Commands.h"
+#include "dot1xctl/commands/Commands.h"
 
 #include <memory>
 
-#include "Follow.h"
-#include "Options.h"
+#include "dot1xctl/Watch.h"
+#include "dot1xctl/commands/Options.h"
 
 namespace Dot1xCtl {
 

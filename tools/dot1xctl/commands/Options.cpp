@@ -1,4 +1,4 @@
-#include "Options.h"
+#include "dot1xctl/commands/Options.h"
 
 #include <algorithm>
 #include <charconv>
@@ -6,6 +6,8 @@
 #include <optional>
 
 #include <pwd.h>
+
+#include "dot1xctl/ShowState.h"
 
 namespace Dot1xCtl {
 
@@ -94,6 +96,20 @@ void colourOption( CLI::App& command, ColourUse& use ) {
          "Colours in tables, where not JSON" )
       ->check( CLI::IsMember( { "auto", "always", "never" } ) )
       ->default_str( "auto" );
+}
+
+void addShowOptions( CLI::App& replay, ReplayOptions& options ) {
+   replay
+      .add_option_function<std::string>(
+         "--show",
+         [&options]( std::string const& what ) { options.show.emplace().what = whatOf( what ); },
+         "Print tables of the state instead, as show does" )
+      ->check( CLI::IsMember( { "all", "ports", "supplicants", "blocked", "sessions" } ) )
+      ->excludes( replay.get_option( "--tree" ) );
+   colourOption( replay, options.colour );
+   countOption( replay, "--block-after", options.agent.blockAfter,
+                "Rejections in a row that block an address" )
+      ->capture_default_str();
 }
 
 } // namespace Dot1xCtl

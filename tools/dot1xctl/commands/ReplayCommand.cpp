@@ -1,13 +1,11 @@
-#include "Commands.h"
+#include "dot1xctl/commands/Commands.h"
 
 #include <memory>
 #include <string>
 
-#include "Options.h"
+#include "dot1xctl/commands/Options.h"
 
 namespace Dot1xCtl {
-
-using namespace Capture;
 
 namespace {
 

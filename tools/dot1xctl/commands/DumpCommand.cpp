@@ -1,4 +1,4 @@
-#include "Commands.h"
+#include "dot1xctl/commands/Commands.h"
 
 #include <cstdint>
 #include <exception>
@@ -10,11 +10,11 @@
 
 #include <unistd.h>
 
-#include "Follow.h"
-#include "Options.h"
-#include "ShowState.h"
-#include "Telling.h"
 #include "Varek/Failures.h"
+#include "dot1xctl/Fetch.h"
+#include "dot1xctl/ShowState.h"
+#include "dot1xctl/Telling.h"
+#include "dot1xctl/commands/Options.h"
 #include "store/StateFile.h"
 #include "store/Store.h"
 #include "store/Stream.h"

@@ -1,8 +1,8 @@
-#include "Commands.h"
+#include "dot1xctl/commands/Commands.h"
 
 #include <memory>
 
-#include "Options.h"
+#include "dot1xctl/commands/Options.h"
 
 namespace Dot1xCtl {
 

@@ -1,4 +1,4 @@
-#include "CommandLine.h"
+#include "dot1xctl/commands/CommandLine.h"
 
 #include <algorithm>
 #include <iostream>
@@ -8,7 +8,7 @@
 
 #include "Varek/Text.h"
 
-#include "Commands.h"
+#include "dot1xctl/commands/Commands.h"
 
 namespace Dot1xCtl {
 

@@ -1,14 +1,14 @@
-#include "Commands.h"
+#include "dot1xctl/commands/Commands.h"
 
 #include <iostream>
 #include <memory>
 #include <optional>
 
-#include "Follow.h"
-#include "Options.h"
-#include "ShowState.h"
-#include "Telling.h"
 #include "Varek/Failures.h"
+#include "dot1xctl/Fetch.h"
+#include "dot1xctl/ShowState.h"
+#include "dot1xctl/Telling.h"
+#include "dot1xctl/commands/Options.h"
 
 namespace Dot1xCtl {
 
@@ -90,6 +90,20 @@ struct ShowGiven {
    ColourUse colour = ColourUse::automatic;
 };
 
+int show( Address const& address, double seconds, ShowRequest const& request ) {
+   std::optional<Roots> const roots = fetch( address, seconds );
+   if ( !roots ) {
+      return 1;
+   }
+   try {
+      printState( std::cout, *roots, request );
+      return 0;
+   } catch ( Varek::Failure const& failure ) {
+      tell( stringValue( address ) + ": " + failure.what() );
+      return 1;
+   }
+}
+
 int run( ShowGiven const& given ) {
    ShowRequest request;
    request.what = whatOf( given.what );
@@ -167,20 +181,6 @@ void addShow( CLI::App& app, Action& action ) {
       }
       action = [given] { return run( *given ); };
    } );
-}
-
-void addShowOptions( CLI::App& replay, ReplayOptions& options ) {
-   replay
-      .add_option_function<std::string>(
-         "--show",
-         [&options]( std::string const& what ) { options.show.emplace().what = whatOf( what ); },
-         "Print tables of the state instead, as show does" )
-      ->check( CLI::IsMember( { "all", "ports", "supplicants", "blocked", "sessions" } ) )
-      ->excludes( replay.get_option( "--tree" ) );
-   colourOption( replay, options.colour );
-   countOption( replay, "--block-after", options.agent.blockAfter,
-                "Rejections in a row that block an address" )
-      ->capture_default_str();
 }
 
 } // namespace Dot1xCtl

@@ -1,27 +1,24 @@
-#include "Follow.h"
+#include "Watch.h"
 
 #include <algorithm>
 #include <chrono>
-#include <cstdio>
 #include <iostream>
 #include <map>
+#include <optional>
 #include <string>
 
+#include "Fetch.h"
 #include "Telling.h"
-#include "Varek/Failures.h"
 #include "Varek/Text.h"
 #include "loop/FollowerLoop.h"
-#include "store/Stream.h"
+#include "views/TimeText.h"
 #include "views/Tree.h"
 #include "views/TreeJson.h"
 #include "views/TreeText.h"
 
-#include "views/TimeText.h"
-
 namespace Dot1xCtl {
 
 using namespace Loop;
-using namespace Store;
 using namespace Views;
 
 using Varek::counted;
@@ -29,13 +26,6 @@ using Varek::counted;
 namespace {
 
 using Pause = FollowerLoop::Pause;
-
-void tellUnknown( Address const& address, Mirror::Follower const& follower ) {
-   if ( std::uint64_t const unknown = follower.stats().unknownTypes; unknown != 0 ) {
-      tell( stringValue( address ) + ": " + counted( unknown, "entity", "entities" ) +
-            " of types that are not known here left out" );
-   }
-}
 
 std::string now() {
    return timeText(
@@ -121,62 +111,6 @@ private:
 };
 
 } // namespace
-
-std::optional<Roots> fetch( Address const& address, double seconds ) {
-   constexpr Pause betweenAttempts{ 50 };
-   FollowerLoop loop( address );
-   bool synced = false;
-   loop.follower().onSynced = [&] {
-      synced = true;
-      loop.stop();
-   };
-   std::string last;
-   loop.onLost = [&]( FollowerLoop::Lost const& lost ) -> std::optional<Pause> {
-      last = lost.reason;
-      // Who has not answered may not be there yet, and who is full may have room later.
-      bool const again = lost.forNow || ( !lost.heard && !lost.refused );
-      return again ? std::optional( betweenAttempts ) : std::nullopt;
-   };
-   // A large state may take longer; who sends nothing new in that time is given up.
-   auto const told = [&] {
-      Mirror::Follower::Stats const stats = loop.follower().stats();
-      return stats.entities + stats.unknownTypes;
-   };
-   FollowerLoop::End end{};
-   std::uint64_t before = 0;
-   do {
-      before = told();
-      end = loop.run( std::chrono::duration<double>( seconds ) );
-   } while ( end == FollowerLoop::End::timedOut && told() != before );
-   if ( synced ) {
-      tellUnknown( address, loop.follower() );
-      return rootsOf( loop.follower() );
-   }
-   if ( end == FollowerLoop::End::interrupted ) {
-      last = stringValue( address ) + ": interrupted before everything had come";
-   } else if ( end == FollowerLoop::End::timedOut ) {
-      char text[40];
-      std::snprintf( text, sizeof text, " (tried for %g s)", seconds );
-      bool const connected = !loop.follower().closed();
-      last = ( connected ? stringValue( address ) + ": not everything has come" : last ) + text;
-   }
-   tell( last );
-   return std::nullopt;
-}
-
-int show( Address const& address, double seconds, ShowRequest const& request ) {
-   std::optional<Roots> const roots = fetch( address, seconds );
-   if ( !roots ) {
-      return 1;
-   }
-   try {
-      printState( std::cout, *roots, request );
-      return 0;
-   } catch ( Varek::Failure const& failure ) {
-      tell( stringValue( address ) + ": " + failure.what() );
-      return 1;
-   }
-}
 
 int watch( Address const& address, bool json ) { return Watcher( address, json ).run() ? 0 : 1; }
 
