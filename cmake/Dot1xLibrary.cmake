@@ -78,3 +78,27 @@ function( dot1x_library name )
       DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/dot1xv2/${folder}
       FILES_MATCHING PATTERN "*.h" )
 endfunction()
+
+# dot1x_room( NAME SOURCES ... [DEPENDS targets...] [INTERNAL targets...] )
+# A static library, dot1x_NAME, whose headers are included by folder ("NAME/Header.h"): what the tool
+# is made of, and any program may use. What is INTERNAL none of its headers shows.
+function( dot1x_room name )
+   cmake_parse_arguments( ARG "" "" "SOURCES;DEPENDS;INTERNAL" ${ARGN} )
+   set( target dot1x_${name} )
+   add_library( ${target} STATIC ${ARG_SOURCES} )
+   target_include_directories( ${target} PUBLIC ${PROJECT_SOURCE_DIR} )
+   target_compile_features( ${target} PUBLIC cxx_std_20 )
+   # Not linked to: then every program that uses it would have to be linked likewise.
+   target_compile_options( ${target} PRIVATE
+      $<TARGET_PROPERTY:dot1x_hardening,INTERFACE_COMPILE_OPTIONS> )
+   target_link_libraries( ${target}
+      PUBLIC ${ARG_DEPENDS}
+      PRIVATE ${ARG_INTERNAL} $<BUILD_INTERFACE:dot1x_build_options> )
+   set_target_properties( ${target} PROPERTIES
+      CXX_EXTENSIONS OFF
+      CXX_VISIBILITY_PRESET hidden
+      VISIBILITY_INLINES_HIDDEN ON
+      UNITY_BUILD ${DOT1X_QUICK}
+      UNITY_BUILD_BATCH_SIZE 0 )
+   set_property( GLOBAL APPEND PROPERTY DOT1X_ROOMS ${target} )
+endfunction()

@@ -6,25 +6,16 @@
 
 #include "Lumo/TextCursor.h"
 #include "Varek/Hash.h"
+#include "Varek/Text.h"
 
 namespace RadiusPktParserBase {
 
 namespace {
 
 using Lumo::TextCursor;
+using Varek::quoted;
 
 constexpr std::string_view wideSuffix = "u64";
-
-std::string quoted( std::string_view text ) {
-   std::string result = "\"";
-   result.reserve( text.size() + 2 );
-   for ( char const c : text ) {
-      if ( c == '"' || c == '\\' )
-         result += '\\';
-      Varek::appendPrintable( result, c );
-   }
-   return result + '"';
-}
 
 char readEscape( TextCursor& cursor ) {
    for ( char const c : { '"', '\\' } )

@@ -11,13 +11,13 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "dot1xctl/Tree.h"
-#include "dot1xctl/TreeText.h"
 #include "mirror/Follower.h"
 #include "mirror/Leader.h"
 #include "mirror/Socket.h"
 #include "support/RandomChange.h"
 #include "system/Roots.h"
+#include "views/Tree.h"
+#include "views/TreeText.h"
 
 /// One of the two processes of a test: publishes the trees and changes them as it is told, or
 /// follows them. Commands come as lines on standard input, each answered by one line or, for
@@ -29,11 +29,11 @@ namespace {
 
 using namespace std::chrono_literals;
 using Mirror::Clock;
-using Trees = Dot1xCtl::Roots;
+using Trees = Views::Roots;
 
 std::string printed( Trees const& trees ) {
    std::ostringstream out;
-   Dot1xCtl::printText( out, Dot1xCtl::rootsPart( trees ) );
+   Views::printText( out, Views::rootsPart( trees ) );
    return out.str();
 }
 
@@ -244,12 +244,12 @@ private:
    /// What is told is to be a difference, also after a reconnect.
    void changed( std::string const& name, Qel::Entity const& root, Varek::Change const& change ) {
       ++changes_;
-      Dot1xCtl::ChangePart const part = Dot1xCtl::changePart( root, change );
-      if ( part.before.form == part.after.form && part.after.form != Dot1xCtl::Part::Form::entity &&
-           Dot1xCtl::lineOf( part.before ) == Dot1xCtl::lineOf( part.after ) ) {
+      Views::ChangePart const part = Views::changePart( root, change );
+      if ( part.before.form == part.after.form && part.after.form != Views::Part::Form::entity &&
+           Views::lineOf( part.before ) == Views::lineOf( part.after ) ) {
          ++unreal_;
          std::cerr << "no difference: ";
-         Dot1xCtl::printText( std::cerr, "", name, part );
+         Views::printText( std::cerr, "", name, part );
       }
    }
 

@@ -5,13 +5,13 @@
 #include <poll.h>
 #include <unistd.h>
 
-#include "dot1xctl/Tree.h"
-#include "dot1xctl/TreeText.h"
 #include "framework/Declare.h"
 #include "framework/Module.h"
 #include "framework/WireForms.h"
 #include "mirror/Follower.h"
 #include "mirror/Leader.h"
+#include "views/Tree.h"
+#include "views/TreeText.h"
 
 /// One of two processes that were built from different versions of one module, as an agent and its
 /// followers are while they are upgraded one after the other. VERSION 2 knows more than version 1:
@@ -142,7 +142,7 @@ void follow() {
    auto const house = House::HouseIs();
    follower.rootIs( "house", house );
    auto const print = [&] {
-      Dot1xCtl::printText( std::cout, Dot1xCtl::rootsPart( { { "house", house } } ) );
+      Views::printText( std::cout, Views::rootsPart( { { "house", house } } ) );
       auto const stats = follower.stats();
       std::cout << "entities " << stats.entities << ", of unknown types " << stats.unknownTypes
                 << ", messages skipped " << stats.skipped << '\n';

@@ -8,9 +8,9 @@
 #include <gtest/gtest.h>
 
 #include "Background.h"
-#include "PacketBuilder.h"
 #include "ToolRun.h"
 #include "support/Files.h"
+#include "support/PacketBuilder.h"
 
 /// Input that cannot be read as it should: told with file, packet and offset, and no reason to lose
 /// anything else.

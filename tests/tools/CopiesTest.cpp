@@ -4,9 +4,9 @@
 #include <gtest/gtest.h>
 
 #include "Background.h"
-#include "PacketBuilder.h"
 #include "ToolRun.h"
 #include "support/Files.h"
+#include "support/PacketBuilder.h"
 
 /// Copies of captured exchanges, and what a terminal gets besides.
 namespace {
@@ -177,6 +177,31 @@ TEST( Colours, AreOnATerminalOrWhenAskedForAndTakeNoColumns ) {
       text = without( text, escape );
    }
    EXPECT_EQ( text, plain );
+}
+
+TEST( Copies, WithoutRadiusEachSupplicantAndItsCopiesHaveTheirResults ) {
+   using namespace PacketBuilder;
+   Octets const toGroup{ 1, 0x80, 0xc2, 0, 0, 3 }, switchMac{ 2, 0, 0, 0, 0, 1 };
+   auto const station = [&]( std::uint8_t last ) { return Octets{ 0, 0, 0x5e, 0, 0x53, last }; };
+   auto const frame = [&]( Octets const& from, std::uint8_t type, Octets const& eap ) {
+      return toGroup + from + u16( 0x888e ) + Octets{ 2, type } + u16( eap.size() ) + eap;
+   };
+   auto const result = []( std::uint8_t code, std::uint8_t identifier ) {
+      return Octets{ code, identifier, 0, 4 };
+   };
+   Processes::Folder const folder;
+   std::string const file = folder.path + "/eapol.pcap";
+   writeCapture( file,
+                 { frame( station( 1 ), 1, {} ), frame( station( 2 ), 1, {} ),
+                   frame( station( 1 ), 0, { 2, 8, 0, 6, 1, 'a' } ),
+                   frame( station( 2 ), 0, { 2, 9, 0, 6, 1, 'b' } ),
+                   frame( switchMac, 0, result( 4, 9 ) ), frame( switchMac, 0, result( 3, 8 ) ) } );
+   auto const rows = ToolRun( "replay --json --show supplicants --macs 6 '" + file + "'" ).json();
+   ASSERT_EQ( rows.size(), 6U );
+   for ( auto const& row : rows ) {
+      bool const first = row.at( "identity" ) == "a";
+      EXPECT_EQ( row.at( "stage" ), first ? "phaseSuccess" : "phaseFail" ) << row.dump();
+   }
 }
 
 } // namespace

@@ -6,10 +6,10 @@
 
 #include <gtest/gtest.h>
 
-#include "PacketBuilder.h"
 #include "SamplesReadme.h"
 #include "ToolRun.h"
 #include "support/Files.h"
+#include "support/PacketBuilder.h"
 
 /// What replay makes of the samples, against what their README tells of them.
 namespace {

@@ -6,9 +6,9 @@
 #include <gtest/gtest.h>
 
 #include "Background.h"
-#include "PacketBuilder.h"
 #include "SamplesReadme.h"
 #include "ToolRun.h"
+#include "support/PacketBuilder.h"
 
 /// The state that replay makes of the samples, against what their README tells of them, and the
 /// tables that it and a follower print.

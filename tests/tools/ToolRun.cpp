@@ -63,15 +63,6 @@ void expectEightyColumns( std::string const& text ) {
    }
 }
 
-std::vector<std::string> linesOf( std::string const& text ) {
-   std::vector<std::string> lines;
-   std::istringstream in( text );
-   for ( std::string line; std::getline( in, line ); ) {
-      lines.push_back( line );
-   }
-   return lines;
-}
-
 std::vector<nlohmann::json> recordsOf( nlohmann::json const& output, std::string const& kind ) {
    std::vector<nlohmann::json> result;
    for ( nlohmann::json const& record : output ) {

@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 
 #include "support/Contains.h"
+#include "support/Lines.h"
 
 /// Runs the real dot1xctl and keeps all that it says.
 struct ToolRun {
@@ -35,9 +36,6 @@ void expectFailureAlone( std::string const& arguments, int exitCode, std::string
 /// That \p text has some lines, none of more than 80 columns nor with blanks at the end; one that
 /// begins with the name of a sample may be longer.
 void expectEightyColumns( std::string const& text );
-
-/// The lines of \p text.
-std::vector<std::string> linesOf( std::string const& text );
 
 /// The records of \p kind in the output of replay --json.
 std::vector<nlohmann::json> recordsOf( nlohmann::json const& output, std::string const& kind );

@@ -4,12 +4,21 @@
 #include <cmath>
 #include <vector>
 
-#include "AttributeText.h"
-#include "Output.h"
-#include "Tree.h"
-#include "TreeJson.h"
+#include "Radius/ValueText.h"
+#include "Varek/Text.h"
+#include "capture/CaptureFile.h"
+#include "views/Tree.h"
+#include "views/TreeJson.h"
+
+#include "views/TimeText.h"
 
 namespace Dot1xCtl {
+
+using namespace Capture;
+using namespace Views;
+
+using Varek::escaped;
+using Varek::quoted;
 
 namespace {
 
@@ -152,8 +161,7 @@ Cell timeCell( Varek::Duration time, std::size_t from ) {
       return {};
    }
    Time const exact( std::chrono::microseconds( std::llround( time.count() * 1e6 ) ) );
-   return { stringValue( exact, 'T', 6 ) + "Z",
-            stringValue( exact, ' ', 0 ).substr( from, 19 - from ) };
+   return { timeText( exact, 'T', 6 ) + "Z", timeText( exact, ' ', 0 ).substr( from, 19 - from ) };
 }
 
 Cell cell( AaaResponse const& response ) {

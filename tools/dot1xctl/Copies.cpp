@@ -7,13 +7,16 @@
 #include <utility>
 #include <vector>
 
-#include "Asked.h"
-#include "Output.h"
 #include "Radius/RadiusAttributeId.h"
 #include "Varek/Failures.h"
+#include "agent/Asked.h"
+#include "capture/Exchange.h"
 #include "framework/Assign.h"
 
 namespace Dot1xCtl {
+
+using namespace Agent;
+using namespace Capture;
 
 namespace {
 
@@ -232,7 +235,7 @@ struct Copies::Copy {
 
 /// Tells one event of a copy.
 struct Copies::Teller {
-   ReplayListener& to;
+   ExchangeListener& to;
    Copy const& copy;
    Lumo::EthAddr const& of;
    Lumo::EthAddr const address;
@@ -262,7 +265,7 @@ struct Copies::Teller {
    void operator()( CaptureEnd ) const { to.captureEnd(); }
 };
 
-Copies::Played Copies::play( ReplayListener& to, std::size_t supplicants, std::size_t rounds,
+Copies::Played Copies::play( ExchangeListener& to, std::size_t supplicants, std::size_t rounds,
                              GoOn const& goOn ) const {
    Played played;
    std::size_t const perCopy = captured();

@@ -9,7 +9,7 @@
 
 #include "Lumo/EthAddr.h"
 #include "Lumo/IntfId.h"
-#include "ReplayListener.h"
+#include "agent/ExchangeListener.h"
 
 /// Synthetic copies of what a replay has read, under other MAC addresses and on other ports, to see
 /// what a deployment of any size would cost.
@@ -29,12 +29,12 @@
 /// Memory: all that was read, once, however many copies are played.
 namespace Dot1xCtl {
 
-class Copies final : public ReplayListener {
+class Copies final : public Agent::ExchangeListener {
 public:
-   void request( Request const& ) override;
-   void answer( Request const&, Dot1xV2::AaaResponse const&, Time ) override;
-   void unanswered( Request const& ) override;
-   void eapol( Eapol const& ) override;
+   void request( Capture::Request const& ) override;
+   void answer( Capture::Request const&, Dot1xV2::AaaResponse const&, Capture::Time ) override;
+   void unanswered( Capture::Request const& ) override;
+   void eapol( Capture::Eapol const& ) override;
    void captureEnd() override;
 
    /// How many supplicants were captured: addresses that ask or begin by EAPOL. If there are none,
@@ -53,23 +53,23 @@ public:
    /// Plays copies for \p supplicants supplicants (fewer than were captured: the first of these),
    /// one copy after the other, and all of it \p rounds times. Throws Varek::RangeError, with
    /// nothing played, if no port or address is left for copies.
-   Played play( ReplayListener&, std::size_t supplicants, std::size_t rounds,
+   Played play( Agent::ExchangeListener&, std::size_t supplicants, std::size_t rounds,
                 GoOn const& goOn ) const;
 
 private:
    struct Asks {
-      Request request;
+      Capture::Request request;
    };
    struct Answers {
-      Request request;
+      Capture::Request request;
       Varek::Ptr<Dot1xV2::AaaResponse> response;
-      Time time;
+      Capture::Time time;
    };
    struct Unanswered {
-      Request request;
+      Capture::Request request;
    };
    struct CaptureEnd {};
-   using What = std::variant<Asks, Answers, Unanswered, Eapol, CaptureEnd>;
+   using What = std::variant<Asks, Answers, Unanswered, Capture::Eapol, CaptureEnd>;
 
    struct Event {
       Lumo::EthAddr station; ///< All zero for none.

@@ -5,11 +5,16 @@
 
 #include <nlohmann/json.hpp>
 
-#include "AttributeText.h"
 #include "Output.h"
-#include "TreeJson.h"
+#include "Radius/ValueText.h"
+#include "views/TreeJson.h"
+
+#include "views/TimeText.h"
 
 namespace Dot1xCtl {
+
+using namespace Capture;
+using namespace Views;
 
 namespace {
 
@@ -88,10 +93,9 @@ Json requestJson( Request const& request ) {
    for ( auto const& [attribute, value] : request.attributes ) {
       add( attributes, attribute, value );
    }
-   return {
-      { "packet", request.packet },       { "time", stringValue( request.time, 'T', 9 ) + "Z" },
-      { "code", request.code },           { "codeName", codeText( request.code ) },
-      { "timesSent", request.timesSent }, { "attributes", std::move( attributes ) } };
+   return { { "packet", request.packet },       { "time", timeText( request.time, 'T', 9 ) + "Z" },
+            { "code", request.code },           { "codeName", codeText( request.code ) },
+            { "timesSent", request.timesSent }, { "attributes", std::move( attributes ) } };
 }
 
 Json stationJson( Request const* request ) {
@@ -175,7 +179,7 @@ private:
       Json record = { { "record", kind },
                       { "file", file_ },
                       { "packet", answer.packet },
-                      { "time", stringValue( answer.time, 'T', 9 ) + "Z" },
+                      { "time", timeText( answer.time, 'T', 9 ) + "Z" },
                       { "sinceStart", std::chrono::duration<double>( answer.sinceStart ).count() },
                       { "code", answer.code },
                       { "codeName", codeText( answer.code ) },

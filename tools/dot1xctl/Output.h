@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "Dot1xV2/AaaHelperLedraTypes.h"
-#include "Exchange.h"
 #include "Problems.h"
+#include "capture/Exchange.h"
 
 /// What replay tells, and the two forms in which it is printed: text for people and JSON for
 /// programs. Both hold the same facts and are written as the captures are read.
@@ -19,13 +19,13 @@ namespace Dot1xCtl {
 /// attributes holds what stood before the fault.
 struct Answer {
    std::uint64_t packet = 0;
-   Time time;
+   Capture::Time time;
    std::chrono::nanoseconds sinceStart{}; ///< Since the first packet of the capture.
    std::uint8_t code = 0;
    std::uint8_t identifier = 0;
-   Endpoint client;
-   Endpoint server;
-   Request const* request = nullptr; ///< Null if the capture does not have it.
+   Capture::Endpoint client;
+   Capture::Endpoint server;
+   Capture::Request const* request = nullptr; ///< Null if the capture does not have it.
    Varek::Ptr<Dot1xV2::AaaResponse> response;
    std::vector<Dot1xV2::AaaAttribute> attributes; ///< In the order of the packet.
    std::size_t notifications = 0; ///< Changes that the response's observer was told.
@@ -60,11 +60,11 @@ public:
    /// Begins a capture.
    virtual void capture( std::string const& file ) = 0;
    virtual void answer( Answer const& ) = 0;
-   virtual void broken( Answer const&, Problem const& fault ) = 0;
-   virtual void unanswered( Request const& ) = 0;
+   virtual void broken( Answer const&, Capture::Problem const& fault ) = 0;
+   virtual void unanswered( Capture::Request const& ) = 0;
    /// Any bad input, which has been told on standard error or counted there; of an answer that is
    /// broken, before that.
-   virtual void problem( Problem const& ) = 0;
+   virtual void problem( Capture::Problem const& ) = 0;
    /// Ends the output.
    virtual void summary( Summary const& ) = 0;
 };
@@ -73,13 +73,5 @@ public:
 std::unique_ptr<Output> textOutput( std::ostream& );
 /// One array of objects, an object a line.
 std::unique_ptr<Output> jsonOutput( std::ostream& );
-
-/// "2025-11-24 12:00:00.250000", in UTC: \p between stands between day and time, \p digits of the
-/// second's fraction follow.
-std::string stringValue( Time, char between, int digits );
-/// "Access-Accept"; "code 77" for a code without a name.
-std::string codeText( std::uint8_t code );
-/// The MAC address in the request's Calling-Station-Id; all zero if there is none.
-Lumo::EthAddr station( Request const* );
 
 } // namespace Dot1xCtl

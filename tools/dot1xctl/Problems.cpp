@@ -2,21 +2,18 @@
 
 #include <ostream>
 
-#include "AttributeText.h"
+#include "Varek/Text.h"
 
 namespace Dot1xCtl {
 
+using namespace Capture;
+
+using Varek::escaped;
+
 namespace {
 
-/// By kind.
-constexpr struct {
-   char const* name;
-   char const* many;
-} kindNames[] = { { "file", "unreadable files" },
-                  { "cut", "packets cut at capture" },
-                  { "fragment", "fragments" },
-                  { "malformed", "malformed packets" },
-                  { "radius", "malformed RADIUS packets" } };
+constexpr char const* manyOf[] = { "unreadable files", "packets cut at capture", "fragments",
+                                   "malformed packets", "malformed RADIUS packets" };
 
 std::string text( Offset offset ) {
    std::string const octets = "offset " + std::to_string( offset.octets );
@@ -27,14 +24,6 @@ std::string text( Offset offset ) {
 }
 
 } // namespace
-
-std::string_view nameOf( ProblemKind kind ) {
-   return kindNames[static_cast<std::size_t>( kind )].name;
-}
-
-std::string_view nameOf( OffsetIn in ) {
-   return in == OffsetIn::file ? "file" : in == OffsetIn::packet ? "packet" : "RADIUS packet";
-}
 
 void Problems::aboutToTell() const {
    if ( beforeOutput ) {
@@ -68,7 +57,7 @@ void Problems::done() {
       if ( ofKind_[kind] > shownPerKind ) {
          aboutToTell();
          out_ << "dot1xctl: " << file_ << ": " << ofKind_[kind] - shownPerKind << " more "
-              << kindNames[kind].many << " like these (" << ofKind_[kind] << " in all)\n";
+              << manyOf[kind] << " like these (" << ofKind_[kind] << " in all)\n";
       }
    }
 }

@@ -6,6 +6,8 @@
 
 namespace Dot1xCtl {
 
+using namespace Capture;
+
 namespace {
 
 using Id = RadiusPacketParser::RadiusAttributeId;
@@ -80,7 +82,7 @@ void Replay::file( std::string const& path ) {
    stations_ = {};
    fragments_ = {};
    try {
-      Capture capture( path );
+      CaptureFile capture( path );
       ++summary_.captures;
       for ( Packet next; !( interrupted && interrupted() ) && capture.next( next ); ) {
          ++summary_.packets;

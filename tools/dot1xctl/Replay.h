@@ -5,13 +5,13 @@
 #include <string>
 #include <tuple>
 
-#include "EapolStations.h"
-#include "Exchange.h"
 #include "Output.h"
 #include "Problems.h"
-#include "RadiusReading.h"
-#include "ReplayListener.h"
 #include "ReplayTypes.h"
+#include "agent/ExchangeListener.h"
+#include "capture/EapolStations.h"
+#include "capture/Exchange.h"
+#include "capture/RadiusReading.h"
 
 /// Reads captures and makes, for each RADIUS answer in them, the response entity that an
 /// authenticator would keep: its type, the station that it is for, its attributes.
@@ -37,7 +37,7 @@ public:
    std::function<void( std::uint64_t at, std::uint64_t of )> progress;
 
    /// Told of each request, answer and EAPOL frame; null for none.
-   ReplayListener* agent = nullptr;
+   Agent::ExchangeListener* agent = nullptr;
 
    void file( std::string const& path );
    Summary const& summary();
@@ -45,12 +45,12 @@ public:
    Varek::Ptr<::Replay::Status> const& status() const { return status_; }
 
 private:
-   void tell( Problem const& );
-   void packet( Packet const&, Frame const& );
-   void fragment( Packet const&, Fragment const& );
-   void datagram( Packet const&, Datagram const& );
-   void request( Packet const&, Datagram const&, RadiusReading );
-   void answer( Packet const&, Datagram const&, RadiusReading const& );
+   void tell( Capture::Problem const& );
+   void packet( Capture::Packet const&, Capture::Frame const& );
+   void fragment( Capture::Packet const&, Capture::Fragment const& );
+   void datagram( Capture::Packet const&, Capture::Datagram const& );
+   void request( Capture::Packet const&, Capture::Datagram const&, Capture::RadiusReading );
+   void answer( Capture::Packet const&, Capture::Datagram const&, Capture::RadiusReading const& );
    void makeResponse( Answer& );
    void countAnswer( Answer const& );
 
@@ -61,11 +61,11 @@ private:
    std::uint32_t made_ = 0; ///< Number of the last answer.
    std::string file_;
    Summary summary_;
-   Exchange exchange_;
-   EapolStations stations_;
-   Time start_; ///< Of the capture's first packet.
+   Capture::Exchange exchange_;
+   Capture::EapolStations stations_;
+   Capture::Time start_; ///< Of the capture's first packet.
    /// Whether a datagram whose first fragment was seen is RADIUS.
-   std::map<std::tuple<IpAddress, IpAddress, std::uint32_t>, bool> fragments_;
+   std::map<std::tuple<Capture::IpAddress, Capture::IpAddress, std::uint32_t>, bool> fragments_;
 };
 
 } // namespace Dot1xCtl

@@ -5,19 +5,29 @@
 
 #include <unistd.h>
 
-#include "AttributeText.h"
-#include "Config.h"
-#include "Dump.h"
-#include "Follow.h"
-#include "LeaderLoop.h"
 #include "Output.h"
 #include "Problems.h"
 #include "Progress.h"
 #include "Replay.h"
 #include "ShowState.h"
+#include "Telling.h"
 #include "Varek/Failures.h"
+#include "Varek/Text.h"
+#include "config/Config.h"
+#include "loop/LeaderLoop.h"
+#include "store/Store.h"
 
 namespace Dot1xCtl {
+
+using namespace Agent;
+using namespace Capture;
+using namespace Config;
+using namespace Loop;
+using namespace Store;
+using namespace Views;
+
+using Varek::escaped;
+using Varek::printableLines;
 
 namespace {
 
@@ -40,11 +50,11 @@ std::unique_ptr<Output> outputOf( ReplayOptions const& options ) {
 }
 
 /// Whose trees are published and shown.
-Roots rootsOf( Replay const& replay, Agent const& agent ) {
+Roots rootsOf( Replay const& replay, Authenticator const& agent ) {
    return { { rootName, replay.status() },
-            { Agent::authNName, agent.authNStatus() },
-            { Agent::authZName, agent.authZStatus() },
-            { Agent::acctName, agent.acctStatus() } };
+            { Authenticator::authNName, agent.authNStatus() },
+            { Authenticator::authZName, agent.authZStatus() },
+            { Authenticator::acctName, agent.acctStatus() } };
 }
 
 /// Makes \p status what its file says now, if that has no faults.
@@ -52,7 +62,7 @@ void readAgain( std::string const& file, Dot1xV2::Status& status ) {
    try {
       Faults faults;
       bool const good = reloadConfig( contentsOf( file ), status, faults );
-      printFaults( std::cerr, file, faults );
+      tellFaults( file, faults );
       std::cerr << "dot1xctl: " << escaped( file )
                 << ( good ? ": read again" : ": the configuration stays as it was" ) << std::endl;
    } catch ( Varek::Failure const& failure ) {
@@ -117,7 +127,9 @@ private:
 
    bool configure() {
       if ( !options_.config.empty() ) {
-         config_ = loadConfig( options_.config, std::cerr );
+         Faults faults;
+         config_ = loadConfig( options_.config, faults );
+         tellFaults( options_.config, faults );
          roots_[statusName] = config_;
       }
       return options_.config.empty() || config_ != nullptr;
@@ -126,6 +138,7 @@ private:
    void listen() {
       if ( options_.listen ) {
          loop_ = std::make_unique<LeaderLoop>( *options_.listen );
+         loop_->onTrouble = tell;
          if ( config_ ) {
             loop_->onHangupIs( [this] { readAgain( options_.config, *config_ ); } );
          }
@@ -160,7 +173,7 @@ private:
          roots_.merge( rootsOf( replay_, agent_ ) );
       }
       if ( !options_.load.empty() ) {
-         roots_.merge( loadDump( options_.load, std::cerr ) );
+         roots_.merge( loadTold( options_.load ) );
       }
       if ( options_.tree || options_.show ) {
          print( roots_, options_ );
@@ -170,7 +183,7 @@ private:
 
    void dump() const {
       if ( !options_.dump.empty() ) {
-         writeDump( options_.dump, streamOf( roots_ ) );
+         save( roots_, options_.dump );
       }
    }
 
@@ -178,7 +191,8 @@ private:
       for ( auto const& [name, root] : roots_ ) {
          loop_->leader().rootIs( name, root );
       }
-      std::cerr << "listening on " << printable( stringValue( loop_->address() ) ) << std::endl;
+      std::cerr << "listening on " << printableLines( stringValue( loop_->address() ) )
+                << std::endl;
       loop_->run();
    }
 
@@ -190,7 +204,7 @@ private:
    Problems problems_{ std::cerr };
    std::unique_ptr<Output> const output_;
    Replay replay_;
-   Agent agent_;
+   Authenticator agent_;
    Copies copies_;
 };
 

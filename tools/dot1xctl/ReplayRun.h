@@ -4,11 +4,11 @@
 #include <string>
 #include <vector>
 
-#include "Address.h"
-#include "Agent.h"
-#include "Colour.h"
 #include "ShowState.h"
 #include "Sizing.h"
+#include "agent/Authenticator.h"
+#include "loop/Address.h"
+#include "views/Colour.h"
 
 namespace Dot1xCtl {
 
@@ -17,13 +17,13 @@ struct ReplayOptions {
    bool json = false;
    bool tree = false;               ///< Print the trees instead of what is read.
    std::optional<ShowRequest> show; ///< Print this instead.
-   AgentSettings agent;
+   Agent::AuthenticatorSettings agent;
    bool silent = false; ///< Print none of these.
    std::string config;  ///< Of the file whose configuration is published, too; empty for none.
    std::string load;    ///< Of the state file whose trees are published, too; empty for none.
    SizingOptions sizing;
-   ColourUse colour = ColourUse::automatic;
-   std::optional<Address> listen;
+   Views::ColourUse colour = Views::ColourUse::automatic;
+   std::optional<Loop::Address> listen;
    std::string dump; ///< Write the trees to this file; empty for none.
 };
 

@@ -3,10 +3,12 @@
 #include <string>
 #include <vector>
 
-#include "Columns.h"
 #include "Schema.h"
+#include "views/Columns.h"
 
 namespace Dot1xCtl {
+
+using namespace Views;
 
 namespace {
 

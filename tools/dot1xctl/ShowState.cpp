@@ -5,16 +5,22 @@
 #include <utility>
 #include <vector>
 
-#include "AttributeText.h"
-#include "ConfigOutput.h"
-#include "Derivation.h"
-#include "Faults.h"
 #include "Tables.h"
-#include "TreeJson.h"
-#include "TreeText.h"
 #include "Varek/Failures.h"
+#include "Varek/Text.h"
+#include "agent/Derivation.h"
+#include "config/ConfigOutput.h"
+#include "config/Suggestion.h"
+#include "views/TreeJson.h"
+#include "views/TreeText.h"
 
 namespace Dot1xCtl {
+
+using namespace Agent;
+using namespace Config;
+using namespace Views;
+
+using Varek::quoted;
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "Lumo/EthAddr.h"
-#include "Tree.h"
+#include "views/Tree.h"
 
 /// What show and replay --show print of a process's trees: tables of an authenticator's state, its
 /// configuration, or the trees as they are.
@@ -39,6 +39,6 @@ std::string filterFault( ShowRequest::What, std::string const& filter, std::stri
 /// the filters, and the trees if none of them is of an authenticator. Throws Varek::Failure, before
 /// anything is printed, if a tree is missing, the table has no such column, or the supplicant is
 /// not known.
-void printState( std::ostream&, Roots const&, ShowRequest const& );
+void printState( std::ostream&, Views::Roots const&, ShowRequest const& );
 
 } // namespace Dot1xCtl

@@ -11,12 +11,17 @@
 
 #include <unistd.h>
 
-#include "AttributeText.h"
-#include "Columns.h"
 #include "Pallo/Pallo.h"
 #include "Progress.h"
+#include "Varek/Text.h"
+#include "views/Columns.h"
 
 namespace Dot1xCtl {
+
+using namespace Agent;
+using namespace Views;
+
+using Varek::counted;
 
 namespace {
 
@@ -49,7 +54,7 @@ void row( std::ostream& out, char const* name, std::string const& text ) {
 
 } // namespace
 
-void playSized( Copies const& copies, Agent& agent, SizingOptions const& options,
+void playSized( Copies const& copies, Authenticator& agent, SizingOptions const& options,
                 std::function<bool()> const& interrupted, bool progress, std::ostream& out ) {
    if ( copies.captured() == 0 ) {
       out << "dot1xctl: there is no supplicant in the captures that could be copied\n";

@@ -4,8 +4,8 @@
 #include <iosfwd>
 #include <optional>
 
-#include "Agent.h"
 #include "Copies.h"
+#include "agent/Authenticator.h"
 
 namespace Dot1xCtl {
 
@@ -19,7 +19,7 @@ struct SizingOptions {
 /// Plays copies to an agent, and tells what that cost: how long it took, with one observer of all
 /// changes, and by how much the resident memory of the process grew. Ends early when
 /// \p interrupted.
-void playSized( Copies const&, Agent&, SizingOptions const&,
+void playSized( Copies const&, Agent::Authenticator&, SizingOptions const&,
                 std::function<bool()> const& interrupted, bool progress, std::ostream& );
 
 } // namespace Dot1xCtl

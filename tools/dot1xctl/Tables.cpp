@@ -9,6 +9,8 @@
 
 namespace Dot1xCtl {
 
+using namespace Views;
+
 namespace {
 
 using Json = nlohmann::ordered_json;

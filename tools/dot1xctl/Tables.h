@@ -3,8 +3,8 @@
 #include "Dot1xV2/AcctStatus.h"
 #include "Dot1xV2/AuthNStatus.h"
 #include "Dot1xV2/AuthZStatus.h"
-#include "Table.h"
-#include "Tree.h"
+#include "views/Table.h"
+#include "views/Tree.h"
 
 /// The state of an authenticator as tables, from its typed trees, whoever holds them: the process
 /// that keeps them and one that follows print the same. Rows are in the order of ports and
@@ -17,17 +17,18 @@ struct StateRoots {
    Varek::Ptr<Dot1xV2::AuthZStatus> authZ;
    Varek::Ptr<Dot1xV2::AcctStatus> acct;
 
-   explicit StateRoots( Roots const& );
+   explicit StateRoots( Views::Roots const& );
    explicit operator bool() const { return authN || authZ || acct; }
 };
 
-Table portsTable( Dot1xV2::AuthZStatus const& );
+Views::Table portsTable( Dot1xV2::AuthZStatus const& );
 /// VLAN and filter are what the server said of those that are authorized. \p authZ may be null.
-Table supplicantsTable( Dot1xV2::AuthNStatus const&, Dot1xV2::AuthZStatus const* authZ );
-Table blockedTable( Dot1xV2::AuthZStatus const& );
-Table sessionsTable( Dot1xV2::AcctStatus const& );
+Views::Table supplicantsTable( Dot1xV2::AuthNStatus const&, Dot1xV2::AuthZStatus const* authZ );
+Views::Table blockedTable( Dot1xV2::AuthZStatus const& );
+Views::Table sessionsTable( Dot1xV2::AcctStatus const& );
 
 /// All that is known of one supplicant, in one row.
-Table supplicantTable( Dot1xV2::AuthNSupplicantStatus const&, Dot1xV2::AuthZStatus const* authZ );
+Views::Table supplicantTable( Dot1xV2::AuthNSupplicantStatus const&,
+                              Dot1xV2::AuthZStatus const* authZ );
 
 } // namespace Dot1xCtl

@@ -1,12 +1,23 @@
 #include <ostream>
 
-#include "Asked.h"
-#include "AttributeText.h"
-#include "Columns.h"
 #include "Output.h"
 #include "Radius/RadiusAttributeId.h"
+#include "Radius/ValueText.h"
+#include "Varek/Text.h"
+#include "agent/Asked.h"
+#include "views/Columns.h"
+
+#include "views/TimeText.h"
 
 namespace Dot1xCtl {
+
+using namespace Agent;
+using namespace Capture;
+using namespace Views;
+
+using Varek::counted;
+using Varek::escaped;
+using Varek::quoted;
 
 namespace {
 
@@ -36,7 +47,7 @@ public:
       printWrapped(
          out_, std::string( indentation, ' ' ),
          fault.what + "; no response is made of it. " +
-            Dot1xCtl::counted( answer.attributes.size(), "attribute stands", "attributes stand" ) +
+            Varek::counted( answer.attributes.size(), "attribute stands", "attributes stand" ) +
             " before the fault" + ( answer.attributes.empty() ? "." : ":" ),
          indentation );
       for ( Dot1xV2::AaaAttribute const& attribute : answer.attributes ) {
@@ -45,7 +56,7 @@ public:
    }
 
    void unanswered( Request const& request ) override {
-      out_ << "\npacket " << request.packet << "  " << stringValue( request.time, ' ', 6 ) << "  "
+      out_ << "\npacket " << request.packet << "  " << timeText( request.time, ' ', 6 ) << "  "
            << codeText( request.code ) << ": unanswered\n";
       std::string text = about( &request );
       add( text, "sent " + times( request.timesSent ) );
@@ -107,7 +118,7 @@ private:
    }
 
    void heading( Answer const& answer, std::string const& result ) {
-      out_ << "\npacket " << answer.packet << "  " << stringValue( answer.time, ' ', 6 ) << "  "
+      out_ << "\npacket " << answer.packet << "  " << timeText( answer.time, ' ', 6 ) << "  "
            << codeText( answer.code ) << result << '\n';
       std::string text = about( answer.request );
       if ( answer.request != nullptr ) {

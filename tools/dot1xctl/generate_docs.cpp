@@ -8,9 +8,9 @@
 #include <string_view>
 #include <vector>
 
-#include "CommandLine.h"
 #include "Completion.h"
 #include "Varek/ModuleInspectData.h"
+#include "dot1xctl/commands/CommandLine.h"
 
 /// Makes the manual page and the bash completion of dot1xctl from its own command line, so that
 /// neither can say anything else than "dot1xctl --help" does.

@@ -7,7 +7,7 @@
 #include <unistd.h>
 
 #include "Action.h"
-#include "AttributeText.h"
+#include "Telling.h"
 
 namespace {
 
@@ -28,7 +28,7 @@ int run( int argc, char** argv ) {
    int result = Dot1xCtl::actionOf( argc, argv )();
    std::cout.flush();
    if ( !std::cout ) {
-      std::cerr << "dot1xctl: standard output cannot be written\n";
+      Dot1xCtl::tell( "standard output cannot be written" );
       result = std::max( result, failed );
    }
    return result;
@@ -44,7 +44,7 @@ int main( int argc, char** argv ) {
       std::ios::sync_with_stdio( false );
       return run( argc, argv );
    } catch ( std::exception const& error ) {
-      std::cerr << "dot1xctl: " << Dot1xCtl::printable( error.what() ) << '\n';
+      Dot1xCtl::tell( error.what() );
       return failed;
    }
 }

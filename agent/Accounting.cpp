@@ -1,0 +1,268 @@
+#include "agent/Accounting.h"
+
+#include <limits>
+#include <map>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "Radius/ValueText.h"
+#include "agent/Asked.h"
+
+namespace Agent {
+
+using namespace Capture;
+
+namespace {
+
+using namespace Dot1xV2;
+
+using Id = RadiusPacketParser::RadiusAttributeId;
+using Vsa = RadiusPacketParser::BreviaVendorSpec;
+using Session = Varek::Ptr<AcctSessionState>;
+
+enum StatusType : std::uint32_t { start = 1, stop = 2, interim = 3, on = 7, off = 8 };
+
+Varek::Duration const never( std::numeric_limits<double>::infinity() );
+
+/// The first six are those of the type (RFC 2866 5.10); of others the nearest. The request's own
+/// number stays among the attributes.
+AcctTermCause causeOf( std::optional<std::uint32_t> cause ) {
+   constexpr std::uint32_t adminReboot = 7, userError = 17, hostRequest = 18;
+   constexpr std::uint32_t supplicantRestart = 19, portDisabled = 22; // RFC 3580 2.1
+   if ( cause && *cause >= 1 &&
+        *cause <= static_cast<std::uint32_t>( AcctTermCause::adminReset ) ) {
+      return static_cast<AcctTermCause>( *cause );
+   }
+   if ( cause == adminReboot || cause == portDisabled ) {
+      return AcctTermCause::adminReset;
+   }
+   return cause == userError || cause == hostRequest || cause == supplicantRestart
+             ? AcctTermCause::userRequest
+             : AcctTermCause::lostService;
+}
+
+/// A MAC address, after which an SSID may stand (RFC 3580 3.20).
+Lumo::EthAddr calledStation( Attributes const& attributes ) {
+   auto const* const text = textOf( attributes, Id::calledStationId );
+   constexpr std::size_t address = 17;
+   if ( text == nullptr ) {
+      return {};
+   }
+   bool const more = text->size() > address && ( *text )[address] == ':';
+   return stationOf( more ? text->substr( 0, address ) : *text ).value_or( Lumo::EthAddr() );
+}
+
+bool ended( AcctSessionState const& session ) {
+   return session.terminateCause() != AcctTermCause::causeNotSet;
+}
+
+/// What says something of one packet alone.
+bool ofThePacket( std::uint16_t type ) {
+   return type == Id::acctStatusType || type == Id::acctDelayTime || type == Id::eventTimestamp ||
+          type == Id::messageAuthenticator || type == Id::proxyState;
+}
+
+/// A number as it is in a packet.
+template<class T>
+Varek::Bytes networkOrder( T number ) {
+   std::string octets;
+   for ( std::size_t shift = sizeof number * 8; shift != 0; ) {
+      shift -= 8;
+      octets += static_cast<char>( number >> shift & 0xff );
+   }
+   return Varek::Bytes( octets );
+}
+
+/// When what the request tells of happened, in seconds since 1970. A switch whose clock was not set
+/// may say 0.
+std::int64_t timeOf( Request const& request ) {
+   std::uint32_t const said = integerOf( request.attributes, Id::eventTimestamp ).value_or( 0 );
+   auto const sent = std::chrono::floor<std::chrono::seconds>( request.time.time_since_epoch() );
+   return said != 0
+             ? said
+             : sent.count() - integerOf( request.attributes, Id::acctDelayTime ).value_or( 0 );
+}
+
+/// When a session began of which this is the first request that is seen, as Event-Timestamp has it;
+/// nothing if it does not say, or no such time can be told.
+std::optional<Varek::Bytes> beginning( Request const& request, std::uint32_t statusType ) {
+   auto const lasted = statusType == start ? std::optional( 0u )
+                                           : integerOf( request.attributes, Id::acctSessionTime );
+   std::int64_t const began = timeOf( request ) - lasted.value_or( 0 );
+   bool const told = lasted && began > 0 && began <= std::numeric_limits<std::uint32_t>::max();
+   return told ? std::optional( networkOrder( static_cast<std::uint32_t>( began ) ) )
+               : std::nullopt;
+}
+
+struct OctetsOf {
+   RadiusPktParserBase::Attribute attribute;
+
+   Varek::Bytes operator()( Varek::String const& text ) const { return Varek::Bytes( text ); }
+   Varek::Bytes operator()( RadiusPktParserBase::TaggedStr const& text ) const {
+      return Varek::Bytes( std::string( 1, static_cast<char>( text.tag ) ) + text.value );
+   }
+   Varek::Bytes operator()( std::uint32_t number ) const { return networkOrder( number ); }
+   Varek::Bytes operator()( RadiusPktParserBase::TaggedInt number ) const {
+      return networkOrder( static_cast<std::uint32_t>( number.tag ) << 24 |
+                           ( number.value & 0xffffff ) );
+   }
+   Varek::Bytes operator()( std::uint64_t number ) const { return networkOrder( number ); }
+   Varek::Bytes operator()( Lumo::IpGenPrefix const& prefix ) const {
+      Varek::Bytes const address( prefix.octets().data(), prefix.addressSize() );
+      char const head[] = { 0, static_cast<char>( prefix.length() ) }; // RFC 3162 2.3
+      return isOfPrefixes( attribute )
+                ? Varek::Bytes( std::string( head, sizeof head ).append( address.view() ) )
+                : address;
+   }
+   Varek::Bytes operator()( Varek::Bytes const& octets ) const { return octets; }
+};
+
+} // namespace
+
+void Accounting::request( Request const& request, std::optional<std::uint32_t> interval ) {
+   auto const type = integerOf( request.attributes, Id::acctStatusType );
+   if ( type == on || type == off ) {
+      nasSessionsEnd( request.attributes );
+   } else if ( type == start || type == interim || type == stop ) {
+      auto const* const id = textOf( request.attributes, Id::callingStationId );
+      if ( auto const mac = id != nullptr ? stationOf( *id ) : std::nullopt ) {
+         sessionIs( *mac, request, *type, interval );
+      }
+   }
+}
+
+void Accounting::sessionIs( Lumo::EthAddr const& mac, Request const& request,
+                            std::uint32_t statusType, std::optional<std::uint32_t> interval ) {
+   auto const* const id = textOf( request.attributes, Id::acctSessionId );
+   if ( id == nullptr ) {
+      return; // of which session is not said, as it must be (RFC 2866 5.5)
+   }
+   Session session = status_.acctSessionState( mac );
+   auto const* const known =
+      session ? session->attribute()->strAttribute( Id::acctSessionId ) : nullptr;
+   bool const same = known != nullptr && *id == *known;
+   bool const open = session && !ended( *session );
+   if ( same ? !open || statusType == start : open && statusType != start ) {
+      return; // late
+   }
+   if ( !same ) {
+      session = status_.acctSessionStateIs( mac );
+      status_.acctSessionUniqueIdInc( 1 );
+   }
+   if ( Lumo::IntfId const port = portOf( request.attributes ); !same || port != Lumo::IntfId() ) {
+      session->intfIdIs( port );
+   }
+   session->calledStationIdIs( calledStation( request.attributes ) );
+   auto const* const began =
+      same ? session->attribute()->byteAttribute( Id::eventTimestamp ) : nullptr;
+   attributesIs( *session->attributeIs(), request.attributes,
+                 began != nullptr ? *began : beginning( request, statusType ) );
+   bool const over = statusType == stop;
+   bool const updates = !over && interval.value_or( 0 ) != 0;
+   session->nextAcctUpdateTimeIs( updates ? Varek::Duration( request.time.time_since_epoch() ) +
+                                               Varek::Duration( *interval )
+                                          : never );
+   session->terminateCauseIs(
+      over ? causeOf( integerOf( request.attributes, Id::acctTerminateCause ) )
+           : AcctTermCause::causeNotSet );
+}
+
+namespace {
+
+/// Of each attribute the first value, by map; then makes the maps hold that and nothing else.
+struct Wanted {
+   std::map<Id::RadiusAttributeIdEnum, Varek::String> text;
+   std::map<Id::RadiusAttributeIdEnum, Varek::Bytes> octets;
+   std::map<Vsa::BreviaVendorSpecEnum, Varek::String> vsaText;
+   std::map<Vsa::BreviaVendorSpecEnum, Varek::Bytes> vsaOctets;
+};
+
+template<class Held, class Map, class Is, class Del>
+void mapIs( Held const& held, Map const& wanted, Is is, Del del ) {
+   std::vector<typename Map::key_type> gone;
+   for ( auto const& one : held ) {
+      if ( !wanted.contains( one.key ) ) {
+         gone.push_back( one.key );
+      }
+   }
+   for ( auto const key : gone ) {
+      del( key );
+   }
+   for ( auto const& [key, value] : wanted ) {
+      is( key, value );
+   }
+}
+
+} // namespace
+
+void Accounting::attributesIs( AcctAttributes& to, Attributes const& attributes,
+                               std::optional<Varek::Bytes> const& began ) const {
+   Wanted wanted;
+   if ( began ) {
+      wanted.octets.emplace( Id::eventTimestamp, *began );
+   }
+   for ( auto const& [attribute, value] : attributes ) {
+      if ( attribute.type() > 0xff ) {
+         continue; // an extended attribute, for which the maps have no key
+      }
+      auto const number = static_cast<std::uint8_t>( attribute.type() );
+      auto const* const text = std::get_if<Varek::String>( &value.variant() );
+      if ( attribute.vendor() == 0 && !ofThePacket( number ) ) {
+         auto const key = static_cast<Id::RadiusAttributeIdEnum>( number );
+         text != nullptr ? (void)wanted.text.emplace( key, *text )
+                         : (void)wanted.octets.emplace(
+                              key, std::visit( OctetsOf{ attribute }, value.variant() ) );
+      } else if ( attribute.vendor() == vendor_ ) {
+         auto const key = static_cast<Vsa::BreviaVendorSpecEnum>( number );
+         text != nullptr ? (void)wanted.vsaText.emplace( key, *text )
+                         : (void)wanted.vsaOctets.emplace(
+                              key, std::visit( OctetsOf{ attribute }, value.variant() ) );
+      }
+   }
+   mapIs(
+      to.strAttribute(), wanted.text,
+      [&]( auto key, auto const& value ) { to.strAttributeIs( key, value ); },
+      [&]( auto key ) { to.strAttributeDel( key ); } );
+   mapIs(
+      to.byteAttribute(), wanted.octets,
+      [&]( auto key, auto const& value ) { to.byteAttributeIs( key, value ); },
+      [&]( auto key ) { to.byteAttributeDel( key ); } );
+   mapIs(
+      to.vsaStrAttribute(), wanted.vsaText,
+      [&]( auto key, auto const& value ) { to.vsaStrAttributeIs( key, value ); },
+      [&]( auto key ) { to.vsaStrAttributeDel( key ); } );
+   mapIs(
+      to.vsaByteAttribute(), wanted.vsaOctets,
+      [&]( auto key, auto const& value ) { to.vsaByteAttributeIs( key, value ); },
+      [&]( auto key ) { to.vsaByteAttributeDel( key ); } );
+}
+
+/// The same NAS has the same NAS-Identifier, or where neither has one the same NAS-IP-Address.
+void Accounting::nasSessionsEnd( Attributes const& attributes ) {
+   auto const nas = acctAttributesFactory();
+   attributesIs( *nas, attributes, std::nullopt );
+   auto const same = [&]( AcctAttributes const& its ) {
+      auto const* const name = nas->strAttribute( Id::nasIdentifier );
+      auto const* const itsName = its.strAttribute( Id::nasIdentifier );
+      if ( name != nullptr || itsName != nullptr ) {
+         return name != nullptr && itsName != nullptr && *name == *itsName;
+      }
+      for ( auto const key : { Id::nasIpAddress, Id::nasIpv6Address } ) {
+         auto const* const address = nas->byteAttribute( key );
+         auto const* const itsAddress = its.byteAttribute( key );
+         if ( address != nullptr && itsAddress != nullptr && *address == *itsAddress ) {
+            return true;
+         }
+      }
+      return false;
+   };
+   for ( auto const& one : status_.acctSessionState() ) {
+      if ( !ended( *one.child ) && same( *one.child->attribute() ) ) {
+         one.child->nextAcctUpdateTimeIs( never );
+         one.child->terminateCauseIs( AcctTermCause::adminReset );
+      }
+   }
+}
+
+} // namespace Agent

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "Dot1xV2/AcctStatus.h"
+#include "capture/Exchange.h"
+
+/// Keeps an AcctStatus from the accounting requests that are sent (RFC 2866, RFC 2869 2.1): an
+/// authenticator knows its sessions whether the server answers or not.
+///
+/// - A session is known by its Acct-Session-Id: a Start that comes again begins none, and what
+///   comes late for one that has ended, or for another than the one that is open, changes nothing.
+/// - A request without Acct-Session-Id, or without a MAC address as Calling-Station-Id, is of no
+///   session.
+/// - An update or a Stop of a session whose Start was not seen is taken for what it says.
+/// - Its attribute Event-Timestamp is when it began, whatever its later requests have: the time of
+///   the Start, or without one that of the first request which says how long it has lasted, less
+///   that. It stays absent until then. The time of a request is its Event-Timestamp (RFC 2869 5.3),
+///   or else when it was captured less its Acct-Delay-Time (RFC 2866 5.2).
+/// - Accounting-On and Accounting-Off end the open sessions of the same NAS, with adminReset.
+namespace Agent {
+
+class Accounting {
+public:
+   /// \p vendor is the number of the vendor whose attributes are Brevia's.
+   Accounting( Dot1xV2::AcctStatus& status, std::uint32_t vendor )
+      : status_( status ), vendor_( vendor ) {}
+
+   /// A request was sent. \p interval: between updates, in seconds, as the server asked for it.
+   void request( Capture::Request const&, std::optional<std::uint32_t> interval );
+
+private:
+   void sessionIs( Lumo::EthAddr const& mac, Capture::Request const&, std::uint32_t statusType,
+                   std::optional<std::uint32_t> interval );
+   void attributesIs( Dot1xV2::AcctAttributes&, Capture::Attributes const&,
+                      std::optional<Varek::Bytes> const& began ) const;
+   void nasSessionsEnd( Capture::Attributes const& );
+
+   Dot1xV2::AcctStatus& status_;
+   std::uint32_t const vendor_;
+};
+
+} // namespace Agent

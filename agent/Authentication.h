@@ -1,0 +1,38 @@
+#pragma once
+
+#include "Dot1xV2/AuthNStatus.h"
+#include "agent/Asked.h"
+#include "capture/Eapol.h"
+
+/// Keeps an AuthNStatus: how far the authentication of each supplicant is, and what the AAA server
+/// said of it. One phase is used, authNZPhase1: a capture does not show which others a port has.
+///
+/// The data of an outcome is set before its stage, and a phase record before the supplicant is
+/// said to be in it: who observes the one finds the other.
+namespace Agent {
+
+class Authentication {
+public:
+   explicit Authentication( Dot1xV2::AuthNStatus& status ) : status_( status ) {}
+
+   /// A request was sent. \p authorized says whether the supplicant is authorized already: then
+   /// its identity stays until the answer.
+   void asked( Asked const&, bool authorized );
+   void challenged( Asked const&, Dot1xV2::AaaResponse const& );
+   void accepted( Asked const&, Dot1xV2::AaaResponse const&, Capture::Time );
+   void rejected( Asked const&, Dot1xV2::AaaResponse const& );
+   /// No answer came.
+   void timedOut( Asked const& );
+
+   void eapol( Capture::Eapol const&, bool authorized );
+
+   /// Null if nothing is known of it.
+   Varek::Ptr<Dot1xV2::AuthNSupplicantStatus> supplicant( Lumo::EthAddr const& mac ) const {
+      return status_.supplicant( mac );
+   }
+
+private:
+   Dot1xV2::AuthNStatus& status_;
+};
+
+} // namespace Agent

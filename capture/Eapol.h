@@ -1,0 +1,57 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+
+#include "Bridging/VlanId.h"
+#include "Lumo/EthAddr.h"
+#include "Varek/String.h"
+
+/// EAPOL frames (IEEE 802.1X 11), as far as they tell where an authentication stands.
+namespace Capture {
+
+struct Eapol {
+   enum class Kind : std::uint8_t {
+      start,    ///< EAPOL-Start.
+      logoff,   ///< EAPOL-Logoff.
+      request,  ///< EAP Request (RFC 3748 4.1), from the authenticator.
+      response, ///< EAP Response, from the supplicant.
+      success,  ///< EAP Success (RFC 3748 4.2), from the authenticator.
+      failure,  ///< EAP Failure, likewise.
+   };
+
+   Lumo::EthAddr source;        ///< All zero if the capture does not have it.
+   Lumo::EthAddr destination;   ///< Likewise.
+   Bridging::VlanIdOrNone vlan; ///< Of the innermost tag; none for an untagged frame.
+   Kind kind = Kind::start;
+   std::uint8_t identifier = 0; ///< Of an EAP packet (RFC 3748 4).
+   Varek::String identity;      ///< Of a Response of type Identity (RFC 3748 5.1).
+
+   Lumo::EthAddr& supplicant() { return fromSupplicant() ? source : destination; }
+   Lumo::EthAddr const& supplicant() const { return fromSupplicant() ? source : destination; }
+   bool fromSupplicant() const {
+      return kind == Kind::start || kind == Kind::logoff || kind == Kind::response;
+   }
+};
+
+/// Where an EAPOL frame cannot be read on.
+struct EapolFault {
+   std::size_t offset = 0; ///< From the frame's EtherType on.
+   Varek::String part;     ///< Of the frame, that cannot be read.
+   bool ends = true;       ///< The packet ends within it; otherwise its length is wrong.
+};
+
+struct EapolReading {
+   /// Nothing for frames that tell nothing here: keys, announcements, unknown codes.
+   std::optional<Eapol> frame;
+   std::optional<EapolFault> fault;
+};
+
+/// Reads what follows the EtherType 0x888E. Of an EAP Response of another type than Identity only
+/// the beginning is needed, so that one that was cut at capture still counts. The caller sets the
+/// addresses and the VLAN.
+EapolReading readEapol( std::span<std::uint8_t const> );
+
+} // namespace Capture

@@ -1,0 +1,84 @@
+#pragma once
+
+#include <compare>
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "capture/CaptureFile.h"
+#include "capture/Frame.h"
+#include "capture/RadiusReading.h"
+
+/// Which request a RADIUS answer answers. An answer repeats nothing of its request but the
+/// identifier, an octet: it belongs to the most recent request with that identifier between the
+/// same two endpoints.
+///
+/// - A request sent again, octet for octet, is the same request (RFC 5080 2.2.1). Other octets
+///   under the same identifier are a new one, and the one before can no longer be answered.
+/// - An answered request is kept, for answers that arrive twice, until its identifier is used
+///   again.
+/// - An answer whose code is none for the code of that request answers nothing.
+///
+/// Memory: 256 requests for each pair of endpoints, and every request that was given up.
+namespace Capture {
+
+/// The codes of RFC 2865 3 and RFC 2866 3 that requests and answers between these ports have.
+enum RadiusCode : std::uint8_t {
+   accessRequest = 1,
+   accessAccept = 2,
+   accessReject = 3,
+   accountingRequest = 4,
+   accountingResponse = 5,
+   accessChallenge = 11,
+   statusServer = 12,
+};
+
+bool isRequest( std::uint8_t code );
+bool isAnswer( std::uint8_t code );
+
+/// Identifies a request while it is the most recent of its identifier.
+struct Flow {
+   Endpoint client;
+   Endpoint server;
+   std::uint8_t identifier = 0;
+
+   friend bool operator==( Flow const&, Flow const& ) = default;
+   friend std::strong_ordering operator<=>( Flow const&, Flow const& ) = default;
+};
+
+struct Request {
+   std::uint64_t packet = 0; ///< Where it was first sent.
+   Time time;
+   std::uint8_t code = 0;
+   std::vector<std::uint8_t> octets; ///< The packet as captured, header included.
+   Attributes attributes;
+   bool whole = true; ///< False if it was cut or malformed: then attributes are missing.
+   std::uint32_t timesSent = 1;
+   std::uint32_t answers = 0; ///< Whole ones.
+   bool answerHeard = false;  ///< Whole or not.
+};
+
+/// "Access-Accept"; "code 77" for a code without a name.
+std::string codeText( std::uint8_t code );
+/// The MAC address in the request's Calling-Station-Id; all zero if there is none.
+Lumo::EthAddr station( Request const* );
+
+class Exchange {
+public:
+   /// Takes note of a request: false if it is one sent again.
+   bool request( Flow const&, Request );
+   /// The most recent request with that identifier, null if none. Valid until the next call.
+   Request const* recent( Flow const& ) const;
+   /// The request that this answer belongs to, null if none; it counts as answered from now on.
+   /// \p whole is false for an answer that was cut or malformed. Valid until the next call.
+   Request const* answer( Flow const&, std::uint8_t code, bool whole );
+   /// The requests without any answer so far, in the order in which they were sent.
+   std::vector<Request> unanswered() const;
+
+private:
+   std::map<Flow, Request> recent_;
+   std::vector<Request> givenUp_;
+};
+
+} // namespace Capture

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "Lumo/EthAddr.h"
+#include "Radius/Packet.h"
+#include "capture/Frame.h"
+#include "capture/Problem.h"
+
+/// A RADIUS packet as far as it can be read. One that was cut at capture, or whose attributes are
+/// malformed, gives its header and the attributes that stand whole before the fault, with the
+/// fault: enough to match it with its counterpart, never to be taken for the whole packet.
+namespace Capture {
+
+using RadiusPacketParser::Attributes;
+
+struct RadiusReading {
+   std::uint8_t code = 0; ///< 0 if not even the header could be read.
+   std::uint8_t identifier = 0;
+   Attributes attributes;
+   std::optional<Problem> fault; ///< Its packet number is left 0.
+   bool hasHeader = true;        ///< False if the fault is that there is none, or no such one.
+};
+
+RadiusReading readRadius( Datagram const& );
+
+/// The first value of a standard text attribute, null if there is none.
+Varek::String const* textOf( Attributes const&, std::uint16_t type );
+
+/// Whether it may be the address of one station: it is neither all zero nor one of a group.
+bool isStation( Lumo::EthAddr const& );
+
+/// A station's address from the text of a Calling-Station-Id, in any notation; nothing if the text
+/// is not the MAC address of a station.
+std::optional<Lumo::EthAddr> stationOf( Varek::String const& );
+
+} // namespace Capture

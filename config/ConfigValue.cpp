@@ -1,0 +1,185 @@
+#include "config/ConfigValue.h"
+
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+#include "Varek/Failures.h"
+#include "config/Suggestion.h"
+#include "framework/Strep.h"
+#include "framework/TypeName.h"
+#include "framework/Untyped.h"
+
+namespace Config {
+
+using namespace Views;
+
+namespace {
+
+using Kind = JsonNode::Kind;
+using Varek::Inspect::AtomicFnTable;
+
+template<class T>
+bool isA( AtomicFnTable const& table ) {
+   return table.typeName == Qel::typeName<T>;
+}
+
+bool isWhole( AtomicFnTable const& table ) {
+   return isA<std::uint8_t>( table ) || isA<std::uint16_t>( table ) ||
+          isA<std::uint32_t>( table ) || isA<std::uint64_t>( table );
+}
+
+std::vector<std::string_view> enumeratorNames( AtomicFnTable const& table ) {
+   std::vector<std::string_view> names;
+   if ( Varek::TypeInspectData const* const type = table.registered() ) {
+      for ( Varek::EnumeratorData const& one : type->enumerators ) {
+         names.push_back( one.name );
+      }
+   }
+   return names;
+}
+
+std::string wholeNumber( AtomicFnTable const& table ) {
+   std::uint64_t const most = ~std::uint64_t{ 0 } >> ( 64 - 8 * table.size );
+   return "a whole number of 0 to " + std::to_string( most );
+}
+
+/// In words, with \p text as what was given; \p decoder is how its own type tells it.
+std::string expected( AtomicFnTable const& table, std::string_view text,
+                      std::string const& decoder ) {
+   if ( auto const names = enumeratorNames( table ); !names.empty() ) {
+      return oneOf( text, names );
+   }
+   std::string const result = isOptional( table ) ? "null or " : "";
+   return result + ( isWhole( table )                ? wholeNumber( table )
+                     : isA<bool>( table )            ? "true or false"
+                     : isA<Varek::String>( table )   ? "a text"
+                     : isA<Varek::Duration>( table ) ? "a number of seconds, 0 or more, or \"inf\""
+                     : decoder.empty() ? "a text that says a " + std::string( table.typeName )
+                                       : decoder );
+}
+
+/// A duration of less than no time, or of none that can be told. No timer has one, and what is not
+/// equal to itself would differ from what is stored each time it is read.
+bool isSensible( AtomicFnTable const& table, void const* value ) {
+   return !isA<Varek::Duration>( table ) ||
+          static_cast<Varek::Duration const*>( value )->count() >= 0;
+}
+
+/// Returns what would have been right; nothing if \p text was.
+std::optional<std::string> decode( AtomicFnTable const& table, std::string_view text,
+                                   void* value ) {
+   std::string decoder;
+   try {
+      table.decode( text, value );
+      if ( isSensible( table, value ) ) {
+         return {};
+      }
+   } catch ( Varek::TextError const& error ) {
+      decoder = error.expected();
+   } catch ( Varek::Failure const& error ) {
+      decoder = std::string( "a " ) + std::string( table.typeName ) + " (" + error.what() + ")";
+   }
+   return expected( table, text, decoder );
+}
+
+/// The kinds of JSON in which a value is written. What is neither number nor truth is in quotes; a
+/// number without quotes is taken too, since a VLAN is one for its reader.
+bool isFitting( AtomicFnTable const& table, JsonNode const& node ) {
+   if ( isA<bool>( table ) ) {
+      return node.kind == Kind::boolean;
+   }
+   if ( isWhole( table ) ) {
+      return node.kind == Kind::number;
+   }
+   if ( isA<Varek::Duration>( table ) ) {
+      return node.kind == Kind::number || ( node.kind == Kind::text && node.text == "inf" );
+   }
+   if ( node.kind == Kind::text ) {
+      return true;
+   }
+   bool const numeric = enumeratorNames( table ).empty() && !isA<Varek::String>( table );
+   return numeric &&
+          ( node.kind == Kind::number || ( node.kind == Kind::boolean && isOptional( table ) ) );
+}
+
+bool readOctets( std::string_view hexadecimal, std::string& text ) {
+   Varek::Bytes octets;
+   try {
+      Qel::CharRange range( hexadecimal );
+      Qel::Strep::bytesRead( range, octets );
+      range.expectEnd();
+   } catch ( Varek::TextError const& ) {
+      return false;
+   }
+   text = octets.view();
+   return true;
+}
+
+bool readOctetsObject( JsonPlace const& at, void* value, Faults& faults ) {
+   auto const& parts = at.node.parts;
+   if ( parts.size() == 1 && parts[0].name == octetsName && parts[0].kind == Kind::text &&
+        readOctets( parts[0].text, *static_cast<std::string*>( value ) ) ) {
+      return true;
+   }
+   faults.unexpected( at, "a text, or {\"octets\": \"0x...\"} for one that is no UTF-8" );
+   return false;
+}
+
+bool refuse( JsonPlace const& at, AtomicFnTable const& table, Faults& faults ) {
+   faults.add( at, "a " + std::string( table.typeName ) + " cannot be given in a file" );
+   return false;
+}
+
+} // namespace
+
+bool readScalar( JsonPlace const& at, AtomicFnTable const& table, void* value, Faults& faults ) {
+   JsonNode const& node = at.node;
+   if ( !Qel::isSafelyReadable( table ) && node.kind != Kind::null ) {
+      return refuse( at, table, faults );
+   }
+   if ( node.kind == Kind::null && isOptional( table ) ) {
+      table.assign( value, Qel::UntypedValue( table ).get() );
+      return true;
+   }
+   if ( node.kind == Kind::object && isA<Varek::String>( table ) ) {
+      return readOctetsObject( at, value, faults );
+   }
+   bool const absent = node.text == Qel::absentWord && isOptional( table );
+   Qel::UntypedValue const scratch( table );
+   // Of what is no single value the type is asked, too: for the words in which it says what is one.
+   auto const wrong = decode( table, absent ? std::string_view() : node.text, scratch.get() );
+   if ( isFitting( table, node ) && !absent && !wrong ) {
+      table.assign( value, scratch.get() );
+      return true;
+   }
+   faults.unexpected( at, wrong ? *wrong : expected( table, node.text, {} ) );
+   return false;
+}
+
+bool readKey( JsonPlace const& at, AtomicFnTable const& table, void* key, Faults& faults ) {
+   if ( !Qel::isSafelyReadable( table ) ) {
+      return refuse( at, table, faults );
+   }
+   std::string const& name = at.node.name;
+   if ( isA<Varek::String>( table ) ) {
+      std::string_view const prefix = octetsKey;
+      if ( !name.starts_with( prefix ) ) {
+         *static_cast<Varek::String*>( key ) = name;
+         return true;
+      }
+      if ( readOctets( std::string_view( name ).substr( prefix.size() - 2 ),
+                       *static_cast<std::string*>( key ) ) ) {
+         return true;
+      }
+      faults.add( at, "not a key, expected two hexadecimal digits an octet" );
+      return false;
+   }
+   if ( auto const wrong = decode( table, name, key ) ) {
+      faults.add( at, "not a key, expected " + *wrong );
+      return false;
+   }
+   return true;
+}
+
+} // namespace Config

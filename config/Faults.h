@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstddef>
+#include <iosfwd>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "config/JsonNode.h"
+
+/// What is wrong with a configuration file: all of it, not only the first, since one who corrects
+/// a file wants to do it once.
+namespace Config {
+
+struct Fault {
+   std::size_t line = 0; ///< From 1.
+   std::string what;     ///< A sentence without its full stop, with the path in front.
+};
+
+class Faults {
+public:
+   /// A file of the wrong kind has a fault in each line.
+   static constexpr std::size_t mostKept = 20;
+
+   void add( std::size_t line, std::string what );
+   void add( JsonPlace const& where, std::string const& what );
+   /// "PATH: found X, expected \p expected".
+   void unexpected( JsonPlace const& where, std::string const& expected );
+
+   std::size_t count() const { return count_; }
+   /// The first mostKept, in the order in which they were met.
+   std::vector<Fault> const& kept() const { return kept_; }
+
+private:
+   std::vector<Fault> kept_;
+   std::size_t count_ = 0;
+};
+
+/// A line a fault: "PROGRAM: FILE:LINE: PATH: what"; then how many more there are.
+void printFaults( std::ostream&, std::string_view program, std::string const& file, Faults const& );
+
+} // namespace Config

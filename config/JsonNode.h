@@ -1,0 +1,44 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// JSON as it stands in a file: in its order, numbers as they are written, each part with its line,
+/// so that a fault found later can be told where it is.
+namespace Config {
+
+struct JsonNode {
+   enum class Kind : unsigned char { null, boolean, number, text, array, object };
+
+   Kind kind = Kind::null;
+   std::size_t line = 0; ///< From 1; of an array or object that of its opening bracket.
+   std::string name;     ///< Of a member of an object.
+   std::string text;     ///< What a boolean, number or text says.
+   std::vector<JsonNode> parts;
+};
+
+/// One level of a document: a part and what it is in.
+struct JsonPlace {
+   JsonNode const& node;
+   JsonPlace const* within = nullptr;
+
+   /// "$.intfStatus["Ethernet1-8"].authNProfile.framedMtu"; $ is the whole document.
+   std::string path() const;
+};
+
+/// What stands at \p node, for a message: "70000", "\"on\"", "an object"; long texts cut.
+std::string found( JsonNode const& node );
+
+class Faults;
+
+/// Reads \p text, which must be one JSON value. Tells what is wrong with line and column, and
+/// returns false, with \p root in any state, if it is none. A member that is named twice is a
+/// fault, but is read. JSON nested deeper than deepestJson is refused, so that no text overflows
+/// the stack of those who walk the nodes.
+bool parseJson( std::string_view text, JsonNode& root, Faults& faults );
+
+inline constexpr std::size_t deepestJson = 64;
+
+} // namespace Config

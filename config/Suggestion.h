@@ -1,0 +1,17 @@
+#pragma once
+
+#include <span>
+#include <string>
+#include <string_view>
+
+/// Words that are allowed, for one who wrote another.
+namespace Config {
+
+/// "did you mean \"framedMtu\"?", if one of \p known is close enough to \p word; or nothing.
+std::string suggestion( std::string_view word, std::span<std::string_view const> known );
+/// "one of a, b and c", with a suggestion for what was found instead.
+std::string oneOf( std::string_view found, std::span<std::string_view const> known );
+/// "a, b and c".
+std::string listed( std::span<std::string_view const> words );
+
+} // namespace Config

@@ -1,0 +1,69 @@
+#include "Fetch.h"
+
+#include <chrono>
+#include <cstdio>
+#include <string>
+
+#include "Telling.h"
+#include "Varek/Text.h"
+#include "loop/FollowerLoop.h"
+#include "store/Stream.h"
+
+namespace Dot1xCtl {
+
+using namespace Loop;
+using namespace Store;
+using namespace Views;
+
+using Varek::counted;
+
+void tellUnknown( Address const& address, Mirror::Follower const& follower ) {
+   if ( std::uint64_t const unknown = follower.stats().unknownTypes; unknown != 0 ) {
+      tell( stringValue( address ) + ": " + counted( unknown, "entity", "entities" ) +
+            " of types that are not known here left out" );
+   }
+}
+
+std::optional<Roots> fetch( Address const& address, double seconds ) {
+   constexpr FollowerLoop::Pause betweenAttempts{ 50 };
+   FollowerLoop loop( address );
+   bool synced = false;
+   loop.follower().onSynced = [&] {
+      synced = true;
+      loop.stop();
+   };
+   std::string last;
+   loop.onLost = [&]( FollowerLoop::Lost const& lost ) -> std::optional<FollowerLoop::Pause> {
+      last = lost.reason;
+      // Who has not answered may not be there yet, and who is full may have room later.
+      bool const again = lost.forNow || ( !lost.heard && !lost.refused );
+      return again ? std::optional( betweenAttempts ) : std::nullopt;
+   };
+   // A large state may take longer; who sends nothing new in that time is given up.
+   auto const told = [&] {
+      Mirror::Follower::Stats const stats = loop.follower().stats();
+      return stats.entities + stats.unknownTypes;
+   };
+   FollowerLoop::End end{};
+   std::uint64_t before = 0;
+   do {
+      before = told();
+      end = loop.run( std::chrono::duration<double>( seconds ) );
+   } while ( end == FollowerLoop::End::timedOut && told() != before );
+   if ( synced ) {
+      tellUnknown( address, loop.follower() );
+      return rootsOf( loop.follower() );
+   }
+   if ( end == FollowerLoop::End::interrupted ) {
+      last = stringValue( address ) + ": interrupted before everything had come";
+   } else if ( end == FollowerLoop::End::timedOut ) {
+      char text[40];
+      std::snprintf( text, sizeof text, " (tried for %g s)", seconds );
+      bool const connected = !loop.follower().closed();
+      last = ( connected ? stringValue( address ) + ": not everything has come" : last ) + text;
+   }
+   tell( last );
+   return std::nullopt;
+}
+
+} // namespace Dot1xCtl

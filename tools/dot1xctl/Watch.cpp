@@ -1,0 +1,117 @@
+#include "Watch.h"
+
+#include <algorithm>
+#include <chrono>
+#include <iostream>
+#include <map>
+#include <optional>
+#include <string>
+
+#include "Fetch.h"
+#include "Telling.h"
+#include "Varek/Text.h"
+#include "loop/FollowerLoop.h"
+#include "views/TimeText.h"
+#include "views/Tree.h"
+#include "views/TreeJson.h"
+#include "views/TreeText.h"
+
+namespace Dot1xCtl {
+
+using namespace Loop;
+using namespace Views;
+
+using Varek::counted;
+
+namespace {
+
+using Pause = FollowerLoop::Pause;
+
+std::string now() {
+   return timeText(
+             std::chrono::floor<std::chrono::nanoseconds>( std::chrono::system_clock::now() ), 'T',
+             6 ) +
+          "Z";
+}
+
+/// Prints each change of the roots that a follower comes to hold.
+class Watcher {
+public:
+   Watcher( Address const& address, bool json )
+      : loop_( address ), address_( address ), json_( json ) {
+      Mirror::Follower& follower = loop_.follower();
+      follower.onRoot = [this]( Varek::String const& name, Qel::Entity& root ) {
+         print( name, { {}, {}, {}, bareEntity( &root ) } );
+         observed_[name] = root.subscribe(
+            [this, name, &root]( Varek::Change const& change ) {
+               print( name, changePart( root, change ) );
+            },
+            Varek::Scope::subtree );
+      };
+      follower.onRootGone = [this]( Varek::String const& name, Qel::Entity& root ) {
+         observed_.erase( name );
+         print( name, { {}, {}, bareEntity( &root ), {} } );
+      };
+      follower.onSynced = [this] { synced(); };
+      loop_.onLost = [this]( FollowerLoop::Lost const& why ) { return lost( why ); };
+   }
+
+   /// Whether it ended as it was told to, and not for lack of anything to watch.
+   bool run() {
+      loop_.run();
+      return !refused_;
+   }
+
+private:
+   static constexpr Pause shortest{ 100 };
+   static constexpr Pause longest{ 5000 };
+
+   void print( std::string const& root, ChangePart const& change ) {
+      if ( json_ ) {
+         std::cout << compact( jsonOf( now(), root, change ) ) << std::endl;
+      } else {
+         printText( std::cout, now(), root, change );
+      }
+      if ( !std::cout ) {
+         loop_.stop(); // the caller tells
+      }
+   }
+
+   void synced() {
+      tell( stringValue( address_ ) + ": in step, " +
+            counted( loop_.follower().stats().entities, "entity", "entities" ) );
+      tellUnknown( address_, loop_.follower() );
+      pause_ = shortest;
+      told_.clear();
+   }
+
+   /// Tells once why there is no connection, not at each attempt.
+   std::optional<Pause> lost( FollowerLoop::Lost const& why ) {
+      if ( why.refused ) {
+         tell( why.reason );
+         refused_ = true;
+         return std::nullopt;
+      }
+      if ( why.reason != told_ ) {
+         tell( why.reason + "; trying again" );
+         told_ = why.reason;
+      }
+      Pause const next = pause_;
+      pause_ = std::min( 2 * pause_, longest );
+      return next;
+   }
+
+   FollowerLoop loop_;
+   Address const address_;
+   bool const json_;
+   std::map<std::string, Varek::Subscription> observed_;
+   Pause pause_ = shortest;
+   std::string told_;
+   bool refused_ = false;
+};
+
+} // namespace
+
+int watch( Address const& address, bool json ) { return Watcher( address, json ).run() ? 0 : 1; }
+
+} // namespace Dot1xCtl

@@ -1,0 +1,115 @@
+#include "dot1xctl/commands/Options.h"
+
+#include <algorithm>
+#include <charconv>
+#include <map>
+#include <optional>
+
+#include <pwd.h>
+
+#include "dot1xctl/ShowState.h"
+
+namespace Dot1xCtl {
+
+using namespace Views;
+
+CLI::Option* fileOption( CLI::App& command, char const* name, std::string& to,
+                         char const* description ) {
+   return command.add_option( name, to, description )->type_name( "FILE" )->check( emptiness );
+}
+
+std::string emptiness( std::string const& given ) {
+   return given.empty() ? "is empty" : std::string();
+}
+
+std::string decimalDigits( std::string& given ) {
+   if ( given.empty() || given.find_first_not_of( "0123456789" ) != std::string::npos ) {
+      return "a whole number in decimal digits expected, found \"" + given + "\"";
+   }
+   given.erase( 0, std::min( given.find_first_not_of( '0' ), given.size() - 1 ) );
+   return {};
+}
+
+CLI::Option* publishOptions( CLI::App& command, ReplayOptions& options ) {
+   fileOption( command, "--config", options.config,
+               "Publish its configuration, too, as \"status\"" );
+   fileOption( command, "--dump", options.dump, "Write the trees to this file" )
+      ->check( []( std::string const& path ) -> std::string {
+         return path == "-" ? "expected the name of a file; only dump writes to standard output"
+                            : "";
+      } );
+   return addressOption( command, "--listen", options.listen, "Publish the trees there" );
+}
+
+namespace {
+
+/// Nothing if there is no such user.
+std::optional<uid_t> userOf( std::string const& text ) {
+   uid_t number = 0;
+   char const* const end = text.data() + text.size();
+   if ( auto const [stop, error] = std::from_chars( text.data(), end, number );
+        error == std::errc() && stop == end ) {
+      return number;
+   }
+   passwd const* const known = ::getpwnam( text.c_str() );
+   return known != nullptr ? std::optional( known->pw_uid ) : std::nullopt;
+}
+
+} // namespace
+
+CLI::Option* peerUserOption( CLI::App& command, std::vector<uid_t>& to ) {
+   return command
+      .add_option_function<std::vector<std::string>>(
+         "--peer-user",
+         [&to]( std::vector<std::string> const& names ) {
+            for ( std::string const& name : names ) {
+               to.push_back( *userOf( name ) );
+            }
+         },
+         "Also believe this user at a unix: address" )
+      ->type_name( "USER" )
+      ->expected( 1 )
+      ->take_all()
+      ->check( []( std::string const& text ) {
+         return userOf( text ) ? std::string() : "there is no user " + text;
+      } );
+}
+
+void waitOption( CLI::App& command, double& seconds ) {
+   command.add_option( "--wait", seconds, "Seconds to wait for more" )
+      ->capture_default_str()
+      ->check( []( std::string const& text ) -> std::string {
+         // Among what is read as a number otherwise is "nan".
+         bool const digits = text.find_first_not_of( "0123456789.eE+-" ) == std::string::npos;
+         return digits ? "" : "a number of seconds expected, found " + text;
+      } )
+      ->check( CLI::Range( 0.001, 1e6 ) );
+}
+
+void colourOption( CLI::App& command, ColourUse& use ) {
+   static std::map<std::string, ColourUse> const names = { { "auto", ColourUse::automatic },
+                                                           { "always", ColourUse::always },
+                                                           { "never", ColourUse::never } };
+   command
+      .add_option_function<std::string>(
+         "--color", [&use]( std::string const& name ) { use = names.at( name ); },
+         "Colours in tables, where not JSON" )
+      ->check( CLI::IsMember( { "auto", "always", "never" } ) )
+      ->default_str( "auto" );
+}
+
+void addShowOptions( CLI::App& replay, ReplayOptions& options ) {
+   replay
+      .add_option_function<std::string>(
+         "--show",
+         [&options]( std::string const& what ) { options.show.emplace().what = whatOf( what ); },
+         "Print tables of the state instead, as show does" )
+      ->check( CLI::IsMember( { "all", "ports", "supplicants", "blocked", "sessions" } ) )
+      ->excludes( replay.get_option( "--tree" ) );
+   colourOption( replay, options.colour );
+   countOption( replay, "--block-after", options.agent.blockAfter,
+                "Rejections in a row that block an address" )
+      ->capture_default_str();
+}
+
+} // namespace Dot1xCtl

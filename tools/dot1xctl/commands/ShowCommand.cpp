@@ -1,0 +1,186 @@
+#include "dot1xctl/commands/Commands.h"
+
+#include <iostream>
+#include <memory>
+#include <optional>
+
+#include "Varek/Failures.h"
+#include "dot1xctl/Fetch.h"
+#include "dot1xctl/ShowState.h"
+#include "dot1xctl/Telling.h"
+#include "dot1xctl/commands/Options.h"
+
+namespace Dot1xCtl {
+
+using namespace Loop;
+using namespace Views;
+
+namespace {
+
+constexpr char const* showHelp = R"(
+Connects to a process that publishes trees ("replay --listen"), waits until they
+have come whole, or reads a state file, and prints of an authenticator's state
+
+  ports             what each port lets through, and who is authorized there
+  supplicants       how far each is, and what the server said of it
+  supplicants MAC   all that is known of one
+  blocked           the addresses that are blocked
+  sessions          the accounting sessions
+  all               each of these tables (the default); without them, tree
+  config            the configuration, as "config show" prints that of a file
+  tree              the trees as they are, of any registered type: an attribute
+                    or element a line, indented; text is in quotes
+
+"-" is what is not there. Tables have 80 columns; what does not fit is cut.
+Colours are for a terminal, unless NO_COLOR is set or TERM is "dumb"; --color
+says otherwise.
+
+Exit code 1, with the reason on standard error, if there is no connection, it is
+refused or ends, who listens is not believed, not everything has come in time,
+the file is damaged, or there is no such table or supplicant. Rows are selected
+by what a table has a column of; nothing is of tree, config and one supplicant.
+--state takes the words of the columns "state" and "result", those in JSON, too;
+--port the name of an interface, or "-" for none; --mac an address. What nothing
+can have is wrong usage, what nothing has selects no row. The VLANs 7 and 007
+are the same.
+
+At a unix: address are believed this user, root, the owner of the socket if its
+folder is one that only root may change, and each --peer-user.
+
+--json prints a table as an array of objects, whole; all as an object of such
+arrays; a supplicant as one object. Of a tree, an entity is {"type",
+"attributes": {name: value}}, a value without a text of its own {name: value};
+sequences, arrays and sets are arrays, all else that holds several is an object
+by key; what is absent is null. Booleans and finite numbers are JSON's, text
+that is no UTF-8 is {"octets": "0x..."}, and everything else a string.)";
+
+/// As it is printed, whatever notation it is given in.
+std::string canonicalMac( std::string& given ) {
+   try {
+      given = stringValue( Lumo::EthAddr( given ) );
+      return {};
+   } catch ( Varek::TextError const& error ) {
+      return error.what();
+   }
+}
+
+/// "-" is for what has no port.
+std::string canonicalPort( std::string& given ) {
+   try {
+      given = given == "-" ? given : stringValue( Lumo::IntfId( given ) );
+      return emptiness( given );
+   } catch ( Varek::TextError const& error ) {
+      return std::string( error.what() ) +
+             "; names are as Ethernet3, Ethernet3/1, Ethernet3.100 or Port-Channel10";
+   }
+}
+
+CLI::Validator const macAddress( canonicalMac, "MAC" );
+
+struct ShowGiven {
+   std::string what = "all";
+   std::string mac;
+   std::optional<Address> connect;
+   std::vector<uid_t> peerUsers;
+   std::string load;
+   double wait = 5;
+   std::map<std::string, std::string> filters;
+   bool difference = false;
+   bool json = false;
+   ColourUse colour = ColourUse::automatic;
+};
+
+int show( Address const& address, double seconds, ShowRequest const& request ) {
+   std::optional<Roots> const roots = fetch( address, seconds );
+   if ( !roots ) {
+      return 1;
+   }
+   try {
+      printState( std::cout, *roots, request );
+      return 0;
+   } catch ( Varek::Failure const& failure ) {
+      tell( stringValue( address ) + ": " + failure.what() );
+      return 1;
+   }
+}
+
+int run( ShowGiven const& given ) {
+   ShowRequest request;
+   request.what = whatOf( given.what );
+   request.json = given.json;
+   request.colour = coloured( given.colour );
+   request.difference = given.difference;
+   for ( auto const& [name, value] : given.filters ) {
+      if ( !value.empty() ) {
+         request.filters[name] = value;
+      }
+   }
+   if ( !given.mac.empty() ) {
+      request.mac.emplace( given.mac );
+   }
+   if ( given.connect ) {
+      return show( from( *given.connect, given.peerUsers ), given.wait, request );
+   }
+   printState( std::cout, loadTold( given.load ), request );
+   return 0;
+}
+
+} // namespace
+
+void addShow( CLI::App& app, Action& action ) {
+   auto const given = std::make_shared<ShowGiven>();
+   CLI::App* const command = app.add_subcommand( "show", "Show what another process publishes" );
+   command->add_option( "WHAT", given->what, "Which of it; see below" )
+      ->check( CLI::IsMember(
+         { "all", "ports", "supplicants", "blocked", "sessions", "config", "tree" } ) )
+      ->capture_default_str();
+   command->add_option( "MAC", given->mac, "Of supplicants: this one, in detail" )
+      ->transform( macAddress );
+   CLI::Option* const connect =
+      addressOption( *command, "--connect", given->connect, "Where it listens" );
+   CLI::Option* const load =
+      fileOption( *command, "--load", given->load, "Show this state file, and no process" )
+         ->excludes( connect );
+   peerUserOption( *command, given->peerUsers )->needs( connect );
+   command->add_flag( "--json", given->json, "Print JSON instead of text" );
+   colourOption( *command, given->colour );
+   command->add_flag( "--diff", given->difference,
+                      "With config: only what differs from the defaults" );
+   waitOption( *command, given->wait );
+   auto& filters = given->filters;
+   command->add_option( "--port", filters["port"], "Only what is on this port" )
+      ->transform( CLI::Validator( canonicalPort, "NAME" ) );
+   command->add_option( "--mac", filters["mac"], "Only this address" )->transform( macAddress );
+   command->add_option( "--vlan", filters["vlan"], "Only this VLAN, a number or a name" )
+      ->check( emptiness );
+   command->add_option( "--identity", filters["identity"], "Only this identity" )
+      ->check( emptiness );
+   command->add_option( "--state", filters["state"], "Only this state of a port, or result" )
+      ->check( emptiness );
+   command->footer( showHelp );
+   command->callback( [given, connect, load, &action] {
+      if ( connect->empty() && load->empty() ) {
+         throw CLI::RequiredError( "--connect or --load" );
+      }
+      if ( !given->mac.empty() && given->what != "supplicants" ) {
+         throw CLI::ValidationError( "MAC", "only supplicants can be asked for by address" );
+      }
+      if ( given->difference && given->what != "config" ) {
+         throw CLI::ValidationError( "--diff", "only config has defaults to differ from" );
+      }
+      for ( auto const& [name, value] : given->filters ) {
+         if ( !value.empty() &&
+              ( !given->mac.empty() || !canSelect( whatOf( given->what ), name ) ) ) {
+            throw CLI::ValidationError( "--" + name,
+                                        "nothing of " + given->what + " can be selected by that" );
+         }
+         auto const fault = filterFault( whatOf( given->what ), name, value );
+         if ( !value.empty() && !fault.empty() ) {
+            throw CLI::ValidationError( "--" + name, fault );
+         }
+      }
+      action = [given] { return run( *given ); };
+   } );
+}
+
+} // namespace Dot1xCtl

@@ -1,0 +1,48 @@
+#include "dot1xctl/commands/Commands.h"
+
+#include <memory>
+
+#include "dot1xctl/Watch.h"
+#include "dot1xctl/commands/Options.h"
+
+namespace Dot1xCtl {
+
+using namespace Loop;
+
+namespace {
+
+constexpr char const* watchHelp = R"(
+Connects to a process that publishes trees and prints each change as it arrives,
+one a line: time, path and attribute, what it was, what it is; "-" is what is
+not there. What is there in the beginning comes as changes, too. When the other
+process ends, that is told on standard error and tried again at growing
+intervals; what it then has is printed only where it differs. Ends with SIGINT
+or SIGTERM; with exit code 1 and the reason if the other process refuses the
+connection (not if it merely has as many followers as it can), if it is not
+believed (see show), if what it says would be misread here, or if standard
+output cannot be written.
+
+--json prints an object a line, with members time, root, path (array of
+{"attribute", "key"}), attribute, key, old and new.)";
+
+} // namespace
+
+void addWatch( CLI::App& app, Action& action ) {
+   struct WatchGiven {
+      Address connect;
+      std::vector<uid_t> peerUsers;
+      bool json = false;
+   };
+   auto const given = std::make_shared<WatchGiven>();
+   CLI::App* const command =
+      app.add_subcommand( "watch", "Show changes as another process publishes them" );
+   addressOption( *command, "--connect", given->connect, "Where it listens" )->required();
+   peerUserOption( *command, given->peerUsers );
+   command->add_flag( "--json", given->json, "Print JSON instead of text" );
+   command->footer( watchHelp );
+   command->callback( [given, &action] {
+      action = [given] { return watch( from( given->connect, given->peerUsers ), given->json ); };
+   } );
+}
+
+} // namespace Dot1xCtl

@@ -1,0 +1,88 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Varek/Publisher.h"
+#include "framework/Records.h"
+#include "framework/Untyped.h"
+
+/// Entities and values of any type as texts in a tree, made from their records alone: what TreeText
+/// and TreeJson print.
+///
+/// Shown is what is stored; constants and derived readings are not. What is held in a hash table is
+/// sorted by the keys, so that two processes that hold the same print the same. All else is in its
+/// own order.
+namespace Views {
+
+/// An entity, a value, or several of them.
+struct Part {
+   enum class Form : std::uint8_t {
+      none,    ///< No child, an absent value, or nothing before or after a change.
+      boolean, ///< text is true or false.
+      number,
+      text,   ///< Any bytes, as they are.
+      word,   ///< Whatever else its type prints.
+      fields, ///< Of a value that has no text; parts are its attributes.
+      entity, ///< Likewise.
+      list,   ///< parts are elements in order.
+      keyed,  ///< parts are elements with a key.
+   };
+
+   Form form = Form::none;
+   bool parameter = false; ///< A constructor parameter.
+   std::string_view name;  ///< Of the attribute, if it is one.
+   std::string_view type;  ///< Of an entity.
+   std::string text;
+   std::vector<Part> key; ///< One, or none.
+   std::vector<Part> parts;
+   /// Of an entity whose parts are still to be made, by opened(); null if they are there.
+   Qel::Entity const* unopened = nullptr;
+
+   friend bool operator==( Part const&, Part const& ) = default;
+};
+
+/// The value that lies at \p value.
+Part valuePart( Varek::Inspect::AtomicFnTable const&, void const* value );
+/// Whether what is below an entity comes with it, or is made when it is asked for: a large tree is
+/// printed entity by entity, never held as parts all at once.
+enum class Children : std::uint8_t { whole, unopened };
+
+/// An attribute of the object (as the functions of a record take it) that lies at \p object.
+Part attributePart( Qel::TypeRecord const&, Qel::AttributeRecord const&, void const* object,
+                    Children = Children::whole );
+/// With all that is below it.
+Part entityPart( Qel::Entity const& );
+/// The parts of one that is unopened, with their children unopened; of any other its own.
+std::vector<Part> opened( Part const& );
+/// Whether attributes of this kind are stored, and so shown.
+bool isShown( Qel::AttributeRecord const& );
+/// An attribute that holds several; \p element is asked for each of them.
+Part severalPart( Qel::AttributeRecord const&, void const* object,
+                  std::function<Part( Qel::UntypedElements const& )> const& element );
+
+/// Only that it is one, and of which type; nothing for null.
+Part bareEntity( Qel::Entity const* );
+
+/// The trees of one process, by the names under which they are published.
+using Roots = std::map<std::string, Varek::Ptr<Qel::Entity>>;
+/// All of them: keyed, by name; unopened, so \p roots must stay as they are meanwhile.
+Part rootsPart( Roots const& );
+
+/// One change of an attribute.
+struct ChangePart {
+   std::vector<Part> path; ///< From the root down: the name and perhaps key of each attribute.
+   Part attribute;         ///< Name and perhaps key of what changed.
+   Part before;
+   Part after;
+};
+
+/// A change of an entity in the tree of \p root, while its observers are told. A child that came or
+/// went is an entity without attributes: what is in it is told by changes of its own.
+ChangePart changePart( Qel::Entity const& root, Varek::Change const& );
+
+} // namespace Views

@@ -1,0 +1,133 @@
+#include "views/TreeJson.h"
+
+#include <ostream>
+#include <string_view>
+#include <utility>
+
+#include "views/ValueForms.h"
+
+namespace Views {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+std::string octets( std::string const& text ) { return stringValue( Varek::Bytes( text ) ); }
+
+/// What a key is as the name of a member.
+std::string memberName( Part const& key ) {
+   if ( key.form == Part::Form::fields ) {
+      return compact( jsonOf( key ) );
+   }
+   std::string_view const prefix = octetsKey;
+   // A text that looks as octets do is told by its octets, too.
+   bool const plain = isUtf8( key.text ) && !key.text.starts_with( prefix );
+   return plain ? key.text : std::string( prefix ) + octets( key.text ).substr( 2 );
+}
+
+Json fieldsJson( Part const& part, EntityForm form ) {
+   Json result = Json::object();
+   for ( Part const& one : part.unopened != nullptr ? opened( part ) : part.parts ) {
+      result[std::string( one.name )] = jsonOf( one, form );
+   }
+   return result;
+}
+
+Json stepJson( Part const& part ) {
+   Json result = { { "attribute", part.name } };
+   if ( !part.key.empty() ) {
+      result["key"] = jsonOf( part.key.front() );
+   }
+   return result;
+}
+
+} // namespace
+
+Json textJson( std::string const& text ) {
+   return isUtf8( text ) ? Json( text ) : Json{ { octetsName, octets( text ) } };
+}
+
+Json jsonOf( Part const& part, EntityForm form ) {
+   switch ( part.form ) {
+   case Part::Form::none:
+      return nullptr;
+   case Part::Form::boolean:
+      return part.text == "true";
+   case Part::Form::number:
+      // Infinity is a duration, but no number of JSON's.
+      return Json::accept( part.text ) ? Json::parse( part.text ) : Json( part.text );
+   case Part::Form::text:
+      return textJson( part.text );
+   case Part::Form::word:
+      return part.text;
+   case Part::Form::fields:
+      return fieldsJson( part, form );
+   case Part::Form::entity:
+      return form == EntityForm::bare
+                ? fieldsJson( part, form )
+                : Json{ { "type", part.type }, { "attributes", fieldsJson( part, form ) } };
+   case Part::Form::list:
+   case Part::Form::keyed:
+      break;
+   }
+   Json result = part.form == Part::Form::list ? Json::array() : Json::object();
+   for ( Part const& one : part.parts ) {
+      if ( part.form == Part::Form::list ) {
+         result.push_back( jsonOf( one, form ) );
+      } else {
+         // Not by the index operator, which would look through all the others each time.
+         result.get_ref<Json::object_t&>().emplace_back( memberName( one.key.front() ),
+                                                         jsonOf( one, form ) );
+      }
+   }
+   return result;
+}
+
+void printJson( std::ostream& out, Part const& part ) {
+   if ( part.form != Part::Form::entity && part.form != Part::Form::keyed ) {
+      out << compact( jsonOf( part ) );
+      return;
+   }
+   bool const entity = part.form == Part::Form::entity;
+   out << ( entity ? "{\"type\":" + compact( part.type ) + ",\"attributes\":{" : "{" );
+   char const* between = "";
+   for ( Part const& one : part.unopened != nullptr ? opened( part ) : part.parts ) {
+      out << between << compact( entity ? Json( one.name ) : Json( memberName( one.key.front() ) ) )
+          << ':';
+      printJson( out, one );
+      between = ",";
+   }
+   out << ( entity ? "}}" : "}" );
+}
+
+Json jsonOf( std::string const& time, std::string const& root, ChangePart const& change ) {
+   Json path = Json::array();
+   for ( Part const& one : change.path ) {
+      path.push_back( stepJson( one ) );
+   }
+   Json result = { { "time", time }, { "root", root }, { "path", std::move( path ) } };
+   if ( !change.attribute.name.empty() ) {
+      result.update( stepJson( change.attribute ) );
+   }
+   result["old"] = jsonOf( change.before );
+   result["new"] = jsonOf( change.after );
+   return result;
+}
+
+bool isUtf8( std::string_view text ) {
+   try {
+      (void)Json( text ).dump();
+      return true;
+   } catch ( Json::type_error const& ) {
+      return false;
+   }
+}
+
+std::string compact( Json const& json ) { return pretty( json, -1 ); }
+
+std::string pretty( Json const& json, int indent ) {
+   // Characters that a terminal obeys are escaped, as all that are not ASCII.
+   return json.dump( indent, ' ', true, Json::error_handler_t::replace );
+}
+
+} // namespace Views

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstdint>
+#include <iosfwd>
+#include <string>
+
+#include <nlohmann/json.hpp>
+
+#include "views/Tree.h"
+
+/// Trees as JSON. An entity is {"type", "attributes": {name: value}}; a value without a text of its
+/// own {name: value}; sequences, arrays and sets are arrays, all else that holds several an object
+/// by printed key; no child, and an absent value, is null. Booleans and finite numbers are JSON's,
+/// text that is no UTF-8 {"octets": "0x..."}, as a key "octets:0x...", everything else a string.
+namespace Views {
+
+/// Whether entities say their types. Without, one is {name: value} as a value is: what a
+/// configuration file holds, in which the types are known.
+enum class EntityForm : std::uint8_t { typed, bare };
+
+nlohmann::ordered_json jsonOf( Part const&, EntityForm = EntityForm::typed );
+
+/// The same as text, without spaces; what is unopened is printed as it is opened.
+void printJson( std::ostream&, Part const& );
+
+/// {"time", "root", "path", "attribute", "key", "old", "new"}; path is an array of
+/// {"attribute", "key"}, and key left out where there is none.
+nlohmann::ordered_json jsonOf( std::string const& time, std::string const& root,
+                               ChangePart const& );
+
+/// A string, or {"octets": "0x..."}.
+nlohmann::ordered_json textJson( std::string const& );
+
+/// JSON text is; what comes from the network need not be.
+bool isUtf8( std::string_view text );
+
+/// On one line, without spaces. In ASCII; what is no UTF-8 is replaced.
+std::string compact( nlohmann::ordered_json const& );
+/// On lines of their own, indented by \p indent each.
+std::string pretty( nlohmann::ordered_json const&, int indent );
+
+} // namespace Views

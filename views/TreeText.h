@@ -1,0 +1,26 @@
+#pragma once
+
+#include <iosfwd>
+#include <string>
+
+#include "views/Tree.h"
+
+/// Trees as indented text: a line for each attribute and element, of 80 columns where the values
+/// have a place to be broken. Text is in quotes, with escapes; enumerators, addresses and numbers
+/// are not. An element of an entity's collection does not repeat its key.
+namespace Views {
+
+void printText( std::ostream&, Part const& roots );
+/// The attributes of one entity, or the fields of one value, by themselves.
+void printAttributes( std::ostream&, Part const& );
+
+/// One value on one line.
+std::string lineOf( Part const& );
+
+/// On one line: time, path, attribute, and what it was and is: "- -> 5" for what was not there.
+void printText( std::ostream&, std::string const& time, std::string const& root,
+                ChangePart const& );
+/// Likewise, without the time.
+void printText( std::ostream&, std::string const& root, ChangePart const& );
+
+} // namespace Views
