@@ -8,6 +8,7 @@
 
 #include "framework/Arrays.h"
 #include "framework/Attributes.h"
+#include "framework/DeclarationChecks.h"
 #include "framework/EntityOf.h"
 #include "framework/Enumeration.h"
 #include "framework/Maps.h"
@@ -38,6 +39,7 @@
    using QelSelf = T;                                                                              \
                                                                                                    \
 public:                                                                                            \
+   static_assert( ::Qel::ClaimedSlot<T, MODULE, SLOT>::one );                                      \
    static ::Varek::TypeData qelBinding() { return { &MODULE, SLOT }; }                             \
    explicit T( ::Qel::MakeKey ) {}                                                                 \
    /** Makes an entity from its constructor parameters. */                                         \
@@ -51,6 +53,7 @@ public:                                                                         
    using QelSelf = T;                                                                              \
                                                                                                    \
 public:                                                                                            \
+   static_assert( ::Qel::ClaimedSlot<T, MODULE, SLOT>::one );                                      \
    static ::Varek::TypeData qelBinding() { return { &MODULE, SLOT }; }                             \
    T() = default;                                                                                  \
    template<class Given>                                                                           \
@@ -76,6 +79,7 @@ public:                                                                         
 /// A constructor parameter: TYPE const& NAME() and no mutator.
 #define QEL_PARAMETER( ID, TYPE, NAME )                                                            \
 public:                                                                                            \
+   QEL_INTERNAL_NAME_CHECK( ID, NAME );                                                            \
    TYPE const& NAME() const { return NAME##_; }                                                    \
    QEL_INTERNAL_DESCRIBE( ID, parameter, NAME )                                                    \
                                                                                                    \
@@ -87,6 +91,9 @@ public:
 /// A plain attribute: NAME() and NAMEIs( value ). What follows NAME is the default.
 #define QEL_PLAIN( ID, TYPE, NAME, ... )                                                           \
 public:                                                                                            \
+   QEL_INTERNAL_NAME_CHECK( ID, NAME );                                                            \
+   static_assert( ::Qel::Internal::isEnumerator<TYPE>( [] { return TYPE{ __VA_ARGS__ }; } ),       \
+                  "the default of " #NAME " is no enumerator of " #TYPE );                         \
    TYPE const& NAME() const { return NAME##_; }                                                    \
    void NAME##Is( TYPE const& value )& { ::Qel::plainIs( *this, ID, NAME##_, value ); }            \
    /* A template, so that it is constexpr for the types that allow it. */                          \
@@ -104,6 +111,7 @@ public:
 /// A sequence, in a value type: NAME(), NAMEIs( index, value ), NAMEPush, NAMEPop, NAMEPopAll.
 #define QEL_SEQUENCE( ID, TYPE, NAME )                                                             \
 public:                                                                                            \
+   QEL_INTERNAL_NAME_CHECK( ID, NAME );                                                            \
    using Qel##NAME##Tag = ::Qel::SequenceTag<QelSelf, #NAME>;                                      \
    using Qel##NAME##Sequence =                                                                     \
       ::std::vector<TYPE, ::Pallo::SequenceAllocator<TYPE, Qel##NAME##Tag::tracker>>;              \
@@ -129,6 +137,7 @@ public:                                                                         
       using Key = ::std::remove_cvref_t<decltype( ::std::declval<ELEMENT const&>().KEY() )>;       \
       Key const& operator()( ELEMENT const& element ) const { return element.KEY(); }              \
    };                                                                                              \
+   QEL_INTERNAL_KEY_CHECK( NAME, typename ELEMENT##KeyFunktor::Key );                              \
    using HN_##ELEMENT = ELEMENT;                                                                   \
    using Qel##NAME##Map = ::Qel::HashMap2018<HN_##ELEMENT, ELEMENT##KeyFunktor, SALT>;             \
    Qel##NAME##Map const& NAME() const { return NAME##_; }                                          \
@@ -151,6 +160,8 @@ public:
 /// NAME(), NAME( key ), NAMEIs( key ), NAMEDel( key ), NAMEDelAll().
 #define QEL_CHILDREN( ID, T, NAME, SALT )                                                          \
 public:                                                                                            \
+   QEL_INTERNAL_NAME_CHECK( ID, NAME );                                                            \
+   QEL_INTERNAL_KEY_CHECK( NAME, ::Qel::ParameterType<T> );                                        \
    using T##KeyFunktor = ::Qel::ChildKeyFunktor<T, ::Qel::ParameterType<T>>;                       \
    using Qel##NAME##Map = ::Qel::ChildMap<T, ::Qel::ParameterType<T>, SALT>;                       \
    Qel##NAME##Map const& NAME() const { return NAME##_; }                                          \
@@ -198,6 +209,8 @@ public:
 /// NAMEDel( member ), NAMEDelAll(). A change has the member as its key.
 #define QEL_SET( ID, TYPE, NAME, SALT )                                                            \
 public:                                                                                            \
+   QEL_INTERNAL_NAME_CHECK( ID, NAME );                                                            \
+   QEL_INTERNAL_KEY_CHECK( NAME, TYPE );                                                           \
    using Qel##NAME##Set = ::Qel::HSet<TYPE, SALT>;                                                 \
    Qel##NAME##Set const& NAME() const { return NAME##_; }                                          \
    bool NAME( TYPE const& member ) const { return NAME##_.lookupNodeG( member ) != nullptr; }      \
@@ -217,6 +230,8 @@ public:
 /// which is null if there is none, NAMEIs( key, value ), NAMEDel( key ), NAMEDelAll().
 #define QEL_MAP( ID, KEY, TYPE, NAME, SALT )                                                       \
 public:                                                                                            \
+   QEL_INTERNAL_NAME_CHECK( ID, NAME );                                                            \
+   QEL_INTERNAL_KEY_CHECK( NAME, KEY );                                                            \
    using Qel##NAME##Map = ::Qel::ValueMap<KEY, TYPE, SALT>;                                        \
    Qel##NAME##Map const& NAME() const { return NAME##_; }                                          \
    TYPE const* NAME( KEY const& key ) const { return ::Qel::mapGet( NAME##_, key ); }              \
@@ -233,6 +248,7 @@ private:                                                                        
 public:
 
 #define QEL_INTERNAL_ORDERED( ID, NAME, NODE )                                                     \
+   QEL_INTERNAL_ORDER_CHECK( NAME, typename NODE::Key );                                           \
    using Qel##NAME##Map = ::Qel::OrderedMap<NODE>;                                                 \
    Qel##NAME##Map const& NAME() const { return NAME##_; }                                          \
    NODE::Value const* NAME( NODE::Key const& key ) const {                                         \
@@ -282,6 +298,7 @@ public:                                                                         
 /// an index from COUNT on.
 #define QEL_ARRAY( ID, TYPE, COUNT, NAME )                                                         \
 public:                                                                                            \
+   QEL_INTERNAL_NAME_CHECK( ID, NAME );                                                            \
    using Qel##NAME##Array = ::std::array<TYPE, COUNT>;                                             \
    Qel##NAME##Array const& NAME() const { return NAME##_; }                                        \
    TYPE const& NAME( ::std::uint64_t index ) const { return ::Qel::arrayAt( NAME##_, index ); }    \
@@ -309,6 +326,7 @@ public:
 /// replace any other; NAMEDel().
 #define QEL_CHILD( ID, T, NAME )                                                                   \
 public:                                                                                            \
+   QEL_INTERNAL_NAME_CHECK( ID, NAME );                                                            \
    ::Varek::Ptr<T> NAME() const { return NAME##_.child; }                                          \
    template<class QelT = T>                                                                        \
    ::Varek::Ptr<T> NAME##Is( ::Qel::ChildArgument<QelT> const& parameter )& {                      \
