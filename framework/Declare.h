@@ -13,6 +13,7 @@
 #include "framework/Enumeration.h"
 #include "framework/Maps.h"
 #include "framework/Mutators.h"
+#include "framework/Observe.h"
 #include "framework/Ordered.h"
 #include "framework/Sets.h"
 #include "framework/SingleChild.h"
@@ -32,7 +33,8 @@
 ///     };
 ///
 /// Field ids are dense: from 258 in entities, from 2 in values. Every NAMEDel returns what it
-/// removed, or the empty value (null for a child) if there was nothing.
+/// removed, or the empty value (null for a child) if there was nothing. Every attribute of an entity
+/// that can change has NAMEObserve( f ), and children have NAMEForEach( f ): framework/Observe.h.
 
 /// Opens an entity type: type number SLOT of MODULE.
 #define QEL_ENTITY( T, MODULE, SLOT )                                                              \
@@ -76,6 +78,13 @@ public:                                                                         
          #NAME };                                                                                  \
    }
 
+/// NAMEObserve( f ), in an entity: see framework/Observe.h for what f is called with.
+#define QEL_INTERNAL_OBSERVE( ID, NAME )                                                           \
+   template<class F, ::std::derived_from<::Qel::Entity> QelT = QelSelf>                            \
+   [[nodiscard]] ::Varek::Subscription NAME##Observe( F&& f )& {                                   \
+      return ::Qel::observeAttribute<ID>( static_cast<QelT&>( *this ), ::std::forward<F>( f ) );   \
+   }
+
 /// A constructor parameter: TYPE const& NAME() and no mutator.
 #define QEL_PARAMETER( ID, TYPE, NAME )                                                            \
 public:                                                                                            \
@@ -101,6 +110,7 @@ public:                                                                         
    static constexpr QelT qelDefault( ::Qel::Id<ID> ) {                                             \
       return QelT{ __VA_ARGS__ };                                                                  \
    }                                                                                               \
+   QEL_INTERNAL_OBSERVE( ID, NAME )                                                                \
    QEL_INTERNAL_DESCRIBE( ID, plain, NAME )                                                        \
                                                                                                    \
 private:                                                                                           \
@@ -149,6 +159,7 @@ public:                                                                         
       return ::Qel::collectionDel( *this, ID, NAME##_, key );                                      \
    }                                                                                               \
    void NAME##DelAll()& { ::Qel::collectionDelAll( *this, ID, NAME##_ ); }                         \
+   QEL_INTERNAL_OBSERVE( ID, NAME )                                                                \
    QEL_INTERNAL_DESCRIBE( ID, collection, NAME )                                                   \
                                                                                                    \
 private:                                                                                           \
@@ -175,6 +186,11 @@ public:                                                                         
       return ::Qel::childrenDel( *this, ID, NAME##_, key );                                        \
    }                                                                                               \
    void NAME##DelAll()& { ::Qel::childrenDelAll( *this, ID, NAME##_ ); }                           \
+   QEL_INTERNAL_OBSERVE( ID, NAME )                                                                \
+   template<class F>                                                                               \
+   [[nodiscard]] ::Varek::Subscription NAME##ForEach( F&& f )& {                                   \
+      return ::Qel::forEachChildNowAndLater<ID>( *this, ::std::forward<F>( f ) );                  \
+   }                                                                                               \
    QEL_INTERNAL_DESCRIBE( ID, children, NAME )                                                     \
                                                                                                    \
 private:                                                                                           \
@@ -219,6 +235,7 @@ public:                                                                         
       return ::Qel::collectionDel( *this, ID, NAME##_, member );                                   \
    }                                                                                               \
    void NAME##DelAll()& { ::Qel::collectionDelAll( *this, ID, NAME##_ ); }                         \
+   QEL_INTERNAL_OBSERVE( ID, NAME )                                                                \
    QEL_INTERNAL_DESCRIBE( ID, set, NAME )                                                          \
                                                                                                    \
 private:                                                                                           \
@@ -240,6 +257,7 @@ public:                                                                         
    }                                                                                               \
    TYPE NAME##Del( KEY const& key )& { return ::Qel::mapDel( *this, ID, NAME##_, key ); }          \
    void NAME##DelAll()& { ::Qel::mapDelAll( *this, ID, NAME##_ ); }                                \
+   QEL_INTERNAL_OBSERVE( ID, NAME )                                                                \
    QEL_INTERNAL_DESCRIBE( ID, map, NAME )                                                          \
                                                                                                    \
 private:                                                                                           \
@@ -259,6 +277,7 @@ public:
       return ::Qel::OrderedMutators::del( *this, ID, NAME##_, at );                                \
    }                                                                                               \
    void NAME##DelAll()& { ::Qel::OrderedMutators::delAll( *this, ID, NAME##_ ); }                  \
+   QEL_INTERNAL_OBSERVE( ID, NAME )                                                                \
    QEL_INTERNAL_DESCRIBE( ID, ordered, NAME )                                                      \
                                                                                                    \
 private:                                                                                           \
@@ -314,6 +333,7 @@ public:                                                                         
       return NAME##Del( static_cast<::std::uint64_t>( at - NAME##_.cbegin() ) );                   \
    }                                                                                               \
    void NAME##DelAll()& { ::Qel::arrayDelAll( *this, ID, NAME##_ ); }                              \
+   QEL_INTERNAL_OBSERVE( ID, NAME )                                                                \
    QEL_INTERNAL_DESCRIBE( ID, array, NAME )                                                        \
                                                                                                    \
 private:                                                                                           \
@@ -337,6 +357,7 @@ public:                                                                         
       return ::Qel::childIs( *this, ID, NAME##_ );                                                 \
    }                                                                                               \
    ::Varek::Ptr<T> NAME##Del()& { return ::Qel::childDel( *this, ID, NAME##_ ); }                  \
+   QEL_INTERNAL_OBSERVE( ID, NAME )                                                                \
    QEL_INTERNAL_DESCRIBE( ID, child, NAME )                                                        \
                                                                                                    \
 private:                                                                                           \
