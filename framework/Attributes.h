@@ -10,6 +10,7 @@
 
 #include "Qel/Entity.h"
 #include "Varek/Failures.h"
+#include "framework/DeclarationChecks.h"
 #include "framework/Iteration.h"
 #include "framework/Records.h"
 #include "framework/ValueTable.h"
@@ -87,8 +88,8 @@ constexpr bool isNamed() {
 template<class T>
 constexpr std::size_t attributeCount() {
    constexpr std::size_t count = countAttributes<T>();
-   static_assert( noneBeyond<T, firstId<T> + count>( std::make_index_sequence<32>() ),
-                  "field ids have a gap" );
+   constexpr bool isLast = noneBeyond<T, firstId<T> + count>( std::make_index_sequence<32>() );
+   static_assert( FieldIdsAreDense<T, firstId<T> + count, isLast>::yes );
    // The log keeps bits for each, see FlowOut.
    static_assert( !std::is_base_of_v<Entity, T> || count + isNamed<T>() <= 64,
                   "an entity has at most 64 attributes" );

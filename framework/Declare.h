@@ -8,10 +8,12 @@
 
 #include "framework/Arrays.h"
 #include "framework/Attributes.h"
+#include "framework/DeclarationChecks.h"
 #include "framework/EntityOf.h"
 #include "framework/Enumeration.h"
 #include "framework/Maps.h"
 #include "framework/Mutators.h"
+#include "framework/Observe.h"
 #include "framework/Ordered.h"
 #include "framework/Sets.h"
 #include "framework/SingleChild.h"
@@ -31,13 +33,15 @@
 ///     };
 ///
 /// Field ids are dense: from 258 in entities, from 2 in values. Every NAMEDel returns what it
-/// removed, or the empty value (null for a child) if there was nothing.
+/// removed, or the empty value (null for a child) if there was nothing. Every attribute of an entity
+/// that can change has NAMEObserve( f ), and children have NAMEForEach( f ): framework/Observe.h.
 
 /// Opens an entity type: type number SLOT of MODULE.
 #define QEL_ENTITY( T, MODULE, SLOT )                                                              \
    using QelSelf = T;                                                                              \
                                                                                                    \
 public:                                                                                            \
+   static_assert( ::Qel::ClaimedSlot<T, MODULE, SLOT>::one );                                      \
    static ::Varek::TypeData qelBinding() { return { &MODULE, SLOT }; }                             \
    explicit T( ::Qel::MakeKey ) {}                                                                 \
    /** Makes an entity from its constructor parameters. */                                         \
@@ -51,6 +55,7 @@ public:                                                                         
    using QelSelf = T;                                                                              \
                                                                                                    \
 public:                                                                                            \
+   static_assert( ::Qel::ClaimedSlot<T, MODULE, SLOT>::one );                                      \
    static ::Varek::TypeData qelBinding() { return { &MODULE, SLOT }; }                             \
    T() = default;                                                                                  \
    template<class Given>                                                                           \
@@ -73,9 +78,17 @@ public:                                                                         
          #NAME };                                                                                  \
    }
 
+/// NAMEObserve( f ), in an entity: see framework/Observe.h for what f is called with.
+#define QEL_INTERNAL_OBSERVE( ID, NAME )                                                           \
+   template<class F, ::std::derived_from<::Qel::Entity> QelT = QelSelf>                            \
+   [[nodiscard]] ::Varek::Subscription NAME##Observe( F&& f )& {                                   \
+      return ::Qel::observeAttribute<ID>( static_cast<QelT&>( *this ), ::std::forward<F>( f ) );   \
+   }
+
 /// A constructor parameter: TYPE const& NAME() and no mutator.
 #define QEL_PARAMETER( ID, TYPE, NAME )                                                            \
 public:                                                                                            \
+   QEL_INTERNAL_NAME_CHECK( ID, NAME );                                                            \
    TYPE const& NAME() const { return NAME##_; }                                                    \
    QEL_INTERNAL_DESCRIBE( ID, parameter, NAME )                                                    \
                                                                                                    \
@@ -87,6 +100,9 @@ public:
 /// A plain attribute: NAME() and NAMEIs( value ). What follows NAME is the default.
 #define QEL_PLAIN( ID, TYPE, NAME, ... )                                                           \
 public:                                                                                            \
+   QEL_INTERNAL_NAME_CHECK( ID, NAME );                                                            \
+   static_assert( ::Qel::Internal::isEnumerator<TYPE>( [] { return TYPE{ __VA_ARGS__ }; } ),       \
+                  "the default of " #NAME " is no enumerator of " #TYPE );                         \
    TYPE const& NAME() const { return NAME##_; }                                                    \
    void NAME##Is( TYPE const& value )& { ::Qel::plainIs( *this, ID, NAME##_, value ); }            \
    /* A template, so that it is constexpr for the types that allow it. */                          \
@@ -94,6 +110,7 @@ public:                                                                         
    static constexpr QelT qelDefault( ::Qel::Id<ID> ) {                                             \
       return QelT{ __VA_ARGS__ };                                                                  \
    }                                                                                               \
+   QEL_INTERNAL_OBSERVE( ID, NAME )                                                                \
    QEL_INTERNAL_DESCRIBE( ID, plain, NAME )                                                        \
                                                                                                    \
 private:                                                                                           \
@@ -104,6 +121,7 @@ public:
 /// A sequence, in a value type: NAME(), NAMEIs( index, value ), NAMEPush, NAMEPop, NAMEPopAll.
 #define QEL_SEQUENCE( ID, TYPE, NAME )                                                             \
 public:                                                                                            \
+   QEL_INTERNAL_NAME_CHECK( ID, NAME );                                                            \
    using Qel##NAME##Tag = ::Qel::SequenceTag<QelSelf, #NAME>;                                      \
    using Qel##NAME##Sequence =                                                                     \
       ::std::vector<TYPE, ::Pallo::SequenceAllocator<TYPE, Qel##NAME##Tag::tracker>>;              \
@@ -129,6 +147,7 @@ public:                                                                         
       using Key = ::std::remove_cvref_t<decltype( ::std::declval<ELEMENT const&>().KEY() )>;       \
       Key const& operator()( ELEMENT const& element ) const { return element.KEY(); }              \
    };                                                                                              \
+   QEL_INTERNAL_KEY_CHECK( NAME, typename ELEMENT##KeyFunktor::Key );                              \
    using HN_##ELEMENT = ELEMENT;                                                                   \
    using Qel##NAME##Map = ::Qel::HashMap2018<HN_##ELEMENT, ELEMENT##KeyFunktor, SALT>;             \
    Qel##NAME##Map const& NAME() const { return NAME##_; }                                          \
@@ -140,6 +159,7 @@ public:                                                                         
       return ::Qel::collectionDel( *this, ID, NAME##_, key );                                      \
    }                                                                                               \
    void NAME##DelAll()& { ::Qel::collectionDelAll( *this, ID, NAME##_ ); }                         \
+   QEL_INTERNAL_OBSERVE( ID, NAME )                                                                \
    QEL_INTERNAL_DESCRIBE( ID, collection, NAME )                                                   \
                                                                                                    \
 private:                                                                                           \
@@ -151,6 +171,8 @@ public:
 /// NAME(), NAME( key ), NAMEIs( key ), NAMEDel( key ), NAMEDelAll().
 #define QEL_CHILDREN( ID, T, NAME, SALT )                                                          \
 public:                                                                                            \
+   QEL_INTERNAL_NAME_CHECK( ID, NAME );                                                            \
+   QEL_INTERNAL_KEY_CHECK( NAME, ::Qel::ParameterType<T> );                                        \
    using T##KeyFunktor = ::Qel::ChildKeyFunktor<T, ::Qel::ParameterType<T>>;                       \
    using Qel##NAME##Map = ::Qel::ChildMap<T, ::Qel::ParameterType<T>, SALT>;                       \
    Qel##NAME##Map const& NAME() const { return NAME##_; }                                          \
@@ -164,6 +186,11 @@ public:                                                                         
       return ::Qel::childrenDel( *this, ID, NAME##_, key );                                        \
    }                                                                                               \
    void NAME##DelAll()& { ::Qel::childrenDelAll( *this, ID, NAME##_ ); }                           \
+   QEL_INTERNAL_OBSERVE( ID, NAME )                                                                \
+   template<class F>                                                                               \
+   [[nodiscard]] ::Varek::Subscription NAME##ForEach( F&& f )& {                                   \
+      return ::Qel::forEachChildNowAndLater<ID>( *this, ::std::forward<F>( f ) );                  \
+   }                                                                                               \
    QEL_INTERNAL_DESCRIBE( ID, children, NAME )                                                     \
                                                                                                    \
 private:                                                                                           \
@@ -198,6 +225,8 @@ public:
 /// NAMEDel( member ), NAMEDelAll(). A change has the member as its key.
 #define QEL_SET( ID, TYPE, NAME, SALT )                                                            \
 public:                                                                                            \
+   QEL_INTERNAL_NAME_CHECK( ID, NAME );                                                            \
+   QEL_INTERNAL_KEY_CHECK( NAME, TYPE );                                                           \
    using Qel##NAME##Set = ::Qel::HSet<TYPE, SALT>;                                                 \
    Qel##NAME##Set const& NAME() const { return NAME##_; }                                          \
    bool NAME( TYPE const& member ) const { return NAME##_.lookupNodeG( member ) != nullptr; }      \
@@ -206,6 +235,7 @@ public:                                                                         
       return ::Qel::collectionDel( *this, ID, NAME##_, member );                                   \
    }                                                                                               \
    void NAME##DelAll()& { ::Qel::collectionDelAll( *this, ID, NAME##_ ); }                         \
+   QEL_INTERNAL_OBSERVE( ID, NAME )                                                                \
    QEL_INTERNAL_DESCRIBE( ID, set, NAME )                                                          \
                                                                                                    \
 private:                                                                                           \
@@ -217,6 +247,8 @@ public:
 /// which is null if there is none, NAMEIs( key, value ), NAMEDel( key ), NAMEDelAll().
 #define QEL_MAP( ID, KEY, TYPE, NAME, SALT )                                                       \
 public:                                                                                            \
+   QEL_INTERNAL_NAME_CHECK( ID, NAME );                                                            \
+   QEL_INTERNAL_KEY_CHECK( NAME, KEY );                                                            \
    using Qel##NAME##Map = ::Qel::ValueMap<KEY, TYPE, SALT>;                                        \
    Qel##NAME##Map const& NAME() const { return NAME##_; }                                          \
    TYPE const* NAME( KEY const& key ) const { return ::Qel::mapGet( NAME##_, key ); }              \
@@ -225,6 +257,7 @@ public:                                                                         
    }                                                                                               \
    TYPE NAME##Del( KEY const& key )& { return ::Qel::mapDel( *this, ID, NAME##_, key ); }          \
    void NAME##DelAll()& { ::Qel::mapDelAll( *this, ID, NAME##_ ); }                                \
+   QEL_INTERNAL_OBSERVE( ID, NAME )                                                                \
    QEL_INTERNAL_DESCRIBE( ID, map, NAME )                                                          \
                                                                                                    \
 private:                                                                                           \
@@ -233,6 +266,7 @@ private:                                                                        
 public:
 
 #define QEL_INTERNAL_ORDERED( ID, NAME, NODE )                                                     \
+   QEL_INTERNAL_ORDER_CHECK( NAME, typename NODE::Key );                                           \
    using Qel##NAME##Map = ::Qel::OrderedMap<NODE>;                                                 \
    Qel##NAME##Map const& NAME() const { return NAME##_; }                                          \
    NODE::Value const* NAME( NODE::Key const& key ) const {                                         \
@@ -243,6 +277,7 @@ public:
       return ::Qel::OrderedMutators::del( *this, ID, NAME##_, at );                                \
    }                                                                                               \
    void NAME##DelAll()& { ::Qel::OrderedMutators::delAll( *this, ID, NAME##_ ); }                  \
+   QEL_INTERNAL_OBSERVE( ID, NAME )                                                                \
    QEL_INTERNAL_DESCRIBE( ID, ordered, NAME )                                                      \
                                                                                                    \
 private:                                                                                           \
@@ -282,6 +317,7 @@ public:                                                                         
 /// an index from COUNT on.
 #define QEL_ARRAY( ID, TYPE, COUNT, NAME )                                                         \
 public:                                                                                            \
+   QEL_INTERNAL_NAME_CHECK( ID, NAME );                                                            \
    using Qel##NAME##Array = ::std::array<TYPE, COUNT>;                                             \
    Qel##NAME##Array const& NAME() const { return NAME##_; }                                        \
    TYPE const& NAME( ::std::uint64_t index ) const { return ::Qel::arrayAt( NAME##_, index ); }    \
@@ -297,6 +333,7 @@ public:                                                                         
       return NAME##Del( static_cast<::std::uint64_t>( at - NAME##_.cbegin() ) );                   \
    }                                                                                               \
    void NAME##DelAll()& { ::Qel::arrayDelAll( *this, ID, NAME##_ ); }                              \
+   QEL_INTERNAL_OBSERVE( ID, NAME )                                                                \
    QEL_INTERNAL_DESCRIBE( ID, array, NAME )                                                        \
                                                                                                    \
 private:                                                                                           \
@@ -309,6 +346,7 @@ public:
 /// replace any other; NAMEDel().
 #define QEL_CHILD( ID, T, NAME )                                                                   \
 public:                                                                                            \
+   QEL_INTERNAL_NAME_CHECK( ID, NAME );                                                            \
    ::Varek::Ptr<T> NAME() const { return NAME##_.child; }                                          \
    template<class QelT = T>                                                                        \
    ::Varek::Ptr<T> NAME##Is( ::Qel::ChildArgument<QelT> const& parameter )& {                      \
@@ -319,6 +357,7 @@ public:                                                                         
       return ::Qel::childIs( *this, ID, NAME##_ );                                                 \
    }                                                                                               \
    ::Varek::Ptr<T> NAME##Del()& { return ::Qel::childDel( *this, ID, NAME##_ ); }                  \
+   QEL_INTERNAL_OBSERVE( ID, NAME )                                                                \
    QEL_INTERNAL_DESCRIBE( ID, child, NAME )                                                        \
                                                                                                    \
 private:                                                                                           \

@@ -7,6 +7,7 @@
 
 #include "Qel/EnumType.h"
 #include "Varek/ModuleInspectData.h"
+#include "framework/DeclarationChecks.h"
 
 /// Enumerations, declared once. QEL_ENUM takes the enumerators as they stand in an enumeration
 /// ("first, second, other = 9") and reads the same text at compile time for their names and values.
@@ -78,6 +79,7 @@ enumeratorsByName( std::array<Varek::EnumeratorData, count> const& all ) {
       static constexpr auto byName = ::Qel::Internal::enumeratorsByName( all );                    \
    };                                                                                              \
    constexpr NAME##Enumerators qelEnumerators( NAME ) { return {}; }                               \
+   static_assert( ::Qel::ClaimedSlot<NAME, MODULE, SLOT>::one );                                   \
    inline ::Varek::TypeData qelBinding( NAME ) { return { &MODULE, SLOT }; }                       \
    inline NAME NAME##Instance( unsigned int value ) {                                              \
       return static_cast<NAME>( ::Qel::EnumType<WIDTH>::instance( value, MODULE, SLOT ) );         \

@@ -2,7 +2,9 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <type_traits>
+#include <utility>
 
 #include "framework/AttrLogRecords.h"
 #include "framework/Attributes.h"
@@ -82,11 +84,12 @@ struct ModuleTypes {
       return all;
    }();
 
-   /// Each type must stand where its declaration says.
-   static bool slotsAgree() {
-      std::uint32_t index = 0;
-      return ( ( bindingOf<Ts>() == Varek::TypeData{ &module, index++ } ) && ... );
+   template<std::uint32_t... places>
+   static consteval bool slotsAgree( std::integer_sequence<std::uint32_t, places...> ) {
+      return ( NamedAtItsSlot<Ts, places, standsAt<Ts, module, places>()>::yes && ... );
    }
+   static_assert( slotsAgree( std::make_integer_sequence<std::uint32_t, count>() ) );
+   static_assert( !Claimed<module, count>, "QEL_MODULE leaves out the last type of the module" );
 };
 
 } // namespace Internal
@@ -97,7 +100,6 @@ struct ModuleTypes {
    constinit ::Varek::ModuleInspectData const VARIABLE{                                            \
       NAME, ::Qel::Internal::ModuleTypes<VARIABLE, __VA_ARGS__>::types };                          \
    [[maybe_unused]] static bool const VARIABLE##Registered = [] {                                  \
-      VAREK_ASSERT( ( ::Qel::Internal::ModuleTypes<VARIABLE, __VA_ARGS__>::slotsAgree() ), NAME ); \
       ::Varek::ModuleInspectData::loaded( VARIABLE );                                              \
       return true;                                                                                 \
    }()

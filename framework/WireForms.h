@@ -12,6 +12,7 @@
 #include "Bridging/VlanId.h"
 #include "Lumo/EthAddr.h"
 #include "Lumo/IntfId.h"
+#include "Lumo/IpGenPrefix.h"
 #include "Qel/HashMap2018.h"
 #include "Qel/NboAttrLog.h"
 #include "Varek/String.h"
