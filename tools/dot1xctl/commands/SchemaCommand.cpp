@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include <CLI/CLI.hpp>
+
 #include "dot1xctl/Schema.h"
 
 namespace Dot1xCtl {
