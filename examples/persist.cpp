@@ -16,8 +16,8 @@ int main( int argc, char** argv ) try {
    if ( std::filesystem::exists( file ) )
       Qel::assignEntity( *status, *Store::load( file ).at( "authNStatus" ) );
 
-   for ( auto const& supplicant : status->supplicant() )
-      std::cout << supplicant->mac() << ' ' << supplicant->identity() << '\n';
+   for ( auto const& [mac, supplicant] : status->supplicant() )
+      std::cout << mac << ' ' << supplicant->identity() << '\n';
    status->supplicantIs( Lumo::EthAddr( argv[2] ) )->identityIs( argv[3] );
 
    Store::save( { { "authNStatus", status } }, file );
