@@ -44,4 +44,16 @@ TEST( AttrLog, AFlowOutHoldsOneBookmark ) {
    EXPECT_EQ( kinds[260], anew ); // 258 was flushed before it, and took the bookmark
 }
 
+// What 32 bits of length cannot say is refused before anything is written, not cut to them.
+TEST( AttrLog, ALengthBeyondItsBitsIsRefused ) {
+   if constexpr ( sizeof( std::size_t ) > 4 ) {
+      NboAttrLog::OutBuffer out;
+      for ( std::uint64_t const size : { 0xFFFFFFFFULL, 0x100000000ULL, 0x100000010ULL } )
+         EXPECT_THROW( out.outSmReserveMessage( FrameKind::attribute, 1, 260,
+                                                static_cast<std::size_t>( size ) ),
+                       NboAttrLog::FrameTooLarge );
+      EXPECT_TRUE( out.bytes().empty() );
+   }
+}
+
 } // namespace
