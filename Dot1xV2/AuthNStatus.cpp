@@ -26,9 +26,11 @@ bool active( Varek::Ptr<AuthNPhaseStatus> const& status ) {
 } // namespace
 
 AuthNMethod AuthNSupplicantStatus::successfulAuthNMethod() const {
-   for ( AuthNZPhaseType const& phase : { phase2, phase1 } )
-      if ( auto const status = phaseStatus( phase ); succeeded( status ) )
+   for ( AuthNZPhaseType const& phase : { phase2, phase1 } ) {
+      if ( auto const status = phaseStatus( phase ); succeeded( status ) ) {
          return status->authNMethod();
+      }
+   }
    return AuthNMethod::invalidAuthNMethod;
 }
 
@@ -55,9 +57,11 @@ AuthNMethod AuthNSupplicantStatus::currentAuthNMethod() const {
 }
 
 AuthNZPhaseType AuthNSupplicantStatus::activePhaseType() const {
-   for ( AuthNZPhaseType const& phase : { phase2, phase1 } )
-      if ( active( phaseStatus( phase ) ) )
+   for ( AuthNZPhaseType const& phase : { phase2, phase1 } ) {
+      if ( active( phaseStatus( phase ) ) ) {
          return phase;
+      }
+   }
    return AuthNZPhaseType( AuthNZPhaseEnum::authNZInit );
 }
 

@@ -28,8 +28,9 @@ T partFrom( std::string_view text, std::string_view whole ) {
 SupplicantPlace::SupplicantPlace( std::string_view text ) {
    std::string_view const address = text.substr( 0, text.find( '@' ) );
    mac = partFrom<Lumo::EthAddr>( address, text );
-   if ( address.size() == text.size() )
+   if ( address.size() == text.size() ) {
       throw Varek::TextError( "\"@\" and an interface", text, text.size() );
+   }
    intfId = partFrom<Lumo::IntfId>( text.substr( address.size() + 1 ), text );
 }
 

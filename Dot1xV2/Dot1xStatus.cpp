@@ -62,8 +62,9 @@ std::uint32_t AuthNProfile::getNumAuthNOrders( AuthNEventType event ) const {
 
 Varek::String AuthNProfile::formatAuthNOrders( AuthNEventType event ) const {
    AuthNOrder const* const order = eventAuthNOrder( event );
-   if ( !order )
+   if ( !order ) {
       return "[]";
+   }
    Varek::String text = "[ ";
    text += shownName( order->authNOrder( 0 ) );
    text += ", ";

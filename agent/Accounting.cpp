@@ -46,7 +46,7 @@ AcctTermCause causeOf( std::optional<std::uint32_t> cause ) {
 Lumo::EthAddr calledStation( Attributes const& attributes ) {
    auto const* const text = textOf( attributes, Id::calledStationId );
    constexpr std::size_t address = 17;
-   if ( text == nullptr ) {
+   if ( !text ) {
       return {};
    }
    bool const more = text->size() > address && ( *text )[address] == ':';
@@ -126,7 +126,7 @@ void Accounting::request( Request const& request, std::optional<std::uint32_t> i
       nasSessionsEnd( request.attributes );
    } else if ( type == start || type == interim || type == stop ) {
       auto const* const id = textOf( request.attributes, Id::callingStationId );
-      if ( auto const mac = id != nullptr ? stationOf( *id ) : std::nullopt ) {
+      if ( auto const mac = id ? stationOf( *id ) : std::nullopt ) {
          sessionIs( *mac, request, *type, interval );
       }
    }
@@ -135,13 +135,13 @@ void Accounting::request( Request const& request, std::optional<std::uint32_t> i
 void Accounting::sessionIs( Lumo::EthAddr const& mac, Request const& request,
                             std::uint32_t statusType, std::optional<std::uint32_t> interval ) {
    auto const* const id = textOf( request.attributes, Id::acctSessionId );
-   if ( id == nullptr ) {
+   if ( !id ) {
       return; // of which session is not said, as it must be (RFC 2866 5.5)
    }
    Session session = status_.acctSessionState( mac );
    auto const* const known =
       session ? session->attribute()->strAttribute( Id::acctSessionId ) : nullptr;
-   bool const same = known != nullptr && *id == *known;
+   bool const same = known && *id == *known;
    bool const open = session && !ended( *session );
    if ( same ? !open || statusType == start : open && statusType != start ) {
       return; // late
@@ -157,7 +157,7 @@ void Accounting::sessionIs( Lumo::EthAddr const& mac, Request const& request,
    auto const* const began =
       same ? session->attribute()->byteAttribute( Id::eventTimestamp ) : nullptr;
    attributesIs( *session->attributeIs(), request.attributes,
-                 began != nullptr ? *began : beginning( request, statusType ) );
+                 began ? *began : beginning( request, statusType ) );
    bool const over = statusType == stop;
    bool const updates = !over && interval.value_or( 0 ) != 0;
    session->nextAcctUpdateTimeIs( updates ? Varek::Duration( request.time.time_since_epoch() ) +
@@ -210,14 +210,14 @@ void Accounting::attributesIs( AcctAttributes& to, Attributes const& attributes,
       auto const* const text = std::get_if<Varek::String>( &value.variant() );
       if ( attribute.vendor() == 0 && !ofThePacket( number ) ) {
          auto const key = static_cast<Id::RadiusAttributeIdEnum>( number );
-         text != nullptr ? (void)wanted.text.emplace( key, *text )
-                         : (void)wanted.octets.emplace(
-                              key, std::visit( OctetsOf{ attribute }, value.variant() ) );
+         text ? (void)wanted.text.emplace( key, *text )
+              : (void)wanted.octets.emplace( key,
+                                             std::visit( OctetsOf{ attribute }, value.variant() ) );
       } else if ( attribute.vendor() == vendor_ ) {
          auto const key = static_cast<Vsa::BreviaVendorSpecEnum>( number );
-         text != nullptr ? (void)wanted.vsaText.emplace( key, *text )
-                         : (void)wanted.vsaOctets.emplace(
-                              key, std::visit( OctetsOf{ attribute }, value.variant() ) );
+         text ? (void)wanted.vsaText.emplace( key, *text )
+              : (void)wanted.vsaOctets.emplace(
+                   key, std::visit( OctetsOf{ attribute }, value.variant() ) );
       }
    }
    mapIs(
@@ -245,13 +245,13 @@ void Accounting::nasSessionsEnd( Attributes const& attributes ) {
    auto const same = [&]( AcctAttributes const& its ) {
       auto const* const name = nas->strAttribute( Id::nasIdentifier );
       auto const* const itsName = its.strAttribute( Id::nasIdentifier );
-      if ( name != nullptr || itsName != nullptr ) {
-         return name != nullptr && itsName != nullptr && *name == *itsName;
+      if ( name || itsName ) {
+         return name && itsName && *name == *itsName;
       }
       for ( auto const key : { Id::nasIpAddress, Id::nasIpv6Address } ) {
          auto const* const address = nas->byteAttribute( key );
          auto const* const itsAddress = its.byteAttribute( key );
-         if ( address != nullptr && itsAddress != nullptr && *address == *itsAddress ) {
+         if ( address && itsAddress && *address == *itsAddress ) {
             return true;
          }
       }

@@ -15,7 +15,7 @@ std::optional<std::uint32_t> integerOf( Attributes const& attributes, std::uint1
    for ( auto const& [attribute, value] : attributes ) {
       if ( attribute == RadiusPktParserBase::Attribute( 0, type ) ) {
          auto const* const number = std::get_if<std::uint32_t>( &value.variant() );
-         return number != nullptr ? std::optional( *number ) : std::nullopt;
+         return number ? std::optional( *number ) : std::nullopt;
       }
    }
    return std::nullopt;
@@ -41,7 +41,7 @@ Lumo::IntfId portOf( Attributes const& attributes ) {
 std::optional<Asked> askedBy( Request const& request ) {
    constexpr std::uint32_t callCheck = 10;
    auto const* const id = textOf( request.attributes, Id::callingStationId );
-   auto const mac = id != nullptr ? stationOf( *id ) : std::nullopt;
+   auto const mac = id ? stationOf( *id ) : std::nullopt;
    if ( request.code != accessRequest || !mac ) {
       return std::nullopt;
    }

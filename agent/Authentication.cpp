@@ -32,16 +32,16 @@ void answered( Supplicant const& supplicant, AaaResponse const& response ) {
 
 /// Sets what an answer says of a supplicant; of one that says nothing, the defaults.
 void saidIs( Supplicant const& supplicant, AaaResponse const* accept ) {
-   auto const vlan = accept != nullptr ? vlanOf( *accept ) : std::nullopt;
-   auto const egress = accept != nullptr ? egressVlanOf( *accept ) : std::nullopt;
+   auto const vlan = accept ? vlanOf( *accept ) : std::nullopt;
+   auto const egress = accept ? egressVlanOf( *accept ) : std::nullopt;
    auto const* const classAttr =
-      accept != nullptr ? firstValue<Varek::Bytes>( *accept, RadiusId::classAttribute ) : nullptr;
+      accept ? firstValue<Varek::Bytes>( *accept, RadiusId::classAttribute ) : nullptr;
    auto const* const service =
-      accept != nullptr ? firstValue<std::uint32_t>( *accept, RadiusId::serviceType ) : nullptr;
+      accept ? firstValue<std::uint32_t>( *accept, RadiusId::serviceType ) : nullptr;
    supplicant->vlanIdIs( vlan ? vlanNumber( *vlan ).value() : 0 );
    supplicant->egressVlanAttrsIs( egress.value_or( EgressVlanAttributes( false ) ) );
-   supplicant->classAttrIs( classAttr != nullptr ? *classAttr : Varek::Bytes() );
-   supplicant->serviceTypeIs( service != nullptr ? *service : noServiceType );
+   supplicant->classAttrIs( classAttr ? *classAttr : Varek::Bytes() );
+   supplicant->serviceTypeIs( service ? *service : noServiceType );
 }
 
 void ended( Supplicant const& supplicant, AuthNPhaseStage stage, AuthNZPhaseEnum phase ) {
@@ -94,7 +94,7 @@ void Authentication::accepted( Asked const& asked, AaaResponse const& response, 
    Supplicant const supplicant = status_.supplicantIs( asked.mac );
    answered( supplicant, response );
    auto const* const user = firstValue<Varek::String>( response, RadiusId::userName );
-   supplicant->identityIs( user != nullptr ? *user : asked.user );
+   supplicant->identityIs( user ? *user : asked.user );
    saidIs( supplicant, &response );
    supplicant->lastAuthSuccessTimeIs( Varek::Duration( time.time_since_epoch() ) );
    ended( supplicant, AuthNPhaseStage::phaseSuccess, AuthNZPhaseEnum::authNZCompleted );

@@ -77,7 +77,7 @@ bool Authenticator::isLatest( Asked const& asked, Request const& request ) const
 /// As the answer that accepted the supplicant has it (RFC 2869 5.16).
 std::optional<std::uint32_t> Authenticator::interimInterval( Attributes const& attributes ) const {
    auto const* const id = textOf( attributes, RadiusId::callingStationId );
-   auto const mac = id != nullptr ? stationOf( *id ) : std::nullopt;
+   auto const mac = id ? stationOf( *id ) : std::nullopt;
    auto const supplicant = mac ? authNStatus_->supplicant( *mac ) : nullptr;
    auto const phase =
       supplicant ? supplicant->phaseStatus( AuthNZPhaseType( AuthNZPhaseEnum::authNZPhase1 ) )
@@ -87,7 +87,7 @@ std::optional<std::uint32_t> Authenticator::interimInterval( Attributes const& a
       response && response->type() == AaaResponseType::accepted
          ? firstValue<std::uint32_t>( *response, RadiusId::acctInterimInterval )
          : nullptr;
-   return interval != nullptr ? std::optional( *interval ) : std::nullopt;
+   return interval ? std::optional( *interval ) : std::nullopt;
 }
 
 } // namespace Agent

@@ -21,7 +21,7 @@ void settle( Port const& port ) {
    bool sameEgress = any;
    for ( auto const& one : port->authorizedMacs() ) {
       OperationalAuthZAttrs const* const its = one.child->operationalAttr().get();
-      common = common != nullptr ? common : its;
+      common = common ? common : its;
       sameVlan = sameVlan && its->vlanId() == common->vlanId();
       sameEgress = sameEgress && its->egressVlan() == common->egressVlan();
    }

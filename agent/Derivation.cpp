@@ -69,7 +69,7 @@ void egressVlanNamePush( EgressVlanAttributes& to, Varek::String const& text, bo
 
 template<class T>
 std::optional<T> copied( T const* value ) {
-   return value != nullptr ? std::optional<T>( *value ) : std::nullopt;
+   return value ? std::optional<T>( *value ) : std::nullopt;
 }
 
 } // namespace
@@ -107,7 +107,7 @@ Bridging::VlanIdOrNone vlanNumber( std::string_view vlan ) {
 std::optional<EgressVlanAttributes> egressVlanOf( AaaResponse const& response ) {
    constexpr std::uint32_t enabled = 1, disabled = 2;
    auto const* const filters = firstValue<std::uint32_t>( response, RadiusId::ingressFilters );
-   bool any = filters != nullptr && ( *filters == enabled || *filters == disabled );
+   bool any = filters && ( *filters == enabled || *filters == disabled );
    EgressVlanAttributes result( any && *filters == enabled );
    for ( std::uint32_t const word : valuesOf<std::uint32_t>( response, RadiusId::egressVlanId ) ) {
       egressVlanIdPush( result, word, any );

@@ -22,7 +22,7 @@ using RadiusId = RadiusPacketParser::RadiusAttributeId;
 template<class T>
 T const* firstValue( Dot1xV2::AaaResponse const& response, std::uint16_t type ) {
    auto const* const held = response.aaaAttribute( RadiusPktParserBase::Attribute( 0, type ) );
-   return held != nullptr && !held->attrValue().empty()
+   return held && !held->attrValue().empty()
              ? std::get_if<T>( &held->attrValue().front().variant() )
              : nullptr;
 }

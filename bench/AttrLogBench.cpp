@@ -60,9 +60,9 @@ Qel::Ptr<Qel::Entity> decode( std::span<std::uint8_t const> rest ) {
          made = newEntityForAttrLog( type, in );
       } else {
          Qel::EntityQelNboAttrLogSa const sa( *made, type, nullptr );
-         if ( head.kind == FrameKind::attribute )
+         if ( head.kind == FrameKind::attribute ) {
             doHandleAttrDeserialization( sa, head.field, in );
-         else {
+         } else {
             std::size_t ahead = rest.size() - head.size;
             doHandleAttrTransaction( sa, head.field, head.kind == FrameKind::transactionEnd ? 2 : 0,
                                      Qel::expectedElements( in, ahead ) );

@@ -43,8 +43,9 @@ struct Ours {
    void erase( Key const& key ) { map.deleteMemberG( key ); }
    std::uintptr_t sum() const {
       std::uintptr_t all = 0;
-      for ( Node const& node : map )
+      for ( Node const& node : map ) {
          all += reinterpret_cast<std::uintptr_t>( node.object.get() );
+      }
       return all;
    }
 };
@@ -62,8 +63,9 @@ struct Peer {
    void erase( Key const& key ) { map.erase( key ); }
    std::uintptr_t sum() const {
       std::uintptr_t all = 0;
-      for ( auto const& [key, object] : map )
+      for ( auto const& [key, object] : map ) {
          all += reinterpret_cast<std::uintptr_t>( object.get() );
+      }
       return all;
    }
 };
@@ -88,8 +90,9 @@ struct Filled {
    Map map;
 
    explicit Filled( std::int64_t count ) : present( keys<Map>( count, 1 ) ) {
-      for ( auto const& key : present )
+      for ( auto const& key : present ) {
          map.insert( key, object );
+      }
       std::shuffle( present.begin(), present.end(), std::mt19937_64( 3 ) );
    }
 };
@@ -100,8 +103,9 @@ class Round {
 public:
    explicit Round( std::vector<Key> const& all ) : all_( all ) {}
    Key const& next() {
-      if ( ++at_ == all_.size() )
+      if ( ++at_ == all_.size() ) {
          at_ = 0;
+      }
       return all_[at_];
    }
 
@@ -114,8 +118,9 @@ template<class Map>
 void findHit( benchmark::State& state ) {
    Filled<Map> const filled( state.range( 0 ) );
    Round round( filled.present );
-   for ( auto _ : state )
+   for ( auto _ : state ) {
       benchmark::DoNotOptimize( filled.map.find( round.next() ) );
+   }
 }
 
 template<class Map>
@@ -123,15 +128,17 @@ void findMiss( benchmark::State& state ) {
    Filled<Map> const filled( state.range( 0 ) );
    auto const absent = keys<Map>( state.range( 0 ), 2 );
    Round round( absent );
-   for ( auto _ : state )
+   for ( auto _ : state ) {
       benchmark::DoNotOptimize( filled.map.find( round.next() ) );
+   }
 }
 
 template<class Map>
 void iterate( benchmark::State& state ) {
    Filled<Map> const filled( state.range( 0 ) );
-   for ( auto _ : state )
+   for ( auto _ : state ) {
       benchmark::DoNotOptimize( filled.map.sum() );
+   }
    state.SetItemsProcessed( state.iterations() * state.range( 0 ) );
 }
 
@@ -144,11 +151,13 @@ void wholeMaps( benchmark::State& state, Prepare prepare, Work work ) {
    for ( auto _ : state ) {
       state.PauseTiming();
       std::vector<Map> all( maps );
-      for ( Map& map : all )
+      for ( Map& map : all ) {
          prepare( map );
+      }
       state.ResumeTiming();
-      for ( Map& map : all )
+      for ( Map& map : all ) {
          work( map );
+      }
       state.PauseTiming();
       all.clear();
       state.ResumeTiming();
@@ -163,8 +172,9 @@ void insert( benchmark::State& state ) {
    wholeMaps<Map>(
       state, []( Map& ) {},
       [&]( Map& map ) {
-         for ( auto const& key : filled.present )
+         for ( auto const& key : filled.present ) {
             map.insert( key, filled.object );
+         }
       } );
 }
 
@@ -175,12 +185,14 @@ void erase( benchmark::State& state ) {
    wholeMaps<Map>(
       state,
       [&]( Map& map ) {
-         for ( auto const& key : inserted )
+         for ( auto const& key : inserted ) {
             map.insert( key, filled.object );
+         }
       },
       [&]( Map& map ) {
-         for ( auto const& key : filled.present )
+         for ( auto const& key : filled.present ) {
             map.erase( key );
+         }
       } );
 }
 
@@ -200,8 +212,9 @@ void registerAll() {
    auto const add = []( char const* what, void ( *run )( benchmark::State& ) ) {
       auto* const made =
          benchmark::RegisterBenchmark( ( std::string( what ) + '/' + Map::name ).c_str(), run );
-      for ( std::int64_t const count : { 10, 1000, 100000, 1000000 } )
+      for ( std::int64_t const count : { 10, 1000, 100000, 1000000 } ) {
          made->Arg( count );
+      }
    };
    add( "find_hit", findHit<Map> );
    add( "find_miss", findMiss<Map> );

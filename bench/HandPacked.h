@@ -64,8 +64,9 @@ inline HandAttribute handAttribute( Dot1xV2::AaaAttribute const& from ) {
    HandAttribute to;
    to.vendor = from.attribute().vendor();
    to.type = from.attribute().type();
-   for ( auto const& value : from.attrValue() )
+   for ( auto const& value : from.attrValue() ) {
       to.values.push_back( handValue( value ) );
+   }
    return to;
 }
 
@@ -77,8 +78,9 @@ inline std::vector<HandAnswer> handAnswers( Table const& table ) {
       one.number = node.key;
       one.kind = static_cast<std::uint32_t>( response->type() );
       one.station = response->callingStationId().octets();
-      for ( auto const& attribute : response->aaaAttribute() )
+      for ( auto const& attribute : response->aaaAttribute() ) {
          one.attributes.push_back( handAttribute( attribute ) );
+      }
    }
    return all;
 }
@@ -96,8 +98,9 @@ public:
       put( one.kind );
       octets( one.station.data(), 6 );
       put( static_cast<std::uint32_t>( one.attributes.size() ) );
-      for ( HandAttribute const& attribute : one.attributes )
+      for ( HandAttribute const& attribute : one.attributes ) {
          pack( attribute );
+      }
    }
    void pack( HandAttribute const& attribute ) {
       put( attribute.vendor );
@@ -137,8 +140,9 @@ public:
    explicit HandWriter( int fd ) : fd_( fd ), packer_( 65536 ) {}
 
    void write( HandAnswer const& one ) {
-      if ( packer_.room() < 4096 )
+      if ( packer_.room() < 4096 ) {
          flush();
+      }
       packer_.pack( one );
    }
    void flush() {
@@ -163,28 +167,35 @@ public:
    bool parse( HandAnswer& one ) {
       std::uint32_t attributes = 0;
       if ( !get( one.number ) || !get( one.kind ) || !octets( one.station.data(), 6 ) ||
-           !get( attributes ) )
+           !get( attributes ) ) {
          return false;
+      }
       one.attributes.resize( attributes );
-      for ( HandAttribute& attribute : one.attributes )
-         if ( !parse( attribute ) )
+      for ( HandAttribute& attribute : one.attributes ) {
+         if ( !parse( attribute ) ) {
             return false;
+         }
+      }
       return true;
    }
    bool parse( HandAttribute& attribute ) {
       std::uint32_t values = 0;
-      if ( !get( attribute.vendor ) || !get( attribute.type ) || !get( values ) )
+      if ( !get( attribute.vendor ) || !get( attribute.type ) || !get( values ) ) {
          return false;
+      }
       attribute.values.resize( values );
-      for ( HandValue& value : attribute.values )
-         if ( !parse( value ) )
+      for ( HandValue& value : attribute.values ) {
+         if ( !parse( value ) ) {
             return false;
+         }
+      }
       return true;
    }
    template<class U>
    bool get( U& value ) {
-      if ( !octets( &value, sizeof value ) )
+      if ( !octets( &value, sizeof value ) ) {
          return false;
+      }
       value = Qel::NboAttrLog::Internal::networkOrder( value );
       return true;
    }
@@ -192,20 +203,24 @@ public:
 
 private:
    bool parse( HandValue& value ) {
-      if ( !get( value.kind ) || !get( value.tag ) )
+      if ( !get( value.kind ) || !get( value.tag ) ) {
          return false;
-      if ( isNumber( value.kind ) )
+      }
+      if ( isNumber( value.kind ) ) {
          return get( value.number );
+      }
       std::uint32_t size = 0;
-      if ( !get( size ) || rest_.size() < size )
+      if ( !get( size ) || rest_.size() < size ) {
          return false;
+      }
       value.octets.assign( rest_.data(), size );
       rest_ = rest_.subspan( size );
       return true;
    }
    bool octets( void* to, std::size_t size ) {
-      if ( rest_.size() < size )
+      if ( rest_.size() < size ) {
          return false;
+      }
       std::memcpy( to, rest_.data(), size );
       rest_ = rest_.subspan( size );
       return true;

@@ -37,27 +37,33 @@ inline void messageFill( bench::Answer& to, Dot1xV2::AaaResponse const& from ) {
       auto* const attribute = to.add_attribute();
       attribute->set_vendor( one.attribute().vendor() );
       attribute->set_type( one.attribute().type() );
-      for ( auto const& value : one.attrValue() )
+      for ( auto const& value : one.attrValue() ) {
          valueSet( *attribute->add_value(), value );
+      }
    }
 }
 
 inline std::uint64_t number( Lumo::EthAddr const& address ) {
    std::uint64_t all = 0;
-   for ( std::uint8_t const octet : address.octets() )
+   for ( std::uint8_t const octet : address.octets() ) {
       all = all << 8 | octet;
+   }
    return all;
 }
 
 inline void messageFill( bench::EgressVlans& to, Dot1xV2::EgressVlanAttributes const& from ) {
-   for ( auto const& name : from.egressVlanNameTagged() )
+   for ( auto const& name : from.egressVlanNameTagged() ) {
       to.add_name_tagged( name );
-   for ( auto const& name : from.egressVlanNameUntagged() )
+   }
+   for ( auto const& name : from.egressVlanNameUntagged() ) {
       to.add_name_untagged( name );
-   for ( auto const& id : from.egressVlanIdTagged() )
+   }
+   for ( auto const& id : from.egressVlanIdTagged() ) {
       to.add_id_tagged( id.value() );
-   for ( auto const& id : from.egressVlanIdUntagged() )
+   }
+   for ( auto const& id : from.egressVlanIdUntagged() ) {
       to.add_id_untagged( id.value() );
+   }
    to.set_ingress_filters( from.ingressFilters() );
 }
 
@@ -66,16 +72,18 @@ inline void messageFill( bench::Phase& to, Dot1xV2::AuthNPhaseStatus const& from
    to.set_stage( static_cast<unsigned>( from.stage() ) );
    to.set_method( static_cast<unsigned>( from.authNMethod() ) );
    to.set_terminate_cause( static_cast<unsigned>( from.terminateCause() ) );
-   if ( auto const answer = from.aaaResponse() )
+   if ( auto const answer = from.aaaResponse() ) {
       messageFill( *to.mutable_answer(), *answer );
+   }
 }
 
 inline void messageFill( bench::Supplicant& to, Dot1xV2::AuthNSupplicantStatus const& from ) {
    to.set_mac( number( from.mac() ) );
    to.set_interface( from.intfId().value() );
    to.set_auth_phase( static_cast<unsigned>( from.authPhase().value() ) );
-   for ( auto const& node : from.phaseStatus() )
+   for ( auto const& node : from.phaseStatus() ) {
       messageFill( *to.add_phase(), *node.child );
+   }
    to.set_in_eapol_auth( from.inEapolAuth() );
    messageFill( *to.mutable_egress_vlans(), from.egressVlanAttrs() );
    to.set_identity( from.identity() );

@@ -31,8 +31,9 @@ template<unsigned followers>
 void leaderCost( benchmark::State& state ) {
    table();
    Mirrored mirrored;
-   for ( unsigned n = 0; n < followers; ++n )
+   for ( unsigned n = 0; n < followers; ++n ) {
       mirrored.followerIs();
+   }
    mirrored.awaitAll();
    for ( auto _ : state ) {
       auto const before = mirrored.stats();
@@ -94,8 +95,9 @@ void fullSyncByHand( benchmark::State& state ) {
       child.await();
       auto const begin = Clock::now();
       HandWriter writer( child.socket() );
-      for ( HandAnswer const& one : all )
+      for ( HandAnswer const& one : all ) {
          writer.write( one );
+      }
       writer.flush();
       child.await();
       state.SetIterationTime( since( begin ) / answers );
@@ -114,10 +116,12 @@ void ping( benchmark::State& state ) {
       for ( ;; ) {
          readable( socket, 1000 );
          ssize_t const got = ::read( socket, bytes, size );
-         if ( got == 0 )
+         if ( got == 0 ) {
             return;
-         if ( got == static_cast<ssize_t>( size ) )
+         }
+         if ( got == static_cast<ssize_t>( size ) ) {
             report();
+         }
       }
    } );
    child.await();

@@ -31,9 +31,10 @@ inline double since( Clock::time_point begin ) {
 inline Table& table() {
    static Varek::Ptr<Table> const made = [] {
       auto all = Table::TableIs();
-      for ( unsigned i = 0; i < answers; ++i )
+      for ( unsigned i = 0; i < answers; ++i ) {
          answerFill( *all->holderIs( i )->aaaResponseIs( Dot1xV2::AaaResponseType::accepted ), i,
                      attributesEach );
+      }
       return all;
    }();
    return *made;
@@ -52,8 +53,9 @@ inline void follow( int socket, std::function<void()> const& report ) {
       auto const first = root->holder( 0 )->aaaResponse();
       require( root->holder().size() == answers, "not all has come" );
       watched = first->subscribe( [&]( Varek::Change const& change ) {
-         if ( change.id() == Varek::FieldId( 259 ) )
+         if ( change.id() == Varek::FieldId( 259 ) ) {
             report();
+         }
       } );
       report();
    };
@@ -61,10 +63,12 @@ inline void follow( int socket, std::function<void()> const& report ) {
       pollfd one{ socket, static_cast<short>( POLLIN | ( follower.wantsWrite() ? POLLOUT : 0 ) ),
                   0 };
       poll( &one, 1, 1000 );
-      if ( one.revents & ( POLLIN | POLLHUP ) )
+      if ( one.revents & ( POLLIN | POLLHUP ) ) {
          follower.onReadable();
-      if ( follower.wantsWrite() )
+      }
+      if ( follower.wantsWrite() ) {
          follower.onWritable();
+      }
    }
 }
 
@@ -85,13 +89,15 @@ public:
       std::vector<bool> reported( children_.size() );
       for ( std::size_t left = children_.size(); left > 0; ) {
          fds.clear();
-         for ( auto* const one : connections_ )
+         for ( auto* const one : connections_ ) {
             fds.push_back( { one->fd(),
                              static_cast<short>( POLLIN | ( one->wantsWrite() ? POLLOUT : 0 ) ),
                              0 } );
+         }
          std::size_t i = 0;
-         for ( auto const& child : children_ )
+         for ( auto const& child : children_ ) {
             fds.push_back( { reported[i++] ? -1 : child.told(), POLLIN, 0 } );
+         }
          poll( fds.data(), fds.size(), 1000 );
          serve();
          i = 0;
@@ -109,8 +115,9 @@ public:
    void serve() {
       for ( auto* const one : connections_ ) {
          one->onReadable();
-         if ( one->wantsWrite() )
+         if ( one->wantsWrite() ) {
             one->onWritable();
+         }
          require( !one->closed(), "a follower has gone" );
       }
    }
@@ -151,8 +158,9 @@ inline void changesMake( Mirrored& mirrored ) {
    for ( unsigned n = 0; n < changesEach; ++n ) {
       changeOne( changedAnswer( n ), ++number );
       // As an agent's loop would: some work, then its sockets.
-      if ( n % 256 == 255 )
+      if ( n % 256 == 255 ) {
          mirrored.serve();
+      }
    }
    stationToggle();
    mirrored.awaitAll();

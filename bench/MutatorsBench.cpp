@@ -54,9 +54,10 @@ void changedSet( benchmark::State& state ) {
    auto const response = newResponse();
    std::uint64_t told = 0;
    std::vector<Varek::Subscription> subscriptions;
-   for ( auto i = state.range( 0 ); i > 0; --i )
+   for ( auto i = state.range( 0 ); i > 0; --i ) {
       subscriptions.push_back( response->publisher().subscribe(
          [&told]( Varek::Change const& change ) { told += change.id().value(); } ) );
+   }
    std::array addresses{ one, two };
    unsigned next = 0;
    for ( auto _ : state ) {
@@ -71,9 +72,10 @@ BENCHMARK( changedSet )->Name( "changed_set/ours" )->Arg( 0 )->Arg( 1 )->Arg( 4 
 void changedSetPlain( benchmark::State& state ) {
    auto const plain = std::make_unique<Plain>();
    std::uint64_t told = 0;
-   for ( auto i = state.range( 0 ); i > 0; --i )
+   for ( auto i = state.range( 0 ); i > 0; --i ) {
       plain->observers.emplace_back(
          [&told]( Plain&, int id, Lumo::EthAddr const& ) { told += static_cast<unsigned>( id ); } );
+   }
    std::array addresses{ one, two };
    unsigned next = 0;
    for ( auto _ : state ) {
@@ -81,8 +83,9 @@ void changedSetPlain( benchmark::State& state ) {
       Lumo::EthAddr const& address = addresses[next ^= 1];
       if ( plain->address != address ) {
          Lumo::EthAddr const old = std::exchange( plain->address, address );
-         for ( auto const& observer : plain->observers )
+         for ( auto const& observer : plain->observers ) {
             observer( *plain, 259, old );
+         }
       }
       benchmark::ClobberMemory();
    }
@@ -115,10 +118,12 @@ BENCHMARK( newAndDelete )->Name( "make_and_release/peer" );
 void makeMany( benchmark::State& state ) {
    std::vector<Varek::Ptr<AaaResponse>> all( static_cast<std::size_t>( state.range( 0 ) ) );
    for ( auto _ : state ) {
-      for ( auto& response : all )
+      for ( auto& response : all ) {
          response = newResponse();
-      for ( auto& response : all )
+      }
+      for ( auto& response : all ) {
          response = nullptr;
+      }
    }
    state.SetItemsProcessed( state.iterations() * state.range( 0 ) );
 }
@@ -127,10 +132,12 @@ BENCHMARK( makeMany )->Name( "make_many/ours" )->Arg( 10000 );
 void newMany( benchmark::State& state ) {
    std::vector<std::unique_ptr<SameSize>> all( static_cast<std::size_t>( state.range( 0 ) ) );
    for ( auto _ : state ) {
-      for ( auto& object : all )
+      for ( auto& object : all ) {
          object = std::make_unique<SameSize>();
-      for ( auto& object : all )
+      }
+      for ( auto& object : all ) {
          object = nullptr;
+      }
    }
    state.SetItemsProcessed( state.iterations() * state.range( 0 ) );
 }
@@ -144,8 +151,9 @@ void insertAttributes( benchmark::State& state ) {
    }
    for ( auto _ : state ) {
       auto const response = newResponse();
-      for ( auto const& attribute : attributes )
+      for ( auto const& attribute : attributes ) {
          response->aaaAttributeIs( attribute );
+      }
    }
 }
 BENCHMARK( insertAttributes )->Name( "response_of_12_attributes/ours" );

@@ -21,8 +21,9 @@
 namespace Bench {
 
 inline void require( bool held, char const* what ) {
-   if ( !held )
+   if ( !held ) {
       throw std::runtime_error( what );
+   }
 }
 
 inline void nonBlocking( int fd ) { fcntl( fd, F_SETFL, fcntl( fd, F_GETFL ) | O_NONBLOCK ); }
@@ -67,8 +68,9 @@ public:
    Child( Child const& ) = delete;
    Child& operator=( Child const& ) = delete;
    ~Child() {
-      if ( socket_ >= 0 )
+      if ( socket_ >= 0 ) {
          ::close( socket_ );
+      }
       ::close( told_ );
       // Later children hold copies of its socket, so it would not see the end.
       ::kill( pid_, SIGKILL );

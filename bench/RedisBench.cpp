@@ -63,8 +63,9 @@ public:
    bool ready() {
       for ( unsigned tries = 0; tries < 500 && !ended(); ++tries ) {
          Context const context( redisConnectUnix( path().c_str() ), redisFree );
-         if ( context && !context->err )
+         if ( context && !context->err ) {
             return true;
+         }
          poll( nullptr, 0, 10 );
       }
       return false;
@@ -102,8 +103,9 @@ public:
    /// Sends what was appended.
    void flush() {
       int done = 0;
-      while ( !done )
+      while ( !done ) {
          require( redisBufferWrite( context_.get(), &done ) == REDIS_OK, "write" );
+      }
    }
    Reply reply() {
       void* reply = nullptr;
@@ -114,8 +116,9 @@ public:
    }
    /// Takes replies until no more than \p left are still to come.
    void repliesAwait( std::size_t left = 0 ) {
-      for ( ; unanswered_ > left; --unanswered_ )
+      for ( ; unanswered_ > left; --unanswered_ ) {
          reply();
+      }
    }
 
 private:
@@ -188,8 +191,9 @@ void subscribe( int, std::function<void()> const& report ) {
    Client client;
    client.append( { "SUBSCRIBE", "answers", "changes", "end" } );
    client.flush();
-   for ( unsigned n = 0; n < 3; ++n )
+   for ( unsigned n = 0; n < 3; ++n ) {
       client.reply();
+   }
    report();
    std::unordered_map<std::uint32_t, HandAnswer> all;
    all.reserve( answers );
@@ -220,8 +224,9 @@ void subscribe( int, std::function<void()> const& report ) {
 }
 
 void publishAll( Publisher& publisher, std::vector<HandAnswer> const& all ) {
-   for ( HandAnswer const& one : all )
+   for ( HandAnswer const& one : all ) {
       publisher.answer( one );
+   }
    publisher.finish();
 }
 
@@ -259,8 +264,9 @@ BENCHMARK( syncPeer )->Name( "redis_sync_answer/peer" )->UseManualTime()->Iterat
 void changesOurs( benchmark::State& state ) {
    table();
    Mirrored mirrored;
-   for ( auto n = state.range( 0 ); n > 0; --n )
+   for ( auto n = state.range( 0 ); n > 0; --n ) {
       mirrored.followerIs();
+   }
    mirrored.awaitAll();
    for ( auto _ : state ) {
       auto const begin = Clock::now();
@@ -277,12 +283,14 @@ BENCHMARK( changesOurs )
 
 void changesPeer( benchmark::State& state ) {
    std::list<Child> subscribers;
-   for ( auto n = state.range( 0 ); n > 0; --n )
+   for ( auto n = state.range( 0 ); n > 0; --n ) {
       subscribers.emplace_back( subscribe ).await();
+   }
    Publisher publisher;
    auto const awaitAll = [&] {
-      for ( Child const& one : subscribers )
+      for ( Child const& one : subscribers ) {
          one.await();
+      }
    };
    publishAll( publisher, content() );
    awaitAll();
@@ -311,8 +319,9 @@ BENCHMARK( changesPeer )
 
 int main( int argc, char** argv ) {
    benchmark::Initialize( &argc, argv );
-   if ( benchmark::ReportUnrecognizedArguments( argc, argv ) )
+   if ( benchmark::ReportUnrecognizedArguments( argc, argv ) ) {
       return 2;
+   }
    try {
       server = std::make_unique<Server>();
       if ( !server->ready() ) {

@@ -10,8 +10,9 @@ using RadiusPktParserBase::AttrValue;
 inline void attributePut( Dot1xV2::AaaResponse& response, std::uint32_t vendor, std::uint16_t type,
                           std::initializer_list<AttrValue> values ) {
    Dot1xV2::AaaAttribute attribute( RadiusPktParserBase::Attribute( vendor, type ) );
-   for ( AttrValue const& value : values )
+   for ( AttrValue const& value : values ) {
       attribute.attrValuePush( value );
+   }
    response.aaaAttributeIs( attribute );
 }
 
@@ -26,8 +27,9 @@ inline void answerFill( Dot1xV2::AaaResponse& response, unsigned number, unsigne
    unsigned put = 0;
    auto const next = [&]( std::uint32_t vendor, std::uint16_t type,
                           std::initializer_list<AttrValue> values ) {
-      if ( put++ < count )
+      if ( put++ < count ) {
          attributePut( response, vendor, type, values );
+      }
    };
    next( 0, 1, { String( "user" + digits + "@example.net" ) } );
    next( 0, 25, { Bytes( "site-a/printers/" + digits ), Bytes( "\x80\x81\xfe" ) } );

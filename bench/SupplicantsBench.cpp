@@ -85,8 +85,9 @@ void measure( benchmark::State& state, Side ( *leader )( int, unsigned ),
    };
    put( "leader_cpu_ns", all[0].cpu, 1e9 );
    put( "follower_cpu_ns", all[1].cpu, 1e9 );
-   if ( count < enoughForMemory )
+   if ( count < enoughForMemory ) {
       return;
+   }
    put( "wire_bytes", all[0].wire );
    put( "state_heap_bytes", all[0].ownHeap );
    put( "leader_heap_bytes", all[0].heap );
@@ -99,8 +100,9 @@ void measure( benchmark::State& state, Side ( *leader )( int, unsigned ),
 
 Varek::Ptr<AuthNStatus> treeOf( unsigned count ) {
    auto root = Dot1xV2::authNStatusFactory( "authNStatus" );
-   for ( unsigned i = 0; i < count; ++i )
+   for ( unsigned i = 0; i < count; ++i ) {
       supplicantFill( *root->supplicantIs( supplicantMac( i ) ), i );
+   }
    return root;
 }
 
@@ -121,8 +123,9 @@ Side leadOurs( int socket, unsigned count ) {
                   static_cast<short>( POLLIN | ( connection.wantsWrite() ? POLLOUT : 0 ) ), 0 };
       poll( &one, 1, 1000 );
       connection.onReadable();
-      if ( connection.wantsWrite() )
+      if ( connection.wantsWrite() ) {
          connection.onWritable();
+      }
       if ( !done && connection.synced() && !connection.wantsWrite() ) {
          done = true;
          side.cpu = cpuSeconds() - cpu;
@@ -145,8 +148,9 @@ Side followOurs( int socket, unsigned count ) {
                   0 };
       poll( &one, 1, 1000 );
       follower.onReadable();
-      if ( follower.wantsWrite() )
+      if ( follower.wantsWrite() ) {
          follower.onWritable();
+      }
    }
    Side side;
    side.at = now();
@@ -220,8 +224,9 @@ Side leadPeer( int socket, unsigned count ) {
    for ( auto const& [mac, held] : all.map ) {
       auto const& message = Messages::message( held );
       std::size_t const size = message.ByteSizeLong();
-      if ( buffer.size() - used < size + 4 )
+      if ( buffer.size() - used < size + 4 ) {
          flush();
+      }
       put( static_cast<std::uint32_t>( size ) );
       auto* const at = reinterpret_cast<std::uint8_t*>( buffer.data() + used );
       used += static_cast<std::size_t>( message.SerializeWithCachedSizesToArray( at ) - at );
@@ -238,8 +243,9 @@ Side followPeer( int socket, unsigned count ) {
    auto all = std::make_unique<Messages>();
    ReadBuffer buffer( socket );
    auto const get = [&] {
-      while ( buffer.held().size() < 4 )
+      while ( buffer.held().size() < 4 ) {
          buffer.more();
+      }
       std::uint32_t value;
       std::memcpy( &value, buffer.held().data(), sizeof value );
       buffer.takenIs( sizeof value );
@@ -249,8 +255,9 @@ Side followPeer( int socket, unsigned count ) {
    all->map.reserve( expected );
    for ( std::uint32_t i = 0; i < expected; ++i ) {
       std::uint32_t const size = get();
-      while ( buffer.held().size() < size )
+      while ( buffer.held().size() < size ) {
          buffer.more();
+      }
       all->add( [&]( bench::Supplicant& made ) {
          require( made.ParseFromArray( buffer.held().data(), static_cast<int>( size ) ), "parse" );
       } );
@@ -281,8 +288,9 @@ void spaceUsed( benchmark::State& state ) {
                     all.add( [&]( bench::Supplicant& made ) { messageFill( made, *one ); } );
                  }
                  std::size_t used = 0;
-                 for ( auto const& [mac, message] : all.map )
+                 for ( auto const& [mac, message] : all.map ) {
                     used += message.SpaceUsedLong() - sizeof message;
+                 }
                  // A slot and its control byte.
                  used += all.map.capacity() * ( sizeof( *all.map.begin() ) + 1 );
                  return static_cast<double>( used );
@@ -324,17 +332,20 @@ Parts partsOf( AuthNStatus const& root ) {
       for ( auto const& [key, phase] : supplicant->phaseStatus() ) {
          parts.phases += pallo( sizeof *phase );
          auto const answer = phase->aaaResponse();
-         if ( !answer )
+         if ( !answer ) {
             continue;
+         }
          parts.answers += pallo( sizeof *answer );
          parts.attributeMaps += mapBytes( answer->aaaAttribute() );
          for ( auto const& attribute : answer->aaaAttribute() ) {
             parts.attributeValues += sequenceBytes( attribute.attrValue() );
             for ( auto const& value : attribute.attrValue() ) {
-               if ( auto const* const one = std::get_if<Varek::String>( &value.variant() ) )
+               if ( auto const* const one = std::get_if<Varek::String>( &value.variant() ) ) {
                   texts( parts, *one );
-               else if ( auto const* const octets = std::get_if<Varek::Bytes>( &value.variant() ) )
+               } else if ( auto const* const octets =
+                              std::get_if<Varek::Bytes>( &value.variant() ) ) {
                   texts( parts, *octets );
+               }
             }
          }
       }
@@ -382,8 +393,9 @@ void memoryInterface( benchmark::State& state ) {
       bytes = Reporter<double>( [] {
                  Memory const before = memory();
                  auto const root = Dot1xV2::statusFactory( "status" );
-                 for ( unsigned i = 0; i < count; ++i )
+                 for ( unsigned i = 0; i < count; ++i ) {
                     root->intfStatusIs( Lumo::IntfId( "Ethernet" + std::to_string( i ) ) );
+                 }
                  return static_cast<double>( memory().live - before.live );
               } ).get();
       state.SetIterationTime( 0 );
@@ -400,16 +412,18 @@ void sizeIs( std::int64_t count ) {
    };
    add( "sync_supplicant/ours", syncOurs );
    add( "sync_supplicant/peer", syncPeer<ByValue> );
-   if ( count >= enoughForMemory )
+   if ( count >= enoughForMemory ) {
       add( "sync_supplicant_on_arena/peer", syncPeer<OnArena> );
+   }
 }
 
 } // namespace
 
 int main( int argc, char** argv ) {
    benchmark::Initialize( &argc, argv );
-   for ( std::int64_t const count : { 1000, 10000, 100000 } )
+   for ( std::int64_t const count : { 1000, 10000, 100000 } ) {
       sizeIs( count );
+   }
    for ( int i = 1; i < argc; ++i ) {
       int const count = std::atoi( argv[i] );
       if ( count < 1 ) {

@@ -40,9 +40,9 @@ bool cutShort( std::string_view error ) {
 
 struct CaptureFile::State {
    ~State() {
-      if ( pcap != nullptr ) {
+      if ( pcap ) {
          pcap_close( pcap ); // closes the file too
-      } else if ( file != nullptr && file != stdin ) {
+      } else if ( file && file != stdin ) {
          std::fclose( file );
       }
    }
@@ -55,7 +55,7 @@ struct CaptureFile::State {
 
 CaptureFile::CaptureFile( std::string const& path ) : state_( std::make_unique<State>() ) {
    state_->file = path == "-" ? stdin : std::fopen( path.c_str(), "rb" );
-   if ( state_->file == nullptr ) {
+   if ( !state_->file ) {
       throw CaptureError( std::string( "cannot be opened: " ) + std::strerror( errno ) );
    }
    std::error_code unknown;
@@ -72,7 +72,7 @@ CaptureFile::CaptureFile( std::string const& path ) : state_( std::make_unique<S
    char error[PCAP_ERRBUF_SIZE] = {};
    state_->pcap =
       pcap_fopen_offline_with_tstamp_precision( state_->file, PCAP_TSTAMP_PRECISION_NANO, error );
-   if ( state_->pcap == nullptr ) {
+   if ( !state_->pcap ) {
       std::string const meaning = cutShort( error ) ? "is cut short within its header: "
                                                     : "is no capture in pcap or pcapng format: ";
       throw CaptureError( meaning + error );
@@ -80,7 +80,7 @@ CaptureFile::CaptureFile( std::string const& path ) : state_( std::make_unique<S
    if ( !linkTypeKnown( linkType() ) ) {
       char const* const name = pcap_datalink_val_to_name( linkType() );
       throw CaptureError( "has packets of link type " +
-                          ( name != nullptr ? std::string( name ) : std::to_string( linkType() ) ) +
+                          ( name ? std::string( name ) : std::to_string( linkType() ) ) +
                           "; readable are Ethernet, Linux cooked, raw IP and loopback" );
    }
 }

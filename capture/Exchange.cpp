@@ -41,7 +41,7 @@ std::string codeText( std::uint8_t code ) {
 }
 
 Lumo::EthAddr station( Request const* request ) {
-   if ( request != nullptr ) {
+   if ( request ) {
       if ( auto const* id = textOf( request->attributes,
                                     RadiusPacketParser::RadiusAttributeId::callingStationId ) ) {
          return stationOf( *id ).value_or( Lumo::EthAddr() );

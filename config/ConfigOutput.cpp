@@ -29,7 +29,7 @@ using Qel::TypeRecord;
 Varek::Ptr<Entity> freshOf( Entity const& entity ) {
    TypeRecord const& type = Qel::typeRecord( entity );
    AttributeRecord const* const parameter = type.parameter();
-   if ( parameter == nullptr ) {
+   if ( !parameter ) {
       return Qel::genericIfConstructFromCtorArgs( type, {} );
    }
    Qel::ConstructorArgument const argument{ parameter->value, parameter->read( &entity ) };
@@ -38,15 +38,14 @@ Varek::Ptr<Entity> freshOf( Entity const& entity ) {
 
 bool isMadeAlike( Entity const& a, Entity const& b ) {
    AttributeRecord const* const parameter = Qel::typeRecord( a ).parameter();
-   return parameter == nullptr ||
-          parameter->value->equal( parameter->read( &a ), parameter->read( &b ) );
+   return !parameter || parameter->value->equal( parameter->read( &a ), parameter->read( &b ) );
 }
 
 Part differenceOf( Entity const& entity, Entity const& fresh );
 
 /// With its name, where a new owner would have another child, or none.
 Part childDifference( Entity const& child, Entity const* fresh ) {
-   if ( fresh != nullptr && isMadeAlike( child, *fresh ) ) {
+   if ( fresh && isMadeAlike( child, *fresh ) ) {
       return differenceOf( child, *fresh );
    }
    Part result = differenceOf( child, *freshOf( child ) );
@@ -78,11 +77,11 @@ std::optional<Part> attributeDifference( TypeRecord const& type, AttributeRecord
    if ( attribute.kind == AttributeKind::child ) {
       Entity const* const child = attribute.child( &entity );
       Entity const* const usual = attribute.child( &fresh );
-      if ( child == nullptr ) {
-         return usual != nullptr ? std::optional( Part() ) : std::nullopt;
+      if ( !child ) {
+         return usual ? std::optional( Part() ) : std::nullopt;
       }
       Part part = childDifference( *child, usual );
-      bool const same = part.parts.empty() && usual != nullptr;
+      bool const same = part.parts.empty() && usual;
       return same ? std::nullopt : std::optional( std::move( part ) );
    }
    Part part = attributePart( type, attribute, &entity );

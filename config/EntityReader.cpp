@@ -66,7 +66,7 @@ void EntityReader::fields( JsonPlace const& at, TypeRecord const& type, void* ob
    for ( JsonNode const& member : at.node.parts ) {
       JsonPlace const there{ member, &at };
       AttributeRecord const* const named = type.attribute( member.name );
-      if ( named == nullptr || isComputed( *named ) ) {
+      if ( !named || isComputed( *named ) ) {
          unknown( there, type );
       } else if ( named->kind == AttributeKind::parameter ) {
          parameter( there, { type, *named, object }, parameterIsFixed );
@@ -94,7 +94,7 @@ bool EntityReader::isKind( JsonPlace const& at, Kind kind, TypeRecord const* typ
       return true;
    }
    std::string expected = kind == Kind::array ? "an array" : "an object";
-   if ( type != nullptr ) {
+   if ( type ) {
       expected += " with attributes of " + std::string( type->unqualifiedName() ) + ": " +
                   listed( namesOf( *type ) );
    }
@@ -155,18 +155,18 @@ void EntityReader::child( JsonPlace const& at, Target const& to ) {
    AttributeRecord const* const parameter = type.parameter();
    JsonNode const* const given = parameter ? memberOf( at.node, parameter->name ) : nullptr;
    Qel::Entity* const held = to.attribute.child( to.object );
-   if ( held != nullptr && given == nullptr ) {
+   if ( held && !given ) {
       entity( at, *held );
       return;
    }
-   if ( parameter != nullptr && given == nullptr ) {
+   if ( parameter && !given ) {
       faults_.add( at, "a " + std::string( type.unqualifiedName() ) +
                           " that is not there before needs \"" + std::string( parameter->name ) +
                           "\"" );
       return;
    }
    std::optional<UntypedValue> key;
-   if ( given != nullptr ) {
+   if ( given ) {
       key.emplace( *parameter->value );
       if ( !value( { *given, &at }, key->table(), key->get() ) ) {
          return;
@@ -238,14 +238,14 @@ void EntityReader::byKey( JsonPlace const& at, Target const& to ) {
    auto const& inspection = to.type.inspection[&to.attribute - to.type.attributes.data()];
    AttributeRecord const* inside = nullptr;
    if ( Varek::TypeInspectData const* const type = to.attribute.value->registered();
-        !inspection.writeTakesKey && type != nullptr ) {
+        !inspection.writeTakesKey && type ) {
       inside = Qel::typeRecord( *type ).parameter();
    }
    for ( JsonNode const& member : at.node.parts ) {
       JsonPlace const there{ member, &at };
       forEachKey( there, *to.attribute.key, [&]( void const* key ) {
          UntypedValue const given( *to.attribute.value );
-         if ( inside != nullptr ) {
+         if ( inside ) {
             inside->value->assign( const_cast<void*>( inside->read( given.get() ) ), key );
          }
          return value( there, given.table(), given.get(), inside != nullptr ) &&
@@ -257,13 +257,13 @@ void EntityReader::byKey( JsonPlace const& at, Target const& to ) {
 bool EntityReader::value( JsonPlace const& at, Table const& table, void* value,
                           bool parameterIsFixed ) {
    Varek::TypeInspectData const* const registered = table.registered();
-   if ( registered == nullptr || registered->kind != Varek::TypeKind::value ) {
+   if ( !registered || registered->kind != Varek::TypeKind::value ) {
       return readScalar( at, table, value, faults_ );
    }
    TypeRecord const& type = Qel::typeRecord( *registered );
    std::size_t const before = faults_.count();
    fields( at, type, value, parameterIsFixed );
-   if ( faults_.count() == before && type.rangesCheck != nullptr ) {
+   if ( faults_.count() == before && type.rangesCheck ) {
       try {
          type.rangesCheck( value );
       } catch ( Varek::Failure const& failure ) {

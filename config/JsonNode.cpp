@@ -169,7 +169,7 @@ bool isPlain( std::string const& name ) {
 } // namespace
 
 std::string JsonPlace::path() const {
-   if ( within == nullptr ) {
+   if ( !within ) {
       return "$";
    }
    JsonNode const& owner = within->node;

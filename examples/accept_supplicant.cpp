@@ -15,9 +15,11 @@ using RadiusPktParserBase::TaggedStr;
 template<class T>
 std::optional<T> first( AaaResponse const& answer, char const* name ) {
    AaaAttribute const* const held = answer.aaaAttribute( Attribute( name ) );
-   if ( held != nullptr && !held->attrValue().empty() )
-      if ( T const* const value = std::get_if<T>( &held->attrValue()[0].variant() ) )
+   if ( held && !held->attrValue().empty() ) {
+      if ( T const* const value = std::get_if<T>( &held->attrValue()[0].variant() ) ) {
          return *value;
+      }
+   }
    return std::nullopt;
 }
 
@@ -39,8 +41,9 @@ void accepted( AuthNStatus& authN, AuthZStatus& authZ, AaaResponse const& answer
    allowed.identityIs( first<Varek::String>( answer, "User-Name" ) );
    allowed.filterIdIs( first<Varek::String>( answer, "Filter-Id" ) );
    // Of several tunnels, those to a VLAN would have to be found by their tags (RFC 2868 3.1).
-   if ( auto const tunnel = first<TaggedStr>( answer, "Tunnel-Private-Group-Id" ) )
+   if ( auto const tunnel = first<TaggedStr>( answer, "Tunnel-Private-Group-Id" ) ) {
       allowed.vlanIdIs( tunnel->value );
+   }
    auto const port = authZ.authZPortStatusIs( intf );
    port->authorizedMacsIs( answer.callingStationId() )->attrIs( allowed );
    port->portAuthStateIs( PortAuthState::authorized );

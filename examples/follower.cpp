@@ -12,23 +12,27 @@ void print( Varek::Change const& change ) {
    Qel::Entity const& entity = Qel::entityOf( change );
    Qel::AttributeRecord const& attribute = *Qel::typeRecord( entity ).attribute( change.id() );
    std::cout << Qel::typeRecord( entity ).name << ' ' << attribute.name;
-   if ( change.keyData() != nullptr )
+   if ( change.keyData() ) {
       std::cout << '[' << attribute.key->encode( change.keyData() ) << ']';
-   if ( attribute.kind == Qel::AttributeKind::plain )
+   }
+   if ( attribute.kind == Qel::AttributeKind::plain ) {
       std::cout << ": " << attribute.value->encode( attribute.read( &entity ) );
+   }
    std::cout << std::endl;
 }
 
 // Connects, and waits while too many others do.
 Mirror::Fd connected( char const* path ) {
-   for ( ;; )
+   for ( ;; ) {
       try {
          return Mirror::connectUnix( path );
       } catch ( Mirror::SocketError const& error ) {
-         if ( error.error() != EAGAIN )
+         if ( error.error() != EAGAIN ) {
             throw;
+         }
          poll( nullptr, 0, 50 );
       }
+   }
 }
 
 int main( int argc, char** argv ) try {
@@ -42,10 +46,12 @@ int main( int argc, char** argv ) try {
    while ( !follower.closed() ) {
       pollfd ready{ follower.fd(), short( follower.wantsWrite() ? POLLIN | POLLOUT : POLLIN ), 0 };
       poll( &ready, 1, 1000 ); // deadlines are of seconds
-      if ( ready.revents & POLLOUT )
+      if ( ready.revents & POLLOUT ) {
          follower.onWritable();
-      if ( ready.revents & ~POLLOUT )
+      }
+      if ( ready.revents & ~POLLOUT ) {
          follower.onReadable();
+      }
       follower.tick( Mirror::Clock::now() );
    }
    throw Varek::Failure( follower.reason() );

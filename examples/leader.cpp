@@ -27,29 +27,37 @@ int main( int argc, char** argv ) try {
    std::vector<Mirror::LeaderConnection*> followers;
    while ( std::cin ) {
       std::vector<pollfd> ready{ { STDIN_FILENO, POLLIN, 0 }, { listener.fd(), POLLIN, 0 } };
-      for ( auto const* one : followers )
+      for ( auto const* one : followers ) {
          ready.push_back(
             { one->fd(), short( one->wantsWrite() ? POLLIN | POLLOUT : POLLIN ), 0 } );
+      }
       poll( ready.data(), ready.size(), 1000 ); // deadlines are of seconds
       for ( std::size_t i = 0; i < followers.size(); ++i ) {
-         if ( ready[i + 2].revents & POLLOUT )
+         if ( ready[i + 2].revents & POLLOUT ) {
             followers[i]->onWritable();
-         if ( ready[i + 2].revents & ~POLLOUT )
+         }
+         if ( ready[i + 2].revents & ~POLLOUT ) {
             followers[i]->onReadable();
+         }
       }
       leader.tick( Mirror::Clock::now() );
-      if ( ready[1].revents != 0 )
-         if ( auto one = listener.accept() )
+      if ( ready[1].revents != 0 ) {
+         if ( auto one = listener.accept() ) {
             followers.push_back( &leader.connectionIs( std::move( *one ) ) );
-      if ( ready[0].revents != 0 )
-         do
-            if ( std::string line; std::getline( std::cin, line ) )
+         }
+      }
+      if ( ready[0].revents != 0 ) {
+         do {
+            if ( std::string line; std::getline( std::cin, line ) ) {
                change( *status, line );
-         while ( std::cin && std::cin.rdbuf()->in_avail() > 0 );
+            }
+         } while ( std::cin && std::cin.rdbuf()->in_avail() > 0 );
+      }
       std::erase_if( followers, [&]( auto* one ) {
          bool const closed = one->closed();
-         if ( closed )
+         if ( closed ) {
             leader.connectionDel( *one );
+         }
          return closed;
       } );
    }

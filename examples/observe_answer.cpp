@@ -16,6 +16,7 @@ int main() {
    vlan.attrValuePush( RadiusPktParserBase::TaggedStr{ 1, "EMPLOYEES" } );
    response->aaaAttributeIs( vlan );
 
-   for ( AaaAttribute const& attribute : response->aaaAttribute() )
+   for ( AaaAttribute const& attribute : response->aaaAttribute() ) {
       std::cout << attribute.attribute() << ' ' << attribute.attrValue()[0] << '\n';
+   }
 }

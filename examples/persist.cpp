@@ -9,15 +9,18 @@
 
 // State that outlives the process: persist FILE MAC IDENTITY prints what was there, and adds to it.
 int main( int argc, char** argv ) try {
-   if ( argc != 4 )
+   if ( argc != 4 ) {
       throw Varek::Failure( "usage: persist FILE MAC IDENTITY" );
+   }
    std::string const file = argv[1];
    auto const status = Dot1xV2::authNStatusFactory( "authNStatus" );
-   if ( std::filesystem::exists( file ) )
+   if ( std::filesystem::exists( file ) ) {
       Qel::assignEntity( *status, *Store::load( file ).at( "authNStatus" ) );
+   }
 
-   for ( auto const& [mac, supplicant] : status->supplicant() )
+   for ( auto const& [mac, supplicant] : status->supplicant() ) {
       std::cout << mac << ' ' << supplicant->identity() << '\n';
+   }
    status->supplicantIs( Lumo::EthAddr( argv[2] ) )->identityIs( argv[3] );
 
    Store::save( { { "authNStatus", status } }, file );

@@ -29,16 +29,20 @@ class Ahead<Map, true> {
 
 public:
    explicit Ahead( Iterator from ) : object_( from ), contents_( from ), below_( from ) {
-      for ( unsigned i = 0; i < 3 * distance; ++i )
+      for ( unsigned i = 0; i < 3 * distance; ++i ) {
          step( i >= distance, i >= 2 * distance );
+      }
    }
    void step( bool contents = true, bool below = true ) {
-      if ( auto const* const child = next( object_ ) )
+      if ( auto const* const child = next( object_ ) ) {
          prefetch( child, sizeof( *child ) );
-      if ( contents )
+      }
+      if ( contents ) {
          look( contents_, false );
-      if ( below )
+      }
+      if ( below ) {
          look( below_, true );
+      }
    }
 
 private:
@@ -48,8 +52,9 @@ private:
       return at != Iterator() ? at++->child.get() : nullptr;
    }
    static void look( Iterator& at, bool below ) {
-      if ( auto const* const child = next( at ) )
+      if ( auto const* const child = next( at ) ) {
          prefetchContents( typeRecord( child->qelBinding() ), *child, below );
+      }
    }
 
    Iterator object_;

@@ -20,8 +20,9 @@ namespace Qel {
 /// The element at \p index, see sequenceIs. Throws Varek::RangeError if there is none.
 template<class Array>
 auto& arrayAt( Array& array, std::uint64_t index ) {
-   if ( index >= array.size() ) [[unlikely]]
+   if ( index >= array.size() ) [[unlikely]] {
       throwArrayIndex( index, array.size() );
+   }
    return array[static_cast<std::uint32_t>( index )];
 }
 
@@ -29,8 +30,9 @@ template<Writer by = Writer::caller, class Owner, class V, std::size_t count>
 void arrayIs( Owner& owner, Varek::FieldId id, std::array<V, count>& array, std::uint64_t index,
               V const& value ) {
    V& held = arrayAt( array, index );
-   if ( same( held, value ) )
+   if ( same( held, value ) ) {
       return;
+   }
    requireWritable<by>( owner );
    V const old = std::exchange( held, V( value ) );
    tell( owner, id, static_cast<std::uint32_t>( index ), &old );
@@ -40,8 +42,9 @@ template<class Owner, class V, std::size_t count>
 V arrayDel( Owner& owner, Varek::FieldId id, std::array<V, count>& array, std::uint64_t index ) {
    V& held = arrayAt( array, index );
    V blank{};
-   if ( same( held, blank ) )
+   if ( same( held, blank ) ) {
       return blank;
+   }
    requireWritable<Writer::caller>( owner );
    V old = std::exchange( held, std::move( blank ) );
    tell( owner, id, static_cast<std::uint32_t>( index ), &old );
@@ -51,11 +54,13 @@ V arrayDel( Owner& owner, Varek::FieldId id, std::array<V, count>& array, std::u
 template<class Owner, class V, std::size_t count>
 void arrayDelAll( Owner& owner, Varek::FieldId id, std::array<V, count>& array ) {
    Ptr<Entity> keepAlive;
-   if constexpr ( std::is_base_of_v<Entity, Owner> )
+   if constexpr ( std::is_base_of_v<Entity, Owner> ) {
       keepAlive = Ptr<Entity>( &owner );
+   }
    FirstFailure failure;
-   for ( std::uint32_t index = 0; index < count; ++index )
+   for ( std::uint32_t index = 0; index < count; ++index ) {
       failure.guard( [&] { arrayDel( owner, id, array, index ); } );
+   }
    failure.rethrow();
 }
 

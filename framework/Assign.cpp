@@ -29,11 +29,14 @@ bool isHeld( Assigned const& at, Entity const& owner, void const* key ) {
 
 void removeStale( Assigned const& at ) {
    std::vector<UntypedValue> stale;
-   for ( UntypedElements one( at.attribute, &at.target ); one; one.next() )
-      if ( UntypedValue key = one.key(); !isHeld( at, at.source, key.get() ) )
+   for ( UntypedElements one( at.attribute, &at.target ); one; one.next() ) {
+      if ( UntypedValue key = one.key(); !isHeld( at, at.source, key.get() ) ) {
          stale.push_back( std::move( key ) );
-   for ( UntypedValue const& key : stale )
+      }
+   }
+   for ( UntypedValue const& key : stale ) {
       at.use.remove( &at.target, key.get(), nullptr );
+   }
 }
 
 /// Makes the child or finds it, and goes on there.
@@ -43,14 +46,16 @@ void assignChild( Assigned const& at, void const* parameter, Entity const& sourc
 }
 
 void assignElements( Assigned const& at ) {
-   if ( at.attribute.kind != AttributeKind::array )
+   if ( at.attribute.kind != AttributeKind::array ) {
       removeStale( at );
+   }
    for ( UntypedElements one( at.attribute, &at.source ); one; one.next() ) {
       UntypedValue const key = one.key();
-      if ( at.attribute.childType )
+      if ( at.attribute.childType ) {
          assignChild( at, key.get(), *oldChild( at.type, at.attribute.id, one.object() ) );
-      else
+      } else {
          at.use.write( &at.target, key.get(), one.object() );
+      }
    }
 }
 
@@ -65,15 +70,18 @@ void assignSingle( Assigned const& at ) {
 }
 
 void assertAlike( TypeRecord const& type, Entity const& target, Entity const& source ) {
-   if ( target.typeData() != source.typeData() )
+   if ( target.typeData() != source.typeData() ) {
       throw Varek::Failure( "a " + std::string( type.name ) + " cannot become equal to a " +
                             std::string( typeRecord( source ).name ) );
-   for ( AttributeRecord const& one : type.attributes )
+   }
+   for ( AttributeRecord const& one : type.attributes ) {
       if ( one.kind == AttributeKind::parameter &&
-           !one.value->equal( one.read( &target ), one.read( &source ) ) )
+           !one.value->equal( one.read( &target ), one.read( &source ) ) ) {
          throw Varek::Failure( "a " + std::string( type.name ) +
                                " cannot become equal to one made with another " +
                                std::string( one.name ) );
+      }
+   }
 }
 
 } // namespace
@@ -84,12 +92,13 @@ void assignEntity( Entity& target, Entity const& source ) {
    Ptr<Entity> const keepAlive( &target );
    for ( std::size_t i = 0; i < type.attributes.size(); ++i ) {
       Assigned const at{ type, type.attributes[i], type.inspection[i], target, source };
-      if ( at.attribute.kind == AttributeKind::plain )
+      if ( at.attribute.kind == AttributeKind::plain ) {
          at.use.write( &target, nullptr, at.attribute.read( &source ) );
-      else if ( at.attribute.kind == AttributeKind::child )
+      } else if ( at.attribute.kind == AttributeKind::child ) {
          assignSingle( at );
-      else if ( at.attribute.iterate )
+      } else if ( at.attribute.iterate ) {
          assignElements( at );
+      }
    }
 }
 

@@ -10,33 +10,41 @@ namespace Qel {
 namespace NboAttrLog {
 
 FlowOut::FlowOut( TypeRecord const& type, bool dirty, Varek::FieldId from ) {
-   if ( !dirty )
+   if ( !dirty ) {
       return;
-   for ( unsigned i = 0; i < type.attributes.size(); ++i )
-      if ( type.wire[i].log && type.attributes[i].id >= from )
+   }
+   for ( unsigned i = 0; i < type.attributes.size(); ++i ) {
+      if ( type.wire[i].log && type.attributes[i].id >= from ) {
          unsynced_ |= bit( i );
+      }
+   }
 }
 
 FlowOut::~FlowOut() = default;
 
 bool FlowOut::hasDirtyCollKeys() const {
-   for ( auto const& one : keyed_ )
-      if ( one && one->dirtyKeys() != 0 )
+   for ( auto const& one : keyed_ ) {
+      if ( one && one->dirtyKeys() != 0 ) {
          return true;
+      }
+   }
    return false;
 }
 
 FlowOut FlowOut::clone() const {
    FlowOut made( *this, keyed_.size() );
-   for ( std::size_t i = 0; i < keyed_.size(); ++i )
-      if ( keyed_[i] )
+   for ( std::size_t i = 0; i < keyed_.size(); ++i ) {
+      if ( keyed_[i] ) {
          made.keyed_[i] = keyed_[i]->clone();
+      }
+   }
    return made;
 }
 
 KeyedFlow& FlowOut::keyedIs( unsigned index, std::unique_ptr<KeyedFlow> keyed ) {
-   if ( keyed_.size() <= index )
+   if ( keyed_.size() <= index ) {
       keyed_.resize( index + 1 );
+   }
    keyed_[index] = std::move( keyed );
    return *keyed_[index];
 }
@@ -51,8 +59,9 @@ using NboAttrLog::In;
 /// The attribute of \p type with this id that travels in messages; null if there is none.
 AttributeLog const* logOf( TypeRecord const& type, Varek::FieldId id, unsigned& index ) {
    AttributeRecord const* const attribute = type.attribute( id );
-   if ( !attribute )
+   if ( !attribute ) {
       return nullptr;
+   }
    index = static_cast<unsigned>( attribute - type.attributes.data() );
    return type.wire[index].log;
 }
@@ -71,8 +80,9 @@ bool naming( EntityQelNboAttrLogSa const& sa, unsigned index, Say say ) {
 /// For an attribute without keys.
 void writeOrMarkSingle( EntityQelNboAttrLogSa const& sa, AttributeLog const& log, unsigned index ) {
    FlowOut* const flowOut = sa.flowOut();
-   if ( flowOut && !flowOut->hasSynced( index ) )
+   if ( flowOut && !flowOut->hasSynced( index ) ) {
       return; // it will be said as a whole
+   }
    bool const held =
       flowOut && flowOut->dirty( index ) ? !flowOut->isNew( index ) : sa.heldBefore();
    bool const out = log.write( sa, nullptr, held );
@@ -85,8 +95,10 @@ void writeOrMarkSingle( EntityQelNboAttrLogSa const& sa, AttributeLog const& log
 /// Begins the full sync of a collection anew if going on with it would cost more.
 void abandonOutgrown( EntityQelNboAttrLogSa const& sa, FlowOut& flowOut, unsigned index ) {
    NboAttrLog::KeyedFlow const* const keyed = flowOut.keyed( index );
-   if ( !keyed->bookmark() || !keyed->outgrown( sa.type().attributes[index].size( &sa.entity() ) ) )
+   if ( !keyed->bookmark() ||
+        !keyed->outgrown( sa.type().attributes[index].size( &sa.entity() ) ) ) {
       return;
+   }
    freeResyncState( flowOut );
    flowOut.keyedDel( index );
 }
@@ -96,34 +108,41 @@ void writeOrMarkElement( EntityQelNboAttrLogSa const& sa, AttributeLog const& lo
                          void const* key ) {
    FlowOut* const flowOut = sa.flowOut();
    NboAttrLog::KeyedFlow* keyed = flowOut ? flowOut->keyed( index ) : nullptr;
-   if ( flowOut && !flowOut->hasSynced( index ) && !keyed )
+   if ( flowOut && !flowOut->hasSynced( index ) && !keyed ) {
       return; // it will be said as a whole, which has not begun
+   }
    bool const held = keyed ? keyed->mayBeHeld( key, sa.heldBefore() ) : sa.heldBefore();
    bool const out = log.write( sa, key, held );
-   if ( !flowOut || ( out && !keyed ) )
+   if ( !flowOut || ( out && !keyed ) ) {
       return;
-   if ( !keyed )
+   }
+   if ( !keyed ) {
       keyed = &flowOut->keyedIs( index, log.newKeyedFlow() );
-   if ( out )
+   }
+   if ( out ) {
       keyed->dirtyKeyDel( key );
-   else
+   } else {
       keyed->dirtyKeyIs( key, held );
+   }
    flowOut->dirtyIs( index, keyed->dirtyKeys() != 0 );
    abandonOutgrown( sa, *flowOut, index );
 }
 
 bool flush( EntityQelNboAttrLogSa const& sa, AttributeLog const& log, unsigned index,
             FlowOut& flowOut ) {
-   if ( flowOut.hasSynced( index ) && !flowOut.dirty( index ) )
+   if ( flowOut.hasSynced( index ) && !flowOut.dirty( index ) ) {
       return true;
+   }
    if ( log.flush ) {
       // An earlier one comes first now.
-      if ( flowOut.resync() != index )
+      if ( flowOut.resync() != index ) {
          freeResyncState( flowOut );
+      }
       return log.flush( sa, flowOut, index );
    }
-   if ( !log.write( sa, nullptr, !flowOut.isNew( index ) ) )
+   if ( !log.write( sa, nullptr, !flowOut.isNew( index ) ) ) {
       return false;
+   }
    flowOut.synced( index );
    flowOut.dirtyIs( index, false );
    flowOut.newIs( index, false );
@@ -133,8 +152,9 @@ bool flush( EntityQelNboAttrLogSa const& sa, AttributeLog const& log, unsigned i
 /// Before anything of a message is looked at.
 void requireWritable( EntityQelNboAttrLogSa const& sa ) {
    bool const proxy = sa.readOnlyProxy() || sa.entity().readOnlyProxy();
-   if ( proxy && !sa.allowWriteFromReadOnlyRemote() ) [[unlikely]]
+   if ( proxy && !sa.allowWriteFromReadOnlyRemote() ) [[unlikely]] {
       throw Varek::WriteFromReadOnlyProxy( sa.type().name );
+   }
 }
 
 } // namespace
@@ -153,16 +173,19 @@ bool streamAdapterOnAttribute( EntityQelNboAttrLogSa const& sa, Varek::FieldId i
                                void const* key ) {
    unsigned index = 0;
    AttributeLog const* const log = logOf( sa.type(), id, index );
-   if ( !log )
+   if ( !log ) {
       return false;
-   if ( !sa.multicast() || !sa.stream().doMessageMulticast( sa, id, key ) )
+   }
+   if ( !sa.multicast() || !sa.stream().doMessageMulticast( sa, id, key ) ) {
       naming( sa, index, [&] {
-         if ( log->flush )
+         if ( log->flush ) {
             writeOrMarkElement( sa, *log, index, key );
-         else
+         } else {
             writeOrMarkSingle( sa, *log, index );
+         }
          return true;
       } );
+   }
    return true;
 }
 
@@ -174,23 +197,27 @@ std::unique_ptr<FlowOut> newFlowOut( EntityQelNboAttrLogSa const& sa, bool dirty
 int handleAttrFlowOut( EntityQelNboAttrLogSa const& sa, Varek::FieldId from, FlowOut& flowOut ) {
    TypeRecord const& type = sa.type();
    unsigned index = 0;
-   if ( from != Varek::FieldId( 0 ) && !logOf( type, from, index ) )
+   if ( from != Varek::FieldId( 0 ) && !logOf( type, from, index ) ) {
       return -1;
+   }
    // A flow-out holds one bookmark; whoever jumps ahead of it gives it up.
-   if ( flowOut.bookmark() && flowOut.resync() < index )
+   if ( flowOut.bookmark() && flowOut.resync() < index ) {
       freeResyncState( flowOut );
+   }
    for ( ; index < type.attributes.size(); ++index ) {
       AttributeLog const* const log = type.wire[index].log;
-      if ( log && !naming( sa, index, [&] { return flush( sa, *log, index, flowOut ); } ) )
+      if ( log && !naming( sa, index, [&] { return flush( sa, *log, index, flowOut ); } ) ) {
          return type.attributes[index].id.value();
+      }
    }
    return 0;
 }
 
 bool freeResyncState( FlowOut& flowOut ) {
    unsigned const index = flowOut.resync();
-   if ( index == FlowOut::noResync )
+   if ( index == FlowOut::noResync ) {
       return false;
+   }
    flowOut.keyed( index )->bookmarkDel();
    flowOut.resyncIs( FlowOut::noResync );
    return true;
@@ -213,8 +240,9 @@ bool doHandleAttrDeserialization( EntityQelNboAttrLogSa const& sa, Varek::FieldI
       return true;
    }
    AttributeLog const* const log = logOf( sa.type(), id.removal(), index );
-   if ( !log || !log->remove )
+   if ( !log || !log->remove ) {
       return false;
+   }
    in.contextIs( sa.type().name, id.removal() );
    log->remove( sa, in );
    return true;
@@ -225,8 +253,9 @@ bool doHandleAttrTransaction( EntityQelNboAttrLogSa const& sa, Varek::FieldId id
    requireWritable( sa );
    unsigned index = 0;
    AttributeLog const* const log = logOf( sa.type(), id, index );
-   if ( !log || !log->transaction )
+   if ( !log || !log->transaction ) {
       return false;
+   }
    if ( kind == 0 ) {
       VAREK_ASSERT_TEXT( !log->active( sa.entity() ), "!_isActive" );
       log->transaction( sa, Transaction::begin, expected );
@@ -245,15 +274,17 @@ bool attrTransactionActive( EntityQelNboAttrLogSa const& sa, Varek::FieldId id )
 void attrTransactionCancel( EntityQelNboAttrLogSa const& sa, Varek::FieldId id ) {
    unsigned index = 0;
    AttributeLog const* const log = logOf( sa.type(), id, index );
-   if ( log && log->transaction )
+   if ( log && log->transaction ) {
       log->transaction( sa, Transaction::cancel, 0 );
+   }
 }
 
 std::uint32_t expectedElements( In& in, std::size_t& ahead ) {
    constexpr std::size_t leastFrame = 3;
    std::uint32_t count = 0;
-   for ( std::size_t bytes = in.left(); bytes > 0; --bytes )
+   for ( std::size_t bytes = in.left(); bytes > 0; --bytes ) {
       count = count << 8 | in.get8();
+   }
    count = static_cast<std::uint32_t>( std::min<std::size_t>( count, ahead / leastFrame ) );
    ahead -= count * leastFrame;
    return count;
@@ -264,23 +295,28 @@ Entity* childForAttrLog( EntityQelNboAttrLogSa const& sa, Varek::FieldId id, In&
    requireWritable( sa );
    unsigned index = 0;
    AttributeLog const* const log = logOf( sa.type(), id, index );
-   if ( !log || !log->child )
+   if ( !log || !log->child ) {
       return nullptr;
+   }
    in.contextIs( sa.type().name, id );
    return log->child( sa, in, failure );
 }
 
 void forEachChild( TypeRecord const& type, Entity const& entity, void ( *visit )( Entity&, void* ),
                    void* context ) {
-   for ( std::size_t i = 0; i < type.attributes.size(); ++i )
-      if ( AttributeLog const* const log = type.wire[i].log; log && log->visit )
+   for ( std::size_t i = 0; i < type.attributes.size(); ++i ) {
+      if ( AttributeLog const* const log = type.wire[i].log; log && log->visit ) {
          log->visit( entity, visit, context );
+      }
+   }
 }
 
 void prefetchContents( TypeRecord const& type, Entity const& entity, bool below ) {
-   for ( std::size_t i = 0; i < type.attributes.size(); ++i )
-      if ( AttributeLog const* const log = type.wire[i].log; log && log->prefetch )
+   for ( std::size_t i = 0; i < type.attributes.size(); ++i ) {
+      if ( AttributeLog const* const log = type.wire[i].log; log && log->prefetch ) {
          log->prefetch( entity, below );
+      }
+   }
 }
 
 Entity* oldChild( TypeRecord const& type, Varek::FieldId id, void const* oldData ) {

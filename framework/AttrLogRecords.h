@@ -91,10 +91,12 @@ template<class D>
 bool transactionMarker( EntityQelNboAttrLogSa const& sa, NboAttrLog::FrameKind kind,
                         std::uint32_t count = 0 ) {
    auto const bytes = ( static_cast<unsigned>( std::bit_width( count ) ) + 7 ) / 8;
-   if ( !sa.out().outSmReserveMessage( kind, sa.handle(), D::id, bytes ) )
+   if ( !sa.out().outSmReserveMessage( kind, sa.handle(), D::id, bytes ) ) {
       return false;
-   for ( unsigned i = bytes; i > 0; --i )
+   }
+   for ( unsigned i = bytes; i > 0; --i ) {
       sa.out().put8( static_cast<std::uint8_t>( count >> 8 * ( i - 1 ) ) );
+   }
    sa.out().outSmCommitMessage();
    return true;
 }
@@ -115,8 +117,9 @@ auto withParameter( NboAttrLog::In& in, F f ) {
 /// Tells the receiver of a child that is no longer part of the tree.
 template<class Child>
 void childRemoved( EntityQelNboAttrLogSa const& sa, Ptr<Child> const& child ) {
-   if ( child && sa.receiver() )
+   if ( child && sa.receiver() ) {
       sa.receiver()->entityRemoved( *child );
+   }
 }
 
 /// Attributes that are written as a whole.
@@ -126,8 +129,9 @@ struct SingleLog {
 
    static bool write( EntityQelNboAttrLogSa const& sa, void const*, bool ) {
       Field const& value = D::get( std::as_const( ownerOf<Owner>( sa ) ) );
-      if ( !singletonSerializeCheck<D>( sa, Wire<Field>::size( value ) ) )
+      if ( !singletonSerializeCheck<D>( sa, Wire<Field>::size( value ) ) ) {
          return false;
+      }
       sa.out().outSmCommitMessage( Wire<Field>::put( sa.out().cursor(), value ) );
       return true;
    }
@@ -138,9 +142,10 @@ struct SingleLog {
       if constexpr ( D::kind == AttributeKind::array ) {
          Ptr<Entity> const keepAlive( &entity );
          FirstFailure failure; // an observer's: the rest is applied all the same
-         for ( std::size_t i = 0; i < value.size(); ++i )
+         for ( std::size_t i = 0; i < value.size(); ++i ) {
             failure.guard(
                [&] { arrayIs<Writer::log>( entity, D::id, D::get( entity ), i, value[i] ); } );
+         }
          failure.rethrow();
       } else {
          plainIs<Writer::log>( entity, D::id, D::get( entity ), value );
@@ -155,12 +160,15 @@ struct ChildLog {
    using Child = typename D::Field::Child;
 
    static bool write( EntityQelNboAttrLogSa const& sa, void const*, bool held ) {
-      if ( auto const& child = D::get( std::as_const( ownerOf<Owner>( sa ) ) ).child )
+      if ( auto const& child = D::get( std::as_const( ownerOf<Owner>( sa ) ) ).child ) {
          return sa.stream().childAnnounce( sa, D::id, *child );
-      if ( !held )
+      }
+      if ( !held ) {
          return true;
-      if ( !collSerializeCheck<D>( sa, true, 0 ) )
+      }
+      if ( !collSerializeCheck<D>( sa, true, 0 ) ) {
          return false;
+      }
       sa.out().outSmCommitMessage();
       return true;
    }
@@ -185,26 +193,30 @@ struct ChildLog {
          Ptr<Child> const before = held.child;
          failure.guard(
             [&] { childIs<Writer::log>( ownerOf<Owner>( sa ), D::id, held, parameter... ); } );
-         if ( before && before->parent() != &sa.entity() )
+         if ( before && before->parent() != &sa.entity() ) {
             childRemoved( sa, before );
+         }
          return childFits( held, parameter... ) ? held.child.get() : nullptr;
       } );
    }
    static void visit( Entity const& entity, void ( *f )( Entity&, void* ), void* context ) {
-      if ( auto const& child = D::get( static_cast<Owner const&>( entity ) ).child )
+      if ( auto const& child = D::get( static_cast<Owner const&>( entity ) ).child ) {
          f( *child, context );
+      }
    }
    static Entity* oldChild( void const* old ) {
       return static_cast<Ptr<Child> const*>( old )->get();
    }
    static void prefetch( Entity const& entity, bool below ) {
       auto const& child = D::get( static_cast<Owner const&>( entity ) ).child;
-      if ( !child )
+      if ( !child ) {
          return;
-      if ( below )
+      }
+      if ( below ) {
          prefetchContents( typeRecord( Child::qelBinding() ), *child, false );
-      else
+      } else {
          Internal::prefetch( child.get(), sizeof( Child ) );
+      }
    }
    static void form( Varek::String& text ) { text.append( typeName<Child> ); }
    static constexpr AttributeLog log() {
@@ -234,8 +246,9 @@ struct KeyedLog {
       if constexpr ( holdsChildren ) {
          return sa.stream().childAnnounce( sa, D::id, *element.child );
       } else {
-         if ( !collSerializeCheck<D>( sa, false, Element::size( element ) ) )
+         if ( !collSerializeCheck<D>( sa, false, Element::size( element ) ) ) {
             return false;
+         }
          NboAttrLog::Out& out = sa.out();
          out.outSmCommitMessage( Element::put( out.cursor(), element ) );
          return true;
@@ -245,12 +258,15 @@ struct KeyedLog {
       return writeKey( sa, *static_cast<Key const*>( key ), held );
    }
    static bool writeKey( EntityQelNboAttrLogSa const& sa, Key const& key, bool held ) {
-      if ( auto const* const present = map( sa ).lookupNodeG( key ) )
+      if ( auto const* const present = map( sa ).lookupNodeG( key ) ) {
          return writePresent( sa, *present );
-      if ( !held )
+      }
+      if ( !held ) {
          return true;
-      if ( !collSerializeCheck<D>( sa, true, Wire<Key>::size( key ) ) )
+      }
+      if ( !collSerializeCheck<D>( sa, true, Wire<Key>::size( key ) ) ) {
          return false;
+      }
       sa.out().outSmCommitMessage( Wire<Key>::put( sa.out().cursor(), key ) );
       return true;
    }
@@ -274,19 +290,23 @@ struct KeyedLog {
                   at.position = all.positionOf( *element );
                   return false;
                }
-               if ( dirty )
+               if ( dirty ) {
                   dirty->erase( typename Map::KeyOf{}( *element ) );
+               }
             }
             at.walking = false;
-            if ( dirty )
+            if ( dirty ) {
                at.leaveDirty( *dirty );
+            }
          }
       }
       for ( ; !at.left.empty(); at.left.pop_back(), ++at.sent ) {
-         if ( !writeKey( sa, at.left.back().key, at.left.back().sent ) )
+         if ( !writeKey( sa, at.left.back().key, at.left.back().sent ) ) {
             return false;
-         if ( dirty && map( sa ).lookupNodeG( at.left.back().key ) )
+         }
+         if ( dirty && map( sa ).lookupNodeG( at.left.back().key ) ) {
             dirty->erase( at.left.back().key );
+         }
       }
       return true;
    }
@@ -295,12 +315,15 @@ struct KeyedLog {
                       unsigned index ) {
       VAREK_ASSERT_TEXT( !flowOut.bookmark(), "!rsc->bookmark()" );
       if ( flowOut.begun( index ) ) {
-         if ( !transactionMarker<D>( sa, NboAttrLog::FrameKind::transactionCancel ) )
+         if ( !transactionMarker<D>( sa, NboAttrLog::FrameKind::transactionCancel ) ) {
             return false;
+         }
          flowOut.begunIs( index, false );
       }
-      if ( !transactionMarker<D>( sa, NboAttrLog::FrameKind::transactionBegin, map( sa ).size() ) )
+      if ( !transactionMarker<D>( sa, NboAttrLog::FrameKind::transactionBegin,
+                                  map( sa ).size() ) ) {
          return false;
+      }
       flowOut.begunIs( index, true );
       return true;
    }
@@ -311,8 +334,9 @@ struct KeyedLog {
       if ( keyed && keyed->bookmark_ ) {
          at.swap( keyed->bookmark_ );
       } else {
-         if ( !begin( sa, flowOut, index ) )
+         if ( !begin( sa, flowOut, index ) ) {
             return false;
+         }
          at.emplace( map( sa ) );
       }
       if ( walk( sa, *at, keyed ? &keyed->dirty_ : nullptr ) &&
@@ -322,8 +346,9 @@ struct KeyedLog {
          flowOut.synced( index );
          return true;
       }
-      if ( !keyed )
+      if ( !keyed ) {
          keyed = static_cast<Flow*>( &flowOut.keyedIs( index, std::make_unique<Flow>() ) );
+      }
       keyed->bookmark_ = std::move( at );
       flowOut.resyncIs( index );
       return false;
@@ -333,22 +358,26 @@ struct KeyedLog {
       for ( std::uint32_t at = all.nextTaken( 0 ); at != HSet<Key>::none;
             at = all.nextTaken( at ) ) {
          Key const key = all.at( at );
-         if ( !writeKey( sa, key, dirty.mayBeHeld( key ) ) )
+         if ( !writeKey( sa, key, dirty.mayBeHeld( key ) ) ) {
             return false;
+         }
          std::uint32_t const layout = all.version();
          dirty.erase( key );
-         if ( layout != all.version() )
+         if ( layout != all.version() ) {
             at = 0;
+         }
       }
       return true;
    }
    static bool flush( EntityQelNboAttrLogSa const& sa, NboAttrLog::FlowOut& flowOut,
                       unsigned index ) {
-      if ( !flowOut.hasSynced( index ) && !sync( sa, flowOut, index ) )
+      if ( !flowOut.hasSynced( index ) && !sync( sa, flowOut, index ) ) {
          return false;
+      }
       if ( auto* const keyed = static_cast<Flow*>( flowOut.keyed( index ) ) ) {
-         if ( !flushDirty( sa, keyed->dirty_ ) )
+         if ( !flushDirty( sa, keyed->dirty_ ) ) {
             return false;
+         }
          flowOut.keyedDel( index );
       }
       flowOut.dirtyIs( index, false );
@@ -392,14 +421,19 @@ struct KeyedLog {
    static std::vector<Key> marked( Map const& all ) {
       std::vector<Key> keys;
       if constexpr ( Bookmark<Map>::byPosition ) {
-         if ( all.qelHasDeletionMarks() )
-            for ( auto at = all.nextTaken( 0 ); at != Map::none; at = all.nextTaken( at + 1 ) )
-               if ( all.isMarkedForDeletion( at ) )
+         if ( all.qelHasDeletionMarks() ) {
+            for ( auto at = all.nextTaken( 0 ); at != Map::none; at = all.nextTaken( at + 1 ) ) {
+               if ( all.isMarkedForDeletion( at ) ) {
                   keys.push_back( Bookmark<Map>::keyOf( all.at( at ) ) );
+               }
+            }
+         }
       } else {
-         for ( auto const& element : all )
-            if ( all.isMarkedForDeletion( element.first ) )
+         for ( auto const& element : all ) {
+            if ( all.isMarkedForDeletion( element.first ) ) {
                keys.push_back( element.first );
+            }
+         }
       }
       return keys;
    }
@@ -410,19 +444,22 @@ struct KeyedLog {
                             std::uint32_t expected ) {
       auto& all = D::get( ownerOf<Owner>( sa ) );
       if ( what == Transaction::begin ) {
-         if constexpr ( Bookmark<Map>::byPosition )
+         if constexpr ( Bookmark<Map>::byPosition ) {
             all.reserve( expected );
+         }
          all.qelMarkAllForDeletion();
          return;
       }
-      if ( what == Transaction::cancel )
+      if ( what == Transaction::cancel ) {
          return all.qelDeletionMarksClear();
+      }
       auto const gone = marked( all );
       all.qelDeletionMarksClear();
       Ptr<Entity> const keepAlive( &sa.entity() );
       FirstFailure failure; // an observer's: the rest goes all the same
-      for ( Key const& key : gone )
+      for ( Key const& key : gone ) {
          failure.guard( [&] { removeKey( sa, key ); } );
+      }
       failure.rethrow();
    }
    static Entity* child( EntityQelNboAttrLogSa const& sa, NboAttrLog::In& in,
@@ -438,16 +475,18 @@ struct KeyedLog {
       return childrenGet( map( sa ), key ).get();
    }
    static void visit( Entity const& entity, void ( *f )( Entity&, void* ), void* context ) {
-      for ( auto const& node : D::get( static_cast<Owner const&>( entity ) ) )
+      for ( auto const& node : D::get( static_cast<Owner const&>( entity ) ) ) {
          f( *node.child, context );
+      }
    }
    static Entity* oldChild( void const* old ) {
       return static_cast<Ptr<typename Element::Child> const*>( old )->get();
    }
 
    static void prefetch( Entity const& entity, bool below ) {
-      if ( !below )
+      if ( !below ) {
          D::get( static_cast<Owner const&>( entity ) ).prefetch();
+      }
    }
 
    static constexpr AttributeLog log() {
@@ -458,20 +497,22 @@ struct KeyedLog {
          made.visit = visit;
          made.oldChild = oldChild;
       }
-      if constexpr ( Bookmark<Map>::byPosition )
+      if constexpr ( Bookmark<Map>::byPosition ) {
          made.prefetch = prefetch;
+      }
       return made;
    }
 };
 
 template<class Owner, class D>
 constexpr AttributeLog makeAttributeLog() {
-   if constexpr ( D::kind == AttributeKind::plain || D::kind == AttributeKind::array )
+   if constexpr ( D::kind == AttributeKind::plain || D::kind == AttributeKind::array ) {
       return SingleLog<Owner, D>::log();
-   else if constexpr ( D::kind == AttributeKind::child )
+   } else if constexpr ( D::kind == AttributeKind::child ) {
       return ChildLog<Owner, D>::log();
-   else
+   } else {
       return KeyedLog<Owner, D>::log();
+   }
 }
 
 template<class Owner, class D>
@@ -482,10 +523,11 @@ template<class T>
 struct ParametersLog {
    template<class F>
    static auto with( Entity const& entity, F f ) {
-      if constexpr ( parameterCount<T>() == 0 )
+      if constexpr ( parameterCount<T>() == 0 ) {
          return f();
-      else
+      } else {
          return f( parameterOf( static_cast<T const&>( entity ) ) );
+      }
    }
    static std::size_t size( Entity const& entity ) {
       return with( entity, []<class... P>( P const&... parameter ) {

@@ -52,27 +52,24 @@ struct ComputedDescriptor {
 
 /// The descriptors of what objects hold.
 template<class D>
-concept Stored = requires {
-   typename D::Field;
-};
+concept Stored = requires { typename D::Field; };
 
 template<class T>
 inline constexpr std::uint16_t firstId =
    ( std::is_base_of_v<Entity, T> ? Varek::firstEntityFieldId : Varek::firstValueFieldId ).value();
 
 template<class T, std::uint16_t number>
-concept HasAttribute = requires {
-   T::attribute( Id<number>{} );
-};
+concept HasAttribute = requires { T::attribute( Id<number>{} ); };
 
 namespace Internal {
 
 template<class T, std::uint16_t number = firstId<T>>
 constexpr std::size_t countAttributes() {
-   if constexpr ( HasAttribute<T, number> )
+   if constexpr ( HasAttribute<T, number> ) {
       return 1 + countAttributes<T, number + 1>();
-   else
+   } else {
       return 0;
+   }
 }
 
 template<class T, std::uint16_t end, std::size_t... ahead>
@@ -99,8 +96,9 @@ constexpr std::size_t attributeCount() {
 /// The id of attribute number \p i of \p T, in id order.
 template<class T>
 constexpr std::uint16_t idAt( std::size_t i ) {
-   if ( isNamed<T>() && i == 0 )
+   if ( isNamed<T>() && i == 0 ) {
       return Varek::nameStringId.value();
+   }
    return static_cast<std::uint16_t>( firstId<T> + i - isNamed<T>() );
 }
 
@@ -109,10 +107,9 @@ constexpr std::uint16_t idAt( std::size_t i ) {
 /// Calls f( descriptor ) for each attribute of \p T, in id order.
 template<class T, class F>
 constexpr void forEachAttribute( F&& f ) {
-   []<std::size_t... i>( F & call, std::index_sequence<i...> ) {
+   []<std::size_t... i>( F& call, std::index_sequence<i...> ) {
       ( call( T::attribute( Id<Internal::idAt<T>( i )>{} ) ), ... );
-   }
-   ( f, std::make_index_sequence<Internal::attributeCount<T>()>() );
+   }( f, std::make_index_sequence<Internal::attributeCount<T>()>() );
 }
 
 /// Whether \p T has an attribute of one of the \p kinds.
@@ -128,10 +125,11 @@ constexpr bool hasKind() {
 /// The object of type \p Owner that the functions of a record get.
 template<class Owner>
 Owner const& ownerAt( void const* object ) {
-   if constexpr ( std::is_base_of_v<Entity, Owner> )
+   if constexpr ( std::is_base_of_v<Entity, Owner> ) {
       return static_cast<Owner const&>( *static_cast<Entity const*>( object ) );
-   else
+   } else {
       return *static_cast<Owner const*>( object );
+   }
 }
 
 namespace Internal {
@@ -157,8 +155,9 @@ constexpr void singleRecord( AttributeRecord& record ) {
    record.read = []( void const* object ) {
       return static_cast<void const*>( &D::get( ownerAt<Owner>( object ) ) );
    };
-   if constexpr ( D::kind == AttributeKind::plain && HasText<typename D::Field> )
+   if constexpr ( D::kind == AttributeKind::plain && HasText<typename D::Field> ) {
       record.defaultText = [] { return textOf( Owner::qelDefault( Id<D::id.value()>{} ) ); };
+   }
 }
 
 template<class Value>
@@ -171,16 +170,19 @@ constexpr void computedRecord( AttributeRecord& record ) {
    using Value = typename D::Value;
    using Key = typename D::Key;
    record.value = valueTable<Value>;
-   if constexpr ( isEntityPtr<Value> )
+   if constexpr ( isEntityPtr<Value> ) {
       record.computedEntity = []( void const* result ) {
          return static_cast<Entity*>( static_cast<Value const*>( result )->get() );
       };
+   }
    if constexpr ( std::is_void_v<Key> ) {
       record.compute = []( void const* object, void const*, void* result ) {
          Owner const& owner = ownerAt<Owner>( object );
-         if constexpr ( requires { Owner::qelComputable( Id<D::id.value()>{}, owner ); } )
-            if ( !Owner::qelComputable( Id<D::id.value()>{}, owner ) )
+         if constexpr ( requires { Owner::qelComputable( Id<D::id.value()>{}, owner ); } ) {
+            if ( !Owner::qelComputable( Id<D::id.value()>{}, owner ) ) {
                return false;
+            }
+         }
          *static_cast<Value*>( result ) = Owner::qelCompute( Id<D::id.value()>{}, owner );
          return true;
       };
@@ -192,8 +194,9 @@ constexpr void computedRecord( AttributeRecord& record ) {
          return true;
       };
    }
-   if constexpr ( D::kind == AttributeKind::constant && HasText<Value> )
+   if constexpr ( D::kind == AttributeKind::constant && HasText<Value> ) {
       record.defaultText = [] { return textOf( Owner::qelDefault( Id<D::id.value()>{} ) ); };
+   }
 }
 
 template<class Owner, class D>
@@ -231,10 +234,11 @@ constexpr void keyedRecord( AttributeRecord& record ) {
       using Iteration = MapIteration<Field>;
       record.salt = Field::hashSalt;
       record.salted = true;
-      if constexpr ( D::kind == AttributeKind::children )
+      if constexpr ( D::kind == AttributeKind::children ) {
          record.childType = [] { return Field::value_type::Child::qelBinding(); };
-      else
+      } else {
          record.value = valueTable<typename Iteration::Object>;
+      }
       manyRecord<Owner, D, Iteration>( record );
    }
 }
@@ -251,8 +255,9 @@ constexpr AttributeRecord makeRecord( D descriptor ) {
    } else if constexpr ( D::kind == AttributeKind::sequence || D::kind == AttributeKind::array ) {
       using Field = typename D::Field;
       record.value = valueTable<typename Field::value_type>;
-      if constexpr ( D::kind == AttributeKind::array )
+      if constexpr ( D::kind == AttributeKind::array ) {
          record.key = valueTable<std::uint32_t>; // of its changes
+      }
       manyRecord<Owner, D, SequenceIteration<Field>>( record );
    } else {
       keyedRecord<Owner, D>( record );
@@ -288,10 +293,11 @@ constexpr std::size_t parameterCount() {
 template<class T, std::size_t i = 0>
 constexpr auto onlyParameter() {
    constexpr auto descriptor = T::attribute( Id<idAt<T>( i )>{} );
-   if constexpr ( decltype( descriptor )::kind == AttributeKind::parameter )
+   if constexpr ( decltype( descriptor )::kind == AttributeKind::parameter ) {
       return descriptor;
-   else
+   } else {
       return onlyParameter<T, i + 1>();
+   }
 }
 
 template<class T>

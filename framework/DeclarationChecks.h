@@ -37,18 +37,17 @@ struct ClaimedSlot {
 
 /// Whether a type that has been declared so far is number \p index of \p module.
 template<Varek::ModuleInspectData const& module, std::uint32_t index>
-concept Claimed = requires {
-   typename decltype( qelTypeIn( Slot<module, index>{} ) )::type;
-};
+concept Claimed = requires { typename decltype( qelTypeIn( Slot<module, index>{} ) )::type; };
 
 namespace Internal {
 
 template<class T, Varek::ModuleInspectData const& module, std::uint32_t place>
 constexpr bool standsAt() {
-   if constexpr ( Claimed<module, place> )
+   if constexpr ( Claimed<module, place> ) {
       return std::same_as<typename decltype( qelTypeIn( Slot<module, place>{} ) )::type, T>;
-   else
+   } else {
       return false;
+   }
 }
 
 /// \p T, the type that QEL_MODULE names in place number \p place, from 0.

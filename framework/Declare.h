@@ -59,8 +59,10 @@ public:                                                                         
    static ::Varek::TypeData qelBinding() { return { &MODULE, SLOT }; }                             \
    T() = default;                                                                                  \
    template<class Given>                                                                           \
-   requires ::Qel::ParameterOf<T, Given>                                                           \
-   explicit T( Given const& given ) { ::Qel::parameterIs( *this, given ); }                        \
+      requires ::Qel::ParameterOf<T, Given>                                                        \
+   explicit T( Given const& given ) {                                                              \
+      ::Qel::parameterIs( *this, given );                                                          \
+   }                                                                                               \
    /** From text; ends the process for a type that holds a collection. */                          \
    template<::std::same_as<::Qel::CharRange> Range>                                                \
    explicit T( Range const& range ) {                                                              \

@@ -51,18 +51,20 @@ struct ElementLog {
       auto element = NboAttrLog::valueOf<Element>( in );
       in.expectEnd();
       before( typename Map::KeyOf{}( element ) );
-      if constexpr ( D::kind == AttributeKind::set )
+      if constexpr ( D::kind == AttributeKind::set ) {
          setIs<Writer::log>( owner, D::id, D::get( owner ), element );
-      else if constexpr ( D::kind == AttributeKind::map )
+      } else if constexpr ( D::kind == AttributeKind::map ) {
          mapIs<Writer::log>( owner, D::id, D::get( owner ), element.key, element.value );
-      else
+      } else {
          collectionIs<Writer::log>( owner, D::id, D::get( owner ), std::move( element ) );
+      }
    }
    static void remove( Owner& owner, typename Map::Key const& key ) {
-      if constexpr ( D::kind == AttributeKind::map )
+      if constexpr ( D::kind == AttributeKind::map ) {
          mapDel<Writer::log>( owner, D::id, D::get( owner ), key );
-      else
+      } else {
          collectionDel<Writer::log>( owner, D::id, D::get( owner ), key );
+      }
    }
    static void form( Varek::String& text ) { Wire<Element>::form( text ); }
 };
@@ -75,7 +77,8 @@ struct NodeOfMap<RbTreeMap<Node, KeyFunktor>> {
 };
 
 template<class Owner, class D>
-requires( D::kind == AttributeKind::ordered ) struct ElementLog<Owner, D> {
+   requires( D::kind == AttributeKind::ordered )
+struct ElementLog<Owner, D> {
    using Map = typename D::Field;
    using Node = typename NodeOfMap<Map>::Type;
    using KeyWire = Wire<typename Map::Key>;
@@ -85,19 +88,22 @@ requires( D::kind == AttributeKind::ordered ) struct ElementLog<Owner, D> {
              ValueWire::size( node.value() );
    }
    static std::uint8_t* put( std::uint8_t* to, Node const& node ) {
-      if constexpr ( !Node::keyInside )
+      if constexpr ( !Node::keyInside ) {
          to = KeyWire::put( to, node.key() );
+      }
       return ValueWire::put( to, node.value() );
    }
    template<class Before>
    static void apply( Owner& owner, NboAttrLog::In& in, Before before ) {
       typename Map::Key key{};
-      if constexpr ( !Node::keyInside )
+      if constexpr ( !Node::keyInside ) {
          KeyWire::read( in, key );
+      }
       auto const value = NboAttrLog::valueOf<typename Node::Value>( in );
       in.expectEnd();
-      if constexpr ( Node::keyInside )
+      if constexpr ( Node::keyInside ) {
          key = Node::keyOf( value );
+      }
       before( key );
       OrderedMutators::is<Node, Writer::log>( owner, D::id, D::get( owner ), key, value );
    }
@@ -114,7 +120,8 @@ requires( D::kind == AttributeKind::ordered ) struct ElementLog<Owner, D> {
 
 /// Children are announced; they have no form of their own.
 template<class Owner, class D>
-requires( D::kind == AttributeKind::children ) struct ElementLog<Owner, D> {
+   requires( D::kind == AttributeKind::children )
+struct ElementLog<Owner, D> {
    using Map = typename D::Field;
    using Child = typename Map::value_type::Child;
    static void form( Varek::String& text ) {

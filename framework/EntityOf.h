@@ -120,11 +120,13 @@ protected:
       forEachAttribute<Self>( [&]( auto descriptor ) {
          using D = decltype( descriptor );
          if constexpr ( D::kind == AttributeKind::children ) {
-            for ( auto const& node : D::get( static_cast<Self&>( *this ) ) )
+            for ( auto const& node : D::get( static_cast<Self&>( *this ) ) ) {
                visit( *node.child, context );
+            }
          } else if constexpr ( D::kind == AttributeKind::child ) {
-            if ( auto const& child = D::get( static_cast<Self&>( *this ) ).child )
+            if ( auto const& child = D::get( static_cast<Self&>( *this ) ).child ) {
                visit( *child, context );
+            }
          }
       } );
    }

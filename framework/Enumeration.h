@@ -22,16 +22,18 @@ constexpr std::size_t enumeratorCount( std::string_view text ) {
 constexpr std::string_view trimmed( std::string_view text ) {
    constexpr std::string_view blanks = " \t\n";
    std::size_t const from = text.find_first_not_of( blanks );
-   if ( from == std::string_view::npos )
+   if ( from == std::string_view::npos ) {
       return {};
+   }
    return text.substr( from, text.find_last_not_of( blanks ) + 1 - from );
 }
 
 constexpr std::uint32_t decimal( std::string_view text ) {
    std::uint32_t value = 0;
    for ( char const digit : text ) {
-      if ( digit < '0' || digit > '9' )
+      if ( digit < '0' || digit > '9' ) {
          throw "an enumerator's value is a decimal number";
+      }
       value = value * 10 + static_cast<std::uint32_t>( digit - '0' );
    }
    return value;
@@ -45,8 +47,9 @@ constexpr std::array<Varek::EnumeratorData, count> enumerators( std::string_view
       std::string_view const item = text.substr( 0, text.find( ',' ) );
       text.remove_prefix( std::min( text.size(), item.size() + 1 ) );
       std::size_t const equals = item.find( '=' );
-      if ( equals != std::string_view::npos )
+      if ( equals != std::string_view::npos ) {
          next = decimal( trimmed( item.substr( equals + 1 ) ) );
+      }
       one = { next++, trimmed( item.substr( 0, equals ) ) };
    }
    std::sort( all.begin(), all.end(), []( auto& a, auto& b ) { return a.value < b.value; } );
@@ -59,8 +62,9 @@ constexpr std::array<std::uint16_t, count>
 enumeratorsByName( std::array<Varek::EnumeratorData, count> const& all ) {
    static_assert( count <= 0x10000 );
    std::array<std::uint16_t, count> index{};
-   for ( std::size_t i = 0; i < count; ++i )
+   for ( std::size_t i = 0; i < count; ++i ) {
       index[i] = static_cast<std::uint16_t>( i );
+   }
    std::sort( index.begin(), index.end(),
               [&]( auto a, auto b ) { return all[a].name < all[b].name; } );
    return index;

@@ -30,40 +30,48 @@ std::uint32_t read( Inspected const& at ) {
    AttributeRecord const& attribute = at.attribute;
    InspectArguments& arguments = at.arguments;
    bool const byKey = attribute.iterate || ( attribute.compute && attribute.key );
-   if ( !arguments.value || ( byKey && !arguments.key ) )
+   if ( !arguments.value || ( byKey && !arguments.key ) ) {
       return notAllowed;
-   if ( attribute.child )
+   }
+   if ( attribute.child ) {
       return readChild( at, attribute.child( at.object ) );
-   if ( attribute.childType )
+   }
+   if ( attribute.childType ) {
       return readChild( at, at.inspection.child( at.object, arguments.key ) );
+   }
    if ( attribute.compute ) {
       arguments.found = attribute.compute( at.object, arguments.key, arguments.value );
-      if ( !arguments.found )
+      if ( !arguments.found ) {
          return noReading;
+      }
       arguments.found = !attribute.computedEntity || attribute.computedEntity( arguments.value );
       return done;
    }
    void const* const held =
       attribute.read ? attribute.read( at.object ) : at.inspection.find( at.object, arguments.key );
    arguments.found = held != nullptr;
-   if ( held )
+   if ( held ) {
       attribute.value->assign( arguments.value, held );
+   }
    return done;
 }
 
 std::uint32_t write( Inspected const& at ) {
    AttributeInspection const& use = at.inspection;
    if ( ( use.writeTakesKey && !at.arguments.key ) ||
-        ( use.writeTakesValue && !at.arguments.value ) )
+        ( use.writeTakesValue && !at.arguments.value ) ) {
       return notAllowed;
+   }
    if ( use.make ) {
       Ptr<Entity> made = use.make( at.object, at.arguments.key );
-      if ( at.arguments.value )
+      if ( at.arguments.value ) {
          *entityOf( at.arguments ) = std::move( made );
+      }
       return done;
    }
-   if ( !use.write )
+   if ( !use.write ) {
       return notAllowed;
+   }
    use.write( at.object, at.arguments.key, at.arguments.value );
    return done;
 }
@@ -71,8 +79,9 @@ std::uint32_t write( Inspected const& at ) {
 std::uint32_t remove( Inspected const& at ) {
    AttributeInspection const& use = at.inspection;
    void const* const key = at.arguments.key;
-   if ( !use.remove || ( at.attribute.iterate && !key ) )
+   if ( !use.remove || ( at.attribute.iterate && !key ) ) {
       return notAllowed;
+   }
    bool const found = at.attribute.child       ? at.attribute.child( at.object ) != nullptr
                       : at.attribute.childType ? use.child( at.object, key ) != nullptr
                                                : use.find( at.object, key ) != nullptr;
@@ -82,29 +91,33 @@ std::uint32_t remove( Inspected const& at ) {
 }
 
 std::uint32_t removeAll( Inspected const& at ) {
-   if ( !at.inspection.removeAll )
+   if ( !at.inspection.removeAll ) {
       return notAllowed;
+   }
    at.inspection.removeAll( at.object );
    return done;
 }
 
 std::uint32_t size( Inspected const& at ) {
-   if ( !at.attribute.size )
+   if ( !at.attribute.size ) {
       return notAllowed;
+   }
    at.arguments.size = at.attribute.size( at.object );
    return done;
 }
 
 std::uint32_t append( Inspected const& at ) {
-   if ( !at.inspection.append || !at.arguments.value )
+   if ( !at.inspection.append || !at.arguments.value ) {
       return notAllowed;
+   }
    at.inspection.append( at.object, at.arguments.value );
    return done;
 }
 
 std::uint32_t removeLast( Inspected const& at ) {
-   if ( !at.inspection.removeLast )
+   if ( !at.inspection.removeLast ) {
       return notAllowed;
+   }
    at.inspection.removeLast( at.object, at.arguments.value );
    return done;
 }
@@ -113,11 +126,13 @@ std::uint32_t removeLast( Inspected const& at ) {
 
 std::uint32_t inspectOperation( TypeRecord const& type, void* object, std::uint32_t operation,
                                 Varek::FieldDescriptor field, InspectArguments& arguments ) {
-   if ( field.id == Varek::FieldId() )
+   if ( field.id == Varek::FieldId() ) {
       return operation == InspectOperation::isInspectable ? done : notAllowed;
+   }
    AttributeRecord const* const attribute = type.attribute( field.id );
-   if ( !attribute )
+   if ( !attribute ) {
       return noSuchField;
+   }
    Inspected const at{ *attribute, type.inspection[attribute - type.attributes.data()], object,
                        arguments };
    switch ( operation ) {
@@ -128,8 +143,9 @@ std::uint32_t inspectOperation( TypeRecord const& type, void* object, std::uint3
    case InspectOperation::remove:
       return remove( at );
    case InspectOperation::iterate:
-      if ( !attribute->iterate )
+      if ( !attribute->iterate ) {
          return notAllowed;
+      }
       arguments.iterator =
          genericIfIterator( type, object, arguments.key, field, arguments.functions );
       return done;

@@ -51,8 +51,9 @@ T const& valueAt( void const* p ) {
 }
 template<class T, class Removed>
 void give( void* to, Removed&& removed ) {
-   if ( to )
+   if ( to ) {
       *static_cast<T*>( to ) = std::forward<Removed>( removed );
+   }
 }
 
 template<class Owner, class D>
@@ -63,9 +64,11 @@ constexpr void inspectPlain( AttributeInspection& made ) {
       Owner& owner = ownerAt<Owner>( object );
       auto const& given = valueAt<Field>( value );
       // What it holds may be given again, in range or not.
-      if constexpr ( Ranged<Owner, D> )
-         if ( !same( D::get( owner ), given ) )
+      if constexpr ( Ranged<Owner, D> ) {
+         if ( !same( D::get( owner ), given ) ) {
             Owner::qelRangeCheck( Id<D::id.value()>{}, given );
+         }
+      }
       plainIs( owner, D::id, D::get( owner ), given );
    };
 }
@@ -83,10 +86,11 @@ constexpr void inspectIndexed( AttributeInspection& made ) {
    made.write = []( void* object, void const* key, void const* value ) {
       Owner& owner = ownerAt<Owner>( object );
       auto const index = valueAt<std::uint32_t>( key );
-      if constexpr ( D::kind == AttributeKind::array )
+      if constexpr ( D::kind == AttributeKind::array ) {
          arrayIs( owner, D::id, D::get( owner ), index, valueAt<Element>( value ) );
-      else
+      } else {
          sequenceIs( D::get( owner ), index, valueAt<Element>( value ) );
+      }
    };
    if constexpr ( D::kind == AttributeKind::array ) {
       made.remove = []( void* object, void const* key, void* removed ) {
@@ -123,10 +127,11 @@ constexpr void inspectMembers( AttributeInspection& made ) {
    made.write = []( void* object, [[maybe_unused]] void const* key,
                     [[maybe_unused]] void const* value ) {
       Owner& owner = ownerAt<Owner>( object );
-      if constexpr ( isSet )
+      if constexpr ( isSet ) {
          setIs( owner, D::id, D::get( owner ), valueAt<Key>( key ) );
-      else
+      } else {
          collectionIs( owner, D::id, D::get( owner ), valueAt<Element>( value ) );
+      }
    };
    made.remove = []( void* object, void const* key, void* removed ) {
       Owner& owner = ownerAt<Owner>( object );
@@ -174,10 +179,11 @@ constexpr void inspectOrdered( AttributeInspection& made, RbTreeMap<Node, KeyFun
    made.write = []( void* object, [[maybe_unused]] void const* key, void const* value ) {
       Owner& owner = ownerAt<Owner>( object );
       auto const& given = valueAt<Value>( value );
-      if constexpr ( Node::keyInside )
+      if constexpr ( Node::keyInside ) {
          OrderedMutators::is<Node>( owner, D::id, D::get( owner ), Node::keyOf( given ), given );
-      else
+      } else {
          OrderedMutators::is<Node>( owner, D::id, D::get( owner ), valueAt<Key>( key ), given );
+      }
    };
    made.remove = []( void* object, void const* key, void* removed ) {
       Owner& owner = ownerAt<Owner>( object );
@@ -220,10 +226,11 @@ constexpr void inspectChild( AttributeInspection& made ) {
    made.writeTakesKey = !MadeFromNothing<Child>;
    made.make = []( void* object, [[maybe_unused]] void const* key ) -> Ptr<Entity> {
       Owner& owner = ownerAt<Owner>( object );
-      if constexpr ( MadeFromNothing<Child> )
+      if constexpr ( MadeFromNothing<Child> ) {
          return childIs( owner, D::id, D::get( owner ) );
-      else
+      } else {
          return childIs( owner, D::id, D::get( owner ), valueAt<ParameterType<Child>>( key ) );
+      }
    };
    made.remove = []( void* object, void const*, void* removed ) {
       Owner& owner = ownerAt<Owner>( object );
@@ -234,20 +241,21 @@ constexpr void inspectChild( AttributeInspection& made ) {
 template<class Owner, class D>
 constexpr AttributeInspection makeAttributeInspection() {
    AttributeInspection made;
-   if constexpr ( D::kind == AttributeKind::plain )
+   if constexpr ( D::kind == AttributeKind::plain ) {
       inspectPlain<Owner, D>( made );
-   else if constexpr ( D::kind == AttributeKind::sequence || D::kind == AttributeKind::array )
+   } else if constexpr ( D::kind == AttributeKind::sequence || D::kind == AttributeKind::array ) {
       inspectIndexed<Owner, D>( made );
-   else if constexpr ( D::kind == AttributeKind::collection || D::kind == AttributeKind::set )
+   } else if constexpr ( D::kind == AttributeKind::collection || D::kind == AttributeKind::set ) {
       inspectMembers<Owner, D>( made );
-   else if constexpr ( D::kind == AttributeKind::map )
+   } else if constexpr ( D::kind == AttributeKind::map ) {
       inspectMap<Owner, D>( made );
-   else if constexpr ( D::kind == AttributeKind::ordered )
+   } else if constexpr ( D::kind == AttributeKind::ordered ) {
       inspectOrdered<Owner, D>( made, static_cast<typename D::Field const*>( nullptr ) );
-   else if constexpr ( D::kind == AttributeKind::children )
+   } else if constexpr ( D::kind == AttributeKind::children ) {
       inspectChildren<Owner, D>( made );
-   else if constexpr ( D::kind == AttributeKind::child )
+   } else if constexpr ( D::kind == AttributeKind::child ) {
       inspectChild<Owner, D>( made );
+   }
    return made;
 }
 

@@ -34,12 +34,14 @@ struct Iteration {
    }
    // The element may have gone since the caller asked: then the target stays as it is.
    static void iterKey( void const* iterator, void* key ) {
-      if ( at( iterator ).nonnull() )
+      if ( at( iterator ).nonnull() ) {
          *static_cast<Key*>( key ) = at( iterator ).key();
+      }
    }
    static void iterObj( void const* iterator, void* object ) {
-      if ( at( iterator ).nonnull() )
+      if ( at( iterator ).nonnull() ) {
          *static_cast<Object*>( object ) = at( iterator ).object();
+      }
    }
    static void const* iterPeek( void const* iterator ) {
       return at( iterator ).nonnull() ? &at( iterator ).object() : nullptr;
@@ -89,10 +91,11 @@ V const& shownOf( MapMember<K, V> const& member ) {
 }
 template<class Element>
 auto const& shownOf( Element const& element ) {
-   if constexpr ( requires { element.child; } )
+   if constexpr ( requires { element.child; } ) {
       return element.child;
-   else
+   } else {
       return element;
+   }
 }
 
 /// Over a keyed collection, by position. An element that stays is visited once as long as the map
@@ -113,8 +116,9 @@ struct MapIteration : Internal::Iteration<MapIteration<Map>, typename Map::Key,
    auto const& object() const { return shownOf( map_->at( position_ ) ); }
    void advance() {
       settle();
-      if ( position_ != Map::none )
+      if ( position_ != Map::none ) {
          position_ = map_->nextTaken( position_ + 1 );
+      }
       remember();
    }
    bool nonnull() const {
@@ -124,15 +128,18 @@ struct MapIteration : Internal::Iteration<MapIteration<Map>, typename Map::Key,
 
 private:
    void settle() const {
-      if ( version_ == map_->version() )
+      if ( version_ == map_->version() ) {
          return;
+      }
       version_ = map_->version();
-      if ( position_ != Map::none )
+      if ( position_ != Map::none ) {
          position_ = map_->position( key_ );
+      }
    }
    void remember() {
-      if ( position_ != Map::none )
+      if ( position_ != Map::none ) {
          key_ = key();
+      }
    }
 
    Map const* map_;
@@ -158,10 +165,12 @@ struct OrderedIteration
    auto const& object() const { return at_->second->value(); }
    void advance() {
       settle();
-      if ( ended_ )
+      if ( ended_ ) {
          return;
-      if ( here_ )
+      }
+      if ( here_ ) {
          ++at_;
+      }
       remember();
    }
    bool nonnull() const {
@@ -171,19 +180,22 @@ struct OrderedIteration
 
 private:
    void settle() const {
-      if ( version_ == map_->version() )
+      if ( version_ == map_->version() ) {
          return;
+      }
       version_ = map_->version();
-      if ( ended_ )
+      if ( ended_ ) {
          return;
+      }
       at_ = map_->lowerBound( key_ );
       here_ = at_ != map_->end() && at_->first == key_;
    }
    void remember() {
       ended_ = at_ == map_->end();
       here_ = !ended_;
-      if ( here_ )
+      if ( here_ ) {
          key_ = at_->first;
+      }
    }
 
    Map const* map_;

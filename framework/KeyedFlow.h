@@ -26,12 +26,14 @@ public:
    bool mayBeHeld( Key const& key ) const { return !new_.lookupNodeG( key ); }
    void insert( Key const& key, bool held ) {
       all_.findOrNewMemberG( key, key );
-      if ( !held )
+      if ( !held ) {
          new_.findOrNewMemberG( key, key );
+      }
    }
    void erase( Key const& key ) {
-      if ( all_.empty() )
+      if ( all_.empty() ) {
          return;
+      }
       erase( new_, key );
       erase( all_, key );
    }
@@ -44,8 +46,9 @@ private:
    /// A set that has become nearly empty gives most of its memory back: it may have been large for
    /// the sake of what has come and gone.
    static void erase( HSet<Key>& set, Key const& key ) {
-      if ( !set.deleteMemberG( key ) || set.size() >= set.positions() / 16 )
+      if ( !set.deleteMemberG( key ) || set.size() >= set.positions() / 16 ) {
          return;
+      }
       try {
          set = HSet<Key>( std::as_const( set ) );
       } catch ( std::bad_alloc const& ) {
@@ -70,39 +73,45 @@ struct Bookmark {
    };
 
    explicit Bookmark( Map const& map ) : walking( byPosition ), version_( map.version() ) {
-      if ( !byPosition )
+      if ( !byPosition ) {
          leaveAll( map );
+      }
    }
 
    /// The elements may have moved since: then all keys that there are take the place of the walk.
    void settle( Map const& map, DirtyKeys<Key>* dirty ) {
-      if ( !walking || version_ == map.version() )
+      if ( !walking || version_ == map.version() ) {
          return;
+      }
       walking = false;
-      if ( dirty )
+      if ( dirty ) {
          leaveDirty( *dirty );
+      }
       leaveAll( map );
    }
    /// What goes from now on is marked when it goes, if it may have been sent.
    void leaveAll( Map const& map ) {
-      for ( auto const& element : map )
+      for ( auto const& element : map ) {
          left.push_back( { keyOf( element ), false } );
+      }
       // They are taken from the end.
       std::reverse( left.begin(), left.end() );
    }
    void leaveDirty( DirtyKeys<Key>& dirty ) {
-      for ( Key const& key : dirty.all() )
+      for ( Key const& key : dirty.all() ) {
          left.push_back( { key, dirty.mayBeHeld( key ) } );
+      }
       dirty.clear();
    }
    void assertVersion( Map const& map ) const {
       VAREK_ASSERT_TEXT( version_ == map.version(), "version_ == hashMap_->version()" );
    }
    static Key const& keyOf( auto const& element ) {
-      if constexpr ( byPosition )
+      if constexpr ( byPosition ) {
          return typename Map::KeyOf{}( element );
-      else
+      } else {
          return element.first;
+      }
    }
 
    bool walking;

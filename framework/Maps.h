@@ -27,8 +27,9 @@ template<Writer by = Writer::caller, class Map>
 void mapIs( Entity& owner, Varek::FieldId id, Map& map, typename Map::Key const& key,
             MappedType<Map> const& value ) {
    auto* const held = map.lookupNodeG( key );
-   if ( held && same( held->value, value ) )
+   if ( held && same( held->value, value ) ) {
       return;
+   }
    requireWritable<by>( owner );
    // Observers get a copy of the key, since the member may end while they are told.
    typename Map::Key const ownKey( key );
@@ -43,11 +44,13 @@ void mapIs( Entity& owner, Varek::FieldId id, Map& map, typename Map::Key const&
 
 template<Writer by = Writer::caller, class Map>
 MappedType<Map> mapDel( Entity& owner, Varek::FieldId id, Map& map, typename Map::Key const& key ) {
-   if ( proxyStays<by>( owner, [&] { return map.lookupNodeG( key ) != nullptr; } ) )
+   if ( proxyStays<by>( owner, [&] { return map.lookupNodeG( key ) != nullptr; } ) ) {
       return {};
+   }
    std::optional<typename Map::value_type> removed = map.deleteMemberG( key );
-   if ( !removed )
+   if ( !removed ) {
       return {};
+   }
    tell( owner, id, removed->key, &removed->value );
    return std::move( removed->value );
 }
@@ -55,10 +58,11 @@ MappedType<Map> mapDel( Entity& owner, Varek::FieldId id, Map& map, typename Map
 /// At once and without a word while nothing can ever have observed, key by key otherwise.
 template<class Map>
 void mapDelAll( Entity& owner, Varek::FieldId id, Map& map ) {
-   if ( owner.initial() )
+   if ( owner.initial() ) {
       map.memberDelAll();
-   else
+   } else {
       delEach( owner, map, [&]( auto const& key ) { mapDel( owner, id, map, key ); } );
+   }
 }
 
 } // namespace Qel

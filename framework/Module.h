@@ -23,10 +23,11 @@ constexpr AttributeWire makeAttributeWire() {
    AttributeWire wire;
    if constexpr ( isStored( D::kind ) ) {
       constexpr bool alone = std::is_base_of_v<Entity, T> && D::kind != AttributeKind::parameter;
-      if constexpr ( alone )
+      if constexpr ( alone ) {
          wire = { attributeLog<T, D>.form, &attributeLog<T, D> };
-      else
+      } else {
          wire.form = Wire<typename D::Field>::form;
+      }
    }
    return wire;
 }
@@ -64,8 +65,9 @@ constexpr TypeRecord makeTypeRecord( Varek::ModuleInspectData const& module, std
       record.hashable = Hashable<T>;
       record.functions = valueTable<T>;
       record.valueLog = &valueLog<T>;
-      if constexpr ( hasRange<T>() )
+      if constexpr ( hasRange<T>() ) {
          record.rangesCheck = valueRangesCheck<T>;
+      }
    }
    return record;
 }
@@ -79,8 +81,9 @@ struct ModuleTypes {
    }();
    static constexpr std::array<Varek::TypeInspectData const*, count> types = [] {
       std::array<Varek::TypeInspectData const*, count> all{};
-      for ( std::size_t i = 0; i < count; ++i )
+      for ( std::size_t i = 0; i < count; ++i ) {
          all[i] = &records[i];
+      }
       return all;
    }();
 

@@ -45,38 +45,45 @@ enum class Writer : bool { caller, log };
 /// one word; never for values.
 template<Writer by, class Owner>
 bool notable( Owner const& owner ) {
-   if constexpr ( !std::is_base_of_v<Entity, Owner> )
+   if constexpr ( !std::is_base_of_v<Entity, Owner> ) {
       return false;
-   else if constexpr ( by == Writer::log )
+   } else if constexpr ( by == Writer::log ) {
       return !owner.unobserved();
-   else
+   } else {
       return !owner.initial();
+   }
 }
 /// Before a change that is certain. Throws Varek::WriteFromReadOnlyProxy.
 template<Writer by, class Owner>
 void requireWritable( Owner const& owner ) {
-   if constexpr ( std::is_base_of_v<Entity, Owner> && by == Writer::caller )
-      if ( owner.readOnlyProxy() ) [[unlikely]]
+   if constexpr ( std::is_base_of_v<Entity, Owner> && by == Writer::caller ) {
+      if ( owner.readOnlyProxy() ) [[unlikely]] {
          throwWriteFromReadOnlyProxy( owner );
+      }
+   }
 }
 /// For mutators that find out whether there is a change by making it: whether \p owner is a proxy
 /// that it would leave as it is. Throws if it would not.
 template<Writer by, class Owner, class Changes>
 bool proxyStays( Owner const& owner, Changes changes ) {
-   if constexpr ( std::is_base_of_v<Entity, Owner> && by == Writer::caller )
+   if constexpr ( std::is_base_of_v<Entity, Owner> && by == Writer::caller ) {
       if ( owner.readOnlyProxy() ) [[unlikely]] {
-         if ( changes() )
+         if ( changes() ) {
             throwWriteFromReadOnlyProxy( owner );
+         }
          return true;
       }
+   }
    return false;
 }
 /// Publishes a change if it is to be told. \p told is what publish takes beside owner and id.
 template<class Owner, class... Told>
 void tell( Owner& owner, Varek::FieldId id, Told const&... told ) {
-   if constexpr ( std::is_base_of_v<Entity, Owner> )
-      if ( !owner.unobserved() )
+   if constexpr ( std::is_base_of_v<Entity, Owner> ) {
+      if ( !owner.unobserved() ) {
          publish( owner, id, told... );
+      }
+   }
 }
 
 /// Keeps the first exception of several steps that are all to be taken.
@@ -87,13 +94,15 @@ public:
       try {
          step();
       } catch ( ... ) {
-         if ( !failure_ )
+         if ( !failure_ ) {
             failure_ = std::current_exception();
+         }
       }
    }
    void rethrow() {
-      if ( failure_ )
+      if ( failure_ ) {
          std::rethrow_exception( failure_ );
+      }
    }
 
 private:
@@ -103,8 +112,9 @@ private:
 /// The mutator of a plain attribute, of an entity or of a value.
 template<Writer by = Writer::caller, class Owner, class V>
 inline void plainIs( Owner& owner, Varek::FieldId id, V& stored, V const& value ) {
-   if ( same( stored, value ) )
+   if ( same( stored, value ) ) {
       return;
+   }
    if constexpr ( std::is_base_of_v<Entity, Owner> ) {
       if ( notable<by>( owner ) ) {
          requireWritable<by>( owner );
@@ -119,10 +129,11 @@ inline void plainIs( Owner& owner, Varek::FieldId id, V& stored, V const& value 
          return;
       }
    }
-   if constexpr ( std::is_trivially_copyable_v<V> )
+   if constexpr ( std::is_trivially_copyable_v<V> ) {
       stored = value;
-   else
+   } else {
       stored = V( value );
+   }
 }
 
 /// Adds \p n to a counter, which wraps; returns what it is when all observers have been told.
@@ -165,15 +176,17 @@ struct VAREK_EXPORT SequenceTag {
 /// that what is greater is refused on any platform, and not cut to another index.
 template<class Sequence, class V>
 void sequenceIs( Sequence& sequence, std::uint64_t index, V const& value ) {
-   if ( index >= sequence.size() )
+   if ( index >= sequence.size() ) {
       Varek::throwVectorOutOfRangeException( index, sequence.size() );
+   }
    sequence[static_cast<std::uint32_t>( index )] = V( value );
 }
 
 template<class Sequence>
 auto sequencePop( Sequence& sequence ) {
-   if ( sequence.empty() )
+   if ( sequence.empty() ) {
       Varek::throwVectorEmptyBackException();
+   }
    auto last = std::move( sequence.back() );
    sequence.pop_back();
    return last;
@@ -197,8 +210,9 @@ template<Writer by = Writer::caller, class Map, class Given>
    if ( proxyStays<by>( owner, [&] {
            V const* const held = map.lookupNodeG( KeyFunktor{}( value ) );
            return !held || !( *held == value );
-        } ) )
+        } ) ) {
       return;
+   }
    // Observers get a copy of the key, since the element may end while they are told.
    if constexpr ( !std::is_nothrow_copy_constructible_v<Key> ) {
       if ( !owner.unobserved() && !map.lookupNodeG( KeyFunktor{}( value ) ) ) {
@@ -211,12 +225,14 @@ template<Writer by = Writer::caller, class Map, class Given>
    auto const [held, isNew] =
       map.findOrNewMemberG( KeyFunktor{}( value ), std::forward<Given>( value ) );
    if ( isNew ) {
-      if ( !owner.unobserved() )
+      if ( !owner.unobserved() ) {
          publish( owner, id, Key( KeyFunktor{}( held ) ), nullptr );
+      }
       return;
    }
-   if ( same( held, value ) )
+   if ( same( held, value ) ) {
       return;
+   }
    V const old = std::exchange( held, V( std::forward<Given>( value ) ) );
    assertKeyUnchanged( KeyFunktor{}( old ), KeyFunktor{}( held ) );
    tell( owner, id, KeyFunktor{}( old ), &old );
@@ -225,11 +241,13 @@ template<Writer by = Writer::caller, class Map, class Given>
 template<Writer by = Writer::caller, class Owner, class Map>
 typename Map::value_type collectionDel( Owner& owner, Varek::FieldId id, Map& map,
                                         typename Map::Key const& key ) {
-   if ( proxyStays<by>( owner, [&] { return map.lookupNodeG( key ) != nullptr; } ) )
+   if ( proxyStays<by>( owner, [&] { return map.lookupNodeG( key ) != nullptr; } ) ) {
       return {};
+   }
    std::optional<typename Map::value_type> removed = map.deleteMemberG( key );
-   if ( !removed )
+   if ( !removed ) {
       return {};
+   }
    tell( owner, id, typename Map::KeyOf{}( *removed ), &*removed );
    return std::move( *removed );
 }
@@ -239,30 +257,35 @@ typename Map::value_type collectionDel( Owner& owner, Varek::FieldId id, Map& ma
 /// of the owner.
 template<class Map, class Del>
 void delEach( Entity& owner, Map const& map, Del del ) {
-   if ( map.size() == 0 )
+   if ( map.size() == 0 ) {
       return;
+   }
    requireWritable<Writer::caller>( owner );
    Ptr<Entity> const keepAlive( &owner );
    std::vector<typename Map::Key> keys;
    keys.reserve( map.size() );
-   for ( auto const& element : map )
-      if constexpr ( requires { typename Map::KeyOf; } )
+   for ( auto const& element : map ) {
+      if constexpr ( requires { typename Map::KeyOf; } ) {
          keys.push_back( typename Map::KeyOf{}( element ) );
-      else
+      } else {
          keys.push_back( element.first );
+      }
+   }
    FirstFailure failure; // an observer's: the rest goes all the same
-   for ( auto const& key : keys )
+   for ( auto const& key : keys ) {
       failure.guard( [&] { del( key ); } );
+   }
    failure.rethrow();
 }
 
 /// At once and without a word while nothing can ever have observed, key by key otherwise.
 template<class Owner, class Map>
 void collectionDelAll( Owner& owner, Varek::FieldId id, Map& map ) {
-   if ( !notable<Writer::caller>( owner ) )
+   if ( !notable<Writer::caller>( owner ) ) {
       map.memberDelAll();
-   else if constexpr ( std::is_base_of_v<Entity, Owner> )
+   } else if constexpr ( std::is_base_of_v<Entity, Owner> ) {
       delEach( owner, map, [&]( auto const& key ) { collectionDel( owner, id, map, key ); } );
+   }
 }
 
 // Collections of entities that their owner makes
@@ -279,8 +302,9 @@ struct ChildNode {
    ChildNode( ChildNode&& ) noexcept = default;
    ChildNode& operator=( ChildNode&& ) noexcept = default;
    ~ChildNode() {
-      if ( child )
+      if ( child ) {
          child->qelParentIs( nullptr );
+      }
    }
 };
 
@@ -306,8 +330,9 @@ auto childrenGet( Map const& map, typename Map::Key const& key ) {
 template<Writer by = Writer::caller, class Map>
 auto childrenIs( Entity& owner, Varek::FieldId id, Map& map, typename Map::Key const& key ) {
    using Child = typename Map::value_type::Child;
-   if ( auto const* const node = map.lookupNodeG( key ) )
+   if ( auto const* const node = map.lookupNodeG( key ) ) {
       return node->child;
+   }
    requireWritable<by>( owner );
    typename Map::Key const ownKey( key );
    Ptr<Child> const made = Child::qelMake( ownKey );
@@ -315,20 +340,24 @@ auto childrenIs( Entity& owner, Varek::FieldId id, Map& map, typename Map::Key c
    made->qelParentIs( &owner );
    Ptr<Entity> const keepAlive( &owner );
    publish( owner, id, ownKey, nullptr );
-   if ( made->parent() != &owner ) [[unlikely]]
-      if ( Ptr<Child> const held = childrenGet( map, ownKey ) )
+   if ( made->parent() != &owner ) [[unlikely]] {
+      if ( Ptr<Child> const held = childrenGet( map, ownKey ) ) {
          return held;
+      }
+   }
    return made;
 }
 
 template<Writer by = Writer::caller, class Map>
 auto childrenDel( Entity& owner, Varek::FieldId id, Map& map, typename Map::Key const& key ) {
    using Child = typename Map::value_type::Child;
-   if ( proxyStays<by>( owner, [&] { return map.lookupNodeG( key ) != nullptr; } ) )
+   if ( proxyStays<by>( owner, [&] { return map.lookupNodeG( key ) != nullptr; } ) ) {
       return Ptr<Child>();
+   }
    auto removed = map.deleteMemberG( key );
-   if ( !removed )
+   if ( !removed ) {
       return Ptr<Child>();
+   }
    Ptr<Child> const child = std::move( removed->child );
    child->qelParentIs( nullptr );
    publish( owner, id, removed->key, &child );

@@ -39,9 +39,8 @@ void tellTyped( Self& self, Varek::Change const& change, F& f ) {
       using Value = decltype( Field::value_type::value );
       f( self, *change.key<typename Field::Key>(), change.old<Value>() );
    } else if constexpr ( D::kind == AttributeKind::ordered ) {
-      using Value = typename std::remove_cvref_t<decltype( *std::declval<Field const&>()
-                                                              .begin()
-                                                              ->second )>::Value;
+      using Value = typename std::remove_cvref_t<
+         decltype( *std::declval<Field const&>().begin()->second )>::Value;
       f( self, *change.key<typename Field::Key>(), change.old<Value>() );
    } else {
       f( self, *change.key<typename Field::Key>(), change.old<typename Field::value_type>() );
@@ -62,8 +61,9 @@ template<std::uint16_t number, class Self, class F>
 [[nodiscard]] Varek::Subscription observeAttribute( Self& entity, F&& f ) {
    using D = decltype( Self::attribute( Id<number>{} ) );
    return entity.subscribe( [f = std::forward<F>( f )]( Varek::Change const& change ) mutable {
-      if ( change.id() == D::id )
+      if ( change.id() == D::id ) {
          Internal::tellTyped<Self, D>( static_cast<Self&>( change.source() ), change, f );
+      }
    } );
 }
 
@@ -76,13 +76,15 @@ template<std::uint16_t number, class Self, class F>
    using Map = typename D::Field;
    using Child = typename Map::value_type::Child;
    std::vector<Varek::Ptr<Child>> now;
-   for ( auto const& node : D::get( owner ) )
+   for ( auto const& node : D::get( owner ) ) {
       now.push_back( node.child );
+   }
    // An observer before this one may replace a child that has just come: then the change of the
    // second is told first, and that of the first finds the second.
    std::unordered_set<Child const*> told;
-   for ( auto const& child : now )
+   for ( auto const& child : now ) {
       told.insert( child.get() );
+   }
    Varek::Subscription watching = observeAttribute<number>(
       owner, [f, told = std::move( told )]( Self& self, typename Map::Key const& key,
                                             Varek::Ptr<Child> const& removed ) mutable {
@@ -91,15 +93,18 @@ template<std::uint16_t number, class Self, class F>
             return;
          }
          auto const* const node = D::get( self ).lookupNodeG( key );
-         if ( !node || !told.insert( node->child.get() ).second )
+         if ( !node || !told.insert( node->child.get() ).second ) {
             return;
+         }
          Varek::Ptr<Child> const child = node->child;
          f( *child );
       } );
    Varek::Ptr<Entity> const keepAlive( &owner );
-   for ( auto const& child : now )
-      if ( child->parent() == &owner )
+   for ( auto const& child : now ) {
+      if ( child->parent() == &owner ) {
          f( *child );
+      }
+   }
    return watching;
 }
 

@@ -83,15 +83,17 @@ public:
                    typename Node::Key const& key, typename Node::Value const& value ) {
       using Value = typename Node::Value;
       Node* const held = map.lookupNodeG( key );
-      if ( held && same( held->value_, value ) )
+      if ( held && same( held->value_, value ) ) {
          return;
+      }
       requireWritable<by>( owner );
       // Observers get a copy of the key, since the member may end while they are told.
       typename Node::Key const ownKey( key );
       if ( held ) {
          Value const old = std::exchange( held->value_, Value( value ) );
-         if constexpr ( Node::keyInside )
+         if constexpr ( Node::keyInside ) {
             assertKeyUnchanged( ownKey, held->key() );
+         }
          tell( owner, id, ownKey, &old );
       } else {
          map.memberNewChild( Node::template make<Node>( ownKey, value ) );
@@ -104,8 +106,9 @@ public:
    template<class Node, Writer by = Writer::caller>
    static Ptr<Node> remove( Entity& owner, Varek::FieldId id, OrderedMap<Node>& map,
                             typename OrderedMap<Node>::const_iterator at ) {
-      if ( at == map.end() )
+      if ( at == map.end() ) {
          return {};
+      }
       requireWritable<by>( owner );
       Ptr<Node> node = map.memberDelG( at );
       tell( owner, id, node->key(), &node->value_ );
@@ -115,8 +118,9 @@ public:
    template<class Node>
    static typename Node::Value del( Entity& owner, Varek::FieldId id, OrderedMap<Node>& map,
                                     typename OrderedMap<Node>::const_iterator at ) {
-      if ( at == map.end() )
+      if ( at == map.end() ) {
          return {};
+      }
       // What others hold is theirs too, and is copied before anything changes.
       if ( at->second->references() > 1 ) {
          typename Node::Value copy( at->second->value_ );
@@ -129,11 +133,12 @@ public:
    /// At once and without a word while nothing can ever have observed, key by key otherwise.
    template<class Node>
    static void delAll( Entity& owner, Varek::FieldId id, OrderedMap<Node>& map ) {
-      if ( owner.initial() )
+      if ( owner.initial() ) {
          map.memberClearAll();
-      else
+      } else {
          delEach( owner, map,
                   [&]( auto const& key ) { remove<Node>( owner, id, map, map.find( key ) ); } );
+      }
    }
 };
 

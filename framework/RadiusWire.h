@@ -42,8 +42,9 @@ struct RadiusTextWire {
    }
    static std::size_t size( Text const& v ) { return ( v.size() < longer ? 0 : 4 ) + v.size(); }
    static std::uint8_t* put( std::uint8_t* to, Text const& v ) {
-      if ( v.size() >= longer )
+      if ( v.size() >= longer ) {
          to = putBig( to, static_cast<std::uint32_t>( v.size() ) );
+      }
       return putOctets( to, v.data(), v.size() );
    }
    template<class Make>
@@ -79,20 +80,23 @@ struct RadiusWire<U> {
       case 4:
          return putBig( to, static_cast<std::uint32_t>( v ) );
       default:
-         for ( std::size_t shift = 8 * bytes; shift > 0; )
+         for ( std::size_t shift = 8 * bytes; shift > 0; ) {
             *to++ = static_cast<std::uint8_t>( v >> ( shift -= 8 ) );
+         }
          return to;
       }
    }
    template<class Make>
    static decltype( auto ) read( NboAttrLog::In& in, std::uint8_t bits, Make make ) {
-      if ( bits > sizeof( U ) ) [[unlikely]]
+      if ( bits > sizeof( U ) ) [[unlikely]] {
          in.fail( "a number of " + std::to_string( 8 * sizeof( U ) ) + " bits has no " +
                   std::to_string( bits ) + " bytes" );
+      }
       std::uint8_t const* octet = in.getOctets( bits );
       U v = 0;
-      for ( ; bits > 0; --bits )
+      for ( ; bits > 0; --bits ) {
          v = static_cast<U>( v << 8 | *octet++ );
+      }
       return make( v );
    }
 };
@@ -109,34 +113,38 @@ struct RadiusWire<Lumo::IpGenPrefix> {
       return ( v.isAddress() ? 0 : 1 ) + v.addressSize();
    }
    static std::uint8_t* put( std::uint8_t* to, Lumo::IpGenPrefix const& v ) {
-      if ( !v.isAddress() )
+      if ( !v.isAddress() ) {
          *to++ = static_cast<std::uint8_t>( v.length() );
+      }
       return putOctets( to, v.octets().data(), v.addressSize() );
    }
    template<class Make>
    static decltype( auto ) read( NboAttrLog::In& in, std::uint8_t bits, Make make ) {
-      if ( bits > 3 ) [[unlikely]]
+      if ( bits > 3 ) [[unlikely]] {
          in.fail( "an address has no form " + std::to_string( bits ) );
+      }
       auto const family = bits % 2 ? Lumo::IpFamily::ipv6 : Lumo::IpFamily::ipv4;
       std::size_t const octets = bits % 2 ? 16 : 4;
       unsigned const length = bits < 2 ? static_cast<unsigned>( 8 * octets ) : in.get8();
       std::span<std::uint8_t const> const address( in.getOctets( octets ), octets );
-      if ( !Lumo::IpGenPrefix::isPrefix( family, address, length ) ) [[unlikely]]
+      if ( !Lumo::IpGenPrefix::isPrefix( family, address, length ) ) [[unlikely]] {
          in.fail( "a prefix has no bits beyond its length" );
+      }
       return make( family, address, length );
    }
 };
 
 template<class T>
 concept RadiusTagged = std::same_as<T, RadiusPktParserBase::TaggedStr> ||
-   std::same_as<T, RadiusPktParserBase::TaggedInt>;
+                       std::same_as<T, RadiusPktParserBase::TaggedInt>;
 
 template<class T>
 auto& untagged( T& v ) {
-   if constexpr ( RadiusTagged<std::remove_const_t<T>> )
+   if constexpr ( RadiusTagged<std::remove_const_t<T>> ) {
       return v.value;
-   else
+   } else {
       return v;
+   }
 }
 template<class T>
 using RadiusWireOf = RadiusWire<std::remove_cvref_t<decltype( untagged( std::declval<T&>() ) )>>;
@@ -168,8 +176,9 @@ struct Wire<RadiusPktParserBase::AttrValue> {
             using W = Internal::RadiusWireOf<T>;
             auto const& plain = Internal::untagged( held );
             *to++ = static_cast<std::uint8_t>( v.index() | unsigned{ W::bits( plain ) } << 3 );
-            if constexpr ( Internal::RadiusTagged<T> )
+            if constexpr ( Internal::RadiusTagged<T> ) {
                *to++ = held.tag;
+            }
             return W::put( to, plain );
          },
          v.variant() );
@@ -211,11 +220,11 @@ private:
       auto const bits = static_cast<std::uint8_t>( first >> 3 );
       bool const known = [&]<std::size_t... i>( std::index_sequence<i...> ) {
          return ( ( i == index && readOne<i>( in, bits, make ) ) || ... );
-      }
-      ( std::make_index_sequence<std::variant_size_v<Variant>>() );
-      if ( !known ) [[unlikely]]
+      }( std::make_index_sequence<std::variant_size_v<Variant>>() );
+      if ( !known ) [[unlikely]] {
          in.fail( "a RADIUS value is one of 7 alternatives, 0 to 6, not " +
                   std::to_string( index ) );
+      }
    }
 };
 

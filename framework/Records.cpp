@@ -58,8 +58,9 @@ void* genericIfIterator( TypeRecord const& type, void const* object, void const*
                          Varek::FieldDescriptor field,
                          Varek::Inspect::IterFnTable const*& functions ) {
    AttributeRecord const* const attribute = type.attribute( field.id );
-   if ( !attribute || !attribute->iterate )
+   if ( !attribute || !attribute->iterate ) {
       return nullptr;
+   }
    try {
       void* const iterator = attribute->iterate( object, startKey );
       functions = attribute->iterator;
@@ -75,19 +76,23 @@ void constructorArgumentsCheck( TypeRecord const& type,
    auto const isParameter = []( auto& one ) { return one.kind == AttributeKind::parameter; };
    auto const expected =
       static_cast<std::size_t>( std::count_if( all.begin(), all.end(), isParameter ) );
-   if ( given.size() != expected )
+   if ( given.size() != expected ) {
       throw Varek::NewEntityArguments( type.name, expected, given.size() );
+   }
    std::size_t i = 0;
-   for ( AttributeRecord const& one : all )
-      if ( isParameter( one ) && given[i++].type->typeName != one.value->typeName )
+   for ( AttributeRecord const& one : all ) {
+      if ( isParameter( one ) && given[i++].type->typeName != one.value->typeName ) {
          throw Varek::NewEntityArguments( type.name, one.name, one.value->typeName,
                                           given[i - 1].type->typeName );
+      }
+   }
 }
 
 Ptr<Entity> genericIfConstructFromCtorArgs( TypeRecord const& type,
                                             std::span<ConstructorArgument const> given ) {
-   if ( !type.construct )
+   if ( !type.construct ) {
       throw Varek::NewEntityArguments( type.name, 0, given.size() );
+   }
    constructorArgumentsCheck( type, given );
    return type.construct( given );
 }
@@ -95,12 +100,15 @@ Ptr<Entity> genericIfConstructFromCtorArgs( TypeRecord const& type,
 Ptr<Entity> newEntityInDirectory( TypeRecord const& type, Varek::String const& name,
                                   std::span<ConstructorArgument const> further ) {
    AttributeRecord const* const first = type.attributes.empty() ? nullptr : &type.attributes[0];
-   if ( !type.construct || !first || first->kind != AttributeKind::parameter )
+   if ( !type.construct || !first || first->kind != AttributeKind::parameter ) {
       throw Varek::NewEntityArguments( type.name, 0, 1 + further.size() );
-   if ( first->id != Varek::nameStringId )
+   }
+   if ( first->id != Varek::nameStringId ) {
       throw Varek::NewEntityArguments( type.name, first->name, first->typeName(), "name" );
-   if ( !further.empty() )
+   }
+   if ( !further.empty() ) {
       throw Varek::NewEntityArguments( type.name, 1, 1 + further.size() );
+   }
    ConstructorArgument const given{ &Varek::Inspect::InspectAtomicFnTable<Varek::String>::table,
                                     &name };
    return type.construct( { &given, 1 } );

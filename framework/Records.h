@@ -120,11 +120,13 @@ struct TypeRecord : Varek::TypeInspectData {
    AttributeRecord const* attribute( Varek::FieldId wanted ) const {
       // All but a name are dense up to the last.
       std::size_t const count = attributes.size();
-      if ( count == 0 )
+      if ( count == 0 ) {
          return nullptr;
+      }
       std::size_t const guess = wanted.value() + ( count - 1 ) - attributes.back().id.value();
-      if ( guess < count && attributes[guess].id == wanted ) [[likely]]
+      if ( guess < count && attributes[guess].id == wanted ) [[likely]] {
          return &attributes[guess];
+      }
       return attributes.front().id == wanted ? &attributes.front() : nullptr;
    }
    VAREK_EXPORT AttributeRecord const* attribute( std::string_view name ) const;

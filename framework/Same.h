@@ -33,17 +33,18 @@ inline constexpr bool byNumbers<std::array<T, count>> = byNumbers<T>;
 /// setting it again would be a change for ever. 0.0 and -0.0 are the same, as they are equal.
 template<class T>
 constexpr bool same( T const& a, T const& b ) {
-   if constexpr ( !Internal::byNumbers<T> )
+   if constexpr ( !Internal::byNumbers<T> ) {
       return a == b;
-   else if constexpr ( std::is_floating_point_v<T> )
+   } else if constexpr ( std::is_floating_point_v<T> ) {
       return a == b || ( a != a && b != b );
-   else if constexpr ( requires { a.count(); } )
+   } else if constexpr ( requires { a.count(); } ) {
       return same( a.count(), b.count() );
-   else if constexpr ( requires { a.has_value(); } )
+   } else if constexpr ( requires { a.has_value(); } ) {
       return a && b ? same( *a, *b ) : a.has_value() == b.has_value();
-   else
+   } else {
       return std::equal( a.begin(), a.end(), b.begin(), b.end(),
                          []( auto const& one, auto const& other ) { return same( one, other ); } );
+   }
 }
 
 } // namespace Qel

@@ -23,8 +23,9 @@ void setIs( Owner& owner, Varek::FieldId id, Set& set, typename Set::Key const& 
       set.findOrNewMemberG( member, member );
       return;
    }
-   if ( set.lookupNodeG( member ) )
+   if ( set.lookupNodeG( member ) ) {
       return;
+   }
    requireWritable<by>( owner );
    // Observers get a copy, since the member may end while they are told.
    typename Set::Key const key( member );

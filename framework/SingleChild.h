@@ -18,8 +18,9 @@ struct SingleChild {
    SingleChild( SingleChild const& ) = delete;
    SingleChild& operator=( SingleChild const& ) = delete;
    ~SingleChild() {
-      if ( child )
+      if ( child ) {
          child->qelParentIs( nullptr );
+      }
    }
 };
 
@@ -39,8 +40,7 @@ template<class T>
 using ChildArgument = typename ChildArgumentOf<T>::Type;
 
 template<class T>
-concept MadeFromNothing = Internal::parameterCount<T>()
-== 0;
+concept MadeFromNothing = Internal::parameterCount<T>() == 0;
 
 /// Whether there is a child that has the given parameter, or needs none.
 template<class T, class... Given>
@@ -52,13 +52,15 @@ bool childFits( SingleChild<T> const& held, Given const&... given ) {
 /// been told, and never null: the one that was made, if they have removed it.
 template<Writer by = Writer::caller, class T, class... Given>
 Ptr<T> childIs( Entity& owner, Varek::FieldId id, SingleChild<T>& held, Given const&... given ) {
-   if ( childFits( held, given... ) )
+   if ( childFits( held, given... ) ) {
       return held.child;
+   }
    requireWritable<by>( owner );
    Ptr<T> const made = T::qelMake( given... );
    Ptr<T> const old = std::exchange( held.child, made );
-   if ( old )
+   if ( old ) {
       old->qelParentIs( nullptr );
+   }
    made->qelParentIs( &owner );
    Ptr<Entity> const keepAlive( &owner );
    publish( owner, id, old ? &old : nullptr );
@@ -67,8 +69,9 @@ Ptr<T> childIs( Entity& owner, Varek::FieldId id, SingleChild<T>& held, Given co
 
 template<Writer by = Writer::caller, class T>
 Ptr<T> childDel( Entity& owner, Varek::FieldId id, SingleChild<T>& held ) {
-   if ( !held.child )
+   if ( !held.child ) {
       return {};
+   }
    requireWritable<by>( owner );
    Ptr<T> const old = std::move( held.child );
    old->qelParentIs( nullptr );

@@ -37,10 +37,11 @@ std::uint32_t enumerationValue( TypeRecord const& type, void const* value ) {
 
 void enumerationPrint( Varek::String& to, TypeRecord const& type, void const* value ) {
    std::uint32_t const number = enumerationValue( type, value );
-   if ( Varek::EnumeratorData const* const one = enumerator( type, number ) )
+   if ( Varek::EnumeratorData const* const one = enumerator( type, number ) ) {
       to += one->name;
-   else
+   } else {
       to += std::to_string( number );
+   }
 }
 
 /// Where the elements lie, in the order in which they are printed: that of a sequence, and the
@@ -54,10 +55,13 @@ std::vector<void const*> elementsOf( AttributeRecord const& attribute, void cons
    std::vector<void const*> elements;
    elements.reserve( attribute.size( value ) );
    Iterator const walk{ attribute, attribute.iterate( value, nullptr ) };
-   for ( auto const& use = *attribute.iterator; use.iterNonnull( walk.at ); use.iterInc( walk.at ) )
+   for ( auto const& use = *attribute.iterator; use.iterNonnull( walk.at );
+         use.iterInc( walk.at ) ) {
       elements.push_back( use.iterPeek( walk.at ) );
-   if ( attribute.kind == AttributeKind::set && attribute.value->less )
+   }
+   if ( attribute.kind == AttributeKind::set && attribute.value->less ) {
       std::sort( elements.begin(), elements.end(), attribute.value->less );
+   }
    return elements;
 }
 
@@ -75,15 +79,17 @@ void recordPrint( Varek::String& to, TypeRecord const& type, void const* value )
    to += type.name;
    char const* separator = "( ";
    for ( AttributeRecord const& one : type.attributes ) {
-      if ( !isStoredIn( one ) )
+      if ( !isStoredIn( one ) ) {
          continue;
+      }
       to += separator;
       to += one.name;
       to += ": ";
-      if ( one.read )
+      if ( one.read ) {
          one.value->print( to, one.read( value ) );
-      else
+      } else {
          elementsPrint( to, one, value );
+      }
       separator = ", ";
    }
    to += *separator == '(' ? "()" : " )";
@@ -99,15 +105,17 @@ void enumerationRead( CharRange& range, TypeRecord const& type, void* value ) {
          Strep::numberRead( range, type.size == 1 ? std::uint64_t{ 0xFF } : 0xFFFFFFFF ) );
    } else {
       Varek::EnumeratorData const* const one = enumerator( type, word );
-      if ( !one )
+      if ( !one ) {
          range.fail( "an enumerator of " + std::string( type.name ) + ", or its number" );
+      }
       number = one->value;
       range.advance( word.size() );
    }
-   if ( type.size == 1 )
+   if ( type.size == 1 ) {
       *static_cast<std::uint8_t*>( value ) = static_cast<std::uint8_t>( number );
-   else
+   } else {
       *static_cast<std::uint32_t*>( value ) = number;
+   }
 }
 
 /// Between parts of a record blanks may stand, one or many or none.
@@ -121,16 +129,19 @@ void recordRead( CharRange& range, TypeRecord const& type, void* value ) {
    partExpect( range, "(" );
    bool first = true;
    for ( AttributeRecord const& one : type.attributes ) {
-      if ( !isStoredIn( one ) )
+      if ( !isStoredIn( one ) ) {
          continue;
-      if ( !first )
+      }
+      if ( !first ) {
          partExpect( range, "," );
+      }
       first = false;
       partExpect( range, one.name );
       partExpect( range, ":" );
       range.skipBlanks();
-      if ( !one.value->parse )
+      if ( !one.value->parse ) {
          range.fail( "a " + std::string( one.typeName() ) + ", which has no string form" );
+      }
       // The record only reads, but the value is not constant: it is the caller's.
       void* const at = const_cast<void*>( one.read( value ) );
       std::size_t const end = one.value->parse( range.text(), range.position(), at );
@@ -154,10 +165,11 @@ Varek::String valueToStrep( TypeRecord const& type, void const* value ) {
 
 void valuePrint( Varek::String& to, TypeRecord const& type, void const* value ) {
    VAREK_ASSERT( type.kind != Varek::TypeKind::entity, type.name );
-   if ( isEnumeration( type ) )
+   if ( isEnumeration( type ) ) {
       enumerationPrint( to, type, value );
-   else
+   } else {
       recordPrint( to, type, value );
+   }
 }
 
 std::ostream& valuePrint( std::ostream& to, TypeRecord const& type, void const* value ) {
@@ -171,11 +183,13 @@ bool hasStringConstructor( TypeRecord const& type ) {
 }
 
 bool isSafelyReadable( AtomicFnTable const& table ) {
-   if ( !table.inspectDecodeFromString )
+   if ( !table.inspectDecodeFromString ) {
       return false;
+   }
    auto const* const type = ( table.optionalOf ? *table.optionalOf : table ).registered();
-   if ( !type || type->kind != Varek::TypeKind::value )
+   if ( !type || type->kind != Varek::TypeKind::value ) {
       return true;
+   }
    TypeRecord const& record = typeRecord( *type );
    return hasStringConstructor( record ) &&
           std::all_of( record.attributes.begin(), record.attributes.end(), []( auto& one ) {
@@ -184,32 +198,37 @@ bool isSafelyReadable( AtomicFnTable const& table ) {
 }
 
 void valueReadWhole( CharRange const& range, TypeRecord const& type, void* value ) {
-   if ( !hasStringConstructor( type ) )
+   if ( !hasStringConstructor( type ) ) {
       noStringConstructor( type.name );
+   }
    CharRange left( range );
    if ( isEnumeration( type ) ) {
       enumerationRead( left, type, value );
    } else {
-      if ( isOfConstants( type ) )
+      if ( isOfConstants( type ) ) {
          return;
+      }
       recordRead( left, type, value );
    }
    left.expectEnd();
-   if ( type.rangesCheck )
+   if ( type.rangesCheck ) {
       type.rangesCheck( value );
+   }
 }
 
 void valueRead( CharRange& range, TypeRecord const& type, void* value ) {
-   if ( !hasStringConstructor( type ) )
+   if ( !hasStringConstructor( type ) ) {
       noStringConstructor( type.name );
+   }
    if ( isEnumeration( type ) ) {
       enumerationRead( range, type, value );
    } else if ( isOfConstants( type ) ) {
       range.advance( Strep::wordAhead( range ).size() );
    } else {
       recordRead( range, type, value );
-      if ( type.rangesCheck )
+      if ( type.rangesCheck ) {
          type.rangesCheck( value );
+      }
    }
 }
 
@@ -228,8 +247,9 @@ char hexPairRead( CharRange& range, string_view expected ) {
    unsigned octet = 0;
    for ( int i = 0; i < 2; ++i ) {
       std::size_t const digit = range.empty() ? 16 : hexValue( range.peek() );
-      if ( digit >= 16 )
+      if ( digit >= 16 ) {
          range.fail( expected );
+      }
       octet = octet << 4 | static_cast<unsigned>( digit );
       range.advance( 1 );
    }
@@ -238,11 +258,14 @@ char hexPairRead( CharRange& range, string_view expected ) {
 
 char escapeRead( CharRange& range ) {
    for ( auto const& [letter, meant] :
-         { std::pair{ '"', '"' }, { '\\', '\\' }, { 'n', '\n' }, { 't', '\t' } } )
-      if ( range.take( letter ) )
+         { std::pair{ '"', '"' }, { '\\', '\\' }, { 'n', '\n' }, { 't', '\t' } } ) {
+      if ( range.take( letter ) ) {
          return meant;
-   if ( !range.take( 'x' ) )
+      }
+   }
+   if ( !range.take( 'x' ) ) {
       range.fail( "one of \\\", \\\\, \\n, \\t and \\xNN" );
+   }
    return hexPairRead( range, "two hexadecimal digits after \\x" );
 }
 
@@ -251,8 +274,9 @@ template<class T>
 bool fromChars( CharRange& range, T& value ) {
    string_view const text = range.rest();
    auto const [end, error] = std::from_chars( text.data(), text.data() + text.size(), value );
-   if ( error != std::errc() )
+   if ( error != std::errc() ) {
       return false;
+   }
    range.advance( static_cast<std::size_t>( end - text.data() ) );
    return true;
 }
@@ -261,8 +285,9 @@ template<class T>
 T integerRead( CharRange& range, T least, T most ) {
    std::size_t const start = range.position();
    T value = 0;
-   if ( fromChars( range, value ) && value >= least && value <= most )
+   if ( fromChars( range, value ) && value >= least && value <= most ) {
       return value;
+   }
    CharRange( range.text(), start )
       .fail( "a number of " + std::to_string( least ) + " to " + std::to_string( most ) );
 }
@@ -290,12 +315,14 @@ void quotedPrint( Varek::String& to, string_view text ) {
 }
 
 void quotedRead( CharRange& range, Varek::String& text ) {
-   if ( !range.take( '"' ) )
+   if ( !range.take( '"' ) ) {
       range.fail( "text in quotes" );
+   }
    text.clear();
    while ( !range.take( '"' ) ) {
-      if ( range.empty() )
+      if ( range.empty() ) {
          range.fail( "a quote that ends the text" );
+      }
       if ( range.take( '\\' ) ) {
          text += escapeRead( range );
       } else {
@@ -306,8 +333,9 @@ void quotedRead( CharRange& range, Varek::String& text ) {
 }
 
 Varek::String numberText( double value ) {
-   if ( std::isnan( value ) )
+   if ( std::isnan( value ) ) {
       return "nan"; // of either sign
+   }
    char text[40];
    return { text, std::to_chars( text, text + sizeof text, value ).ptr };
 }
@@ -315,17 +343,19 @@ Varek::String numberText( double value ) {
 double numberRead( CharRange& range ) {
    for ( auto const& [word, value] : { std::pair<string_view, double>{ "inf", HUGE_VAL },
                                        { "-inf", -HUGE_VAL },
-                                       { "nan", std::nan( "" ) } } )
+                                       { "nan", std::nan( "" ) } } ) {
       if ( isNext( range, word ) ) {
          range.take( word );
          return value;
       }
+   }
    // std::from_chars knows further words for these.
    string_view const digits = range.rest().substr( range.peek() == '-' );
    double value = 0;
    bool const isNumber = !digits.empty() && ( digits[0] == '.' || hexValue( digits[0] ) < 10 );
-   if ( !isNumber || !fromChars( range, value ) )
+   if ( !isNumber || !fromChars( range, value ) ) {
       range.fail( "a number, inf, -inf or nan" );
+   }
    return value;
 }
 
@@ -338,18 +368,21 @@ std::int64_t numberRead( CharRange& range, std::int64_t least, std::int64_t most
 }
 
 void bytesRead( CharRange& range, Varek::Bytes& bytes ) {
-   if ( !range.take( "0x" ) )
+   if ( !range.take( "0x" ) ) {
       range.fail( "0x and bytes in hexadecimal digits" );
+   }
    std::string octets;
-   while ( !range.empty() && hexValue( range.peek() ) < 16 )
+   while ( !range.empty() && hexValue( range.peek() ) < 16 ) {
       octets += hexPairRead( range, "an even number of hexadecimal digits after 0x" );
+   }
    bytes = Varek::Bytes( octets );
 }
 
 bool booleanRead( CharRange& range ) {
    string_view const word = range.identifier();
-   if ( word != "true" && word != "false" )
+   if ( word != "true" && word != "false" ) {
       range.fail( "true or false" );
+   }
    range.advance( word.size() );
    return word == "true";
 }
@@ -373,8 +406,9 @@ string_view wordAhead( CharRange const& range ) {
       } else if ( c == '(' || c == '[' ) {
          ++depth;
       } else if ( c == ')' || c == ']' ) {
-         if ( depth-- == 0 )
+         if ( depth-- == 0 ) {
             break;
+         }
       } else if ( c == ',' && depth == 0 ) {
          break;
       }

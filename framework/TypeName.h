@@ -50,9 +50,11 @@ inline constexpr auto optionalTypeName = [] {
    constexpr std::string_view front = "std::optional<", inside = typeName<T>;
    std::array<char, front.size() + inside.size() + 1> name{};
    std::size_t at = 0;
-   for ( std::string_view const part : { front, inside, std::string_view( ">" ) } )
-      for ( char const c : part )
+   for ( std::string_view const part : { front, inside, std::string_view( ">" ) } ) {
+      for ( char const c : part ) {
          name[at++] = c;
+      }
+   }
    return name;
 }();
 

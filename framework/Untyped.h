@@ -54,8 +54,9 @@ public:
    UntypedElements( AttributeRecord const& attribute, void const* object,
                     void const* startKey = nullptr )
       : table_( *attribute.iterator ), at_( attribute.iterate( object, startKey ) ) {
-      if ( !at_ )
+      if ( !at_ ) {
          throw std::bad_alloc();
+      }
    }
    UntypedElements( UntypedElements const& ) = delete;
    UntypedElements& operator=( UntypedElements const& ) = delete;

@@ -20,13 +20,16 @@ namespace Qel {
 /// in id order; the first difference decides. Constants do not count.
 template<class T>
 bool valueIsEq( T const& a, T const& b ) {
-   if ( &a == &b )
+   if ( &a == &b ) {
       return true;
+   }
    bool equal = true;
    auto const compare = [&]<class D>( D, bool parameters ) {
-      if constexpr ( Stored<D> )
-         if ( ( D::kind == AttributeKind::parameter ) == parameters )
+      if constexpr ( Stored<D> ) {
+         if ( ( D::kind == AttributeKind::parameter ) == parameters ) {
             equal = equal && same( D::get( a ), D::get( b ) );
+         }
+      }
    };
    forEachAttribute<T>( [&]( auto descriptor ) { compare( descriptor, true ); } );
    forEachAttribute<T>( [&]( auto descriptor ) { compare( descriptor, false ); } );
@@ -38,11 +41,12 @@ namespace Internal {
 template<class T, class Given>
 constexpr bool convertsToParameter() {
    // Types without a parameter must not even be asked for its type.
-   if constexpr ( parameterCount<T>() != 1 )
+   if constexpr ( parameterCount<T>() != 1 ) {
       return false;
-   else
+   } else {
       return std::convertible_to<Given const&, ParameterType<T>> &&
              ( !std::is_arithmetic_v<ParameterType<T>> || std::same_as<Given, ParameterType<T>> );
+   }
 }
 
 } // namespace Internal
@@ -68,8 +72,9 @@ void valueFromText( T& value, CharRange const& range ) {
 /// max, unless \p inRange.
 template<class T>
 constexpr void rangeCheck( std::string_view name, bool inRange ) {
-   if ( !inRange )
+   if ( !inRange ) {
       throwOutOfRange( typeName<T>, name );
+   }
 }
 
 /// Whether attribute D of \p T is to lie in a range.
@@ -81,8 +86,9 @@ concept Ranged = Stored<D> && requires( typename D::Field const& value ) {
 template<class T>
 constexpr bool hasRange() {
    bool found = false;
-   if constexpr ( !std::is_enum_v<T> )
+   if constexpr ( !std::is_enum_v<T> ) {
       forEachAttribute<T>( [&]<class D>( D ) { found = found || Ranged<T, D>; } );
+   }
    return found;
 }
 
@@ -90,8 +96,9 @@ constexpr bool hasRange() {
 template<class T>
 void valueRangesCheck( void const* value ) {
    forEachAttribute<T>( [&]<class D>( D ) {
-      if constexpr ( Ranged<T, D> )
+      if constexpr ( Ranged<T, D> ) {
          T::qelRangeCheck( Id<D::id.value()>{}, D::get( ownerAt<T>( value ) ) );
+      }
    } );
 }
 
@@ -122,8 +129,9 @@ public:
    static Self genericIfConstructFromCtorArgs( std::span<ConstructorArgument const> given ) {
       constructorArgumentsCheck( typeRecord( Self::qelBinding() ), given );
       Self made;
-      if constexpr ( Internal::parameterCount<Self>() == 1 )
+      if constexpr ( Internal::parameterCount<Self>() == 1 ) {
          parameterIs( made, *static_cast<ParameterType<Self> const*>( given[0].value ) );
+      }
       return made;
    }
    static void* genericIfIterator( Self const& value, void const* startKey,

@@ -34,12 +34,13 @@ concept RegisteredEnum = std::is_enum_v<T> && requires( T value ) {
 /// The registered type of \p T: null module for a type of the platform.
 template<class T>
 Varek::TypeData bindingOf() {
-   if constexpr ( RegisteredClass<T> )
+   if constexpr ( RegisteredClass<T> ) {
       return T::qelBinding();
-   else if constexpr ( RegisteredEnum<T> )
+   } else if constexpr ( RegisteredEnum<T> ) {
       return qelBinding( T{} );
-   else
+   } else {
       return {};
+   }
 }
 
 namespace Internal {
@@ -57,33 +58,37 @@ concept RadiusEnum =
 
 template<class T>
 constexpr bool hasText() {
-   if constexpr ( isOptional<T> )
+   if constexpr ( isOptional<T> ) {
       return hasText<typename T::value_type>();
-   else
+   } else {
       return std::is_arithmetic_v<T> || std::is_convertible_v<T const&, std::string_view> ||
              std::same_as<T, Varek::Duration> || requires( T const& value ) {
-         { stringValue( value ) } -> std::convertible_to<Varek::String>;
-      };
+                { stringValue( value ) } -> std::convertible_to<Varek::String>;
+             };
+   }
 }
 
 template<class T>
 constexpr bool isReadable() {
-   if constexpr ( isOptional<T> )
+   if constexpr ( isOptional<T> ) {
       return isReadable<typename T::value_type>();
-   else
+   } else {
       return hasText<T>() &&
              ( std::is_arithmetic_v<T> || RegisteredClass<T> || RegisteredEnum<T> ||
                RadiusEnum<T> || std::same_as<T, Varek::Bytes> || std::same_as<T, Varek::Duration> ||
                std::constructible_from<T, std::string_view> );
+   }
 }
 
 /// An optional must have a word for "no value" that is no value.
 template<class T>
 constexpr bool isAbsentUnique() {
    if constexpr ( RegisteredEnum<T> ) {
-      for ( auto const& one : decltype( qelEnumerators( T{} ) )::all )
-         if ( one.name == absentWord )
+      for ( auto const& one : decltype( qelEnumerators( T{} ) )::all ) {
+         if ( one.name == absentWord ) {
             return false;
+         }
+      }
    }
    return !isOptional<T>;
 }
@@ -129,10 +134,11 @@ template<HasText T>
 void formPrint( Varek::String& to, T const& value ) {
    if constexpr ( Internal::isOptional<T> ) {
       static_assert( Internal::isAbsentUnique<typename T::value_type>() );
-      if ( value )
+      if ( value ) {
          formPrint( to, *value );
-      else
+      } else {
          to += absentWord;
+      }
    } else if constexpr ( std::is_convertible_v<T const&, std::string_view> ) {
       Strep::quotedPrint( to, value );
    } else if constexpr ( RegisteredClass<T> ) {
@@ -147,10 +153,11 @@ void formPrint( Varek::String& to, T const& value ) {
 template<Readable T>
 void formRead( CharRange& range, T& value ) {
    if constexpr ( Internal::isOptional<T> ) {
-      if ( Strep::absentRead( range ) )
+      if ( Strep::absentRead( range ) ) {
          value.reset();
-      else
+      } else {
          formRead( range, value.emplace() );
+      }
    } else if constexpr ( std::same_as<T, bool> ) {
       value = Strep::booleanRead( range );
    } else if constexpr ( std::is_floating_point_v<T> ) {
@@ -217,48 +224,55 @@ struct InspectAtomicFnTable {
    static T const& at( void const* p ) { return *static_cast<T const*>( p ); }
 
    static void inspectConstruct( void* destination, void const* source ) {
-      if ( source )
+      if ( source ) {
          ::new ( destination ) T( at( source ) );
-      else
+      } else {
          ::new ( destination ) T();
+      }
    }
    static void inspectDestroy( void* p ) { std::destroy_at( &at( p ) ); }
    static void assign( void* p, void const* source ) { at( p ) = at( source ); }
    static bool equal( void const* a, void const* b ) { return Qel::same( at( a ), at( b ) ); }
    static String inspectEncodeToString( void const* p, FieldDescriptor, std::uint32_t flags ) {
       String text;
-      if constexpr ( Qel::HasText<T> )
-         if ( ( flags & StrepFlag::nested ) == 0 )
+      if constexpr ( Qel::HasText<T> ) {
+         if ( ( flags & StrepFlag::nested ) == 0 ) {
             return Qel::textOf( at( p ) );
+         }
+      }
       print( text, p );
       return text;
    }
    static void inspectDecodeFromString( void* p, std::string_view text, FieldDescriptor,
                                         std::uint32_t flags ) {
       if constexpr ( Qel::Readable<T> ) {
-         if ( ( flags & StrepFlag::nested ) == 0 )
+         if ( ( flags & StrepFlag::nested ) == 0 ) {
             Qel::strepToValue( text, at( p ) );
-         else
+         } else {
             at( p ) = Qel::formToValue<T>( text );
+         }
       }
    }
    static void print( String& to, void const* p ) {
-      if constexpr ( Qel::HasText<T> )
+      if constexpr ( Qel::HasText<T> ) {
          Qel::formPrint( to, at( p ) );
-      else
+      } else {
          to += Qel::typeName<T>;
+      }
    }
    static std::size_t parse( std::string_view text, std::size_t position, void* p ) {
       Qel::CharRange range( text, position );
-      if constexpr ( Qel::Readable<T> )
+      if constexpr ( Qel::Readable<T> ) {
          Qel::formRead( range, at( p ) );
+      }
       return range.position();
    }
    static bool less( void const* a, void const* b ) {
-      if constexpr ( std::totally_ordered<T> )
+      if constexpr ( std::totally_ordered<T> ) {
          return at( a ) < at( b );
-      else
+      } else {
          return false;
+      }
    }
    static std::uint32_t inspectGetHash( void const* p, FieldDescriptor ) {
       if constexpr ( Qel::Hashable<T> ) {
@@ -274,10 +288,11 @@ struct InspectAtomicFnTable {
    }
 
    static constexpr AtomicFnTable const* optionalOf() {
-      if constexpr ( Qel::Internal::isOptional<T> )
+      if constexpr ( Qel::Internal::isOptional<T> ) {
          return &InspectAtomicFnTable<typename T::value_type>::table;
-      else
+      } else {
          return nullptr;
+      }
    }
 
    static constexpr AtomicFnTable table{

@@ -20,13 +20,14 @@ constexpr bool isStored( AttributeKind kind ) {
 }
 
 template<class T>
-requires std::derived_from<T, ValueOf<T>>
+   requires std::derived_from<T, ValueOf<T>>
 struct Wire<T> {
    static constexpr std::size_t least = [] {
       std::size_t sum = 0;
       forEachAttribute<T>( [&]<class D>( D ) {
-         if constexpr ( isStored( D::kind ) )
+         if constexpr ( isStored( D::kind ) ) {
             sum += Wire<typename D::Field>::least;
+         }
       } );
       // A holder of constants takes no room, but a count of them must still be bounded.
       return std::max<std::size_t>( sum, 1 );
@@ -35,22 +36,25 @@ struct Wire<T> {
    static std::size_t size( T const& value ) {
       std::size_t sum = 0;
       forEachAttribute<T>( [&]<class D>( D ) {
-         if constexpr ( isStored( D::kind ) )
+         if constexpr ( isStored( D::kind ) ) {
             sum += Wire<typename D::Field>::size( D::get( value ) );
+         }
       } );
       return sum;
    }
    static std::uint8_t* put( std::uint8_t* to, T const& value ) {
       forEachAttribute<T>( [&]<class D>( D ) {
-         if constexpr ( isStored( D::kind ) )
+         if constexpr ( isStored( D::kind ) ) {
             to = Wire<typename D::Field>::put( to, D::get( value ) );
+         }
       } );
       return to;
    }
    static void read( NboAttrLog::In& in, T& value ) {
       forEachAttribute<T>( [&]<class D>( D ) {
-         if constexpr ( isStored( D::kind ) )
+         if constexpr ( isStored( D::kind ) ) {
             Wire<typename D::Field>::read( in, D::get( value ) );
+         }
       } );
    }
    static void form( Varek::String& text ) { text.append( typeName<T> ); }

@@ -83,15 +83,17 @@ inline void copyOctets( std::uint8_t* to, std::uint8_t const* from, std::size_t 
       std::memcpy( to, &head, sizeof head );
       std::memcpy( to + size - sizeof tail, &tail, sizeof tail );
    };
-   if ( size > 16 )
+   if ( size > 16 ) {
       std::memcpy( to, from, size );
-   else if ( size >= 8 )
+   } else if ( size >= 8 ) {
       twice( std::uint64_t{} );
-   else if ( size >= 4 )
+   } else if ( size >= 4 ) {
       twice( std::uint32_t{} );
-   else
-      for ( ; size > 0; --size )
+   } else {
+      for ( ; size > 0; --size ) {
          *to++ = *from++;
+      }
+   }
 }
 inline std::uint8_t* putOctets( std::uint8_t* to, void const* octets, std::size_t size ) {
    copyOctets( to, static_cast<std::uint8_t const*>( octets ), size );
@@ -100,14 +102,15 @@ inline std::uint8_t* putOctets( std::uint8_t* to, void const* octets, std::size_
 
 template<class U>
 U getUnsigned( NboAttrLog::In& in ) {
-   if constexpr ( sizeof( U ) == 1 )
+   if constexpr ( sizeof( U ) == 1 ) {
       return in.get8();
-   else if constexpr ( sizeof( U ) == 2 )
+   } else if constexpr ( sizeof( U ) == 2 ) {
       return in.get16();
-   else if constexpr ( sizeof( U ) == 4 )
+   } else if constexpr ( sizeof( U ) == 4 ) {
       return in.get32();
-   else
+   } else {
       return in.get64();
+   }
 }
 
 } // namespace Internal
@@ -120,8 +123,9 @@ struct Wire<bool> : Internal::FixedWire<1> {
    }
    static void read( NboAttrLog::In& in, bool& v ) {
       std::uint8_t const byte = in.get8();
-      if ( byte > 1 ) [[unlikely]]
+      if ( byte > 1 ) [[unlikely]] {
          in.fail( "a boolean is 0 or 1, not " + std::to_string( byte ) );
+      }
       v = byte != 0;
    }
    static void form( Varek::String& text ) { text += "bool"; }
@@ -138,7 +142,7 @@ struct Wire<T> : Internal::FixedWire<sizeof( T )> {
 };
 
 template<class T>
-requires std::is_enum_v<T>
+   requires std::is_enum_v<T>
 struct Wire<T> : Internal::FixedWire<4> {
    static std::uint8_t* put( std::uint8_t* to, T v ) {
       return Internal::putBig( to, static_cast<std::uint32_t>( v ) );
@@ -216,7 +220,7 @@ struct Wire<Lumo::IntfId> : Internal::FixedWire<8> {
 };
 
 template<class T>
-requires std::same_as<T, Bridging::VlanId> || std::same_as<T, Bridging::VlanIdOrNone>
+   requires std::same_as<T, Bridging::VlanId> || std::same_as<T, Bridging::VlanIdOrNone>
 struct Wire<T> : Internal::FixedWire<2> {
    static std::uint8_t* put( std::uint8_t* to, T v ) { return Internal::putBig( to, v.value() ); }
    static void read( NboAttrLog::In& in, T& v ) { v = T( in.get16() ); }
@@ -235,12 +239,14 @@ struct Wire<Lumo::IpGenPrefix> {
    static void read( NboAttrLog::In& in, Lumo::IpGenPrefix& v ) {
       auto const family = static_cast<Lumo::IpFamily>( in.get8() );
       unsigned const length = in.get8();
-      if ( family != Lumo::IpFamily::ipv4 && family != Lumo::IpFamily::ipv6 ) [[unlikely]]
+      if ( family != Lumo::IpFamily::ipv4 && family != Lumo::IpFamily::ipv6 ) [[unlikely]] {
          in.fail( "an address family is 4 or 6" );
+      }
       std::size_t const octets = family == Lumo::IpFamily::ipv4 ? 4 : 16;
       std::span<std::uint8_t const> const address( in.getOctets( octets ), octets );
-      if ( !Lumo::IpGenPrefix::isPrefix( family, address, length ) ) [[unlikely]]
+      if ( !Lumo::IpGenPrefix::isPrefix( family, address, length ) ) [[unlikely]] {
          in.fail( "a prefix has no bits beyond its length" );
+      }
       v = Lumo::IpGenPrefix( family, address, length );
    }
    static void form( Varek::String& text ) { text += "IpGenPrefix"; }
@@ -260,8 +266,9 @@ struct Wire<std::optional<T>> {
       bool present;
       Wire<bool>::read( in, present );
       v.reset();
-      if ( present )
+      if ( present ) {
          Wire<T>::read( in, v.emplace() );
+      }
    }
    static void form( Varek::String& text ) {
       text += '?';
@@ -274,14 +281,16 @@ namespace Internal {
 template<class Several>
 std::size_t sizeOfAll( Several const& several ) {
    std::size_t total = 0;
-   for ( auto const& one : several )
+   for ( auto const& one : several ) {
       total += Wire<typename Several::value_type>::size( one );
+   }
    return total;
 }
 template<class Several>
 std::uint8_t* putAll( std::uint8_t* to, Several const& several ) {
-   for ( auto const& one : several )
+   for ( auto const& one : several ) {
       to = Wire<typename Several::value_type>::put( to, one );
+   }
    return to;
 }
 
@@ -299,11 +308,13 @@ struct Wire<std::vector<T, A>> {
       v.clear();
       // Beyond this the storage grows as the elements come, whatever the count promises.
       v.reserve( std::min<std::uint32_t>( count, 1024 ) );
-      for ( std::uint32_t i = 0; i < count; ++i )
-         if constexpr ( requires { Wire<T>::append( in, v ); } )
+      for ( std::uint32_t i = 0; i < count; ++i ) {
+         if constexpr ( requires { Wire<T>::append( in, v ); } ) {
             Wire<T>::append( in, v );
-         else
+         } else {
             Wire<T>::read( in, v.emplace_back() );
+         }
+      }
    }
    static void form( Varek::String& text ) {
       text += '*';
@@ -319,8 +330,9 @@ struct Wire<std::array<T, count>> {
       return Internal::putAll( to, v );
    }
    static void read( NboAttrLog::In& in, std::array<T, count>& v ) {
-      for ( T& one : v )
+      for ( T& one : v ) {
          Wire<T>::read( in, one );
+      }
    }
    static void form( Varek::String& text ) {
       text += std::to_string( count ) + '*';

@@ -20,11 +20,13 @@ void Announcements::describe() {
    std::uint16_t number = 0;
    for ( Qel::TypeRecord const* const record : description_.records() ) {
       TypeNumber type{ record, number++, 0 };
-      for ( Qel::AttributeRecord const& attribute : record->attributes )
-         if ( attribute.childType )
+      for ( Qel::AttributeRecord const& attribute : record->attributes ) {
+         if ( attribute.childType ) {
             type.holdsChildren |= std::uint64_t{ 1 }
                                   << ( attribute.id.value() - Varek::firstEntityFieldId.value() ) %
                                         64;
+         }
+      }
       types_.emplace( record, type );
    }
    needsRestart_ = false;
@@ -33,15 +35,17 @@ void Announcements::describe() {
 TypeNumber const* Announcements::typeNumber( Qel::TypeRecord const& record ) const {
    auto const address = reinterpret_cast<std::uintptr_t>( &record );
    TypeNumber const*& recent = recent_[address / alignof( Qel::TypeRecord ) % recent_.size()];
-   if ( recent && recent->record == &record ) [[likely]]
+   if ( recent && recent->record == &record ) [[likely]] {
       return recent;
+   }
    auto const at = types_.find( &record );
    return recent = at == types_.end() ? nullptr : &at->second;
 }
 
 Announced* Announcements::findOrNew( Qel::Entity& entity, Qel::Entity const* parent ) {
-   if ( Announced* const known = find( entity ) )
+   if ( Announced* const known = find( entity ) ) {
       return known;
+   }
    TypeNumber const* const type = typeNumber( Qel::typeRecord( entity ) );
    if ( !type || nextHandle_ == 0 ) {
       needsRestart_ = true;
@@ -70,12 +74,14 @@ bool writeAnnouncement( ChunkOut& out, Parent const& parent, Announced const& ch
       6 + ( rootName ? textSize( *rootName ) : 0 ) +
       attrLogSizeCtorParams( Qel::NboAttrLog::currentVersion, type, *child.entity );
    if ( !out.outSmReserveMessage( rootName ? FrameKind::root : FrameKind::announce, parent.handle,
-                                  parent.field, size ) )
+                                  parent.field, size ) ) {
       return false;
+   }
    out.put32( child.handle );
    out.put16( child.type->number );
-   if ( rootName )
+   if ( rootName ) {
       putText( out, *rootName );
+   }
    serializeConstructorParams( out, type, *child.entity );
    out.outSmCommitMessage();
    return true;

@@ -26,8 +26,9 @@ inline constexpr unsigned maxConnections = 64;
 /// Calls \p f with the number of each bit.
 template<class F>
 void forEachBit( Connections set, F f ) {
-   for ( ; set != 0; set &= set - 1 )
+   for ( ; set != 0; set &= set - 1 ) {
       f( static_cast<unsigned>( std::countr_zero( set ) ) );
+   }
 }
 
 /// What a leader needs to know of a type.
@@ -67,8 +68,9 @@ public:
    /// nothing.
    template<class F>
    void forget( Qel::Entity const& entity, F f ) {
-      if ( std::uint32_t const place = table_.placeOf( entity ) )
+      if ( std::uint32_t const place = table_.placeOf( entity ) ) {
          table_.takeTree( place, f );
+      }
    }
    void connectionGone( Connections bit ) noexcept;
    /// Whether all connections have to end, since numbers have run out or a type has come that they

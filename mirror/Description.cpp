@@ -15,13 +15,15 @@ using Qel::NboAttrLog::Out;
 
 Description::Type describe( Qel::TypeRecord const& record ) {
    Description::Type type{ Varek::String( record.name ), record.kind, {}, {} };
-   for ( Varek::EnumeratorData const& one : record.enumerators )
+   for ( Varek::EnumeratorData const& one : record.enumerators ) {
       type.enumerators.push_back( { one.value, Varek::String( one.name ) } );
+   }
    for ( std::size_t i = 0; i < record.attributes.size(); ++i ) {
       Qel::AttributeRecord const& attribute = record.attributes[i];
       Varek::String form;
-      if ( record.wire[i].form )
+      if ( record.wire[i].form ) {
          record.wire[i].form( form );
+      }
       type.attributes.push_back( { attribute.id.value(), Varek::String( attribute.name ),
                                    Varek::String( stringValue( attribute.kind ) ),
                                    std::move( form ) } );
@@ -44,8 +46,9 @@ std::size_t sizeOf( Description::Module const& m ) {
 template<class T>
 std::size_t sizeOf( std::vector<T> const& all ) {
    std::size_t sum = 4;
-   for ( T const& one : all )
+   for ( T const& one : all ) {
       sum += sizeOf( one );
+   }
    return sum;
 }
 
@@ -74,8 +77,9 @@ void put( Out& out, Description::Module const& m ) {
 template<class T>
 void put( Out& out, std::vector<T> const& all ) {
    out.put32( static_cast<std::uint32_t>( all.size() ) );
-   for ( T const& one : all )
+   for ( T const& one : all ) {
       put( out, one );
+   }
 }
 
 // Bytes: what a count promises is held against those that are there.
@@ -96,22 +100,26 @@ class Comparison {
 public:
    Comparison( Description const& ours, Description::Side side, In& in )
       : in_( in ), side_( side ) {
-      for ( Description::Module const& module : ours.modules )
-         for ( Description::Type const& type : module.types )
+      for ( Description::Module const& module : ours.modules ) {
+         for ( Description::Type const& type : module.types ) {
             known_.emplace( type.name, &type );
+         }
+      }
    }
 
    /// Reads a type, or as much of it as does not differ.
    bool typeDiffers() {
       name_ = text();
       std::uint8_t const number = in_.get8();
-      if ( number > static_cast<std::uint8_t>( Varek::TypeKind::entity ) )
+      if ( number > static_cast<std::uint8_t>( Varek::TypeKind::entity ) ) {
          in_.fail( "a kind of type is 0 to 3, not " + std::to_string( number ) );
+      }
       auto const kind = static_cast<Varek::TypeKind>( number );
       auto const at = known_.find( name_ );
       Description::Type const* const ours = at == known_.end() ? nullptr : at->second;
-      if ( ours && ours->kind != kind )
+      if ( ours && ours->kind != kind ) {
          return differs( {}, "kind", nameOf( ours->kind ), nameOf( kind ) );
+      }
       return attributesDiffer( ours ) || enumeratorsDiffer( ours );
    }
    std::string_view text() {
@@ -155,18 +163,22 @@ private:
       for ( std::uint32_t count = in_.getCount( leastAttribute ); count > 0; --count ) {
          // The order of the calls is that of the initializers.
          Attribute const theirs{ in_.get16(), text(), text(), text() };
-         if ( ours && attributeDiffers( *ours, theirs ) )
+         if ( ours && attributeDiffers( *ours, theirs ) ) {
             return true;
+         }
       }
-      for ( std::size_t i = 0; i < met_.size(); ++i )
-         if ( auto const& one = ours->attributes[i]; !met_[i] && needed( *ours, one ) )
+      for ( std::size_t i = 0; i < met_.size(); ++i ) {
+         if ( auto const& one = ours->attributes[i]; !met_[i] && needed( *ours, one ) ) {
             return differs( part( one ), "form", one.form, "missing" );
+         }
+      }
       return false;
    }
    bool attributeDiffers( Description::Type const& type, Attribute const& theirs ) {
       auto const at = std::ranges::find( type.attributes, theirs.id, &Description::Attribute::id );
-      if ( at == type.attributes.end() )
+      if ( at == type.attributes.end() ) {
          return needed( type, theirs ) && differs( part( theirs ), "form", "missing", theirs.form );
+      }
       met_[static_cast<std::size_t>( at - type.attributes.begin() )] = true;
       auto const where = [&] {
          return side_ == Description::Side::leader ? part( *at ) : part( theirs );
@@ -180,11 +192,14 @@ private:
       for ( std::uint32_t count = in_.getCount( leastEnumerator ); count > 0; --count ) {
          std::uint32_t const value = in_.get32();
          std::string_view const theirs = text();
-         if ( ours )
-            for ( auto const& one : ours->enumerators )
-               if ( one.value == value && one.name != theirs )
+         if ( ours ) {
+            for ( auto const& one : ours->enumerators ) {
+               if ( one.value == value && one.name != theirs ) {
                   return differs( ", value " + std::to_string( value ), "enumerator", one.name,
                                   theirs );
+               }
+            }
+         }
       }
       return false;
    }
@@ -203,8 +218,9 @@ Description Description::ofThisProcess() {
    for ( Varek::ModuleInspectData const* const module : Varek::ModuleInspectData::all() ) {
       Module& described = all.modules.emplace_back();
       described.name = module->name;
-      for ( Varek::TypeInspectData const* const type : module->types )
+      for ( Varek::TypeInspectData const* const type : module->types ) {
          described.types.push_back( describe( Qel::typeRecord( *type ) ) );
+      }
    }
    return all;
 }
@@ -214,9 +230,11 @@ void Description::write( Out& out ) const { put( out, modules ); }
 
 std::vector<Qel::TypeRecord const*> Description::records() const {
    std::vector<Qel::TypeRecord const*> all;
-   for ( Module const& module : modules )
-      for ( Type const& type : module.types )
+   for ( Module const& module : modules ) {
+      for ( Type const& type : module.types ) {
          all.push_back( recordOf( type.name ) );
+      }
+   }
    return all;
 }
 
@@ -226,10 +244,12 @@ Description::difference( Side side, In& theirs, std::vector<Qel::TypeRecord cons
    for ( std::uint32_t count = theirs.getCount( leastModule ); count > 0; --count ) {
       comparison.text(); // what modules are called means nothing
       for ( std::uint32_t ofIt = theirs.getCount( leastType ); ofIt > 0; --ofIt ) {
-         if ( comparison.typeDiffers() )
+         if ( comparison.typeDiffers() ) {
             return std::move( comparison.sentence );
-         if ( side == Side::follower )
+         }
+         if ( side == Side::follower ) {
             types.push_back( recordOf( comparison.name() ) );
+         }
       }
    }
    theirs.expectEnd();

@@ -41,8 +41,9 @@ Endpoint::Endpoint( EndpointOptions const& options, Role role )
    : options_( options ), role_( role ) {}
 
 Endpoint::~Endpoint() {
-   if ( fd_ >= 0 )
+   if ( fd_ >= 0 ) {
       ::close( fd_ );
+   }
 }
 
 void Endpoint::start( int fd, Varek::String peer, Description ours ) {
@@ -64,13 +65,15 @@ void Endpoint::start( int fd, Varek::String peer, Description ours ) {
 
 void Endpoint::makeRoom() {
    // What comes after a refusal is not looked at.
-   if ( begin_ == end_ || phase_ == Phase::refusing )
+   if ( begin_ == end_ || phase_ == Phase::refusing ) {
       begin_ = end_ = 0;
+   }
    // Back to the usual size after a large frame.
    std::size_t const usual = usualRoom();
    bool const shrink = begin_ == end_ && capacity_ > 8 * usual;
-   if ( capacity_ - end_ >= usual / 2 && !shrink )
+   if ( capacity_ - end_ >= usual / 2 && !shrink ) {
       return;
+   }
    // Room for what has come, not for what was promised.
    std::size_t const left = end_ - begin_;
    std::size_t const most = head_ ? head_->size + usual : usual;
@@ -80,8 +83,9 @@ void Endpoint::makeRoom() {
       std::memmove( in_.get(), in_.get() + begin_, left );
    } else {
       auto bigger = std::make_unique_for_overwrite<std::uint8_t[]>( wanted );
-      if ( left != 0 )
+      if ( left != 0 ) {
          std::memcpy( bigger.get(), in_.get() + begin_, left );
+      }
       in_ = std::move( bigger );
       capacity_ = wanted;
    }
@@ -90,34 +94,38 @@ void Endpoint::makeRoom() {
 }
 
 bool Endpoint::readSome() {
-   if ( closed() )
+   if ( closed() ) {
       return false;
+   }
    makeRoom();
    std::ptrdiff_t const got = ::recv( fd_, in_.get() + end_, capacity_ - end_, MSG_DONTWAIT );
    if ( got > 0 ) {
       heard_ = true;
       bytesReceived_ += static_cast<std::size_t>( got );
-      if ( phase_ != Phase::refusing )
+      if ( phase_ != Phase::refusing ) {
          end_ += static_cast<std::size_t>( got );
+      }
       return true;
    }
-   if ( got == 0 )
+   if ( got == 0 ) {
       ended( "closed by the other side" );
-   else if ( errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR )
+   } else if ( errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR ) {
       ended( "reading failed: " + errorText( errno ) );
+   }
    return false;
 }
 
 void Endpoint::ended( Varek::String const& how ) {
-   if ( phase_ == Phase::refusing )
+   if ( phase_ == Phase::refusing ) {
       close( reason_ );
-   else if ( sendError_ != 0 && sendError_ != EPIPE && sendError_ != ECONNRESET )
+   } else if ( sendError_ != 0 && sendError_ != EPIPE && sendError_ != ECONNRESET ) {
       close( ( bytesReceived_ == 0 ? "connecting failed: " : "writing failed: " ) +
              errorText( sendError_ ) );
-   else if ( head_ || begin_ != end_ )
+   } else if ( head_ || begin_ != end_ ) {
       close( how + " within a frame, at offset " + std::to_string( bytesReceived_ ) );
-   else
+   } else {
       close( how );
+   }
 }
 
 std::size_t Endpoint::frameLimit() const {
@@ -127,16 +135,18 @@ std::size_t Endpoint::frameLimit() const {
 }
 
 bool Endpoint::nextFrame( Frame& frame ) {
-   if ( phase_ != Phase::running && phase_ != Phase::hello )
+   if ( phase_ != Phase::running && phase_ != Phase::hello ) {
       return false;
+   }
    std::span<std::uint8_t const> const bytes( in_.get() + begin_, end_ - begin_ );
    std::size_t headSize = 0;
    if ( head_ ) {
       frame.head = *head_;
    } else {
       headSize = heads_.read( bytes, frame.head );
-      if ( headSize == 0 )
+      if ( headSize == 0 ) {
          return false;
+      }
       std::size_t const limit = frameLimit();
       if ( frame.head.size > limit ) [[unlikely]] {
          refuse( "a frame of " + std::to_string( frame.head.size ) + " bytes at offset " +
@@ -187,8 +197,9 @@ void Endpoint::hello( Frame const& frame ) {
    In in( frame.payload, frame.offset );
    in.contextIs( "hello", frame.head.field );
    if ( frame.head.kind != FrameKind::hello || in.left() < 10 ||
-        std::memcmp( in.getOctets( 8 ), protocolMagic, 8 ) != 0 )
+        std::memcmp( in.getOctets( 8 ), protocolMagic, 8 ) != 0 ) {
       return refuse( "the first frame is no hello of this protocol" );
+   }
    if ( std::uint16_t const version = in.get16(); version != protocolVersion ) {
       bool const leads = role_ == Role::leader;
       return refuse( "protocol version " + std::to_string( leads ? protocolVersion : version ) +
@@ -206,8 +217,9 @@ void Endpoint::hello( Frame const& frame ) {
       return refuse( "hello, offset " + std::to_string( e.offset() ) +
                      ": a count that the message cannot hold" );
    }
-   if ( differs )
+   if ( differs ) {
       return refuse( *differs );
+   }
    ours_ = {};
    phase_ = Phase::running;
 }
@@ -228,18 +240,22 @@ void Endpoint::flush() {
          sendError_ = errno;
       }
    }
-   if ( sendError_ != 0 )
+   if ( sendError_ != 0 ) {
       queue_.clear();
-   if ( !full() )
+   }
+   if ( !full() ) {
       fullSince_.reset();
+   }
    out_.rewind();
-   if ( phase_ == Phase::refusing )
+   if ( phase_ == Phase::refusing ) {
       close( reason_ );
+   }
 }
 
 void Endpoint::keepAlive() {
-   if ( !out_.outSmReserveMessage( FrameKind::keepAlive, 0, noField, 0 ) )
+   if ( !out_.outSmReserveMessage( FrameKind::keepAlive, 0, noField, 0 ) ) {
       return;
+   }
    out_.outSmCommitMessage();
    flush();
    // tick() has the time of this one.
@@ -247,8 +263,9 @@ void Endpoint::keepAlive() {
 }
 
 void Endpoint::refuse( Varek::String const& text, Refusal kind ) {
-   if ( closed() || phase_ == Phase::refusing )
+   if ( closed() || phase_ == Phase::refusing ) {
       return;
+   }
    // A fault later on is one of this stream; the next one may be without.
    refused_ = phase_ == Phase::hello;
    phase_ = Phase::refusing;
@@ -264,8 +281,9 @@ void Endpoint::refuse( Varek::String const& text, Refusal kind ) {
 }
 
 void Endpoint::close( Varek::String reason ) noexcept {
-   if ( closed() )
+   if ( closed() ) {
       return;
+   }
    phase_ = Phase::closed;
    try {
       reasonIs( reason );
@@ -288,8 +306,9 @@ void Endpoint::reasonIs( Varek::String const& text ) {
 // What waits to be sent
 
 bool Endpoint::stalled( Clock::time_point now ) {
-   if ( !full() )
+   if ( !full() ) {
       return false;
+   }
    if ( !fullSince_ || bytesSent_ - sentBefore_ >= stallProgress ) {
       fullSince_ = now;
       sentBefore_ = bytesSent_;
@@ -305,22 +324,28 @@ Clock::duration Endpoint::stallTime() const {
 // between.
 
 Endpoint::Due Endpoint::tick( Clock::time_point now ) {
-   if ( closed() )
+   if ( closed() ) {
       return Due::nothing;
-   if ( !phaseSince_ )
+   }
+   if ( !phaseSince_ ) {
       phaseSince_ = now;
+   }
    // Time in which this process was stopped is not the peer's.
-   if ( now - std::exchange( tickedAt_, now ) > stallTime() / 2 )
+   if ( now - std::exchange( tickedAt_, now ) > stallTime() / 2 ) {
       fullSince_.reset();
-   if ( std::exchange( heard_, false ) )
+   }
+   if ( std::exchange( heard_, false ) ) {
       heardAt_ = now;
-   if ( std::exchange( spoke_, false ) )
+   }
+   if ( std::exchange( spoke_, false ) ) {
       spokeAt_ = now;
+   }
    if ( phase_ != Phase::running ) {
-      if ( now - *phaseSince_ >= options_.handshakeTimeout )
+      if ( now - *phaseSince_ >= options_.handshakeTimeout ) {
          close( phase_ == Phase::refusing
                    ? reason_
                    : "no hello within " + secondsText( options_.handshakeTimeout ) );
+      }
       return Due::nothing;
    }
    if ( now - heardAt_ >= options_.deadAfter ) {
@@ -328,8 +353,9 @@ Endpoint::Due Endpoint::tick( Clock::time_point now ) {
       return Due::nothing;
    }
    // A socket that nobody has tried of late may take something.
-   if ( stalled( now ) )
+   if ( stalled( now ) ) {
       flush();
+   }
    if ( stalled( now ) ) {
       close( "of " + std::to_string( queue_.bytes() ) + " bytes that wait only " +
              std::to_string( bytesSent_ - sentBefore_ ) + " were taken in " +
@@ -338,26 +364,33 @@ Endpoint::Due Endpoint::tick( Clock::time_point now ) {
    }
    // What waits to be sent is a sign of life itself, once the peer takes it.
    bool const silent = now - spokeAt_ >= options_.keepAlive && !wantsWrite();
-   if ( !silent )
+   if ( !silent ) {
       return Due::nothing;
+   }
    spokeAt_ = now;
    return Due::keepAlive;
 }
 
 Clock::time_point Endpoint::nextDeadline() const {
-   if ( closed() )
+   if ( closed() ) {
       return Clock::time_point::max();
-   if ( !phaseSince_ )
+   }
+   if ( !phaseSince_ ) {
       return Clock::time_point::min();
-   if ( phase_ != Phase::running )
+   }
+   if ( phase_ != Phase::running ) {
       return *phaseSince_ + options_.handshakeTimeout;
+   }
    Clock::time_point first = heardAt_ + options_.deadAfter;
-   if ( !wantsWrite() )
+   if ( !wantsWrite() ) {
       first = std::min( first, spokeAt_ + options_.keepAlive );
-   if ( fullSince_ )
+   }
+   if ( fullSince_ ) {
       first = std::min( first, *fullSince_ + stallTime() );
-   if ( heard_ || spoke_ || ( full() && !fullSince_ ) )
+   }
+   if ( heard_ || spoke_ || ( full() && !fullSince_ ) ) {
       first = std::min( first, tickedAt_ + options_.deadAfter / ticksInTime );
+   }
    return first;
 }
 

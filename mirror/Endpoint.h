@@ -88,10 +88,13 @@ public:
    template<class F>
    void receive( F onFrame ) {
       Frame frame;
-      for ( unsigned i = 0; i < readsAtOnce && readSome(); ++i )
-         while ( nextFrame( frame ) )
-            if ( !handleOwn( frame ) )
+      for ( unsigned i = 0; i < readsAtOnce && readSome(); ++i ) {
+         while ( nextFrame( frame ) ) {
+            if ( !handleOwn( frame ) ) {
                onFrame( frame );
+            }
+         }
+      }
    }
    /// Sends what the socket takes.
    void flush();

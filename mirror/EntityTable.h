@@ -51,12 +51,15 @@ public:
    std::uint32_t size() const { return size_; }
 
    Record* find( Qel::Entity const& entity ) {
-      if ( std::uint32_t const place = entity.qelPlace(); place - 1 < end_ ) [[likely]]
+      if ( std::uint32_t const place = entity.qelPlace(); place - 1 < end_ ) [[likely]] {
          if ( Record& record = at( place );
-              record.entity.get() == &entity && record.previous_ != onItsWayOut ) [[likely]]
+              record.entity.get() == &entity && record.previous_ != onItsWayOut ) [[likely]] {
             return &record;
-      if ( elsewhere_.size() == 0 ) [[likely]]
+         }
+      }
+      if ( elsewhere_.size() == 0 ) [[likely]] {
          return nullptr;
+      }
       std::uint32_t const place = placeElsewhere( entity );
       return place != 0 ? &at( place ) : nullptr;
    }
@@ -67,9 +70,11 @@ public:
 
    /// The place of the record of \p entity, 0 if there is none.
    std::uint32_t placeOf( Qel::Entity const& entity ) {
-      if ( elsewhere_.size() != 0 ) [[unlikely]]
-         if ( std::uint32_t const place = placeElsewhere( entity ) )
+      if ( elsewhere_.size() != 0 ) [[unlikely]] {
+         if ( std::uint32_t const place = placeElsewhere( entity ) ) {
             return place;
+         }
+      }
       return find( entity ) ? entity.qelPlace() : 0;
    }
 
@@ -77,17 +82,20 @@ public:
    /// no record yet. The only call here that allocates: if that fails, nothing is changed.
    std::uint32_t newMember( Record record, std::uint32_t parent = 0 ) {
       std::uint32_t const place = firstFree_ != 0 ? firstFree_ : nextPlace();
-      if ( record.entity->qelPlace() == 0 ) [[likely]]
+      if ( record.entity->qelPlace() == 0 ) [[likely]] {
          record.entity->qelPlaceIs( place );
-      else
+      } else {
          elsewhere_.newMemberG( Elsewhere{ record.entity.get(), place } );
-      if ( place == firstFree_ )
+      }
+      if ( place == firstFree_ ) {
          firstFree_ = at( place ).next_;
-      else
+      } else {
          end_ = place;
+      }
       at( place ) = std::move( record );
-      if ( parent != 0 )
+      if ( parent != 0 ) {
          link( place, parent );
+      }
       ++size_;
       return place;
    }
@@ -96,9 +104,11 @@ public:
    void takeTree( std::uint32_t place, F f ) {
       Chain taken;
       take( place, taken );
-      for ( std::uint32_t one = place; one != 0; one = at( one ).next_ )
-         while ( std::uint32_t const child = at( one ).firstChild_ )
+      for ( std::uint32_t one = place; one != 0; one = at( one ).next_ ) {
+         while ( std::uint32_t const child = at( one ).firstChild_ ) {
             take( child, taken );
+         }
+      }
       release( taken, f );
    }
    /// Takes out all records for which \p wanted( record ) is true; it is for all that are below
@@ -106,9 +116,11 @@ public:
    template<class Wanted>
    void takeIf( Wanted wanted ) {
       Chain taken;
-      for ( std::uint32_t place = 1; place <= end_; ++place )
-         if ( Record& record = at( place ); isHeld( record ) && wanted( record ) )
+      for ( std::uint32_t place = 1; place <= end_; ++place ) {
+         if ( Record& record = at( place ); isHeld( record ) && wanted( record ) ) {
             take( place, taken );
+         }
+      }
       release( taken, []( Record const& ) {} );
    }
    void clear() {
@@ -117,9 +129,11 @@ public:
 
    template<class F>
    void forEach( F f ) {
-      for ( std::uint32_t place = 1; place <= end_; ++place )
-         if ( Record& record = at( place ); isHeld( record ) )
+      for ( std::uint32_t place = 1; place <= end_; ++place ) {
+         if ( Record& record = at( place ); isHeld( record ) ) {
             f( record );
+         }
+      }
    }
 
 private:
@@ -151,8 +165,9 @@ private:
    }
 
    std::uint32_t nextPlace() {
-      if ( end_ == pages_.size() * pageSize )
+      if ( end_ == pages_.size() * pageSize ) {
          pages_.push_back( std::make_unique<Page>() );
+      }
       return end_ + 1;
    }
    std::uint32_t placeElsewhere( Qel::Entity const& entity ) const {
@@ -161,18 +176,21 @@ private:
    }
    void link( std::uint32_t place, std::uint32_t parent ) {
       std::uint32_t& first = at( parent ).firstChild_;
-      if ( first != 0 )
+      if ( first != 0 ) {
          at( first ).previous_ = place;
+      }
       at( place ).parent_ = parent;
       at( place ).next_ = std::exchange( first, place );
    }
    void unlink( Record const& one ) {
-      if ( one.next_ != 0 )
+      if ( one.next_ != 0 ) {
          at( one.next_ ).previous_ = one.previous_;
-      if ( one.previous_ != 0 )
+      }
+      if ( one.previous_ != 0 ) {
          at( one.previous_ ).next_ = one.next_;
-      else if ( one.parent_ != 0 )
+      } else if ( one.parent_ != 0 ) {
          at( one.parent_ ).firstChild_ = one.next_;
+      }
    }
    void take( std::uint32_t place, Chain& to ) {
       Record& record = at( place );
@@ -202,8 +220,9 @@ private:
    void unnote( Record const& record ) {
       bool const noted =
          elsewhere_.size() == 0 || !elsewhere_.deleteMemberG( keyOf( record.entity.get() ) );
-      if ( noted ) [[likely]]
+      if ( noted ) [[likely]] {
          record.entity->qelPlaceIs( 0 );
+      }
    }
 
    std::vector<std::unique_ptr<Page>> pages_;
@@ -221,25 +240,29 @@ class HandleMap {
 public:
    /// 0 if there is none.
    std::uint32_t find( std::uint32_t handle ) const {
-      if ( handle < near_.size() ) [[likely]]
+      if ( handle < near_.size() ) [[likely]] {
          return near_[handle];
+      }
       auto const found = far_.find( handle );
       return found == far_.end() ? 0 : found->second;
    }
    /// \p count is the number of records.
    void placeIs( std::uint32_t handle, std::uint32_t place, std::uint32_t count ) {
-      if ( handle >= near_.size() ) [[unlikely]]
+      if ( handle >= near_.size() ) [[unlikely]] {
          growFor( handle, 2 * std::size_t{ count } + leastRoom );
-      if ( handle < near_.size() ) [[likely]]
+      }
+      if ( handle < near_.size() ) [[likely]] {
          near_[handle] = place;
-      else
+      } else {
          far_[handle] = place;
+      }
    }
    void placeDel( std::uint32_t handle ) {
-      if ( handle < near_.size() ) [[likely]]
+      if ( handle < near_.size() ) [[likely]] {
          near_[handle] = 0;
-      else
+      } else {
          far_.erase( handle );
+      }
    }
    void clear() {
       near_ = {};
@@ -251,13 +274,15 @@ private:
 
    void growFor( std::uint32_t handle, std::size_t bound ) {
       // By a good part at once, since all that are far are gone through.
-      if ( handle >= bound || bound < near_.size() + near_.size() / 2 )
+      if ( handle >= bound || bound < near_.size() + near_.size() / 2 ) {
          return;
+      }
       near_.resize( bound );
       std::erase_if( far_, [this]( auto const& one ) {
          bool const isNear = one.first < near_.size();
-         if ( isNear )
+         if ( isNear ) {
             near_[one.first] = one.second;
+         }
          return isNear;
       } );
    }

@@ -25,10 +25,12 @@ EntityQelNboAttrLogSa mirrored( Qel::Entity& entity, Qel::TypeRecord const& type
 Varek::String where( std::string_view type, Varek::FieldId field, std::uint64_t offset ) {
    Varek::String text( type.empty() ? "message" : type );
    text += ", field " + std::to_string( field.value() );
-   if ( Varek::TypeInspectData const* const known = Varek::ModuleInspectData::findType( type ) )
+   if ( Varek::TypeInspectData const* const known = Varek::ModuleInspectData::findType( type ) ) {
       if ( Qel::AttributeRecord const* const attribute =
-              Qel::typeRecord( *known ).attribute( field ) )
+              Qel::typeRecord( *known ).attribute( field ) ) {
          text.append( " (" ).append( attribute->name ).append( ")" );
+      }
+   }
    return text + ", offset " + std::to_string( offset ) + ": ";
 }
 
@@ -36,8 +38,9 @@ Varek::String where( std::string_view type, Varek::FieldId field, std::uint64_t 
 
 Follower::Follower( FollowerOptions options ) : options_( std::move( options ) ) {}
 Follower::~Follower() {
-   for ( auto const& [name, root] : roots_ )
+   for ( auto const& [name, root] : roots_ ) {
       root.readOnlyProxyIs( false );
+   }
 }
 
 // Connection
@@ -47,8 +50,9 @@ void Follower::connectedIs( int fd, Varek::String const& peer ) {
    made->start( fd, peer, Description::ofThisProcess() );
    endpoint_ = std::move( made );
    forgetAll();
-   for ( auto& [name, root] : roots_ )
+   for ( auto& [name, root] : roots_ ) {
       root.announced = false;
+   }
    skipped_ = unknownTypes_ = countedOn_ = 0;
    newest_ = 0;
    synced_ = reported_ = false;
@@ -56,35 +60,42 @@ void Follower::connectedIs( int fd, Varek::String const& peer ) {
 
 void Follower::close() {
    reported_ = true;
-   if ( endpoint_ )
+   if ( endpoint_ ) {
       endpoint_->close( "closed by this side" );
+   }
    finish();
 }
 
 void Follower::onReadable() {
-   if ( !endpoint_ )
+   if ( !endpoint_ ) {
       return;
+   }
    endpoint_->receive( [this]( Frame const& one ) { frame( one ); } );
    finish();
    // What an observer throws concerns neither the stream nor the messages after it.
-   if ( observersFault_ )
+   if ( observersFault_ ) {
       std::rethrow_exception( std::exchange( observersFault_, nullptr ) );
+   }
 }
 
 void Follower::onWritable() {
-   if ( endpoint_ )
+   if ( endpoint_ ) {
       endpoint_->flush();
+   }
    finish();
 }
 
 void Follower::tick( Clock::time_point now ) {
-   if ( !endpoint_ )
+   if ( !endpoint_ ) {
       return;
+   }
    // Words that lie unread are a sign of life: the process may have been stopped for a while.
-   if ( endpoint_->nextDeadline() <= now )
+   if ( endpoint_->nextDeadline() <= now ) {
       endpoint_->receive( [this]( Frame const& one ) { frame( one ); } );
-   if ( endpoint_->tick( now ) == Endpoint::Due::keepAlive )
+   }
+   if ( endpoint_->tick( now ) == Endpoint::Due::keepAlive ) {
       endpoint_->keepAlive();
+   }
    onWritable();
 }
 
@@ -93,13 +104,15 @@ Clock::time_point Follower::nextDeadline() const {
 }
 
 void Follower::finish() {
-   if ( !endpoint_ || !endpoint_->closed() )
+   if ( !endpoint_ || !endpoint_->closed() ) {
       return;
+   }
    // Entities that the leader removes while we are away are not to be held by their handles.
    forgetAll();
    synced_ = false;
-   if ( !std::exchange( reported_, true ) && onClosed )
+   if ( !std::exchange( reported_, true ) && onClosed ) {
       onClosed( Varek::String( endpoint_->reason() ) );
+   }
 }
 
 Follower::Stats Follower::stats() const {
@@ -114,8 +127,9 @@ Follower::Stats Follower::stats() const {
 // Handles
 
 Follower::Known* Follower::find( std::uint32_t handle ) {
-   if ( last_ && last_->handle == handle ) [[likely]]
+   if ( last_ && last_->handle == handle ) [[likely]] {
       return last_;
+   }
    std::uint32_t const place = places_.find( handle );
    return last_ = place != 0 ? &known_.at( place ) : nullptr;
 }
@@ -140,20 +154,23 @@ void Follower::knownIs( std::uint32_t handle, Known const* parent, Qel::TypeReco
 }
 
 void Follower::entityRemoved( Qel::Entity& removed ) {
-   if ( Known const* const one = known_.find( removed ) )
+   if ( Known const* const one = known_.find( removed ) ) {
       forget( one->handle );
+   }
 }
 
 /// With all that is below.
 void Follower::forget( std::uint32_t handle ) {
    std::uint32_t const place = places_.find( handle );
-   if ( place == 0 ) [[likely]]
+   if ( place == 0 ) [[likely]] {
       return;
+   }
    last_ = nullptr;
    known_.takeTree( place, [this]( Known const& one ) {
       places_.placeDel( one.handle );
-      if ( !transactions_.empty() ) [[unlikely]]
+      if ( !transactions_.empty() ) [[unlikely]] {
          transactionsCancelOf( *one.entity, *one.type );
+      }
    } );
 }
 
@@ -179,10 +196,11 @@ void Follower::frame( Frame const& one ) {
       apply( one );
    } catch ( ... ) {
       // An observer may throw what a fault in the stream would. What the message has to do is done.
-      if ( Varek::observerExceptions() == thrown )
+      if ( Varek::observerExceptions() == thrown ) {
          refuse( one );
-      else if ( !observersFault_ )
+      } else if ( !observersFault_ ) {
          observersFault_ = std::current_exception();
+      }
    }
 }
 
@@ -218,22 +236,25 @@ void Follower::apply( Frame const& one ) {
       break;
    }
    Known const* const known = find( one.head.entity );
-   if ( !known ) [[unlikely]]
+   if ( !known ) [[unlikely]] {
       return notKnown( one );
-   if ( one.head.kind == FrameKind::announce )
+   }
+   if ( one.head.kind == FrameKind::announce ) {
       announce( one, *known );
-   else if ( one.head.kind == FrameKind::attribute ) [[likely]]
+   } else if ( one.head.kind == FrameKind::attribute ) [[likely]] {
       attribute( one, *known );
-   else
+   } else {
       transaction( one, *known );
+   }
 }
 
 /// About an entity that only the leader's side has a type or a place for. No record is kept of
 /// those, since nothing that would be understood here tells when they go.
 void Follower::notKnown( Frame const& one ) {
-   if ( one.head.entity == 0 || one.head.entity > newest_ ) [[unlikely]]
+   if ( one.head.entity == 0 || one.head.entity > newest_ ) [[unlikely]] {
       return fail( one, "no entity with handle " + std::to_string( one.head.entity ) +
                            " has been announced" );
+   }
    if ( one.head.kind != FrameKind::announce ) {
       ++skipped_;
       return;
@@ -247,36 +268,41 @@ void Follower::notKnown( Frame const& one ) {
 void Follower::attribute( Frame const& one, Known const& known ) {
    In in( one.payload, one.offset );
    if ( !doHandleAttrDeserialization( mirrored( *known.entity, *known.type, *this ), one.head.field,
-                                      in ) )
+                                      in ) ) {
       ++skipped_;
+   }
 }
 
 void Follower::transaction( Frame const& one, Known const& known ) {
    In in( one.payload, one.offset );
    in.contextIs( known.type->name, one.head.field );
    auto const sa = mirrored( *known.entity, *known.type, *this );
-   if ( one.head.kind == FrameKind::transactionBegin )
+   if ( one.head.kind == FrameKind::transactionBegin ) {
       return transactionBegin( sa, one, in );
+   }
    in.expectEnd();
    // Taken off first: what is removed at the end is told to observers, who may throw.
    Varek::Ptr<Qel::Entity> const keepAlive( known.entity );
    transactions_.deleteMemberG( { known.entity.get(), one.head.field } );
-   if ( one.head.kind == FrameKind::transactionCancel )
+   if ( one.head.kind == FrameKind::transactionCancel ) {
       attrTransactionCancel( sa, one.head.field );
-   else if ( !doHandleAttrTransaction( sa, one.head.field, 2 ) )
+   } else if ( !doHandleAttrTransaction( sa, one.head.field, 2 ) ) {
       ++skipped_;
+   }
 }
 
 void Follower::transactionBegin( EntityQelNboAttrLogSa const& sa, Frame const& one, In& in ) {
    std::uint32_t const expected = expectedElements( in, one );
    in.expectEnd();
-   if ( attrTransactionActive( sa, one.head.field ) ) [[unlikely]]
+   if ( attrTransactionActive( sa, one.head.field ) ) [[unlikely]] {
       in.fail( "its elements are under way already" );
-   if ( doHandleAttrTransaction( sa, one.head.field, 0, expected ) )
+   }
+   if ( doHandleAttrTransaction( sa, one.head.field, 0, expected ) ) {
       transactions_.newMemberG(
          Transaction{ Varek::Ptr<Qel::Entity>( &sa.entity() ), one.head.field } );
-   else
+   } else {
       ++skipped_;
+   }
 }
 
 // Where the end will not come nothing is removed.
@@ -287,13 +313,16 @@ void Follower::transactionCancel( Transaction const& one ) {
 }
 void Follower::transactionsCancel() {
    auto const all = std::exchange( transactions_, {} );
-   for ( Transaction const& one : all )
+   for ( Transaction const& one : all ) {
       transactionCancel( one );
+   }
 }
 void Follower::transactionsCancelOf( Qel::Entity& entity, Qel::TypeRecord const& type ) {
-   for ( Qel::AttributeRecord const& attribute : type.attributes )
-      if ( auto const open = transactions_.deleteMemberG( { &entity, attribute.id } ) )
+   for ( Qel::AttributeRecord const& attribute : type.attributes ) {
+      if ( auto const open = transactions_.deleteMemberG( { &entity, attribute.id } ) ) {
          transactionCancel( *open );
+      }
+   }
 }
 
 /// Elements come after the marker; those of a marker before are in bytes that have been counted on.
@@ -310,19 +339,22 @@ std::uint32_t Follower::expectedElements( In& in, Frame const& begin ) {
 Qel::TypeRecord const* Follower::typeNumbered( In& in ) {
    auto const& types = endpoint_->types();
    std::uint16_t const number = in.get16();
-   if ( number >= types.size() ) [[unlikely]]
+   if ( number >= types.size() ) [[unlikely]] {
       in.fail( "there is no type number " + std::to_string( number ) );
+   }
    Qel::TypeRecord const* const type = types[number];
-   if ( type && type->kind != Varek::TypeKind::entity ) [[unlikely]]
+   if ( type && type->kind != Varek::TypeKind::entity ) [[unlikely]] {
       in.fail( "type " + Varek::String( type->name ) + " is not one of entities" );
+   }
    unknownTypes_ += type == nullptr;
    return type;
 }
 
 std::uint32_t Follower::childHandle( In& in, std::uint32_t parent ) {
    std::uint32_t const handle = in.get32();
-   if ( handle == 0 || handle == parent ) [[unlikely]]
+   if ( handle == 0 || handle == parent ) [[unlikely]] {
       in.fail( "an entity cannot have handle " + std::to_string( handle ) );
+   }
    return handle;
 }
 
@@ -332,18 +364,21 @@ void Follower::announce( Frame const& one, Known const& parent ) {
    std::uint32_t const handle = childHandle( in, parent.handle );
    Qel::TypeRecord const* const type = typeNumbered( in );
    Qel::AttributeRecord const* const attribute = parent.type->attribute( one.head.field );
-   if ( !type || !attribute )
+   if ( !type || !attribute ) {
       return announced( handle );
-   if ( !attribute->childType || &Qel::typeRecord( attribute->childType() ) != type ) [[unlikely]]
+   }
+   if ( !attribute->childType || &Qel::typeRecord( attribute->childType() ) != type ) [[unlikely]] {
       in.fail( "a child of type " + Varek::String( type->name ) + " does not belong here" );
+   }
    Known const above = parent; // which moves, and may go, while observers are told
    Qel::FirstFailure failure;
    Qel::Entity* const child =
       childForAttrLog( mirrored( *above.entity, *above.type, *this ), one.head.field, in, failure );
-   if ( child )
+   if ( child ) {
       knownIs( handle, find( above.handle ), *type, *child );
-   else
+   } else {
       announced( handle );
+   }
    failure.rethrow();
 }
 

@@ -113,8 +113,9 @@ private:
       bool announced = false; // on the present connection
 
       void readOnlyProxyIs( bool proxy ) const {
-         if ( entity )
+         if ( entity ) {
             entity->qelReadOnlyProxyIs( proxy );
+         }
       }
    };
 

@@ -13,22 +13,25 @@ using Qel::NboAttrLog::In;
 /// What the calls throw concerns neither the stream nor what else a message brings.
 template<class Call, class... Arguments>
 void Follower::tell( Call const& call, Arguments&&... arguments ) {
-   if ( !call )
+   if ( !call ) {
       return;
+   }
    try {
       call( std::forward<Arguments>( arguments )... );
    } catch ( ... ) {
-      if ( !observersFault_ )
+      if ( !observersFault_ ) {
          observersFault_ = std::current_exception();
+      }
    }
 }
 
 void Follower::rootIs( Varek::String const& name, Varek::Ptr<Qel::Entity> root ) {
    auto const before = roots_.find( name );
    bool const same = before != roots_.end() && before->second.entity == root;
-   if ( root->readOnlyProxy() && !same )
+   if ( root->readOnlyProxy() && !same ) {
       throw Varek::RangeError( "a tree mirrors one other; what is to be the mirror of root \"" +
                                name + "\" is one already, or part of one" );
+   }
    Root& held = roots_[name];
    VAREK_ASSERT( !held.announced );
    held.readOnlyProxyIs( false );
@@ -43,8 +46,9 @@ Varek::Ptr<Qel::Entity> Follower::root( Varek::String const& name ) const {
 
 std::vector<Varek::String> Follower::roots() const {
    std::vector<Varek::String> names;
-   for ( auto const& [name, root] : roots_ )
+   for ( auto const& [name, root] : roots_ ) {
       names.push_back( name );
+   }
    return names;
 }
 
@@ -52,12 +56,14 @@ void Follower::rootFrame( Frame const& one ) {
    In in( one.payload, one.offset );
    in.contextIs( "root", one.head.field );
    std::uint32_t const handle = in.get32();
-   if ( handle == 0 || find( handle ) ) [[unlikely]]
+   if ( handle == 0 || find( handle ) ) [[unlikely]] {
       in.fail( "a new root cannot have handle " + std::to_string( handle ) );
+   }
    Qel::TypeRecord const* const type = typeNumbered( in );
    auto const name = getText( in );
-   if ( !type )
+   if ( !type ) {
       return announced( handle );
+   }
    in.contextIs( type->name, one.head.field );
    Varek::Ptr<Qel::Entity> const entity = rootFor( name, *type, in );
    Root& root = roots_[name];
@@ -66,8 +72,9 @@ void Follower::rootFrame( Frame const& one ) {
    root.handle = handle;
    root.announced = true;
    knownIs( handle, nullptr, *type, *entity );
-   if ( !std::exchange( root.told, true ) )
+   if ( !std::exchange( root.told, true ) ) {
       tell( onRoot, name, *entity );
+   }
 }
 
 /// The root that is held, if the constructor parameters that come next are its own, or a new one.
@@ -81,8 +88,9 @@ Varek::Ptr<Qel::Entity> Follower::rootFor( Varek::String const& name, Qel::TypeR
    };
    // Whoever is told that the root is gone may give another.
    while ( !fits() ) {
-      if ( !root( name ) )
+      if ( !root( name ) ) {
          return newEntityForAttrLog( type, in );
+      }
       roots_[name].given = false;
       rootDrop( name );
    }
@@ -97,27 +105,32 @@ void Follower::rootDrop( Varek::String const& name ) {
    root.announced = false;
    root.readOnlyProxyIs( false );
    entityRemoved( *gone );
-   if ( !root.given )
+   if ( !root.given ) {
       roots_.erase( at );
-   if ( told )
+   }
+   if ( told ) {
       tell( onRootGone, name, *gone );
+   }
 }
 
 void Follower::rootGone( std::uint32_t handle ) {
    auto const at = std::ranges::find_if( roots_, [&]( auto const& one ) {
       return one.second.announced && one.second.handle == handle;
    } );
-   if ( at != roots_.end() )
+   if ( at != roots_.end() ) {
       rootDrop( Varek::String( at->first ) );
-   else if ( find( handle ) || handle > newest_ )
+   } else if ( find( handle ) || handle > newest_ ) {
       endpoint_->refuse( "no root with handle " + std::to_string( handle ) +
                          " has been announced" );
+   }
 }
 
 void Follower::syncedFrame() {
-   for ( Varek::String const& name : roots() )
-      if ( Root const& root = roots_[name]; !root.announced && root.told )
+   for ( Varek::String const& name : roots() ) {
+      if ( Root const& root = roots_[name]; !root.announced && root.told ) {
          rootDrop( name );
+      }
+   }
    synced_ = true;
    tell( onSynced );
 }

@@ -28,10 +28,12 @@ void Group::leave( LeaderConnection& member ) {
 
 void Group::leaveThoseOver() noexcept {
    someOver_ = false;
-   for ( std::size_t i = members_.size(); i-- > 0; )
+   for ( std::size_t i = members_.size(); i-- > 0; ) {
       if ( LeaderConnection& member = *members_[i];
-           member.isBehind() || member.queue().bytes() > outputLimit_ )
+           member.isBehind() || member.queue().bytes() > outputLimit_ ) {
          member.leaveGroup();
+      }
+   }
 }
 
 void Group::pass( Varek::Ptr<Chunk> const& chunk, std::uint8_t const* from,
@@ -52,8 +54,9 @@ void Group::begin() {
    if ( interrupted_ ) [[unlikely]] {
       forgetLast();
       interrupted_ = false;
-      for ( LeaderConnection* const member : members_ )
+      for ( LeaderConnection* const member : members_ ) {
          member->groupFollows();
+      }
    }
 }
 
@@ -67,11 +70,13 @@ void Group::sayToAll( What const& what, Say say ) noexcept {
       // Some of it may have been said, and some is noted as said: no member has a stream that goes
       // on from here.
       drop();
-      while ( !members_.empty() )
+      while ( !members_.empty() ) {
          members_.back()->fail( what );
+      }
    }
-   if ( someOver_ ) [[unlikely]]
+   if ( someOver_ ) [[unlikely]] {
       leaveThoseOver();
+   }
 }
 
 void Group::encode( EntityQelNboAttrLogSa const& sa, Varek::FieldId id, void const* key ) noexcept {
@@ -85,22 +90,26 @@ void Group::encode( EntityQelNboAttrLogSa const& sa, Varek::FieldId id, void con
 bool Group::announce( Parent const& parent, Qel::Entity& child, Varek::String const* rootName ) {
    // Members may end while something is said, the last of them too: then there is nobody to say it
    // to, and nothing to be noted.
-   if ( bits_ == 0 )
+   if ( bits_ == 0 ) {
       return true;
+   }
    Announced* const known = announcements_.findOrNew( child, parent.entity );
    // Without a number all connections end soon; the caller goes on as if it were said.
-   if ( !known || ( known->to & bits_ ) == bits_ )
+   if ( !known || ( known->to & bits_ ) == bits_ ) {
       return true;
+   }
    // Noted first, so that the entry stays when a member ends meanwhile.
    Connections const before = std::exchange( known->to, known->to | bits_ );
    Announced const one = *known; // which goes with the last member
    if ( !writeAnnouncement( *this, parent, one, rootName ) ) {
-      if ( bits_ != 0 )
+      if ( bits_ != 0 ) {
          known->to &= before;
+      }
       return bits_ == 0;
    }
-   if ( bits_ != 0 )
+   if ( bits_ != 0 ) {
       contents( one );
+   }
    return true;
 }
 
@@ -112,11 +121,13 @@ void Group::contents( Announced one ) {
    if ( depth_ < maxDepth ) {
       Internal::Deeper const deeper( depth_ );
       bool const outermost = depth_ == 1;
-      if ( outermost )
+      if ( outermost ) {
          allowanceIs( outputLimit_ );
+      }
       auto const unlimit = [&] {
-         if ( outermost )
+         if ( outermost ) {
             allowanceIs( unlimited );
+         }
       };
       try {
          from = handleAttrFlowOut(
@@ -128,26 +139,30 @@ void Group::contents( Announced one ) {
          throw;
       }
       unlimit();
-      if ( from == 0 )
+      if ( from == 0 ) {
          return;
+      }
    }
    contentsLeft( one, all, from );
 }
 
 void Group::contentsLeft( Announced const& one, FlowOut const& marks, int from ) {
-   for ( std::size_t i = members_.size(); i-- > 0; )
+   for ( std::size_t i = members_.size(); i-- > 0; ) {
       members_[i]->contentsLeft( one, marks, from );
+   }
    someOver_ = true;
 }
 
 void Group::rootAnnounce( Varek::String const& name, Qel::Entity& root ) noexcept {
-   if ( !members_.empty() )
+   if ( !members_.empty() ) {
       sayToAll( { &Qel::typeRecord( root ), {} }, [&] { announce( {}, root, &name ); } );
+   }
 }
 
 void Group::rootGone( std::uint32_t handle ) noexcept {
-   if ( members_.empty() )
+   if ( members_.empty() ) {
       return;
+   }
    sayToAll( {}, [&] {
       outSmReserveMessage( FrameKind::rootGone, handle, {}, 0 );
       outSmCommitMessage();

@@ -21,20 +21,24 @@ Leader::~Leader() = default;
 
 void Leader::requireUnpublished( Qel::Entity const& entity ) const {
    auto const isIn = []( Qel::Entity const* below, Qel::Entity const& tree ) {
-      while ( below && below != &tree )
+      while ( below && below != &tree ) {
          below = below->parent();
+      }
       return below != nullptr;
    };
-   for ( auto const& [name, root] : roots_ )
-      if ( isIn( &entity, *root.entity ) || isIn( root.entity.get(), entity ) )
+   for ( auto const& [name, root] : roots_ ) {
+      if ( isIn( &entity, *root.entity ) || isIn( root.entity.get(), entity ) ) {
          throw Varek::RangeError( "an entity is published once; this one is part of root \"" +
                                   name + "\", or that part of it" );
+      }
+   }
 }
 
 void Leader::rootIs( Varek::String const& name, Varek::Ptr<Qel::Entity> root ) {
    auto const before = roots_.find( name );
-   if ( before != roots_.end() && before->second.entity == root )
+   if ( before != roots_.end() && before->second.entity == root ) {
       return;
+   }
    requireUnpublished( *root );
    // First, as the state right after each change is what is to be said of it.
    std::map<Varek::String, Root> made;
@@ -49,8 +53,9 @@ void Leader::rootIs( Varek::String const& name, Varek::Ptr<Qel::Entity> root ) {
 
 void Leader::rootDel( Varek::String const& name ) {
    auto const at = roots_.find( name );
-   if ( at == roots_.end() )
+   if ( at == roots_.end() ) {
       return;
+   }
    Root const gone = std::move( at->second );
    roots_.erase( at );
    if ( Announced const* const known = announcements_.find( *gone.entity ) ) {
@@ -67,26 +72,29 @@ void Leader::rootDel( Varek::String const& name ) {
 void Leader::forget( Qel::Entity const& entity ) noexcept {
    announcements_.forget( entity, [this]( Announced const& one ) {
       forEachBit( one.to & ~group_.members(), [&]( unsigned i ) {
-         if ( byBit_[i] )
+         if ( byBit_[i] ) {
             byBit_[i]->forgotten( one.handle );
+         }
       } );
    } );
 }
 
 void Leader::changed( Varek::Change const& change ) noexcept {
    Announced const* const known = announcements_.find( Qel::entityOf( change ) );
-   if ( !known )
+   if ( !known ) {
       return;
+   }
    Announced const one = *known; // which moves when others are made known
    // Who may hold what was there before: a child, those who were told of it.
    Connections held = change.oldData() ? ~Connections{ 0 } : 0;
-   if ( change.oldData() && one.type->mayHoldChild( change.id() ) )
+   if ( change.oldData() && one.type->mayHoldChild( change.id() ) ) {
       if ( Qel::Entity const* const old =
               Qel::oldChild( *one.type->record, change.id(), change.oldData() ) ) {
          Announced const* const gone = announcements_.find( *old );
          held = gone ? gone->to : 0;
          forget( *old );
       }
+   }
    Connections const members = group_.members();
    if ( ( one.to & members ) != 0 ) {
       // The first of them encodes for all.
@@ -97,8 +105,9 @@ void Leader::changed( Varek::Change const& change ) noexcept {
       streamAdapterOnAttribute( sa, change.id(), change.keyData() );
    }
    forEachBit( one.to & ~members, [&]( unsigned i ) {
-      if ( byBit_[i] )
+      if ( byBit_[i] ) {
          byBit_[i]->offer( one, change.id(), change.keyData(), ( held >> i & 1 ) != 0 );
+      }
    } );
    restartIfNeeded();
 }
@@ -113,17 +122,19 @@ LeaderConnection& Leader::connectionIs( int fd, Varek::String const& peer,
    auto const free = std::ranges::find( byBit_, nullptr );
    auto const place = static_cast<std::size_t>( free - std::begin( byBit_ ) );
    Connections const bit = refused ? 0 : Connections{ 1 } << place;
-   if ( std::ranges::all_of( byBit_, []( auto* one ) { return !one; } ) )
+   if ( std::ranges::all_of( byBit_, []( auto* one ) { return !one; } ) ) {
       announcements_.describe();
+   }
    auto made = std::unique_ptr<LeaderConnection>( new LeaderConnection( *this, options_, bit ) );
    LeaderConnection& connection = *made;
    Varek::String name( peer );
    Description ours( announcements_.description() );
    connection.endpoint_.start( owned.release(), std::move( name ), std::move( ours ) );
-   if ( !refusal.empty() )
+   if ( !refusal.empty() ) {
       connection.endpoint_.refuse( refusal );
-   else if ( refused )
+   } else if ( refused ) {
       connection.endpoint_.refuse( noPlace, Endpoint::Refusal::passing );
+   }
    Identity taker( who );
    connections_.push_back( std::move( made ) );
    if ( !refused ) {
@@ -134,8 +145,9 @@ LeaderConnection& Leader::connectionIs( int fd, Varek::String const& peer,
 }
 
 void Leader::detach( LeaderConnection& connection ) noexcept {
-   if ( connection.bit_ == 0 )
+   if ( connection.bit_ == 0 ) {
       return;
+   }
    group_.leave( connection );
    connection.inGroup_ = false;
    connection.flows_.clear();
@@ -146,13 +158,14 @@ void Leader::detach( LeaderConnection& connection ) noexcept {
 }
 
 void Leader::connectionDel( LeaderConnection& connection ) {
-   if ( !std::exchange( connection.detached_, true ) )
+   if ( !std::exchange( connection.detached_, true ) ) {
       detach( connection );
+   }
    std::erase_if( connections_, [&]( auto const& one ) { return one.get() == &connection; } );
 }
 
 void Leader::restart() noexcept {
-   for ( auto const& one : connections_ )
+   for ( auto const& one : connections_ ) {
       if ( !one->detached_ ) {
          Varek::String reason;
          try {
@@ -162,6 +175,7 @@ void Leader::restart() noexcept {
          }
          one->end( std::move( reason ) );
       }
+   }
    try {
       announcements_.restart();
    } catch ( std::bad_alloc const& ) {
@@ -171,12 +185,14 @@ void Leader::restart() noexcept {
 
 void Leader::tick( Clock::time_point now ) {
    std::vector<LeaderConnection*> all;
-   for ( auto const& one : connections_ )
+   for ( auto const& one : connections_ ) {
       all.push_back( one.get() );
+   }
    for ( LeaderConnection* const one : all ) {
       // Whoever is told of an end may delete others too.
-      if ( std::ranges::none_of( connections_, [&]( auto& c ) { return c.get() == one; } ) )
+      if ( std::ranges::none_of( connections_, [&]( auto& c ) { return c.get() == one; } ) ) {
          continue;
+      }
       one->tick( now );
       one->finish();
    }
@@ -184,10 +200,11 @@ void Leader::tick( Clock::time_point now ) {
 
 Clock::time_point Leader::nextDeadline() const {
    Clock::time_point first = Clock::time_point::max();
-   for ( auto const& one : connections_ )
+   for ( auto const& one : connections_ ) {
       first = std::min( first, one->reported_  ? Clock::time_point::max()
                                : one->closed() ? Clock::time_point::min()
                                                : one->endpoint_.nextDeadline() );
+   }
    return first;
 }
 

@@ -90,8 +90,9 @@ private:
    void forget( Qel::Entity const& ) noexcept;
    void detach( LeaderConnection& ) noexcept;
    void restartIfNeeded() noexcept {
-      if ( announcements_.needsRestart() ) [[unlikely]]
+      if ( announcements_.needsRestart() ) [[unlikely]] {
          restart();
+      }
    }
    void restart() noexcept;
    void requireUnpublished( Qel::Entity const& ) const;

@@ -36,8 +36,9 @@ Varek::String text( What const& what ) {
 } // namespace
 
 void LeaderConnection::fail( What const& what ) noexcept {
-   if ( !std::exchange( detached_, true ) )
+   if ( !std::exchange( detached_, true ) ) {
       leader_.detach( *this );
+   }
    try {
       endpoint_.out().drop();
       try {
@@ -58,8 +59,9 @@ void LeaderConnection::fail( What const& what ) noexcept {
 }
 
 void LeaderConnection::end( Varek::String reason ) noexcept {
-   if ( !std::exchange( detached_, true ) )
+   if ( !std::exchange( detached_, true ) ) {
       leader_.detach( *this );
+   }
    endpoint_.close( std::move( reason ) );
 }
 
@@ -89,19 +91,22 @@ void LeaderConnection::leaveGroup() noexcept {
 
 bool LeaderConnection::doMessageMulticast( EntityQelNboAttrLogSa const& sa, Varek::FieldId id,
                                            void const* key ) {
-   if ( !inGroup_ )
+   if ( !inGroup_ ) {
       return false;
+   }
    leader_.group_.encode( sa, id, key );
    return true;
 }
 
 /// Frames of the connection's own follow.
 void LeaderConnection::useOwnOut() {
-   if ( !std::exchange( groupIsLast_, false ) )
+   if ( !std::exchange( groupIsLast_, false ) ) {
       return;
+   }
    endpoint_.out().forgetLast();
-   if ( inGroup_ )
+   if ( inGroup_ ) {
       leader_.group_.interrupted();
+   }
    allowanceUpdate();
 }
 
@@ -122,10 +127,11 @@ void LeaderConnection::offer( Announced const& one, Varek::FieldId id, void cons
       EntityQelNboAttrLogSa sa( *one.entity, *one.type->record, one.handle, *this, &marks );
       sa.heldBeforeIs( held );
       streamAdapterOnAttribute( sa, id, key );
-      if ( at == flows_.end() && clean.isDirty() )
+      if ( at == flows_.end() && clean.isDirty() ) {
          flows_.emplace( one.handle, Flow{ std::move( clean ), one.entity, 0 } );
-      else if ( at != flows_.end() && !marks.isDirty() )
+      } else if ( at != flows_.end() && !marks.isDirty() ) {
          flows_.erase( at );
+      }
    } );
 }
 
@@ -136,12 +142,15 @@ void LeaderConnection::rootGone( std::uint32_t handle ) noexcept {
 bool LeaderConnection::announce( Parent const& parent, Qel::Entity& child,
                                  Varek::String const* rootName ) {
    Announced* const known = leader_.announcements_.findOrNew( child, parent.entity );
-   if ( !known )
+   if ( !known ) {
       return false;
-   if ( ( known->to & bit_ ) != 0 )
+   }
+   if ( ( known->to & bit_ ) != 0 ) {
       return true;
-   if ( !writeAnnouncement( endpoint_.out(), parent, *known, rootName ) )
+   }
+   if ( !writeAnnouncement( endpoint_.out(), parent, *known, rootName ) ) {
       return false;
+   }
    known->to |= bit_;
    contents( *known );
    return true;
@@ -154,8 +163,9 @@ void LeaderConnection::contents( Announced one ) {
       flow.from = handleAttrFlowOut(
          EntityQelNboAttrLogSa( *one.entity, *one.type->record, one.handle, *this, &flow.marks ), 0,
          flow.marks );
-      if ( flow.from == 0 )
+      if ( flow.from == 0 ) {
          return;
+      }
    }
    flows_.insert_or_assign( one.handle, std::move( flow ) );
 }
@@ -165,14 +175,17 @@ void LeaderConnection::contents( Announced one ) {
 bool LeaderConnection::sayRoots() {
    QueueOut& to = endpoint_.out();
    while ( !rootsGone_.empty() ) {
-      if ( !to.outSmReserveMessage( FrameKind::rootGone, rootsGone_.back(), {}, 0 ) )
+      if ( !to.outSmReserveMessage( FrameKind::rootGone, rootsGone_.back(), {}, 0 ) ) {
          return false;
+      }
       to.outSmCommitMessage();
       rootsGone_.pop_back();
    }
-   for ( auto const& [name, root] : leader_.roots_ )
-      if ( !announce( {}, *root.entity, &name ) )
+   for ( auto const& [name, root] : leader_.roots_ ) {
+      if ( !announce( {}, *root.entity, &name ) ) {
          return false;
+      }
+   }
    return true;
 }
 
@@ -181,18 +194,21 @@ bool LeaderConnection::sayRoots() {
 bool LeaderConnection::sayMarked() {
    while ( !flows_.empty() ) {
       auto at = flows_.upper_bound( lastSaid_ );
-      if ( at == flows_.end() )
+      if ( at == flows_.end() ) {
          at = flows_.begin();
+      }
       lastSaid_ = at->first;
       Flow& flow = at->second;
       EntityQelNboAttrLogSa const sa( *flow.entity, Qel::typeRecord( *flow.entity ), at->first,
                                       *this, &flow.marks );
       flow.from = handleAttrFlowOut( sa, static_cast<std::uint16_t>( flow.from ), flow.marks );
       // Fields before the one that it went on with may have been marked meanwhile.
-      if ( flow.from == 0 && flow.marks.isDirty() )
+      if ( flow.from == 0 && flow.marks.isDirty() ) {
          flow.from = handleAttrFlowOut( sa, 0, flow.marks );
-      if ( flow.from != 0 )
+      }
+      if ( flow.from != 0 ) {
          return false;
+      }
       VAREK_ASSERT( !flow.marks.isDirty() );
       flows_.erase( at );
    }
@@ -200,12 +216,15 @@ bool LeaderConnection::sayMarked() {
 }
 
 bool LeaderConnection::sayAll() {
-   if ( !sayRoots() || !sayMarked() )
+   if ( !sayRoots() || !sayMarked() ) {
       return false;
-   if ( syncedSent_ )
+   }
+   if ( syncedSent_ ) {
       return true;
-   if ( !endpoint_.out().outSmReserveMessage( FrameKind::synced, 0, {}, 0 ) )
+   }
+   if ( !endpoint_.out().outSmReserveMessage( FrameKind::synced, 0, {}, 0 ) ) {
       return false;
+   }
    endpoint_.out().outSmCommitMessage();
    return syncedSent_ = true;
 }
@@ -235,8 +254,9 @@ void LeaderConnection::say() {
    // A bounded number of times: the others want their turn too.
    for ( unsigned i = 0; i < 8; ++i ) {
       endpoint_.flush();
-      if ( !endpoint_.running() || inGroup_ || queue().bytes() > outputLimit_ / 2 )
+      if ( !endpoint_.running() || inGroup_ || queue().bytes() > outputLimit_ / 2 ) {
          break;
+      }
       useOwnOut();
       allowanceUpdate();
       if ( sayAll() ) {
@@ -250,8 +270,9 @@ void LeaderConnection::say() {
 void LeaderConnection::tick( Clock::time_point now ) {
    guarded( {}, [&] {
       // Words that lie unread are a sign of life: the process may have been stopped for a while.
-      if ( endpoint_.nextDeadline() <= now )
+      if ( endpoint_.nextDeadline() <= now ) {
          receive();
+      }
       if ( endpoint_.tick( now ) == Endpoint::Due::keepAlive ) {
          useOwnOut();
          endpoint_.keepAlive();
@@ -262,12 +283,15 @@ void LeaderConnection::tick( Clock::time_point now ) {
 /// Called last in whatever may have closed the connection: its end may be told only once, and who
 /// is told may delete it.
 void LeaderConnection::finish() {
-   if ( !closed() )
+   if ( !closed() ) {
       return;
-   if ( !std::exchange( detached_, true ) )
+   }
+   if ( !std::exchange( detached_, true ) ) {
       leader_.detach( *this );
-   if ( !std::exchange( reported_, true ) && leader_.onClosed )
+   }
+   if ( !std::exchange( reported_, true ) && leader_.onClosed ) {
       leader_.onClosed( *this, reason() );
+   }
 }
 
 } // namespace Mirror

@@ -22,8 +22,9 @@ std::ptrdiff_t OutQueue::send( int fd ) {
    message.msg_iov = pieces.data();
    message.msg_iovlen = count;
    std::ptrdiff_t const taken = ::sendmsg( fd, &message, MSG_NOSIGNAL | MSG_DONTWAIT );
-   if ( taken > 0 )
+   if ( taken > 0 ) {
       sent( static_cast<std::size_t>( taken ) );
+   }
    return taken;
 }
 
@@ -59,8 +60,9 @@ void ChunkOut::passOnPending() {
    auto const size = static_cast<std::size_t>( free_ - from_ );
    pass( chunk_, from_, free_ );
    from_ = free_;
-   if ( allowance_ != unlimited )
+   if ( allowance_ != unlimited ) {
       allowance_ -= std::min( allowance_, size );
+   }
 }
 
 void ChunkOut::freeEndIs() {
@@ -82,8 +84,9 @@ void ChunkOut::startChunk() {
 
 std::uint8_t* ChunkOut::room( std::size_t size ) {
    auto const before = static_cast<std::size_t>( free_ - from_ );
-   if ( ( before > allowance_ || size > allowance_ - before ) && ( before != 0 || !mayExceed() ) )
+   if ( ( before > allowance_ || size > allowance_ - before ) && ( before != 0 || !mayExceed() ) ) {
       return nullptr;
+   }
    if ( !chunk_ || size > static_cast<std::size_t>( chunk_->end() - free_ ) ) {
       passOn();
       chunk_ = Varek::Ptr<Chunk>::adopt( new Chunk( std::max( size, Chunk::usualSize ) ) );

@@ -40,10 +40,11 @@ public:
 
    void append( Varek::Ptr<Chunk> const& chunk, std::uint8_t const* from, std::uint8_t const* to ) {
       if ( first_ != slices_.size() && slices_.back().to == from && slices_.back().chunk == chunk )
-         [[likely]]
+         [[likely]] {
          slices_.back().to = to;
-      else
+      } else {
          slices_.push_back( { chunk, from, to } ); // which may throw
+      }
       bytes_ += static_cast<std::size_t>( to - from );
    }
 
@@ -75,8 +76,9 @@ public:
    /// How many bytes may still be written; see mayExceed().
    void allowanceIs( std::size_t bytes );
    void passOn() {
-      if ( free_ != from_ )
+      if ( free_ != from_ ) {
          passOnPending();
+      }
    }
    bool pending() const { return free_ != from_; }
    /// Gives up what was not passed on yet, also a message that has been begun.
@@ -86,8 +88,9 @@ public:
    }
    /// Fills the chunk again from its start if nobody else refers to it.
    void rewind() {
-      if ( chunk_ && chunk_->references() == 1 && free_ == from_ )
+      if ( chunk_ && chunk_->references() == 1 && free_ == from_ ) {
          startChunk();
+      }
    }
 
 protected:

@@ -28,23 +28,28 @@ public:
    /// Why \p who may have no place now; empty if there is one.
    Varek::String refusal( Identity const& who ) const {
       unsigned all = 0, same = 0, others = 0;
-      for ( auto const& one : taken_ )
+      for ( auto const& one : taken_ ) {
          if ( one ) {
             ++all;
             same += one->name == who.name;
             others += !one->own;
          }
-      if ( all == maxConnections )
+      }
+      if ( all == maxConnections ) {
          return "the leader has " + std::to_string( all ) + " followers already, as many as it can";
-      if ( who.name.empty() )
+      }
+      if ( who.name.empty() ) {
          return {};
+      }
       unsigned const free = maxConnections - std::min( limits_.placesHeldBack, maxConnections );
       if ( unsigned const each = who.own ? free : std::min( free, limits_.placesEach );
-           same >= each )
+           same >= each ) {
          return who.name + " has " + std::to_string( same ) +
                 " connections to the leader already, as many as it may";
-      if ( !who.own && others >= free )
+      }
+      if ( !who.own && others >= free ) {
          return "the other places are held back for the leader's own user";
+      }
       return {};
    }
    void takenBy( std::size_t place, Identity who ) { taken_[place] = std::move( who ); }

@@ -33,8 +33,9 @@ constexpr int flags = SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC;
 sockaddr_un unixAddress( Varek::String const& path ) {
    sockaddr_un address{};
    address.sun_family = AF_UNIX;
-   if ( path.empty() || path.size() >= sizeof address.sun_path )
+   if ( path.empty() || path.size() >= sizeof address.sun_path ) {
       fail( path, "use as a socket's path", path.empty() ? EINVAL : ENAMETOOLONG );
+   }
    std::memcpy( address.sun_path, path.data(), path.size() );
    return address;
 }
@@ -45,23 +46,28 @@ sockaddr const* generic( sockaddr_un const& address ) {
 
 Fd openSocket( int family, Varek::String const& address ) {
    Fd fd( ::socket( family, flags, 0 ) );
-   if ( fd.get() < 0 )
+   if ( fd.get() < 0 ) {
       fail( address, "make a socket" );
+   }
    return fd;
 }
 
 /// Removes the socket file that a process left behind. One that answers stays.
 void removeStale( Varek::String const& path, sockaddr_un const& address ) {
    struct stat about {};
-   if ( ::lstat( path.c_str(), &about ) != 0 )
+   if ( ::lstat( path.c_str(), &about ) != 0 ) {
       return; // bind() says what is wrong, if anything is
-   if ( !S_ISSOCK( about.st_mode ) )
+   }
+   if ( !S_ISSOCK( about.st_mode ) ) {
       fail( path, "listen: there is something else than a socket", EADDRINUSE );
+   }
    Fd const probe = openSocket( AF_UNIX, path );
-   if ( ::connect( probe.get(), generic( address ), sizeof address ) == 0 || errno == EAGAIN )
+   if ( ::connect( probe.get(), generic( address ), sizeof address ) == 0 || errno == EAGAIN ) {
       fail( path, "listen: a process listens there already", EADDRINUSE );
-   if ( errno == ECONNREFUSED )
+   }
+   if ( errno == ECONNREFUSED ) {
       ::unlink( path.c_str() );
+   }
 }
 
 using AddressList = std::unique_ptr<addrinfo, decltype( &::freeaddrinfo )>;
@@ -72,9 +78,10 @@ AddressList resolve( Varek::String const& host, std::uint16_t port, int more ) {
    hints.ai_flags = more | AI_NUMERICSERV;
    addrinfo* found = nullptr;
    int const result = ::getaddrinfo( host.c_str(), std::to_string( port ).c_str(), &hints, &found );
-   if ( result != 0 )
+   if ( result != 0 ) {
       fail( host, Varek::String( "find the address: " ) + ::gai_strerror( result ),
             result == EAI_SYSTEM ? errno : EADDRNOTAVAIL );
+   }
    return { found, &::freeaddrinfo };
 }
 
@@ -86,16 +93,18 @@ HostAndPort nameOf( sockaddr_storage const& address, socklen_t size ) {
    std::array<char, NI_MAXSERV> port{};
    if ( ::getnameinfo( reinterpret_cast<sockaddr const*>( &address ), size, host.data(),
                        host.size(), port.data(), port.size(),
-                       NI_NUMERICHOST | NI_NUMERICSERV ) != 0 )
+                       NI_NUMERICHOST | NI_NUMERICSERV ) != 0 ) {
       return { "unknown", "unknown" };
+   }
    return { host.data(), port.data() };
 }
 
 /// Whoever has one address of a network of IPv6 has all: it is the network that counts.
 Varek::String networkOf( sockaddr_storage const& address, socklen_t size ) {
    auto network = reinterpret_cast<sockaddr_in6 const&>( address );
-   if ( address.ss_family != AF_INET6 || IN6_IS_ADDR_V4MAPPED( &network.sin6_addr ) )
+   if ( address.ss_family != AF_INET6 || IN6_IS_ADDR_V4MAPPED( &network.sin6_addr ) ) {
       return nameOf( address, size ).host;
+   }
    std::fill_n( network.sin6_addr.s6_addr + 8, 8, std::uint8_t{ 0 } );
    sockaddr_storage all{};
    std::memcpy( &all, &network, sizeof network );
@@ -105,8 +114,9 @@ Varek::String networkOf( sockaddr_storage const& address, socklen_t size ) {
 ucred peerOf( int fd, Varek::String const& address, Varek::String const& whom ) {
    ucred who{};
    socklen_t size = sizeof who;
-   if ( ::getsockopt( fd, SOL_SOCKET, SO_PEERCRED, &who, &size ) != 0 )
+   if ( ::getsockopt( fd, SOL_SOCKET, SO_PEERCRED, &who, &size ) != 0 ) {
       fail( address, "find out who " + whom );
+   }
    return who;
 }
 
@@ -117,13 +127,16 @@ bool isRootsAlone( Varek::String const& folder ) {
       Varek::String const part = folder.substr( 0, end );
       bool const last = part == folder;
       struct stat about {};
-      if ( ::lstat( part.c_str(), &about ) != 0 || about.st_uid != 0 )
+      if ( ::lstat( part.c_str(), &about ) != 0 || about.st_uid != 0 ) {
          return false;
+      }
       bool const sticky = ( about.st_mode & S_ISVTX ) != 0 && !last;
-      if ( ( about.st_mode & ( S_IWGRP | S_IWOTH ) ) != 0 && !sticky )
+      if ( ( about.st_mode & ( S_IWGRP | S_IWOTH ) ) != 0 && !sticky ) {
          return false;
-      if ( last )
+      }
+      if ( last ) {
          return true;
+      }
    }
 }
 
@@ -138,14 +151,16 @@ Found find( Varek::String const& path ) {
    Varek::String const folder = slash == path.npos ? "." : path.substr( 0, slash + 1 );
    std::unique_ptr<char, decltype( &std::free )> const real( ::realpath( folder.c_str(), nullptr ),
                                                              &std::free );
-   if ( !real || !isRootsAlone( real.get() ) )
+   if ( !real || !isRootsAlone( real.get() ) ) {
       return { path, {} };
+   }
    Varek::String const plain =
       Varek::String( real.get() ) + "/" + path.substr( slash == path.npos ? 0 : slash + 1 );
    struct stat about {};
    if ( ::lstat( plain.c_str(), &about ) != 0 || !S_ISSOCK( about.st_mode ) ||
-        plain.size() >= sizeof sockaddr_un{}.sun_path )
+        plain.size() >= sizeof sockaddr_un{}.sun_path ) {
       return { path, {} };
+   }
    return { plain, about.st_uid };
 }
 
@@ -162,20 +177,23 @@ SocketError::SocketError( Varek::String const& address, Varek::String const& doi
 SocketError::~SocketError() = default;
 
 void Fd::reset( int fd ) {
-   if ( fd_ >= 0 )
+   if ( fd_ >= 0 ) {
       ::close( fd_ );
+   }
    fd_ = fd;
 }
 
 Listener::Listener( Fd fd, Varek::String address )
    : fd_( std::move( fd ) ), address_( std::move( address ) ), allowed_{ ::geteuid(), 0 } {
-   if ( ::listen( fd_.get(), SOMAXCONN ) != 0 )
+   if ( ::listen( fd_.get(), SOMAXCONN ) != 0 ) {
       fail( address_, "listen" );
+   }
 }
 
 Listener::~Listener() {
-   if ( fd_.get() >= 0 )
+   if ( fd_.get() >= 0 ) {
       socket_.remove();
+   }
 }
 
 /// Somebody may have removed it, and another process have made one since.
@@ -185,20 +203,23 @@ bool Listener::Made::isThere() const {
 }
 
 void Listener::Made::remove() const {
-   if ( isThere() )
+   if ( isThere() ) {
       ::unlink( path.c_str() );
+   }
 }
 
 /// The kernel lets go of it when its holder ends, however that is.
 Listener::Lock::Lock( Varek::String const& path ) : file{ path + ".lock", 0, 0 } {
    do {
       fd.reset( ::open( file.path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600 ) );
-      if ( fd.get() < 0 )
+      if ( fd.get() < 0 ) {
          fail( file.path, "open" );
+      }
       struct stat about {};
       if ( ::flock( fd.get(), LOCK_EX | LOCK_NB ) != 0 || ::fstat( fd.get(), &about ) != 0 ) {
-         if ( errno == EWOULDBLOCK )
+         if ( errno == EWOULDBLOCK ) {
             fail( path, "listen: a process listens there already, or is about to", EADDRINUSE );
+         }
          fail( file.path, "lock" );
       }
       file.device = about.st_dev;
@@ -209,8 +230,9 @@ Listener::Lock::Lock( Varek::String const& path ) : file{ path + ".lock", 0, 0 }
 
 /// While it is still locked: who has opened it meanwhile sees that it is gone.
 Listener::Lock::~Lock() {
-   if ( fd.get() >= 0 )
+   if ( fd.get() >= 0 ) {
       file.remove();
+   }
 }
 
 Listener Listener::listenUnix( Varek::String const& path, mode_t mode ) {
@@ -219,8 +241,9 @@ Listener Listener::listenUnix( Varek::String const& path, mode_t mode ) {
    removeStale( path, address );
    Fd fd = openSocket( AF_UNIX, path );
    // Nobody can connect before listen(), so there is no moment with other permissions.
-   if ( ::bind( fd.get(), generic( address ), sizeof address ) != 0 )
+   if ( ::bind( fd.get(), generic( address ), sizeof address ) != 0 ) {
       fail( path, "bind" );
+   }
    if ( ::chmod( path.c_str(), mode ) != 0 ) {
       int const error = errno;
       ::unlink( path.c_str() );
@@ -243,13 +266,15 @@ Listener Listener::listenTcp( std::uint16_t port, Varek::String const& host ) {
    Fd fd = openSocket( found->ai_family, address );
    int const on = 1;
    ::setsockopt( fd.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on );
-   if ( ::bind( fd.get(), found->ai_addr, found->ai_addrlen ) != 0 )
+   if ( ::bind( fd.get(), found->ai_addr, found->ai_addrlen ) != 0 ) {
       fail( address, "bind" );
+   }
    Listener made( std::move( fd ), address );
    sockaddr_storage bound{};
    socklen_t size = sizeof bound;
-   if ( ::getsockname( made.fd(), reinterpret_cast<sockaddr*>( &bound ), &size ) != 0 )
+   if ( ::getsockname( made.fd(), reinterpret_cast<sockaddr*>( &bound ), &size ) != 0 ) {
       fail( address, "find the port" );
+   }
    made.port_ =
       ntohs( bound.ss_family == AF_INET6 ? reinterpret_cast<sockaddr_in6 const&>( bound ).sin6_port
                                          : reinterpret_cast<sockaddr_in const&>( bound ).sin_port );
@@ -261,8 +286,9 @@ void Listener::checkUser( Accepted& one ) const {
    one.uid = from.uid;
    one.who = { "user " + std::to_string( from.uid ), from.uid == ::geteuid() };
    one.peer = "unix, " + one.who.name + ", process " + std::to_string( from.pid );
-   if ( std::ranges::find( allowed_, from.uid ) == allowed_.end() )
+   if ( std::ranges::find( allowed_, from.uid ) == allowed_.end() ) {
       one.refusal = one.who.name + " may not connect to " + address_;
+   }
 }
 
 std::optional<Accepted> Listener::accept() {
@@ -276,8 +302,9 @@ std::optional<Accepted> Listener::accept() {
                  {} };
    if ( one.fd.get() < 0 ) {
       // One that has gone again, or is not there yet, is no failure of the listener.
-      if ( errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR || errno == ECONNABORTED )
+      if ( errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR || errno == ECONNABORTED ) {
          return std::nullopt;
+      }
       fail( address_, "accept" );
    }
    if ( !socket_.path.empty() ) {
@@ -296,12 +323,14 @@ Fd connectUnix( Varek::String const& path, std::vector<uid_t> const& trusted ) {
    auto const [plain, owner] = find( path );
    sockaddr_un const address = unixAddress( plain );
    Fd fd = openSocket( AF_UNIX, path );
-   if ( ::connect( fd.get(), generic( address ), sizeof address ) != 0 )
+   if ( ::connect( fd.get(), generic( address ), sizeof address ) != 0 ) {
       fail( path, "connect" );
+   }
    uid_t const leader = peerOf( fd.get(), path, "listens" ).uid;
    if ( leader != 0 && leader != ::geteuid() && leader != owner &&
-        std::ranges::find( trusted, leader ) == trusted.end() )
+        std::ranges::find( trusted, leader ) == trusted.end() ) {
       fail( path, "trust user " + std::to_string( leader ) + ", who listens there", EPERM );
+   }
    return fd;
 }
 
@@ -310,8 +339,9 @@ Fd connectTcp( Varek::String const& host, std::uint16_t port ) {
    Varek::String const address = host + ":" + std::to_string( port );
    Fd fd = openSocket( found->ai_family, address );
    noDelay( fd.get() );
-   if ( ::connect( fd.get(), found->ai_addr, found->ai_addrlen ) != 0 && errno != EINPROGRESS )
+   if ( ::connect( fd.get(), found->ai_addr, found->ai_addrlen ) != 0 && errno != EINPROGRESS ) {
       fail( address, "connect" );
+   }
    return fd;
 }
 

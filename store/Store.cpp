@@ -11,7 +11,7 @@ void save( Views::Roots const& roots, std::string const& path ) {
 Views::Roots load( std::string const& path, LeftOut* leftOut, HowFar const& howFar ) {
    Mirror::Follower follower;
    LeftOut const notKnown = apply( readStream( path ), follower, path, howFar );
-   if ( leftOut != nullptr ) {
+   if ( leftOut ) {
       *leftOut = notKnown;
    }
    return rootsOf( follower );

@@ -10,7 +10,7 @@ namespace {
 
 std::string_view variable( char const* name ) {
    char const* const value = std::getenv( name );
-   return value != nullptr ? value : "";
+   return value ? value : "";
 }
 
 } // namespace

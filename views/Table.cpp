@@ -30,12 +30,11 @@ void narrow( std::vector<std::size_t>& widths, Table const& table, std::size_t r
    while ( std::accumulate( widths.begin(), widths.end(), std::size_t{ 0 } ) > room ) {
       std::size_t* widest = nullptr;
       for ( std::size_t i = 0; i < widths.size(); ++i ) {
-         if ( widths[i] > table.columns[i].narrowest &&
-              ( widest == nullptr || widths[i] >= *widest ) ) {
+         if ( widths[i] > table.columns[i].narrowest && ( !widest || widths[i] >= *widest ) ) {
             widest = &widths[i];
          }
       }
-      if ( widest == nullptr ) {
+      if ( !widest ) {
          return;
       }
       --*widest;

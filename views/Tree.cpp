@@ -46,15 +46,15 @@ bool textLess( Part const& x, Part const& y ) {
 
 bool keyLess( Keyed const& a, Keyed const& b ) {
    auto const less = a.key.table().less;
-   return less != nullptr ? less( a.key.get(), b.key.get() )
-                          : textLess( a.part.key.front(), b.part.key.front() );
+   return less ? less( a.key.get(), b.key.get() )
+               : textLess( a.part.key.front(), b.part.key.front() );
 }
 
 Part keyPart( UntypedValue const& key ) { return valuePart( key.table(), key.get() ); }
 
 Part childPart( Qel::Entity const* child, Children children ) {
-   if ( child == nullptr || children == Children::whole ) {
-      return child != nullptr ? entityPart( *child ) : Part();
+   if ( !child || children == Children::whole ) {
+      return child ? entityPart( *child ) : Part();
    }
    Part result = bareEntity( child );
    result.unopened = child;
@@ -63,7 +63,7 @@ Part childPart( Qel::Entity const* child, Children children ) {
 
 Part elementPart( Qel::TypeRecord const& type, Qel::AttributeRecord const& attribute,
                   UntypedElements const& at, Children children ) {
-   if ( attribute.childType != nullptr ) {
+   if ( attribute.childType ) {
       return childPart( childAt( type, attribute, at.object() ), children );
    }
    return valuePart( at.objectTable(), at.object() );
@@ -90,7 +90,7 @@ Part stepTo( Qel::Entity const& owner, Qel::Entity const& child ) {
    Qel::TypeRecord const& type = Qel::typeRecord( owner );
    Part step;
    for ( Qel::AttributeRecord const& one : type.attributes ) {
-      if ( one.childType == nullptr || one.childType() != child.typeData() ) {
+      if ( !one.childType || one.childType() != child.typeData() ) {
          continue;
       }
       step.name = one.name;
@@ -102,7 +102,7 @@ Part stepTo( Qel::Entity const& owner, Qel::Entity const& child ) {
       }
       // Children are held by their constructor parameters.
       Qel::AttributeRecord const* const key = Qel::typeRecord( child ).parameter();
-      UntypedElements const at( one, &owner, key != nullptr ? key->read( &child ) : nullptr );
+      UntypedElements const at( one, &owner, key ? key->read( &child ) : nullptr );
       if ( at && childAt( type, one, at.object() ) == &child ) {
          step.key.push_back( keyPart( at.key() ) );
          return step;
@@ -118,16 +118,15 @@ Part presentPart( Qel::TypeRecord const& type, Qel::AttributeRecord const& attri
    if ( attribute.kind == AttributeKind::child ) {
       return bareEntity( attribute.child( &entity ) );
    }
-   if ( change.keyData() == nullptr || attribute.iterate == nullptr ) {
-      return attribute.read != nullptr ? valuePart( *attribute.value, attribute.read( &entity ) )
-                                       : Part();
+   if ( !change.keyData() || !attribute.iterate ) {
+      return attribute.read ? valuePart( *attribute.value, attribute.read( &entity ) ) : Part();
    }
    UntypedElements const at( attribute, &entity, change.keyData() );
    if ( !at ) {
       return {};
    }
-   return attribute.childType != nullptr ? bareEntity( childAt( type, attribute, at.object() ) )
-                                         : valuePart( at.objectTable(), at.object() );
+   return attribute.childType ? bareEntity( childAt( type, attribute, at.object() ) )
+                              : valuePart( at.objectTable(), at.object() );
 }
 
 } // namespace
@@ -161,10 +160,10 @@ Part severalPart( Qel::AttributeRecord const& attribute, void const* object,
 Part valuePart( AtomicFnTable const& table, void const* value ) {
    Part result;
    Varek::TypeInspectData const* const type = table.registered();
-   if ( type != nullptr && type->kind == Varek::TypeKind::value ) {
+   if ( type && type->kind == Varek::TypeKind::value ) {
       result.form = Part::Form::fields;
       result.parts = attributeParts( Qel::typeRecord( *type ), value );
-   } else if ( table.inspectEncodeToString != nullptr ) {
+   } else if ( table.inspectEncodeToString ) {
       result.text = table.encode( value );
       if ( result.text == Qel::absentWord && isOptional( table ) ) {
          result.text.clear(); // nothing
@@ -184,11 +183,11 @@ Part attributePart( Qel::TypeRecord const& type, Qel::AttributeRecord const& att
    Part result;
    if ( attribute.kind == AttributeKind::child ) {
       result = childPart( attribute.child( object ), children );
-   } else if ( attribute.iterate != nullptr ) {
+   } else if ( attribute.iterate ) {
       result = severalPart( attribute, object, [&]( UntypedElements const& at ) {
          return elementPart( type, attribute, at, children );
       } );
-   } else if ( attribute.read != nullptr ) {
+   } else if ( attribute.read ) {
       result = valuePart( *attribute.value, attribute.read( object ) );
    }
    result.name = attribute.name;
@@ -203,14 +202,14 @@ Part entityPart( Qel::Entity const& entity ) {
 }
 
 std::vector<Part> opened( Part const& part ) {
-   return part.unopened != nullptr ? attributeParts( Qel::typeRecord( *part.unopened ),
-                                                     part.unopened, Children::unopened )
-                                   : part.parts;
+   return part.unopened ? attributeParts( Qel::typeRecord( *part.unopened ), part.unopened,
+                                          Children::unopened )
+                        : part.parts;
 }
 
 Part bareEntity( Qel::Entity const* entity ) {
    Part result;
-   if ( entity != nullptr ) {
+   if ( entity ) {
       result.form = Part::Form::entity;
       result.type = Qel::typeRecord( *entity ).name;
    }
@@ -231,7 +230,7 @@ Part rootsPart( Roots const& roots ) {
 ChangePart changePart( Qel::Entity const& root, Varek::Change const& change ) {
    ChangePart result;
    Qel::Entity const* entity = &Qel::entityOf( change );
-   for ( Qel::Entity const* owner = entity->parent(); entity != &root && owner != nullptr;
+   for ( Qel::Entity const* owner = entity->parent(); entity != &root && owner;
          entity = owner, owner = entity->parent() ) {
       result.path.push_back( stepTo( *owner, *entity ) );
    }
@@ -239,15 +238,15 @@ ChangePart changePart( Qel::Entity const& root, Varek::Change const& change ) {
 
    Qel::TypeRecord const& type = Qel::typeRecord( Qel::entityOf( change ) );
    Qel::AttributeRecord const* const attribute = type.attribute( change.id() );
-   if ( attribute == nullptr ) {
+   if ( !attribute ) {
       result.attribute.text = std::to_string( change.id().value() );
       return result;
    }
    result.attribute.name = attribute->name;
-   if ( change.keyData() != nullptr && attribute->key != nullptr ) {
+   if ( change.keyData() && attribute->key ) {
       result.attribute.key.push_back( valuePart( *attribute->key, change.keyData() ) );
    }
-   if ( change.oldData() != nullptr ) {
+   if ( change.oldData() ) {
       result.before = attribute->childType != nullptr
                          ? bareEntity( childAt( type, *attribute, change.oldData() ) )
                          : valuePart( *attribute->value, change.oldData() );

@@ -27,7 +27,7 @@ std::string memberName( Part const& key ) {
 
 Json fieldsJson( Part const& part, EntityForm form ) {
    Json result = Json::object();
-   for ( Part const& one : part.unopened != nullptr ? opened( part ) : part.parts ) {
+   for ( Part const& one : part.unopened ? opened( part ) : part.parts ) {
       result[std::string( one.name )] = jsonOf( one, form );
    }
    return result;
@@ -91,7 +91,7 @@ void printJson( std::ostream& out, Part const& part ) {
    bool const entity = part.form == Part::Form::entity;
    out << ( entity ? "{\"type\":" + compact( part.type ) + ",\"attributes\":{" : "{" );
    char const* between = "";
-   for ( Part const& one : part.unopened != nullptr ? opened( part ) : part.parts ) {
+   for ( Part const& one : part.unopened ? opened( part ) : part.parts ) {
       out << between << compact( entity ? Json( one.name ) : Json( memberName( one.key.front() ) ) )
           << ':';
       printJson( out, one );

@@ -51,7 +51,7 @@ public:
       switch ( part.form ) {
       case Part::Form::entity:
          printWrapped( out_, first, part.type, indent + step );
-         if ( part.unopened != nullptr ) {
+         if ( part.unopened ) {
             Part whole;
             whole.key = part.key;
             whole.parts = opened( part );

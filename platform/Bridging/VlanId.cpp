@@ -15,10 +15,12 @@ std::uint16_t readNumber( std::string_view text, std::uint16_t least, std::strin
    auto const [end, error] = std::from_chars( text.data(), text.data() + text.size(), value );
    auto const position = static_cast<std::size_t>( end - text.data() );
    bool const leadingZero = text.size() > 1 && text[0] == '0';
-   if ( error != std::errc() || leadingZero || ( position == text.size() && value < least ) )
+   if ( error != std::errc() || leadingZero || ( position == text.size() && value < least ) ) {
       throw Varek::TextError( expected, text, 0 );
-   if ( position != text.size() )
+   }
+   if ( position != text.size() ) {
       throw Varek::TextError( expected, text, position );
+   }
    return value;
 }
 

@@ -18,10 +18,12 @@ struct Notation {
 
 /// The first character that is no digit of the address tells the notation.
 Notation notationOf( std::string_view text ) {
-   if ( text.size() > 2 && ( text[2] == ':' || text[2] == '-' ) )
+   if ( text.size() > 2 && ( text[2] == ':' || text[2] == '-' ) ) {
       return { text[2], 2 };
-   if ( text.size() > 4 && text[4] == '.' )
+   }
+   if ( text.size() > 4 && text[4] == '.' ) {
       return { '.', 4 };
+   }
    return { '\0', 12 };
 }
 
@@ -32,8 +34,9 @@ EthAddr::EthAddr( std::string_view text ) {
    TextCursor cursor( text );
    for ( std::size_t digit = 0; digit < 12; ++digit ) {
       bool const separated = digit != 0 && digit % notation.digitsApart == 0;
-      if ( separated && !cursor.take( notation.separator ) )
+      if ( separated && !cursor.take( notation.separator ) ) {
          cursor.fail( expected );
+      }
       auto& octet = octets_[digit / 2];
       octet = static_cast<std::uint8_t>( octet * 16U + cursor.hexDigit( expected ) );
    }
@@ -45,8 +48,9 @@ Varek::String stringValue( EthAddr const& address ) {
    Varek::String text;
    text.reserve( 17 );
    for ( unsigned const octet : address.octets() ) {
-      if ( !text.empty() )
+      if ( !text.empty() ) {
          text += ':';
+      }
       text += digits[octet >> 4];
       text += digits[octet & 0xF];
    }

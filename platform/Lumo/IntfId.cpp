@@ -57,8 +57,9 @@ constexpr Field subInterfaceField{ 0, 16 };
 
 std::string kindNames() {
    std::string names;
-   for ( Kind const& kind : kinds )
+   for ( Kind const& kind : kinds ) {
       names += ( names.empty() ? "" : ", " ) + std::string( kind.name );
+   }
    return names;
 }
 
@@ -84,8 +85,9 @@ std::uint64_t readField( TextCursor& cursor, Field field ) {
 
 std::string restOf( Kind const& kind ) {
    std::string const name( kind.name );
-   if ( kind.mostNumbers == 0 )
+   if ( kind.mostNumbers == 0 ) {
       return "nothing after " + name;
+   }
    std::string const most = std::to_string( kind.mostNumbers );
    return "the end of the name (" + name + " has at most " + most +
           ( kind.mostNumbers == 1 ? " number" : " numbers" ) +
@@ -98,14 +100,16 @@ std::uint64_t readName( TextCursor& cursor ) {
    std::uint64_t word = static_cast<std::uint64_t>( kindNumber ) << kindField.shift;
    for ( unsigned i = 0; i < kind.mostNumbers; ++i ) {
       if ( i != 0 && !cursor.take( kind.separators[i - 1] ) ) {
-         if ( i < kind.leastNumbers )
+         if ( i < kind.leastNumbers ) {
             cursor.fail( "'" + std::string( 1, kind.separators[i - 1] ) + "' and a number" );
+         }
          break;
       }
       word |= readField( cursor, numberFields[i] );
    }
-   if ( kind.subInterface && cursor.take( '.' ) )
+   if ( kind.subInterface && cursor.take( '.' ) ) {
       word |= readField( cursor, subInterfaceField );
+   }
    cursor.end( restOf( kind ) );
    return word;
 }
@@ -113,27 +117,33 @@ std::uint64_t readName( TextCursor& cursor ) {
 /// The name that makes a word, or nothing.
 std::string nameOf( std::uint64_t word ) {
    std::uint64_t const kindNumber = kindField.get( word );
-   if ( kindNumber == 0 || kindNumber > std::size( kinds ) )
+   if ( kindNumber == 0 || kindNumber > std::size( kinds ) ) {
       return {};
+   }
    Kind const& kind = kinds[kindNumber - 1];
    std::string name( kind.name );
    unsigned numbers = 0;
    for ( unsigned i = 0; i < std::size( numberFields ); ++i ) {
       std::uint64_t const field = numberFields[i].get( word );
-      if ( field == 0 )
+      if ( field == 0 ) {
          continue;
-      if ( numbers != i || i >= kind.mostNumbers )
+      }
+      if ( numbers != i || i >= kind.mostNumbers ) {
          return {};
-      if ( i != 0 )
+      }
+      if ( i != 0 ) {
          name += kind.separators[i - 1];
+      }
       name += std::to_string( field - 1 );
       ++numbers;
    }
-   if ( numbers < kind.leastNumbers )
+   if ( numbers < kind.leastNumbers ) {
       return {};
+   }
    if ( std::uint64_t const field = subInterfaceField.get( word ) ) {
-      if ( !kind.subInterface )
+      if ( !kind.subInterface ) {
          return {};
+      }
       name += "." + std::to_string( field - 1 );
    }
    return name;
@@ -143,8 +153,9 @@ constexpr std::string_view rawPrefix = "IntfId(0x";
 
 std::string rawText( std::uint64_t word ) {
    std::string text( rawPrefix );
-   for ( int shift = 60; shift >= 0; shift -= 4 )
+   for ( int shift = 60; shift >= 0; shift -= 4 ) {
       text += "0123456789abcdef"[word >> shift & 0xF];
+   }
    return text + ')';
 }
 
@@ -153,10 +164,12 @@ std::uint64_t readRaw( TextCursor& cursor ) {
       "16 lower-case hexadecimal digits and ')', of a word without a name";
    std::string_view const digits = cursor.rest();
    std::uint64_t word = 0;
-   for ( int i = 0; i < 16; ++i )
+   for ( int i = 0; i < 16; ++i ) {
       word = word << 4 | cursor.hexDigit( expected );
-   if ( !cursor.take( ')' ) )
+   }
+   if ( !cursor.take( ')' ) ) {
       cursor.fail( expected );
+   }
    cursor.end( expected );
    if ( word == 0 || !nameOf( word ).empty() || !rawText( word ).ends_with( digits ) ) {
       cursor.back( rawPrefix.size() );
@@ -169,14 +182,16 @@ std::uint64_t readRaw( TextCursor& cursor ) {
 
 IntfId::IntfId( std::string_view name ) {
    TextCursor cursor( name );
-   if ( name.empty() )
+   if ( name.empty() ) {
       return;
+   }
    value_ = cursor.take( rawPrefix ) ? readRaw( cursor ) : readName( cursor );
 }
 
 Varek::String stringValue( IntfId id ) {
-   if ( id.value() == 0 )
+   if ( id.value() == 0 ) {
       return {};
+   }
    Varek::String const name = nameOf( id.value() );
    return name.empty() ? rawText( id.value() ) : name;
 }

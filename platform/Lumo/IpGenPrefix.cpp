@@ -25,8 +25,9 @@ constexpr std::string_view expectedAddress = "an IPv4 or IPv6 address, or prefix
 
 void readIpv4( TextCursor& cursor, std::uint8_t* to ) {
    for ( int i = 0; i < 4; ++i ) {
-      if ( i != 0 && !cursor.take( '.' ) )
+      if ( i != 0 && !cursor.take( '.' ) ) {
          cursor.fail( "'.' and the next octet of an IPv4 address" );
+      }
       to[i] = static_cast<std::uint8_t>(
          cursor.decimal( 255, "an octet of at most 255 without leading zeros" ) );
    }
@@ -46,8 +47,9 @@ bool isIpv4Next( TextCursor const& cursor ) {
 void readGroup( TextCursor& cursor, std::uint8_t* to ) {
    constexpr std::string_view expected = "a group of one to four hexadecimal digits";
    unsigned group = cursor.hexDigit( expected );
-   for ( int i = 1; i < 4 && isHexDigit( cursor.peek() ); ++i )
+   for ( int i = 1; i < 4 && isHexDigit( cursor.peek() ); ++i ) {
       group = group << 4 | cursor.hexDigit( expected );
+   }
    to[0] = static_cast<std::uint8_t>( group >> 8 );
    to[1] = static_cast<std::uint8_t>( group );
 }
@@ -57,8 +59,9 @@ Octets readIpv6( TextCursor& cursor ) {
    Octets octets{};
    std::size_t filled = 0;
    std::size_t gap = none;
-   if ( cursor.take( "::" ) )
+   if ( cursor.take( "::" ) ) {
       gap = 0;
+   }
    bool more = gap == none || isHexDigit( cursor.peek() );
    while ( more ) {
       if ( filled <= 12 && isIpv4Next( cursor ) ) {
@@ -76,12 +79,14 @@ Octets readIpv6( TextCursor& cursor ) {
       }
    }
    if ( gap == none ) {
-      if ( filled != 16 )
+      if ( filled != 16 ) {
          cursor.fail( "eight groups of an IPv6 address, or \"::\" for those that are zero" );
+      }
       return octets;
    }
-   if ( filled == 16 )
+   if ( filled == 16 ) {
       cursor.fail( "fewer than eight groups beside \"::\"" );
+   }
    std::rotate( octets.begin() + static_cast<std::ptrdiff_t>( gap ),
                 octets.begin() + static_cast<std::ptrdiff_t>( filled ), octets.end() );
    return octets;
@@ -90,8 +95,9 @@ Octets readIpv6( TextCursor& cursor ) {
 // Printing
 
 void appendIpv4( std::string& text, std::uint8_t const* octets ) {
-   for ( int i = 0; i < 4; ++i )
+   for ( int i = 0; i < 4; ++i ) {
       text += ( i == 0 ? "" : "." ) + std::to_string( octets[i] );
+   }
 }
 
 /// First and count of groups: the longest run of zeros, the first of several (RFC 5952 4.2).
@@ -99,10 +105,11 @@ std::pair<int, int> longestZeros( unsigned const ( &groups )[8] ) {
    std::pair<int, int> longest( 8, 1 ); // A single group is not shortened.
    int start = 0;
    for ( int i = 0; i < 8; ++i ) {
-      if ( groups[i] != 0 )
+      if ( groups[i] != 0 ) {
          start = i + 1;
-      else if ( i + 1 - start > longest.second )
+      } else if ( i + 1 - start > longest.second ) {
          longest = { start, i + 1 - start };
+      }
    }
    return longest;
 }
@@ -115,8 +122,9 @@ void appendIpv6( std::string& text, Octets const& octets ) {
       return;
    }
    unsigned groups[8];
-   for ( std::size_t i = 0; i < 8; ++i )
+   for ( std::size_t i = 0; i < 8; ++i ) {
       groups[i] = static_cast<unsigned>( octets[2 * i] ) << 8 | octets[2 * i + 1];
+   }
    auto const [zeros, count] = longestZeros( groups );
    for ( int i = 0; i < 8; ++i ) {
       if ( i == zeros ) {
@@ -124,11 +132,14 @@ void appendIpv6( std::string& text, Octets const& octets ) {
          i += count - 1;
          continue;
       }
-      if ( i != 0 && text.back() != ':' )
+      if ( i != 0 && text.back() != ':' ) {
          text += ':';
-      for ( int shift = 12; shift >= 0; shift -= 4 )
-         if ( groups[i] >> shift != 0 || shift == 0 )
+      }
+      for ( int shift = 12; shift >= 0; shift -= 4 ) {
+         if ( groups[i] >> shift != 0 || shift == 0 ) {
             text += "0123456789abcdef"[groups[i] >> shift & 0xF];
+         }
+      }
    }
 }
 
@@ -137,24 +148,27 @@ void appendIpv6( std::string& text, Octets const& octets ) {
 bool IpGenPrefix::isPrefix( IpFamily family, std::span<std::uint8_t const> address,
                             unsigned length ) {
    std::size_t const size = sizeOf( family );
-   if ( size == 0 || address.size() != size || length > size * 8 )
+   if ( size == 0 || address.size() != size || length > size * 8 ) {
       return false;
+   }
    std::size_t const whole = length / 8;
-   if ( whole < size && ( address[whole] & ( 0xFF >> length % 8 ) ) != 0 )
+   if ( whole < size && ( address[whole] & ( 0xFF >> length % 8 ) ) != 0 ) {
       return false;
+   }
    return std::all_of( address.begin() + static_cast<std::ptrdiff_t>( std::min( whole + 1, size ) ),
                        address.end(), []( std::uint8_t octet ) { return octet == 0; } );
 }
 
 IpGenPrefix::IpGenPrefix( IpFamily family, std::span<std::uint8_t const> address, unsigned length )
    : family_( family ), length_( static_cast<std::uint8_t>( length ) ) {
-   if ( !isPrefix( family, address, length ) )
+   if ( !isPrefix( family, address, length ) ) {
       throw Varek::RangeError(
          "expected a family of 4 or 6, an address of its 4 or 16 octets and a "
          "length beyond which every bit is zero, but found family " +
          std::to_string( static_cast<unsigned>( family ) ) + ", " +
          stringValue( Varek::Bytes( address.data(), address.size() ) ) + " and length " +
          std::to_string( length ) );
+   }
    std::copy( address.begin(), address.end(), octets_.begin() );
 }
 
@@ -166,17 +180,20 @@ IpGenPrefix::IpGenPrefix( std::string_view text ) {
    if ( isIpv4Next( cursor ) ) {
       readIpv4( cursor, octets_.data() );
    } else {
-      if ( text.find( ':' ) == std::string_view::npos )
+      if ( text.find( ':' ) == std::string_view::npos ) {
          cursor.fail( expectedAddress );
+      }
       family_ = IpFamily::ipv6;
       octets_ = readIpv6( cursor );
    }
    auto const bits = static_cast<unsigned>( addressSize() * 8 );
    length_ = static_cast<std::uint8_t>( bits );
-   if ( cursor.atEnd() )
+   if ( cursor.atEnd() ) {
       return;
-   if ( !cursor.take( '/' ) )
+   }
+   if ( !cursor.take( '/' ) ) {
       cursor.fail( "'/' and a length, or the end" );
+   }
    std::size_t const lengthAt = cursor.position();
    std::string const expectedLength = "a length of at most " + std::to_string( bits );
    length_ = static_cast<std::uint8_t>( cursor.decimal( bits, expectedLength ) );
@@ -194,10 +211,11 @@ std::uint32_t IpGenPrefix::hash( std::uint32_t seed ) const {
 
 Varek::String stringValue( IpGenPrefix const& prefix ) {
    Varek::String text;
-   if ( prefix.family() == IpFamily::ipv4 )
+   if ( prefix.family() == IpFamily::ipv4 ) {
       appendIpv4( text, prefix.octets().data() );
-   else
+   } else {
       appendIpv6( text, prefix.octets() );
+   }
    return prefix.isAddress() ? text : text + "/" + std::to_string( prefix.length() );
 }
 

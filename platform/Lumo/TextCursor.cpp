@@ -5,15 +5,17 @@
 namespace Lumo {
 
 bool TextCursor::take( char c ) {
-   if ( atEnd() || text_[position_] != c )
+   if ( atEnd() || text_[position_] != c ) {
       return false;
+   }
    ++position_;
    return true;
 }
 
 bool TextCursor::take( std::string_view word ) {
-   if ( !rest().starts_with( word ) )
+   if ( !rest().starts_with( word ) ) {
       return false;
+   }
    position_ += word.size();
    return true;
 }
@@ -30,29 +32,32 @@ std::uint64_t TextCursor::decimal( std::uint64_t limit, std::string_view expecte
       }
       value = value * 10 + digit;
    }
-   if ( position_ == start )
+   if ( position_ == start ) {
       fail( expected );
+   }
    return value;
 }
 
 unsigned TextCursor::hexDigit( std::string_view expected ) {
    char const c = peek();
    unsigned digit = 0;
-   if ( c >= '0' && c <= '9' )
+   if ( c >= '0' && c <= '9' ) {
       digit = static_cast<unsigned>( c - '0' );
-   else if ( c >= 'a' && c <= 'f' )
+   } else if ( c >= 'a' && c <= 'f' ) {
       digit = static_cast<unsigned>( c - 'a' + 10 );
-   else if ( c >= 'A' && c <= 'F' )
+   } else if ( c >= 'A' && c <= 'F' ) {
       digit = static_cast<unsigned>( c - 'A' + 10 );
-   else
+   } else {
       fail( expected );
+   }
    ++position_;
    return digit;
 }
 
 void TextCursor::end( std::string_view expected ) const {
-   if ( !atEnd() )
+   if ( !atEnd() ) {
       fail( expected );
+   }
 }
 
 void TextCursor::fail( std::string_view expected ) const {

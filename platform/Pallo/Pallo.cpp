@@ -66,14 +66,16 @@ public:
    void push( Node* node ) {
       node->previous = nullptr;
       node->next = first_;
-      if ( first_ )
+      if ( first_ ) {
          first_->previous = node;
+      }
       first_ = node;
    }
    void remove( Node* node ) {
       ( node->previous ? node->previous->next : first_ ) = node->next;
-      if ( node->next )
+      if ( node->next ) {
          node->next->previous = node->previous;
+      }
    }
 
 private:
@@ -100,12 +102,14 @@ constinit StateHolder holder;
 class Guard {
 public:
    Guard() : locked_( Varek::ThreadControl::multiThreaded() ) {
-      if ( locked_ ) [[unlikely]]
+      if ( locked_ ) [[unlikely]] {
          holder.state.mutex.lock();
+      }
    }
    ~Guard() {
-      if ( locked_ ) [[unlikely]]
+      if ( locked_ ) [[unlikely]] {
          holder.state.mutex.unlock();
+      }
    }
    Guard( Guard const& ) = delete;
    Guard& operator=( Guard const& ) = delete;
@@ -140,12 +144,14 @@ void addRegion( State& state ) {
 
 /// A slab of objects of class \p index, at the front of its list.
 Slab* addSlab( State& state, std::size_t index ) {
-   if ( !state.unused.front() )
+   if ( !state.unused.front() ) {
       addRegion( state );
+   }
    Slab* const slab = state.unused.front();
    state.unused.remove( slab );
-   if ( slab->region->unusedSlabs-- == slabsInRegion )
+   if ( slab->region->unusedSlabs-- == slabsInRegion ) {
       --state.unusedRegions;
+   }
    slab->freed = nullptr;
    slab->live = 0;
    slab->fresh = slabHead;
@@ -155,8 +161,9 @@ Slab* addSlab( State& state, std::size_t index ) {
 }
 
 void dropRegion( State& state, Region* region ) {
-   for ( std::size_t i = 0; i < slabsInRegion; ++i )
+   for ( std::size_t i = 0; i < slabsInRegion; ++i ) {
       state.unused.remove( region->slab( i ) );
+   }
    state.regions.remove( region );
    std::free( region->storage );
    delete region;
@@ -167,21 +174,24 @@ void dropSlab( State& state, std::size_t index, Slab* slab ) {
    state.withRoom[index].remove( slab );
    state.unused.push( slab );
    Region* const region = slab->region;
-   if ( ++region->unusedSlabs == slabsInRegion && ++state.unusedRegions > 1 )
+   if ( ++region->unusedSlabs == slabsInRegion && ++state.unusedRegions > 1 ) {
       dropRegion( state, region );
+   }
 }
 
 } // namespace
 
 void* allocate( std::size_t size ) {
-   if ( heapOnly || size > largestSize )
+   if ( heapOnly || size > largestSize ) {
       return ::operator new( size );
+   }
    Guard const guard;
    State& state = holder.state;
    std::size_t const index = classOf( size );
    Slab* slab = state.withRoom[index].front();
-   if ( !slab ) [[unlikely]]
+   if ( !slab ) [[unlikely]] {
       slab = addSlab( state, index );
+   }
    void* object = slab->freed;
    if ( object ) {
       slab->freed = slab->freed->next;
@@ -190,8 +200,9 @@ void* allocate( std::size_t size ) {
       slab->fresh += slab->objectSize;
    }
    ++slab->live;
-   if ( full( *slab ) ) [[unlikely]]
+   if ( full( *slab ) ) [[unlikely]] {
       state.withRoom[index].remove( slab );
+   }
    return object;
 }
 
@@ -203,12 +214,14 @@ void release( void* storage, std::size_t size ) noexcept {
    Guard const guard;
    State& state = holder.state;
    Slab* const slab = slabOf( storage );
-   if ( full( *slab ) ) [[unlikely]]
+   if ( full( *slab ) ) [[unlikely]] {
       state.withRoom[classOf( size )].push( slab );
+   }
    slab->freed = ::new ( storage ) FreeObject{ slab->freed };
    // The last slab of its class stays, so that one object that comes and goes costs no set-up.
-   if ( --slab->live == 0 && ( slab->next || slab->previous ) ) [[unlikely]]
+   if ( --slab->live == 0 && ( slab->next || slab->previous ) ) [[unlikely]] {
       dropSlab( state, classOf( size ), slab );
+   }
 }
 
 Usage usage() {
@@ -216,8 +229,9 @@ Usage usage() {
    Usage all;
    for ( Region const* region = holder.state.regions.front(); region; region = region->next ) {
       all.regionBytes += slabSize * slabsInRegion;
-      for ( std::size_t i = 0; i < slabsInRegion; ++i )
+      for ( std::size_t i = 0; i < slabsInRegion; ++i ) {
          all.liveBytes += std::size_t{ region->slab( i )->live } * region->slab( i )->objectSize;
+      }
    }
    return all;
 }

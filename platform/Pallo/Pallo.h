@@ -49,8 +49,9 @@ public:
    SequenceAllocator( SequenceAllocator<U, tracker> const& ) noexcept {}
 
    T* allocate( std::size_t count ) {
-      if ( count > std::numeric_limits<std::size_t>::max() / sizeof( T ) )
+      if ( count > std::numeric_limits<std::size_t>::max() / sizeof( T ) ) {
          throw std::bad_array_new_length();
+      }
       auto* const storage = static_cast<T*>( Pallo::allocate( count * sizeof( T ) ) );
       tracker.alloc( sizeof( T ), count );
       return storage;

@@ -35,8 +35,9 @@ void CharRange::skipBlanks() {
 }
 
 void CharRange::expect( std::string_view word ) {
-   if ( take( word ) )
+   if ( take( word ) ) {
       return;
+   }
    std::string_view const left = rest();
    auto const alike = std::mismatch( left.begin(), left.end(), word.begin(), word.end() ).first;
    throw Varek::TextError( '"' + std::string( word ) + '"', text_,
@@ -44,8 +45,9 @@ void CharRange::expect( std::string_view word ) {
 }
 
 void CharRange::expectEnd() const {
-   if ( !empty() )
+   if ( !empty() ) {
       fail( "the end" );
+   }
 }
 
 void CharRange::fail( std::string_view expected ) const {

@@ -13,8 +13,9 @@ using Varek::TypeInspectData;
 // Most enumerations count from 0 without a gap, where the value is the index.
 EnumeratorData const* enumerator( TypeInspectData const& type, std::uint32_t value ) {
    auto const& all = type.enumerators;
-   if ( value < all.size() && all[value].value == value )
+   if ( value < all.size() && all[value].value == value ) {
       return &all[value];
+   }
    auto const at = std::lower_bound( all.begin(), all.end(), value,
                                      []( auto& one, auto wanted ) { return one.value < wanted; } );
    return at != all.end() && at->value == value ? &*at : nullptr;
@@ -35,8 +36,9 @@ namespace {
 std::uint32_t namedValue( TypeInspectData const& type, std::string_view name, std::string_view text,
                           std::size_t position ) {
    EnumeratorData const* const found = enumerator( type, name );
-   if ( !found )
+   if ( !found ) {
       throw Varek::TextError( "an enumerator of " + std::string( type.name ), text, position );
+   }
    return found->value;
 }
 
@@ -46,9 +48,10 @@ template<std::unsigned_integral Width>
 Width EnumType<Width>::instance( unsigned value, Module const& module, std::uint32_t index ) {
    TypeInspectData const& type = *module.types[index];
    EnumeratorData const* const found = enumerator( type, std::uint32_t{ value } );
-   if ( !found )
+   if ( !found ) {
       throw Varek::RangeError( std::to_string( value ) + " is no enumerator of " +
                                std::string( type.name ) );
+   }
    return static_cast<Width>( found->value );
 }
 

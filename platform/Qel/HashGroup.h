@@ -52,8 +52,9 @@ struct alignas( 16 ) HashGroup {
             bits |= zero * 0x10204080U >> 28 << ( 4 * word );
          }
       } else {
-         for ( unsigned i = 0; i < slots; ++i )
+         for ( unsigned i = 0; i < slots; ++i ) {
             bits |= static_cast<std::uint32_t>( tags[i] == tag ) << i;
+         }
       }
       return bits & slotBits;
 #endif

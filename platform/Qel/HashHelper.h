@@ -27,21 +27,22 @@ private:
 /// (enumerations and integers are widened), or that of its bytes (text).
 template<class T>
 inline std::uint32_t hashSingleAttr( T const& value, std::uint32_t seed ) {
-   if constexpr ( std::is_enum_v<T> )
+   if constexpr ( std::is_enum_v<T> ) {
       return Varek::hashWord( static_cast<std::uint32_t>( value ), seed );
-   else if constexpr ( std::is_integral_v<T> )
+   } else if constexpr ( std::is_integral_v<T> ) {
       return Varek::hashWord( static_cast<std::uint64_t>( value ), seed );
-   else if constexpr ( std::is_convertible_v<T const&, std::string_view> )
+   } else if constexpr ( std::is_convertible_v<T const&, std::string_view> ) {
       return Varek::hashBytes( std::string_view( value ), seed );
-   else
+   } else {
       return value.hash( seed );
+   }
 }
 
 /// True for the types that hashSingleAttr takes.
 template<class T>
 concept Hashable = std::is_enum_v<T> || std::is_integral_v<T> ||
-   std::is_convertible_v<T const&, std::string_view> || requires( T const& value ) {
-   { value.hash( std::uint32_t{} ) } -> std::same_as<std::uint32_t>;
-};
+                   std::is_convertible_v<T const&, std::string_view> || requires( T const& value ) {
+                      { value.hash( std::uint32_t{} ) } -> std::same_as<std::uint32_t>;
+                   };
 
 } // namespace Qel

@@ -20,8 +20,9 @@ std::uint32_t newVersion() {
 std::size_t storageSize( std::uint32_t groups, std::uint32_t slots, std::size_t elementSize ) {
    std::size_t const front =
       sizeof( Internal::MapHead ) + std::size_t{ groups } * sizeof( Internal::HashGroup );
-   if ( slots > ( std::numeric_limits<std::size_t>::max() / 2 - front ) / elementSize )
+   if ( slots > ( std::numeric_limits<std::size_t>::max() / 2 - front ) / elementSize ) {
       throw std::bad_alloc();
+   }
    return front + slots * elementSize;
 }
 
@@ -40,8 +41,9 @@ std::uint32_t HashMap2018Generic::nextCapacity( std::uint32_t capacity ) {
    case Group::slots:
       return 2 * perGroup;
    default:
-      if ( capacity >= largest )
+      if ( capacity >= largest ) {
          throw std::bad_alloc();
+      }
       return 2 * capacity;
    }
 }
@@ -76,16 +78,18 @@ void HashMap2018Generic::qelMarkAllForDeletion() {
    }
    // Only what is there: a slot that is empty now may be an element's before the marks go.
    decltype( Head::marks ) marks( new Internal::DeletionMarks( slotCount() ) );
-   for ( std::uint32_t at = nextTaken( 0 ); at != none; at = nextTaken( at + 1 ) )
+   for ( std::uint32_t at = nextTaken( 0 ); at != none; at = nextTaken( at + 1 ) ) {
       marks->set( at, true );
+   }
    head().marks = std::move( marks );
 }
 
 void HashMap2018Generic::qelDeletionMarksClear() {
-   if ( groups_ )
+   if ( groups_ ) {
       head().marks.reset();
-   else
+   } else {
       mask_ = 0;
+   }
 }
 
 } // namespace Qel

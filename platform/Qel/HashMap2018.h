@@ -40,8 +40,9 @@ public:
       return position < marked_.size() && marked_[position];
    }
    void set( std::uint32_t position, bool marked ) {
-      if ( position < marked_.size() )
+      if ( position < marked_.size() ) {
          marked_[position] = marked;
+      }
    }
    /// For a map without elements: one resynchronisation of most is that, and allocates nothing.
    static DeletionMarks none;
@@ -51,8 +52,9 @@ private:
 };
 struct DeletionMarksEnd {
    void operator()( DeletionMarks* marks ) const {
-      if ( marks != &DeletionMarks::none )
+      if ( marks != &DeletionMarks::none ) {
          delete marks;
+      }
    }
 };
 
@@ -69,8 +71,9 @@ inline void prefetch( void const* from, std::size_t size ) {
    constexpr std::size_t line = 64;
    constexpr std::size_t most = 8 * line; // more would drive out what is in use
    auto const* const at = static_cast<std::uint8_t const*>( from );
-   for ( std::size_t i = 0; i < size && i < most; i += line )
+   for ( std::size_t i = 0; i < size && i < most; i += line ) {
       __builtin_prefetch( at + i );
+   }
 }
 
 } // namespace Internal
@@ -96,8 +99,9 @@ public:
       std::uint32_t const end = positions();
       while ( from < end ) {
          std::uint32_t const slot = from % Group::slots;
-         if ( std::uint32_t const bits = group( from ).used() >> slot )
+         if ( std::uint32_t const bits = group( from ).used() >> slot ) {
             return from + static_cast<std::uint32_t>( std::countr_zero( bits ) );
+         }
          from += Group::slots - slot;
       }
       return none;
@@ -172,11 +176,13 @@ protected:
    void disclaim( std::uint32_t hash, std::uint32_t position ) {
       std::uint32_t const home = position / Group::slots;
       std::uint32_t at = hash & mask_;
-      for ( std::uint32_t step = 1; at != home; at = ( at + step++ ) & mask_ )
-         [[unlikely]] groups_[at].overflowDec();
+      for ( std::uint32_t step = 1; at != home; at = ( at + step++ ) & mask_ ) [[unlikely]] {
+         groups_[at].overflowDec();
+      }
       groups_[home].tags[position % Group::slots] = 0;
-      if ( head().marks ) [[unlikely]]
+      if ( head().marks ) [[unlikely]] {
          head().marks->set( position, false );
+      }
    }
 
    static std::uint32_t nextCapacity( std::uint32_t capacity );
@@ -226,8 +232,9 @@ public:
       const_iterator& operator++() {
          VAREK_DEBUG_ASSERT( map_->version() == version_ || map_->empty() ); // has not grown
          bits_ &= bits_ - 1;
-         if ( bits_ == 0 )
+         if ( bits_ == 0 ) {
             skip();
+         }
          return *this;
       }
       const_iterator operator++( int ) {
@@ -245,17 +252,20 @@ public:
          : group_( map.groups_ + group ), last_( map.groups_ + map.mask_ + 1 ),
            base_( map.elements() + std::size_t{ group } * Group::slots ), map_( &map ),
            bits_( group_->used() >> slot << slot ), version_( map.version() ) {
-         if ( bits_ == 0 )
+         if ( bits_ == 0 ) {
             skip();
+         }
       }
       void skip() {
-         if ( !map_->empty() ) [[likely]] // else the groups may have been given back
+         if ( !map_->empty() ) [[likely]] { // else the groups may have been given back
             while ( ++group_ != last_ ) {
                base_ += Group::slots;
                bits_ = group_->used();
-               if ( bits_ )
+               if ( bits_ ) {
                   return;
+               }
             }
+         }
          group_ = nullptr;
       }
       Group const* group_ = nullptr;
@@ -268,8 +278,9 @@ public:
 
    HashMap2018() = default;
    HashMap2018( HashMap2018 const& other ) : HashMap2018() {
-      for ( Element const& element : other )
+      for ( Element const& element : other ) {
          newMemberG( element );
+      }
    }
    HashMap2018( HashMap2018&& ) noexcept = default;
    HashMap2018& operator=( HashMap2018 other ) noexcept {
@@ -279,24 +290,29 @@ public:
       return *this;
    }
    ~HashMap2018() {
-      if ( !groups_ )
+      if ( !groups_ ) {
          return;
-      if constexpr ( !std::is_trivially_destructible_v<Element> )
-         for ( Element const& element : *this )
+      }
+      if constexpr ( !std::is_trivially_destructible_v<Element> ) {
+         for ( Element const& element : *this ) {
             std::destroy_at( &element );
+         }
+      }
       releaseGroups( groups_, sizeof( Element ) );
    }
 
    const_iterator begin() const {
-      if ( size_ == 0 )
+      if ( size_ == 0 ) {
          return {};
+      }
       return { *this, 0 };
    }
    const_iterator end() const { return {}; }
    /// Walks the elements from \p position on.
    const_iterator from( std::uint32_t position ) const {
-      if ( position >= positions() )
+      if ( position >= positions() ) {
          return {};
+      }
       std::uint32_t const group = position / Group::slots;
       return { *this, group, position % Group::slots };
    }
@@ -338,31 +354,37 @@ public:
    template<class... Arguments>
    std::pair<Element&, bool> findOrNewMemberG( Key const& key, Arguments&&... arguments ) {
       std::uint32_t const keyHash = hash( key );
-      if ( groups_ )
-         if ( Element const* const found = find( key, keyHash ) )
+      if ( groups_ ) {
+         if ( Element const* const found = find( key, keyHash ) ) {
             return { const_cast<Element&>( *found ), false };
+         }
+      }
       // What is given as an Element to be taken needs no other in between.
       if constexpr ( ( std::is_same_v<Arguments&&, Element&&> && ... &&
-                       ( sizeof...( Arguments ) == 1 ) ) )
+                       ( sizeof...( Arguments ) == 1 ) ) ) {
          return { place( keyHash, std::forward<Arguments>( arguments )... ), true };
-      else
+      } else {
          return { place( keyHash, Element( std::forward<Arguments>( arguments )... ) ), true };
+      }
    }
 
    /// Removes the element with \p key and returns it, if there is one.
    std::optional<Element> deleteMemberG( Key const& key ) {
-      if ( !groups_ )
+      if ( !groups_ ) {
          return std::nullopt;
+      }
       std::uint32_t const keyHash = hash( key );
       Element const* const found = find( key, keyHash );
-      if ( !found )
+      if ( !found ) {
          return std::nullopt;
+      }
       auto const at = static_cast<std::uint32_t>( found - elements() );
       std::optional<Element> removed( std::move( elements()[at] ) );
       std::destroy_at( elements() + at );
       disclaim( keyHash, at );
-      if ( --size_ == 0 && mask_ != 0 ) [[unlikely]]
+      if ( --size_ == 0 && mask_ != 0 ) [[unlikely]] {
          memberDelAll();
+      }
       return removed;
    }
 
@@ -370,37 +392,44 @@ public:
    void reserve( std::uint32_t count ) {
       std::uint32_t const held = groups_ ? head().capacity : 0;
       std::uint32_t capacity = held;
-      while ( capacity < count )
+      while ( capacity < count ) {
          capacity = nextCapacity( capacity );
-      if ( capacity != held )
+      }
+      if ( capacity != held ) {
          growTo( capacity );
+      }
    }
 
    /// Asks for the memory of the elements, of the first if there are many.
    void prefetch() const {
-      if ( groups_ )
+      if ( groups_ ) {
          Internal::prefetch( &head(), sizeof( Internal::MapHead ) + sizeof( Group ) +
                                          Group::slots * sizeof( Element ) );
+      }
    }
 
    /// Empties the map and gives its memory back.
    void memberDelAll() noexcept {
       // Taken out first: the end of an element may run code that looks at this map.
       HashMap2018 const old( std::move( *this ) );
-      if ( old.qelHasDeletionMarks() )
+      if ( old.qelHasDeletionMarks() ) {
          mask_ = marking;
+      }
    }
 
    /// Sets or clears the deletion mark of the element with \p key, if there is one. There are marks
    /// from qelMarkAllForDeletion on only, until they are cleared: outside of a resynchronisation
    /// this does nothing.
    void qelMarkedForDeletionGIs( Key const& key, bool marked ) {
-      if ( !groups_ || !head().marks )
+      if ( !groups_ || !head().marks ) {
          return;
-      if ( marked && head().marks.get() == &Internal::DeletionMarks::none )
+      }
+      if ( marked && head().marks.get() == &Internal::DeletionMarks::none ) {
          head().marks.reset( new Internal::DeletionMarks( slotCount() ) );
-      if ( std::uint32_t const at = position( key ); at != none )
+      }
+      if ( std::uint32_t const at = position( key ); at != none ) {
          head().marks->set( at, marked );
+      }
    }
 
 private:
@@ -418,8 +447,9 @@ public:
       .deleteMemberG =
          []( HashMap2018Generic& map, void const* key, void* removed ) {
             auto gone = typed( map ).deleteMemberG( *static_cast<Key const*>( key ) );
-            if ( gone && removed )
+            if ( gone && removed ) {
                ::new ( removed ) Element( std::move( *gone ) );
+            }
             return gone.has_value();
          },
       .memberDelAll = []( HashMap2018Generic& map ) { typed( map ).memberDelAll(); },
@@ -434,10 +464,12 @@ private:
    Element const* find( Key const& key, std::uint32_t keyHash ) const {
       std::uint32_t const at = keyHash & mask_;
       std::uint32_t const seen = groups_[at].look( keyHash );
-      if ( seen == Group::lastBit )
+      if ( seen == Group::lastBit ) {
          return nullptr;
-      if ( Element const* const found = findIn( at, seen, key ) ) [[likely]]
+      }
+      if ( Element const* const found = findIn( at, seen, key ) ) [[likely]] {
          return found;
+      }
       return ( seen & Group::lastBit ) != 0 ? nullptr : findFurther( at, key, keyHash );
    }
 
@@ -446,8 +478,9 @@ private:
          auto const slot = static_cast<std::uint32_t>( std::countr_zero( hits ) );
          std::size_t const position = std::size_t{ at } * Group::slots + slot;
          Element const* const element = elements() + position;
-         if ( KeyFunktor{}( *element ) == key ) [[likely]]
+         if ( KeyFunktor{}( *element ) == key ) [[likely]] {
             return element;
+         }
       }
       return nullptr;
    }
@@ -458,17 +491,20 @@ private:
       for ( std::uint32_t step = 1; step <= mask_; ++step ) {
          at = ( at + step ) & mask_;
          std::uint32_t const seen = groups_[at].look( keyHash );
-         if ( Element const* const found = findIn( at, seen, key ) )
+         if ( Element const* const found = findIn( at, seen, key ) ) {
             return found;
-         if ( ( seen & Group::lastBit ) != 0 )
+         }
+         if ( ( seen & Group::lastBit ) != 0 ) {
             break;
+         }
       }
       return nullptr;
    }
 
    Element& place( std::uint32_t keyHash, Element&& element ) {
-      if ( !groups_ || size_ == head().capacity ) [[unlikely]]
+      if ( !groups_ || size_ == head().capacity ) [[unlikely]] {
          grow();
+      }
       std::uint32_t const at = claim( keyHash );
       ++size_;
       return *std::construct_at( elements() + at, std::move( element ) );
@@ -480,12 +516,15 @@ private:
       bigger.groups_ = newGroups( capacity, sizeof( Element ) );
       bigger.mask_ = groupCount( capacity ) - 1;
       if ( groups_ ) {
-         if ( head().marks ) [[unlikely]]
+         if ( head().marks ) [[unlikely]] {
             bigger.head().marks.reset( new Internal::DeletionMarks( slotCount( capacity ) ) );
-         for ( std::uint32_t at = 0; at <= mask_; ++at )
-            for ( std::uint32_t bits = groups_[at].used(); bits; bits &= bits - 1 )
+         }
+         for ( std::uint32_t at = 0; at <= mask_; ++at ) {
+            for ( std::uint32_t bits = groups_[at].used(); bits; bits &= bits - 1 ) {
                moveTo( bigger,
                        at * Group::slots + static_cast<unsigned>( std::countr_zero( bits ) ) );
+            }
+         }
          releaseGroups( groups_, sizeof( Element ) );
       } else if ( mask_ == marking ) {
          bigger.head().marks.reset( &Internal::DeletionMarks::none );
@@ -499,8 +538,9 @@ private:
       std::uint32_t const to = bigger.claim( hash( KeyFunktor{}( element ) ) );
       std::construct_at( bigger.elements() + to, std::move( element ) );
       std::destroy_at( &element );
-      if ( head().marks ) [[unlikely]]
+      if ( head().marks ) [[unlikely]] {
          bigger.head().marks->set( to, isMarkedForDeletion( from ) );
+      }
    }
 };
 

@@ -72,8 +72,9 @@ FrameTooLarge::FrameTooLarge( Varek::FieldId field, std::size_t size, std::size_
 FrameTooLarge::~FrameTooLarge() = default;
 
 void FrameTooLarge::ownerIs( std::string_view type, std::string_view attribute ) {
-   if ( !text_.empty() )
+   if ( !text_.empty() ) {
       return;
+   }
    std::string who( type );
    who.append( ", field " ).append( std::to_string( field_.value() ) );
    who.append( " (" ).append( attribute ).append( ")" );
@@ -84,21 +85,25 @@ char const* FrameTooLarge::what() const noexcept {
 }
 
 std::size_t FrameHeads::readInFull( std::span<std::uint8_t const> bytes, FrameHead& head ) {
-   if ( bytes.empty() )
+   if ( bytes.empty() ) {
       return 0;
+   }
    unsigned const first = bytes[0];
    std::size_t const entityBytes = first & sameEntity ? 0 : 4;
    std::size_t const fieldBytes = first & sameField ? 0 : 2;
    unsigned const form = first >> lengthShift;
    std::size_t const whole = 1 + entityBytes + fieldBytes + lengthBytes[form];
-   if ( bytes.size() < whole )
+   if ( bytes.size() < whole ) {
       return 0;
+   }
    std::uint8_t const* at = bytes.data() + 1;
-   if ( entityBytes )
+   if ( entityBytes ) {
       entity_ = getBig<std::uint32_t>( at );
+   }
    at += entityBytes;
-   if ( fieldBytes )
+   if ( fieldBytes ) {
       field_ = getBig<std::uint16_t>( at );
+   }
    at += fieldBytes;
    head = { static_cast<FrameKind>( first & 0x0F ), entity_, field_, getLength( at, form ) };
    return whole;
@@ -106,14 +111,16 @@ std::size_t FrameHeads::readInFull( std::span<std::uint8_t const> bytes, FrameHe
 
 bool Out::reserveInFull( FrameKind kind, std::uint32_t entity, Varek::FieldId field,
                          std::size_t size ) {
-   if ( size > payloadLimit_ ) [[unlikely]]
+   if ( size > payloadLimit_ ) [[unlikely]] {
       throw FrameTooLarge( field, size, payloadLimit_ );
+   }
    std::size_t const whole = largestHead + size;
    std::uint8_t* to = free_;
    if ( whole > static_cast<std::size_t>( freeEnd_ - free_ ) || !to ) [[unlikely]] {
       to = room( whole );
-      if ( !to )
+      if ( !to ) {
          return false;
+      }
    }
    unsigned const form = lengthForm( size );
    bool const namesEntity = entity != entity_;

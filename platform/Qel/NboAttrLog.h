@@ -136,14 +136,15 @@ namespace Internal {
 
 template<class U>
 constexpr U networkOrder( U value ) {
-   if constexpr ( std::endian::native == std::endian::big || sizeof( U ) == 1 )
+   if constexpr ( std::endian::native == std::endian::big || sizeof( U ) == 1 ) {
       return value;
-   else if constexpr ( sizeof( U ) == 2 )
+   } else if constexpr ( sizeof( U ) == 2 ) {
       return static_cast<U>( __builtin_bswap16( value ) );
-   else if constexpr ( sizeof( U ) == 4 )
+   } else if constexpr ( sizeof( U ) == 4 ) {
       return __builtin_bswap32( value );
-   else
+   } else {
       return __builtin_bswap64( value );
+   }
 }
 
 } // namespace Internal
@@ -194,8 +195,9 @@ public:
    void put64( std::uint64_t value ) { put( value ); }
    void putOctets( void const* octets, std::size_t size ) {
       std::uint8_t* const to = take( size );
-      if ( size != 0 )
+      if ( size != 0 ) {
          std::memcpy( to, octets, size );
+      }
    }
 
    /// Whether a frame has been begun and not been ended.
@@ -281,16 +283,18 @@ public:
    std::uint32_t get32() { return get<std::uint32_t>(); }
    std::uint64_t get64() { return get<std::uint64_t>(); }
    std::uint8_t const* getOctets( std::size_t size ) {
-      if ( size > left() ) [[unlikely]]
+      if ( size > left() ) [[unlikely]] {
          failShort( size );
+      }
       return std::exchange( at_, at_ + size );
    }
    /// A 32-bit count of elements of at least \p least bytes each. Throws AttrLogLengthError if what
    /// is left cannot hold so many.
    std::uint32_t getCount( std::size_t least ) {
       std::uint32_t const count = get32();
-      if ( count > left() / least ) [[unlikely]]
+      if ( count > left() / least ) [[unlikely]] {
          failCount();
+      }
       return count;
    }
 
@@ -299,8 +303,9 @@ public:
 
    /// Throws unless everything has been read.
    void expectEnd() const {
-      if ( at_ != end_ ) [[unlikely]]
+      if ( at_ != end_ ) [[unlikely]] {
          failLong();
+      }
    }
    /// Throws AttrLogError with what is wrong with what was just read.
    [[noreturn]] void fail( std::string_view fault ) const;

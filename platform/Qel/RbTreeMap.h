@@ -64,20 +64,23 @@ public:
    }
 
    void memberClearAll() {
-      if ( empty() )
+      if ( empty() ) {
          return;
+      }
       // Taken out first: the end of a member may run code that looks at this map.
       Tree old;
       old.swap( tree_ );
-      if ( marked_ )
+      if ( marked_ ) {
          marked_->clear();
+      }
       ++version_;
    }
 
    void qelMarkAllForDeletion() {
       auto all = std::make_unique<Marks>();
-      for ( auto const& member : tree_ )
+      for ( auto const& member : tree_ ) {
          all->insert( all->end(), member.first );
+      }
       marked_ = std::move( all );
    }
    /// Forgets all marks.
@@ -86,12 +89,14 @@ public:
    bool qelHasDeletionMarks() const { return marked_ != nullptr; }
    /// Does nothing outside of a resynchronisation.
    void qelMarkedForDeletionGIs( Key const& key, bool marked ) {
-      if ( !marked_ )
+      if ( !marked_ ) {
          return;
-      if ( !marked )
+      }
+      if ( !marked ) {
          marked_->erase( key );
-      else if ( tree_.contains( key ) )
+      } else if ( tree_.contains( key ) ) {
          marked_->insert( key );
+      }
    }
    bool isMarkedForDeletion( Key const& key ) const { return marked_ && marked_->contains( key ); }
 

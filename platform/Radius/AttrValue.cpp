@@ -18,23 +18,28 @@ using Varek::quoted;
 constexpr std::string_view wideSuffix = "u64";
 
 char readEscape( TextCursor& cursor ) {
-   for ( char const c : { '"', '\\' } )
-      if ( cursor.take( c ) )
+   for ( char const c : { '"', '\\' } ) {
+      if ( cursor.take( c ) ) {
          return c;
-   if ( !cursor.take( 'x' ) )
+      }
+   }
+   if ( !cursor.take( 'x' ) ) {
       cursor.fail( "one of \\\", \\\\ and \\xNN" );
+   }
    constexpr std::string_view expected = "two hexadecimal digits after \\x";
    unsigned const high = cursor.hexDigit( expected );
    return static_cast<char>( high << 4 | cursor.hexDigit( expected ) );
 }
 
 std::string readQuoted( TextCursor& cursor ) {
-   if ( !cursor.take( '"' ) )
+   if ( !cursor.take( '"' ) ) {
       cursor.fail( "text in quotes" );
+   }
    std::string text;
    while ( !cursor.take( '"' ) ) {
-      if ( cursor.atEnd() )
+      if ( cursor.atEnd() ) {
          cursor.fail( "a quote that ends the text" );
+      }
       if ( cursor.take( '\\' ) ) {
          text += readEscape( cursor );
       } else {
@@ -61,10 +66,12 @@ constexpr std::uint64_t largest64 = std::numeric_limits<std::uint64_t>::max();
 AttrValueVariant readTagged( TextCursor& cursor ) {
    auto const tag =
       static_cast<std::uint8_t>( cursor.decimal( 255, "a tag of at most 255 after ':'" ) );
-   if ( !cursor.take( ' ' ) )
+   if ( !cursor.take( ' ' ) ) {
       cursor.fail( "a space after the tag" );
-   if ( cursor.peek() == '"' )
+   }
+   if ( cursor.peek() == '"' ) {
       return TaggedStr{ tag, readQuoted( cursor ) };
+   }
    return TaggedInt{ tag, static_cast<std::uint32_t>(
                              cursor.decimal( largest32, "text in quotes or a 32-bit number" ) ) };
 }
@@ -83,16 +90,17 @@ AttrValueVariant readNumber( TextCursor& cursor, bool wide ) {
 AttrValueVariant read( std::string_view text ) {
    TextCursor cursor( text );
    AttrValueVariant value;
-   if ( cursor.peek() == '"' )
+   if ( cursor.peek() == '"' ) {
       value = readQuoted( cursor );
-   else if ( cursor.take( "0x" ) )
+   } else if ( cursor.take( "0x" ) ) {
       value = readBytes( cursor );
-   else if ( text.starts_with( ':' ) && !text.starts_with( "::" ) )
+   } else if ( text.starts_with( ':' ) && !text.starts_with( "::" ) ) {
       value = ( cursor.take( ':' ), readTagged( cursor ) );
-   else if ( text.find_first_of( ".:" ) != std::string_view::npos )
+   } else if ( text.find_first_of( ".:" ) != std::string_view::npos ) {
       return Lumo::IpGenPrefix( text );
-   else
+   } else {
       value = readNumber( cursor, text.ends_with( wideSuffix ) );
+   }
    cursor.end( "the end of the value" );
    return value;
 }

@@ -34,8 +34,9 @@ Attribute readExtended( TextCursor& cursor ) {
       cursor.back( start );
       cursor.fail( expected );
    }
-   if ( !cursor.take( '.' ) )
+   if ( !cursor.take( '.' ) ) {
       cursor.fail( "'.' and an extended type" );
+   }
    constexpr std::string_view expectedExtended = "an extended type of at most 255";
    std::uint64_t const type = cursor.decimal( 255, expectedExtended );
    cursor.end( expectedExtended );
@@ -45,21 +46,26 @@ Attribute readExtended( TextCursor& cursor ) {
 Attribute readVendor( TextCursor& cursor ) {
    auto const vendor = static_cast<std::uint32_t>( cursor.decimal(
       std::numeric_limits<std::uint32_t>::max(), "a vendor number of at most 32 bits" ) );
-   if ( !cursor.take( '-' ) || !cursor.take( standardPrefix ) )
+   if ( !cursor.take( '-' ) || !cursor.take( standardPrefix ) ) {
       cursor.fail( "\"-Attribute-\" and a type" );
+   }
    return Attribute( vendor, readType( cursor ) );
 }
 
 Attribute read( std::string_view text ) {
-   if ( DictionaryEntry const* entry = dictionaryEntry( text ) )
+   if ( DictionaryEntry const* entry = dictionaryEntry( text ) ) {
       return entry->attribute;
+   }
    TextCursor cursor( text );
-   if ( cursor.take( standardPrefix ) )
+   if ( cursor.take( standardPrefix ) ) {
       return Attribute( 0, readType( cursor ) );
-   if ( cursor.take( extendedPrefix ) )
+   }
+   if ( cursor.take( extendedPrefix ) ) {
       return readExtended( cursor );
-   if ( cursor.take( vendorPrefix ) )
+   }
+   if ( cursor.take( vendorPrefix ) ) {
       return readVendor( cursor );
+   }
    cursor.fail( "the name of a RADIUS attribute, Attribute-N, Extended-Attribute-N.N or "
                 "Vendor-N-Attribute-N" );
 }
@@ -69,16 +75,19 @@ Attribute read( std::string_view text ) {
 Attribute::Attribute( std::string_view text ) : Attribute( read( text ) ) {}
 
 Varek::String stringValue( Attribute attribute ) {
-   if ( DictionaryEntry const* entry = dictionaryEntry( attribute ) )
+   if ( DictionaryEntry const* entry = dictionaryEntry( attribute ) ) {
       return Varek::String( entry->name );
+   }
    std::string const type = std::to_string( attribute.type() );
-   if ( attribute.vendor() != 0 )
+   if ( attribute.vendor() != 0 ) {
       return std::string( vendorPrefix ) + std::to_string( attribute.vendor() ) + "-" +
              std::string( standardPrefix ) + type;
+   }
    int const space = attribute.type() >> 8;
-   if ( space >= firstSpace && space <= lastSpace )
+   if ( space >= firstSpace && space <= lastSpace ) {
       return std::string( extendedPrefix ) + std::to_string( space ) + "." +
              std::to_string( attribute.type() & 0xFF );
+   }
    return std::string( standardPrefix ) + type;
 }
 

@@ -28,12 +28,15 @@ constexpr std::string_view numberPrefix = "Brevia-Attribute-";
 } // namespace
 
 BreviaVendorSpec::BreviaVendorSpecEnum BreviaVendorSpec::fromText( std::string_view text ) {
-   for ( std::size_t i = 0; i < std::size( names ); ++i )
-      if ( names[i] == text )
+   for ( std::size_t i = 0; i < std::size( names ); ++i ) {
+      if ( names[i] == text ) {
          return static_cast<BreviaVendorSpecEnum>( i + 1 );
+      }
+   }
    Lumo::TextCursor cursor( text );
-   if ( !cursor.take( numberPrefix ) )
+   if ( !cursor.take( numberPrefix ) ) {
       cursor.fail( "the name of an attribute of Brevia or Brevia-Attribute-N" );
+   }
    constexpr std::string_view expected = "a type of at most 255";
    std::uint64_t const value = cursor.decimal( 255, expected );
    cursor.end( expected );
@@ -41,8 +44,9 @@ BreviaVendorSpec::BreviaVendorSpecEnum BreviaVendorSpec::fromText( std::string_v
 }
 
 Varek::String stringValue( BreviaVendorSpec::BreviaVendorSpecEnum value ) {
-   if ( value != 0 && value <= std::size( names ) )
+   if ( value != 0 && value <= std::size( names ) ) {
       return Varek::String( names[value - 1] );
+   }
    return Varek::String( numberPrefix ) + std::to_string( value );
 }
 

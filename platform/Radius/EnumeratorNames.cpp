@@ -115,12 +115,14 @@ constexpr Enumeration enumerations[] = {
 } // namespace
 
 std::string_view enumeratorName( Attribute attribute, std::uint32_t value ) {
-   if ( attribute.vendor() != 0 )
+   if ( attribute.vendor() != 0 ) {
       return {};
+   }
    for ( auto const& [id, first, names] : enumerations ) {
-      if ( id == attribute.type() )
+      if ( id == attribute.type() ) {
          return value >= first && value - first < names.size() ? names[value - first]
                                                                : std::string_view();
+      }
    }
    return {};
 }

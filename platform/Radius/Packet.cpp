@@ -29,9 +29,11 @@ std::string_view codeName( std::uint8_t code ) {
       { 44, "CoA-ACK" },
       { 45, "CoA-NAK" },
    };
-   for ( Row const& row : rows )
-      if ( row.code == code )
+   for ( Row const& row : rows ) {
+      if ( row.code == code ) {
          return row.name;
+      }
+   }
    return {};
 }
 
@@ -66,8 +68,9 @@ constexpr std::uint8_t moreFlag = 0x80;
 
 std::uint64_t readInteger( Octets octets ) {
    std::uint64_t value = 0;
-   for ( std::uint8_t const octet : octets )
+   for ( std::uint8_t const octet : octets ) {
       value = value << 8 | octet;
+   }
    return value;
 }
 
@@ -76,47 +79,54 @@ Varek::Bytes bytesOf( Octets octets ) { return Varek::Bytes( octets.data(), octe
 Varek::String textOf( Octets octets ) { return Varek::String( octets.begin(), octets.end() ); }
 
 AttrValue integerValue( Octets octets ) {
-   if ( octets.size() != 4 )
+   if ( octets.size() != 4 ) {
       return bytesOf( octets );
+   }
    return static_cast<std::uint32_t>( readInteger( octets ) );
 }
 
 AttrValue integer64Value( Octets octets ) {
-   if ( octets.size() != 8 )
+   if ( octets.size() != 8 ) {
       return bytesOf( octets );
+   }
    return readInteger( octets );
 }
 
 AttrValue taggedTextValue( Octets octets ) {
-   if ( octets.empty() || octets[0] > largestTag )
+   if ( octets.empty() || octets[0] > largestTag ) {
       return TaggedStr{ 0, textOf( octets ) };
+   }
    return TaggedStr{ octets[0], textOf( octets.subspan( 1 ) ) };
 }
 
 AttrValue taggedIntegerValue( Octets octets ) {
-   if ( octets.size() != 4 )
+   if ( octets.size() != 4 ) {
       return bytesOf( octets );
+   }
    return TaggedInt{ octets[0], static_cast<std::uint32_t>( readInteger( octets.subspan( 1 ) ) ) };
 }
 
 AttrValue addressValue( Lumo::IpFamily family, Octets octets ) {
    auto const bits = static_cast<unsigned>( octets.size() * 8 );
-   if ( !Lumo::IpGenPrefix::isPrefix( family, octets, bits ) )
+   if ( !Lumo::IpGenPrefix::isPrefix( family, octets, bits ) ) {
       return bytesOf( octets );
+   }
    return Lumo::IpGenPrefix( family, octets );
 }
 
 /// A reserved octet, the length in bits, and at least the octets which that covers (RFC 3162 2.3).
 AttrValue ipv6PrefixValue( Octets octets ) {
    std::array<std::uint8_t, 16> address{};
-   if ( octets.size() < 2 || octets.size() > 2 + address.size() || octets[0] != 0 )
+   if ( octets.size() < 2 || octets.size() > 2 + address.size() || octets[0] != 0 ) {
       return bytesOf( octets );
+   }
    Octets const given = octets.subspan( 2 );
    unsigned const length = octets[1];
    std::copy( given.begin(), given.end(), address.begin() );
    if ( given.size() * 8 < length ||
-        !Lumo::IpGenPrefix::isPrefix( Lumo::IpFamily::ipv6, address, length ) )
+        !Lumo::IpGenPrefix::isPrefix( Lumo::IpFamily::ipv6, address, length ) ) {
       return bytesOf( octets );
+   }
    return Lumo::IpGenPrefix( Lumo::IpFamily::ipv6, address, length );
 }
 
@@ -177,8 +187,9 @@ private:
 
 bool splits( Octets vendorAttributes ) {
    AttributeReader reader( vendorAttributes );
-   while ( !reader.atEnd() && reader.isWhole() && reader.type() != 0 )
+   while ( !reader.atEnd() && reader.isWhole() && reader.type() != 0 ) {
       reader.next();
+   }
    return reader.atEnd() && !vendorAttributes.empty();
 }
 
@@ -187,8 +198,9 @@ void addVendorAttributes( Attributes& to, std::uint32_t vendor, Octets octets ) 
       to.emplace_back( Attribute( vendor, 0 ), bytesOf( octets ) );
       return;
    }
-   for ( AttributeReader reader( octets ); !reader.atEnd(); reader.next() )
+   for ( AttributeReader reader( octets ); !reader.atEnd(); reader.next() ) {
       to.emplace_back( Attribute( vendor, reader.type() ), bytesOf( reader.value() ) );
+   }
 }
 
 /// Adds a Vendor-Specific attribute. One of vendor 0 must not pass for standard attributes.
@@ -197,10 +209,11 @@ void addVendorSpecific( Attributes& to, Octets value ) {
       value.size() < vendorIdSize
          ? 0
          : static_cast<std::uint32_t>( readInteger( value.first( vendorIdSize ) ) );
-   if ( vendor != 0 )
+   if ( vendor != 0 ) {
       addVendorAttributes( to, vendor, value.subspan( vendorIdSize ) );
-   else
+   } else {
       to.emplace_back( Attribute( 0, RadiusAttributeId::vendorSpecific ), bytesOf( value ) );
+   }
 }
 
 Attribute extendedAttribute( std::uint8_t space, std::uint8_t type ) {
@@ -208,10 +221,11 @@ Attribute extendedAttribute( std::uint8_t space, std::uint8_t type ) {
 }
 
 void addExtended( Attributes& to, std::uint8_t space, Octets value ) {
-   if ( value.empty() )
+   if ( value.empty() ) {
       to.emplace_back( Attribute( 0, space ), bytesOf( value ) );
-   else
+   } else {
       to.emplace_back( extendedAttribute( space, value[0] ), bytesOf( value.subspan( 1 ) ) );
+   }
 }
 
 bool isFragment( AttributeReader const& reader, std::uint8_t space, std::uint8_t type ) {
@@ -237,8 +251,9 @@ void addLongExtended( Attributes& to, AttributeReader& reader ) {
       joined.append( value.begin() + 2, value.end() );
       to.emplace_back( Attribute( 0, space ), bytesOf( value ) );
    }
-   if ( more )
+   if ( more ) {
       return;
+   }
    to.resize( start );
    to.emplace_back( extendedAttribute( space, type ), Varek::Bytes( joined ) );
 }
@@ -247,27 +262,31 @@ void addLongExtended( Attributes& to, AttributeReader& reader ) {
 void addNext( Attributes& to, AttributeReader& reader ) {
    Attribute const attribute( 0, reader.type() );
    DictionaryEntry const* const entry = RadiusPktParserBase::dictionaryEntry( attribute );
-   Form const form = entry != nullptr ? entry->form : Form::octets;
-   if ( form == Form::longExtended )
+   Form const form = entry ? entry->form : Form::octets;
+   if ( form == Form::longExtended ) {
       return addLongExtended( to, reader );
-   if ( form == Form::vendorSpecific )
+   }
+   if ( form == Form::vendorSpecific ) {
       addVendorSpecific( to, reader.value() );
-   else if ( form == Form::extended )
+   } else if ( form == Form::extended ) {
       addExtended( to, reader.type(), reader.value() );
-   else
+   } else {
       to.emplace_back( attribute, valueOf( form, reader.value() ) );
+   }
    reader.next();
 }
 
 std::optional<PacketError> headerError( Octets octets, std::size_t length ) {
-   if ( octets.size() < headerSize )
+   if ( octets.size() < headerSize ) {
       return PacketError( octets.size(), "expected a RADIUS packet of at least " +
                                             std::to_string( headerSize ) + " octets, found " +
                                             std::to_string( octets.size() ) );
-   if ( length < headerSize || length > largestPacket )
+   }
+   if ( length < headerSize || length > largestPacket ) {
       return PacketError( 2, "expected a RADIUS packet length of " + std::to_string( headerSize ) +
                                 " to " + std::to_string( largestPacket ) + ", found " +
                                 std::to_string( length ) );
+   }
    return std::nullopt;
 }
 
@@ -278,15 +297,17 @@ PacketError attributeError( AttributeReader const& reader, std::size_t length,
    std::size_t const offset = headerSize + reader.position();
    std::size_t const left = length - offset;
    std::string const name = stringValue( Attribute( 0, reader.type() ) );
-   if ( left < attributeHeaderSize )
+   if ( left < attributeHeaderSize ) {
       return PacketError( offset,
                           "expected an attribute of at least 2 octets, found 1 octet before "
                           "the end of the packet" );
+   }
    bool const lengthIsThere = offset + 1 < available;
-   if ( lengthIsThere && ( reader.length() < attributeHeaderSize || reader.length() > left ) )
+   if ( lengthIsThere && ( reader.length() < attributeHeaderSize || reader.length() > left ) ) {
       return PacketError( offset, "expected a length of 2 to " + std::to_string( left ) +
                                      " of the " + name + " attribute, found " +
                                      std::to_string( reader.length() ) );
+   }
    return PacketError( available, "expected " + std::to_string( length ) +
                                      " octets as the length of the RADIUS packet says, found " +
                                      std::to_string( available ) + ", the end being within the " +
@@ -300,14 +321,16 @@ DecodedPacket decode( std::span<std::uint8_t const> octets ) {
    std::size_t const length =
       octets.size() < headerSize ? 0 : static_cast<std::size_t>( octets[2] ) << 8 | octets[3];
    packet.error = headerError( octets, length );
-   if ( octets.size() < headerSize )
+   if ( octets.size() < headerSize ) {
       return packet;
+   }
    packet.code = octets[0];
    packet.identifier = octets[1];
    packet.length = static_cast<std::uint16_t>( length );
    std::copy_n( octets.begin() + 4, packet.authenticator.size(), packet.authenticator.begin() );
-   if ( packet.error )
+   if ( packet.error ) {
       return packet;
+   }
    std::size_t const available = std::min( length, octets.size() );
    AttributeReader reader( octets.subspan( headerSize, available - headerSize ) );
    while ( !reader.atEnd() ) {
@@ -317,11 +340,12 @@ DecodedPacket decode( std::span<std::uint8_t const> octets ) {
       }
       addNext( packet.attributes, reader );
    }
-   if ( available < length )
+   if ( available < length ) {
       packet.error = PacketError( available, "expected " + std::to_string( length ) +
                                                 " octets as the length of the RADIUS packet says, "
                                                 "found " +
                                                 std::to_string( available ) );
+   }
    return packet;
 }
 

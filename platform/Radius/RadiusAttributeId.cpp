@@ -11,8 +11,9 @@ using RadiusPktParserBase::Attribute;
 
 RadiusAttributeId::RadiusAttributeIdEnum RadiusAttributeId::fromText( std::string_view text ) {
    Attribute const attribute( text );
-   if ( attribute.vendor() != 0 || attribute.type() > 0xFF )
+   if ( attribute.vendor() != 0 || attribute.type() > 0xFF ) {
       throw Varek::TextError( "a standard RADIUS attribute of a number of at most 255", text, 0 );
+   }
    return static_cast<RadiusAttributeIdEnum>( attribute.type() );
 }
 

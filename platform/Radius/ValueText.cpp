@@ -18,7 +18,7 @@ std::string valueName( Attribute attribute, AttrValue const& value ) {
 
 bool isOfPrefixes( Attribute attribute ) {
    auto const* const entry = dictionaryEntry( attribute );
-   return entry != nullptr && entry->form == Form::ipv6Prefix;
+   return entry && entry->form == Form::ipv6Prefix;
 }
 
 std::string prefixText( Attribute attribute, Lumo::IpGenPrefix const& prefix ) {

@@ -16,10 +16,11 @@ class VAREK_EXPORT TrackedCount {
 public:
    constexpr TrackedCount() = default;
    void add( std::size_t n ) {
-      if ( ThreadControl::multiThreaded() ) [[unlikely]]
+      if ( ThreadControl::multiThreaded() ) [[unlikely]] {
          value_.fetch_add( n, std::memory_order_relaxed );
-      else
+      } else {
          value_.store( value() + n, std::memory_order_relaxed );
+      }
    }
    void subtract( std::size_t n ) { add( std::size_t{ 0 } - n ); }
    std::size_t value() const { return value_.load( std::memory_order_relaxed ); }

@@ -72,10 +72,12 @@ void Internal::assertionFailed( Assertion const& failed,
    std::string text = std::string( failed.file ) + ':' + std::to_string( failed.line ) +
                       ": assertion failed: " + failed.expression;
    char const* before = " = ";
-   if ( values.size() != 0 )
+   if ( values.size() != 0 ) {
       text += std::string( ", where " ) + failed.values;
-   for ( std::string const& value : values )
+   }
+   for ( std::string const& value : values ) {
       text += std::exchange( before, ", " ) + value;
+   }
    Varek::assertionFailed( text.c_str() );
 }
 

@@ -137,20 +137,21 @@ VAREK_EXPORT std::string assertedAddress( void const* );
 /// Text is in quotes; what has no text is a question mark.
 template<class T>
 std::string assertedText( T const& value ) {
-   if constexpr ( std::is_same_v<T, bool> )
+   if constexpr ( std::is_same_v<T, bool> ) {
       return value ? "true" : "false";
-   else if constexpr ( std::is_arithmetic_v<T> )
+   } else if constexpr ( std::is_arithmetic_v<T> ) {
       return std::to_string( value );
-   else if constexpr ( std::is_convertible_v<T const&, std::string_view> )
+   } else if constexpr ( std::is_convertible_v<T const&, std::string_view> ) {
       return '"' + std::string( std::string_view( value ) ) + '"';
-   else if constexpr ( requires { std::string( stringValue( value ) ); } )
+   } else if constexpr ( requires { std::string( stringValue( value ) ); } ) {
       return stringValue( value );
-   else if constexpr ( std::is_enum_v<T> )
+   } else if constexpr ( std::is_enum_v<T> ) {
       return std::to_string( static_cast<std::underlying_type_t<T>>( value ) );
-   else if constexpr ( std::is_pointer_v<T> )
+   } else if constexpr ( std::is_pointer_v<T> ) {
       return assertedAddress( value );
-   else
+   } else {
       return "?";
+   }
 }
 
 } // namespace Internal

@@ -34,8 +34,9 @@ void ModuleInspectData::loaded( ModuleInspectData const& module ) {
    auto const at = lowerBound( all.modules, module.name );
    bool const moduleIsKnown = at != all.modules.end() && ( *at )->name == module.name;
    VAREK_ASSERT( !moduleIsKnown || *at == &module, module.name );
-   if ( !moduleIsKnown )
+   if ( !moduleIsKnown ) {
       all.modules.insert( at, &module );
+   }
 }
 
 ModuleInspectData const* ModuleInspectData::find( std::string_view name ) {
@@ -46,10 +47,13 @@ ModuleInspectData const* ModuleInspectData::find( std::string_view name ) {
 }
 
 TypeInspectData const* ModuleInspectData::findType( std::string_view qualifiedName ) {
-   for ( ModuleInspectData const* module : all() )
-      for ( TypeInspectData const* type : module->types )
-         if ( type->name == qualifiedName )
+   for ( ModuleInspectData const* module : all() ) {
+      for ( TypeInspectData const* type : module->types ) {
+         if ( type->name == qualifiedName ) {
             return type;
+         }
+      }
+   }
    return nullptr;
 }
 

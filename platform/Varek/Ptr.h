@@ -25,10 +25,11 @@ public:
    std::uint32_t references() const { return references_.load( std::memory_order_relaxed ); }
 
    void referenceInc() const {
-      if ( ThreadControl::multiThreaded() ) [[unlikely]]
+      if ( ThreadControl::multiThreaded() ) [[unlikely]] {
          references_.fetch_add( 1, std::memory_order_relaxed );
-      else
+      } else {
          references_.store( references() + 1, std::memory_order_relaxed );
+      }
    }
 
    /// Destroys the object when the last reference goes and no use is under way.
@@ -40,8 +41,9 @@ public:
          left = references() - 1;
          references_.store( left, std::memory_order_relaxed );
       }
-      if ( left == 0 && usesUnderWay_ == 0 )
+      if ( left == 0 && usesUnderWay_ == 0 ) {
          delete this;
+      }
    }
 
 protected:
@@ -58,8 +60,9 @@ protected:
    void useEnd( std::uint32_t outer ) {
       // A store of what is known, not a decrement: the next use would have to wait for that.
       usesUnderWay_ = outer;
-      if ( outer == 0 && references() == 0 ) [[unlikely]]
+      if ( outer == 0 && references() == 0 ) [[unlikely]] {
          expire();
+      }
    }
    /// useBegin and useEnd for one who knows that no use is under way, and at the end that the
    /// object stays: stores alone.
@@ -84,20 +87,22 @@ public:
    constexpr Ptr( std::nullptr_t ) noexcept {}
    /// Takes a reference of its own.
    explicit Ptr( T* object ) noexcept : object_( object ) {
-      if ( object_ )
+      if ( object_ ) {
          object_->referenceInc();
+      }
    }
    Ptr( Ptr const& other ) noexcept : Ptr( other.object_ ) {}
    Ptr( Ptr&& other ) noexcept : object_( other.release() ) {}
    template<class U>
-   requires std::is_convertible_v<U*, T*> Ptr( Ptr<U> const& other )
-   noexcept : Ptr( static_cast<T*>( other.get() ) ) {}
+      requires std::is_convertible_v<U*, T*>
+   Ptr( Ptr<U> const& other ) noexcept : Ptr( static_cast<T*>( other.get() ) ) {}
    template<class U>
-   requires std::is_convertible_v<U*, T*> Ptr( Ptr<U>&& other )
-   noexcept : object_( other.release() ) {}
+      requires std::is_convertible_v<U*, T*>
+   Ptr( Ptr<U>&& other ) noexcept : object_( other.release() ) {}
    ~Ptr() {
-      if ( object_ )
+      if ( object_ ) {
          object_->referenceDec();
+      }
    }
    Ptr& operator=( Ptr other ) noexcept {
       std::swap( object_, other.object_ );

@@ -25,8 +25,9 @@ void ObserverList::tellRest( Change const& change, std::size_t next, std::size_t
    while ( next < count ) {
       Observer* const observer = observers[next++];
       try {
-         if ( scopes.contain( observer->scope ) )
+         if ( scopes.contain( observer->scope ) ) {
             observer->call( *observer, change );
+         }
       } catch ( ... ) {
       }
    }
@@ -58,15 +59,17 @@ inline Observer* Publisher::entry( std::size_t i ) const {
 }
 
 bool Publisher::watchesSubtree() const {
-   if ( list() )
+   if ( list() ) {
       return list()->subtreeObservers > 0;
+   }
    return single() && single()->publisher && single()->scope >= Scope::subtree;
 }
 
 std::size_t Publisher::observerCount() const {
    std::size_t count = 0;
-   for ( std::size_t i = 0; i < entries(); ++i )
+   for ( std::size_t i = 0; i < entries(); ++i ) {
       count += entry( i )->publisher != nullptr;
+   }
    return count;
 }
 
@@ -111,8 +114,9 @@ void Publisher::entryErase( Observer const& observer ) {
    if ( ObserverList* const several = list() ) {
       auto& all = several->observers;
       all.erase( std::find( all.begin(), all.end(), &observer ) );
-      if ( !all.empty() )
+      if ( !all.empty() ) {
          return;
+      }
       delete several;
    }
    emptyIs();
@@ -127,8 +131,9 @@ void Publisher::sweep() {
       Observer* gone = nullptr;
       Observer** end = &gone;
       auto const takeOut = [&]( Observer* observer ) {
-         if ( observer->publisher )
+         if ( observer->publisher ) {
             return false;
+         }
          *end = observer;
          end = &observer->nextGone;
          return true;
@@ -142,14 +147,16 @@ void Publisher::sweep() {
       } else if ( single() && takeOut( single() ) ) {
          emptyIs();
       }
-      while ( gone )
+      while ( gone ) {
          delete std::exchange( gone, gone->nextGone );
+      }
    }
 }
 
 void Publisher::observersOrphan() {
-   for ( std::size_t i = 0; i < entries(); ++i )
+   for ( std::size_t i = 0; i < entries(); ++i ) {
       entry( i )->publisher = nullptr;
+   }
    delete list();
 }
 
@@ -161,16 +168,19 @@ void Publisher::parentPublisherIs( Publisher* parent ) {
    // A root of a mirror may have a parent that is none: it stays a proxy when that lets it go.
    bool const leavesProxy = !parent && parent_ && parent_->readOnlyProxy();
    parent_ = parent;
-   if ( parent && parent->watched() )
+   if ( parent && parent->watched() ) {
       watchedIs();
-   if ( leavesProxy || ( parent && parent->readOnlyProxy() ) )
+   }
+   if ( leavesProxy || ( parent && parent->readOnlyProxy() ) ) {
       readOnlyProxyIs( !leavesProxy );
+   }
 }
 
 // What a proxy owns is a proxy, so here, too, the walk stops at the first that is as it should be.
 void Publisher::readOnlyProxyIs( bool proxy ) {
-   if ( readOnlyProxy() == proxy )
+   if ( readOnlyProxy() == proxy ) {
       return;
+   }
    word_ ^= proxyBit;
    visitOwned(
       []( Publisher& child, void* of ) {
@@ -181,8 +191,9 @@ void Publisher::readOnlyProxyIs( bool proxy ) {
 
 // Invariant: what a watched publisher owns is watched, so the walk stops at the first that is.
 void Publisher::watchedIs() {
-   if ( watched() )
+   if ( watched() ) {
       return;
+   }
    word_ |= watchedBit;
    visitOwned( []( Publisher& child, void* ) { child.watchedIs(); }, nullptr );
 }
@@ -190,8 +201,9 @@ void Publisher::watchedIs() {
 // Delivery
 
 void Publisher::deliveryEnd( std::uint32_t outer ) {
-   if ( outer == 0 && ( word_ & removedBit ) != 0 )
+   if ( outer == 0 && ( word_ & removedBit ) != 0 ) {
       sweep();
+   }
    useEnd( outer );
 }
 
@@ -206,10 +218,12 @@ struct Publisher::Delivery {
    Delivery& operator=( Delivery const& ) = delete;
 
    void tell( Change const& change, Scopes scopes ) const {
-      if ( only && scopes.contain( only->scope ) )
+      if ( only && scopes.contain( only->scope ) ) {
          only->call( *only, change );
-      if ( several )
+      }
+      if ( several ) {
          several->tell( change, count, scopes );
+      }
    }
    bool tellsFirst() const {
       return several ? several->firstObservers != 0 : only && only->scope == Scope::subtreeFirst;
@@ -234,8 +248,9 @@ struct Publisher::Level {
 // Nobody is told before all levels are known: an observer may take the tree apart.
 void Publisher::deliverUpwards( Change const& change, Level& source, Level& last ) {
    Publisher* above = last.delivery.publisher.parent_;
-   while ( above && !above->watchesSubtree() )
+   while ( above && !above->watchesSubtree() ) {
       above = above->parent_;
+   }
    if ( above ) {
       Level level( *above );
       last.above = &level;
@@ -245,21 +260,24 @@ void Publisher::deliverUpwards( Change const& change, Level& source, Level& last
    }
    std::exception_ptr failure;
    auto const tellAll = [&]( Scopes ofSource, Scopes ofOthers ) {
-      for ( Level* level = &source; level; level = level->above )
+      for ( Level* level = &source; level; level = level->above ) {
          try {
             level->delivery.tell( change, level == &source ? ofSource : ofOthers );
          } catch ( ... ) {
-            if ( !failure )
+            if ( !failure ) {
                failure = std::current_exception();
+            }
          }
+      }
    };
    if ( source.first ) {
       constexpr Scopes first{ Scope::subtreeFirst, Scope::subtreeFirst };
       tellAll( first, first );
    }
    tellAll( { Scope::object, Scope::subtree }, { Scope::subtree, Scope::subtree } );
-   if ( failure )
+   if ( failure ) {
       std::rethrow_exception( failure );
+   }
 }
 
 void Publisher::deliverToAll( Change const& change ) {
@@ -284,12 +302,14 @@ Subscription::Subscription( Publisher& publisher, Scope scope,
 
 void Subscription::reset() {
    Observer* const observer = std::exchange( observer_, nullptr );
-   if ( !observer )
+   if ( !observer ) {
       return;
-   if ( observer->publisher )
+   }
+   if ( observer->publisher ) {
       observer->publisher->remove( *observer );
-   else
+   } else {
       delete observer;
+   }
 }
 
 } // namespace Varek

@@ -156,8 +156,9 @@ struct VAREK_EXPORT ObserverList {
          while ( next < count ) {
             // Looked up each time: the list may move when it grows.
             Observer* const observer = observers[next++];
-            if ( unasked || scopes.contain( observer->scope ) ) [[likely]]
+            if ( unasked || scopes.contain( observer->scope ) ) [[likely]] {
                observer->call( *observer, change );
+            }
          }
       } catch ( ... ) {
          tellRest( change, next, count, scopes );
@@ -177,7 +178,7 @@ public:
    /// Calls \p f with every change from now on, until the returned subscription is destroyed.
    /// \p f is called with a Change const&.
    template<class F>
-   requires std::invocable<F&, Change const&>
+      requires std::invocable<F&, Change const&>
    [[nodiscard]] Subscription subscribe( F&& f, Scope scope = Scope::object );
 
    /// True while nothing can ever have observed this object and it is no read-only proxy: who
@@ -197,10 +198,11 @@ public:
                                        void const* old, KeyEqual keyEqual ) {
       Change const change( source, id, key, old, keyEqual );
       if ( !source.unobserved() && ( source.word_ & ~( pointerBits | proxyBit ) ) == 0 &&
-           !source.inUse() ) [[likely]]
+           !source.inUse() ) [[likely]] {
          source.deliverToOne( change );
-      else
+      } else {
          source.deliverToSeveral( change );
+      }
    }
 
    Publisher* parentPublisher() const { return parent_; }
@@ -208,8 +210,9 @@ public:
 protected:
    Publisher() = default;
    ~Publisher() override {
-      if ( ( word_ & pointerBits ) != 0 ) [[unlikely]]
+      if ( ( word_ & pointerBits ) != 0 ) [[unlikely]] {
          observersOrphan();
+      }
    }
 
    /// What comes to a read-only proxy becomes one, with all below it; what leaves one is none.
@@ -249,8 +252,9 @@ private:
    /// it would have to know, stays in registers.
    struct FailureGuard {
       ~FailureGuard() {
-         if ( delivering )
+         if ( delivering ) {
             delivering->deliveryEnd( 0 );
+         }
       }
       Publisher* delivering;
    };
@@ -262,10 +266,11 @@ private:
       useBeginOutermost();
       tell();
       guard.delivering = nullptr;
-      if ( word_ == before && references() != 0 ) [[likely]]
+      if ( word_ == before && references() != 0 ) [[likely]] {
          useEndStaying();
-      else
+      } else {
          deliveryEnd( 0 );
+      }
    }
    /// One observer: inlined into mutators.
    void deliverToOne( Change const& change ) {
@@ -323,7 +328,8 @@ private:
 };
 
 template<class F>
-requires std::invocable<F&, Change const&> Subscription Publisher::subscribe( F&& f, Scope scope ) {
+   requires std::invocable<F&, Change const&>
+Subscription Publisher::subscribe( F&& f, Scope scope ) {
    using Observer = Internal::FunctionObserver<std::decay_t<F>>;
    return { *this, scope, std::make_unique<Observer>( std::forward<F>( f ) ) };
 }

@@ -26,16 +26,18 @@ void appendPrintable( String& text, char c ) {
 String printable( std::string_view text ) {
    String result;
    result.reserve( text.size() );
-   for ( char const c : text )
+   for ( char const c : text ) {
       appendPrintable( result, c );
+   }
    return result;
 }
 
 String stringValue( Bytes const& bytes ) {
    String text = "0x";
    text.reserve( 2 + 2 * bytes.size() );
-   for ( unsigned const byte : bytes )
+   for ( unsigned const byte : bytes ) {
       appendHex( text, byte );
+   }
    return text;
 }
 

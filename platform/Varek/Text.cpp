@@ -8,8 +8,9 @@ std::string escaped( String const& text ) {
    std::string result;
    result.reserve( text.size() );
    for ( char const c : text ) {
-      if ( c == '"' || c == '\\' )
+      if ( c == '"' || c == '\\' ) {
          result += '\\';
+      }
       appendPrintable( result, c );
    }
    return result;
@@ -19,10 +20,11 @@ std::string printableLines( std::string_view text ) {
    std::string result;
    result.reserve( text.size() );
    for ( char const c : text ) {
-      if ( c == '\n' )
+      if ( c == '\n' ) {
          result += c;
-      else
+      } else {
          appendPrintable( result, c );
+      }
    }
    return result;
 }

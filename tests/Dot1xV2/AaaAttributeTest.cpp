@@ -14,8 +14,9 @@ constexpr Attribute userName( 0, 1 ), egressVlan( 0, 56 );
 
 AaaAttribute with( Attribute attribute, std::initializer_list<AttrValue> values ) {
    AaaAttribute made( attribute );
-   for ( AttrValue const& value : values )
+   for ( AttrValue const& value : values ) {
       made.attrValuePush( value );
+   }
    return made;
 }
 
@@ -40,7 +41,7 @@ TEST( AaaAttribute, IsEqualByAttributeAndValuesInOrder ) {
 TEST( AaaAttribute, RefusesWhatIsNotThereWithTheFacts ) {
    AaaAttribute value = with( userName, { AttrValue( 1U ), AttrValue( 2U ) } );
    AaaAttribute const before = value;
-   for ( std::uint32_t const index : { 2U, 3U, 0xFFFFFFFFU } )
+   for ( std::uint32_t const index : { 2U, 3U, 0xFFFFFFFFU } ) {
       try {
          value.attrValueIs( index, AttrValue( 9U ) );
          ADD_FAILURE() << index;
@@ -48,6 +49,7 @@ TEST( AaaAttribute, RefusesWhatIsNotThereWithTheFacts ) {
          EXPECT_EQ( error.index(), index );
          EXPECT_EQ( error.size(), 2U );
       }
+   }
    EXPECT_EQ( value, before );
    AaaAttribute empty( userName );
    EXPECT_THROW( empty.attrValuePop(), Varek::VectorEmptyBack );

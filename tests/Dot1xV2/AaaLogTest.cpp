@@ -29,8 +29,9 @@ auto const& record = typeRecord( AaaResponse::qelBinding() );
 
 AaaAttribute attribute( Attribute const& id, std::initializer_list<AttrValue> values ) {
    AaaAttribute made( id );
-   for ( auto const& value : values )
+   for ( auto const& value : values ) {
       made.attrValuePush( value );
+   }
    return made;
 }
 
@@ -166,9 +167,10 @@ TEST_F( AaaResponseLog, WritesItsTwoAttributesAndNoOthers ) {
    EXPECT_TRUE( AaaResponse::streamAdapterOnAttribute( sa(), 259, nullptr ) );
    EXPECT_TRUE( AaaResponse::streamAdapterOnAttribute( sa(), 260, &userName ) );
    EXPECT_TRUE( AaaResponse::streamAdapterOnAttribute( sa(), 260, &vlan ) ); // absent: a removal
-   for ( int const other : { 0, 2, 154, 257, 258, 261, 65276, 65277 } )
+   for ( int const other : { 0, 2, 154, 257, 258, 261, 65276, 65277 } ) {
       EXPECT_FALSE( AaaResponse::streamAdapterOnAttribute( sa(), field( other ), nullptr ) )
          << other;
+   }
    auto const frames = stream.frames();
    ASSERT_EQ( frames.size(), 3U );
    EXPECT_EQ( frames[0].head.field, 259 );
@@ -177,8 +179,9 @@ TEST_F( AaaResponseLog, WritesItsTwoAttributesAndNoOthers ) {
    EXPECT_EQ( frames[1].payload.size(), 6U + 4U + 2U );
    EXPECT_EQ( frames[2].head.field, 65276 );
    EXPECT_EQ( frames[2].payload, keyOf( vlan ) );
-   for ( auto const& frame : frames )
+   for ( auto const& frame : frames ) {
       EXPECT_EQ( frame.head.entity, 9U );
+   }
 }
 
 TEST_F( AaaResponseLog, AChangeThatGoesOutWhileOthersWaitTakesItsMarkWithIt ) {
@@ -205,8 +208,9 @@ TEST_F( AaaResponseLog, AChangeThatGoesOutWhileOthersWaitTakesItsMarkWithIt ) {
    ASSERT_EQ( frames.size(), 2U );
    EXPECT_EQ( frames[0].head.field, 259 );
    EXPECT_EQ( frames[1].payload, keyOf( vlan ) );
-   for ( int const other : { 1, 154, 258, 261, 65276 } )
+   for ( int const other : { 1, 154, 258, 261, 65276 } ) {
       EXPECT_EQ( AaaResponse::handleAttrFlowOut( sa(), field( other ), flowOut ), -1 ) << other;
+   }
 }
 
 // Whatever happens to the collection while its synchronisation is blocked at any of its messages.
@@ -217,8 +221,9 @@ TEST_F( AaaResponseLog, AFullSyncEndsWithTheStateOfTheEndWhereverItWasBlocked ) 
       auto const mirror = aaaResponseFactory( AaaResponseType::accepted );
       for ( int i = 1; i <= 40; ++i ) {
          response->aaaAttributeIs( AaaAttribute( standard( i ) ) );
-         if ( i % 2 )
+         if ( i % 2 ) {
             mirror->aaaAttributeIs( AaaAttribute( standard( i ) ) );
+         }
       }
       mirror->aaaAttributeIs( AaaAttribute( standard( 500 ) ) );
       ChangeRecorder<Attribute, AaaAttribute> told( *mirror );
@@ -253,21 +258,24 @@ TEST_F( AaaResponseLog, AFullSyncEndsWithTheStateOfTheEndWhereverItWasBlocked ) 
       for ( auto const& frame : stream.frames() ) {
          EntityQelNboAttrLogSa const to( *mirror, record, nullptr );
          In in( frame.payload );
-         if ( frame.head.kind == FrameKind::attribute )
+         if ( frame.head.kind == FrameKind::attribute ) {
             EXPECT_TRUE( AaaResponse::doHandleAttrDeserialization( to, frame.head.field, in ) );
-         else if ( frame.head.kind == FrameKind::transactionCancel )
+         } else if ( frame.head.kind == FrameKind::transactionCancel ) {
             attrTransactionCancel( to, frame.head.field );
-         else
+         } else {
             EXPECT_TRUE( AaaResponse::doHandleAttrTransaction(
                to, frame.head.field, frame.head.kind == FrameKind::transactionEnd ? 2 : 0 ) );
+         }
       }
       EXPECT_EQ( mirror->aaaAttribute().size(), response->aaaAttribute().size() );
-      for ( auto const& one : response->aaaAttribute() )
+      for ( auto const& one : response->aaaAttribute() ) {
          EXPECT_NE( mirror->aaaAttribute( one.attribute() ), nullptr );
+      }
       // Nothing is told twice but what really came and went: 3 and, if it had been sent, itself.
       std::multiset<std::uint16_t> keys;
-      for ( auto const& one : told.told )
+      for ( auto const& one : told.told ) {
          keys.insert( one.key->type() );
+      }
       EXPECT_EQ( keys.count( 500 ), 1U );
       EXPECT_EQ( keys.count( 3 ), 1U );
       EXPECT_EQ( keys.count( 5 ), 0U );
@@ -290,8 +298,9 @@ TEST_F( AaaResponseLog, AppliesMessagesThroughTheMutators ) {
    EXPECT_EQ( changes, 2U );
    EXPECT_TRUE( apply( 65276, keyOf( userName ) ) );
    EXPECT_EQ( changes, 3U );
-   for ( int const other : { 0, 154, 258, 261, 65275, 65277, 65278, 65382 } )
+   for ( int const other : { 0, 154, 258, 261, 65275, 65277, 65278, 65382 } ) {
       EXPECT_FALSE( apply( field( other ), {} ) ) << other;
+   }
    EXPECT_THROW( apply( 259, { 1, 2, 3, 4, 5 } ), NboAttrLog::AttrLogError );
    EXPECT_THROW( apply( 259, { 1, 2, 3, 4, 5, 6, 7 } ), NboAttrLog::AttrLogError );
    auto longer = written( element );
@@ -319,11 +328,13 @@ TEST_F( AaaResponseLog, AReadOnlyProxyIsLeftAloneWhateverTheId ) {
 }
 
 TEST_F( AaaResponseLog, ATransactionLeavesJustWhatCameBetweenItsEnds ) {
-   for ( auto const& key : { userName, vlan, Attribute( 0, 27 ) } )
+   for ( auto const& key : { userName, vlan, Attribute( 0, 27 ) } ) {
       response->aaaAttributeIs( AaaAttribute( key ) );
+   }
    ChangeRecorder<Attribute, AaaAttribute> changes( *response );
-   for ( auto const kind : { 1U, 3U } )
+   for ( auto const kind : { 1U, 3U } ) {
       EXPECT_TRUE( AaaResponse::doHandleAttrTransaction( reader(), 260, kind ) );
+   }
    EXPECT_TRUE( AaaResponse::doHandleAttrTransaction( reader(), 260, 2 ) ); // nothing is marked
    EXPECT_FALSE( AaaResponse::doHandleAttrTransaction( reader(), 259, 0 ) );
    EXPECT_FALSE( AaaResponse::doHandleAttrTransaction( reader(), 7, 0 ) );
@@ -344,16 +355,19 @@ TEST_F( AaaResponseLog, ATransactionDoesNotBeginWithinAnother ) {
    auto const active = [&] { return attrTransactionActive( reader(), 260 ); };
    // Whatever there was as it began, and whatever came and went since.
    for ( int const elements : { 0, 1, 40 } ) {
-      for ( int i = 1; i <= elements; ++i )
+      for ( int i = 1; i <= elements; ++i ) {
          response->aaaAttributeIs( AaaAttribute( standard( i ) ) );
+      }
       EXPECT_FALSE( active() );
       begin();
       EXPECT_TRUE( active() );
-      for ( int i = 1; i <= elements; ++i )
+      for ( int i = 1; i <= elements; ++i ) {
          response->aaaAttributeDel( standard( i ) );
+      }
       EXPECT_DEATH( begin(), "!_isActive" );
-      for ( int i = 1; i <= 40; ++i )
+      for ( int i = 1; i <= 40; ++i ) {
          response->aaaAttributeIs( AaaAttribute( standard( i ) ) );
+      }
       response->aaaAttributeDelAll();
       response->aaaAttributeIs( AaaAttribute( userName ) );
       EXPECT_DEATH( begin(), "!_isActive" );

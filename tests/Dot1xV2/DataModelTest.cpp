@@ -314,10 +314,11 @@ std::string shortName( std::string_view type ) {
 class Fresh {
 public:
    explicit Fresh( Qel::TypeRecord const& type ) {
-      if ( type.kind == Varek::TypeKind::entity )
+      if ( type.kind == Varek::TypeKind::entity ) {
          entity_ = freshEntity( type );
-      else
+      } else {
          value_ = std::make_unique<AnyValue>( *type.functions );
+      }
    }
    void const* data() const { return entity_ ? entity_.get() : value_->data(); }
 
@@ -332,10 +333,11 @@ std::string initial( Qel::AttributeRecord const& one, Fresh const& object ) {
    if ( one.kind == AttributeKind::plain ) {
       auto const* const record = one.value->registered();
       if ( record && record->kind == Varek::TypeKind::value &&
-           one.value->equal( one.read( object.data() ), AnyValue( *one.value ).data() ) )
+           one.value->equal( one.read( object.data() ), AnyValue( *one.value ).data() ) ) {
          text = "default";
-      else
+      } else {
          one.value->print( text, one.read( object.data() ) );
+      }
    } else if ( one.kind == AttributeKind::constant ) {
       AnyValue const value( *one.value );
       one.compute( object.data(), nullptr, value.data() );
@@ -348,8 +350,9 @@ std::string initial( Qel::AttributeRecord const& one, Fresh const& object ) {
       text = child ? "present" : "absent";
       if ( auto const* const name =
               Qel::typeRecord( one.childType() ).attribute( Varek::nameStringId );
-           child && name )
+           child && name ) {
          name->value->print( text = "", name->read( child ) );
+      }
    } else {
       return {};
    }
@@ -360,13 +363,15 @@ std::string attributeLine( Qel::TypeRecord const& type, std::size_t i, Fresh con
    Qel::AttributeRecord const& one = type.attributes[i];
    std::string line = "  " + std::to_string( one.id.value() ) + ' ';
    line += std::string( stringValue( one.kind ) ) + ' ';
-   if ( one.typeName().starts_with( "std::optional" ) )
+   if ( one.typeName().starts_with( "std::optional" ) ) {
       type.wire[i].form( line );
-   else
+   } else {
       line += shortName( one.typeName() );
+   }
    line += ' ' + std::string( one.name );
-   if ( one.key && one.kind != Qel::AttributeKind::array )
+   if ( one.key && one.kind != Qel::AttributeKind::array ) {
       line += " by " + shortName( one.key->typeName );
+   }
    line += initial( one, object );
    if ( one.salted ) {
       std::array<char, 20> salt{};
@@ -396,8 +401,9 @@ std::vector<std::string> modelOf( Varek::ModuleInspectData const& module ) {
       if ( !type.attributes.empty() ) {
          Fresh const object( type );
          for ( std::size_t i = type.attribute( Varek::nameStringId ) ? 1 : 0;
-               i < type.attributes.size(); ++i )
+               i < type.attributes.size(); ++i ) {
             lines.push_back( attributeLine( type, i, object ) );
+         }
       }
    }
    return lines;
@@ -416,28 +422,34 @@ TEST( DataModel, IsInTheRecords ) {
    std::vector<std::string> found;
    for ( char const* const module :
          { "AaaHelperLedraTypes", "AcctStatus", "AuthNStatus", "AuthNZLedraTypes", "AuthZStatus",
-           "Dot1xStatus", "Dot1xV2" } )
-      for ( std::string const& line : modelOf( *Varek::ModuleInspectData::find( module ) ) )
+           "Dot1xStatus", "Dot1xV2" } ) {
+      for ( std::string const& line : modelOf( *Varek::ModuleInspectData::find( module ) ) ) {
          found.push_back( line );
+      }
+   }
    std::string model( dataModel.substr( 1 ) );
-   for ( std::size_t at; ( at = model.find( "\n    " ) ) != std::string::npos; )
+   for ( std::size_t at; ( at = model.find( "\n    " ) ) != std::string::npos; ) {
       model.replace( at, 5, " " );
+   }
    std::istringstream expected( model );
    std::size_t at = 0;
-   for ( std::string line; std::getline( expected, line ); ++at )
+   for ( std::string line; std::getline( expected, line ); ++at ) {
       EXPECT_TRUE( at < found.size() && same( line, found[at] ) )
          << "expected: " << line << "\nfound:    " << ( at < found.size() ? found[at] : "nothing" );
+   }
    EXPECT_EQ( at, found.size() );
 }
 
 // Keys that collide in one collection are not to do so in another.
 TEST( DataModel, NoTwoCollectionsHaveOneSalt ) {
    std::set<std::uint32_t> salts;
-   for ( Qel::TypeRecord const* const type : registeredTypes( []( auto& ) { return true; } ) )
-      for ( Qel::AttributeRecord const& one : type->attributes )
+   for ( Qel::TypeRecord const* const type : registeredTypes( []( auto& ) { return true; } ) ) {
+      for ( Qel::AttributeRecord const& one : type->attributes ) {
          if ( one.salted ) {
             EXPECT_TRUE( salts.insert( one.salt ).second ) << type->name << " " << one.name;
          }
+      }
+   }
    EXPECT_GT( salts.size(), 20U );
 }
 

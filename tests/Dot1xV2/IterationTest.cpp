@@ -77,8 +77,9 @@ TEST( GenericIteration, MeetsEveryElementOnceFromAnyStart ) {
    ASSERT_EQ( order.size(), 60U );
    for ( std::size_t from = 0; from < order.size(); ++from ) {
       std::vector<Attribute> rest;
-      for ( Walk walk( *response, 260, &order[from] ); walk.nonnull(); walk.next() )
+      for ( Walk walk( *response, 260, &order[from] ); walk.nonnull(); walk.next() ) {
          rest.push_back( walk.key<Attribute>() );
+      }
       EXPECT_TRUE( std::equal( rest.begin(), rest.end(), order.begin() + static_cast<int>( from ),
                                order.end() ) );
    }
@@ -89,8 +90,9 @@ TEST( GenericIteration, MeetsEveryElementOnceFromAnyStart ) {
 
 TEST( GenericIteration, GoesOverASequenceByIndex ) {
    AaaAttribute value( Attribute( 0, 25 ) );
-   for ( std::uint32_t i = 0; i < 4; ++i )
+   for ( std::uint32_t i = 0; i < 4; ++i ) {
       value.attrValuePush( AttrValue( i * 10 ) );
+   }
    for ( std::uint32_t const start : { 0U, 2U, 3U, 4U, 0xFFFFFFFFU } ) {
       std::uint32_t next = start;
       for ( Walk walk( value, 3, &start ); walk.nonnull(); walk.next(), ++next ) {
@@ -133,14 +135,17 @@ TEST( GenericIteration, GivesNothingOfAnElementThatWentAndGoesOn ) {
       walk.next();
       ASSERT_TRUE( walk.nonnull() );
       auto const here = walk.key<Attribute>();
-      if ( event == erased || event == replaced || event == erasedAndGrown )
+      if ( event == erased || event == replaced || event == erasedAndGrown ) {
          response->aaaAttributeDel( here );
-      if ( event == cleared || event == clearedAndFilled )
+      }
+      if ( event == cleared || event == clearedAndFilled ) {
          response->aaaAttributeDelAll();
+      }
       // One takes the slot that is free, and many make the collection grow.
       std::uint16_t const others[] = { 0, 0, 1, 200, 200, 0, 15 };
-      for ( std::uint16_t n = 0; n < others[event]; ++n )
+      for ( std::uint16_t n = 0; n < others[event]; ++n ) {
          response->aaaAttributeIs( AaaAttribute( Attribute( 1, n ) ) );
+      }
       bool const stays = event == nothing || event == grown;
       Attribute const other( 9, 9 );
       walk.expect( stays, stays ? here : other,
@@ -148,8 +153,9 @@ TEST( GenericIteration, GivesNothingOfAnElementThatWentAndGoesOn ) {
       EXPECT_EQ( walk.nonnull(), stays );
       // It goes on from its element, wherever that is now; without it, where nothing has moved.
       std::set<Attribute> met{ here };
-      for ( walk.next(); walk.nonnull(); walk.next() )
+      for ( walk.next(); walk.nonnull(); walk.next() ) {
          EXPECT_TRUE( met.insert( walk.key<Attribute>() ).second );
+      }
       if ( event <= replaced ) {
          EXPECT_GE( met.size(), 14U );
       } else if ( event >= erasedAndGrown ) {

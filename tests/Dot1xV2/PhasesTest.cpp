@@ -85,14 +85,16 @@ struct Phase {
 /// All stages, and no record.
 std::vector<Phase> everyPhase( AuthNMethod method ) {
    std::vector<Phase> all{ { std::nullopt, method } };
-   for ( unsigned stage = 0; stage <= 6; ++stage )
+   for ( unsigned stage = 0; stage <= 6; ++stage ) {
       all.push_back( { stage, method } );
+   }
    return all;
 }
 
 void add( AuthNSupplicantStatus& to, AuthNZPhaseEnum phase, Phase const& what ) {
-   if ( !what.stage )
+   if ( !what.stage ) {
       return;
+   }
    auto const status = to.phaseStatusIs( AuthNZPhaseType( phase ) );
    status->stageIs( static_cast<AuthNPhaseStage>( *what.stage ) );
    status->authNMethodIs( what.method );
@@ -108,28 +110,33 @@ AuthNZPhase standing( unsigned number ) {
 TEST( AuthNSupplicantStatus, ReadingsFollowFromStagesAndMethods ) {
    Phase const before{ 1, AuthNMethod::skipAuth }; // the initial phase, which none of them regards
    int count = 0;
-   for ( bool const initial : { false, true } )
-      for ( Phase const& first : everyPhase( AuthNMethod::mbaAuth ) )
+   for ( bool const initial : { false, true } ) {
+      for ( Phase const& first : everyPhase( AuthNMethod::mbaAuth ) ) {
          for ( Phase const& second : everyPhase( AuthNMethod::eapolAuth ) ) {
             auto const supplicant = authNSupplicantStatusFactory( Lumo::EthAddr() );
             add( *supplicant, AuthNZPhaseEnum::authNZPhase2, second );
             add( *supplicant, AuthNZPhaseEnum::authNZPhase1, first );
-            if ( initial )
+            if ( initial ) {
                add( *supplicant, AuthNZPhaseEnum::authNZInit, before );
+            }
             AuthNMethod successful = AuthNMethod::invalidAuthNMethod;
             unsigned active = 1;
-            for ( unsigned number : { 2U, 3U } ) // the later one prevails
+            for ( unsigned number : { 2U, 3U } ) { // the later one prevails
                if ( Phase const& phase = number == 2 ? first : second; phase.stage ) {
-                  if ( *phase.stage == 1 )
+                  if ( *phase.stage == 1 ) {
                      successful = phase.method;
-                  if ( *phase.stage % 2 == 1 || *phase.stage > 3 )
+                  }
+                  if ( *phase.stage % 2 == 1 || *phase.stage > 3 ) {
                      active = number;
+                  }
                }
+            }
             EXPECT_EQ( supplicant->successfulAuthNMethod(), successful );
             EXPECT_EQ( supplicant->activePhaseType().value(), phaseOf( active ) );
             for ( unsigned const at : { 0U, 1U, 2U, 3U, 4U, 5U, 255U } ) {
-               if ( ( at == 2 && !first.stage ) || ( at == 3 && !second.stage ) )
+               if ( ( at == 2 && !first.stage ) || ( at == 3 && !second.stage ) ) {
                   continue; // ends the process
+               }
                supplicant->authPhaseIs( standing( at ) );
                EXPECT_EQ( supplicant->currentAuthNMethod(), at == 2   ? first.method
                                                             : at == 3 ? second.method
@@ -138,6 +145,8 @@ TEST( AuthNSupplicantStatus, ReadingsFollowFromStagesAndMethods ) {
                ++count;
             }
          }
+      }
+   }
    EXPECT_EQ( count, 2 * ( 64 * 5 + 2 * 56 ) );
 }
 

@@ -29,8 +29,9 @@ TEST( SupplicantPlace, RefusesAnythingElseWithThePositionInTheWholeText ) {
             { "00:00:5e:00:53:01@Ethernet3/1@", 29 },
             { "00:00:5e:00:53:01@Ethernet03/1", 26 },
             { "Vlan1@00:00:5e:00:53:01", 0, "a MAC address" },
-         } )
+         } ) {
       expectRefused<SupplicantPlace>( bad );
+   }
 }
 
 TEST( SupplicantPlace, OrdersByInterfaceThenByAddress ) {

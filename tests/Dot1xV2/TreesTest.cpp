@@ -126,7 +126,7 @@ TEST( AuthNProfile, TellsTheMethodsOfAnEvent ) {
       EXPECT_EQ( profile->formatAuthNOrders( asked ), text );
    };
    expect( event, 0, "[]" );
-   for ( unsigned const first : { 0U, 1U, 2U, 3U, 4U, 200U } )
+   for ( unsigned const first : { 0U, 1U, 2U, 3U, 4U, 200U } ) {
       for ( unsigned const second : { 0U, 1U, 2U, 3U, 4U, 255U } ) {
          AuthNOrder order;
          order.authNOrderIs( 0, static_cast<AuthNMethod>( first ) );
@@ -134,6 +134,7 @@ TEST( AuthNProfile, TellsTheMethodsOfAnEvent ) {
          profile->eventAuthNOrderIs( event, order );
          expect( event, 2, "[ " + name( first ) + ", " + name( second ) + " ]" );
       }
+   }
    expect( AuthNEventType::eapolPktRx, 0, "[]" );
    profile->eventAuthNOrderDel( event );
    expect( event, 0, "[]" );
@@ -159,11 +160,12 @@ TEST( AuthZProfile, APriorityFromTheLogIsAppliedInFullWhateverObserversThrow ) {
 TEST( IntfStatus, CostsLittle ) {
    auto const total = [] {
       std::size_t objects = 0, bytes = 0;
-      for ( Qel::TypeRecord const* const type : registeredTypes( []( auto& ) { return true; } ) )
+      for ( Qel::TypeRecord const* const type : registeredTypes( []( auto& ) { return true; } ) ) {
          if ( type->allocations ) {
             objects += type->allocations->liveObjects();
             bytes += type->allocations->liveBytes();
          }
+      }
       return std::pair( objects, bytes );
    };
    auto const before = total();

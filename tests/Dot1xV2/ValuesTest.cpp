@@ -44,10 +44,12 @@ protected:
       namespace Op = Qel::InspectOperation;
       bool const plain = attribute.kind == AttributeKind::plain;
       AnyValue const to( *attribute.value );
-      if ( plain )
+      if ( plain ) {
          attribute.value->assign( to.data(), attribute.read( back ? &default_ : &value ) );
-      if ( !back )
+      }
+      if ( !back ) {
          random_.change( to );
+      }
       Qel::InspectArguments arguments;
       arguments.value = to.data();
       arguments.key = to.data();
@@ -67,7 +69,7 @@ TYPED_TEST( Truth, IsToDifferFromTheDefaultInAnyAttribute ) {
    EXPECT_FALSE( TypeParam() );
    TypeParam value;
    int changed = 0;
-   for ( auto const& one : Qel::typeRecord( TypeParam::qelBinding() ).attributes )
+   for ( auto const& one : Qel::typeRecord( TypeParam::qelBinding() ).attributes ) {
       if ( one.kind != AttributeKind::parameter && one.kind != AttributeKind::constant ) {
          SCOPED_TRACE( one.name );
          this->change( value, one, false );
@@ -80,6 +82,7 @@ TYPED_TEST( Truth, IsToDifferFromTheDefaultInAnyAttribute ) {
          EXPECT_NE( copy, value );
          ++changed;
       }
+   }
    EXPECT_GT( changed, 0 );
 }
 
@@ -111,9 +114,10 @@ TEST( GenericConstruction, GivesAValueItsParameter ) {
    EXPECT_EQ( EgressVlanAttributes::genericIfConstructFromCtorArgs( all.first( 1 ) ),
               EgressVlanAttributes( true ) );
    EXPECT_EQ( AuthZAttrs::genericIfConstructFromCtorArgs( {} ), AuthZAttrs() );
-   for ( auto const wrong : { all, all.first( 0 ), all.subspan( 1 ) } )
+   for ( auto const wrong : { all, all.first( 0 ), all.subspan( 1 ) } ) {
       EXPECT_THROW( EgressVlanAttributes::genericIfConstructFromCtorArgs( wrong ),
                     Varek::NewEntityArguments );
+   }
    EXPECT_THROW( AuthZAttrs::genericIfConstructFromCtorArgs( all.first( 1 ) ),
                  Varek::NewEntityArguments );
 }
@@ -123,8 +127,9 @@ TEST( GenericConstruction, GivesAValueItsParameter ) {
 /// A writer that knows nothing of the library's.
 struct Bytes : Octets {
    void number( std::size_t value, unsigned bytes ) {
-      while ( bytes-- > 0 )
+      while ( bytes-- > 0 ) {
          push_back( static_cast<std::uint8_t>( value >> 8 * bytes ) );
+      }
    }
    void text( Varek::String const& value ) {
       number( value.size(), 4 );
@@ -133,14 +138,16 @@ struct Bytes : Octets {
    template<class All>
    void texts( All const& all ) {
       number( all.size(), 4 );
-      for ( auto const& one : all )
+      for ( auto const& one : all ) {
          text( one );
+      }
    }
    template<class All>
    void ids( All const& all ) {
       number( all.size(), 4 );
-      for ( auto const one : all )
+      for ( auto const one : all ) {
          number( one.value(), 2 );
+      }
    }
    void vlans( EgressVlanAttributes const& value ) {
       texts( value.egressVlanNameTagged() );
@@ -172,8 +179,9 @@ TEST( ServerAttributesLog, IsOfTheSizeOfItsPartsAndInTheirOrder ) {
    auto const below = [&]( unsigned end ) { return static_cast<unsigned>( random() % end ); };
    auto const name = [&] {
       Varek::String made;
-      for ( unsigned length = below( 4 ) * below( 30 ); length > 0; --length )
+      for ( unsigned length = below( 4 ) * below( 30 ); length > 0; --length ) {
          made += static_cast<char>( below( 256 ) );
+      }
       return made;
    };
    auto const vlan = [&] {
@@ -181,14 +189,18 @@ TEST( ServerAttributesLog, IsOfTheSizeOfItsPartsAndInTheirOrder ) {
    };
    for ( int round = 0; round < 500; ++round ) {
       EgressVlanAttributes vlans( below( 2 ) == 0 );
-      for ( unsigned n = below( 4 ) * below( 4 ); n > 0; --n )
+      for ( unsigned n = below( 4 ) * below( 4 ); n > 0; --n ) {
          vlans.egressVlanNameTaggedPush( name() );
-      for ( unsigned n = below( 4 ); n > 0; --n )
+      }
+      for ( unsigned n = below( 4 ); n > 0; --n ) {
          vlans.egressVlanNameUntaggedPush( name() );
-      for ( unsigned n = below( 40 ); n > 0; --n )
+      }
+      for ( unsigned n = below( 40 ); n > 0; --n ) {
          vlans.egressVlanIdTaggedPush( vlan() );
-      for ( unsigned n = below( 3 ); n > 0; --n )
+      }
+      for ( unsigned n = below( 3 ); n > 0; --n ) {
          vlans.egressVlanIdUntaggedPush( vlan() );
+      }
       Bytes bytes;
       bytes.vlans( vlans );
       expectLogged( vlans, bytes );

@@ -412,7 +412,7 @@ TEST( Accounting, ASessionBeginsOnceAndNotWithItsUpdates ) {
          auto const* const held =
             agent.session().attribute()->byteAttribute( RadiusId::eventTimestamp );
          std::optional<std::uint32_t> began;
-         if ( held != nullptr ) {
+         if ( held ) {
             began = static_cast<std::uint32_t>(
                std::stoul( stringValue( *held ).substr( 2 ), nullptr, 16 ) );
          }

@@ -21,7 +21,7 @@ Varek::Ptr<Dot1xV2::AaaResponse> accept( std::vector<Value> const& values ) {
    for ( Value const& one : values ) {
       Attribute const attribute( 0, one.type );
       auto const* const held = response->aaaAttribute( attribute );
-      Dot1xV2::AaaAttribute element = held != nullptr ? *held : Dot1xV2::AaaAttribute( attribute );
+      Dot1xV2::AaaAttribute element = held ? *held : Dot1xV2::AaaAttribute( attribute );
       element.attrValuePush( one.value );
       response->aaaAttributeIs( element );
    }

@@ -123,8 +123,9 @@ TEST( ConfigDiff, OfDefaultsIsEmpty ) {
    auto const status = Dot1xV2::statusFactory( "status" );
    EXPECT_EQ( jsonOf( *status, ConfigExtent::difference ), "{}\n" );
    EXPECT_EQ( printed( *status, ConfigForm::text, ConfigExtent::difference ), "" );
-   for ( char const* const name : { "Ethernet10", "Ethernet2" } )
+   for ( char const* const name : { "Ethernet10", "Ethernet2" } ) {
       status->intfStatusIs( IntfId( name ) );
+   }
    // Interfaces are in their own order, not in that of texts.
    EXPECT_EQ( jsonOf( *status, ConfigExtent::difference ),
               "{\n   \"intfStatus\": {\n      \"Ethernet2\": {},\n      \"Ethernet10\": {}\n"

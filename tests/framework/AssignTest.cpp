@@ -26,10 +26,12 @@ TEST_P( AssignEveryType, EqualAfterwardsAndSilentTheSecondTime ) {
    for ( std::uint32_t seed = 1; seed <= 5; ++seed ) {
       Ptr<Entity> const target = freshEntity( *GetParam() ), source = freshEntity( *GetParam() );
       RandomChange change( seed );
-      for ( unsigned i = change.below( 40 ); i > 0; --i )
+      for ( unsigned i = change.below( 40 ); i > 0; --i ) {
          change( *target );
-      for ( unsigned i = change.below( 40 ); i > 0; --i )
+      }
+      for ( unsigned i = change.below( 40 ); i > 0; --i ) {
          change( *source );
+      }
       std::string const wanted = Trees::text( *source );
       std::size_t told = 0;
       auto const counting = observe( *target, [&]( auto const& ) { ++told; } );
@@ -53,8 +55,9 @@ INSTANTIATE_TEST_SUITE_P( All, AssignEveryType,
 /// A plant with these sensors, of one level, in rack "r".
 Ptr<TestModule::Plant> plant( std::vector<std::uint32_t> const& sensors, std::uint32_t level ) {
    auto const made = TestModule::Plant::PlantIs();
-   for ( std::uint32_t const one : sensors )
+   for ( std::uint32_t const one : sensors ) {
       made->rackIs( "r" )->sensorIs( one )->levelIs( level );
+   }
    return made;
 }
 
@@ -85,8 +88,9 @@ TEST( Assign, AfterAnObserverThrewAFurtherCallDoesTheRest ) {
    auto const target = plant( { 1, 2, 3 }, 1 ), source = plant( { 3, 4, 5 }, 2 );
    int left = 3;
    auto const throwing = observe( *target, [&]( auto const& ) {
-      if ( left-- == 0 )
+      if ( left-- == 0 ) {
          throw std::runtime_error( "enough" );
+      }
    } );
    EXPECT_THROW( Qel::assignEntity( *target, *source ), std::runtime_error );
    EXPECT_NE( Trees::difference( *target, *source ), "" );

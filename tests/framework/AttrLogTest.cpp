@@ -35,8 +35,9 @@ TEST( AttrLog, AFlowOutHoldsOneBookmark ) {
    stream.takes = LogStream::unlimited;
    EXPECT_EQ( handleAttrFlowOut( all, 0, flowOut ), 0 );
    std::map<int, std::vector<FrameKind>> kinds;
-   for ( auto const& frame : stream.frames() )
+   for ( auto const& frame : stream.frames() ) {
       kinds[frame.head.field.value()].push_back( frame.head.kind );
+   }
    using enum FrameKind;
    std::vector<FrameKind> const anew{ transactionCancel, transactionBegin, attribute,     attribute,
                                       attribute,         attribute,        transactionEnd };
@@ -48,10 +49,11 @@ TEST( AttrLog, AFlowOutHoldsOneBookmark ) {
 TEST( AttrLog, ALengthBeyondItsBitsIsRefused ) {
    if constexpr ( sizeof( std::size_t ) > 4 ) {
       NboAttrLog::OutBuffer out;
-      for ( std::uint64_t const size : { 0xFFFFFFFFULL, 0x100000000ULL, 0x100000010ULL } )
+      for ( std::uint64_t const size : { 0xFFFFFFFFULL, 0x100000000ULL, 0x100000010ULL } ) {
          EXPECT_THROW( out.outSmReserveMessage( FrameKind::attribute, 1, 260,
                                                 static_cast<std::size_t>( size ) ),
                        NboAttrLog::FrameTooLarge );
+      }
       EXPECT_TRUE( out.bytes().empty() );
    }
 }

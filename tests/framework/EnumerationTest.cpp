@@ -24,8 +24,9 @@ TEST( Enumeration, ItsFunctionsGoByNumberAndNameAndRefuseWhatIsNone ) {
    EXPECT_EQ( out.str(), "run70001" );
    for ( Varek::String const& name :
          { Varek::String(), Varek::String( "1" ), Varek::String( "Idle" ), Varek::String( "idle " ),
-           Varek::String( "idle\0", 5 ) } )
+           Varek::String( "idle\0", 5 ) } ) {
       EXPECT_THROW( ModeInstance( name ), Varek::TextError ) << name;
+   }
    try {
       ModeInstance( 256 );
       ADD_FAILURE();
@@ -40,13 +41,14 @@ TEST( Enumeration, AnUnknownNameIsOneFailureAloneAndWithinAText ) {
    Mode mode{};
    Qel::CharRange range( "runs" );
    for ( auto const& read : std::initializer_list<std::function<void()>>{
-            [] { ModeInstance( "runs" ); }, [&] { sequenceToValue( range, &mode ); } } )
+            [] { ModeInstance( "runs" ); }, [&] { sequenceToValue( range, &mode ); } } ) {
       try {
          read();
          ADD_FAILURE();
       } catch ( Varek::TextError const& error ) {
          EXPECT_EQ( error.what(), said );
       }
+   }
 }
 
 TEST( Enumeration, MembersOfASetThatFoldToOneAreOne ) {
@@ -111,13 +113,15 @@ protected:
          EXPECT_EQ( Type::instance( name, module, type_.index ), value );
          EXPECT_EQ( Type::instance( name.c_str(), module, type_.index ), value );
          EXPECT_EQ( Type::stringValue( value, module, type_.index ), name );
-         for ( Varek::String const& other : { name + "_", '_' + name, name.substr( 1 ) } )
+         for ( Varek::String const& other : { name + "_", '_' + name, name.substr( 1 ) } ) {
             EXPECT_THROW( Type::instance( other, module, type_.index ), Varek::TextError );
+         }
       }
-      for ( std::uint64_t const near : std::set<std::uint64_t>( known ) )
+      for ( std::uint64_t const near : std::set<std::uint64_t>( known ) ) {
          for ( std::uint64_t const value : { near - 1, near + 1, near ^ 0x80, near ^ 0x100 } ) {
-            if ( known.contains( value ) || value > 0xFFFFFFFF )
+            if ( known.contains( value ) || value > 0xFFFFFFFF ) {
                continue;
+            }
             auto const number = static_cast<unsigned>( value );
             EXPECT_THROW( Type::instance( number, module, type_.index ), Varek::RangeError );
             if ( value <= std::numeric_limits<Width>::max() ) {
@@ -125,6 +129,7 @@ protected:
                           std::to_string( value ) );
             }
          }
+      }
    }
 
    Qel::TypeRecord const& type_ = *GetParam();

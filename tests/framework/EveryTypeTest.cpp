@@ -55,8 +55,9 @@ void expectReadable( Qel::TypeRecord const& type, void const* object ) {
       } else if ( one.compute ) {
          AnyValue const first( *one.value ), again( *one.value );
          auto const key = one.key ? std::make_unique<AnyValue>( *one.key ) : nullptr;
-         for ( AnyValue const* const value : { &first, &again, &again } ) // nothing is added
+         for ( AnyValue const* const value : { &first, &again, &again } ) { // nothing is added
             EXPECT_TRUE( one.compute( object, key ? key->data() : nullptr, value->data() ) );
+         }
          EXPECT_TRUE( one.value->equal( first.data(), again.data() ) );
       } else {
          // Elements that are there without having been made are those of an array.
@@ -138,9 +139,11 @@ TEST_P( EveryType, HasDenseAttributesThatAreFoundByIdAndName ) {
       }
       EXPECT_FALSE( one.salted && !one.key->hashable );
       EXPECT_NE( stringValue( one.kind ), "unknown" );
-      for ( AtomicFnTable const* const part : { one.value, one.key } )
-         if ( part )
+      for ( AtomicFnTable const* const part : { one.value, one.key } ) {
+         if ( part ) {
             expectRegular( *part );
+         }
+      }
       next = static_cast<std::uint16_t>( next + !isName );
    }
    EXPECT_EQ( type_.attribute( Varek::FieldId( next ) ), nullptr );
@@ -206,8 +209,9 @@ INSTANTIATE_TEST_SUITE_P( Registered, EveryType,
 TEST( Hashing, OfTheValueTypesOnlyAPhaseHasAHashThatOfItsOneOctet ) {
    for ( Qel::TypeRecord const* const type : registeredTypes( []( auto& one ) {
             return one.kind == Varek::TypeKind::value && one.name.starts_with( "Dot1xV2::" );
-         } ) )
+         } ) ) {
       EXPECT_EQ( type->hashable, type->name == "Dot1xV2::AuthNZPhaseType" ) << type->name;
+   }
    Dot1xV2::AuthNZPhaseType const phase( Dot1xV2::AuthNZPhaseEnum::authNZPhase1 );
    EXPECT_EQ( Qel::typeRecord( Dot1xV2::AuthNZPhaseType::qelBinding() ).functions->hash( &phase ),
               Qel::hashSingleAttr( std::uint8_t{ 2 }, 0 ) );
@@ -216,18 +220,21 @@ TEST( Hashing, OfTheValueTypesOnlyAPhaseHasAHashThatOfItsOneOctet ) {
 TEST( ModuleRegistry, ListsModulesByNameAndKnowsNoOthers ) {
    // In an order that is neither theirs nor its reverse.
    static ModuleInspectData const late[] = { { "M", {} }, { "Z", {} }, { "A", {} } };
-   for ( ModuleInspectData const& module : late )
+   for ( ModuleInspectData const& module : late ) {
       ModuleInspectData::loaded( module );
+   }
    auto const all = ModuleInspectData::all();
    EXPECT_EQ( ModuleInspectData::find( "M" ), &late[0] );
    EXPECT_TRUE( std::is_sorted( all.begin(), all.end(),
                                 []( auto* a, auto* b ) { return a->name < b->name; } ) );
    EXPECT_EQ( ModuleInspectData::find( "AaaHelperLedraTypes" ), &Dot1xV2::aaaHelperLedraTypes );
    EXPECT_EQ( ModuleInspectData::find( "TestModule" ), &TestModule::testModule );
-   for ( auto const name : { "", "AaaHelperLedraType", "TestModule2", "testModule" } )
+   for ( auto const name : { "", "AaaHelperLedraType", "TestModule2", "testModule" } ) {
       EXPECT_EQ( ModuleInspectData::find( name ), nullptr ) << name;
-   for ( auto const name : { "", "AaaResponse", "Dot1xV2::", "Dot1xV2::AaaResponseTyp" } )
+   }
+   for ( auto const name : { "", "AaaResponse", "Dot1xV2::", "Dot1xV2::AaaResponseTyp" } ) {
       EXPECT_EQ( ModuleInspectData::findType( name ), nullptr ) << name;
+   }
    ModuleInspectData::loaded( TestModule::testModule ); // loaded again: still there once
    EXPECT_EQ( ModuleInspectData::all().size(), all.size() );
 }

@@ -58,16 +58,20 @@ protected:
          target.subscribe( [this, self]( auto& change ) { told( self, change ); }, scope );
    }
    void unsubscribe() {
-      if ( !observers_.empty() )
+      if ( !observers_.empty() ) {
          observers_[upTo( observers_.size() )].subscription.reset();
+      }
    }
 
    bool covers( Observer const& observer, Qel::Entity* source ) {
-      if ( observer.target == numbers_[source] )
+      if ( observer.target == numbers_[source] ) {
          return true;
-      while ( observer.scope != Scope::object && ( source = source->parent() ) )
-         if ( observer.target == numbers_[source] )
+      }
+      while ( observer.scope != Scope::object && ( source = source->parent() ) ) {
+         if ( observer.target == numbers_[source] ) {
             return true;
+         }
+      }
       return false;
    }
 
@@ -77,9 +81,11 @@ protected:
                 std::optional<std::uint32_t> old = {} ) {
       auto const delivery =
          std::make_unique<Delivery>( Delivery{ &source, id, old, {}, {}, false } );
-      for ( std::size_t i = 0; i < observers_.size(); ++i )
-         if ( observers_[i].subscription && covers( observers_[i], &source ) )
+      for ( std::size_t i = 0; i < observers_.size(); ++i ) {
+         if ( observers_[i].subscription && covers( observers_[i], &source ) ) {
             delivery->told[i] = 0;
+         }
+      }
       running_.push_back( delivery.get() );
       try {
          mutate();
@@ -118,8 +124,9 @@ protected:
          return;
       }
       delivery.othersTold = true;
-      while ( running_.size() < 5 && upTo( 3 ) == 0 )
+      while ( running_.size() < 5 && upTo( 3 ) == 0 ) {
          act();
+      }
       if ( upTo( 20 ) == 0 ) {
          delivery.threw.push_back( self );
          throw Thrown{ self };
@@ -130,8 +137,9 @@ protected:
       switch ( upTo( 12 ) ) {
       case 0:
       case 1:
-         if ( observers_.size() < 400 )
+         if ( observers_.size() < 400 ) {
             subscribe();
+         }
          return;
       case 2:
       case 3:
@@ -149,16 +157,17 @@ protected:
 
    void set() {
       Qel::Entity& entity = any();
-      if ( auto* const sensor = dynamic_cast<Sensor*>( &entity ) )
+      if ( auto* const sensor = dynamic_cast<Sensor*>( &entity ) ) {
          change(
             entity, 259, [&] { sensor->levelIs( sensor->level() + 1 ); }, sensor->level() );
-      else if ( auto* const rack = dynamic_cast<Rack*>( &entity ) )
+      } else if ( auto* const rack = dynamic_cast<Rack*>( &entity ) ) {
          change( entity, 259,
                  [&] { rack->modeIs( rack->mode() == Mode::idle ? Mode::running : Mode::idle ); } );
-      else if ( auto* const plant = dynamic_cast<Plant*>( &entity ) )
+      } else if ( auto* const plant = dynamic_cast<Plant*>( &entity ) ) {
          change( entity, 258, [&] {
             plant->alarmIs( plant->alarm() == Alarm::none ? Alarm::hot : Alarm::none );
          } );
+      }
    }
 
    void addChild() {
@@ -167,14 +176,17 @@ protected:
       auto const name = std::to_string( key );
       Qel::Ptr<Qel::Entity> made;
       if ( auto* const rack = dynamic_cast<Rack*>( &entity ) ) {
-         if ( !rack->sensor( key ) )
+         if ( !rack->sensor( key ) ) {
             change( entity, 260, [&] { made = rack->sensorIs( key ); } );
+         }
       } else if ( auto* const plant = dynamic_cast<Plant*>( &entity ) ) {
-         if ( !plant->rack( name ) )
+         if ( !plant->rack( name ) ) {
             change( entity, 259, [&] { made = plant->rackIs( name ); } );
+         }
       }
-      if ( made )
+      if ( made ) {
          adopt( made );
+      }
    }
 
    void removeChild() {
@@ -191,8 +203,9 @@ protected:
    /// Forgets an entity: it ends unless an owner or a delivery still holds it.
    void drop() {
       std::size_t const at = upTo( pool_.size() );
-      if ( pool_.size() < 8 || dynamic_cast<Plant*>( pool_[at].get() ) )
+      if ( pool_.size() < 8 || dynamic_cast<Plant*>( pool_[at].get() ) ) {
          return;
+      }
       std::swap( pool_[at], pool_.back() );
       auto const gone = std::move( pool_.back() );
       pool_.pop_back();
@@ -212,10 +225,12 @@ TEST_P( ExactlyOnce, ToEachThatWasThereAndStillIs ) {
    auto const liveBefore = Sensor::allocations().liveObjects();
    random_.seed( GetParam() );
    for ( int round = 0; round < 40 && !HasFailure(); ++round ) {
-      for ( int i = 0; i < 2; ++i )
+      for ( int i = 0; i < 2; ++i ) {
          adopt( Plant::PlantIs() );
-      for ( int i = 0; i < 150 && !HasFailure(); ++i )
+      }
+      for ( int i = 0; i < 150 && !HasFailure(); ++i ) {
          act();
+      }
       observers_.clear();
       pool_.clear();
    }

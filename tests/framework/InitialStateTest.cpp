@@ -35,8 +35,9 @@ TEST( InitialState, IsLeftByAllThatIsBelowASubtreeObserverNowOrLater ) {
    auto const sensor = rack->sensorIs( 1 );
    for ( bool const gone : { false, true } ) {
       auto watching = observe( *plant, Scope::subtree );
-      if ( gone )
+      if ( gone ) {
          watching.reset();
+      }
       EXPECT_FALSE( plant->initial() || rack->initial() || sensor->initial() );
       auto const later = plant->rackIs( gone ? "b" : "c" );
       EXPECT_FALSE( later->initial() );

@@ -22,8 +22,9 @@ using Varek::FieldId;
 /// What an attribute holds: a value of its type, or a child entity.
 struct Held {
    explicit Held( AttributeRecord const& attribute ) {
-      if ( !attribute.childType )
+      if ( !attribute.childType ) {
          any = std::make_unique<AnyValue>( *attribute.value );
+      }
    }
    void* data() { return any ? any->data() : &child; }
    friend bool operator==( Held const& a, Held const& b ) {
@@ -46,15 +47,17 @@ protected:
       subscription_ = {};
       changes_ = 0;
       parameters_ = defaultParameters( type_ );
-      for ( AnyValue const& one : parameters_ )
+      for ( AnyValue const& one : parameters_ ) {
          random_.change( one );
+      }
       if ( !isEntity_ ) {
          value_ = std::make_unique<AnyValue>( *type_.functions );
          return;
       }
       entity_ = newEntity( type_, parameters_ );
-      if ( !observed )
+      if ( !observed ) {
          return;
+      }
       subscription_ = entity_->subscribe( [this]( Varek::Change const& change ) {
          ++changes_;
          changed_ = change.id();
@@ -79,8 +82,9 @@ protected:
    }
    void expectRefused( AttributeRecord const& attribute, std::initializer_list<std::uint32_t> codes,
                        void* value = nullptr, void const* key = nullptr ) {
-      for ( std::uint32_t const code : codes )
+      for ( std::uint32_t const code : codes ) {
          EXPECT_EQ( operation( code, attribute, value, key ), Result::notAllowed ) << code;
+      }
       expectChanges( 0, attribute );
    }
    void expectSize( AttributeRecord const& attribute, std::uint32_t size ) {
@@ -122,10 +126,12 @@ protected:
 void EveryObject::tryFixed( AttributeRecord const& attribute, AnyValue const* parameter ) {
    Held value( attribute );
    std::optional<AnyValue> key;
-   if ( attribute.key )
+   if ( attribute.key ) {
       key.emplace( *attribute.key );
-   if ( key )
+   }
+   if ( key ) {
       random_.fill( *key );
+   }
    void const* const at = key ? key->data() : nullptr;
    ASSERT_EQ( operation( Op::read, attribute, value.data(), at ), Result::done );
    EXPECT_EQ( arguments_.found,
@@ -162,11 +168,13 @@ void EveryObject::tryChild( AttributeRecord const& attribute ) {
    auto const& child = Qel::typeRecord( attribute.childType() );
    auto const& front = child.attributes.front();
    std::optional<AnyValue> parameter;
-   if ( front.kind == AttributeKind::parameter )
+   if ( front.kind == AttributeKind::parameter ) {
       random_.change( parameter.emplace( *front.value ) );
+   }
    void const* const key = parameter ? parameter->data() : nullptr;
-   if ( parameter )
+   if ( parameter ) {
       expectRefused( attribute, { Op::write }, first.data() );
+   }
    operation( Op::remove, attribute ); // one that is there from the beginning
    changes_ = 0;
    EXPECT_EQ( operation( Op::read, attribute, read.data() ), Result::done );
@@ -248,8 +256,9 @@ void EveryObject::tryKeyed( AttributeRecord const& attribute ) {
    Held value( attribute ), read( attribute );
    AnyValue key( *attribute.key );
    random_.change( key );
-   if ( value.any )
+   if ( value.any ) {
       random_.change( *value.any );
+   }
    expectRefused( attribute, { Op::write }, keyInside ? nullptr : value.data(),
                   keyInside ? key.data() : nullptr );
    expectRefused( attribute, { Op::read, Op::remove, Op::append, Op::removeLast }, value.data() );
@@ -264,8 +273,9 @@ void EveryObject::tryKeyed( AttributeRecord const& attribute ) {
    arguments_.functions->iterInc( arguments_.iterator );
    EXPECT_FALSE( arguments_.functions->iterNonnull( arguments_.iterator ) );
    arguments_.functions->iterDel( arguments_.iterator );
-   if ( attribute.kind == AttributeKind::set )
+   if ( attribute.kind == AttributeKind::set ) {
       attribute.value->assign( value.data(), key.data() );
+   }
    ASSERT_EQ( operation( Op::read, attribute, read.data(), key.data() ), Result::done );
    EXPECT_TRUE( arguments_.found );
    EXPECT_EQ( read, value );
@@ -333,13 +343,16 @@ TEST_P( EveryObject, TellsAnUnknownFieldBeforeAnythingElse ) {
    auto const last = type_.attributes.empty() ? FieldId( 2 ) : type_.attributes.back().id;
    for ( FieldId const id :
          { FieldId( 1 ), FieldId( static_cast<std::uint16_t>( last.value() + 1 ) ),
-           FieldId( 65535 ), last.removal() } )
-      for ( std::uint32_t const code : { 0U, 1U, 2U, 3U, 11U, 12U, 99U } )
+           FieldId( 65535 ), last.removal() } ) {
+      for ( std::uint32_t const code : { 0U, 1U, 2U, 3U, 11U, 12U, 99U } ) {
          EXPECT_EQ( operation( code, id, arguments_ ), Result::noSuchField ) << code;
-   for ( std::uint32_t code = 0; code < 20; ++code )
+      }
+   }
+   for ( std::uint32_t code = 0; code < 20; ++code ) {
       EXPECT_EQ( operation( code, FieldId( 0 ), arguments_ ),
                  code == Op::isInspectable ? Result::done : Result::notAllowed )
          << code;
+   }
 }
 
 INSTANTIATE_TEST_SUITE_P( Registered, EveryObject,

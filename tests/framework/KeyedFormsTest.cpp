@@ -25,8 +25,9 @@ Varek::String longText( U32 n ) {
 
 Limits limits( U32 number, U32 content ) {
    Limits made( number );
-   for ( U32 i = 0; i <= content; ++i )
+   for ( U32 i = 0; i <= content; ++i ) {
       made.userIs( longText( i ) );
+   }
    return made;
 }
 
@@ -37,12 +38,13 @@ struct Of {
    using Owner = T;
    template<class Member>
    static auto const& keyOf( Member const& member ) {
-      if constexpr ( requires { member.number(); } )
+      if constexpr ( requires { member.number(); } ) {
          return member.number();
-      else if constexpr ( requires { member.key; } )
+      } else if constexpr ( requires { member.key; } ) {
          return member.key;
-      else
+      } else {
          return member.first;
+      }
    }
 };
 
@@ -186,17 +188,20 @@ protected:
    Value del( U32 key ) { return Form::del( *owner_, Form::key( key ) ); }
    /// What an observer is given as old where there was nothing.
    static std::optional<Value> nothing() {
-      if ( isArray )
+      if ( isArray ) {
          return Value{};
+      }
       return {};
    }
    typename Changes::Told told( U32 key, std::optional<Value> old ) {
       return { owner_.get(), Form::id, Form::key( key ), std::move( old ) };
    }
    U32 number( Varek::Change const& change ) const {
-      for ( U32 n = 0; n < keys; ++n )
-         if ( Key const key = Form::key( n ); change.keyEqual()( change.keyData(), &key ) )
+      for ( U32 n = 0; n < keys; ++n ) {
+         if ( Key const key = Form::key( n ); change.keyEqual()( change.keyData(), &key ) ) {
             return n;
+         }
+      }
       ADD_FAILURE() << "no key of this form";
       return keys;
    }
@@ -260,14 +265,18 @@ TYPED_TEST( KeyedForms, RandomOperationsAreToldExactlyWhenTheyAreDone ) {
          Form::delAll( *this->owner_ );
          // In no order that the model knows, but an array's and an ordered one's.
          EXPECT_EQ( changes.told.size(), expected.size() + model.size() );
-         for ( auto i = expected.size(); i < changes.told.size(); ++i )
-            for ( auto const& [key, value] : model )
-               if ( Form::key( key ) == changes.told[i].key )
+         for ( auto i = expected.size(); i < changes.told.size(); ++i ) {
+            for ( auto const& [key, value] : model ) {
+               if ( Form::key( key ) == changes.told[i].key ) {
                   expected.push_back( this->told( key, value ) );
+               }
+            }
+         }
          model.clear();
       } else if ( random() % 3 == 0 ) {
-         if ( !isNew )
+         if ( !isNew ) {
             expected.push_back( this->told( n, old ) );
+         }
          ASSERT_EQ( this->del( n ), old.value_or( Element{} ) );
          model.erase( n );
       } else {
@@ -278,12 +287,14 @@ TYPED_TEST( KeyedForms, RandomOperationsAreToldExactlyWhenTheyAreDone ) {
          ASSERT_NE( held, nullptr );
          ASSERT_TRUE( TestFixture::isChild || *held == Form::value( n, given ) );
          ASSERT_TRUE( isNew || held == before ) << "moved by a replacement";
-         if ( isNew || at->second != *held )
+         if ( isNew || at->second != *held ) {
             expected.push_back( this->told( n, old ) );
+         }
          model.insert_or_assign( n, *held );
       }
-      if ( step % 100 == 0 )
+      if ( step % 100 == 0 ) {
          this->expectAgrees( model );
+      }
    }
    this->expectAgrees( model );
    EXPECT_EQ( changes.told, expected );
@@ -292,16 +303,18 @@ TYPED_TEST( KeyedForms, RandomOperationsAreToldExactlyWhenTheyAreDone ) {
       auto const& held = Form::held( *this->owner_ );
       EXPECT_TRUE( std::is_sorted( held.begin(), held.end(),
                                    []( auto& a, auto& b ) { return a.first < b.first; } ) );
-      for ( auto const& [key, node] : held )
+      for ( auto const& [key, node] : held ) {
          EXPECT_EQ( node->key(), key );
+      }
    }
 }
 
 TYPED_TEST( KeyedForms, AClearAllGoesOnWhateverObserversDo ) {
    using Form = TypeParam;
    constexpr U32 half = TestFixture::keys / 2;
-   for ( U32 n = 0; n < half; ++n )
+   for ( U32 n = 0; n < half; ++n ) {
       this->is( n );
+   }
    std::map<U32, int> removals;
    U32 insertions = 0;
    U32 first = TestFixture::keys;
@@ -317,12 +330,14 @@ TYPED_TEST( KeyedForms, AClearAllGoesOnWhateverObserversDo ) {
       if ( first == TestFixture::keys ) {
          first = n;
          this->is( n, 1 ); // stays, as those do that are new and make a map grow
-         for ( U32 other = half; other < half + more; ++other )
+         for ( U32 other = half; other < half + more; ++other ) {
             this->is( other );
-         for ( U32 other = 1; other < half; other += 2 )
+         }
+         for ( U32 other = 1; other < half; other += 2 ) {
             if ( other != n ) {
                EXPECT_THROW( this->del( other ), U32 );
             }
+         }
       }
       throw n;
    } );
@@ -343,19 +358,22 @@ TYPED_TEST( KeyedForms, ObserversMayTakeTheElementAndTheOwnerAway ) {
    using Form = TypeParam;
    enum Operation { insertion, replacement, removal, clearAll };
    for ( Operation const one : { insertion, replacement, removal, clearAll } ) {
-      if ( one == replacement && ( TestFixture::isSet || TestFixture::isChild ) )
+      if ( one == replacement && ( TestFixture::isSet || TestFixture::isChild ) ) {
          continue;
+      }
       auto owner = this->newOwner();
-      for ( U32 n = 0; n < 3; ++n )
+      for ( U32 n = 0; n < 3; ++n ) {
          Form::is( *owner, Form::key( n ), Form::value( n, 0 ) );
+      }
       U32 const n = one == insertion ? 5 : 1;
       auto const key = Form::key( n );
       auto const before = *Form::get( *owner, Form::key( 1 ) ), after = Form::value( n, 1 );
       bool inner = false;
       int outer = 0;
       auto const first = owner->subscribe( [&]( auto& ) {
-         if ( std::exchange( inner, true ) )
+         if ( std::exchange( inner, true ) ) {
             return;
+         }
          Form::delAll( *owner );
          owner = nullptr;
       } );
@@ -383,11 +401,13 @@ TYPED_TEST( KeyedForms, ObserversMayTakeTheElementAndTheOwnerAway ) {
 
 TYPED_TEST( KeyedForms, ArgumentsMayLieInTheCollectionItself ) {
    using Form = TypeParam;
-   for ( U32 n = 0; n < TestFixture::keys; ++n )
+   for ( U32 n = 0; n < TestFixture::keys; ++n ) {
       this->is( n, n );
+   }
    typename TestFixture::Changes const changes( *this->owner_ );
-   for ( U32 n = 0; n < TestFixture::keys; ++n )
+   for ( U32 n = 0; n < TestFixture::keys; ++n ) {
       Form::is( *this->owner_, Form::key( n ), *this->get( n ) );
+   }
    EXPECT_TRUE( changes.told.empty() );
    if constexpr ( !TestFixture::isArray ) {
       for ( U32 n = 0; n < TestFixture::keys; ++n ) {
@@ -403,8 +423,9 @@ TYPED_TEST( KeyedForms, ArgumentsMayLieInTheCollectionItself ) {
    // Where the key is beside the value, a value may be made from another while that may move.
    if ( Form::value( 0, 3 ) == Form::value( 1, 3 ) && !TestFixture::isChild ) {
       this->is( 0, 3 );
-      for ( U32 n = 1; n < TestFixture::keys; ++n )
+      for ( U32 n = 1; n < TestFixture::keys; ++n ) {
          Form::is( *this->owner_, Form::key( n ), *this->get( n - 1 ) );
+      }
       EXPECT_EQ( *this->get( TestFixture::keys - 1 ), Form::value( 0, 3 ) );
    }
 }
@@ -417,9 +438,9 @@ TYPED_TEST( KeyedForms, ACopyThatFailsChangesAndTellsNothing ) {
       auto const watching = this->owner_->subscribe( [&]( auto& ) { ++told; } );
       auto const one = Form::value( 1, 1 ), two = Form::value( 1, 2 );
       for ( auto operation :
-            { +[]( Depot&d, Tracked const&v ) { Form::is( d, Form::key( 1 ), v ); },
-              +[]( Depot&d, Tracked const&v ) { Form::is( d, Form::key( 2 ), v ); },
-              +[]( Depot&d, Tracked const& ) { Form::del( d, Form::key( 1 ) ); } } ) {
+            { +[]( Depot& d, Tracked const& v ) { Form::is( d, Form::key( 1 ), v ); },
+              +[]( Depot& d, Tracked const& v ) { Form::is( d, Form::key( 2 ), v ); },
+              +[]( Depot& d, Tracked const& ) { Form::del( d, Form::key( 1 ) ); } } ) {
          told = 0;
          for ( int after = 0; told == 0 && after < 20; ++after ) {
             try {
@@ -463,8 +484,9 @@ TEST( OrderedForms, AReplacedValueKeepsItsNodeWhichOutlivesItsRemoval ) {
    auto const fresh = Depot::DepotIs( "d" );
    auto const end = fresh->limits().end(), missing = fresh->limits().find( 4 );
    fresh->limitsIs( limits( 4, 1 ) );
-   for ( auto const at : { end, missing } )
+   for ( auto const at : { end, missing } ) {
       EXPECT_EQ( fresh->limitsDel( at ), Limits() );
+   }
    EXPECT_EQ( fresh->limits().size(), 1U );
    EXPECT_EQ( Depot::QelLimits::allocations().identity(), "TestModule::Depot::QelLimits" );
    static_assert( Depot::QelLimits::keyInside && !Depot::QelStock::keyInside );
@@ -472,8 +494,9 @@ TEST( OrderedForms, AReplacedValueKeepsItsNodeWhichOutlivesItsRemoval ) {
 
 TEST( OrderedForms, AGenericWalkGoesOnWithTheNextKeyWhateverVanishes ) {
    auto const depot = Depot::DepotIs( "d" );
-   for ( U32 const n : { 1U, 3U, 5U, 7U } )
+   for ( U32 const n : { 1U, 3U, 5U, 7U } ) {
       depot->limitsIs( Limits( n ) );
+   }
    Varek::Inspect::IterFnTable const* use = nullptr;
    void* const at = Depot::genericIfIterator( *depot, nullptr, { Varek::FieldId( 263 ) }, use );
    auto const key = [&] {
@@ -517,7 +540,7 @@ TEST( ArrayForm, AnIndexBeyondTheEndIsRefusedByAll ) {
    EXPECT_EQ( told, 0 );
    EXPECT_EQ( depot->light(), 0U );
    for ( auto const& [index, shown] :
-         { std::pair{ U64{ 3 }, "3" }, std::pair{ U64{ 1 } << 32, "4294967296" } } )
+         { std::pair{ U64{ 3 }, "3" }, std::pair{ U64{ 1 } << 32, "4294967296" } } ) {
       try {
          value.shiftDel( index );
          ADD_FAILURE();
@@ -525,6 +548,7 @@ TEST( ArrayForm, AnIndexBeyondTheEndIsRefusedByAll ) {
          EXPECT_EQ( error.what(),
                     "cannot access index " + std::string( shown ) + " of an array with size 3" );
       }
+   }
    EXPECT_EQ( depot->lampDel( 0 ), Tracked() ); // the literal is an index
 }
 

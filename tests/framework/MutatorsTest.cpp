@@ -43,8 +43,9 @@ TEST( Mutators, ACopyThatFailsChangesNothingAndTellsNobody ) {
    Varek::Subscription watching;
    // First of the element, then of the key for the observers.
    for ( std::uint32_t const observers : { 0U, 1U } ) {
-      if ( observers )
+      if ( observers ) {
          watching = owner->subscribe( [&]( auto& ) { ++told; } );
+      }
       FragileKey const key{ observers };
       for ( std::uint32_t copies = 0; copies <= observers; ++copies ) {
          CopiesFail const fail( static_cast<int>( copies ) );
@@ -89,11 +90,12 @@ TEST( Mutators, ADurationThatIsNoNumberIsTheSameAsItself ) {
    auto const plain = AuthZTimers::AuthZTimersIs(), source = AuthZTimers::AuthZTimersIs();
    int told = 0;
    auto const watching = plain->subscribe( [&]( auto& ) { ++told; } );
-   for ( Duration const value : { nan, negative, nan } )
+   for ( Duration const value : { nan, negative, nan } ) {
       for ( auto const& one : { plain, source } ) {
          one->idleTimeoutIs( value );
          one->authCacheTimeoutIs( DeviceType::phoneDevice, value );
       }
+   }
    Qel::assignEntity( *plain, *source );
    EXPECT_EQ( told, 2 );
    plain->idleTimeoutIs( Duration( 0 ) );
@@ -105,8 +107,9 @@ TEST( Mutators, AnElementOfASequenceMayBeGivenToItself ) {
    Reading value( 4U );
    value.notePush( "first" );
    value.noteIs( 0, value.note()[0] );
-   for ( std::uint32_t n = 0; n < 20; ++n ) // while the storage moves
+   for ( std::uint32_t n = 0; n < 20; ++n ) { // while the storage moves
       value.notePush( value.note()[0] );
+   }
    EXPECT_EQ( std::count( value.note().begin(), value.note().end(), "first" ), 21 );
    try {
       value.noteIs( std::uint64_t{ 1 } << 32, "cut" );

@@ -80,8 +80,9 @@ TEST( ForEach, TellsOfEachChildOnceWhateverOthersDo ) {
    // Before the one under test: replaces what comes, and removes some of it.
    bool busy = false;
    auto const meddling = plant->rackObserve( [&]( Plant& of, auto& key, auto& removed ) {
-      if ( busy || removed )
+      if ( busy || removed ) {
          return;
+      }
       busy = true;
       if ( key == "twice" ) {
          of.rackDel( key );
@@ -98,13 +99,15 @@ TEST( ForEach, TellsOfEachChildOnceWhateverOthersDo ) {
       plant->rackDel( rack.place() == "there" ? "goes" : rack.place() == "goes" ? "there" : "" );
       plant->rackIs( "made by the observer" );
    } );
-   for ( char const* const place : { "new", "twice", "away", "new" } )
+   for ( char const* const place : { "new", "twice", "away", "new" } ) {
       plant->rackIs( place );
+   }
    plant->rackDel( "new" );
    plant->rackIs( "new" );
    std::multiset<std::string> places;
-   for ( auto const& rack : told )
+   for ( auto const& rack : told ) {
       places.insert( rack->place() );
+   }
    EXPECT_EQ( places.count( "there" ) + places.count( "goes" ), 1U );
    EXPECT_EQ( places.count( "made by the observer" ), 1U );
    EXPECT_EQ( places.count( "new" ), 2U ) << "two racks, one after the other";

@@ -18,8 +18,9 @@ bool memoryIsOut = false;
 
 // Inlined, g++ would take malloc and operator delete, or operator new and free, for pairs.
 [[gnu::noinline]] void* operator new( std::size_t size ) {
-   if ( void* const memory = memoryIsOut ? nullptr : std::malloc( size ) )
+   if ( void* const memory = memoryIsOut ? nullptr : std::malloc( size ) ) {
       return memory;
+   }
    throw std::bad_alloc();
 }
 [[gnu::noinline]] void operator delete( void* memory ) noexcept { std::free( memory ); }
@@ -47,8 +48,9 @@ protected:
       made.subscription = who.subscribe(
          [this, letter, &made]( Change const& ) {
             log_ += letter;
-            if ( auto const then = made.then ) // a copy: it may be replaced by itself
+            if ( auto const then = made.then ) { // a copy: it may be replaced by itself
                then();
+            }
          },
          scope );
       return made;
@@ -104,10 +106,11 @@ TEST_F( ObserverReentry, CodeThatHoldsItsOwnPublisherGoesWithIt ) {
       Subscription own;
       own =
          object.subscribe( [&own, held = std::move( sensor )]( Change const& ) { own.reset(); } );
-      if ( whileTold )
+      if ( whileTold ) {
          object.levelIs( 10 );
-      else
+      } else {
          own.reset();
+      }
       EXPECT_EQ( Sensor::allocations().liveObjects(), before );
    }
 }
@@ -132,8 +135,9 @@ TEST_F( ObserverReentry, WhatObserversHoldEndsAfterTheDeliveryAndMayComeBack ) {
 TEST_F( ObserverReentry, ASubscriptionThatIsAssignedEndsItsOldOne ) {
    for ( bool const whileTold : { false, true } ) {
       observers_.clear();
-      for ( char const letter : { 'a', 'b' } )
+      for ( char const letter : { 'a', 'b' } ) {
          observe( *sensor_, letter );
+      }
       auto& kept = observers_[0]->subscription;
       auto const assign = [&] {
          kept = std::move( observers_[1]->subscription );
@@ -185,11 +189,13 @@ TEST_F( ObserverReentry, AChangeIsToldThoughMemoryIsOut ) {
    auto const plant = Plant::PlantIs();
    auto const rack = plant->rackIs( "a" );
    sensor_ = rack->sensorIs( 1 );
-   for ( char const letter : { 'p', 'q' } )
+   for ( char const letter : { 'p', 'q' } ) {
       observe( *plant, letter, Scope::subtree );
+   }
    observe( *rack, 'r', Scope::subtree );
-   for ( char const letter : { 's', 't' } )
+   for ( char const letter : { 's', 't' } ) {
       observe( *sensor_, letter );
+   }
    log_.reserve( 100 );
    try {
       memoryIsOut = true;

@@ -26,8 +26,9 @@ TEST_P( ReadOnlyProxy, RefusesWhatWouldChangeItAndNothingElse ) {
    std::mt19937 random( 1 );
    for ( unsigned round = 0; round < 120; ++round ) {
       Trees::change( *proxy, random ); // while it is none
-      if ( round == 40 )               // from here on they are all observed
+      if ( round == 40 ) {             // from here on they are all observed
          observed = proxy->subscribe( [&]( auto& ) { ++told; }, Varek::Scope::subtree );
+      }
       auto const twin = made( *GetParam() );
       Qel::assignEntity( *twin, *proxy );
       std::string const before = Trees::text( *proxy );

@@ -95,13 +95,15 @@ TEST( SingleChild, BelongsToTheSubtreeOfItsOwnerWhileThatHasIt ) {
             },
             Scope::subtree );
       };
-      if ( observedFirst )
+      if ( observedFirst ) {
          observe();
+      }
       auto const depot = yard->depotIs( "d" );
       auto const one = depot->badgeIs( 1 );
       auto const rack = depot->annexIs()->rackIs( "r" );
-      if ( !observedFirst )
+      if ( !observedFirst ) {
          observe();
+      }
       EXPECT_FALSE( one->initial() || rack->initial() || depot->office()->initial() );
       told.clear();
       one->scansInc( 1 );
@@ -151,17 +153,20 @@ TEST( Children, TheOneThatIsHeldInTheEndIsReturnedAndNeverNull ) {
    for ( bool const setAnew : { true, false } ) {
       Varek::Ptr<Sensor> first, inner;
       auto const watching = rack->subscribe( [&]( auto& ) {
-         if ( first || !rack->sensor( 1 ) )
+         if ( first || !rack->sensor( 1 ) ) {
             return;
+         }
          first = rack->sensorDel( 1 );
-         if ( setAnew )
+         if ( setAnew ) {
             inner = rack->sensorIs( 1 );
-         else
+         } else {
             rack = nullptr;
+         }
       } );
       EXPECT_EQ( rack->sensorIs( 1 ), setAnew ? inner : first );
-      if ( rack )
+      if ( rack ) {
          rack->sensorDelAll();
+      }
    }
    auto const depot = Depot::DepotIs( "d" );
    auto const removing = depot->subscribe( [&]( auto& ) { depot->badgeDel(); } );
@@ -172,8 +177,9 @@ TEST( Children, TheEndOfTheOwnerLeavesSurvivorsWithoutOne ) {
    auto const live = Sensor::allocations().liveObjects();
    auto rack = Rack::RackIs( "a" );
    auto const survivor = rack->sensorIs( 1 );
-   for ( std::uint32_t number = 2; number < 40; ++number ) // moved by growth meanwhile
+   for ( std::uint32_t number = 2; number < 40; ++number ) { // moved by growth meanwhile
       rack->sensorIs( number );
+   }
    EXPECT_EQ( Sensor::allocations().liveObjects(), live + 39 );
    EXPECT_EQ( survivor->parent(), rack.get() );
    rack = nullptr;
@@ -195,11 +201,12 @@ TEST( Names, AnEntityIsMadeByItsNameAlone ) {
    EXPECT_THROW( Qel::newEntityInDirectory( type( "TestModule::Depot" ), name, { &further, 1 } ),
                  Varek::NewEntityArguments );
    // A parameter of text is no name; neither has an entity without parameters or a value one.
-   for ( auto const other : { "Rack", "Plant", "Sensor", "Limits", "Mode" } )
+   for ( auto const other : { "Rack", "Plant", "Sensor", "Limits", "Mode" } ) {
       EXPECT_THROW(
          Qel::newEntityInDirectory( type( "TestModule::" + std::string( other ) ), name, {} ),
          Varek::NewEntityArguments )
          << other;
+   }
    EXPECT_EQ( Depot::allocations().liveObjects(), live );
 }
 
@@ -227,11 +234,13 @@ TEST( Optional, NothingAndTheEmptyValueAreTwo ) {
    ChangeRecorder<int, Motto> changes( *depot );
    EXPECT_EQ( depot->motto(), std::nullopt );
    std::vector<Motto> const sets{ std::nullopt, "", "", "more", std::nullopt, std::nullopt, "" };
-   for ( Motto const& one : sets )
+   for ( Motto const& one : sets ) {
       depot->mottoIs( one );
+   }
    std::vector<Motto> olds;
-   for ( auto const& told : changes.told )
+   for ( auto const& told : changes.told ) {
       olds.push_back( *told.old );
+   }
    EXPECT_EQ( olds, ( std::vector<Motto>{ std::nullopt, "", "more", std::nullopt } ) );
    Limits a( 1U ), b( 1U );
    a.ceilingIs( 0 );
@@ -243,15 +252,18 @@ TEST( Optional, NothingAndTheEmptyValueAreTwo ) {
 TEST( ValueForms, AreEqualAsSetsAreAndAsArraysAre ) {
    std::mt19937 random( 3 );
    std::vector<Varek::String> names;
-   for ( int i = 0; i < 40; ++i )
+   for ( int i = 0; i < 40; ++i ) {
       names.push_back( "name " + std::to_string( i ) );
+   }
    for ( int round = 0; round < 50; ++round ) {
       Limits a( 1U ), b( 1U );
-      for ( auto const& name : names )
+      for ( auto const& name : names ) {
          a.userIs( name );
+      }
       std::shuffle( names.begin(), names.end(), random );
-      for ( auto const& name : names )
+      for ( auto const& name : names ) {
          b.userIs( name );
+      }
       b.userIs( names[0] );
       EXPECT_EQ( b.userDel( "other" ), "" );
       EXPECT_EQ( a, b );

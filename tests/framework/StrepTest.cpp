@@ -29,11 +29,13 @@ AnyValue::Table const& tableOf() {
 /// A value that can be read back: one in range, and without a collection inside.
 bool isReadBack( Qel::TypeRecord const& type, AnyValue const& value ) {
    if ( !Qel::hasStringConstructor( type ) ||
-        value.text().find( "::EgressVlanAttributes(" ) != std::string::npos )
+        value.text().find( "::EgressVlanAttributes(" ) != std::string::npos ) {
       return false;
+   }
    try {
-      if ( type.rangesCheck )
+      if ( type.rangesCheck ) {
          type.rangesCheck( value.data() );
+      }
       return true;
    } catch ( Varek::RangeError const& ) {
       return false;
@@ -56,16 +58,18 @@ protected:
       for ( int i = 0; i < count; ++i ) {
          AnyValue const value( table_ );
          random_.fill( value );
-         if ( isReadBack( type_, value ) )
+         if ( isReadBack( type_, value ) ) {
             values.push_back( value );
+         }
       }
       return values;
    }
    /// Reads a text; whether it was accepted. A target that was refused is as it was.
    bool decode( std::string_view text, AnyValue const& target ) {
       AnyValue const before( target );
-      if ( !isSafeText( table_, text ) )
+      if ( !isSafeText( table_, text ) ) {
          return false;
+      }
       try {
          table_.decode( text, target.data() );
          return true;
@@ -92,8 +96,9 @@ TEST_P( EveryValueType, IsPrintedReadBackAndHashedOrRefused ) {
       } else {
          EXPECT_THROW( table_.hash( value.data() ), Varek::NonHashableType );
       }
-      if ( !isReadBack( type_, value ) )
+      if ( !isReadBack( type_, value ) ) {
          continue;
+      }
       AnyValue const read( table_ ), inside( table_ );
       ASSERT_TRUE( decode( value.text(), read ) ) << value.text();
       EXPECT_EQ( read.text(), value.text() );
@@ -106,22 +111,25 @@ TEST_P( EveryValueType, IsPrintedReadBackAndHashedOrRefused ) {
 }
 
 TEST_P( EveryValueType, IsNotMadeFromLessThanTheWholeTextNorFromMore ) {
-   if ( type_.kind != Varek::TypeKind::value )
+   if ( type_.kind != Varek::TypeKind::value ) {
       return; // the front of a name, or of a number, may be another
+   }
    for ( AnyValue const& value : someValues( 12 ) ) {
       AnyValue const target( table_ );
       random_.fill( target );
       std::string const text = value.text();
-      for ( std::size_t length = 0; length < text.size(); ++length )
+      for ( std::size_t length = 0; length < text.size(); ++length ) {
          EXPECT_EQ( decode( text.substr( 0, length ), target ), isOfConstants_ ) << length;
-      for ( char const* const more : { " ", "x", ")", ",", "\n" } )
+      }
+      for ( char const* const more : { " ", "x", ")", ",", "\n" } ) {
          EXPECT_EQ( decode( text + more, target ), isOfConstants_ ) << text << more;
+      }
       EXPECT_EQ( decode( " " + text, target ), isOfConstants_ );
    }
 }
 
 TEST_P( EveryValueType, TakesAMutatedTextAsAnotherValueOrNotAtAll ) {
-   for ( AnyValue const& value : someValues( 100 ) )
+   for ( AnyValue const& value : someValues( 100 ) ) {
       for ( int i = 0; i < 10; ++i ) {
          std::string text = value.text();
          auto const at = random_.below( text.size() );
@@ -135,6 +143,7 @@ TEST_P( EveryValueType, TakesAMutatedTextAsAnotherValueOrNotAtAll ) {
             EXPECT_EQ( again.text(), target.text() );
          }
       }
+   }
 }
 
 INSTANTIATE_TEST_SUITE_P( Registered, EveryValueType,
@@ -395,8 +404,9 @@ TEST( Strep, ARangeIsCheckedAfterTheWholeTextIsRead ) {
 TEST( Strep, AHolderOfConstantsTakesAnyText ) {
    EXPECT_EQ( stringValue( Dot1xConstants() ), "Dot1xV2::Dot1xConstants()" );
    EXPECT_EQ( stringValue( AuthZConstants() ), "Dot1xV2::AuthZConstants()" );
-   for ( char const* const text : { "", "Dot1xV2::Dot1xConstants()", "((\"" } )
+   for ( char const* const text : { "", "Dot1xV2::Dot1xConstants()", "((\"" } ) {
       EXPECT_EQ( read<Dot1xConstants>( text ), Dot1xConstants() );
+   }
 }
 
 // Types with a collection
@@ -410,12 +420,14 @@ class StrepDeathTest : public testing::TestWithParam<Qel::TypeRecord const*> {};
 
 TEST_P( StrepDeathTest, HasNoStringConstructor ) {
    AnyValue const value( *GetParam()->functions );
-   for ( std::string const& text : { std::string(), value.text() } )
+   for ( std::string const& text : { std::string(), value.text() } ) {
       EXPECT_DEATH( value.type().decode( text, value.data() ),
                     assertionOf( GetParam()->unqualifiedName() ) );
-   for ( char const* const nested : { "", "present" } )
+   }
+   for ( char const* const nested : { "", "present" } ) {
       EXPECT_DEATH( value.type().parse( nested, 0, value.data() ),
                     assertionOf( GetParam()->unqualifiedName() ) );
+   }
    EXPECT_FALSE( Qel::isSafelyReadable( value.type() ) );
 }
 
@@ -430,8 +442,9 @@ TEST( Strep, TheTypesWithoutAStringConstructorAreKnown ) {
    for ( Qel::TypeRecord const* const type : registeredTypes( []( auto& one ) {
             return one.functions && one.name.starts_with( "Dot1xV2::" ) &&
                    !Qel::hasStringConstructor( one );
-         } ) )
+         } ) ) {
       unreadable.insert( type->unqualifiedName() );
+   }
    EXPECT_EQ( unreadable,
               ( std::set<std::string_view>{ "AaaAttribute", "AuthNOrder", "CachingControl",
                                             "EgressVlanAttributes", "VlanGroup" } ) );
@@ -444,9 +457,10 @@ TEST( StrepMemberDeathTest, OfATypeWithACollectionIsReadNeitherAloneNorIfItIsPre
    EXPECT_EQ( read<AuthZAttrs>( none ), attrs );
    attrs.egressVlanIs( EgressVlanAttributes() );
    std::string const front = none.substr( 0, none.rfind( "absent" ) );
-   for ( std::string const& text :
-         { stringValue( attrs ), front, front + "absentee )", front + "none )", front + "\"\" )" } )
+   for ( std::string const& text : { stringValue( attrs ), front, front + "absentee )",
+                                     front + "none )", front + "\"\" )" } ) {
       EXPECT_DEATH( read<AuthZAttrs>( text ), assertionOf( "EgressVlanAttributes" ) ) << text;
+   }
    // What is wrong before it comes is only wrong.
    EXPECT_THROW( read<AuthZAttrs>( front.substr( 0, front.size() - 2 ) ), Varek::TextError );
    EXPECT_THROW( read<AuthZAttrs>( "none" ), Varek::TextError );

@@ -46,11 +46,13 @@ void toFollower( Bytes input, bool withHello ) {
       VAREK_ASSERT( follower.closed() && !follower.reason().empty() );
    };
    say();
-   for ( Varek::String const& name : follower.roots() )
+   for ( Varek::String const& name : follower.roots() ) {
       VAREK_ASSERT( depth( *follower.root( name ) ) <= 1001 );
+   }
    // Once more, onto the trees that are there.
-   if ( !withHello && input.size() % 8 == 0 )
+   if ( !withHello && input.size() % 8 == 0 ) {
       say();
+   }
 }
 
 // An entity
@@ -65,9 +67,11 @@ State stateOf( Qel::Entity& entity ) {
    VAREK_ASSERT(
       handleAttrFlowOut( EntityQelNboAttrLogSa( entity, type, 1, stream, &all ), 0, all ) == 0 );
    State state;
-   for ( LogStream::Frame const& one : stream.frames() )
-      if ( one.head.kind == Qel::NboAttrLog::FrameKind::attribute )
+   for ( LogStream::Frame const& one : stream.frames() ) {
+      if ( one.head.kind == Qel::NboAttrLog::FrameKind::attribute ) {
          state.emplace_back( one.head.field.value(), one.payload );
+      }
+   }
    std::ranges::sort( state );
    return state;
 }
@@ -101,8 +105,9 @@ bool apply( Qel::Entity& entity, std::uint16_t id, Bytes payload ) {
 
 void toEntity( Bytes input ) {
    static auto const types = LogInput::entityTypes();
-   if ( input.empty() )
+   if ( input.empty() ) {
       return;
+   }
    Qel::TypeRecord const& type = *types[input[0] % types.size()];
    auto const entity = LogInput::newEntity( type );
    input = input.subspan( 1 );
@@ -115,8 +120,9 @@ void toEntity( Bytes input ) {
    // What it says of itself makes another one equal.
    auto const again = LogInput::newEntity( type );
    State const state = stateOf( *entity );
-   for ( auto const& [id, payload] : state )
+   for ( auto const& [id, payload] : state ) {
       VAREK_ASSERT( apply( *again, id, payload ) );
+   }
    VAREK_ASSERT( stateOf( *again ) == state );
 }
 
@@ -129,8 +135,9 @@ extern "C" int LLVMFuzzerInitialize( int*, char*** ) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput( std::uint8_t const* data, std::size_t size ) {
-   if ( size == 0 )
+   if ( size == 0 ) {
       return 0;
+   }
    Bytes const rest( data + 1, size - 1 );
    switch ( data[0] % LogInput::forms ) {
    case LogInput::messages:

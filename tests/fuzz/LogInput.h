@@ -26,10 +26,13 @@ enum Form : std::uint8_t {
 inline std::vector<std::uint8_t> hello() {
    Qel::NboAttrLog::OutBuffer out;
    auto ours = Mirror::Description::ofThisProcess();
-   for ( auto& module : ours.modules )
-      if ( module.name != "TestModule" && module.name != "AaaHelperLedraTypes" )
-         for ( auto& type : module.types )
+   for ( auto& module : ours.modules ) {
+      if ( module.name != "TestModule" && module.name != "AaaHelperLedraTypes" ) {
+         for ( auto& type : module.types ) {
             type = { {}, type.kind, {}, {} };
+         }
+      }
+   }
    out.outSmReserveMessage( Qel::NboAttrLog::FrameKind::hello, 0, {}, 10 + ours.size() );
    out.putOctets( Mirror::protocolMagic, 8 );
    out.put16( Mirror::protocolVersion );
@@ -54,9 +57,11 @@ inline Varek::Ptr<Qel::Entity> newEntity( Qel::TypeRecord const& type ) {
 
 inline std::vector<Qel::TypeRecord const*> entityTypes() {
    std::vector<Qel::TypeRecord const*> all;
-   for ( auto const* const type : Mirror::Description::ofThisProcess().records() )
-      if ( type->kind == Varek::TypeKind::entity && newEntity( *type ) )
+   for ( auto const* const type : Mirror::Description::ofThisProcess().records() ) {
+      if ( type->kind == Varek::TypeKind::entity && newEntity( *type ) ) {
          all.push_back( type );
+      }
+   }
    return all;
 }
 

@@ -14,10 +14,11 @@ inline std::vector<Varek::Inspect::AtomicFnTable const*> readableTypes() {
    using Varek::Inspect::AtomicFnTable;
    std::vector<AtomicFnTable const*> all;
    auto const add = [&]( AtomicFnTable const* type ) {
-      if ( type && ( Qel::isSafelyReadable( *type ) || type->typeName == "Dot1xV2::AuthZAttrs" ) )
+      if ( type && ( Qel::isSafelyReadable( *type ) || type->typeName == "Dot1xV2::AuthZAttrs" ) ) {
          all.push_back( type );
+      }
    };
-   for ( auto const* const module : Varek::ModuleInspectData::all() )
+   for ( auto const* const module : Varek::ModuleInspectData::all() ) {
       for ( auto const* const one : module->types ) {
          Qel::TypeRecord const& type = Qel::typeRecord( *one );
          add( type.functions );
@@ -26,5 +27,6 @@ inline std::vector<Varek::Inspect::AtomicFnTable const*> readableTypes() {
             add( attribute.key );
          }
       }
+   }
    return all;
 }

@@ -32,11 +32,13 @@ bool decode( std::string_view text, AnyValue& value ) {
 extern "C" int LLVMFuzzerTestOneInput( std::uint8_t const* data, std::size_t size ) {
    static auto const types = readableTypes();
    std::string_view const input( reinterpret_cast<char const*>( data ), size );
-   if ( input.empty() )
+   if ( input.empty() ) {
       return 0;
+   }
    AnyValue::Table const& type = *types[data[0] % types.size()];
-   if ( !isSafeText( type, input ) )
+   if ( !isSafeText( type, input ) ) {
       return 0;
+   }
    AnyValue value( type ), again( type );
    if ( decode( input.substr( 1 ), value ) ) {
       VAREK_ASSERT( decode( value.text(), again ) );

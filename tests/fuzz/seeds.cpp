@@ -42,34 +42,39 @@ void streams( Seeds const& seeds, Roots::Root const& root, std::uint32_t seed ) 
    Mirror::Follower follower;
    leader.rootIs( root.name, tree );
    Link link( leader, follower );
-   for ( unsigned i = 0; i < 5 * seed; ++i )
+   for ( unsigned i = 0; i < 5 * seed; ++i ) {
       change( *tree );
+   }
    link.pump();
-   for ( unsigned i = 0; i < 5 * seed; ++i )
+   for ( unsigned i = 0; i < 5 * seed; ++i ) {
       change( *tree );
+   }
    link.pump();
    auto const said = textOf( link.fromLeader );
    seeds.add( char( LogInput::frames ) + said.substr( helloSize( link.fromLeader ) ) );
-   if ( root.name == std::string_view( "plant" ) && seed == 1 )
+   if ( root.name == std::string_view( "plant" ) && seed == 1 ) {
       seeds.add( char( LogInput::stream ) + said );
+   }
 }
 
 /// What is said of single entities, as messages.
 void messages( Seeds const& seeds, std::uint8_t number, Qel::TypeRecord const& type ) {
    RandomChange change( number );
    auto const entity = LogInput::newEntity( type );
-   for ( unsigned i = 0; i < 30; ++i )
+   for ( unsigned i = 0; i < 30; ++i ) {
       change( *entity );
+   }
    LogStream stream;
    Qel::NboAttrLog::FlowOut all( type, true );
    handleAttrFlowOut( Qel::EntityQelNboAttrLogSa( *entity, type, 1, stream, &all ), 0, all );
    std::string made{ char( LogInput::messages ), char( number ) };
-   for ( LogStream::Frame const& one : stream.frames() )
+   for ( LogStream::Frame const& one : stream.frames() ) {
       if ( one.head.kind == Qel::NboAttrLog::FrameKind::attribute && one.head.size < 256 ) {
          std::uint16_t const id = one.head.field.value();
          made += { char( id >> 8 ), char( id & 0xFF ), char( one.head.size ) };
          made += textOf( one.payload );
       }
+   }
    seeds.add( made );
 }
 
@@ -86,17 +91,21 @@ void texts( Seeds const& seeds, std::uint8_t number, Varek::Inspect::AtomicFnTab
 
 void write( std::filesystem::path const& folder ) {
    Seeds const logs( folder / "LogFuzz" );
-   for ( Roots::Root const& root : Roots::all() )
-      for ( std::uint32_t seed : { 1U, 2U, 5U } )
+   for ( Roots::Root const& root : Roots::all() ) {
+      for ( std::uint32_t seed : { 1U, 2U, 5U } ) {
          streams( logs, root, seed );
+      }
+   }
    auto const entities = LogInput::entityTypes();
-   for ( std::size_t i = 0; i < entities.size(); ++i )
+   for ( std::size_t i = 0; i < entities.size(); ++i ) {
       messages( logs, static_cast<std::uint8_t>( i ), *entities[i] );
+   }
 
    Seeds const reps( folder / "StrepFuzz" );
    auto const types = readableTypes();
-   for ( std::size_t i = 0; i < types.size(); ++i )
+   for ( std::size_t i = 0; i < types.size(); ++i ) {
       texts( reps, static_cast<std::uint8_t>( i ), *types[i] );
+   }
 }
 
 } // namespace

@@ -35,18 +35,21 @@ struct Bookmarks : testing::Test {
 
 // Values: what was inserted ahead of the walk, sent by it, and is removed before the end marker.
 TEST_F( Bookmarks, AValueThatTheWalkHasSentIsSaidToBeGone ) {
-   for ( unsigned i = 0; i < 600; ++i )
+   for ( unsigned i = 0; i < 600; ++i ) {
       depot->noteIs( text( i ), "old" );
+   }
    leader.rootIs( "depot", depot );
    Link link( leader, follower );
    some( link, 17000 );
    ASSERT_FALSE( link.connection->inGroup() );
-   for ( unsigned i = 600; i < 800; ++i )
+   for ( unsigned i = 600; i < 800; ++i ) {
       depot->noteIs( text( i ), "new" );
+   }
    some( link, 4000 );
    ASSERT_FALSE( link.connection->inGroup() );
-   for ( unsigned i = 600; i < 800; ++i )
+   for ( unsigned i = 600; i < 800; ++i ) {
       depot->noteDel( text( i ) );
+   }
    link.pump();
    ASSERT_TRUE( link.connection->inGroup() );
    EXPECT_EQ( difference( *depot, *follower.root( "depot" ) ), "" );
@@ -55,18 +58,21 @@ TEST_F( Bookmarks, AValueThatTheWalkHasSentIsSaidToBeGone ) {
 // Children: inserted again while those that are left are said by key.
 TEST_F( Bookmarks, AChildThatTheWalkHasSentIsSaidToBeGone ) {
    auto const plant = depot->annexIs();
-   for ( unsigned i = 0; i < 600; ++i )
+   for ( unsigned i = 0; i < 600; ++i ) {
       plant->rackIs( text( i ) );
+   }
    leader.rootIs( "depot", depot );
    Link link( leader, follower );
    some( link, 17000 );
    ASSERT_FALSE( link.connection->inGroup() );
-   for ( unsigned i = 600; i < 800; ++i )
+   for ( unsigned i = 600; i < 800; ++i ) {
       plant->rackIs( text( i ) );
+   }
    some( link, 6000 );
    ASSERT_FALSE( link.connection->inGroup() );
-   for ( unsigned i = 600; i < 800; ++i )
+   for ( unsigned i = 600; i < 800; ++i ) {
       plant->rackDel( text( i ) );
+   }
    link.pump();
    ASSERT_TRUE( link.connection->inGroup() );
    EXPECT_EQ( difference( *depot, *follower.root( "depot" ) ), "" );
@@ -86,75 +92,84 @@ protected:
       bool const in = below( 2 ) != 0;
       switch ( below( 14 ) ) {
       case 0:
-         if ( in )
+         if ( in ) {
             depot.tagIs( key );
-         else
+         } else {
             depot.tagDel( key );
+         }
          return;
       case 1:
       case 2:
-         if ( in )
+         if ( in ) {
             depot.noteIs( key, std::string( below( 60 ), 'x' ) );
-         else
+         } else {
             depot.noteDel( key );
+         }
          return;
       case 3:
-         if ( in )
+         if ( in ) {
             depot.stockIs( key, Tracked( below( 3 ) ) );
-         else
+         } else {
             depot.stockDel( key );
+         }
          return;
       case 4: {
          Limits l( below( keys ) );
-         if ( in )
+         if ( in ) {
             depot.limitsIs( l );
-         else
+         } else {
             depot.limitsDel( below( keys ) );
+         }
          return;
       }
       case 5:
-         if ( in )
+         if ( in ) {
             depot.badgeIs( Tracked( below( 3 ) ) )->scansInc( 1 );
-         else
+         } else {
             depot.badgeDel();
+         }
          return;
       case 6:
-         if ( below( 30 ) == 0 )
+         if ( below( 30 ) == 0 ) {
             depot.annexDel();
-         else if ( below( 40 ) == 0 )
+         } else if ( below( 40 ) == 0 ) {
             depot.noteDelAll();
-         else if ( below( 40 ) == 0 )
+         } else if ( below( 40 ) == 0 ) {
             depot.annexIs()->rackDelAll();
-         else if ( below( 40 ) == 0 )
+         } else if ( below( 40 ) == 0 ) {
             depot.tagDelAll();
-         else if ( below( 40 ) == 0 )
+         } else if ( below( 40 ) == 0 ) {
             depot.stockDelAll();
+         }
          return;
       case 7:
       case 8:
       case 9: {
          auto const annex = depot.annexIs();
-         if ( in )
+         if ( in ) {
             annex->rackIs( key );
-         else
+         } else {
             annex->rackDel( key );
+         }
          return;
       }
       case 10:
       case 11: {
          auto const rack = depot.annexIs()->rackIs( std::to_string( below( 3 ) ) );
-         if ( in )
+         if ( in ) {
             rack->sensorIs( below( keys ) )->levelIs( below( 5 ) );
-         else
+         } else {
             rack->sensorDel( below( keys ) );
+         }
          return;
       }
       case 12: {
          auto const sensor = depot.annexIs()->rackIs( "s" )->sensorIs( below( 3 ) );
-         if ( in )
+         if ( in ) {
             sensor->readingIs( Trees::reading( below( keys ), below( 4 ) ) );
-         else
+         } else {
             sensor->readingDel( below( keys ) );
+         }
          return;
       }
       default:
@@ -174,8 +189,9 @@ TEST_P( RandomBookmarks, TreesAreEqualWhenTheBytesHaveCome ) {
    auto const depot = Depot::DepotIs( "depot" );
    std::list<Follower> followers( 3 );
    std::list<Link> links;
-   for ( unsigned i = 0; i < 4 * keys; ++i )
+   for ( unsigned i = 0; i < 4 * keys; ++i ) {
       change( *depot );
+   }
    leader.rootIs( "depot", depot );
    bool published = true;
    // Answers some changes with others, while the first are still being told.
@@ -197,15 +213,19 @@ TEST_P( RandomBookmarks, TreesAreEqualWhenTheBytesHaveCome ) {
    };
    followers.front().onRootGone = [&]( auto& name, auto& ) { relay.rootDel( name ); };
    Link farLink( relay, far );
-   for ( Follower& one : followers )
+   for ( Follower& one : followers ) {
       links.emplace_back( leader, one );
+   }
    for ( unsigned round = 0; round < 4000; ++round ) {
-      for ( unsigned n = below( 300 ) == 0 ? below( 3 * keys ) : below( 6 ); n-- > 0; )
+      for ( unsigned n = below( 300 ) == 0 ? below( 3 * keys ) : below( 6 ); n-- > 0; ) {
          change( *depot );
-      if ( below( 3 ) == 0 )
+      }
+      if ( below( 3 ) == 0 ) {
          farLink.leaderTurn();
-      if ( below( 3 ) == 0 )
+      }
+      if ( below( 3 ) == 0 ) {
          farLink.followerTurn( below( 1000 ) );
+      }
       if ( below( 200 ) == 0 ) {
          farLink.pump();
          ASSERT_EQ( far.reason() + farLink.connection->reason(), "" ) << round;
@@ -216,10 +236,12 @@ TEST_P( RandomBookmarks, TreesAreEqualWhenTheBytesHaveCome ) {
          }
       }
       for ( Link& link : links ) {
-         if ( below( 3 ) == 0 )
+         if ( below( 3 ) == 0 ) {
             link.leaderTurn();
-         if ( below( 3 ) == 0 )
+         }
+         if ( below( 3 ) == 0 ) {
             link.followerTurn( below( 2 ) ? below( 40 ) : below( 2000 ) );
+         }
          if ( below( 700 ) == 0 ) {
             link.cut();
             link.connect();
@@ -237,17 +259,21 @@ TEST_P( RandomBookmarks, TreesAreEqualWhenTheBytesHaveCome ) {
       if ( roots && below( 300 ) == 0 ) {
          leader.rootDel( "depot" );
          published = false;
-         for ( unsigned n = below( 6 ); n-- > 0; )
+         for ( unsigned n = below( 6 ); n-- > 0; ) {
             change( *depot );
-         if ( below( 2 ) )
+         }
+         if ( below( 2 ) ) {
             leader.rootIs( "depot", depot ), published = true;
+         }
       }
-      if ( below( 100 ) == 0 )
+      if ( below( 100 ) == 0 ) {
          leader.rootIs( "depot", depot ), published = true;
+      }
    }
    leader.rootIs( "depot", depot );
-   for ( Link& link : links )
+   for ( Link& link : links ) {
       link.pump();
+   }
    for ( Link& link : links ) {
       ASSERT_EQ( link.follower.reason() + link.connection->reason(), "" );
       ASSERT_EQ( difference( *depot, *link.follower.root( "depot" ) ), "" );

@@ -64,23 +64,26 @@ public:
    explicit Dump( Link::Bytes bytes ) : bytes_( std::move( bytes ) ) {}
 
    std::string text() {
-      for ( Expected const& one : exchange )
+      for ( Expected const& one : exchange ) {
          add( one );
+      }
       EXPECT_EQ( at_, bytes_.size() ) << "frames that nothing is said of";
       return std::move( text_ );
    }
 
 private:
    void add( Expected const& one ) {
-      if ( one.heading )
+      if ( one.heading ) {
          text_.append( text_.empty() ? "" : "\n" ).append( one.heading ).append( "\n\n" );
+      }
       FrameHead head;
       std::size_t size = heads_.read( std::span( bytes_ ).subspan( at_ ), head );
       ASSERT_NE( size, 0U );
       line( size, one.head );
       std::size_t const end = at_ + head.size;
-      for ( Part const& part : one.parts )
+      for ( Part const& part : one.parts ) {
          line( part.size, part.meaning );
+      }
       EXPECT_EQ( at_, end ) << one.head;
    }
    void line( std::size_t size, char const* meaning ) {

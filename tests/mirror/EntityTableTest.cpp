@@ -16,8 +16,9 @@ using Table = Mirror::EntityTable<Record>;
 /// The handles of what is taken out with the record at \p place.
 std::set<std::uint32_t> taken( Table& table, std::uint32_t place ) {
    std::set<std::uint32_t> handles;
-   if ( place != 0 )
+   if ( place != 0 ) {
       table.takeTree( place, [&]( Record const& one ) { handles.insert( one.handle ); } );
+   }
    return handles;
 }
 
@@ -26,8 +27,9 @@ std::set<std::uint32_t> taken( Table& table, std::uint32_t place ) {
 TEST( EntityTable, TwoThatShareEntitiesAgreeWithAModel ) {
    std::mt19937 random( 7 );
    std::vector<Varek::Ptr<Qel::Entity>> entities;
-   for ( unsigned i = 0; i < 200; ++i )
+   for ( unsigned i = 0; i < 200; ++i ) {
       entities.push_back( TestModule::Plant::PlantIs() );
+   }
    {
       Table tables[2];
       std::map<Qel::Entity*, std::uint32_t> models[2];
@@ -64,16 +66,18 @@ TEST( EntityTable, TwoThatShareEntitiesAgreeWithAModel ) {
          EXPECT_EQ( listed, models[i] );
       }
    }
-   for ( auto const& entity : entities )
+   for ( auto const& entity : entities ) {
       ASSERT_EQ( entity->qelPlace(), 0U ) << "a table has gone and left its note";
+   }
 }
 
 TEST( EntityTable, RecordsStayWhereTheyAre ) {
    Table table;
    auto const first = TestModule::Plant::PlantIs();
    Record const& record = table.at( table.newMember( { first, 1 } ) );
-   for ( std::uint32_t i = 2; i < 1000; ++i )
+   for ( std::uint32_t i = 2; i < 1000; ++i ) {
       table.newMember( { TestModule::Plant::PlantIs(), i } );
+   }
    EXPECT_EQ( table.find( *first ), &record );
 }
 
@@ -91,14 +95,17 @@ TEST( EntityTable, TakesOutWhatIsBelowAndNothingElse ) {
       places[handle] = table.newMember( { TestModule::Plant::PlantIs(), handle },
                                         above != 0 ? places[above] : 0 );
       parents[handle] = above;
-      if ( random() % 3 != 0 )
+      if ( random() % 3 != 0 ) {
          continue;
+      }
       // Handles count up, so a parent comes before what is below it.
       auto const [top, place] = *any();
       std::set<std::uint32_t> below{ top };
-      for ( auto const& [one, parent] : parents )
-         if ( below.contains( parent ) )
+      for ( auto const& [one, parent] : parents ) {
+         if ( below.contains( parent ) ) {
             below.insert( one );
+         }
+      }
       ASSERT_EQ( taken( table, place ), below );
       for ( std::uint32_t const one : below ) {
          places.erase( one );
@@ -131,8 +138,9 @@ TEST( HandleMap, AgreesWithAModelWhateverTheHandles ) {
          model.erase( held );
       }
    }
-   for ( auto const& [handle, place] : model )
+   for ( auto const& [handle, place] : model ) {
       ASSERT_EQ( places.find( handle ), place );
+   }
 }
 
 // Each handle is the first that the array does not hold, while many are in the hash table: to go
@@ -140,12 +148,15 @@ TEST( HandleMap, AgreesWithAModelWhateverTheHandles ) {
 TEST( HandleMap, HandlesAtTheEdgeOfTheArrayDoNotCostAWalkEach ) {
    constexpr std::uint32_t many = 200000;
    Mirror::HandleMap places;
-   for ( std::uint32_t i = 0; i < many; ++i )
+   for ( std::uint32_t i = 0; i < many; ++i ) {
       places.placeIs( 0xFFFFFFFFU - i, i + 1, i + 1 );
-   for ( std::uint32_t count = many + 1; count <= 2 * many; ++count )
+   }
+   for ( std::uint32_t count = many + 1; count <= 2 * many; ++count ) {
       places.placeIs( 2 * count + 1023, count, count );
-   for ( std::uint32_t count = many + 1; count <= 2 * many; ++count )
+   }
+   for ( std::uint32_t count = many + 1; count <= 2 * many; ++count ) {
       ASSERT_EQ( places.find( 2 * count + 1023 ), count );
+   }
    ASSERT_EQ( places.find( 0xFFFFFFFFU ), 1U );
 }
 

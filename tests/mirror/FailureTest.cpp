@@ -22,8 +22,9 @@ struct Memory {
    std::uint64_t failAt = 0;
 
    bool fails() {
-      if ( !armed )
+      if ( !armed ) {
          return false;
+      }
       ++count;
       return forGood ? count >= failAt : count == failAt;
    }
@@ -32,8 +33,9 @@ struct Memory {
 } // namespace
 
 [[gnu::noinline]] void* operator new( std::size_t size ) {
-   if ( void* const made = memory.fails() ? nullptr : std::malloc( size ) )
+   if ( void* const made = memory.fails() ? nullptr : std::malloc( size ) ) {
       return made;
+   }
    throw std::bad_alloc();
 }
 [[gnu::noinline]] void operator delete( void* at ) noexcept { std::free( at ); }
@@ -52,8 +54,9 @@ public:
    explicit Failing( unsigned seed ) : random_( seed ) {}
 
    void run( bool forGood, std::uint64_t failAt ) {
-      for ( unsigned i = 0; i < 60; ++i )
+      for ( unsigned i = 0; i < 60; ++i ) {
          Trees::change( *yard_, random_ );
+      }
       memory.count = 0;
       memory.forGood = forGood;
       memory.failAt = failAt;
@@ -67,17 +70,22 @@ public:
          yard_->subscribe( []( auto& ) { memory.armed = false; }, Varek::Scope::subtreeFirst );
       std::list<Follower> followers( 4 );
       std::list<Link> links;
-      for ( Follower& one : followers )
+      for ( Follower& one : followers ) {
          links.emplace_back( leader, one );
-      for ( Link& one : links )
-         if ( &one != &links.back() )
+      }
+      for ( Link& one : links ) {
+         if ( &one != &links.back() ) {
             one.pump();
+         }
+      }
       for ( unsigned i = 0; i < 25; ++i ) {
          ASSERT_NO_THROW( Trees::change( *yard_, random_ ) );
          unsigned turn = 0;
-         for ( Link& one : links )
-            if ( turn++ < 2 || ( turn == 4 && i < 12 ) )
+         for ( Link& one : links ) {
+            if ( turn++ < 2 || ( turn == 4 && i < 12 ) ) {
                this->turn( one );
+            }
+         }
       }
       for ( Link& one : links ) {
          one.pump();
@@ -99,8 +107,9 @@ public:
 private:
    static void turn( Link& link ) {
       memory.armed = true;
-      if ( link.connection->wantsWrite() )
+      if ( link.connection->wantsWrite() ) {
          link.connection->onWritable();
+      }
       link.connection->onReadable();
       memory.armed = false;
       link.pump();
@@ -114,40 +123,46 @@ private:
 TEST( Failure, EachAllocationInTurn ) {
    unsigned ended = 0;
    std::uint64_t tried = 0;
-   for ( unsigned seed = 1; seed <= 3; ++seed )
-      for ( bool const forGood : { false, true } )
+   for ( unsigned seed = 1; seed <= 3; ++seed ) {
+      for ( bool const forGood : { false, true } ) {
          for ( std::uint64_t at = 1;; ++at ) {
             SCOPED_TRACE( "seed " + std::to_string( seed ) + ", allocation " +
                           std::to_string( at ) + ( forGood ? " and all after it" : "" ) );
             Failing one( seed );
             one.run( forGood, at );
-            if ( testing::Test::HasFatalFailure() )
+            if ( testing::Test::HasFatalFailure() ) {
                return;
+            }
             ended += one.ended;
             ++tried;
-            if ( memory.count < at )
+            if ( memory.count < at ) {
                break;
+            }
          }
+      }
+   }
    RecordProperty( "tried", static_cast<int>( tried ) );
    EXPECT_GT( ended, tried / 2 ) << "of " << tried;
 }
 
 // What is said is more than a chunk holds, so it is passed on while entities are being made known.
 TEST( Failure, EachAllocationWhileALargeRootIsSaid ) {
-   for ( unsigned const kind : { 0U, 1U, 2U, 3U } )
+   for ( unsigned const kind : { 0U, 1U, 2U, 3U } ) {
       for ( std::uint64_t at = 1;; ++at ) {
          SCOPED_TRACE( "kind " + std::to_string( kind ) + ", allocation " + std::to_string( at ) );
          unsigned const others = kind / 2;
          // Where most of the bytes are.
          Varek::String const ofRack( kind % 2 ? 300 : 0, 'x' ), ofSensor( kind % 2 ? 0 : 300, 'x' );
          auto const plant = Plant::PlantIs();
-         for ( std::uint32_t i = 0; i < 400; ++i )
+         for ( std::uint32_t i = 0; i < 400; ++i ) {
             plant->rackIs( std::to_string( i ) + ofRack )->sensorIs( i )->labelIs( ofSensor );
+         }
          Leader leader;
          std::list<Follower> followers( 1 + others );
          std::list<Link> links;
-         for ( Follower& one : followers )
+         for ( Follower& one : followers ) {
             links.emplace_back( leader, one ).pump();
+         }
          memory.count = 0;
          memory.forGood = false;
          memory.failAt = at;
@@ -171,9 +186,11 @@ TEST( Failure, EachAllocationWhileALargeRootIsSaid ) {
             ASSERT_EQ( Trees::difference( *plant, *one.follower.root( "plant" ) ), "" );
          }
          EXPECT_EQ( leader.stats().announced, 801U );
-         if ( all )
+         if ( all ) {
             break;
+         }
       }
+   }
 }
 
 TEST( Failure, AValueThatNoFrameHoldsEndsTheConnectionsThatItConcerns ) {

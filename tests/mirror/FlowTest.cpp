@@ -28,8 +28,9 @@ TEST_F( Flow, AStoppedFollowerCostsItsMarksHoweverOftenThingsChange ) {
    Leader leader( options );
    leader.rootIs( "plant", plant );
    auto const sensor = plant->rackIs( "a" )->sensorIs( 1 );
-   for ( std::uint32_t i = 0; i < keys; ++i )
+   for ( std::uint32_t i = 0; i < keys; ++i ) {
       sensor->readingIs( reading( i, 0 ) );
+   }
    Link link( leader, follower );
    link.pump();
    ASSERT_TRUE( link.connection->inGroup() );
@@ -37,8 +38,9 @@ TEST_F( Flow, AStoppedFollowerCostsItsMarksHoweverOftenThingsChange ) {
    std::size_t afterTenth = 0;
    for ( std::uint32_t i = 1; i <= 1'000'000; ++i ) {
       sensor->readingIs( reading( i % keys, i ) );
-      if ( i == 100'000 )
+      if ( i == 100'000 ) {
          afterTenth = allocated();
+      }
    }
    EXPECT_FALSE( link.connection->inGroup() );
    EXPECT_EQ( link.connection->entitiesMarked(), 1U );
@@ -73,8 +75,9 @@ TEST_F( Flow, WhileBlockedOnlyTheFinalStateCounts ) {
    auto const subscription = mirror().subscribe(
       [&]( Varek::Change const& change ) {
          if ( static_cast<Qel::Entity&>( change.source() ).parent() == mirror().rack( "b" ).get() ||
-              &change.source() == &mirror() )
+              &change.source() == &mirror() ) {
             told.push_back( change.id().value() );
+         }
       },
       Varek::Scope::subtree );
    // Out and in again with other contents; in and out again; changed there and back.
@@ -101,24 +104,28 @@ TEST_F( Flow, TheGroupEncodesOnceAndWritesNothingTwice ) {
    std::list<Follower> others( 3 );
    Link link( leader, follower );
    std::list<Link> links;
-   for ( Follower& other : others )
+   for ( Follower& other : others ) {
       links.emplace_back( leader, other ).pump();
+   }
    link.pump();
    ASSERT_EQ( leader.stats().inGroup, 4U );
    auto const before = leader.stats();
    std::size_t const bytesBefore = link.fromLeader.size();
-   for ( std::uint32_t level = 100; level < 200; ++level )
+   for ( std::uint32_t level = 100; level < 200; ++level ) {
       sensor->levelIs( level );
+   }
    link.pump();
-   for ( Link& one : links )
+   for ( Link& one : links ) {
       one.pump();
+   }
    EXPECT_EQ( leader.stats().groupMessages - before.groupMessages, 100U );
    EXPECT_EQ( leader.stats().ownMessages, before.ownMessages );
    // One frame names entity and field; the others are two bytes of head and four of value.
    EXPECT_EQ( link.fromLeader.size() - bytesBefore, 12U + 99 * 6 );
    EXPECT_EQ( leader.stats().bytesSent - before.bytesSent, 4 * ( 12U + 99 * 6 ) );
-   for ( Follower& other : others )
+   for ( Follower& other : others ) {
       EXPECT_EQ( difference( *plant, *other.root( "plant" ) ), "" );
+   }
 }
 
 TEST_F( Flow, OneThatFallsBehindLeavesTheGroupAndComesBack ) {
@@ -174,8 +181,9 @@ TEST_F( Flow, ANewRootOfAnySizeKeepsToTheLimit ) {
    Link link( leader, follower );
    link.pump();
    ASSERT_TRUE( link.connection->inGroup() );
-   for ( std::uint32_t i = 0; i < 500; ++i )
+   for ( std::uint32_t i = 0; i < 500; ++i ) {
       plant->rackIs( "big" )->sensorIs( i )->levelIs( i );
+   }
    leader.rootIs( "plant", plant );
    EXPECT_FALSE( link.connection->inGroup() );
    EXPECT_LE( link.connection->bytesWaiting(), options.outputLimit + 100 );
@@ -256,16 +264,19 @@ TEST_F( CameAndWent, LeavesNoMarkNoMemoryAndNoFrame ) {
 // What the follower knows and is gone is said, once, also when something else was there meanwhile.
 TEST_F( CameAndWent, WhatWasKnownIsSaidToBeGone ) {
    auto const known = yard->depotIs( "known" );
-   for ( std::uint32_t i = 0; i < 20; ++i )
+   for ( std::uint32_t i = 0; i < 20; ++i ) {
       fill( *known, i );
+   }
    leader.rootIs( "yard", yard );
    link.pump();
    block();
    for ( unsigned round = 0; round < 3; ++round ) {
-      for ( std::uint32_t i = 0; i < 30; ++i )
+      for ( std::uint32_t i = 0; i < 30; ++i ) {
          clear( *known, i );
-      for ( std::uint32_t i = 0; round < 2 && i < 30; ++i )
+      }
+      for ( std::uint32_t i = 0; round < 2 && i < 30; ++i ) {
          fill( *known, i );
+      }
    }
    // Twenty of five kinds, the badge, the motto.
    EXPECT_LE( framesOfPump(), 5 * 20U + 3 );
@@ -280,16 +291,18 @@ TEST_F( CameAndWent, AFullSyncOfWhatGoesMeanwhileKeepsToWhatIsThere ) {
       before = allocated();
       constexpr std::uint32_t many = 60000;
       auto const each = [&]( auto is ) {
-         for ( std::uint32_t i = 0; i < many; ++i )
+         for ( std::uint32_t i = 0; i < many; ++i ) {
             is( std::to_string( i ), i );
+         }
       };
       each( [&]( Varek::String const& text, std::uint32_t i ) {
-         if ( kind == 0 )
+         if ( kind == 0 ) {
             known->noteIs( text, text );
-         else if ( kind == 1 )
+         } else if ( kind == 1 ) {
             known->stockIs( text, Tracked( i ) );
-         else
+         } else {
             known->annexIs()->rackIs( text );
+         }
       } );
       leader.rootIs( "yard", yard );
       link.connect();
@@ -297,17 +310,19 @@ TEST_F( CameAndWent, AFullSyncOfWhatGoesMeanwhileKeepsToWhatIsThere ) {
       while ( link.connection->bytesWaiting() < 1000 ) {
          link.leaderTurn();
          link.pass( link.toLeader, link.leaderEnd, ~std::size_t{ 0 } );
-         if ( link.connection->bytesSent() == 0 || follower.stats().frames == 0 )
+         if ( link.connection->bytesSent() == 0 || follower.stats().frames == 0 ) {
             link.followerTurn();
+         }
          link.connection->onWritable();
       }
       each( [&]( Varek::String const& text, std::uint32_t ) {
-         if ( kind == 0 )
+         if ( kind == 0 ) {
             known->noteDel( text );
-         else if ( kind == 1 )
+         } else if ( kind == 1 ) {
             known->stockDel( text );
-         else
+         } else {
             known->annexIs()->rackDel( text );
+         }
       } );
       EXPECT_LT( allocated(), before + 800'000 ) << "a mark for each would be more";
       EXPECT_LT( framesOfPump(), 3000U );
@@ -320,10 +335,12 @@ TEST_F( Flow, SixtyFourFollowersAndNoMore ) {
    leader.rootIs( "plant", plant );
    std::list<Follower> followers( 66 );
    std::list<Link> links;
-   for ( Follower& one : followers )
+   for ( Follower& one : followers ) {
       links.emplace_back( leader, one );
-   for ( Link& one : links )
+   }
+   for ( Link& one : links ) {
       one.pump();
+   }
    EXPECT_EQ( leader.stats().inGroup, 64U );
    EXPECT_EQ( followers.back().reason(), "refused by the other side: the leader has 64 followers "
                                          "already, as many as it can" );
@@ -337,8 +354,9 @@ TEST_F( Flow, SixtyFourFollowersAndNoMore ) {
    links.back().connect();
    links.back().pump();
    plant->rackIs( "a" )->sensorIs( 1 );
-   for ( auto one = std::next( links.begin() ); one != std::prev( links.end(), 2 ); ++one )
+   for ( auto one = std::next( links.begin() ); one != std::prev( links.end(), 2 ); ++one ) {
       one->pump();
+   }
    links.back().pump();
    EXPECT_EQ( leader.stats().inGroup, 64U );
    EXPECT_EQ( difference( *plant, *followers.back().root( "plant" ) ), "" );

@@ -32,10 +32,13 @@ namespace {
 std::function<void()> beforeLock;
 
 Description::Type& typeNamed( Description& all, std::string const& name ) {
-   for ( auto& module : all.modules )
-      for ( auto& type : module.types )
-         if ( type.name == name )
+   for ( auto& module : all.modules ) {
+      for ( auto& type : module.types ) {
+         if ( type.name == name ) {
             return type;
+         }
+      }
+   }
    throw std::out_of_range( name );
 }
 
@@ -101,8 +104,9 @@ TEST( Differing, IsSeenByBothSidesOrByNone ) {
       Endpoint newer( {}, Endpoint::Role::follower );
       newer.start( pair.b.release(), "test", changed );
       exchange( newer, [&] {
-         if ( connection.wantsWrite() )
+         if ( connection.wantsWrite() ) {
             connection.onWritable();
+         }
          connection.onReadable();
       } );
       EXPECT_EQ( connection.reason(), text );
@@ -249,18 +253,21 @@ struct Sockets : Handshake {
    Mirror::LeaderConnection& talk( Mirror::Listener& listener, Mirror::Fd fd ) {
       follower.connectedIs( fd.release() );
       auto one = listener.accept();
-      for ( int i = 0; !one && i < 1000; ++i, ::usleep( 1000 ) )
+      for ( int i = 0; !one && i < 1000; ++i, ::usleep( 1000 ) ) {
          one = listener.accept();
+      }
       EXPECT_TRUE( one );
       auto& connection = leader.connectionIs( std::move( *one ) );
       for ( int i = 0; i < 1000 && !follower.closed() && !follower.synced(); ++i ) {
          follower.onWritable();
-         if ( connection.wantsWrite() )
+         if ( connection.wantsWrite() ) {
             connection.onWritable();
+         }
          connection.onReadable();
          follower.onReadable();
-         if ( i > 10 )
+         if ( i > 10 ) {
             ::usleep( 1000 );
+         }
       }
       return connection;
    }
@@ -318,8 +325,9 @@ TEST_F( Sockets, AStaleFileIsReplacedAndALiveOneIsNot ) {
 TEST_F( Sockets, AFileThatAnotherHasMadeMeanwhileStays ) {
    std::optional<Mirror::Listener> first = Mirror::Listener::listenUnix( path );
    // Its inode lives on under another name: the next file cannot get the same number.
-   for ( auto const& file : { path, path + ".lock" } )
+   for ( auto const& file : { path, path + ".lock" } ) {
       ASSERT_EQ( ::rename( file.c_str(), ( file + ".moved" ).c_str() ), 0 );
+   }
    auto const second = Mirror::Listener::listenUnix( path );
    first.reset();
    EXPECT_GE( Mirror::connectUnix( path ).get(), 0 );
@@ -331,23 +339,27 @@ TEST_F( Sockets, OfThoseThatBeginAtOnceOneListens ) {
    std::atomic<unsigned> listening = 0, rounds = 0, most = 0;
    auto const begin = [&]( unsigned sleep ) {
       std::string const stale = path + std::to_string( sleep );
-      for ( unsigned i = 0; i < 2000; ++i )
+      for ( unsigned i = 0; i < 2000; ++i ) {
          try {
             auto const listener = Mirror::Listener::listenUnix( path );
             most = std::max( most.load(), ++listening );
             EXPECT_GE( Mirror::connectUnix( path ).get(), 0 );
-            if ( i % sleep == 0 )
+            if ( i % sleep == 0 ) {
                ::usleep( sleep );
-            if ( i % 4 == 0 )
+            }
+            if ( i % 4 == 0 ) {
                ::link( path.c_str(), stale.c_str() );
+            }
             --listening;
             ++rounds;
          } catch ( Mirror::SocketError const& e ) {
             EXPECT_EQ( e.error(), EADDRINUSE ) << e.what();
             // As one leaves it that is killed.
-            if ( ::link( stale.c_str(), path.c_str() ) == 0 )
+            if ( ::link( stale.c_str(), path.c_str() ) == 0 ) {
                ::unlink( stale.c_str() );
+            }
          }
+      }
    };
    { std::jthread const a( begin, 7 ), b( begin, 5 ), c( begin, 3 ); }
    EXPECT_EQ( most, 1U );
@@ -366,16 +378,19 @@ TEST_F( Sockets, ALockOfAFileThatIsGoneIsNone ) {
 TEST_F( Sockets, ManyWaitToBeLetIn ) {
    auto listener = Mirror::Listener::listenUnix( path );
    std::vector<Mirror::Fd> all;
-   for ( unsigned i = 0; i < 60; ++i )
+   for ( unsigned i = 0; i < 60; ++i ) {
       all.push_back( Mirror::connectUnix( path ) );
-   for ( unsigned i = 0; i < 60; ++i )
+   }
+   for ( unsigned i = 0; i < 60; ++i ) {
       EXPECT_TRUE( listener.accept() );
+   }
 }
 
 TEST_F( Sockets, WhoListensIsBelievedIfItIsWhoItShouldBe ) {
    Stranger const stranger( path );
-   if ( !stranger.listens() )
+   if ( !stranger.listens() ) {
       GTEST_SKIP() << "only root can listen as another user";
+   }
    auto const refuses = [&]( std::vector<uid_t> const& trusted = {} ) {
       try {
          Mirror::connectUnix( path, trusted );
@@ -407,7 +422,8 @@ TEST_F( Sockets, WhoListensIsBelievedIfItIsWhoItShouldBe ) {
 
 // In place of the C library's.
 extern "C" int flock( int fd, int operation ) noexcept {
-   if ( beforeLock )
+   if ( beforeLock ) {
       std::exchange( beforeLock, nullptr )();
+   }
    return static_cast<int>( ::syscall( SYS_flock, fd, operation ) );
 }

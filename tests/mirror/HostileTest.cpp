@@ -32,8 +32,9 @@ struct Recorded {
       leader.rootIs( "depot", depot );
       std::mt19937 random( 5 );
       Link link( leader, follower );
-      for ( unsigned i = 0; i < 60; ++i )
+      for ( unsigned i = 0; i < 60; ++i ) {
          Trees::change( *plant, random );
+      }
       link.pump();
       for ( unsigned i = 0; i < 60; ++i ) {
          Trees::change( *plant, random );
@@ -55,8 +56,9 @@ void expectUsable( Follower& follower ) {
    Leader leader;
    auto const plant = Plant::PlantIs();
    std::mt19937 random( 6 );
-   for ( unsigned i = 0; i < 20; ++i )
+   for ( unsigned i = 0; i < 20; ++i ) {
       Trees::change( *plant, random );
+   }
    leader.rootIs( "plant", plant );
    Link link( leader, follower );
    link.pump();
@@ -101,8 +103,9 @@ TEST( Hostile, AChangedByteClosesWithAReasonOrMeansSomethingElse ) {
       ASSERT_TRUE( follower.closed() );
       ASSERT_NE( follower.reason(), "" );
       refused += follower.reason().rfind( "closed by", 0 ) != 0;
-      if ( i % 100 == 0 )
+      if ( i % 100 == 0 ) {
          expectUsable( follower );
+      }
    }
    EXPECT_GT( refused, rounds / 4 );
    EXPECT_LT( refused, rounds );
@@ -142,8 +145,9 @@ TEST( Hostile, AFlippedBitDoesNoHarm ) {
          changed.resize( hello );
          hear( leader, changed );
       }
-      if ( round.index() % 100 == 0 )
+      if ( round.index() % 100 == 0 ) {
          expectUsable( follower );
+      }
    }
    EXPECT_EQ( leader.stats().announced, 0U );
 }
@@ -155,8 +159,9 @@ TEST( Hostile, ALeaderTakesEqualCare ) {
    for ( unsigned i = 0; i < 1000; ++i ) {
       Bytes changed = recorded().hello;
       changed[random() % changed.size()] ^= static_cast<std::uint8_t>( 1 + random() % 255 );
-      if ( i % 2 )
+      if ( i % 2 ) {
          changed.resize( random() % changed.size() );
+      }
       hear( leader, changed );
    }
    EXPECT_EQ( leader.stats().announced, 0U );
@@ -394,8 +399,9 @@ TEST_F( Frames, WhatSeveralCollectionsPromiseTogetherIsNoMoreThanTheBytesCouldHo
    EXPECT_EQ( reasonFor(), "closed by the other side" );
    std::size_t room = 0;
    auto const rack = plant().rack( "a" );
-   for ( auto const& one : rack->sensor() )
+   for ( auto const& one : rack->sensor() ) {
       room += one.child->reading().positions();
+   }
    EXPECT_EQ( rack->sensor().size(), 252U );
    EXPECT_GT( room, sent / 4 ) << "one that is alone, or the first, is believed";
    EXPECT_LT( room, 2 * sent );
@@ -408,9 +414,10 @@ TEST_F( Frames, RemovalsOfWhatHasChildrenOfUnknownTypesAreQuick ) {
    Bytes frame = announcement( 0, "TestModule::Sensor", { 0, 0, 0, 0 } );
    auto const announce = [&]( std::uint32_t above, std::uint16_t field, std::uint32_t handle ) {
       // The number of a sensor is the end of its frame, and may be its handle.
-      for ( std::size_t i = 0; i < 4; ++i )
+      for ( std::size_t i = 0; i < 4; ++i ) {
          frame[i] = frame[frame.size() - 4 + i] =
             static_cast<std::uint8_t>( handle >> ( 24 - 8 * i ) );
+      }
       put( FrameKind::announce, above, field, frame );
    };
    for ( std::uint32_t handle = 3; handle < 200000; handle += 2 ) {
@@ -431,8 +438,9 @@ TEST_F( Frames, RemovalsOfWhatHasChildrenOfUnknownTypesAreQuick ) {
 double secondsOfMarkers( std::uint32_t count ) {
    auto const plant = Plant::PlantIs();
    auto const rack = plant->rackIs( "a" );
-   for ( std::uint32_t i = 0; i < count; ++i )
+   for ( std::uint32_t i = 0; i < count; ++i ) {
       rack->sensorIs( i );
+   }
    Leader leader;
    leader.rootIs( "plant", plant );
    Follower first, follower;
@@ -440,11 +448,12 @@ double secondsOfMarkers( std::uint32_t count ) {
    link.pump();
    Qel::NboAttrLog::OutBuffer out;
    for ( auto const kind : { Qel::NboAttrLog::FrameKind::transactionBegin,
-                             Qel::NboAttrLog::FrameKind::transactionEnd } )
+                             Qel::NboAttrLog::FrameKind::transactionEnd } ) {
       for ( std::uint32_t i = 0; i < count; ++i ) {
          out.outSmReserveMessage( kind, 3 + i, 261, 0 );
          out.outSmCommitMessage();
       }
+   }
    auto const before = std::chrono::steady_clock::now();
    feed( follower, { link.fromLeader, out.bytes() } );
    EXPECT_EQ( follower.reason(), "closed by the other side" );

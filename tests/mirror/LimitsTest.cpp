@@ -29,8 +29,9 @@ struct Limits : testing::Test {
    Mirror::Clock::time_point now{ 1h };
 
    Mirror::LeaderConnection& peerIs( Identity const& who = {} ) {
-      if ( !leader )
+      if ( !leader ) {
          leader = std::make_unique<Leader>( options );
+      }
       SocketPair pair;
       others.push_back( std::move( peer.fd ) );
       peer.fd = std::move( pair.b );
@@ -86,13 +87,15 @@ TEST_F( Limits, HellosAndUnfinishedFramesLeaveLittle ) {
       for ( std::size_t i = 0; i <= count; ++i ) {
          auto& connection = peerIs();
          peer.writeHello( 1, "QNboALog", types );
-         if ( unfinished != 0 )
+         if ( unfinished != 0 ) {
             write( FrameKind::refused, unfinished );
+         }
          say( connection, unfinished != 0 );
          connection.onWritable();
          EXPECT_EQ( connection.reason(), "" );
-         if ( i == 0 ) // with what is there once
+         if ( i == 0 ) { // with what is there once
             before = allocated();
+         }
       }
       std::size_t const each = ( allocated() - before ) / count;
       leader.reset();
@@ -133,8 +136,9 @@ TEST_F( Limits, OneIdentityDoesNotTakeAllPlaces ) {
    Identity const a{ "192.0.2.1", false }, b{ "192.0.2.2", false }, c{ "192.0.2.3", false };
    auto const taken = [&]( Identity const& who ) {
       unsigned count = 0;
-      while ( !peerIs( who ).closed() )
+      while ( !peerIs( who ).closed() ) {
          ++count;
+      }
       return count;
    };
    EXPECT_EQ( taken( own ), 56U );
@@ -184,8 +188,9 @@ struct Stalled : Limits {
 
    void follow() {
       auto const sensor = plant->rackIs( "a" )->sensorIs( 1 );
-      for ( std::uint32_t i = 0; i < 100'000; ++i )
+      for ( std::uint32_t i = 0; i < 100'000; ++i ) {
          sensor->readingIs( Trees::reading( i, i ) );
+      }
       connection = &peerIs();
       leader->rootIs( "plant", plant );
       peer.hello();
@@ -213,8 +218,9 @@ struct Stalled : Limits {
          take( bytes );
          now += step;
          leader->tick( now );
-         if ( connection->closed() )
+         if ( connection->closed() ) {
             return i;
+         }
       }
       return 0;
    }
@@ -265,8 +271,9 @@ TEST_F( Limits, ADeadPeerIsToldInTime ) {
             write( FrameKind::keepAlive, 0 );
             say( connection );
          }
-         if ( due() )
+         if ( due() ) {
             leader->tick( now );
+         }
          connection.onWritable();
       }
       auto const silent = now - 100ms - start - last;
@@ -282,10 +289,13 @@ TEST_F( Limits, ReasonsHaveNothingThatATerminalObeys ) {
    std::string const shown = "\\x1b]0;x\\x07\\x0d\\x0a\\x7f\\x80\\x9b\\xc2\\x9b";
    auto& named = peerIs();
    Description types = Description::ofThisProcess();
-   for ( auto& module : types.modules )
-      for ( auto& type : module.types )
-         if ( type.name == "TestModule::Sensor" )
+   for ( auto& module : types.modules ) {
+      for ( auto& type : module.types ) {
+         if ( type.name == "TestModule::Sensor" ) {
             type.attributes[1].name = bad + std::string( 100000, '\n' );
+         }
+      }
+   }
    peer.writeHello( 1, "QNboALog", types );
    say( named );
    EXPECT_TRUE( contains( named.reason(), "name is level at the leader and " + shown ) );

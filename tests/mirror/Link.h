@@ -54,8 +54,9 @@ struct Link {
    }
 
    void leaderTurn() {
-      if ( connection->wantsWrite() )
+      if ( connection->wantsWrite() ) {
          connection->onWritable();
+      }
       connection->onReadable();
       std::size_t const before = toFollower.size();
       leaderEnded = take( leaderEnd, toFollower );
@@ -66,13 +67,16 @@ struct Link {
    }
    void followerTurn( std::size_t most = ~std::size_t{ 0 } ) {
       pass( toFollower, followerEnd, most );
-      if ( leaderEnded && toFollower.empty() )
+      if ( leaderEnded && toFollower.empty() ) {
          ::shutdown( followerEnd.get(), SHUT_WR );
+      }
       follower.onReadable();
-      if ( follower.wantsWrite() )
+      if ( follower.wantsWrite() ) {
          follower.onWritable();
-      if ( take( followerEnd, toLeader ) && toLeader.empty() )
+      }
+      if ( take( followerEnd, toLeader ) && toLeader.empty() ) {
          ::shutdown( leaderEnd.get(), SHUT_WR );
+      }
    }
    /// Until nothing moves any more.
    void pump() {
@@ -84,8 +88,9 @@ struct Link {
                        !connection->wantsWrite() && !follower.wantsWrite()
                     ? quiet + 1
                     : 0;
-         if ( connection->closed() && follower.closed() )
+         if ( connection->closed() && follower.closed() ) {
             return;
+         }
       }
    }
 
@@ -94,8 +99,9 @@ struct Link {
       std::array<std::uint8_t, 65536> buffer;
       for ( ;; ) {
          auto const got = ::recv( from.get(), buffer.data(), buffer.size(), MSG_DONTWAIT );
-         if ( got <= 0 )
+         if ( got <= 0 ) {
             return got == 0;
+         }
          to.insert( to.end(), buffer.begin(), buffer.begin() + got );
       }
    }
@@ -105,8 +111,9 @@ struct Link {
          auto const sent =
             ::send( to.get(), from.data() + done, std::min( most, from.size() ) - done,
                     MSG_NOSIGNAL | MSG_DONTWAIT );
-         if ( sent <= 0 )
+         if ( sent <= 0 ) {
             break;
+         }
          done += static_cast<std::size_t>( sent );
       }
       from.erase( from.begin(), from.begin() + static_cast<std::ptrdiff_t>( done ) );
@@ -128,7 +135,7 @@ inline void feed( Mirror::Follower& follower,
                   std::initializer_list<std::span<std::uint8_t const>> parts ) {
    SocketPair pair;
    follower.connectedIs( pair.a.release() );
-   for ( std::span<std::uint8_t const> bytes : parts )
+   for ( std::span<std::uint8_t const> bytes : parts ) {
       while ( !bytes.empty() && !follower.closed() ) {
          auto const sent =
             ::send( pair.b.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT );
@@ -136,6 +143,7 @@ inline void feed( Mirror::Follower& follower,
          follower.onReadable();
          follower.onWritable();
       }
+   }
    // Unread bytes would make it another kind of end.
    Link::Bytes heard;
    Link::take( pair.b, heard );

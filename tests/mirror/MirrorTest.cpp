@@ -50,20 +50,25 @@ TEST_P( RandomMirroring, TreesAreEqualWhenTheBytesHaveCome ) {
    auto const plant = Plant::PlantIs();
    auto const depot = Depot::DepotIs( "depot" );
    leader.rootIs( "plant", plant );
-   for ( unsigned i = 0; i < 300; ++i )
+   for ( unsigned i = 0; i < 300; ++i ) {
       Trees::change( *plant, random );
+   }
    Link link( leader, follower );
    for ( unsigned round = 0; round < 1500; ++round ) {
-      if ( random() % 3 == 0 )
+      if ( random() % 3 == 0 ) {
          link.leaderTurn();
-      if ( random() % 3 == 0 )
+      }
+      if ( random() % 3 == 0 ) {
          link.followerTurn( random() % 2 ? random() % 12 : random() % 3000 );
+      }
       Trees::change( *plant, random );
       Trees::change( *depot, random );
-      if ( random() % 100 == 0 )
+      if ( random() % 100 == 0 ) {
          leader.rootIs( "depot", depot );
-      if ( random() % 200 == 0 )
+      }
+      if ( random() % 200 == 0 ) {
          leader.rootDel( "depot" );
+      }
       if ( random() % 400 == 0 ) {
          link.cut();
          link.connect();
@@ -107,8 +112,9 @@ TEST_F( Mirroring, AnAnswerIsMirrored ) {
 
 TEST_F( Mirroring, AReconnectPublishesJustTheDifferences ) {
    leader.rootIs( "plant", plant );
-   for ( std::uint32_t i = 0; i < 50; ++i )
+   for ( std::uint32_t i = 0; i < 50; ++i ) {
       plant->rackIs( "a" )->sensorIs( i )->readingIs( reading( i, 1 ) );
+   }
    plant->rackIs( "gone" )->sensorIs( 1 );
    Link link( leader, follower );
    link.pump();
@@ -253,8 +259,9 @@ TEST_F( Mirroring, AMirrorIsReadOnlyAsLongAsItIsOne ) {
 // An observer that hears of a removal before the leader, and the follower's bookkeeping, do.
 TEST_F( Mirroring, ATreeThatIsTakenApartWhileItIsRemovedLeavesNothingBehind ) {
    auto const clear = []( Varek::Change const& change ) {
-      if ( change.id() == 259 && change.oldData() )
+      if ( change.id() == 259 && change.oldData() ) {
          ( *change.old<Varek::Ptr<Rack>>() )->sensorDelAll();
+      }
    };
    auto const here = plant->subscribe( clear );
    leader.rootIs( "plant", plant );
@@ -262,8 +269,9 @@ TEST_F( Mirroring, ATreeThatIsTakenApartWhileItIsRemovedLeavesNothingBehind ) {
    link.pump();
    auto const there = mirrorOf<Plant>( follower, "plant" ).subscribe( clear );
    for ( unsigned i = 0; i < 3; ++i ) {
-      for ( std::uint32_t n = 0; n < 20; ++n )
+      for ( std::uint32_t n = 0; n < 20; ++n ) {
          plant->rackIs( "a" )->sensorIs( n )->levelIs( n );
+      }
       link.pump();
       EXPECT_EQ( leader.stats().announced, 22U );
       EXPECT_EQ( difference( *plant, *follower.root( "plant" ) ), "" );

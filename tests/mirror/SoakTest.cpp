@@ -49,9 +49,11 @@ struct ComingAndGoing {
    std::size_t turn = 0;
 
    ComingAndGoing() {
-      for ( Kind const& kind : kinds )
-         for ( std::uint32_t n = 0; n < window; ++n )
+      for ( Kind const& kind : kinds ) {
+         for ( std::uint32_t n = 0; n < window; ++n ) {
             kind.come( n );
+         }
+      }
    }
    static Varek::String text( std::uint32_t n ) { return "key " + std::to_string( n ); }
    /// One change.
@@ -98,8 +100,9 @@ Cost costOf( std::function<bool()> const& another ) {
       if ( i % 500 == 0 ) {
          cost.heap = std::max( cost.heap, allocated() - std::min( allocated(), before ) );
          cost.marked = std::max( cost.marked, link.connection->entitiesMarked() );
-         if ( link.connection->wantsWrite() )
+         if ( link.connection->wantsWrite() ) {
             link.connection->onWritable();
+         }
       }
    }
    EXPECT_LE( link.connection->bytesWaiting(), options.outputLimit + 100'200 );

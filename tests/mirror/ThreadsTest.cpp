@@ -27,10 +27,12 @@ void mirror( Qel::Entity& tree, unsigned seed ) {
    auto const observed = tree.subscribe( [&]( auto& ) { ++told; }, Varek::Scope::subtree );
    for ( unsigned round = 0; round < 600; ++round ) {
       Trees::change( tree, random );
-      if ( round % 3 == 0 )
+      if ( round % 3 == 0 ) {
          link.leaderTurn();
-      if ( round % 5 == 0 )
+      }
+      if ( round % 5 == 0 ) {
          link.followerTurn( random() % 3000 );
+      }
    }
    link.pump();
    EXPECT_EQ( follower.reason(), "" );
@@ -46,14 +48,15 @@ TEST( Threads, EachMayHaveATreeALeaderAndAFollower ) {
    std::latch start( threads );
    {
       std::vector<std::jthread> running;
-      for ( unsigned seed = 0; seed < threads; ++seed )
+      for ( unsigned seed = 0; seed < threads; ++seed ) {
          running.emplace_back( [&, seed] {
             start.arrive_and_wait();
             std::vector<Varek::Ptr<TestModule::Plant>> held;
             for ( unsigned i = 0; i < 5000; ++i ) {
                held.push_back( shared );
-               if ( i % 100 == 0 )
+               if ( i % 100 == 0 ) {
                   held.clear();
+               }
             }
             auto const yard = TestModule::Yard::YardIs();
             mirror( *yard, seed );
@@ -61,6 +64,7 @@ TEST( Threads, EachMayHaveATreeALeaderAndAFollower ) {
             mirror( *answer, seed );
             EXPECT_EQ( Varek::ModuleInspectData::find( type.module->name ), type.module );
          } );
+      }
    }
    EXPECT_EQ( shared->references(), 1U );
    EXPECT_EQ( TestModule::Depot::allocations().liveObjects(), live );

@@ -17,8 +17,9 @@ inline void appendAttribute( std::string& to, Qel::Entity const& entity,
                              Qel::AttributeRecord const& one ) {
    auto const& type = Qel::typeRecord( entity );
    if ( one.child ) {
-      if ( Qel::Entity const* const child = one.child( &entity ) )
+      if ( Qel::Entity const* const child = one.child( &entity ) ) {
          to += text( *child );
+      }
    } else if ( one.read ) {
       one.value->print( to, one.read( &entity ) );
    } else if ( one.iterate ) {
@@ -30,15 +31,17 @@ inline void appendAttribute( std::string& to, Qel::Entity const& entity,
          one.iterator->iterKey( at, key.data() );
          std::string element = key.form() + " ";
          void const* const object = one.iterator->iterPeek( at );
-         if ( one.childType )
+         if ( one.childType ) {
             element += text( *Qel::oldChild( type, one.id, object ) );
-         else
+         } else {
             one.iterator->object->print( element, object );
+         }
          elements.insert( element );
       }
       one.iterator->iterDel( at );
-      for ( std::string const& element : elements )
+      for ( std::string const& element : elements ) {
          to += "\n[" + element + "]";
+      }
    }
 }
 

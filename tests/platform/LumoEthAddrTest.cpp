@@ -15,8 +15,9 @@ using Lumo::EthAddr;
 
 TEST( EthAddr, ReadsEveryNotation ) {
    for ( std::string_view const text :
-         { "00:1a:2B:3c:4D:ff", "00-1a-2b-3C-4d-FF", "001a.2b3C.4DFF", "001A2b3c4dFf" } )
+         { "00:1a:2B:3c:4D:ff", "00-1a-2b-3C-4d-FF", "001a.2b3C.4DFF", "001A2b3c4dFf" } ) {
       expectText<EthAddr>( text, "00:1a:2b:3c:4d:ff" );
+   }
    EXPECT_EQ( stringValue( EthAddr() ), "00:00:00:00:00:00" );
 }
 
@@ -38,8 +39,9 @@ TEST( EthAddr, RefusesAnythingElse ) {
             { "001a2b3c4df", 11 },
             { "001a2b-3c4dff", 6 },
             { std::string_view( "001a2b3c4d\0f", 12 ), 10 },
-         } )
+         } ) {
       expectRefused<EthAddr>( bad );
+   }
 }
 
 TEST( EthAddr, OrdersByOctetsAsTheyAreSent ) {
@@ -63,16 +65,18 @@ TEST( EthAddr, AnyAddressIsReadBack ) {
    std::mt19937_64 random( 1 );
    for ( int i = 0; i < 2000; ++i ) {
       EthAddr::Octets octets;
-      for ( auto& octet : octets )
+      for ( auto& octet : octets ) {
          octet = static_cast<std::uint8_t>( random() );
+      }
       EthAddr const address( octets );
       std::string const colons = stringValue( address );
       std::string bare = colons;
       std::erase( bare, ':' );
       std::string const quads =
          bare.substr( 0, 4 ) + "." + bare.substr( 4, 4 ) + "." + bare.substr( 8 );
-      for ( std::string_view const text : { colons, bare, quads } )
+      for ( std::string_view const text : { colons, bare, quads } ) {
          ASSERT_EQ( EthAddr( text ).octets(), octets ) << text;
+      }
    }
 }
 

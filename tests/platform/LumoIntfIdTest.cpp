@@ -85,8 +85,9 @@ TEST( IntfId, RefusesWhatItCouldNotGiveBackExactly ) {
             { "IntfId(0xff00000000000000", 25 },
             { "IntfId(0xff00000000000000))", 26 },
             { std::string_view( "Ethernet3\0", 10 ), 9 },
-         } )
+         } ) {
       expectRefused<IntfId>( bad );
+   }
 }
 
 TEST( IntfId, WordsThatNoNameMakesSayWhatTheyAre ) {
@@ -120,9 +121,11 @@ TEST( IntfId, AnyWordIsReadBackFromItsText ) {
    for ( int i = 0; i < 20000; ++i ) {
       // Mostly zero fields and small kinds, so that many words have names.
       std::uint64_t word = random() % 18 << 56;
-      for ( int const shift : { 36, 26, 16, 0 } )
-         if ( random() % 2 != 0 )
+      for ( int const shift : { 36, 26, 16, 0 } ) {
+         if ( random() % 2 != 0 ) {
             word |= random() % 1024 << shift;
+         }
+      }
       std::string const text = stringValue( IntfId::fromValue( word ) );
       named += text.rfind( "IntfId", 0 ) != 0;
       ASSERT_EQ( IntfId( std::string_view( text ) ).value(), word ) << text;

@@ -48,8 +48,9 @@ TEST( IpGenPrefix, ReadsAndPrints ) {
       { "1:2:3:4:5:6:1.2.3.4", "1:2:3:4:5:6:102:304" },
       { "fe80::/10", "fe80::/10" },
    };
-   for ( auto const& [text, printed] : cases )
+   for ( auto const& [text, printed] : cases ) {
       expectText<IpGenPrefix>( text, printed );
+   }
    EXPECT_EQ( IpGenPrefix(), IpGenPrefix( "0.0.0.0/0" ) );
    EXPECT_NE( IpGenPrefix( "0.0.0.0/0" ), IpGenPrefix( "::/0" ) );
 }
@@ -84,8 +85,9 @@ TEST( IpGenPrefix, Refuses ) {
             { "2001:db8::/129", 11, "at most 128" },
             { "2001:db8::1/127", 12, "every bit" },
             { "[::1]", 0 },
-         } )
+         } ) {
       expectRefused<IpGenPrefix>( bad );
+   }
 }
 
 TEST( IpGenPrefix, TakesOnlyWhatIsAPrefix ) {
@@ -107,16 +109,21 @@ TEST( IpGenPrefix, ReadsIpv6AsTheSystemDoes ) {
    int accepted = 0;
    for ( int i = 0; i < 50000; ++i ) {
       std::string text;
-      for ( unsigned group = 0; group < 8; ++group )
+      for ( unsigned group = 0; group < 8; ++group ) {
          text += ( group == 0 ? "" : ":" ) + std::to_string( random() % 3 * 77 );
-      if ( random() % 2 != 0 )
+      }
+      if ( random() % 2 != 0 ) {
          text.replace( random() % 8, random() % 12, "::" );
-      if ( random() % 3 == 0 )
+      }
+      if ( random() % 3 == 0 ) {
          text.replace( std::min( text.size(), text.rfind( ':' ) + 1 ), 9, "1.22.0.9" );
-      for ( auto edits = random() % 3; edits > 0; --edits )
+      }
+      for ( auto edits = random() % 3; edits > 0; --edits ) {
          text.replace( random() % text.size(), random() % 2, 1, alphabet[random() % 12] );
-      if ( text.find( ':' ) == std::string::npos )
+      }
+      if ( text.find( ':' ) == std::string::npos ) {
          continue;
+      }
       IpGenPrefix::Octets expected;
       bool const isAddress = inet_pton( AF_INET6, text.c_str(), expected.data() ) == 1;
       accepted += isAddress;

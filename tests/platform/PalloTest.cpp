@@ -26,9 +26,11 @@ struct Filled {
       std::memset( storage, pattern, size );
    }
    bool intact() const {
-      for ( std::size_t i = 0; i < size; ++i )
-         if ( storage[i] != pattern )
+      for ( std::size_t i = 0; i < size; ++i ) {
+         if ( storage[i] != pattern ) {
             return false;
+         }
+      }
       return true;
    }
 };
@@ -53,8 +55,9 @@ void comeAndGo( unsigned seed, std::size_t most, int steps ) {
          drop( random() % held.size() );
       }
    }
-   while ( !held.empty() )
+   while ( !held.empty() ) {
       drop( random() % held.size() );
+   }
 }
 
 /// Holds a few objects of one size at a time, each with a mark of its own, as fast as can be.
@@ -91,8 +94,9 @@ TEST( Pallo, KeepsWhatIsStoredAndAccountsForIt ) {
 }
 
 TEST( Pallo, EverySizeIsRoundedUpToSixteen ) {
-   if ( !slabsUsed() )
+   if ( !slabsUsed() ) {
       GTEST_SKIP() << "storage comes from the heap under the address sanitizer";
+   }
    for ( std::size_t size = 0; size <= 1100; ++size ) {
       std::size_t const before = Pallo::usage().liveBytes;
       void* const storage = Pallo::allocate( size );
@@ -105,18 +109,21 @@ TEST( Pallo, EverySizeIsRoundedUpToSixteen ) {
 }
 
 TEST( Pallo, GivesRegionsBackToTheHeap ) {
-   if ( !slabsUsed() )
+   if ( !slabsUsed() ) {
       GTEST_SKIP() << "storage comes from the heap under the address sanitizer";
+   }
    std::size_t regions[2];
    std::size_t peak = 0;
    for ( std::size_t& after : regions ) {
       std::vector<void*> held;
-      for ( int i = 0; i < 20'000; ++i )
+      for ( int i = 0; i < 20'000; ++i ) {
          held.push_back( Pallo::allocate( 512 ) );
+      }
       peak = Pallo::usage().regionBytes;
       std::shuffle( held.begin(), held.end(), std::mt19937( 3 ) );
-      for ( void* const storage : held )
+      for ( void* const storage : held ) {
          Pallo::release( storage, 512 );
+      }
       after = Pallo::usage().regionBytes;
    }
    EXPECT_GE( peak, 20'000U * 512U );
@@ -130,12 +137,13 @@ TEST( Pallo, ServesSeveralThreads ) {
    {
       std::latch start( 4 );
       std::vector<std::jthread> threads;
-      for ( unsigned number = 1; number <= 4; ++number )
+      for ( unsigned number = 1; number <= 4; ++number ) {
          threads.emplace_back( [&, number] {
             start.arrive_and_wait();
             overwritten += hammer( number, 10'000 );
             comeAndGo( number, 500, 5'000 );
          } );
+      }
    }
    EXPECT_EQ( overwritten, 0U );
    EXPECT_EQ( Pallo::usage().liveBytes, before );

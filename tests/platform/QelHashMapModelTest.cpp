@@ -26,8 +26,9 @@ protected:
       for ( int phase = 0; phase < 12 && !this->HasFatalFailure(); ++phase ) {
          // Filled and emptied in turns, so that every size is come by from both sides.
          std::uint32_t const insertions = phase % 2 == 0 ? 85 : 10;
-         for ( std::uint32_t i = 0; i < Traits::keys * 2 && !this->HasFailure(); ++i )
+         for ( std::uint32_t i = 0; i < Traits::keys * 2 && !this->HasFailure(); ++i ) {
             step( insertions );
+         }
          check();
       }
       map_ = Map();
@@ -44,17 +45,20 @@ protected:
       std::uint32_t const version = map_.version();
       std::uint32_t const watched = map_.nextTaken( upTo( map_.positions() + 1 ) );
       auto const* const before = watched == Map::none ? nullptr : &map_.at( watched );
-      if ( upTo( 100 ) < insertions )
+      if ( upTo( 100 ) < insertions ) {
          insert( n );
-      else
+      } else {
          erase( n );
+      }
       if ( before && map_.version() == version && map_.taken( watched ) ) {
          ASSERT_EQ( &map_.at( watched ), before );
       }
-      if ( upTo( Traits::keys ) == 0 )
+      if ( upTo( Traits::keys ) == 0 ) {
          rarely();
-      if ( upTo( 100 ) == 0 )
+      }
+      if ( upTo( 100 ) == 0 ) {
          check();
+      }
    }
 
    void insert( std::uint32_t n ) {
@@ -73,20 +77,23 @@ protected:
          }
       }
       model_[n] = content;
-      if ( upTo( 10 ) == 0 )
+      if ( upTo( 10 ) == 0 ) {
          mark( n, upTo( 2 ) != 0 );
+      }
    }
 
    void mark( std::uint32_t n, bool marked ) {
       auto const key = Traits::key( n );
-      if ( upTo( 2 ) )
+      if ( upTo( 2 ) ) {
          map_.qelMarkedForDeletionGIs( key, marked );
-      else
+      } else {
          generic_.qelMarkedForDeletionGIs( Map::type, &key, marked );
-      if ( !marked )
+      }
+      if ( !marked ) {
          marked_.erase( n );
-      else if ( marking_ && model_.contains( n ) )
+      } else if ( marking_ && model_.contains( n ) ) {
          marked_.insert( n );
+      }
    }
 
    void erase( std::uint32_t n ) {
@@ -100,16 +107,18 @@ protected:
       }
       std::optional<Element> const removed = upTo( 2 ) ? map_.deleteMemberG( key ) : taken( key );
       ASSERT_EQ( removed.has_value(), model_.contains( n ) );
-      if ( !removed )
+      if ( !removed ) {
          return;
+      }
       ASSERT_EQ( Traits::content( *removed ), model_[n] );
       forget( n );
    }
 
    std::optional<Element> taken( typename Map::Key const& key ) {
       alignas( Element ) std::byte room[sizeof( Element )];
-      if ( !generic_.deleteMemberG( Map::type, &key, room ) )
+      if ( !generic_.deleteMemberG( Map::type, &key, room ) ) {
          return {};
+      }
       auto* const element = reinterpret_cast<Element*>( room );
       std::optional<Element> removed( std::move( *element ) );
       std::destroy_at( element );
@@ -124,10 +133,11 @@ protected:
    void rarely() {
       switch ( upTo( 6 ) ) {
       case 0:
-         if ( upTo( 2 ) )
+         if ( upTo( 2 ) ) {
             map_.memberDelAll();
-         else
+         } else {
             generic_.memberDelAll( Map::type );
+         }
          model_.clear();
          marked_.clear();
          return;
@@ -142,8 +152,9 @@ protected:
          marked_.clear();
          map_.qelMarkAllForDeletion();
          marking_ = true;
-         for ( auto const& [n, content] : model_ )
+         for ( auto const& [n, content] : model_ ) {
             marked_.insert( n );
+         }
          return;
       case 3:
          map_.qelDeletionMarksClear();
@@ -164,21 +175,26 @@ protected:
          ASSERT_EQ( map_.version(), version );
          std::uint32_t const here = numberOf( map_.at( at ) );
          ++met[here];
-         if ( upTo( 3 ) == 0 )
+         if ( upTo( 3 ) == 0 ) {
             erase( here );
-         else if ( upTo( 3 ) == 0 )
+         } else if ( upTo( 3 ) == 0 ) {
             erase( upTo( Traits::keys ) );
+         }
       }
-      for ( auto const& [n, times] : met )
+      for ( auto const& [n, times] : met ) {
          ASSERT_EQ( times, 1 );
-      for ( auto const& [n, content] : model_ )
+      }
+      for ( auto const& [n, content] : model_ ) {
          ASSERT_EQ( met.count( n ), 1U );
+      }
    }
 
    std::uint32_t numberOf( Element const& element ) {
-      if ( numbers_.empty() )
-         for ( std::uint32_t n = 0; n < Traits::keys; ++n )
+      if ( numbers_.empty() ) {
+         for ( std::uint32_t n = 0; n < Traits::keys; ++n ) {
             numbers_.emplace( Traits::key( n ), n );
+         }
+      }
       return numbers_.at( KeyOf{}( element ) );
    }
 
@@ -187,8 +203,9 @@ protected:
       ASSERT_EQ( map_.empty(), model_.empty() );
       ASSERT_EQ( map_.qelHasDeletionMarks(), marking_ );
       std::map<std::uint32_t, std::uint32_t> iterated;
-      for ( Element const& element : map_ )
+      for ( Element const& element : map_ ) {
          ASSERT_TRUE( iterated.emplace( numberOf( element ), Traits::content( element ) ).second );
+      }
       ASSERT_EQ( iterated, model_ );
       for ( std::uint32_t n = 0; n < Traits::keys; ++n ) {
          std::uint32_t const at = map_.position( Traits::key( n ) );
@@ -218,8 +235,9 @@ using Types =
 TYPED_TEST_SUITE( HashMapModel, Types );
 
 TYPED_TEST( HashMapModel, AgreesThroughRandomOperations ) {
-   for ( std::uint32_t const seed : { 1U, 2U, 3U } )
+   for ( std::uint32_t const seed : { 1U, 2U, 3U } ) {
       this->run( seed );
+   }
 }
 
 // The comparison of all tags at once has a version for each instruction set.
@@ -229,13 +247,15 @@ TEST( HashGroup, MatchesExactlyTheSlotsWithATag ) {
       Qel::Internal::HashGroup group;
       constexpr std::uint8_t few[] = { 0, 1, 0x7F, 0x80, 0x81, 0xFE, 0xFF };
       auto const any = [&] { return few[random() % std::size( few )]; };
-      for ( std::uint8_t& tag : group.tags )
+      for ( std::uint8_t& tag : group.tags ) {
          tag = any();
+      }
       group.overflow = any();
       std::uint8_t const wanted = any();
       std::uint32_t expected = 0;
-      for ( unsigned i = 0; i < group.slots; ++i )
+      for ( unsigned i = 0; i < group.slots; ++i ) {
          expected |= static_cast<std::uint32_t>( group.tags[i] == wanted ) << i;
+      }
       ASSERT_EQ( group.match( wanted ), expected );
    }
 }

@@ -15,8 +15,9 @@ using Map = OwnContent<std::uint32_t, 1000>::Map;
 using Element = Map::value_type;
 
 void fill( Map& map, std::uint32_t size ) {
-   for ( std::uint32_t n = map.size(); n < size; ++n )
+   for ( std::uint32_t n = map.size(); n < size; ++n ) {
       map.newMemberG( n, Tracked( n + 1 ) );
+   }
 }
 
 void expectHolds( Map const& map, std::uint32_t size ) {
@@ -61,10 +62,11 @@ TEST( HashMapPromises, EverySmallSizeHoldsAndMovesOnlyToGrow ) {
          std::uint32_t const version = map.version();
          Element const* const first = map.lookupNodeG( 0 );
          fill( map, n + 1 );
-         if ( map.version() == version )
+         if ( map.version() == version ) {
             EXPECT_EQ( map.lookupNodeG( 0 ), first );
-         else
+         } else {
             ++moves;
+         }
       }
       EXPECT_LE( moves, 7U ) << size;
       expectHolds( map, size );
@@ -72,12 +74,14 @@ TEST( HashMapPromises, EverySmallSizeHoldsAndMovesOnlyToGrow ) {
       std::uint32_t const version = map.version();
       Element const* const first = map.lookupNodeG( 0 );
       std::vector<std::uint32_t> order;
-      for ( std::uint32_t n = 1; n < size; ++n )
+      for ( std::uint32_t n = 1; n < size; ++n ) {
          order.push_back( n );
+      }
       for ( int round = 0; round < 20; ++round ) {
          std::shuffle( order.begin(), order.end(), random );
-         for ( std::uint32_t const n : order )
+         for ( std::uint32_t const n : order ) {
             ASSERT_TRUE( map.deleteMemberG( n ) );
+         }
          ASSERT_EQ( map.size(), std::min( size, 1U ) );
          fill( map, size );
       }
@@ -137,24 +141,28 @@ TEST( HashMapPromises, ACopyThatFailsHalfwayLeavesNothingBehind ) {
 }
 
 TEST( HashMapPromises, ARangeForMayEraseTheElementThatItStandsOn ) {
-   for ( std::uint32_t size = 1; size <= 60; ++size )
+   for ( std::uint32_t size = 1; size <= 60; ++size ) {
       for ( std::uint32_t const kept : { 1U, size / 2 + 1, size } ) {
          Map map, other;
          fill( map, size );
-         for ( std::uint32_t at = map.nextTaken( 0 ); map.size() > kept; )
-            if ( at = map.nextTaken( at + 1 ); at != Map::none )
+         for ( std::uint32_t at = map.nextTaken( 0 ); map.size() > kept; ) {
+            if ( at = map.nextTaken( at + 1 ); at != Map::none ) {
                map.deleteMemberG( std::uint32_t{ map.at( at ).key } );
-            else
+            } else {
                at = map.nextTaken( 0 );
+            }
+         }
          std::uint32_t visited = 0;
          for ( Element const& element : map ) {
             ++visited;
             ASSERT_TRUE( map.deleteMemberG( std::uint32_t{ element.key } ) );
-            if ( map.empty() )
+            if ( map.empty() ) {
                fill( other, size ); // into the memory that was given back
+            }
          }
          EXPECT_EQ( visited, kept );
       }
+   }
 }
 
 #ifndef NDEBUG
@@ -163,13 +171,16 @@ TEST( HashMapPromisesDeathTest, ARangeForThatGoesOnAfterAnotherChangeEndsTheProc
    auto const walk = [&]( std::uint32_t size, auto change ) {
       map.memberDelAll();
       fill( map, size );
-      for ( Element const& element : map )
+      for ( Element const& element : map ) {
          change( element.key );
+      }
    };
    auto const others = [&]( std::uint32_t self ) {
-      for ( std::uint32_t n = 0; n < 60; ++n )
-         if ( n != self )
+      for ( std::uint32_t n = 0; n < 60; ++n ) {
+         if ( n != self ) {
             map.deleteMemberG( n );
+         }
+      }
    };
    EXPECT_DEATH( walk( 8, others ), "tags.* != 0" );
    EXPECT_DEATH( walk( 40, [&]( std::uint32_t ) { fill( map, map.size() + 1 ); } ), "version_" );
@@ -190,17 +201,20 @@ struct ComparedKey {
 
 TEST( HashMapPromises, ErasedElementsLeaveNoTraceThatLookUpsPayFor ) {
    Qel::HSet<ComparedKey> set;
-   for ( std::uint32_t n = 0; n < 5; ++n )
+   for ( std::uint32_t n = 0; n < 5; ++n ) {
       set.newMemberG( ComparedKey{ 2 * n + 1 } );
+   }
    // More than their home holds, so that the last go where the odd ones are.
-   for ( std::uint32_t n = 0; n < 17; ++n )
+   for ( std::uint32_t n = 0; n < 17; ++n ) {
       set.newMemberG( ComparedKey{ 2 * n } );
+   }
    ComparedKey const absent{ 100 };
    ComparedKey::comparisons = 0;
    EXPECT_EQ( set.lookupNodeG( absent ), nullptr );
    EXPECT_EQ( ComparedKey::comparisons, 22 );
-   for ( std::uint32_t n = 0; n < 17; ++n )
+   for ( std::uint32_t n = 0; n < 17; ++n ) {
       set.deleteMemberG( ComparedKey{ 2 * n } );
+   }
    ComparedKey::comparisons = 0;
    EXPECT_EQ( set.lookupNodeG( absent ), nullptr );
    EXPECT_EQ( ComparedKey::comparisons, 0 );

@@ -61,15 +61,17 @@ TEST( RbTreeMap, AgreesThroughRandomOperations ) {
          marked.clear();
       } else if ( what < 905 ) {
          map.qelMarkAllForDeletion();
-         for ( auto const& one : model )
+         for ( auto const& one : model ) {
             marked.insert( one.first );
+         }
       } else {
          bool const mark = what % 2 != 0;
          map.qelMarkedForDeletionGIs( key, mark );
-         if ( mark && model.contains( key ) )
+         if ( mark && model.contains( key ) ) {
             marked.insert( key );
-         else
+         } else {
             marked.erase( key );
+         }
       }
       ASSERT_TRUE( map.version() != version || map.size() == size ) << "changed, same version";
       auto const below = map.lowerBound( key );
@@ -78,8 +80,9 @@ TEST( RbTreeMap, AgreesThroughRandomOperations ) {
       if ( below != map.end() ) {
          ASSERT_EQ( below->first, expected->first );
       }
-      if ( step % 50 == 0 )
+      if ( step % 50 == 0 ) {
          expectAgree( map, model, marked );
+      }
    }
 }
 

@@ -21,8 +21,9 @@ using Samples::Octets;
 /// Attributes and their values as text, one a line.
 std::string text( Attributes const& attributes ) {
    std::string lines;
-   for ( auto const& [attribute, value] : attributes )
+   for ( auto const& [attribute, value] : attributes ) {
       lines += stringValue( attribute ) + " " + stringValue( value ) + "\n";
+   }
    return lines;
 }
 
@@ -229,8 +230,9 @@ TEST( RadiusDecode, ChecksTheHeader ) {
       EXPECT_TRUE( decoded.attributes.empty() );
    }
    Octets largest = accept( {} );
-   for ( int i = 0; i < 2038; ++i )
+   for ( int i = 0; i < 2038; ++i ) {
       largest.insert( largest.end(), { 25, 2 } );
+   }
    setLength( largest, largestPacket );
    EXPECT_EQ( decodeExactly( largest ).attributes.size(), 2038U );
    EXPECT_FALSE( decodeExactly( largest ).error );
@@ -248,9 +250,11 @@ TEST( RadiusDecode, KnowsTheNamesOfCodes ) {
 
 std::vector<Octets> allSamples() {
    std::vector<Octets> all;
-   for ( char const* const name : { "mba.pcap", "eap-radius.pcap", "acct.pcap" } )
-      for ( Octets& packet : Samples::udpPayloads( name ) )
+   for ( char const* const name : { "mba.pcap", "eap-radius.pcap", "acct.pcap" } ) {
+      for ( Octets& packet : Samples::udpPayloads( name ) ) {
          all.push_back( std::move( packet ) );
+      }
+   }
    return all;
 }
 
@@ -274,10 +278,11 @@ TEST( RadiusSamples, AreReadWhole ) {
         "Tunnel-Type :2 13\nTunnel-Medium-Type :2 6\nTunnel-Private-Group-Id :2 \"BACKUP\"\n"
         "Tunnel-Preference :1 10\nTunnel-Preference :2 20\n" },
    };
-   for ( auto const& [capture, frame, expected] : cases )
+   for ( auto const& [capture, frame, expected] : cases ) {
       EXPECT_EQ( text( decode( Samples::udpPayloads( capture ).at( frame - 1 ) ).attributes ),
                  expected )
          << capture << " frame " << frame;
+   }
    std::vector<Octets> const all = allSamples();
    EXPECT_EQ( all.size(), 29U + 72U + 40U );
    for ( Octets const& octets : all ) {
@@ -301,8 +306,9 @@ TEST( RadiusSamples, CutAnywhereGiveWhatIsWhole ) {
             ASSERT_TRUE( decoded.attributes.empty() );
             continue;
          }
-         if ( size == boundary + whole[boundary + 1] )
+         if ( size == boundary + whole[boundary + 1] ) {
             boundary = size;
+         }
          Octets shorter( whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>( boundary ) );
          setLength( shorter, boundary );
          ASSERT_EQ( decoded.attributes, decode( shorter ).attributes );
@@ -316,8 +322,9 @@ TEST( RadiusSamples, FlippedAnywhereAreStillReadOrRefused ) {
    for ( Octets const& whole : allSamples() ) {
       for ( int i = 0; i < 100; ++i ) {
          Octets packet = whole;
-         for ( auto flips = 1 + random() % 3; flips > 0; --flips )
+         for ( auto flips = 1 + random() % 3; flips > 0; --flips ) {
             packet[random() % packet.size()] ^= static_cast<std::uint8_t>( 1U << random() % 8 );
+         }
          DecodedPacket const decoded = decodeExactly( packet );
          ASSERT_EQ( decoded.code, packet[0] );
          ASSERT_FALSE( decoded.error && decoded.error->offset() > packet.size() );

@@ -59,17 +59,20 @@ TEST( Attribute, HasTheNameOfTheDictionaryOrSaysItsNumbers ) {
             { "Vendor-4294967296-Attribute-1", 7, "32 bits" },
             { "Vendor-9-", 9 },
             { "Vendor-9-Attribute-1x", 20 },
-         } )
+         } ) {
       expectRefused<Attribute>( bad );
+   }
 }
 
 TEST( Attribute, VendorAndTypeAreDistinguished ) {
    EXPECT_LT( Attribute( 0, 65535 ), Attribute( 1, 0 ) );
    EXPECT_LT( Attribute( 1, 1 ), Attribute( 1, 2 ) );
    std::set<std::uint32_t> hashes;
-   for ( std::uint32_t vendor = 0; vendor < 64; ++vendor )
-      for ( std::uint16_t type = 0; type < 64; ++type )
+   for ( std::uint32_t vendor = 0; vendor < 64; ++vendor ) {
+      for ( std::uint16_t type = 0; type < 64; ++type ) {
          hashes.insert( Attribute( vendor, type ).hash( 9 ) );
+      }
+   }
    EXPECT_GE( hashes.size(), 64U * 64U - 2 );
 }
 
@@ -109,8 +112,9 @@ TEST( Dictionary, NamesEnumeratedValues ) {
       { { 311, 6 }, 10, "" },
       { { 0, 64 }, 4294967295, "" },
    };
-   for ( auto const& [attribute, value, name] : cases )
+   for ( auto const& [attribute, value, name] : cases ) {
       EXPECT_EQ( enumeratorName( attribute, value ), name ) << attribute << " " << value;
+   }
 }
 
 TEST( AttributeEnumerations, EveryOctetIsReadBack ) {
@@ -122,10 +126,12 @@ TEST( AttributeEnumerations, EveryOctetIsReadBack ) {
    }
    EXPECT_EQ( stringValue( RadiusAttributeId::egressVlanId ), "Egress-VLANID" );
    EXPECT_EQ( stringValue( BreviaVendorSpec::aclName ), "Brevia-Acl-Name" );
-   for ( std::string_view const text : { "MS-MPPE-Send-Key", "Attribute-256", "nothing" } )
+   for ( std::string_view const text : { "MS-MPPE-Send-Key", "Attribute-256", "nothing" } ) {
       EXPECT_THROW( RadiusAttributeId::fromText( text ), Varek::TextError ) << text;
-   for ( std::string_view const text : { "", "Brevia-Attribute-256", "Brevia-Acl-Name " } )
+   }
+   for ( std::string_view const text : { "", "Brevia-Attribute-256", "Brevia-Acl-Name " } ) {
       EXPECT_THROW( BreviaVendorSpec::fromText( text ), Varek::TextError ) << text;
+   }
 }
 
 TEST( AttrValue, PrintsItsForm ) {
@@ -181,8 +187,9 @@ TEST( AttrValue, RefusesOtherText ) {
             { ":1 4294967296", 3 },
             { ":1 2u64", 4 },
             { "192.0.2.1/24", 10 },
-         } )
+         } ) {
       expectRefused<AttrValue>( bad );
+   }
 }
 
 /// Values that differ only in form are different, in the order of the forms.

@@ -17,8 +17,9 @@ struct Base : Varek::Counted {
    Base() { ++live; }
    ~Base() override {
       --live;
-      if ( atEnd )
+      if ( atEnd ) {
          atEnd();
+      }
    }
 };
 struct Derived final : Base {};

@@ -60,10 +60,13 @@ private:
 template<class Wanted>
 std::vector<Qel::TypeRecord const*> registeredTypes( Wanted wanted ) {
    std::vector<Qel::TypeRecord const*> all;
-   for ( Varek::ModuleInspectData const* const module : Varek::ModuleInspectData::all() )
-      for ( Varek::TypeInspectData const* const type : module->types )
-         if ( Qel::TypeRecord const& record = Qel::typeRecord( *type ); wanted( record ) )
+   for ( Varek::ModuleInspectData const* const module : Varek::ModuleInspectData::all() ) {
+      for ( Varek::TypeInspectData const* const type : module->types ) {
+         if ( Qel::TypeRecord const& record = Qel::typeRecord( *type ); wanted( record ) ) {
             all.push_back( &record );
+         }
+      }
+   }
    return all;
 }
 
@@ -71,16 +74,19 @@ std::vector<Qel::TypeRecord const*> registeredTypes( Wanted wanted ) {
 using Parameters = std::vector<AnyValue>;
 inline Parameters defaultParameters( Qel::TypeRecord const& type ) {
    Parameters all;
-   for ( Qel::AttributeRecord const& one : type.attributes )
-      if ( one.kind == Qel::AttributeKind::parameter )
+   for ( Qel::AttributeRecord const& one : type.attributes ) {
+      if ( one.kind == Qel::AttributeKind::parameter ) {
          all.emplace_back( *one.value );
+      }
+   }
    return all;
 }
 inline Varek::Ptr<Qel::Entity> newEntity( Qel::TypeRecord const& type,
                                           Parameters const& parameters ) {
    std::vector<Qel::ConstructorArgument> given;
-   for ( AnyValue const& one : parameters )
+   for ( AnyValue const& one : parameters ) {
       given.push_back( { &one.type(), one.data() } );
+   }
    return Qel::genericIfConstructFromCtorArgs( type, given );
 }
 inline Varek::Ptr<Qel::Entity> freshEntity( Qel::TypeRecord const& type ) {
@@ -104,22 +110,24 @@ public:
       return static_cast<unsigned>( engine_() % static_cast<unsigned>( end ) );
    }
    void fill( AnyValue const& value ) {
-      if ( &value.type() == &Varek::Inspect::InspectAtomicFnTable<Tracked>::table )
+      if ( &value.type() == &Varek::Inspect::InspectAtomicFnTable<Tracked>::table ) {
          *static_cast<Tracked*>( value.data() ) = Tracked( below( 1000 ) );
-      else if ( value.type().typeName == Qel::typeName<OptionalVlans> )
+      } else if ( value.type().typeName == Qel::typeName<OptionalVlans> ) {
          fillOptional<Dot1xV2::EgressVlanAttributes>( value );
-      else if ( auto const* const type = value.type().registered() )
+      } else if ( auto const* const type = value.type().registered() ) {
          fillByBytes( Qel::typeRecord( *type ), value );
-      else
+      } else {
          fillByText( value );
+      }
    }
    /// Until it is another one.
    void change( AnyValue const& value ) {
       AnyValue const before( value );
       for ( int i = 0; i < 10000; ++i ) {
          fill( value );
-         if ( !( value == before ) )
+         if ( !( value == before ) ) {
             return;
+         }
       }
       ADD_FAILURE() << "no other value of " << value.type().typeName;
    }
@@ -132,10 +140,11 @@ private:
       AnyValue const any( Varek::Inspect::InspectAtomicFnTable<T>::table );
       fill( any );
       auto& target = *static_cast<std::optional<T>*>( value.data() );
-      if ( below( 3 ) == 0 )
+      if ( below( 3 ) == 0 ) {
          target.reset();
-      else
+      } else {
          target = *static_cast<T const*>( any.data() );
+      }
    }
    void fillByBytes( Qel::TypeRecord const& type, AnyValue const& value ) {
       for ( ;; ) {

@@ -29,10 +29,12 @@ struct ChangeRecorder {
 private:
    void keep( Varek::Change const& change ) {
       Told one{ &change.source(), change.id().value(), {}, {} };
-      if ( K const* const key = change.key<K>() )
+      if ( K const* const key = change.key<K>() ) {
          one.key = *key;
-      if ( V const* const old = change.old<V>() )
+      }
+      if ( V const* const old = change.old<V>() ) {
          one.old = *old;
+      }
       told.push_back( one );
    }
 };

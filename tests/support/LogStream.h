@@ -26,8 +26,9 @@ public:
    }
    bool childAnnounce( Qel::EntityQelNboAttrLogSa const&, Varek::FieldId,
                        Qel::Entity& child ) override {
-      if ( takes == 0 )
+      if ( takes == 0 ) {
          return false;
+      }
       announced.push_back( &child );
       return true;
    }
@@ -36,8 +37,9 @@ public:
    std::vector<Frame> frames() {
       std::vector<std::uint8_t> all;
       endChunk();
-      for ( auto const& one : chunks_ )
+      for ( auto const& one : chunks_ ) {
          all.insert( all.end(), one.bytes.get(), one.bytes.get() + one.used );
+      }
       chunks_.clear();
       std::vector<Frame> read;
       std::span<std::uint8_t const> rest( all );
@@ -59,10 +61,12 @@ private:
 
    // Each chunk has room for one frame, so that each asks.
    std::uint8_t* room( std::size_t size ) override {
-      if ( takes == 0 )
+      if ( takes == 0 ) {
          return nullptr;
-      if ( takes != unlimited )
+      }
+      if ( takes != unlimited ) {
          --takes;
+      }
       endChunk();
       chunks_.push_back( { std::make_unique<std::uint8_t[]>( size ) } );
       free_ = chunks_.back().bytes.get();
@@ -70,8 +74,9 @@ private:
       return free_;
    }
    void endChunk() {
-      if ( !chunks_.empty() )
+      if ( !chunks_.empty() ) {
          chunks_.back().used = static_cast<std::size_t>( free_ - chunks_.back().bytes.get() );
+      }
    }
 
    std::vector<Chunk> chunks_;

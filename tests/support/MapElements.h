@@ -63,10 +63,11 @@ struct OwnContent {
    using Map = Qel::HashMap2018<Element, PairKey<Element>, 0x5EED0002>;
    static constexpr std::uint32_t keys = count;
    static K key( std::uint32_t n ) {
-      if constexpr ( std::same_as<K, std::string> )
+      if constexpr ( std::same_as<K, std::string> ) {
          return std::string( n % 40, 'k' ) + std::to_string( n );
-      else
+      } else {
          return K{ n };
+      }
    }
    static Element make( std::uint32_t n, std::uint32_t content ) { return { key( n ), content }; }
    static std::uint32_t content( Element const& element ) { return element.content.value(); }

@@ -25,8 +25,10 @@ public:
       // Not every attribute can be changed; in a tree, most of what there is lies further down.
       for ( unsigned tries = 0; tries < 50; ++tries ) {
          Qel::AttributeRecord const& one = type.attributes[below( type.attributes.size() )];
-         if ( one.childType ? changeChild( type, entity, one ) : changeValue( type, entity, one ) )
+         if ( one.childType ? changeChild( type, entity, one )
+                            : changeValue( type, entity, one ) ) {
             return;
+         }
       }
    }
 
@@ -45,14 +47,18 @@ private:
    bool changeValue( Qel::TypeRecord const& type, Qel::Entity& entity,
                      Qel::AttributeRecord const& one ) {
       using Kind = Qel::AttributeKind;
-      if ( one.kind == Kind::parameter || one.kind == Kind::constant || one.kind == Kind::derived )
+      if ( one.kind == Kind::parameter || one.kind == Kind::constant ||
+           one.kind == Kind::derived ) {
          return false;
+      }
       AnyValue const value( *one.value );
       fill( value, below( 1U << 30 ) );
-      if ( !one.key )
+      if ( !one.key ) {
          return run( type, entity, Qel::InspectOperation::write, one, value.data(), nullptr );
-      if ( below( 40 ) == 0 )
+      }
+      if ( below( 40 ) == 0 ) {
          return run( type, entity, Qel::InspectOperation::removeAll, one, nullptr, nullptr );
+      }
       AnyValue const key( *one.key );
       fillKey( one, key );
       bool const remove = below( 3 ) == 0;
@@ -69,42 +75,49 @@ private:
          fillKey( one, *key );
       }
       void const* const at = key ? key->data() : nullptr;
-      if ( below( 12 ) == 0 )
+      if ( below( 12 ) == 0 ) {
          return run( type, entity, Qel::InspectOperation::remove, one, nullptr,
                      one.kind == Qel::AttributeKind::child ? nullptr : at );
+      }
       Varek::Ptr<Qel::Entity> child;
       bool const held = one.kind == Qel::AttributeKind::child && one.child( &entity );
-      if ( held && below( 4 ) != 0 )
+      if ( held && below( 4 ) != 0 ) {
          child = Varek::Ptr<Qel::Entity>( one.child( &entity ) );
-      else if ( !run( type, entity, Qel::InspectOperation::write, one, &child, at ) )
+      } else if ( !run( type, entity, Qel::InspectOperation::write, one, &child, at ) ) {
          return false;
-      if ( child )
+      }
+      if ( child ) {
          ( *this )( *child );
+      }
       return true;
    }
 
    static Qel::AttributeRecord const* parameterOf( Qel::AttributeRecord const& one ) {
       for ( auto const& each :
-            Qel::typeRecord( *one.childType().module->types[one.childType().index] ).attributes )
-         if ( each.kind == Qel::AttributeKind::parameter )
+            Qel::typeRecord( *one.childType().module->types[one.childType().index] ).attributes ) {
+         if ( each.kind == Qel::AttributeKind::parameter ) {
             return &each;
+         }
+      }
       return nullptr;
    }
 
    void fillKey( Qel::AttributeRecord const& one, AnyValue const& key ) {
-      if ( one.kind == Qel::AttributeKind::array )
+      if ( one.kind == Qel::AttributeKind::array ) {
          *static_cast<std::uint32_t*>( key.data() ) = below( 2 );
-      else
+      } else {
          fill( key, below( 5 ) );
+      }
    }
    /// The same for the same \p seed. Equal values print alike.
    void fill( AnyValue const& value, std::uint32_t seed ) const {
       RandomValues values( seed + 1 );
-      do
+      do {
          values.fill( value );
-      while ( contains( value, "-0" ) || contains( value, avoided_ ) );
-      if ( value.type().typeName == "Varek::String" && seed % 3 == 2 )
+      } while ( contains( value, "-0" ) || contains( value, avoided_ ) );
+      if ( value.type().typeName == "Varek::String" && seed % 3 == 2 ) {
          *static_cast<Varek::String*>( value.data() ) += Varek::String( seed % 300, 'x' );
+      }
    }
 
    static bool contains( AnyValue const& value, std::string const& text ) {

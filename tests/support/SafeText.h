@@ -7,12 +7,15 @@
 /// Whether \p text may be given to \p type. Where only "absent" may stand for a value with a
 /// collection anything else ends the process, as it is to.
 inline bool isSafeText( Varek::Inspect::AtomicFnTable const& type, std::string_view text ) {
-   if ( Qel::isSafelyReadable( type ) )
+   if ( Qel::isSafelyReadable( type ) ) {
       return true;
+   }
    constexpr std::string_view name = "egressVlan";
    for ( std::size_t at = text.find( name ); at != std::string_view::npos;
-         at = text.find( name, at ) )
-      if ( at += name.size(); !text.substr( at ).starts_with( ": absent )" ) )
+         at = text.find( name, at ) ) {
+      if ( at += name.size(); !text.substr( at ).starts_with( ": absent )" ) ) {
          return false;
+      }
+   }
    return true;
 }

@@ -24,8 +24,9 @@ inline std::vector<Octets> udpPayloads( std::string const& name ) {
       return octet( at ) | octet( at + 1 ) << 8 | octet( at + 2 ) << 16 | octet( at + 3 ) << 24;
    };
    constexpr std::size_t fileHeader = 24, recordHeader = 16, ethernet = 14, udp = 8;
-   if ( little32( 0 ) != 0xA1B2C3D4 )
+   if ( little32( 0 ) != 0xA1B2C3D4 ) {
       throw std::runtime_error( name + " is no little-endian pcap file" );
+   }
    std::vector<Octets> payloads;
    for ( std::size_t at = fileHeader; at < data.size(); ) {
       std::size_t const captured = little32( at + 8 );
@@ -33,8 +34,9 @@ inline std::vector<Octets> udpPayloads( std::string const& name ) {
       std::size_t const ip = frame + ethernet;
       std::size_t const udpHeader = ip + ( octet( ip ) & 0xF ) * 4;
       std::size_t const size = octet( udpHeader + 4 ) << 8 | octet( udpHeader + 5 );
-      if ( octet( ip + 9 ) != 17 || udpHeader + size > frame + captured )
+      if ( octet( ip + 9 ) != 17 || udpHeader + size > frame + captured ) {
          throw std::runtime_error( name + " has a frame that is no whole UDP packet" );
+      }
       std::string const payload = data.substr( udpHeader + udp, size - udp );
       payloads.emplace_back( payload.begin(), payload.end() );
       at = frame + captured;

@@ -27,8 +27,9 @@ public:
    /// The one that is under way, from 0.
    std::uint64_t index() const { return begun_ - 1; }
    bool next() {
-      if ( begun_ != 0 && scale() > 1 && begun_ * 10 / count_ != ( begun_ - 1 ) * 10 / count_ )
+      if ( begun_ != 0 && scale() > 1 && begun_ * 10 / count_ != ( begun_ - 1 ) * 10 / count_ ) {
          std::cout << begun_ * 100 / count_ << " % of " << count_ << " rounds" << std::endl;
+      }
       return begun_++ < count_;
    }
 

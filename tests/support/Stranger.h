@@ -14,12 +14,14 @@ struct Stranger {
    static constexpr uid_t user = 65534;
 
    explicit Stranger( std::string const& path ) {
-      if ( ::getuid() != 0 )
+      if ( ::getuid() != 0 ) {
          return;
+      }
       ::chmod( path.substr( 0, path.rfind( '/' ) ).c_str(), 0777 );
       int ready[2];
-      if ( ::pipe( ready ) != 0 )
+      if ( ::pipe( ready ) != 0 ) {
          return;
+      }
       process_ = ::fork();
       if ( process_ == 0 ) {
          sockaddr_un address{ AF_UNIX, {} };
@@ -29,9 +31,11 @@ struct Stranger {
             ::setgid( user ) == 0 && ::setuid( user ) == 0 &&
             ::bind( fd, reinterpret_cast<sockaddr*>( &address ), sizeof address ) == 0 &&
             ::listen( fd, 16 ) == 0;
-         if ( listens && ::write( ready[1], "x", 1 ) == 1 )
-            for ( ;; )
+         if ( listens && ::write( ready[1], "x", 1 ) == 1 ) {
+            for ( ;; ) {
                ::pause();
+            }
+         }
          ::_exit( 1 );
       }
       ::close( ready[1] );

@@ -42,11 +42,12 @@ void expectText( std::string_view text, std::string_view printed ) {
 /// That the values of \p texts are in ascending order, each with a hash of its own.
 template<class T>
 void expectOrdered( std::initializer_list<std::string_view> texts ) {
-   for ( auto const& a : texts )
+   for ( auto const& a : texts ) {
       for ( auto const& b : texts ) {
          T const one( a ), other( b );
          EXPECT_EQ( one <=> other, &a <=> &b ) << a << " and " << b;
          EXPECT_EQ( one == other, &a == &b ) << a << " and " << b;
          EXPECT_EQ( one.hash( 5 ) == other.hash( 5 ), &a == &b ) << a << " and " << b;
       }
+   }
 }

@@ -38,8 +38,9 @@ public:
 
 private:
    static std::uint32_t copied( Tracked const& other ) {
-      if ( copiesLeft == 0 )
+      if ( copiesLeft == 0 ) {
          throw std::runtime_error( "a copy that was to fail" );
+      }
       copiesLeft -= copiesLeft > 0;
       return other.value();
    }

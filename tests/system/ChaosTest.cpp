@@ -37,8 +37,9 @@ std::string difference( std::string const& a, std::string const& b ) {
    std::string one, other;
    for ( unsigned line = 1;; ++line ) {
       bool const more = !!std::getline( x, one );
-      if ( !( std::getline( y, other ) && more && one == other ) )
+      if ( !( std::getline( y, other ) && more && one == other ) ) {
          return "line " + to_string( line ) + "\nleader:   " + one + "\nfollower: " + other;
+      }
    }
 }
 
@@ -115,8 +116,9 @@ protected:
          std::istringstream( follower_->asked( "hash" ) ) >> heard_.hash >> heard_.changes >>
             heard_.lost >> heard_.unreal;
          ASSERT_EQ( heard_.unreal, 0u ) << "changes that are none";
-         if ( heard_.hash == wanted )
+         if ( heard_.hash == wanted ) {
             return;
+         }
          ::usleep( 200 );
       } while ( Clock::now() < until );
       FAIL() << difference( leader_->printed(), follower_->printed() );

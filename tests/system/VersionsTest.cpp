@@ -34,8 +34,9 @@ public:
    std::string text() {
       std::string all;
       std::array<char, 4096> buffer;
-      for ( ssize_t got; ( got = ::read( heard_.get(), buffer.data(), buffer.size() ) ) > 0; )
+      for ( ssize_t got; ( got = ::read( heard_.get(), buffer.data(), buffer.size() ) ) > 0; ) {
          all.append( buffer.data(), static_cast<std::size_t>( got ) );
+      }
       int status = 0;
       ::waitpid( process_, &status, 0 );
       EXPECT_EQ( status, 0 ) << all;

@@ -29,8 +29,9 @@ public:
    /// What to wait for, and then what to do.
    void await( std::vector<pollfd>& fds ) const {
       fds.push_back( { listener_.fd(), POLLIN, 0 } );
-      if ( !ends_ )
+      if ( !ends_ ) {
          return;
+      }
       for ( unsigned i : { 0U, 1U } ) {
          short const in = ends_->held[i].size() < most ? POLLIN : 0;
          short const out = ends_->held[1 - i].empty() ? 0 : POLLOUT;
@@ -38,10 +39,12 @@ public:
       }
    }
    void turn() {
-      while ( std::optional<Mirror::Accepted> one = listener_.accept() )
+      while ( std::optional<Mirror::Accepted> one = listener_.accept() ) {
          connect( std::move( one->fd ) );
-      if ( ends_ && !( pass( follower ) && pass( leader ) ) )
+      }
+      if ( ends_ && !( pass( follower ) && pass( leader ) ) ) {
          ends_.reset();
+      }
    }
 
 private:
@@ -75,24 +78,29 @@ private:
          ssize_t const got =
             limit == 0 ? 0 : ::recv( ends_->fd[from].get(), buffer.data(), limit, MSG_DONTWAIT );
          ended = got == 0 || ( got < 0 && errno != EAGAIN );
-         if ( got <= 0 )
+         if ( got <= 0 ) {
             break;
+         }
          held.append( buffer.data(), static_cast<std::size_t>( got ) );
-         if ( from == leader && left_ != never )
+         if ( from == leader && left_ != never ) {
             left_ -= static_cast<std::size_t>( got );
+         }
       }
       while ( !held.empty() ) {
          ssize_t const sent = ::send( ends_->fd[1 - from].get(), held.data(), held.size(),
                                       MSG_DONTWAIT | MSG_NOSIGNAL );
-         if ( sent < 0 && errno != EAGAIN )
+         if ( sent < 0 && errno != EAGAIN ) {
             return false;
-         if ( sent < 0 )
+         }
+         if ( sent < 0 ) {
             break;
+         }
          held.erase( 0, static_cast<std::size_t>( sent ) );
       }
       // What was said before the end still arrives, if it can.
-      if ( !ended || !held.empty() )
+      if ( !ended || !held.empty() ) {
          return true;
+      }
       if ( from == leader && left_ == 0 ) {
          left_ = never;
          ++cuts_;

@@ -55,8 +55,9 @@ public:
    bool read( std::function<void( std::string const&, std::istream& )> const& obey ) {
       char buffer[4096];
       ssize_t const got = ::read( STDIN_FILENO, buffer, sizeof buffer );
-      if ( got <= 0 )
+      if ( got <= 0 ) {
          return false;
+      }
       text_.append( buffer, static_cast<std::size_t>( got ) );
       for ( std::size_t end; ( end = text_.find( '\n' ) ) != text_.npos; ) {
          std::istringstream line( text_.substr( 0, end ) );
@@ -81,42 +82,51 @@ public:
          std::erase( connections_, &one );
          leader_.connectionDel( one );
       };
-      for ( Roots::Root const& root : Roots::all() )
+      for ( Roots::Root const& root : Roots::all() ) {
          trees_[root.name] = root.make();
-      for ( unsigned i = 0; i < changes; ++i )
+      }
+      for ( unsigned i = 0; i < changes; ++i ) {
          change();
-      for ( Roots::Root const& root : Roots::all() )
+      }
+      for ( Roots::Root const& root : Roots::all() ) {
          publish( root.name );
+      }
    }
 
    void run() {
       std::cout << "ready" << std::endl;
       Commands commands;
       auto const obey = [this]( std::string const& word, std::istream& more ) {
-         if ( word == "change" )
+         if ( word == "change" ) {
             more >> left_;
-         else if ( word == "hash" )
+         } else if ( word == "hash" ) {
             std::cout << hashOf( published_ ) << ' ' << behind_ << '\n';
-         else
+         } else {
             std::cout << printed( published_ ) << ".\n";
+         }
       };
       for ( bool goesOn = true; goesOn; ) {
          std::vector<pollfd> fds{ { STDIN_FILENO, POLLIN, 0 }, { listener_.fd(), POLLIN, 0 } };
          auto const waited = connections_;
-         for ( auto* const one : waited )
+         for ( auto* const one : waited ) {
             fds.push_back( { one->fd(),
                              static_cast<short>( one->wantsWrite() ? POLLIN | POLLOUT : POLLIN ),
                              0 } );
+         }
          await( fds, left_ > 0 ? Clock::now() : leader_.nextDeadline() );
-         for ( std::size_t i = 0; i < waited.size(); ++i )
+         for ( std::size_t i = 0; i < waited.size(); ++i ) {
             serve( waited[i], fds[2 + i].revents );
-         if ( fds[1].revents != 0 )
+         }
+         if ( fds[1].revents != 0 ) {
             accept();
+         }
          leader_.tick( Clock::now() );
-         if ( left_ > 0 )
+         if ( left_ > 0 ) {
             changeSome();
-         if ( fds[0].revents != 0 )
+         }
+         if ( fds[0].revents != 0 ) {
             goesOn = commands.read( obey );
+         }
       }
    }
 
@@ -131,10 +141,12 @@ private:
       return std::ranges::find( connections_, one ) != connections_.end();
    }
    void serve( Mirror::LeaderConnection* one, short ready ) {
-      if ( there( one ) && ( ready & ~POLLOUT ) != 0 )
+      if ( there( one ) && ( ready & ~POLLOUT ) != 0 ) {
          one->onReadable();
-      if ( there( one ) && ( ready & POLLOUT ) != 0 )
+      }
+      if ( there( one ) && ( ready & POLLOUT ) != 0 ) {
          one->onWritable();
+      }
    }
    void accept() {
       while ( std::optional<Mirror::Accepted> one = listener_.accept() ) {
@@ -151,21 +163,26 @@ private:
    }
    void change() {
       Roots::Root const& root = Roots::all()[random_() % Roots::all().size()];
-      if ( random_() % 500 != 0 )
+      if ( random_() % 500 != 0 ) {
          return change_( *trees_[root.name] );
-      if ( published_.erase( root.name ) == 0 )
+      }
+      if ( published_.erase( root.name ) == 0 ) {
          return publish( root.name );
+      }
       leader_.rootDel( root.name );
-      if ( random_() % 2 == 0 )
+      if ( random_() % 2 == 0 ) {
          trees_[root.name] = root.make();
+      }
    }
    /// In between, connections get their turn.
    void changeSome() {
-      for ( auto i = 1 + random_() % 40; i-- > 0 && left_ > 0; --left_ )
+      for ( auto i = 1 + random_() % 40; i-- > 0 && left_ > 0; --left_ ) {
          change();
+      }
       behind_ += leader_.stats().behind;
-      if ( left_ == 0 )
+      if ( left_ == 0 ) {
          std::cout << "done" << std::endl;
+      }
    }
 
    std::mt19937 random_;
@@ -192,8 +209,9 @@ public:
       follower_.onClosed = [this]( Varek::String const& reason ) {
          lost_ += isSynced_ ? 1 : 0;
          isSynced_ = false;
-         if ( reason.starts_with( "refused" ) )
+         if ( reason.starts_with( "refused" ) ) {
             std::cerr << "follower: " << reason << '\n';
+         }
       };
       follower_.onSynced = [this] { isSynced_ = true; };
    }
@@ -202,28 +220,34 @@ public:
       std::cout << "ready" << std::endl;
       Commands commands;
       auto const obey = [this]( std::string const& word, std::istream& ) {
-         if ( word == "hash" )
+         if ( word == "hash" ) {
             std::cout << hashOf( trees() ) << ' ' << changes_ << ' ' << lost_ << ' ' << unreal_
                       << '\n';
-         else
+         } else {
             std::cout << printed( trees() ) << ".\n";
+         }
       };
       for ( bool goesOn = true; goesOn; ) {
-         if ( follower_.closed() )
+         if ( follower_.closed() ) {
             connect();
+         }
          std::vector<pollfd> fds{ { STDIN_FILENO, POLLIN, 0 } };
-         if ( !follower_.closed() )
+         if ( !follower_.closed() ) {
             fds.push_back(
                { follower_.fd(),
                  static_cast<short>( follower_.wantsWrite() ? POLLIN | POLLOUT : POLLIN ), 0 } );
+         }
          await( fds, follower_.closed() ? Clock::now() + 2ms : follower_.nextDeadline() );
-         if ( fds.size() > 1 && ( fds[1].revents & ~POLLOUT ) != 0 )
+         if ( fds.size() > 1 && ( fds[1].revents & ~POLLOUT ) != 0 ) {
             follower_.onReadable();
-         if ( fds.size() > 1 && ( fds[1].revents & POLLOUT ) != 0 )
+         }
+         if ( fds.size() > 1 && ( fds[1].revents & POLLOUT ) != 0 ) {
             follower_.onWritable();
+         }
          follower_.tick( Clock::now() );
-         if ( fds[0].revents != 0 )
+         if ( fds[0].revents != 0 ) {
             goesOn = commands.read( obey );
+         }
       }
    }
 
@@ -237,8 +261,9 @@ private:
    }
    Trees trees() const {
       Trees all;
-      for ( Varek::String const& name : follower_.roots() )
+      for ( Varek::String const& name : follower_.roots() ) {
          all[name] = follower_.root( name );
+      }
       return all;
    }
    /// What is told is to be a difference, also after a reconnect.
@@ -261,14 +286,15 @@ private:
 };
 
 int run( std::vector<std::string> const& arguments ) {
-   if ( arguments.size() == 5 && arguments[1] == "leader" )
+   if ( arguments.size() == 5 && arguments[1] == "leader" ) {
       Leader( arguments[2], static_cast<std::uint32_t>( std::stoul( arguments[3] ) ),
               static_cast<unsigned>( std::stoul( arguments[4] ) ) )
          .run();
-   else if ( arguments.size() == 3 && arguments[1] == "follower" )
+   } else if ( arguments.size() == 3 && arguments[1] == "follower" ) {
       Follower( arguments[2] ).run();
-   else
+   } else {
       return 2;
+   }
    return 0;
 }
 

@@ -87,8 +87,9 @@ void fill( House& house ) {
 #if VERSION == 2
    hall->lightIs( Light::dimmed );
    hall->colourIs( "red" );
-   for ( std::uint32_t number : { 1U, 2U, 3U } )
+   for ( std::uint32_t number : { 1U, 2U, 3U } ) {
       hall->noteIs( Note( number ) );
+   }
    house.sensorIs( 5 )->lampIs( "inside" )->levelIs( 1 );
    house.sensorIs( 6 );
 #endif
@@ -117,8 +118,9 @@ void drive( Side& side, std::function<bool()> const& ended ) {
       pollfd one{ side.fd(), static_cast<short>( side.wantsWrite() ? POLLIN | POLLOUT : POLLIN ),
                   0 };
       ::poll( &one, 1, -1 );
-      if ( side.wantsWrite() )
+      if ( side.wantsWrite() ) {
          side.onWritable();
+      }
       side.onReadable();
    }
 }
@@ -130,8 +132,9 @@ void lead() {
    leader.rootIs( "house", house );
    auto& connection = leader.connectionIs( STDIN_FILENO, "a follower" );
    drive( connection, [&] {
-      if ( connection.inGroup() && !connection.wantsWrite() && !house->changed() )
+      if ( connection.inGroup() && !connection.wantsWrite() && !house->changed() ) {
          change( *house );
+      }
       return connection.closed();
    } );
    std::cout << connection.reason() << '\n';
@@ -150,10 +153,11 @@ void follow() {
    follower.onSynced = print;
    follower.connectedIs( STDIN_FILENO );
    drive( follower, [&] { return follower.closed() || house->changed(); } );
-   if ( follower.closed() )
+   if ( follower.closed() ) {
       std::cout << ( follower.refused() ? "for good: " : "lost: " ) << follower.reason() << '\n';
-   else
+   } else {
       print();
+   }
 }
 
 } // namespace

@@ -164,7 +164,7 @@ TEST( Follow, WhoCannotBeTalkedToIsNotTriedAgain ) {
         ": protocol version 2 at the leader, 1 at the follower\n" },
       { "\x49\0\0\0\0\0\0\6locked"sv, ": refused by the other side: locked\n" },
    };
-   for ( auto const& one : cases )
+   for ( auto const& one : cases ) {
       for ( char const* command : { "show", "watch" } ) {
          SCOPED_TRACE( command );
          Folder const folder;
@@ -177,6 +177,7 @@ TEST( Follow, WhoCannotBeTalkedToIsNotTriedAgain ) {
          EXPECT_TRUE( tool.err().ends_with( one.reason ) ) << tool.err();
          EXPECT_FALSE( stranger.listener.accept() );
       }
+   }
 }
 
 TEST( Follow, WatchTriesAgainWhereThereMayBeRoomLater ) {

@@ -186,18 +186,18 @@ struct Copies::Copy {
          switch ( attribute.type() ) {
          case Id::callingStationId:
          case Id::userName:
-            if ( text != nullptr ) {
+            if ( text ) {
                *text = named( *text, of, address );
             }
             break;
          case Id::acctSessionId:
          case Id::acctMultiSessionId:
-            if ( text != nullptr ) {
+            if ( text ) {
                *text = session( *text );
             }
             break;
          case Id::nasPortId:
-            if ( text != nullptr && elsewhere ) {
+            if ( text && elsewhere ) {
                *text = "Ethernet" + std::to_string( portNumber( port ) );
             }
             break;
@@ -224,8 +224,7 @@ struct Copies::Copy {
          for ( auto const& value : user->attrValue() ) {
             auto const* const text = std::get_if<Varek::String>( &value );
             changedUser.attrValuePush(
-               text != nullptr ? RadiusPktParserBase::AttrValue( named( *text, of, address ) )
-                               : value );
+               text ? RadiusPktParserBase::AttrValue( named( *text, of, address ) ) : value );
          }
          result->aaaAttributeIs( changedUser );
       }

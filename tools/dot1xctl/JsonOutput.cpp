@@ -118,7 +118,7 @@ public:
    void answer( Answer const& answer ) override {
       Json record = common( "answer", answer );
       record["type"] = stringValue( answer.response->type() );
-      record["duplicate"] = answer.request != nullptr && answer.request->answers > 1;
+      record["duplicate"] = answer.request && answer.request->answers > 1;
       record["notifications"] = answer.notifications;
       record["attributes"] = attributesJson( answer.attributes );
       print( record );
@@ -187,7 +187,7 @@ private:
                       { "client", stringValue( answer.client ) },
                       { "server", stringValue( answer.server ) },
                       { "callingStationId", stationJson( answer.request ) } };
-      if ( answer.request != nullptr ) {
+      if ( answer.request ) {
          record["request"] = requestJson( *answer.request );
       }
       return record;

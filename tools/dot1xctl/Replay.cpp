@@ -46,9 +46,8 @@ std::vector<Dot1xV2::AaaAttribute> grouped( Attributes const& attributes ) {
 
 /// The request's text of a standard attribute; empty if there is none.
 Varek::String requestText( Answer const& answer, std::uint16_t type ) {
-   auto const* const text =
-      answer.request != nullptr ? textOf( answer.request->attributes, type ) : nullptr;
-   return text != nullptr ? *text : Varek::String();
+   auto const* const text = answer.request ? textOf( answer.request->attributes, type ) : nullptr;
+   return text ? *text : Varek::String();
 }
 
 void summaryIs( ::Replay::Status& status, Summary const& summary ) {
@@ -106,11 +105,11 @@ void Replay::file( std::string const& path ) {
    for ( Request const& request : exchange_.unanswered() ) {
       ++summary_.unanswered;
       output_.unanswered( request );
-      if ( agent != nullptr ) {
+      if ( agent ) {
          agent->unanswered( request );
       }
    }
-   if ( agent != nullptr ) {
+   if ( agent ) {
       agent->captureEnd();
    }
    problems_.done();
@@ -135,8 +134,7 @@ void Replay::packet( Packet const& packet, Frame const& frame ) {
    } else if ( auto const* bad = std::get_if<BadFrame>( &frame ) ) {
       tell( { bad->cut ? ProblemKind::cut : ProblemKind::malformed, packet.number,
               Offset{ OffsetIn::packet, bad->offset }, bad->what } );
-   } else if ( auto const* seen = std::get_if<Eapol>( &frame );
-               seen != nullptr && agent != nullptr ) {
+   } else if ( auto const* seen = std::get_if<Eapol>( &frame ); seen && agent ) {
       Eapol eapol = *seen;
       stations_.see( eapol );
       agent->eapol( eapol );
@@ -197,7 +195,7 @@ void Replay::request( Packet const& packet, Datagram const& datagram, RadiusRead
    Flow const flow{ datagram.source, datagram.destination, reading.identifier };
    bool const isNew = exchange_.request( flow, std::move( request ) );
    ++( isNew ? summary_.requests : summary_.sentAgain );
-   if ( Request const& sent = *exchange_.recent( flow ); agent != nullptr && isNew && sent.whole ) {
+   if ( Request const& sent = *exchange_.recent( flow ); agent && isNew && sent.whole ) {
       agent->request( sent );
    }
 }
@@ -222,7 +220,7 @@ void Replay::answer( Packet const& packet, Datagram const& datagram,
    }
    makeResponse( answer );
    countAnswer( answer );
-   if ( agent != nullptr && answer.request != nullptr && answer.request->answers == 1 ) {
+   if ( agent && answer.request && answer.request->answers == 1 ) {
       agent->answer( *answer.request, *answer.response, answer.time );
    }
    output_.answer( answer );
@@ -268,8 +266,8 @@ void Replay::countAnswer( Answer const& answer ) {
    default:
       ++summary_.acctResponses;
    }
-   summary_.withoutRequest += answer.request == nullptr ? 1 : 0;
-   summary_.duplicates += answer.request != nullptr && answer.request->answers > 1 ? 1 : 0;
+   summary_.withoutRequest += !answer.request ? 1 : 0;
+   summary_.duplicates += answer.request && answer.request->answers > 1 ? 1 : 0;
    summary_.attributes += answer.attributes.size();
    for ( Dot1xV2::AaaAttribute const& attribute : answer.attributes ) {
       summary_.values += attribute.attrValue().size();

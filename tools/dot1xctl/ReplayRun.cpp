@@ -103,7 +103,7 @@ public:
       if ( !interrupted() ) {
          dump();
       }
-      if ( !interrupted() && loop_ != nullptr ) {
+      if ( !interrupted() && loop_ ) {
          publish();
          dump();
       }
@@ -123,7 +123,7 @@ private:
    bool nothingRead() {
       return !options_.captures.empty() && replay_.summary().packets == 0 && problems_.count() != 0;
    }
-   bool interrupted() const { return loop_ != nullptr && loop_->interrupted(); }
+   bool interrupted() const { return loop_ && loop_->interrupted(); }
 
    bool configure() {
       if ( !options_.config.empty() ) {
@@ -132,7 +132,7 @@ private:
          tellFaults( options_.config, faults );
          roots_[statusName] = config_;
       }
-      return options_.config.empty() || config_ != nullptr;
+      return options_.config.empty() || config_;
    }
 
    void listen() {

@@ -34,10 +34,10 @@ Json attributeJson( Qel::AttributeRecord const& attribute ) {
                    { "name", attribute.name },
                    { "type", attribute.typeName() },
                    { "kind", stringValue( attribute.kind ) } };
-   if ( attribute.key != nullptr ) {
+   if ( attribute.key ) {
       result["key"] = attribute.key->typeName;
    }
-   if ( attribute.defaultText != nullptr ) {
+   if ( attribute.defaultText ) {
       bool const fixed = attribute.kind == Qel::AttributeKind::constant;
       result[fixed ? "value" : "default"] = attribute.defaultText();
    }
@@ -84,7 +84,7 @@ void expectKnown( std::string const& name ) {
 /// What values of a registered value type are at first; empty for other types.
 std::string defaultOf( std::string const& typeName ) {
    Varek::TypeInspectData const* const type = Varek::ModuleInspectData::findType( typeName );
-   if ( type == nullptr || type->kind != Varek::TypeKind::value ) {
+   if ( !type || type->kind != Varek::TypeKind::value ) {
       return {};
    }
    Varek::Inspect::AtomicFnTable const& table = *Qel::typeRecord( *type ).functions;

@@ -61,9 +61,9 @@ Column const* columnOf( Table const& table, std::string const& filter ) {
       return at != table.columns.end() ? &*at : nullptr;
    };
    Column const* const found = find( filter );
-   return found == nullptr && filter == "mac"     ? find( "supplicants" )
-          : found == nullptr && filter == "state" ? find( "stage" )
-                                                  : found;
+   return !found && filter == "mac"     ? find( "supplicants" )
+          : !found && filter == "state" ? find( "stage" )
+                                        : found;
 }
 
 /// Whether both are the same number of a VLAN, with leading zeros or without.
@@ -90,7 +90,7 @@ std::vector<Column> columnsOf( What what, std::string const& filter ) {
    std::vector<Column> result;
    for ( Table const& table : tablesOf( empty ) ) {
       Column const* const column = columnOf( table, filter );
-      if ( column != nullptr && ( what == What::all || what == names.at( table.name ) ) ) {
+      if ( column && ( what == What::all || what == names.at( table.name ) ) ) {
          result.push_back( *column );
       }
    }
@@ -101,7 +101,7 @@ std::vector<Column> columnsOf( What what, std::string const& filter ) {
 bool filter( Table& table, std::map<std::string, std::string> const& filters ) {
    for ( auto const& [name, value] : filters ) {
       Column const* const column = columnOf( table, name );
-      if ( column == nullptr ) {
+      if ( !column ) {
          return false;
       }
       auto const index = static_cast<std::size_t>( column - table.columns.data() );

@@ -57,13 +57,12 @@ AuthNMethod methodOf( Varek::Ptr<AuthNPhaseStatus> const& phase ) {
 
 Varek::Ptr<Dot1xSuppAttr> allowed( AuthNSupplicantStatus const& supplicant,
                                    AuthZStatus const* authZ ) {
-   return authZ != nullptr ? authZ->getSupplicantAuthZAttrs( supplicant.intfId(), supplicant.mac() )
-                           : nullptr;
+   return authZ ? authZ->getSupplicantAuthZAttrs( supplicant.intfId(), supplicant.mac() ) : nullptr;
 }
 
 /// As the server gave it, or as far as the supplicant's record has it.
 Cell vlanCell( AuthNSupplicantStatus const& supplicant, Dot1xSuppAttr const* attr ) {
-   if ( attr != nullptr && attr->attr().vlanId() ) {
+   if ( attr && attr->attr().vlanId() ) {
       return cell( attr->attr().vlanId() );
    }
    std::string const number = std::to_string( supplicant.vlanId() );
@@ -71,12 +70,12 @@ Cell vlanCell( AuthNSupplicantStatus const& supplicant, Dot1xSuppAttr const* att
 }
 
 Cell filterCell( Dot1xSuppAttr const* attr ) {
-   return attr != nullptr ? cell( attr->attr().filterId() ) : Cell();
+   return attr ? cell( attr->attr().filterId() ) : Cell();
 }
 
 Cell numberCell( AcctAttributes const& attributes, Id::RadiusAttributeIdEnum id ) {
    Varek::Bytes const* const octets = attributes.byteAttribute( id );
-   if ( octets == nullptr || octets->size() != 4 ) {
+   if ( !octets || octets->size() != 4 ) {
       return {};
    }
    std::uint32_t number = 0;
@@ -97,7 +96,7 @@ Cell updateCell( Varek::Duration due ) {
 
 template<class T>
 void take( Varek::Ptr<T>& to, Varek::Ptr<Qel::Entity> const& root ) {
-   if ( auto* const found = dynamic_cast<T*>( root.get() ); found != nullptr && !to ) {
+   if ( auto* const found = dynamic_cast<T*>( root.get() ); found && !to ) {
       to = Varek::Ptr<T>( found );
    }
 }
@@ -112,19 +111,19 @@ struct Record {
 };
 
 void addAuthorization( Record& to, Dot1xSuppAttr const* allowed ) {
-   AuthZAttrs const attrs = allowed != nullptr ? allowed->attr() : AuthZAttrs();
-   auto const inForce = allowed != nullptr ? allowed->operationalAttr() : nullptr;
+   AuthZAttrs const attrs = allowed ? allowed->attr() : AuthZAttrs();
+   auto const inForce = allowed ? allowed->operationalAttr() : nullptr;
    to.add( "filter", "filter", cell( attrs.filterId() ) );
    to.add( "filterRule", "filter rule", cell( attrs.nasFilterRule() ) );
    to.add( "egressVlan", "egress VLANs",
            attrs.egressVlan() ? cell( *attrs.egressVlan() ) : Cell() );
    to.add( "vlanInForce", "VLAN in force", inForce ? cell( inForce->vlanId() ) : Cell() );
    to.add( "authorizedCount", "times authorized",
-           allowed != nullptr ? cell( allowed->authorizedCount() ) : Cell() );
+           allowed ? cell( allowed->authorizedCount() ) : Cell() );
 }
 
 void addBlocked( Record& to, Lumo::EthAddr const& mac, AuthZStatus const* authZ ) {
-   auto const table = authZ != nullptr ? authZ->blockedMacTable() : nullptr;
+   auto const table = authZ ? authZ->blockedMacTable() : nullptr;
    auto const entry = table ? table->blockedMacEntry( mac ) : nullptr;
    Json ports = Json::array();
    std::string text;
@@ -241,7 +240,7 @@ Table sessionsTable( AcctStatus const& status ) {
       auto const attributes = session.attribute();
       auto const* const id = attributes ? attributes->strAttribute( Id::acctSessionId ) : nullptr;
       table.rows.push_back(
-         { cell( session.mac() ), cell( session.intfId() ), id != nullptr ? cell( *id ) : Cell(),
+         { cell( session.mac() ), cell( session.intfId() ), id ? cell( *id ) : Cell(),
            attributes ? startCell( *attributes ) : Cell(),
            updateCell( session.nextAcctUpdateTime() ), cell( session.terminateCause() ),
            attributes ? numberCell( *attributes, Id::acctSessionTime ) : Cell(),

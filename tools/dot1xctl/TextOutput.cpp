@@ -121,7 +121,7 @@ private:
       out_ << "\npacket " << answer.packet << "  " << timeText( answer.time, ' ', 6 ) << "  "
            << codeText( answer.code ) << result << '\n';
       std::string text = about( answer.request );
-      if ( answer.request != nullptr ) {
+      if ( answer.request ) {
          add( text, "request in packet " + std::to_string( answer.request->packet ) );
          add( text, answer.request->answers > 1 ? "answered before" : "" );
       }
@@ -134,7 +134,7 @@ private:
 
    static std::string stationText( Request const& request ) {
       auto const* const id = textOf( request.attributes, Id::callingStationId );
-      if ( id == nullptr ) {
+      if ( !id ) {
          return isOfNas( request ) ? "" : "station unknown (no Calling-Station-Id)";
       }
       return "station " + ( stationOf( *id )
@@ -144,7 +144,7 @@ private:
 
    /// Who a request is about.
    static std::string about( Request const* request ) {
-      if ( request == nullptr ) {
+      if ( !request ) {
          return "station unknown (the capture has no request to this answer)";
       }
       std::string text = stationText( *request );

@@ -7,10 +7,11 @@
 int main() {
    Varek::TypeInspectData const* const type =
       Varek::ModuleInspectData::findType( "Dot1xV2::AuthZPortStatus" );
-   if ( type == nullptr ) {
+   if ( !type ) {
       std::cerr << "there is no such type\n";
       return 1;
    }
-   for ( Qel::AttributeRecord const& attribute : Qel::typeRecord( *type ).attributes )
+   for ( Qel::AttributeRecord const& attribute : Qel::typeRecord( *type ).attributes ) {
       std::cout << attribute.name << ' ';
+   }
 }

@@ -52,7 +52,7 @@ std::optional<uid_t> userOf( std::string const& text ) {
       return number;
    }
    passwd const* const known = ::getpwnam( text.c_str() );
-   return known != nullptr ? std::optional( known->pw_uid ) : std::nullopt;
+   return known ? std::optional( known->pw_uid ) : std::nullopt;
 }
 
 } // namespace
