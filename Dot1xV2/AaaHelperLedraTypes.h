@@ -3,6 +3,8 @@
 #include "Lumo/EthAddr.h"
 #include "Radius/AttrValue.h"
 #include "Radius/Attribute.h"
+#include "forms/AddressForms.h"
+#include "forms/RadiusForms.h"
 #include "framework/Declare.h"
 
 /// Answers of the AAA (RADIUS) server, as they pass between an 802.1X agent and its RADIUS client.

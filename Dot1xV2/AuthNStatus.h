@@ -6,6 +6,7 @@
 #include "Dot1xV2/Dot1xV2.h"
 #include "Lumo/EthAddr.h"
 #include "Lumo/IntfId.h"
+#include "forms/AddressForms.h"
 #include "framework/Declare.h"
 
 /// The authentication status that the agent publishes: one record for each supplicant, with one for

@@ -3,6 +3,7 @@
 #include <optional>
 
 #include "Bridging/VlanId.h"
+#include "forms/AddressForms.h"
 #include "framework/Declare.h"
 
 /// What the AAA server said a supplicant is allowed, as it said it: VLANs by name or number,

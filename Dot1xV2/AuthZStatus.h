@@ -10,6 +10,7 @@
 #include "Dot1xV2/Dot1xV2.h"
 #include "Lumo/EthAddr.h"
 #include "Lumo/IntfId.h"
+#include "forms/AddressForms.h"
 #include "framework/Declare.h"
 
 /// The authorization status that the agent publishes: what each port and each supplicant on it is

@@ -3,6 +3,7 @@
 #include "Bridging/VlanId.h"
 #include "Dot1xV2/Dot1xV2.h"
 #include "Lumo/EthAddr.h"
+#include "forms/AddressForms.h"
 #include "framework/Declare.h"
 
 /// The small records of which configuration is made, and the numbers that are fixed. They belong to

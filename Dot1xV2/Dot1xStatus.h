@@ -4,6 +4,7 @@
 
 #include "Dot1xV2/Dot1xRecords.h"
 #include "Lumo/IntfId.h"
+#include "forms/AddressForms.h"
 
 /// The configuration that the agent works by: seven profiles for each interface, under one root.
 namespace Dot1xV2 {

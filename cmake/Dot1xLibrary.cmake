@@ -79,6 +79,17 @@ function( dot1x_library name )
       FILES_MATCHING PATTERN "*.h" )
 endfunction()
 
+# dot1x_headers( NAME [DEPENDS targets...] )
+# A room of headers alone, dot1x_NAME, included by folder and installed as those of a library.
+function( dot1x_headers name )
+   cmake_parse_arguments( ARG "" "" "DEPENDS" ${ARGN} )
+   add_library( dot1x_${name} INTERFACE )
+   target_link_libraries( dot1x_${name} INTERFACE ${ARG_DEPENDS} )
+   install( DIRECTORY ${CMAKE_CURRENT_SOURCE_DIR}/
+      DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/dot1xv2/${name}
+      FILES_MATCHING PATTERN "*.h" )
+endfunction()
+
 # dot1x_room( NAME SOURCES ... [DEPENDS targets...] [INTERNAL targets...] )
 # A static library, dot1x_NAME, whose headers are included by folder ("NAME/Header.h"): what the tool
 # is made of, and any program may use. What is INTERNAL none of its headers shows.

@@ -11,8 +11,6 @@
 
 #include "Qel/CharRange.h"
 #include "Qel/HashHelper.h"
-#include "Radius/BreviaVendorSpec.h"
-#include "Radius/RadiusAttributeId.h"
 #include "Varek/Inspect.h"
 #include "framework/Same.h"
 #include "framework/Strep.h"
@@ -50,11 +48,10 @@ inline constexpr bool isOptional = false;
 template<class T>
 inline constexpr bool isOptional<std::optional<T>> = true;
 
-/// Read by functions of their own, being plain enumerations.
+/// A plain enumeration that reads its own words, by a function found beside it.
 template<class T>
-concept RadiusEnum =
-   std::same_as<T, RadiusPacketParser::RadiusAttributeId::RadiusAttributeIdEnum> ||
-   std::same_as<T, RadiusPacketParser::BreviaVendorSpec::BreviaVendorSpecEnum>;
+concept WordEnum =
+   std::is_enum_v<T> && requires( std::string_view word, T& value ) { wordRead( word, value ); };
 
 template<class T>
 constexpr bool hasText() {
@@ -74,8 +71,8 @@ constexpr bool isReadable() {
       return isReadable<typename T::value_type>();
    } else {
       return hasText<T>() &&
-             ( std::is_arithmetic_v<T> || RegisteredClass<T> || RegisteredEnum<T> ||
-               RadiusEnum<T> || std::same_as<T, Varek::Bytes> || std::same_as<T, Varek::Duration> ||
+             ( std::is_arithmetic_v<T> || RegisteredClass<T> || RegisteredEnum<T> || WordEnum<T> ||
+               std::same_as<T, Varek::Bytes> || std::same_as<T, Varek::Duration> ||
                std::constructible_from<T, std::string_view> );
    }
 }
@@ -177,12 +174,12 @@ void formRead( CharRange& range, T& value ) {
       Strep::bytesRead( range, value );
    } else if constexpr ( RegisteredClass<T> || RegisteredEnum<T> ) {
       valueRead( range, typeRecord( bindingOf<T>() ), &value );
-   } else if constexpr ( std::same_as<
-                            T, RadiusPacketParser::RadiusAttributeId::RadiusAttributeIdEnum> ) {
-      value = Strep::wordRead( range, RadiusPacketParser::RadiusAttributeId::fromText );
-   } else if constexpr ( std::same_as<
-                            T, RadiusPacketParser::BreviaVendorSpec::BreviaVendorSpecEnum> ) {
-      value = Strep::wordRead( range, RadiusPacketParser::BreviaVendorSpec::fromText );
+   } else if constexpr ( Internal::WordEnum<T> ) {
+      value = Strep::wordRead( range, []( std::string_view word ) {
+         T read{};
+         wordRead( word, read );
+         return read;
+      } );
    } else {
       value = Strep::wordRead( range, []( std::string_view word ) { return T( word ); } );
    }

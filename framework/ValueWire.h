@@ -5,7 +5,6 @@
 #include <cstddef>
 
 #include "framework/Attributes.h"
-#include "framework/RadiusWire.h"
 #include "framework/WireForms.h"
 
 /// The form of value types in the attribute log: their stored fields, in id order.

@@ -31,5 +31,9 @@ struct BreviaVendorSpec {
 /// "Brevia-Acl-Name"; "Brevia-Attribute-200" of a value without a name.
 VAREK_EXPORT Varek::String stringValue( BreviaVendorSpec::BreviaVendorSpecEnum );
 VAREK_EXPORT std::ostream& operator<<( std::ostream&, BreviaVendorSpec::BreviaVendorSpecEnum );
+/// By this generic code, which does not know the enumeration, reads its words. Throws as fromText.
+inline void wordRead( std::string_view word, BreviaVendorSpec::BreviaVendorSpecEnum& value ) {
+   value = BreviaVendorSpec::fromText( word );
+}
 
 } // namespace RadiusPacketParser

@@ -205,5 +205,9 @@ struct RadiusAttributeId {
 /// The dictionary's name, "User-Name"; "Attribute-200" of a number without a name.
 VAREK_EXPORT Varek::String stringValue( RadiusAttributeId::RadiusAttributeIdEnum );
 VAREK_EXPORT std::ostream& operator<<( std::ostream&, RadiusAttributeId::RadiusAttributeIdEnum );
+/// By this generic code, which does not know the enumeration, reads its words. Throws as fromText.
+inline void wordRead( std::string_view word, RadiusAttributeId::RadiusAttributeIdEnum& value ) {
+   value = RadiusAttributeId::fromText( word );
+}
 
 } // namespace RadiusPacketParser

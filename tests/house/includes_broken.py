@@ -17,10 +17,13 @@ CASES = [
     ("capture/Frame.h", '# include "agent/Asked.h"', "is of agent, which capture may not use"),
     ("agent/Asked.cpp", '#include "views/Tree.h"', "is of views, which agent may not use"),
     ("store/Store.h", '#include "loop/Address.h"', "is of loop, which store may not use"),
+    ("framework/Records.h", '#include "Lumo/EthAddr.h"', "which framework may not use"),
+    ("framework/Strep.cpp", '#include "forms/AddressForms.h"', "which framework may not use"),
     ("platform/Qel/Entity.h", '#include "framework/Records.h"', "which platform may not use"),
     ("mirror/Leader.cpp", '  #include "dot1xctl/Fetch.h"', "is of tools, which mirror may not use"),
     ("agent/Asked.h", "#include <nlohmann/json.hpp>", "is no library for agent"),
     ("loop/Loop.h", '#include "Lop.h"', "is in none of the rooms"),
+    ("forms/AddressForms.h", '#include "Radius/Packet.h"', None),
     ("loop/Loop.h", '#include "Qel/Entity.h"', None),
     ("tools/dot1xctl/Fetch.h", '#include "views/Table.h"', None),
 ]

@@ -6,6 +6,8 @@
 #include "Lumo/IntfId.h"
 #include "Radius/Attribute.h"
 #include "Varek/String.h"
+#include "forms/AddressForms.h"
+#include "forms/RadiusForms.h"
 #include "framework/Declare.h"
 #include "framework/WireForms.h"
 #include "support/Tracked.h"

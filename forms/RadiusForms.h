@@ -1,8 +1,11 @@
 #pragma once
 
 #include <bit>
+#include <concepts>
 #include <cstdint>
+#include <span>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <variant>
 
@@ -10,7 +13,9 @@
 #include "Radius/Attribute.h"
 #include "framework/WireForms.h"
 
-/// The forms of RADIUS attributes and their values in the attribute log.
+/// The forms of RADIUS attributes and their values in the attribute log, which the framework does
+/// not know. A header that declares attributes of these types includes this one. An attribute is a
+/// U32 vendor and a U16 type; for values see below.
 namespace Qel {
 
 template<>
