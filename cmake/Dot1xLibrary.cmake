@@ -49,44 +49,52 @@ endif()
 # Calls between functions of one library need no indirection through the dynamic linker.
 set( DOT1X_LIBRARY_OPTIONS -fno-semantic-interposition )
 
-# dot1x_library( NAME SOURCES ... [DEPENDS targets...] )
-# A shared library whose headers are included by folder ("NAME/Header.h") and are installed with it.
+# dot1x_library( NAME AS FILE [DEPENDS targets...] )
+# An installed library, the target dot1x_NAME, for users Dot1xV2::NAME, in the file libFILE. What it
+# is made of the rooms say by dot1x_part. All targets of a project that takes this one in by
+# add_subdirectory share one set of names: hence the prefix.
 function( dot1x_library name )
-   cmake_parse_arguments( ARG "" "" "SOURCES;DEPENDS" ${ARGN} )
-   add_library( ${name} SHARED ${ARG_SOURCES} )
-   add_library( Dot1xV2::${name} ALIAS ${name} )
-   cmake_path( GET CMAKE_CURRENT_SOURCE_DIR PARENT_PATH include_root )
-   target_include_directories( ${name} PUBLIC
-      $<BUILD_INTERFACE:${include_root}>
+   cmake_parse_arguments( ARG "" "AS" "DEPENDS" ${ARGN} )
+   set( target dot1x_${name} )
+   add_library( ${target} SHARED )
+   add_library( Dot1xV2::${name} ALIAS ${target} )
+   target_include_directories( ${target} PUBLIC
+      $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
       $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/dot1xv2> )
-   target_compile_features( ${name} PUBLIC cxx_std_20 )
-   target_compile_options( ${name} PRIVATE ${DOT1X_LIBRARY_OPTIONS} )
-   target_link_libraries( ${name}
+   target_compile_features( ${target} PUBLIC cxx_std_20 )
+   target_compile_options( ${target} PRIVATE ${DOT1X_LIBRARY_OPTIONS} )
+   target_link_libraries( ${target}
       PUBLIC ${ARG_DEPENDS}
       PRIVATE $<BUILD_INTERFACE:dot1x_build_options> $<BUILD_INTERFACE:dot1x_hardening> )
    # Module records stay registered for the life of the process, so the code must stay too.
-   target_link_options( ${name} PRIVATE LINKER:-z,nodelete )
-   set_target_properties( ${name} PROPERTIES
+   target_link_options( ${target} PRIVATE LINKER:-z,nodelete )
+   # Before version 1 every minor version may break its users.
+   if( PROJECT_VERSION_MAJOR EQUAL 0 )
+      set( abi 0.${PROJECT_VERSION_MINOR} )
+   else()
+      set( abi ${PROJECT_VERSION_MAJOR} )
+   endif()
+   set_target_properties( ${target} PROPERTIES
       CXX_EXTENSIONS OFF
       CXX_VISIBILITY_PRESET hidden
       VISIBILITY_INLINES_HIDDEN ON
+      OUTPUT_NAME ${ARG_AS}
+      EXPORT_NAME ${name}
       VERSION ${PROJECT_VERSION}
-      SOVERSION ${PROJECT_VERSION_MAJOR} )
-   set_property( GLOBAL APPEND PROPERTY DOT1X_LIBRARIES ${name} )
+      SOVERSION ${abi} )
+   set_property( GLOBAL APPEND PROPERTY DOT1X_LIBRARIES ${target} )
+endfunction()
+
+# dot1x_part( NAME [SOURCES ...] )
+# The room in the current folder is part of the installed library dot1x_NAME. Its headers are included
+# by folder ("ROOM/Header.h") and installed.
+function( dot1x_part name )
+   cmake_parse_arguments( ARG "" "" "SOURCES" ${ARGN} )
+   list( TRANSFORM ARG_SOURCES PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/ )
+   target_sources( dot1x_${name} PRIVATE ${ARG_SOURCES} )
    cmake_path( GET CMAKE_CURRENT_SOURCE_DIR FILENAME folder )
    install( DIRECTORY ${CMAKE_CURRENT_SOURCE_DIR}/
       DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/dot1xv2/${folder}
-      FILES_MATCHING PATTERN "*.h" )
-endfunction()
-
-# dot1x_headers( NAME [DEPENDS targets...] )
-# A room of headers alone, dot1x_NAME, included by folder and installed as those of a library.
-function( dot1x_headers name )
-   cmake_parse_arguments( ARG "" "" "DEPENDS" ${ARGN} )
-   add_library( dot1x_${name} INTERFACE )
-   target_link_libraries( dot1x_${name} INTERFACE ${ARG_DEPENDS} )
-   install( DIRECTORY ${CMAKE_CURRENT_SOURCE_DIR}/
-      DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/dot1xv2/${name}
       FILES_MATCHING PATTERN "*.h" )
 endfunction()
 

@@ -104,9 +104,15 @@ run( libdir ${PKG_CONFIG} --variable=libdir dot1xv2 )
 file( REAL_PATH ${libdir} libdir )
 separate_arguments( arguments UNIX_COMMAND "${FLAGS} ${cflags}" )
 separate_arguments( libs UNIX_COMMAND "${libs}" )
-run( ignored ${COMPILER} -std=c++20 ${arguments} ${source}/main.cpp ${libs} -Wl,-rpath,${libdir}
-   -o ${WORK_DIR}/plain )
+run( ignored ${COMPILER} -std=c++20 ${arguments} ${source}/main.cpp -Wl,--as-needed ${libs} -lresolv
+   -Wl,-rpath,${libdir} -o ${WORK_DIR}/plain )
 check_program( ${WORK_DIR}/plain )
+# The linker keeps our types, which no symbol asks for, and not what comes after them.
+find_program( READELF readelf REQUIRED )
+run( needed ${READELF} --dynamic ${WORK_DIR}/plain )
+if( NOT needed MATCHES "libDot1xV2[.]so[.]0[.][0-9]+[]]" OR needed MATCHES "libresolv" )
+   message( FATAL_ERROR "${WORK_DIR}/plain needs\n${needed}" )
+endif()
 
 if( TOOL )
    run( ignored ${copy}/bin/${TOOL} --help )
