@@ -1,6 +1,7 @@
 #include "framework/AttrLog.h"
 
 #include <algorithm>
+#include <bit>
 
 #include "framework/Ahead.h"
 #include "framework/AttrLogRecords.h"
@@ -50,6 +51,61 @@ KeyedFlow& FlowOut::keyedIs( unsigned index, std::unique_ptr<KeyedFlow> keyed ) 
 }
 
 } // namespace NboAttrLog
+
+namespace Internal {
+
+namespace {
+
+/// The begin marker says how many elements there are, in as many bytes as that takes.
+bool transactionMarker( EntityQelNboAttrLogSa const& sa, unsigned index, NboAttrLog::FrameKind kind,
+                        std::uint32_t count = 0 ) {
+   auto const bytes = ( static_cast<unsigned>( std::bit_width( count ) ) + 7 ) / 8;
+   if ( !sa.out().outSmReserveMessage( kind, sa.handle(), sa.type().attributes[index].id,
+                                       bytes ) ) {
+      return false;
+   }
+   for ( unsigned i = bytes; i > 0; --i ) {
+      sa.out().put8( static_cast<std::uint8_t>( count >> 8 * ( i - 1 ) ) );
+   }
+   sa.out().outSmCommitMessage();
+   return true;
+}
+
+} // namespace
+
+bool syncBegin( EntityQelNboAttrLogSa const& sa, NboAttrLog::FlowOut& flowOut, unsigned index,
+                std::uint32_t elements ) {
+   VAREK_ASSERT_TEXT( !flowOut.bookmark(), "!rsc->bookmark()" );
+   if ( flowOut.begun( index ) ) {
+      if ( !transactionMarker( sa, index, NboAttrLog::FrameKind::transactionCancel ) ) {
+         return false;
+      }
+      flowOut.begunIs( index, false );
+   }
+   if ( !transactionMarker( sa, index, NboAttrLog::FrameKind::transactionBegin, elements ) ) {
+      return false;
+   }
+   flowOut.begunIs( index, true );
+   return true;
+}
+
+bool syncEnd( EntityQelNboAttrLogSa const& sa, NboAttrLog::FlowOut& flowOut, unsigned index ) {
+   if ( !transactionMarker( sa, index, NboAttrLog::FrameKind::transactionEnd ) ) {
+      return false;
+   }
+   flowOut.resyncIs( NboAttrLog::FlowOut::noResync );
+   flowOut.begunIs( index, false );
+   flowOut.synced( index );
+   return true;
+}
+
+void childRemoved( EntityQelNboAttrLogSa const& sa, Entity* child ) {
+   if ( child && sa.receiver() ) {
+      sa.receiver()->entityRemoved( *child );
+   }
+}
+
+} // namespace Internal
 
 namespace {
 

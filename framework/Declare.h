@@ -32,9 +32,10 @@
 ///        QEL_PLAIN( 259, std::uint32_t, speed, 2000 )
 ///     };
 ///
-/// Field ids are dense: from 258 in entities, from 2 in values. Every NAMEDel returns what it
-/// removed, or the empty value (null for a child) if there was nothing. Every attribute of an entity
-/// that can change has NAMEObserve( f ), and children have NAMEForEach( f ): framework/Observe.h.
+/// Field ids are dense: from 258 in entities, from 2 in values. The id of each attribute is the
+/// constant NAMEField as well. Every NAMEDel returns what it removed, or the empty value (null for a
+/// child) if there was nothing. Every attribute of an entity that can change has NAMEObserve( f ),
+/// and children have NAMEForEach( f ): framework/Observe.h.
 
 /// Opens an entity type: type number SLOT of MODULE.
 #define QEL_ENTITY( T, MODULE, SLOT )                                                              \
@@ -75,6 +76,7 @@ public:                                                                         
    }
 
 #define QEL_INTERNAL_DESCRIBE( ID, KIND, NAME )                                                    \
+   static constexpr ::Varek::FieldId NAME##Field{ ID };                                            \
    static constexpr auto attribute( ::Qel::Id<ID> ) {                                              \
       return ::Qel::Descriptor<QelSelf, ::Qel::AttributeKind::KIND, ID, &QelSelf::NAME##_>{        \
          #NAME };                                                                                  \
@@ -374,6 +376,7 @@ public:
    ::Varek::Ptr<T> qelOwnChild( ::Qel::Id<ID> ) const { return T::qelMake( __VA_ARGS__ ); }
 
 #define QEL_INTERNAL_DESCRIBE_COMPUTED( ID, KIND, NAME, ... )                                      \
+   static constexpr ::Varek::FieldId NAME##Field{ ID };                                            \
    static constexpr auto attribute( ::Qel::Id<ID> ) {                                              \
       return ::Qel::ComputedDescriptor<QelSelf, ::Qel::AttributeKind::KIND, ID, __VA_ARGS__>{      \
          #NAME };                                                                                  \

@@ -13,7 +13,7 @@
 #include "Varek/Failures.h"
 #include "framework/AttrLog.h"
 
-/// What is still to be said of one collection to one stream, for each type of collection.
+/// What is still to be said of one collection to one stream, for each type of key.
 namespace Qel::Internal {
 
 /// The keys whose elements are to be said.
@@ -59,12 +59,23 @@ private:
    HSet<Key> new_; // those that the other end does not hold
 };
 
-/// How far the full sync of a collection has come.
+/// Whether the elements of a \p Map can be walked by position, or by key alone.
 template<class Map>
-struct Bookmark {
-   using Key = typename Map::Key;
-   static constexpr bool byPosition = std::derived_from<Map, HashMap2018Generic>;
+inline constexpr bool walksByPosition = std::derived_from<Map, HashMap2018Generic>;
 
+template<class Map>
+typename Map::Key const& keyInElement( auto const& element ) {
+   if constexpr ( walksByPosition<Map> ) {
+      return typename Map::KeyOf{}( element );
+   } else {
+      return element.first;
+   }
+}
+
+/// How far the full sync of a collection has come. There is one type for all
+/// collections with one type of key.
+template<class Key>
+struct Bookmark {
    /// A key whose element is to be said before the end marker. If it is gone by then, that is said
    /// only where it may have been sent.
    struct Left {
@@ -72,13 +83,16 @@ struct Bookmark {
       bool sent;
    };
 
-   explicit Bookmark( Map const& map ) : walking( byPosition ), version_( map.version() ) {
-      if ( !byPosition ) {
+   template<class Map>
+   explicit Bookmark( Map const& map )
+      : walking( walksByPosition<Map> ), version_( map.version() ) {
+      if ( !walking ) {
          leaveAll( map );
       }
    }
 
    /// The elements may have moved since: then all keys that there are take the place of the walk.
+   template<class Map>
    void settle( Map const& map, DirtyKeys<Key>* dirty ) {
       if ( !walking || version_ == map.version() ) {
          return;
@@ -90,9 +104,10 @@ struct Bookmark {
       leaveAll( map );
    }
    /// What goes from now on is marked when it goes, if it may have been sent.
+   template<class Map>
    void leaveAll( Map const& map ) {
       for ( auto const& element : map ) {
-         left.push_back( { keyOf( element ), false } );
+         left.push_back( { keyInElement<Map>( element ), false } );
       }
       // They are taken from the end.
       std::reverse( left.begin(), left.end() );
@@ -103,15 +118,8 @@ struct Bookmark {
       }
       dirty.clear();
    }
-   void assertVersion( Map const& map ) const {
-      VAREK_ASSERT_TEXT( version_ == map.version(), "version_ == hashMap_->version()" );
-   }
-   static Key const& keyOf( auto const& element ) {
-      if constexpr ( byPosition ) {
-         return typename Map::KeyOf{}( element );
-      } else {
-         return element.first;
-      }
+   void assertVersion( std::uint32_t version ) const {
+      VAREK_ASSERT_TEXT( version_ == version, "version_ == hashMap_->version()" );
    }
 
    bool walking;
@@ -123,11 +131,9 @@ private:
    std::uint32_t version_;
 };
 
-template<class Map>
+template<class Key>
 class KeyedFlowOf final : public NboAttrLog::KeyedFlow {
 public:
-   using Key = typename Map::Key;
-
    bool mayBeHeld( void const* key, bool before ) const override {
       return dirty_.contains( typed( key ) ) ? dirty_.mayBeHeld( typed( key ) ) : before;
    }
@@ -146,7 +152,7 @@ public:
    }
 
    DirtyKeys<Key> dirty_;
-   std::optional<Bookmark<Map>> bookmark_;
+   std::optional<Bookmark<Key>> bookmark_;
 
 private:
    static Key const& typed( void const* key ) { return *static_cast<Key const*>( key ); }

@@ -20,6 +20,12 @@ enum class EntityForm : std::uint8_t { typed, bare };
 
 nlohmann::ordered_json jsonOf( Part const&, EntityForm = EntityForm::typed );
 
+/// An entity of any type with all that is below it: jsonOf( *status ).
+inline nlohmann::ordered_json jsonOf( Qel::Entity const& entity,
+                                      EntityForm form = EntityForm::typed ) {
+   return jsonOf( entityPart( entity ), form );
+}
+
 /// The same as text, without spaces; what is unopened is printed as it is opened.
 void printJson( std::ostream&, Part const& );
 

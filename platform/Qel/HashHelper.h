@@ -1,7 +1,9 @@
 #pragma once
 
 #include <concepts>
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string_view>
 #include <type_traits>
 
@@ -38,6 +40,12 @@ inline std::uint32_t hashSingleAttr( T const& value, std::uint32_t seed ) {
    }
 }
 
+/// True for the types that hash themselves with a seed, as hash( seed ).
+template<class T>
+concept SelfHashing = std::is_class_v<T> && requires( T const& value ) {
+   { value.hash( std::uint32_t{} ) } -> std::same_as<std::uint32_t>;
+};
+
 /// True for the types that hashSingleAttr takes.
 template<class T>
 concept Hashable = std::is_enum_v<T> || std::is_integral_v<T> ||
@@ -46,3 +54,11 @@ concept Hashable = std::is_enum_v<T> || std::is_integral_v<T> ||
                    };
 
 } // namespace Qel
+
+/// Whatever may be a key of a keyed collection may be one of a standard container.
+template<Qel::SelfHashing T>
+struct std::hash<T> {
+   std::size_t operator()( T const& value ) const {
+      return value.hash( Qel::HashHelper::hashSeed32() );
+   }
+};

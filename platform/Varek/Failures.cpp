@@ -1,8 +1,11 @@
 #include "Varek/Failures.h"
 
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <utility>
+
+#include "Varek/Log.h"
 
 namespace Varek {
 
@@ -55,9 +58,28 @@ void throwVectorOutOfRangeException( std::uint64_t index, std::size_t size ) {
 
 void throwVectorEmptyBackException() { throw VectorEmptyBack(); }
 
-void assertionFailed( char const* text ) noexcept {
-   std::fprintf( stderr, "%s\n", text );
+namespace {
+
+void onStandardError( std::string_view line ) noexcept {
+   std::fprintf( stderr, "%.*s\n", static_cast<int>( line.size() ), line.data() );
    std::fflush( stderr );
+}
+
+// Threads may have trees of their own, and each of them something to say.
+std::atomic<LogHook> hook{ onStandardError };
+
+} // namespace
+
+LogHook logHookIs( LogHook given ) noexcept { return hook.exchange( given ); }
+
+void log( std::string_view line ) noexcept {
+   if ( LogHook const told = hook ) {
+      told( line );
+   }
+}
+
+void assertionFailed( char const* text ) noexcept {
+   log( text );
    std::abort();
 }
 

@@ -1,13 +1,16 @@
 // What is said when an assertion fails.
 
 #include <cstdint>
+#include <cstdio>
 #include <set>
 #include <string>
+#include <string_view>
 
 #include <gtest/gtest.h>
 
 #include "Bridging/VlanId.h"
 #include "Varek/Failures.h"
+#include "Varek/Log.h"
 #include "support/LastWords.h"
 
 namespace {
@@ -31,6 +34,19 @@ TEST( AssertionDeathTest, SaysWhereItStandsWhatItIsAndWhatItsValuesAre ) {
 
 TEST( AssertionDeathTest, OneThatIsKnownByItsWordsSaysNoOthers ) {
    EXPECT_DEATH( VAREK_ASSERT_TEXT( 1 > 2, "these words" ), lastWords( "^these words" ) );
+}
+
+TEST( AssertionDeathTest, WhatIsSaidGoesToTheHook ) {
+   EXPECT_DEATH(
+      {
+         Varek::logHookIs( []( std::string_view line ) noexcept {
+            std::fprintf( stderr, "<%.*s>\n", static_cast<int>( line.size() ), line.data() );
+         } );
+         VAREK_ASSERT_TEXT( 1 > 2, "these words" );
+      },
+      lastWords( "^<these words>" ) );
+   EXPECT_DEATH( ( Varek::logHookIs( nullptr ), Varek::assertionFailed( "unheard" ) ),
+                 "^(qemu: [^\n]*\n)?$" );
 }
 
 TEST( Assertion, ThatHoldsLooksAtNoValue ) {

@@ -66,7 +66,7 @@ std::string textOf( Varek::Ptr<Tree> const& tree ) {
    return out.str();
 }
 json jsonOfTree( Varek::Ptr<Tree> const& tree ) {
-   return json::parse( compact( jsonOf( entityPart( *tree ) ) ) ).at( "attributes" );
+   return json::parse( compact( jsonOf( *tree ) ) ).at( "attributes" );
 }
 
 TEST( TreePrinting, OrderIsOfTheKeysNotOfTheHistory ) {
@@ -141,7 +141,7 @@ TEST( TreePrinting, JsonKeepsTypesAndEveryByte ) {
    EXPECT_EQ( out.at( "zones" ), json::object() );
    // A terminal obeys it as it does ESC [.
    tree->levelIs( "\xc2\x9b", 1 );
-   EXPECT_TRUE( contains( compact( jsonOf( entityPart( *tree ) ) ), R"("\u009b")" ) );
+   EXPECT_TRUE( contains( compact( jsonOf( *tree ) ), R"("\u009b")" ) );
 }
 
 TEST( TreePrinting, ChangesAreToldByPathWithOldAndNew ) {

@@ -1,0 +1,190 @@
+#pragma once
+
+#include <cstddef>
+#include <iterator>
+#include <memory>
+#include <new>
+#include <optional>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "Qel/HashGroup.h"
+#include "Qel/HashHelper.h"
+#include "Qel/HashMap2018Type.h"
+#include "Varek/Export.h"
+#include "Varek/Failures.h"
+
+/// What the keyed collections of Qel/HashMap2018.h have in common, whatever they hold: the groups,
+/// positions in them, the version, and marks for deletion.
+namespace Qel {
+
+namespace Internal {
+
+/// Marks of elements, by position; they exist only while a resynchronisation runs.
+class VAREK_EXPORT DeletionMarks {
+public:
+   explicit DeletionMarks( std::uint32_t positions ) : marked_( positions ) {}
+   bool at( std::uint32_t position ) const {
+      return position < marked_.size() && marked_[position];
+   }
+   void set( std::uint32_t position, bool marked ) {
+      if ( position < marked_.size() ) {
+         marked_[position] = marked;
+      }
+   }
+   /// For a map without elements: one resynchronisation of most is that, and allocates nothing.
+   static DeletionMarks none;
+
+private:
+   std::vector<bool> marked_;
+};
+struct DeletionMarksEnd {
+   void operator()( DeletionMarks* marks ) const {
+      if ( marks != &DeletionMarks::none ) {
+         delete marks;
+      }
+   }
+};
+
+/// What precedes the groups in the one allocation behind a map; the elements follow them.
+struct alignas( 16 ) MapHead {
+   std::unique_ptr<DeletionMarks, DeletionMarksEnd> marks;
+   std::uint32_t version = 0;
+   std::uint32_t capacity = 0;
+};
+static_assert( sizeof( MapHead ) == 16 );
+
+/// Asks for memory that is going to be read soon.
+inline void prefetch( void const* from, std::size_t size ) {
+   constexpr std::size_t line = 64;
+   constexpr std::size_t most = 8 * line; // more would drive out what is in use
+   auto const* const at = static_cast<std::uint8_t const*>( from );
+   for ( std::size_t i = 0; i < size && i < most; i += line ) {
+      __builtin_prefetch( at + i );
+   }
+}
+
+} // namespace Internal
+
+/// What all maps have in common, whatever they hold.
+class VAREK_EXPORT HashMap2018Generic {
+public:
+   static constexpr std::uint32_t none = 0xFFFFFFFFU;
+
+   std::uint32_t size() const { return size_; }
+   bool empty() const { return size_ == 0; }
+   /// Names the present layout: as long as it is the same, no element has moved. 0 while nothing is
+   /// allocated, unique in the process otherwise.
+   std::uint32_t version() const { return groups_ ? head().version : 0; }
+
+   /// Number of positions, taken or not.
+   std::uint32_t positions() const { return groups_ ? slotCount() : 0; }
+   bool taken( std::uint32_t position ) const {
+      return group( position ).tags[position % Group::slots] != 0;
+   }
+   /// The first position from \p from on that is taken, or none.
+   std::uint32_t nextTaken( std::uint32_t from ) const {
+      std::uint32_t const end = positions();
+      while ( from < end ) {
+         std::uint32_t const slot = from % Group::slots;
+         if ( std::uint32_t const bits = group( from ).used() >> slot ) {
+            return from + static_cast<std::uint32_t>( std::countr_zero( bits ) );
+         }
+         from += Group::slots - slot;
+      }
+      return none;
+   }
+
+   /// The element with the key at \p key, or null.
+   void* lookupNodeG( HashMap2018Type const& type, void const* key ) {
+      return type.lookupNodeG( *this, key );
+   }
+   /// Inserts one that takes over the contents of \p element. Its key must not be in the map.
+   void* newMemberG( HashMap2018Type const& type, void* element ) {
+      return type.newMemberG( *this, element );
+   }
+   /// Removes the element with that key, and constructs it at \p removed if that is not null.
+   /// Whether there was one.
+   bool deleteMemberG( HashMap2018Type const& type, void const* key, void* removed = nullptr ) {
+      return type.deleteMemberG( *this, key, removed );
+   }
+   void memberDelAll( HashMap2018Type const& type ) { type.memberDelAll( *this ); }
+   void qelMarkedForDeletionGIs( HashMap2018Type const& type, void const* key, bool marked ) {
+      type.qelMarkedForDeletionGIs( *this, key, marked );
+   }
+
+   /// Marks every element for deletion. Elements that are inserted later are not marked.
+   void qelMarkAllForDeletion();
+   /// Forgets all marks.
+   void qelDeletionMarksClear();
+   /// Whether a resynchronisation is under way: from qelMarkAllForDeletion on until the marks are
+   /// forgotten, whatever happens to the elements.
+   bool qelHasDeletionMarks() const { return groups_ ? bool( head().marks ) : mask_ == marking; }
+   bool isMarkedForDeletion( std::uint32_t position ) const {
+      return position != none && groups_ && head().marks && head().marks->at( position );
+   }
+
+protected:
+   using Group = Internal::HashGroup;
+   using Head = Internal::MapHead;
+
+   HashMap2018Generic() = default;
+   HashMap2018Generic( HashMap2018Generic&& other ) noexcept
+      : groups_( std::exchange( other.groups_, nullptr ) ),
+        size_( std::exchange( other.size_, 0 ) ), mask_( std::exchange( other.mask_, 0 ) ) {}
+   ~HashMap2018Generic() = default;
+
+   // Capacities: the slots of a single group, or perGroup times a power of two of groups.
+   static constexpr std::uint32_t perGroup = 13;
+   static constexpr std::uint32_t groupCount( std::uint32_t capacity ) {
+      return capacity <= Group::slots ? 1 : capacity / perGroup;
+   }
+   static constexpr std::uint32_t slotCount( std::uint32_t capacity ) {
+      return capacity <= Group::slots ? capacity : groupCount( capacity ) * Group::slots;
+   }
+   std::uint32_t slotCount() const { return slotCount( head().capacity ); }
+
+   Head& head() const { return *( reinterpret_cast<Head*>( groups_ ) - 1 ); }
+   Group& group( std::uint32_t position ) const { return groups_[position / Group::slots]; }
+   /// An empty slot for an element with \p hash, now tagged; its position. There is room.
+   std::uint32_t claim( std::uint32_t hash ) {
+      std::uint32_t at = hash & mask_;
+      for ( std::uint32_t step = 1;; at = ( at + step++ ) & mask_ ) {
+         Group& here = groups_[at];
+         // A single group may have fewer slots than tags: the lower slots are taken first.
+         if ( std::uint32_t const empty = here.match( 0 ) ) [[likely]] {
+            auto const slot = static_cast<std::uint32_t>( std::countr_zero( empty ) );
+            here.tags[slot] = Internal::hashTag( hash );
+            return at * Group::slots + slot;
+         }
+         here.overflowInc();
+      }
+   }
+   /// Gives up the slot at \p position, which an element with \p hash had.
+   void disclaim( std::uint32_t hash, std::uint32_t position ) {
+      std::uint32_t const home = position / Group::slots;
+      std::uint32_t at = hash & mask_;
+      for ( std::uint32_t step = 1; at != home; at = ( at + step++ ) & mask_ ) [[unlikely]] {
+         groups_[at].overflowDec();
+      }
+      groups_[home].tags[position % Group::slots] = 0;
+      if ( head().marks ) [[unlikely]] {
+         head().marks->set( position, false );
+      }
+   }
+
+   static std::uint32_t nextCapacity( std::uint32_t capacity );
+   /// Groups of an empty map of \p capacity, with room for its elements behind them.
+   static Group* newGroups( std::uint32_t capacity, std::size_t elementSize );
+   static void releaseGroups( Group* groups, std::size_t elementSize ) noexcept;
+
+   /// The mask of a map without groups while a resynchronisation is under way.
+   static constexpr std::uint32_t marking = ~std::uint32_t{ 0 };
+
+   Group* groups_ = nullptr;
+   std::uint32_t size_ = 0;
+   std::uint32_t mask_ = 0; // number of groups less one; see marking
+};
+
+} // namespace Qel
