@@ -125,9 +125,8 @@ void Accounting::request( Request const& request, std::optional<std::uint32_t> i
    if ( type == on || type == off ) {
       nasSessionsEnd( request.attributes );
    } else if ( type == start || type == interim || type == stop ) {
-      auto const* const id = textOf( request.attributes, Id::callingStationId );
-      if ( auto const mac = id ? stationOf( *id ) : std::nullopt ) {
-         sessionIs( *mac, request, *type, interval );
+      if ( request.station ) {
+         sessionIs( *request.station, request, *type, interval );
       }
    }
 }
@@ -170,7 +169,7 @@ void Accounting::sessionIs( Lumo::EthAddr const& mac, Request const& request,
 
 namespace {
 
-/// Of each attribute the first value, by map; then makes the maps hold that and nothing else.
+/// What the maps of an AcctAttributes are to hold: of each attribute the first value.
 struct Wanted {
    std::map<Id::RadiusAttributeIdEnum, Varek::String> text;
    std::map<Id::RadiusAttributeIdEnum, Varek::Bytes> octets;
@@ -194,31 +193,63 @@ void mapIs( Held const& held, Map const& wanted, Is is, Del del ) {
    }
 }
 
-} // namespace
-
-void Accounting::attributesIs( AcctAttributes& to, Attributes const& attributes,
-                               std::optional<Varek::Bytes> const& began ) const {
+/// \p vendor is the number of the vendor whose attributes are Brevia's.
+Wanted wantedOf( Attributes const& attributes, std::uint32_t vendor ) {
    Wanted wanted;
-   if ( began ) {
-      wanted.octets.emplace( Id::eventTimestamp, *began );
-   }
+   auto const put = []( auto& texts, auto& octets, auto key, auto const& attribute,
+                        auto const& value ) {
+      if ( auto const* const text = std::get_if<Varek::String>( &value.variant() ) ) {
+         texts.emplace( key, *text );
+      } else {
+         octets.emplace( key, std::visit( OctetsOf{ attribute }, value.variant() ) );
+      }
+   };
    for ( auto const& [attribute, value] : attributes ) {
       if ( attribute.type() > 0xff ) {
          continue; // an extended attribute, for which the maps have no key
       }
       auto const number = static_cast<std::uint8_t>( attribute.type() );
-      auto const* const text = std::get_if<Varek::String>( &value.variant() );
       if ( attribute.vendor() == 0 && !ofThePacket( number ) ) {
-         auto const key = static_cast<Id::RadiusAttributeIdEnum>( number );
-         text ? (void)wanted.text.emplace( key, *text )
-              : (void)wanted.octets.emplace( key,
-                                             std::visit( OctetsOf{ attribute }, value.variant() ) );
-      } else if ( attribute.vendor() == vendor_ ) {
-         auto const key = static_cast<Vsa::BreviaVendorSpecEnum>( number );
-         text ? (void)wanted.vsaText.emplace( key, *text )
-              : (void)wanted.vsaOctets.emplace(
-                   key, std::visit( OctetsOf{ attribute }, value.variant() ) );
+         put( wanted.text, wanted.octets, static_cast<Id::RadiusAttributeIdEnum>( number ),
+              attribute, value );
+      } else if ( attribute.vendor() == vendor ) {
+         put( wanted.vsaText, wanted.vsaOctets, static_cast<Vsa::BreviaVendorSpecEnum>( number ),
+              attribute, value );
       }
+   }
+   return wanted;
+}
+
+template<class Map>
+typename Map::mapped_type const* found( Map const& map, typename Map::key_type key ) {
+   auto const at = map.find( key );
+   return at != map.end() ? &at->second : nullptr;
+}
+
+/// The same NAS has the same NAS-Identifier, or where neither has one the same address.
+bool ofNas( AcctAttributes const& session, Wanted const& nas ) {
+   auto const* const name = found( nas.text, Id::nasIdentifier );
+   auto const* const itsName = session.strAttribute( Id::nasIdentifier );
+   if ( name || itsName ) {
+      return name && itsName && *name == *itsName;
+   }
+   for ( auto const key : { Id::nasIpAddress, Id::nasIpv6Address } ) {
+      auto const* const address = found( nas.octets, key );
+      auto const* const itsAddress = session.byteAttribute( key );
+      if ( address && itsAddress && *address == *itsAddress ) {
+         return true;
+      }
+   }
+   return false;
+}
+
+} // namespace
+
+void Accounting::attributesIs( AcctAttributes& to, Attributes const& attributes,
+                               std::optional<Varek::Bytes> const& began ) const {
+   Wanted wanted = wantedOf( attributes, vendor_ );
+   if ( began ) {
+      wanted.octets.emplace( Id::eventTimestamp, *began );
    }
    mapIs(
       to.strAttribute(), wanted.text,
@@ -238,29 +269,13 @@ void Accounting::attributesIs( AcctAttributes& to, Attributes const& attributes,
       [&]( auto key ) { to.vsaByteAttributeDel( key ); } );
 }
 
-/// The same NAS has the same NAS-Identifier, or where neither has one the same NAS-IP-Address.
 void Accounting::nasSessionsEnd( Attributes const& attributes ) {
-   auto const nas = acctAttributesFactory();
-   attributesIs( *nas, attributes, std::nullopt );
-   auto const same = [&]( AcctAttributes const& its ) {
-      auto const* const name = nas->strAttribute( Id::nasIdentifier );
-      auto const* const itsName = its.strAttribute( Id::nasIdentifier );
-      if ( name || itsName ) {
-         return name && itsName && *name == *itsName;
-      }
-      for ( auto const key : { Id::nasIpAddress, Id::nasIpv6Address } ) {
-         auto const* const address = nas->byteAttribute( key );
-         auto const* const itsAddress = its.byteAttribute( key );
-         if ( address && itsAddress && *address == *itsAddress ) {
-            return true;
-         }
-      }
-      return false;
-   };
-   for ( auto const& one : status_.acctSessionState() ) {
-      if ( !ended( *one.child ) && same( *one.child->attribute() ) ) {
-         one.child->nextAcctUpdateTimeIs( never );
-         one.child->terminateCauseIs( AcctTermCause::adminReset );
+   Wanted const nas = wantedOf( attributes, vendor_ );
+   for ( auto const& element : status_.acctSessionState() ) {
+      auto const& session = element.child;
+      if ( !ended( *session ) && ofNas( *session->attribute(), nas ) ) {
+         session->nextAcctUpdateTimeIs( never );
+         session->terminateCauseIs( AcctTermCause::adminReset );
       }
    }
 }

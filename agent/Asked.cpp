@@ -40,8 +40,7 @@ Lumo::IntfId portOf( Attributes const& attributes ) {
 
 std::optional<Asked> askedBy( Request const& request ) {
    constexpr std::uint32_t callCheck = 10;
-   auto const* const id = textOf( request.attributes, Id::callingStationId );
-   auto const mac = id ? stationOf( *id ) : std::nullopt;
+   auto const& mac = request.station;
    if ( request.code != accessRequest || !mac ) {
       return std::nullopt;
    }

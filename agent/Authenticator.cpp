@@ -1,5 +1,7 @@
 #include "agent/Authenticator.h"
 
+#include <utility>
+
 #include "agent/Derivation.h"
 
 namespace Agent {
@@ -15,20 +17,20 @@ Authenticator::Authenticator( AuthenticatorSettings const& settings )
 
 void Authenticator::request( Request const& request ) {
    if ( request.code == accountingRequest ) {
-      accounting_.request( request, interimInterval( request.attributes ) );
+      accounting_.request( request,
+                           request.station ? interimInterval( *request.station ) : std::nullopt );
    } else if ( auto const asked = askedBy( request ) ) {
-      latest_[asked->mac] = request.packet;
+      latest_.insert_or_assign( asked->mac, Open{ request.packet, *asked } );
       authentication_.asked( *asked, authorization_.authorized( asked->mac ) );
       authorization_.portIs( asked->port );
    }
 }
 
 void Authenticator::answer( Request const& request, AaaResponse const& response, Time time ) {
-   auto const asked = askedBy( request );
-   if ( !request.whole || !asked || !isLatest( *asked, request ) ) {
+   auto const asked = takeOpen( request );
+   if ( !asked ) {
       return;
    }
-   latest_.erase( asked->mac );
    // A request without a port is for the one on which the supplicant is known to be.
    auto const supplicant = authentication_.supplicant( asked->mac );
    Lumo::IntfId const port = supplicant->intfId();
@@ -50,9 +52,7 @@ void Authenticator::answer( Request const& request, AaaResponse const& response,
 }
 
 void Authenticator::unanswered( Request const& request ) {
-   auto const asked = askedBy( request );
-   if ( request.whole && asked && isLatest( *asked, request ) ) {
-      latest_.erase( asked->mac );
+   if ( auto const asked = takeOpen( request ) ) {
       authentication_.timedOut( *asked );
    }
 }
@@ -69,16 +69,20 @@ void Authenticator::eapol( Eapol const& frame ) {
    }
 }
 
-bool Authenticator::isLatest( Asked const& asked, Request const& request ) const {
-   auto const at = latest_.find( asked.mac );
-   return at != latest_.end() && at->second == request.packet;
+/// What the request asked, which is then open no more; nothing if it was not the latest.
+std::optional<Asked> Authenticator::takeOpen( Request const& request ) {
+   auto const at = request.whole && request.code == accessRequest && request.station
+                      ? latest_.find( *request.station )
+                      : latest_.end();
+   if ( at == latest_.end() || at->second.packet != request.packet ) {
+      return std::nullopt;
+   }
+   return std::move( latest_.extract( at ).mapped().asked );
 }
 
 /// As the answer that accepted the supplicant has it (RFC 2869 5.16).
-std::optional<std::uint32_t> Authenticator::interimInterval( Attributes const& attributes ) const {
-   auto const* const id = textOf( attributes, RadiusId::callingStationId );
-   auto const mac = id ? stationOf( *id ) : std::nullopt;
-   auto const supplicant = mac ? authNStatus_->supplicant( *mac ) : nullptr;
+std::optional<std::uint32_t> Authenticator::interimInterval( Lumo::EthAddr const& mac ) const {
+   auto const supplicant = authNStatus_->supplicant( mac );
    auto const phase =
       supplicant ? supplicant->phaseStatus( AuthNZPhaseType( AuthNZPhaseEnum::authNZPhase1 ) )
                  : nullptr;

@@ -46,8 +46,13 @@ public:
    Varek::Ptr<Dot1xV2::AcctStatus> const& acctStatus() const { return acctStatus_; }
 
 private:
-   std::optional<std::uint32_t> interimInterval( Capture::Attributes const& ) const;
-   bool isLatest( Asked const&, Capture::Request const& ) const;
+   struct Open {
+      std::uint64_t packet; ///< Of the request.
+      Asked asked;
+   };
+
+   std::optional<std::uint32_t> interimInterval( Lumo::EthAddr const& ) const;
+   std::optional<Asked> takeOpen( Capture::Request const& );
 
    Varek::Ptr<Dot1xV2::AuthNStatus> const authNStatus_;
    Varek::Ptr<Dot1xV2::AuthZStatus> const authZStatus_;
@@ -55,7 +60,7 @@ private:
    Authentication authentication_;
    Authorization authorization_;
    Accounting accounting_;
-   std::map<Lumo::EthAddr, std::uint64_t> latest_; ///< Packets of requests that are open.
+   std::map<Lumo::EthAddr, Open> latest_; ///< The open request of each supplicant.
 };
 
 } // namespace Agent

@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "Radius/Packet.h"
-#include "Radius/RadiusAttributeId.h"
 
 namespace Capture {
 
@@ -38,16 +37,6 @@ bool isAnswer( std::uint8_t code ) {
 std::string codeText( std::uint8_t code ) {
    std::string const name( RadiusPktParserBase::codeName( code ) );
    return name.empty() ? "code " + std::to_string( code ) : name;
-}
-
-Lumo::EthAddr station( Request const* request ) {
-   if ( request ) {
-      if ( auto const* id = textOf( request->attributes,
-                                    RadiusPacketParser::RadiusAttributeId::callingStationId ) ) {
-         return stationOf( *id ).value_or( Lumo::EthAddr() );
-      }
-   }
-   return {};
 }
 
 bool Exchange::request( Flow const& flow, Request request ) {

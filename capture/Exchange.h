@@ -3,6 +3,7 @@
 #include <compare>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -47,12 +48,14 @@ struct Flow {
    friend std::strong_ordering operator<=>( Flow const&, Flow const& ) = default;
 };
 
+/// A request as it was read, once: whoever asks whom it is for finds that here.
 struct Request {
    std::uint64_t packet = 0; ///< Where it was first sent.
    Time time;
    std::uint8_t code = 0;
    std::vector<std::uint8_t> octets; ///< The packet as captured, header included.
    Attributes attributes;
+   std::optional<Lumo::EthAddr> station; ///< stationOf( attributes )
    bool whole = true; ///< False if it was cut or malformed: then attributes are missing.
    std::uint32_t timesSent = 1;
    std::uint32_t answers = 0; ///< Whole ones.
@@ -61,8 +64,6 @@ struct Request {
 
 /// "Access-Accept"; "code 77" for a code without a name.
 std::string codeText( std::uint8_t code );
-/// The MAC address in the request's Calling-Station-Id; all zero if there is none.
-Lumo::EthAddr station( Request const* );
 
 class Exchange {
 public:

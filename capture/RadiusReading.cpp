@@ -5,6 +5,7 @@
 #include <variant>
 #include <vector>
 
+#include "Radius/RadiusAttributeId.h"
 #include "Varek/Failures.h"
 #include "Varek/Text.h"
 
@@ -98,6 +99,12 @@ std::optional<Lumo::EthAddr> stationOf( Varek::String const& text ) {
    } catch ( Varek::TextError const& ) {
       return std::nullopt;
    }
+}
+
+std::optional<Lumo::EthAddr> stationOf( Attributes const& attributes ) {
+   auto const* const text =
+      textOf( attributes, RadiusPacketParser::RadiusAttributeId::callingStationId );
+   return text ? stationOf( *text ) : std::nullopt;
 }
 
 } // namespace Capture

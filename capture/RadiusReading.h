@@ -35,5 +35,7 @@ bool isStation( Lumo::EthAddr const& );
 /// A station's address from the text of a Calling-Station-Id, in any notation; nothing if the text
 /// is not the MAC address of a station.
 std::optional<Lumo::EthAddr> stationOf( Varek::String const& );
+/// Likewise, from the Calling-Station-Id among the attributes of a request.
+std::optional<Lumo::EthAddr> stationOf( Attributes const& );
 
 } // namespace Capture

@@ -43,6 +43,7 @@ struct Fed : Authenticator {
       for ( auto const& [type, value] : values ) {
          request.attributes.emplace_back( Attribute( 0, type ), value );
       }
+      request.station = stationOf( request.attributes );
       Authenticator::request( request );
       return request;
    }
@@ -497,6 +498,7 @@ TEST( Accounting, AttributesGoIntoTheMapOfTheirForm ) {
    add( 0, 241 * 256 + 1, Varek::Bytes( "extended" ) );
    add( 32473, 5, Varek::Bytes( "profile" ) );
    add( 311, 5, Varek::Bytes( "another's" ) );
+   request.station = stationOf( request.attributes );
    agent.request( request );
    AcctAttributes const& held = *agent.session().attribute();
    EXPECT_EQ( held.strAttribute().size(), 3u );

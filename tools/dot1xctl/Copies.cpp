@@ -56,6 +56,7 @@ Request lean( Request const& request ) {
    result.time = request.time;
    result.code = request.code;
    result.attributes = request.attributes;
+   result.station = request.station;
    result.whole = request.whole;
    return result;
 }
@@ -74,6 +75,10 @@ bool isOfSession( Request const& request ) {
           textOf( request.attributes, Id::acctSessionId ) != nullptr;
 }
 
+Lumo::EthAddr stationOrNone( Request const& request ) {
+   return request.station.value_or( Lumo::EthAddr() );
+}
+
 Lumo::EthAddr supplicantOf( Eapol const& frame ) {
    return isStation( frame.supplicant() ) ? frame.supplicant() : Lumo::EthAddr();
 }
@@ -81,7 +86,7 @@ Lumo::EthAddr supplicantOf( Eapol const& frame ) {
 } // namespace
 
 void Copies::request( Request const& request ) {
-   Lumo::EthAddr const mac = station( &request );
+   Lumo::EthAddr const mac = stationOrNone( request );
    if ( askedBy( request ) ) {
       known( mac, Seen::supplicant );
    } else if ( isOfSession( request ) ) {
@@ -95,11 +100,11 @@ void Copies::request( Request const& request ) {
 
 void Copies::answer( Request const& request, AaaResponse const& response, Time time ) {
    events_.push_back(
-      { station( &request ), Answers{ lean( request ), copyOf( response ), time } } );
+      { stationOrNone( request ), Answers{ lean( request ), copyOf( response ), time } } );
 }
 
 void Copies::unanswered( Request const& request ) {
-   events_.push_back( { station( &request ), Unanswered{ lean( request ) } } );
+   events_.push_back( { stationOrNone( request ), Unanswered{ lean( request ) } } );
 }
 
 void Copies::eapol( Eapol const& frame ) {
@@ -178,6 +183,9 @@ struct Copies::Copy {
    void change( Request& request, Lumo::EthAddr const& of, Lumo::EthAddr const& address ) const {
       Lumo::IntfId const port = portOf( request.attributes );
       bool const elsewhere = number != 0 && port != Lumo::IntfId();
+      if ( request.station ) {
+         request.station = address;
+      }
       for ( auto& [attribute, value] : request.attributes ) {
          auto* const text = std::get_if<Varek::String>( &value );
          if ( attribute.vendor() != 0 ) {

@@ -99,8 +99,7 @@ Json requestJson( Request const& request ) {
 }
 
 Json stationJson( Request const* request ) {
-   Lumo::EthAddr const address = station( request );
-   return address == Lumo::EthAddr() ? Json() : Json( stringValue( address ) );
+   return request && request->station ? Json( stringValue( *request->station ) ) : Json();
 }
 
 void addOffset( Json& record, Problem const& problem ) {

@@ -191,6 +191,7 @@ void Replay::request( Packet const& packet, Datagram const& datagram, RadiusRead
    request.code = reading.code;
    request.octets.assign( datagram.payload.begin(), datagram.payload.end() );
    request.attributes = std::move( reading.attributes );
+   request.station = stationOf( request.attributes );
    request.whole = !reading.fault;
    Flow const flow{ datagram.source, datagram.destination, reading.identifier };
    bool const isNew = exchange_.request( flow, std::move( request ) );
@@ -229,8 +230,7 @@ void Replay::answer( Packet const& packet, Datagram const& datagram,
    }
 }
 
-/// Makes the response entity of an answer under observation, as whoever applies it would see it,
-/// and reads its attributes back.
+/// Makes the response entity of an answer under observation, as whoever applies it would see it.
 void Replay::makeResponse( Answer& answer ) {
    auto const made = status_->answerIs( ++made_ );
    made->captureIs( file_ );
@@ -243,12 +243,11 @@ void Replay::makeResponse( Answer& answer ) {
    answer.response = made->aaaResponseIs( responseType( answer.code ) );
    Varek::Subscription const subscription = answer.response->publisher().subscribe(
       [&answer]( Varek::Change const& ) { ++answer.notifications; } );
-   answer.response->callingStationIdIs( station( answer.request ) );
+   if ( answer.request && answer.request->station ) {
+      answer.response->callingStationIdIs( *answer.request->station );
+   }
    for ( Dot1xV2::AaaAttribute const& attribute : answer.attributes ) {
       answer.response->aaaAttributeIs( attribute );
-   }
-   for ( Dot1xV2::AaaAttribute& attribute : answer.attributes ) {
-      attribute = *answer.response->aaaAttribute( attribute.attribute() );
    }
 }
 

@@ -137,8 +137,8 @@ private:
       if ( !id ) {
          return isOfNas( request ) ? "" : "station unknown (no Calling-Station-Id)";
       }
-      return "station " + ( stationOf( *id )
-                               ? stringValue( station( &request ) )
+      return "station " + ( request.station
+                               ? stringValue( *request.station )
                                : "unknown (Calling-Station-Id is " + quoted( *id ) + ")" );
    }
 
