@@ -110,7 +110,7 @@ TEST( Whole, TrackedMemoryCountsEveryType ) {
 
 TEST( Whole, FieldIdsHaveNames ) {
    static_assert( TestModule::Sensor::labelField == Varek::FieldId( 260 ) );
-   auto const sensor = TestModule::Sensor::SensorIs( 1 );
+   auto const sensor = TestModule::Sensor::SensorIs( 1u );
    Varek::FieldId told;
    auto const watching = sensor->subscribe( [&]( auto& change ) { told = change.id(); } );
    sensor->labelIs( "x" );
