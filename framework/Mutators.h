@@ -335,13 +335,13 @@ auto childrenIs( Entity& owner, Varek::FieldId id, Map& map, typename Map::Key c
    }
    requireWritable<by>( owner );
    typename Map::Key const ownKey( key );
-   Ptr<Child> const made = Child::qelMake( ownKey );
+   Ptr<Child> made = Child::qelMake( ownKey );
    map.newMemberG( ownKey, made );
    made->qelParentIs( &owner );
    Ptr<Entity> const keepAlive( &owner );
    publish( owner, id, ownKey, nullptr );
    if ( made->parent() != &owner ) [[unlikely]] {
-      if ( Ptr<Child> const held = childrenGet( map, ownKey ) ) {
+      if ( Ptr<Child> held = childrenGet( map, ownKey ) ) {
          return held;
       }
    }
@@ -358,7 +358,7 @@ auto childrenDel( Entity& owner, Varek::FieldId id, Map& map, typename Map::Key 
    if ( !removed ) {
       return Ptr<Child>();
    }
-   Ptr<Child> const child = std::move( removed->child );
+   Ptr<Child> child = std::move( removed->child );
    child->qelParentIs( nullptr );
    publish( owner, id, removed->key, &child );
    return child;

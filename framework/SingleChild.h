@@ -73,7 +73,7 @@ Ptr<T> childDel( Entity& owner, Varek::FieldId id, SingleChild<T>& held ) {
       return {};
    }
    requireWritable<by>( owner );
-   Ptr<T> const old = std::move( held.child );
+   Ptr<T> old = std::move( held.child );
    old->qelParentIs( nullptr );
    publish( owner, id, &old );
    return old;

@@ -56,7 +56,7 @@ public:
       return at == end() ? nullptr : memberDelG( at );
    }
    Varek::Ptr<Node> memberDelG( const_iterator at ) {
-      Varek::Ptr<Node> const removed = at->second;
+      Varek::Ptr<Node> removed = at->second;
       qelMarkedForDeletionGIs( at->first, false );
       tree_.erase( at );
       ++version_;

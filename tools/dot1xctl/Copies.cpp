@@ -62,7 +62,7 @@ Request lean( Request const& request ) {
 }
 
 Varek::Ptr<AaaResponse> copyOf( AaaResponse const& response ) {
-   auto const result = aaaResponseFactory( response.type() );
+   auto result = aaaResponseFactory( response.type() );
    Qel::assignEntity( *result, response );
    return result;
 }
@@ -222,7 +222,7 @@ struct Copies::Copy {
 
    Varek::Ptr<AaaResponse> changed( AaaResponse const& response, Lumo::EthAddr const& of,
                                     Lumo::EthAddr const& address ) const {
-      auto const result = copyOf( response );
+      auto result = copyOf( response );
       if ( response.callingStationId() == of ) {
          result->callingStationIdIs( address );
       }

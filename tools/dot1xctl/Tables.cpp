@@ -40,7 +40,7 @@ Varek::Ptr<AuthNPhaseStatus> phaseOf( AuthNSupplicantStatus const& supplicant ) 
       }
    }
    for ( AuthNZPhaseType const& one : phases ) {
-      if ( auto const status = supplicant.phaseStatus( one ) ) {
+      if ( auto status = supplicant.phaseStatus( one ) ) {
          return status;
       }
    }

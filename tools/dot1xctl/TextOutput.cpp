@@ -15,7 +15,6 @@ using namespace Agent;
 using namespace Capture;
 using namespace Views;
 
-using Varek::counted;
 using Varek::escaped;
 using Varek::quoted;
 
