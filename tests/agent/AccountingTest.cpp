@@ -132,11 +132,22 @@ TEST( Accounting, TheNasGoingOffEndsItsSessionsAlone ) {
       other[RadiusId::nasIdentifier] = Varek::String( "switch-2" );
       agent.account( start, "a", sameAddress );
       agent.account( start, "b", other );
+      Values done = sameAddress;
+      done[RadiusId::callingStationId] = Varek::String( "00005e005303" );
+      done[RadiusId::acctTerminateCause] = 1u;
+      agent.account( stop, "c", done );
+      Values unnamed = sameAddress;
+      unnamed[RadiusId::acctStatusType] = type;
+      agent.sent( accountingRequest, unnamed );
+      EXPECT_EQ( agent.session().terminateCause(), AcctTermCause::causeNotSet )
+         << "the address alone is not enough where a name was said";
       agent.account( type, "nas", sameAddress );
       EXPECT_EQ( agent.session().terminateCause(), AcctTermCause::adminReset );
       auto const its = agent.acctStatus()->acctSessionState( Lumo::EthAddr( "00005e005302" ) );
       EXPECT_EQ( its->terminateCause(), AcctTermCause::causeNotSet );
-      EXPECT_EQ( agent.acctStatus()->acctSessionState().size(), 2u );
+      auto const over = agent.acctStatus()->acctSessionState( Lumo::EthAddr( "00005e005303" ) );
+      EXPECT_EQ( over->terminateCause(), AcctTermCause::userRequest );
+      EXPECT_EQ( agent.acctStatus()->acctSessionState().size(), 3u );
    }
 }
 
