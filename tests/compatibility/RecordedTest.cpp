@@ -4,7 +4,6 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
-#include <set>
 #include <sstream>
 #include <string>
 #include <string_view>
@@ -20,6 +19,7 @@
 #include "mirror/Link.h"
 #include "support/Files.h"
 #include "support/RandomChange.h"
+#include "support/Trees.h"
 #ifdef DOT1X_HAS_STORE
 #include "store/Store.h"
 #endif
@@ -28,58 +28,13 @@ namespace {
 
 namespace fs = std::filesystem;
 using Roots = std::map<Varek::String, Varek::Ptr<Qel::Entity>>;
-using Lines = std::set<std::string>;
+using Trees::Lines;
 
-void addLines( Lines& to, std::string const& path, Qel::Entity const& );
-
-/// "path[key] value" for each element, and how many there are: none may be missing, nor come.
-void addElements( Lines& to, std::string const& path, Qel::Entity const& entity,
-                  Qel::AttributeRecord const& one ) {
-   std::size_t count = 0;
-   void* const at = one.iterate( &entity, nullptr );
-   for ( AnyValue const key( *one.key ); one.iterator->iterNonnull( at );
-         one.iterator->iterInc( at ), ++count ) {
-      one.iterator->iterKey( at, key.data() );
-      std::string const element = path + "[" + key.form() + "]";
-      void const* const object = one.iterator->iterPeek( at );
-      if ( one.childType ) {
-         addLines( to, element, *Qel::oldChild( Qel::typeRecord( entity ), one.id, object ) );
-      } else {
-         std::string value;
-         one.iterator->object->print( value, object );
-         to.insert( element + " " + value );
-      }
-   }
-   one.iterator->iterDel( at );
-   to.insert( path + " holds " + std::to_string( count ) );
-}
-
-/// One line for each value. Attributes that a later version adds are lines that were not recorded.
-void addLines( Lines& to, std::string const& path, Qel::Entity const& entity ) {
-   Qel::TypeRecord const& type = Qel::typeRecord( entity );
-   to.insert( path + " is a " + std::string( type.name ) );
-   for ( Qel::AttributeRecord const& one : type.attributes ) {
-      std::string const here = path + "/" + std::string( one.name );
-      if ( one.child ) {
-         if ( Qel::Entity const* const child = one.child( &entity ) ) {
-            addLines( to, here, *child );
-         } else {
-            to.insert( here + " is not there" );
-         }
-      } else if ( one.read ) {
-         std::string value;
-         one.value->print( value, one.read( &entity ) );
-         to.insert( here + " " + value );
-      } else if ( one.iterate ) {
-         addElements( to, here, entity, one );
-      }
-   }
-}
-
+/// Attributes that a later version adds are lines that were not recorded.
 Lines linesOf( Roots const& roots ) {
    Lines lines;
    for ( auto const& [name, root] : roots ) {
-      addLines( lines, std::string( name.c_str() ), *root );
+      Trees::addLines( lines, name, *root );
    }
    return lines;
 }

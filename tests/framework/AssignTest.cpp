@@ -4,8 +4,8 @@
 
 #include "Dot1xV2/Dot1xStatus.h"
 #include "framework/Assign.h"
-#include "mirror/Trees.h"
 #include "support/TestModule.h"
+#include "support/Trees.h"
 
 /// assignEntity: equal afterwards, by real changes alone, the same objects where they can stay.
 namespace {
@@ -32,7 +32,7 @@ TEST_P( AssignEveryType, EqualAfterwardsAndSilentTheSecondTime ) {
       for ( unsigned i = change.below( 40 ); i > 0; --i ) {
          change( *source );
       }
-      std::string const wanted = Trees::text( *source );
+      Trees::Lines const wanted = Trees::linesOf( *source );
       std::size_t told = 0;
       auto const counting = observe( *target, [&]( auto const& ) { ++told; } );
       bool const differed = !Trees::difference( *target, *source ).empty();
@@ -42,7 +42,7 @@ TEST_P( AssignEveryType, EqualAfterwardsAndSilentTheSecondTime ) {
       told = 0;
       Qel::assignEntity( *target, *source );
       EXPECT_EQ( told, 0u ) << seed;
-      EXPECT_EQ( Trees::text( *source ), wanted ) << "the source was changed";
+      EXPECT_EQ( Trees::linesOf( *source ), wanted ) << "the source was changed";
    }
 }
 

@@ -4,8 +4,8 @@
 #include <gtest/gtest.h>
 
 #include "framework/Assign.h"
-#include "mirror/Trees.h"
 #include "support/AnyValue.h"
+#include "support/Trees.h"
 
 using namespace TestModule;
 using Varek::WriteFromReadOnlyProxy;
@@ -31,7 +31,7 @@ TEST_P( ReadOnlyProxy, RefusesWhatWouldChangeItAndNothingElse ) {
       }
       auto const twin = made( *GetParam() );
       Qel::assignEntity( *twin, *proxy );
-      std::string const before = Trees::text( *proxy );
+      Trees::Lines const before = Trees::linesOf( *proxy );
       proxy->qelReadOnlyProxyIs( true );
       told = 0;
       std::uint32_t const seed = static_cast<std::uint32_t>( random() );
@@ -39,13 +39,13 @@ TEST_P( ReadOnlyProxy, RefusesWhatWouldChangeItAndNothingElse ) {
          RandomChange{ seed }( *proxy );
          RandomChange{ seed }( *twin );
          ++equal;
-         EXPECT_EQ( Trees::text( *twin ), before );
+         EXPECT_EQ( Trees::linesOf( *twin ), before );
       } catch ( WriteFromReadOnlyProxy const& ) {
          RandomChange{ seed }( *twin );
          ++refused;
-         EXPECT_NE( Trees::text( *twin ), before );
+         EXPECT_NE( Trees::linesOf( *twin ), before );
       }
-      ASSERT_EQ( Trees::text( *proxy ), before );
+      ASSERT_EQ( Trees::linesOf( *proxy ), before );
       EXPECT_EQ( told, 0U );
       proxy->qelReadOnlyProxyIs( false );
    }

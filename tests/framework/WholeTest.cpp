@@ -8,8 +8,8 @@
 #include "Dot1xV2/AuthNStatus.h"
 #include "Dot1xV2/Dot1xStatus.h"
 #include "framework/Whole.h"
-#include "mirror/Trees.h"
 #include "support/TestModule.h"
+#include "support/Trees.h"
 
 /// Entities as wholes: ==, cloneEntity, text, entityAs, and what their memory amounts to.
 namespace {

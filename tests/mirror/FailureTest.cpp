@@ -9,8 +9,8 @@
 #include <gtest/gtest.h>
 
 #include "mirror/Link.h"
-#include "mirror/Trees.h"
 #include "support/Contains.h"
+#include "support/Trees.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "mirror/Link.h"
-#include "mirror/Trees.h"
+#include "support/Trees.h"
 
 using namespace TestModule;
 using Mirror::Follower;

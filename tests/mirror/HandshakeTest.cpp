@@ -13,10 +13,10 @@
 
 #include "mirror/Link.h"
 #include "mirror/RawPeer.h"
-#include "mirror/Trees.h"
 #include "support/Contains.h"
 #include "support/Files.h"
 #include "support/Stranger.h"
+#include "support/Trees.h"
 
 using namespace TestModule;
 using Mirror::Description;

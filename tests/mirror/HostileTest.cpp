@@ -5,9 +5,9 @@
 #include <gtest/gtest.h>
 
 #include "mirror/Link.h"
-#include "mirror/Trees.h"
 #include "support/Contains.h"
 #include "support/Soak.h"
+#include "support/Trees.h"
 
 using namespace TestModule;
 using Mirror::Follower;

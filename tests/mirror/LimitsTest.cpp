@@ -7,8 +7,8 @@
 #include "mirror/Link.h"
 #include "mirror/Places.h"
 #include "mirror/RawPeer.h"
-#include "mirror/Trees.h"
 #include "support/Contains.h"
+#include "support/Trees.h"
 
 using namespace TestModule;
 using Mirror::Description;

@@ -6,7 +6,7 @@
 
 #include "Dot1xV2/AaaHelperLedraTypes.h"
 #include "mirror/Link.h"
-#include "mirror/Trees.h"
+#include "support/Trees.h"
 
 using namespace TestModule;
 using Mirror::Follower;

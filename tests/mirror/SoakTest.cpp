@@ -8,8 +8,8 @@
 #include <gtest/gtest.h>
 
 #include "mirror/Link.h"
-#include "mirror/Trees.h"
 #include "support/Soak.h"
+#include "support/Trees.h"
 
 using namespace TestModule;
 using Mirror::Follower;
