@@ -87,6 +87,9 @@ TEST_F( Loops, WhoWaitsForALeaderGoesOnWhereItWas ) {
 }
 
 TEST_F( Loops, ALeaderWithoutDescriptorsSaysSoAndGoesOn ) {
+#ifdef __SANITIZE_ADDRESS__
+   GTEST_SKIP() << "the check of virtual tables opens a pipe, and takes its failure for a fault";
+#endif
    lead( true );
    Following following( address );
    EXPECT_EQ( following.loop.run( Seconds( 20 ) ), FollowerLoop::End::stopped );
