@@ -8,6 +8,7 @@
 #include <string_view>
 #include <system_error>
 
+#include <fmt/core.h>
 #include <pcap/pcap.h>
 
 #include "capture/Frame.h"
@@ -29,7 +30,7 @@ Time timeOf( timeval const& stamp ) {
 std::string wholeBefore( std::uint64_t packets ) {
    return packets == 0   ? ""
           : packets == 1 ? "; the one before it is whole"
-                         : "; the " + std::to_string( packets ) + " before it are whole";
+                         : fmt::format( "; the {} before it are whole", packets );
 }
 
 bool cutShort( std::string_view error ) {
@@ -79,9 +80,9 @@ CaptureFile::CaptureFile( std::string const& path ) : state_( std::make_unique<S
    }
    if ( !linkTypeKnown( linkType() ) ) {
       char const* const name = pcap_datalink_val_to_name( linkType() );
-      throw CaptureError( "has packets of link type " +
-                          ( name ? std::string( name ) : std::to_string( linkType() ) ) +
-                          "; readable are Ethernet, Linux cooked, raw IP and loopback" );
+      throw CaptureError( fmt::format(
+         "has packets of link type {}; readable are Ethernet, Linux cooked, raw IP and loopback",
+         name ? name : fmt::format( "{}", linkType() ) ) );
    }
 }
 
@@ -107,12 +108,12 @@ bool CaptureFile::next( Packet& packet ) {
    std::uint64_t const number = state_->packets + 1;
    if ( result != 1 ) {
       std::string const error = pcap_geterr( state_->pcap );
-      throw CaptureError( cutShort( error ) ? "the file is cut short within this packet (" + error +
-                                                 ")" + wholeBefore( state_->packets )
-                                            : "the file cannot be read on: " + error,
-                          number,
-                          offset < 0 ? std::nullopt
-                                     : std::optional( static_cast<std::uint64_t>( offset ) ) );
+      throw CaptureError(
+         cutShort( error ) ? fmt::format( "the file is cut short within this packet ({}){}", error,
+                                          wholeBefore( state_->packets ) )
+                           : "the file cannot be read on: " + error,
+         number,
+         offset < 0 ? std::nullopt : std::optional( static_cast<std::uint64_t>( offset ) ) );
    }
    state_->packets = number;
    packet.number = number;

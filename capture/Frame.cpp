@@ -5,6 +5,7 @@
 #include <utility>
 
 #include <arpa/inet.h>
+#include <fmt/core.h>
 #include <pcap/dlt.h>
 
 namespace Capture {
@@ -71,11 +72,11 @@ private:
    /// The packet ends within \p part, which begins at \p at.
    BadFrame ends( std::size_t at, std::string const& part ) const {
       bool const cut = octets_.size() < original_;
-      std::string const count = std::to_string( octets_.size() );
-      return { cut, at,
-               cut ? "cut at capture: " + count + " of " + std::to_string( original_ ) +
-                        " octets were kept, ending within " + part
-                   : "the packet ends after " + count + " octets, within " + part };
+      return {
+         cut, at,
+         cut ? fmt::format( "cut at capture: {} of {} octets were kept, ending within {}",
+                            octets_.size(), original_, part )
+             : fmt::format( "the packet ends after {} octets, within {}", octets_.size(), part ) };
    }
 
    /// Where a link header has what.
@@ -174,10 +175,10 @@ private:
       std::size_t const total = u16( at + 2 ) != 0 ? u16( at + 2 ) : original_ - at;
       if ( version != 4 || header < 20 || total < header ) {
          return BadFrame{ false, at,
-                          "an IPv4 header with version " + std::to_string( version ) +
-                             ", header length " + std::to_string( header ) + ", total length " +
-                             std::to_string( total ) + "; expected version 4, header length 20 " +
-                             "or more, total length no less" };
+                          fmt::format( "an IPv4 header with version {}, header length {}, total "
+                                       "length {}; expected version 4, header length 20 or more, "
+                                       "total length no less",
+                                       version, header, total ) };
       }
       if ( total > original_ - at ) {
          return tooLong( at + 2, "the IPv4 total length", total, original_ - at );
@@ -198,7 +199,7 @@ private:
       }
       if ( octets_[at] >> 4 != 6 ) {
          return BadFrame{ false, at,
-                          "an IPv6 header with version " + std::to_string( octets_[at] >> 4 ) };
+                          fmt::format( "an IPv6 header with version {}", octets_[at] >> 4 ) };
       }
       std::size_t const available = original_ - at - 40;
       std::size_t const length = u16( at + 4 ) != 0 ? u16( at + 4 ) : available;
@@ -237,8 +238,7 @@ private:
    static BadFrame tooLong( std::size_t at, char const* what, std::size_t length,
                             std::size_t available ) {
       return { false, at,
-               std::string( what ) + " is " + std::to_string( length ) + ", but only " +
-                  std::to_string( available ) + " octets are there" };
+               fmt::format( "{} is {}, but only {} octets are there", what, length, available ) };
    }
 
    Frame fragmentOf( Fragment fragment, bool first, std::size_t udpAt ) const {
@@ -270,9 +270,9 @@ private:
       }
       std::size_t const length = u16( at + 4 );
       if ( length < udpHeader ) {
-         return BadFrame{ false, at + 4,
-                          "the UDP length is " + std::to_string( length ) +
-                             ", less than its header's 8" };
+         return BadFrame{
+            false, at + 4,
+            fmt::format( "the UDP length is {}, less than its header's {}", length, udpHeader ) };
       }
       if ( length > end - at ) {
          return tooLong( at + 4, "the UDP length", length, end - at );
@@ -303,8 +303,8 @@ std::string stringValue( Endpoint const& endpoint ) {
    char text[INET6_ADDRSTRLEN] = {};
    inet_ntop( endpoint.address.v6 ? AF_INET6 : AF_INET, endpoint.address.octets.data(), text,
               sizeof text );
-   std::string const address = endpoint.address.v6 ? std::string( "[" ) + text + "]" : text;
-   return address + ":" + std::to_string( endpoint.port );
+   return endpoint.address.v6 ? fmt::format( "[{}]:{}", text, endpoint.port )
+                              : fmt::format( "{}:{}", text, endpoint.port );
 }
 
 } // namespace Capture

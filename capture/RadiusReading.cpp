@@ -5,6 +5,8 @@
 #include <variant>
 #include <vector>
 
+#include <fmt/core.h>
+
 #include "Radius/RadiusAttributeId.h"
 #include "Varek/Failures.h"
 #include "Varek/Text.h"
@@ -27,8 +29,7 @@ Problem cut( Datagram const& datagram, std::string const& what ) {
 
 /// The offset is told once, with file and packet, also if \p what ends with it.
 Problem malformed( std::size_t offset, std::string what ) {
-   if ( std::string const end = " (at offset " + std::to_string( offset ) + ")";
-        what.ends_with( end ) ) {
+   if ( std::string const end = fmt::format( " (at offset {})", offset ); what.ends_with( end ) ) {
       what.resize( what.size() - end.size() );
    }
    return { ProblemKind::radius, 0, Offset{ OffsetIn::radius, offset }, what };
@@ -57,10 +58,12 @@ RadiusReading readRadius( Datagram const& datagram ) {
       RadiusReading result;
       result.hasHeader = false;
       result.fault = payloadCut
-                        ? cut( datagram, "of a RADIUS packet only " + octets( packet.size() ) +
-                                            " were kept, not even its header of 20" )
-                        : malformed( 0, "a RADIUS packet of " + octets( packet.size() ) +
-                                           ", less than its header of 20" );
+                        ? cut( datagram, fmt::format( "of a RADIUS packet only {} were kept, not "
+                                                      "even its header of {}",
+                                                      octets( packet.size() ), headerSize ) )
+                        : malformed( 0, fmt::format( "a RADIUS packet of {}, less than its header "
+                                                     "of {}",
+                                                     octets( packet.size() ), headerSize ) );
       return result;
    }
    auto const length = static_cast<std::size_t>( packet[2] << 8 | packet[3] );
@@ -73,8 +76,8 @@ RadiusReading readRadius( Datagram const& datagram ) {
    kept[2] = static_cast<std::uint8_t>( kept.size() >> 8 );
    kept[3] = static_cast<std::uint8_t>( kept.size() );
    RadiusReading result = decoded( kept );
-   result.fault = cut( datagram, "the RADIUS packet has " + octets( length ) + ", of which " +
-                                    std::to_string( packet.size() ) + " were kept" );
+   result.fault = cut( datagram, fmt::format( "the RADIUS packet has {}, of which {} were kept",
+                                              octets( length ), packet.size() ) );
    return result;
 }
 

@@ -6,6 +6,8 @@
 #include <utility>
 #include <vector>
 
+#include <fmt/core.h>
+
 #include "Varek/Failures.h"
 #include "config/Config.h"
 #include "config/InterfaceRange.h"
@@ -185,8 +187,8 @@ void printConfig( std::ostream& out, Entity const& root, ConfigForm form, Config
 void printConfig( std::ostream& out, Roots const& roots, ConfigForm form, ConfigExtent extent ) {
    auto const at = roots.find( statusName );
    if ( at == roots.end() ) {
-      throw Varek::Failure( "no configuration is published: there is no tree \"" +
-                            std::string( statusName ) + "\"" );
+      throw Varek::Failure(
+         fmt::format( "no configuration is published: there is no tree \"{}\"", statusName ) );
    }
    printConfig( out, *at->second, form, extent );
 }

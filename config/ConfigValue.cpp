@@ -4,6 +4,8 @@
 #include <string_view>
 #include <vector>
 
+#include <fmt/core.h>
+
 #include "Varek/Failures.h"
 #include "config/Suggestion.h"
 #include "framework/Strep.h"
@@ -41,7 +43,7 @@ std::vector<std::string_view> enumeratorNames( AtomicFnTable const& table ) {
 
 std::string wholeNumber( AtomicFnTable const& table ) {
    std::uint64_t const most = ~std::uint64_t{ 0 } >> ( 64 - 8 * table.size );
-   return "a whole number of 0 to " + std::to_string( most );
+   return fmt::format( "a whole number of 0 to {}", most );
 }
 
 /// In words, with \p text as what was given; \p decoder is how its own type tells it.
@@ -55,7 +57,7 @@ std::string expected( AtomicFnTable const& table, std::string_view text,
                      : isA<bool>( table )            ? "true or false"
                      : isA<Varek::String>( table )   ? "a text"
                      : isA<Varek::Duration>( table ) ? "a number of seconds, 0 or more, or \"inf\""
-                     : decoder.empty() ? "a text that says a " + std::string( table.typeName )
+                     : decoder.empty() ? fmt::format( "a text that says a {}", table.typeName )
                                        : decoder );
 }
 
@@ -78,7 +80,7 @@ std::optional<std::string> decode( AtomicFnTable const& table, std::string_view 
    } catch ( Varek::TextError const& error ) {
       decoder = error.expected();
    } catch ( Varek::Failure const& error ) {
-      decoder = std::string( "a " ) + std::string( table.typeName ) + " (" + error.what() + ")";
+      decoder = fmt::format( "a {} ({})", table.typeName, error.what() );
    }
    return expected( table, text, decoder );
 }
@@ -127,7 +129,7 @@ bool readOctetsObject( JsonPlace const& at, void* value, Faults& faults ) {
 }
 
 bool refuse( JsonPlace const& at, AtomicFnTable const& table, Faults& faults ) {
-   faults.add( at, "a " + std::string( table.typeName ) + " cannot be given in a file" );
+   faults.add( at, fmt::format( "a {} cannot be given in a file", table.typeName ) );
    return false;
 }
 

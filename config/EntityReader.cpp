@@ -3,6 +3,8 @@
 #include <string>
 #include <vector>
 
+#include <fmt/core.h>
+
 #include "Varek/Failures.h"
 #include "config/ConfigValue.h"
 #include "config/InterfaceRange.h"
@@ -77,16 +79,17 @@ void EntityReader::fields( JsonPlace const& at, TypeRecord const& type, void* ob
 }
 
 void EntityReader::unknown( JsonPlace const& at, TypeRecord const& type ) {
-   std::string const name( type.unqualifiedName() );
+   std::string_view const name = type.unqualifiedName();
    if ( AttributeRecord const* const computed = type.attribute( at.node.name ) ) {
-      faults_.add( at, "is " + std::string( stringValue( computed->kind ) ) + " in " + name +
-                          " and cannot be given" );
+      faults_.add( at, fmt::format( "is {} in {} and cannot be given",
+                                    stringValue( computed->kind ), name ) );
       return;
    }
    std::vector<std::string_view> const names = namesOf( type );
    std::string const hint = suggestion( at.node.name, names );
-   faults_.add( at, name + " has no such attribute" + ( hint.empty() ? "" : " (" + hint + ")" ) +
-                       "; it has " + listed( names ) );
+   faults_.add( at,
+                fmt::format( "{} has no such attribute{}; it has {}", name,
+                             hint.empty() ? "" : fmt::format( " ({})", hint ), listed( names ) ) );
 }
 
 bool EntityReader::isKind( JsonPlace const& at, Kind kind, TypeRecord const* type ) {
@@ -95,8 +98,8 @@ bool EntityReader::isKind( JsonPlace const& at, Kind kind, TypeRecord const* typ
    }
    std::string expected = kind == Kind::array ? "an array" : "an object";
    if ( type ) {
-      expected += " with attributes of " + std::string( type->unqualifiedName() ) + ": " +
-                  listed( namesOf( *type ) );
+      expected += fmt::format( " with attributes of {}: {}", type->unqualifiedName(),
+                               listed( namesOf( *type ) ) );
    }
    faults_.unexpected( at, expected );
    return false;
@@ -114,8 +117,8 @@ void EntityReader::parameter( JsonPlace const& at, Target const& to, bool isFixe
    if ( !isFixed ) {
       table.assign( held, given.get() );
    } else if ( !table.equal( held, given.get() ) ) {
-      faults_.unexpected( at,
-                          "\"" + table.encode( held ) + "\", which it is called here, or nothing" );
+      faults_.unexpected(
+         at, fmt::format( "\"{}\", which it is called here, or nothing", table.encode( held ) ) );
    }
 }
 
@@ -160,9 +163,8 @@ void EntityReader::child( JsonPlace const& at, Target const& to ) {
       return;
    }
    if ( parameter && !given ) {
-      faults_.add( at, "a " + std::string( type.unqualifiedName() ) +
-                          " that is not there before needs \"" + std::string( parameter->name ) +
-                          "\"" );
+      faults_.add( at, fmt::format( "a {} that is not there before needs \"{}\"",
+                                    type.unqualifiedName(), parameter->name ) );
       return;
    }
    std::optional<UntypedValue> key;
@@ -202,8 +204,8 @@ void EntityReader::elements( JsonPlace const& at, Target const& to ) {
    }
    if ( std::uint32_t const size = to.attribute.size( to.object );
         to.attribute.kind == AttributeKind::array && at.node.parts.size() > size ) {
-      faults_.add( at, "found " + std::to_string( at.node.parts.size() ) +
-                          " elements, expected at most " + std::to_string( size ) );
+      faults_.add(
+         at, fmt::format( "found {} elements, expected at most {}", at.node.parts.size(), size ) );
       return;
    }
    run( at, to, Operation::removeAll, nullptr, nullptr );
@@ -285,8 +287,8 @@ void EntityReader::forEachKey( JsonPlace const& at, Table const& table, WithKey 
    try {
       interfaces = interfacesOf( at.node.name );
    } catch ( Varek::TextError const& error ) {
-      faults_.add( at, "no interfaces, expected " + error.expected() + " at character " +
-                          std::to_string( error.position() + 1 ) );
+      faults_.add( at, fmt::format( "no interfaces, expected {} at character {}", error.expected(),
+                                    error.position() + 1 ) );
       return;
    }
    for ( Lumo::IntfId const& one : interfaces ) {

@@ -3,6 +3,8 @@
 #include <ostream>
 #include <utility>
 
+#include <fmt/core.h>
+
 #include "Varek/Text.h"
 
 namespace Config {
@@ -22,12 +24,12 @@ void Faults::add( JsonPlace const& where, std::string const& what ) {
 }
 
 void Faults::unexpected( JsonPlace const& where, std::string const& expected ) {
-   add( where, "found " + found( where.node ) + ", expected " + expected );
+   add( where, fmt::format( "found {}, expected {}", found( where.node ), expected ) );
 }
 
 void printFaults( std::ostream& out, std::string_view program, std::string const& file,
                   Faults const& faults ) {
-   std::string const begin = std::string( program ) + ": " + escaped( file ) + ":";
+   std::string const begin = fmt::format( "{}: {}:", program, escaped( file ) );
    for ( Fault const& one : faults.kept() ) {
       out << begin << one.line << ": " << one.what << '\n';
    }

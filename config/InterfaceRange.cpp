@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <unordered_set>
 
+#include <fmt/core.h>
+
 #include "Varek/Failures.h"
 
 namespace Config {
@@ -99,8 +101,7 @@ private:
    void range( Number first, std::string_view lastDigits, std::size_t position ) {
       Number const last = numberOf( lastDigits );
       if ( last < first || ( lastDigits.size() > 1 && lastDigits[0] == '0' ) ) {
-         fail( "a number of " + std::to_string( first ) + " or more, the end of a range",
-               position );
+         fail( fmt::format( "a number of {} or more, the end of a range", first ), position );
       }
       if ( last - first >= mostInterfaces ) {
          tooMany( position );
@@ -115,13 +116,14 @@ private:
          tooMany( position );
       }
       if ( !seen_.insert( id.value() ).second ) {
-         fail( "each interface once; " + stringValue( id ) + " is there before", position );
+         fail( fmt::format( "each interface once; {} is there before", stringValue( id ) ),
+               position );
       }
       result_.push_back( id );
    }
 
    [[noreturn]] void tooMany( std::size_t position ) const {
-      fail( "at most " + std::to_string( mostInterfaces ) + " interfaces", position );
+      fail( fmt::format( "at most {} interfaces", mostInterfaces ), position );
    }
 
    std::string_view const text_;

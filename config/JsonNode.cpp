@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <cctype>
-#include <iterator>
+#include <istream>
+#include <streambuf>
 #include <unordered_set>
 #include <utility>
 
+#include <fmt/core.h>
 #include <nlohmann/json.hpp>
 
 #include "Varek/Text.h"
@@ -21,46 +23,38 @@ namespace {
 using PlainJson = nlohmann::json;
 using Kind = JsonNode::Kind;
 
-/// Says how far the parser has come in a text.
-class Counted {
+/// A text for the parser to read, which knows how far that has come.
+class Reading final : public std::streambuf {
 public:
-   using iterator_category = std::input_iterator_tag;
-   using value_type = char;
-   using difference_type = std::ptrdiff_t;
-   using pointer = char const*;
-   using reference = char const&;
-
-   Counted( char const* at, char const** reached ) : at_( at ), reached_( reached ) {}
-   reference operator*() const { return *at_; }
-   Counted& operator++() {
-      *reached_ = ++at_;
-      return *this;
+   explicit Reading( std::string_view text ) {
+      char* const begin = const_cast<char*>( text.data() ); // nobody writes
+      setg( begin, begin, begin + text.size() );
    }
-   friend bool operator!=( Counted const& a, Counted const& b ) { return a.at_ != b.at_; }
-
-private:
-   char const* at_;
-   char const** reached_;
+   char const* reached() const { return gptr(); }
 };
 
 /// Makes nodes of what the parser reads.
 class Builder {
 public:
    Builder( std::string_view text, JsonNode& root, Faults& faults )
-      : text_( text ), reached_( text.data() ), counted_( text.data() ), root_( root ),
-        faults_( faults ) {}
+      : text_( text ), reading_( text ), counted_( text.data() ), root_( root ), faults_( faults ) {
+   }
 
    bool run() {
-      return PlainJson::sax_parse( Counted( text_.data(), &reached_ ),
-                                   Counted( text_.data() + text_.size(), &reached_ ), this );
+      std::istream in( &reading_ );
+      return PlainJson::sax_parse( in, this );
    }
 
    // What the parser calls.
    bool null() { return add( Kind::null, {} ); }
    bool boolean( bool value ) { return add( Kind::boolean, value ? "true" : "false" ); }
-   bool number_integer( std::int64_t value ) { return number( std::to_string( value ) ); }
-   bool number_unsigned( std::uint64_t value ) { return number( std::to_string( value ) ); }
-   bool number_float( double, std::string const& text ) { return number( text ); }
+   bool number_integer( std::int64_t value ) {
+      return add( Kind::number, std::to_string( value ) );
+   }
+   bool number_unsigned( std::uint64_t value ) {
+      return add( Kind::number, std::to_string( value ) );
+   }
+   bool number_float( double, std::string const& text ) { return add( Kind::number, text ); }
    bool string( std::string& text ) { return add( Kind::text, std::move( text ) ); }
    bool binary( PlainJson::binary_t& ) { return false; } // no part of JSON's text
    bool start_object( std::size_t ) { return open( Kind::object ); }
@@ -89,15 +83,16 @@ public:
       std::string_view const before = text_.substr( 0, read != 0 ? read - 1 : 0 );
       std::size_t const lineStart = before.rfind( '\n' ) + 1;
       faults_.add( 1 + static_cast<std::size_t>( std::count( before.begin(), before.end(), '\n' ) ),
-                   "column " + std::to_string( before.size() - lineStart + 1 ) +
-                      ": this is no JSON: " + escaped( what ) );
+                   fmt::format( "column {}: this is no JSON: {}", before.size() - lineStart + 1,
+                                escaped( what ) ) );
       return false;
    }
 
 private:
    /// Of the last character of what was read last; behind a number that is the one after it.
    std::size_t line() {
-      char const* const end = reached_ != text_.data() ? reached_ - 1 : reached_;
+      char const* const reached = reading_.reached();
+      char const* const end = reached != text_.data() ? reached - 1 : reached;
       if ( end > counted_ ) {
          line_ += static_cast<std::size_t>( std::count( counted_, end, '\n' ) );
          counted_ = end;
@@ -120,10 +115,9 @@ private:
       node->line = line();
       return true;
    }
-   bool number( std::string text ) { return add( Kind::number, std::move( text ) ); }
    bool open( Kind kind ) {
       if ( open_.size() == deepestJson ) {
-         faults_.add( line(), "nested deeper than " + std::to_string( deepestJson ) + " levels" );
+         faults_.add( line(), fmt::format( "nested deeper than {} levels", deepestJson ) );
          return false;
       }
       JsonNode* const node = place();
@@ -150,7 +144,7 @@ private:
    }
 
    std::string_view const text_;
-   char const* reached_;
+   Reading reading_;
    char const* counted_;
    std::size_t line_ = 1;
    JsonNode& root_;
@@ -174,10 +168,10 @@ std::string JsonPlace::path() const {
    }
    JsonNode const& owner = within->node;
    if ( owner.kind == Kind::array ) {
-      return within->path() + "[" + std::to_string( &node - owner.parts.data() ) + "]";
+      return fmt::format( "{}[{}]", within->path(), &node - owner.parts.data() );
    }
-   return within->path() +
-          ( isPlain( node.name ) ? "." + node.name : "[" + quoted( node.name ) + "]" );
+   return isPlain( node.name ) ? fmt::format( "{}.{}", within->path(), node.name )
+                               : fmt::format( "{}[{}]", within->path(), quoted( node.name ) );
 }
 
 std::string found( JsonNode const& node ) {

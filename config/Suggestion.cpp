@@ -5,6 +5,8 @@
 #include <utility>
 #include <vector>
 
+#include <fmt/core.h>
+
 namespace Config {
 
 namespace {
@@ -40,7 +42,7 @@ std::string suggestion( std::string_view word, std::span<std::string_view const>
          nearest = one;
       }
    }
-   return nearest.empty() ? std::string() : "did you mean \"" + std::string( nearest ) + "\"?";
+   return nearest.empty() ? std::string() : fmt::format( "did you mean \"{}\"?", nearest );
 }
 
 std::string oneOf( std::string_view found, std::span<std::string_view const> known ) {

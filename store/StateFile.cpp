@@ -4,10 +4,10 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
-#include <cstdio>
 #include <memory>
 
 #include <fcntl.h>
+#include <fmt/core.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <zlib.h>
@@ -52,12 +52,6 @@ std::uint64_t numberAt( std::string_view bytes, std::size_t offset, std::size_t 
 std::uint32_t checksum( std::uint32_t before, std::string_view bytes ) {
    return static_cast<std::uint32_t>(
       ::crc32_z( before, reinterpret_cast<Bytef const*>( bytes.data() ), bytes.size() ) );
-}
-
-std::string hex( std::uint32_t number ) {
-   char text[16];
-   std::snprintf( text, sizeof text, "0x%08lx", static_cast<unsigned long>( number ) );
-   return text;
 }
 
 // Files
@@ -149,31 +143,30 @@ std::string readStream( std::string const& path ) {
    std::string_view const file = whole;
    std::string_view const begin = file.substr( 0, magic.size() );
    if ( begin != magic.substr( 0, begin.size() ) ) {
-      refuse( path, "is no state file: it begins with " + quoted( std::string( begin ) ) +
-                       ", a state file with " + quoted( std::string( magic ) ) );
+      refuse( path, fmt::format( "is no state file: it begins with {}, a state file with {}",
+                                 quoted( std::string( begin ) ), quoted( std::string( magic ) ) ) );
    }
    if ( file.size() < headSize + checksumSize ) {
-      refuse( path, "was cut: it has " + std::to_string( file.size() ) +
-                       " bytes, and a state file " + std::to_string( headSize + checksumSize ) +
-                       " at least" );
+      refuse( path, fmt::format( "was cut: it has {} bytes, and a state file {} at least",
+                                 file.size(), headSize + checksumSize ) );
    }
    if ( std::uint64_t const found = numberAt( file, magic.size(), versionSize );
         found != formatVersion ) {
-      refuse( path, "is a state file of version " + std::to_string( found ) + "; version " +
-                       std::to_string( formatVersion ) + " is known here" );
+      refuse( path, fmt::format( "is a state file of version {}; version {} is known here", found,
+                                 formatVersion ) );
    }
    std::uint64_t const has = file.size() - headSize - checksumSize;
    if ( std::uint64_t const says = numberAt( file, lengthAt, lengthSize ); says != has ) {
-      refuse( path, std::string( has < says ? "was cut" : "was changed" ) +
-                       ": it says that it has " + std::to_string( says ) +
-                       " bytes of state, and has " + std::to_string( has ) );
+      refuse( path, fmt::format( "was {}: it says that it has {} bytes of state, and has {}",
+                                 has < says ? "cut" : "changed", says, has ) );
    }
    std::size_t const sumAt = file.size() - checksumSize;
    std::uint32_t const sum = checksum( 0, file.substr( 0, sumAt ) );
    if ( auto const says = static_cast<std::uint32_t>( numberAt( file, sumAt, checksumSize ) );
         says != sum ) {
-      refuse( path, "was changed: it says that its checksum is " + hex( says ) + ", and that is " +
-                       hex( sum ) );
+      refuse( path, fmt::format( "was changed: it says that its checksum is {:#010x}, and that is "
+                                 "{:#010x}",
+                                 says, sum ) );
    }
    whole.resize( sumAt );
    whole.erase( 0, headSize );

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include <fcntl.h>
+#include <fmt/core.h>
 #include <sys/socket.h>
 
 #include "Varek/Failures.h"
@@ -93,8 +94,8 @@ LeftOut apply( std::string_view stream, Mirror::Follower& follower, std::string 
    bool const whole = follower.synced();
    follower.close();
    if ( !whole ) {
-      refuse( name, "the state in it ends before it is whole, after " +
-                       std::to_string( wholeSize ) + " bytes" );
+      refuse( name,
+              fmt::format( "the state in it ends before it is whole, after {} bytes", wholeSize ) );
    }
    return { stats.unknownTypes, stats.skipped };
 }

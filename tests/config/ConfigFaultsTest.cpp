@@ -66,6 +66,7 @@ BadFile const badFiles[] = {
    authN( R"("mbaUserName": {"userNameDelimDefault": ":"})",
           "mbaUserName.userNameDelimDefault: is constant in MbaUserName and cannot be given" ),
    { R"({"dot1xEnabled": "true"})", "1: $.dot1xEnabled: found \"true\", expected true or false" },
+   { "{\n\"dot1xEnabled\": 7\n}", "2: $.dot1xEnabled: found 7, expected true or false" },
    authN( R"("framedMtu": 65536)",
           "framedMtu: found 65536, expected a whole number of 0 to 65535" ),
    authN( R"("mbaUserName": {"userNameGroupSize": 256})",

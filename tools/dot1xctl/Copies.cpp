@@ -7,6 +7,8 @@
 #include <utility>
 #include <vector>
 
+#include <fmt/core.h>
+
 #include "Radius/RadiusAttributeId.h"
 #include "Varek/Failures.h"
 #include "agent/Asked.h"
@@ -283,8 +285,8 @@ Copies::Played Copies::play( ExchangeListener& to, std::size_t supplicants, std:
       copy.firstPort = std::max( copy.firstPort, ethernetNumber( port ) + 1 );
    }
    if ( copy.firstPort > highestPort && played.copies > 1 ) {
-      throw Varek::RangeError( "there is a captured Ethernet" + std::to_string( highestPort ) +
-                               "; no port above it is left for copies" );
+      throw Varek::RangeError( fmt::format(
+         "there is a captured Ethernet{}; no port above it is left for copies", highestPort ) );
    }
    while ( std::ranges::any_of( stations_, [&]( auto const& one ) {
       auto const& octets = one.first.octets();

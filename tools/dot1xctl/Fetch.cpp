@@ -1,8 +1,9 @@
 #include "Fetch.h"
 
 #include <chrono>
-#include <cstdio>
 #include <string>
+
+#include <fmt/core.h>
 
 #include "Telling.h"
 #include "Varek/Text.h"
@@ -19,8 +20,8 @@ using Varek::counted;
 
 void tellUnknown( Address const& address, Mirror::Follower const& follower ) {
    if ( std::uint64_t const unknown = follower.stats().unknownTypes; unknown != 0 ) {
-      tell( stringValue( address ) + ": " + counted( unknown, "entity", "entities" ) +
-            " of types that are not known here left out" );
+      tell( fmt::format( "{}: {} of types that are not known here left out", stringValue( address ),
+                         counted( unknown, "entity", "entities" ) ) );
    }
 }
 
@@ -55,12 +56,12 @@ std::optional<Roots> fetch( Address const& address, double seconds ) {
       return rootsOf( loop.follower() );
    }
    if ( end == FollowerLoop::End::interrupted ) {
-      last = stringValue( address ) + ": interrupted before everything had come";
+      last = fmt::format( "{}: interrupted before everything had come", stringValue( address ) );
    } else if ( end == FollowerLoop::End::timedOut ) {
-      char text[40];
-      std::snprintf( text, sizeof text, " (tried for %g s)", seconds );
-      bool const connected = !loop.follower().closed();
-      last = ( connected ? stringValue( address ) + ": not everything has come" : last ) + text;
+      if ( !loop.follower().closed() ) {
+         last = fmt::format( "{}: not everything has come", stringValue( address ) );
+      }
+      last += fmt::format( " (tried for {:g} s)", seconds );
    }
    tell( last );
    return std::nullopt;

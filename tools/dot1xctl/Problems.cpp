@@ -2,6 +2,8 @@
 
 #include <ostream>
 
+#include <fmt/core.h>
+
 #include "Varek/Text.h"
 
 namespace Dot1xCtl {
@@ -16,11 +18,10 @@ constexpr char const* manyOf[] = { "unreadable files", "packets cut at capture",
                                    "malformed packets", "malformed RADIUS packets" };
 
 std::string text( Offset offset ) {
-   std::string const octets = "offset " + std::to_string( offset.octets );
-   return offset.in == OffsetIn::file ? "file " + octets
+   return offset.in == OffsetIn::file ? fmt::format( "file offset {}", offset.octets )
           : offset.in == OffsetIn::packet
-             ? octets
-             : octets + " of the " + std::string( nameOf( offset.in ) );
+             ? fmt::format( "offset {}", offset.octets )
+             : fmt::format( "offset {} of the {}", offset.octets, nameOf( offset.in ) );
 }
 
 } // namespace

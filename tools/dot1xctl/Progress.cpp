@@ -6,6 +6,7 @@
 #include <string_view>
 #include <utility>
 
+#include <fmt/core.h>
 #include <unistd.h>
 
 namespace Dot1xCtl {
@@ -45,9 +46,9 @@ void Progress::at( std::uint64_t done, std::uint64_t all ) {
    }
    constexpr std::uint64_t width = 40;
    std::uint64_t const filled = std::min( done, all ) * width / all;
-   std::string const percent = std::to_string( std::min( done, all ) * 100 / all );
-   std::cerr << '\r' << what_ << " [" << std::string( filled, '#' )
-             << std::string( width - filled, ' ' ) << "] " << percent << '%' << std::flush;
+   std::cerr << fmt::format( "\r{} [{:<{}}] {}%", what_, std::string( filled, '#' ), width,
+                             std::min( done, all ) * 100 / all )
+             << std::flush;
    if ( !std::exchange( shown_, true ) ) {
       endingsReplace( SIG_DFL, eraseAndEnd );
    }

@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include <fmt/core.h>
+
 #include "Radius/RadiusAttributeId.h"
 
 namespace Dot1xCtl {
@@ -145,7 +147,6 @@ void Replay::packet( Packet const& packet, Frame const& frame ) {
 /// without it.
 void Replay::fragment( Packet const& packet, Fragment const& part ) {
    std::tuple const key( part.source, part.destination, part.identification );
-   std::string const name = "fragment of UDP datagram " + std::to_string( part.identification );
    auto const skip = [&]( std::string const& what ) {
       tell(
          { ProblemKind::fragment, packet.number, Offset{ OffsetIn::packet, part.offset }, what } );
@@ -156,12 +157,14 @@ void Replay::fragment( Packet const& packet, Fragment const& part ) {
       }
       fragments_[key] = part.radius;
       if ( part.radius ) {
-         skip( "the first " + name + ", which is RADIUS; fragments are not put together, so this " +
-               "RADIUS packet is not read" );
+         skip( fmt::format( "the first fragment of UDP datagram {}, which is RADIUS; fragments are "
+                            "not put together, so this RADIUS packet is not read",
+                            part.identification ) );
       }
    } else if ( fragments_.find( key ) == fragments_.end() ) {
-      skip( "a later " + name +
-            ", whose first has not been seen; it may be RADIUS and is not read" );
+      skip( fmt::format( "a later fragment of UDP datagram {}, whose first has not been seen; it "
+                         "may be RADIUS and is not read",
+                         part.identification ) );
    }
 }
 

@@ -6,6 +6,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include <fmt/core.h>
+
 #include "ReplayTypes.h"
 #include "framework/Records.h"
 
@@ -132,12 +134,9 @@ std::string startText( Json const& attribute ) {
 }
 
 std::string saltText( Json const& attribute ) {
-   if ( !attribute.contains( "salt" ) ) {
-      return {};
-   }
-   char text[11];
-   std::snprintf( text, sizeof text, "0x%08X", attribute.at( "salt" ).get<unsigned>() );
-   return text;
+   return attribute.contains( "salt" )
+             ? fmt::format( "0x{:08X}", attribute.at( "salt" ).get<unsigned>() )
+             : std::string();
 }
 
 } // namespace Dot1xCtl

@@ -5,6 +5,8 @@
 #include <utility>
 #include <vector>
 
+#include <fmt/core.h>
+
 #include "Tables.h"
 #include "Varek/Failures.h"
 #include "Varek/Text.h"
@@ -195,7 +197,7 @@ std::string filterFault( What what, std::string const& filter, std::string const
       return {};
    }
    std::vector<std::string_view> const known( words.begin(), words.end() );
-   return "found " + quoted( value ) + ", expected " + oneOf( value, known );
+   return fmt::format( "found {}, expected {}", quoted( value ), oneOf( value, known ) );
 }
 
 void printState( std::ostream& out, Roots const& roots, ShowRequest const& request ) {

@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
-#include <cstdio>
 #include <fstream>
 #include <ostream>
 #include <string>
 #include <vector>
 
+#include <fmt/core.h>
 #include <unistd.h>
 
 #include "Pallo/Pallo.h"
@@ -35,16 +35,10 @@ std::optional<double> residentMemory() {
              : std::nullopt;
 }
 
-std::string megabytes( double bytes ) {
-   char text[40];
-   std::snprintf( text, sizeof text, "%.1f MB", bytes / 1e6 );
-   return text;
-}
-
-std::string rate( std::uint64_t count, double seconds ) {
-   return seconds > 0 ? std::to_string( std::llround( static_cast<double>( count ) / seconds ) ) +
-                           " a second"
-                      : "at once";
+std::string withRate( std::uint64_t count, double seconds ) {
+   return seconds > 0 ? fmt::format( "{}, {} a second", count,
+                                     std::llround( static_cast<double>( count ) / seconds ) )
+                      : fmt::format( "{}, at once", count );
 }
 
 void row( std::ostream& out, char const* name, std::string const& text ) {
@@ -89,34 +83,31 @@ void playSized( Copies const& copies, Authenticator& agent, SizingOptions const&
    std::uint64_t const sessions = agent.acctStatus()->acctSessionState().size();
    out << "sizing\n";
    row( out, "state",
-        counted( supplicants, "supplicant, ", "supplicants, " ) +
-           counted( agent.authZStatus()->authZPortStatus().size(), "port, ", "ports, " ) +
-           counted( sessions, "session", "sessions" ) );
+        fmt::format( "{}, {}, {}", counted( supplicants, "supplicant", "supplicants" ),
+                     counted( agent.authZStatus()->authZPortStatus().size(), "port", "ports" ),
+                     counted( sessions, "session", "sessions" ) ) );
    row( out, "played",
-        counted( played.copies, "copy of ", "copies of " ) +
-           counted( copies.captured(), "supplicant", "supplicants" ) +
-           ( options.repeat == 1 ? "" : ", " + std::to_string( options.repeat ) + " times" ) );
-   char took[40];
-   std::snprintf( took, sizeof took, "%.3f s", seconds );
-   row( out, "time", took );
-   row( out, "exchanges",
-        std::to_string( played.requests ) + ", " + rate( played.requests, seconds ) );
+        fmt::format( "{} of {}{}", counted( played.copies, "copy", "copies" ),
+                     counted( copies.captured(), "supplicant", "supplicants" ),
+                     options.repeat == 1 ? "" : fmt::format( ", {} times", options.repeat ) ) );
+   row( out, "time", fmt::format( "{:.3f} s", seconds ) );
+   row( out, "exchanges", withRate( played.requests, seconds ) );
    if ( played.eapolFrames != 0 ) {
-      row( out, "EAPOL frames",
-           std::to_string( played.eapolFrames ) + ", " + rate( played.eapolFrames, seconds ) );
+      row( out, "EAPOL frames", withRate( played.eapolFrames, seconds ) );
    }
-   row( out, "changes", std::to_string( changes ) + ", " + rate( changes, seconds ) );
+   row( out, "changes", withRate( changes, seconds ) );
    std::uint64_t const many = std::max( supplicants, sessions );
    if ( residentBefore && residentAfter && many != 0 ) {
       double const grown = *residentAfter - *residentBefore;
       // Of few supplicants the pages of memory say nothing.
       constexpr std::uint64_t enough = 1000;
       std::string const each =
-         ", " + std::to_string( std::llround( grown / static_cast<double>( many ) ) ) +
-         " bytes a " + ( supplicants >= sessions ? "supplicant" : "session" );
+         fmt::format( ", {} bytes a {}", std::llround( grown / static_cast<double>( many ) ),
+                      supplicants >= sessions ? "supplicant" : "session" );
       row( out, "memory",
-           megabytes( grown ) + " more resident" + ( many < enough ? "" : each ) + "; of it " +
-              megabytes( static_cast<double>( slabs ) ) + " entities and sequences" );
+           fmt::format( "{:.1f} MB more resident{}; of it {:.1f} MB entities and sequences",
+                        grown / 1e6, many < enough ? "" : each,
+                        static_cast<double>( slabs ) / 1e6 ) );
    }
    out.flush();
 }

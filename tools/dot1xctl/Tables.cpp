@@ -30,6 +30,17 @@ auto sorted( Map const& map ) {
    return result;
 }
 
+template<class Map>
+Cell keysCell( Map const& map ) {
+   Json keys = Json::array();
+   std::string text;
+   for ( auto const* one : sorted( map ) ) {
+      keys.push_back( stringValue( one->key ) );
+      text += ( text.empty() ? "" : ", " ) + stringValue( one->key );
+   }
+   return { keys, text.empty() ? "-" : text };
+}
+
 /// The record of the phase that the supplicant is in, or of the last that it had; null if none.
 Varek::Ptr<AuthNPhaseStatus> phaseOf( AuthNSupplicantStatus const& supplicant ) {
    AuthNZPhaseType const phases[] = { AuthNZPhaseType( AuthNZPhaseEnum::authNZPhase2 ),
@@ -125,15 +136,8 @@ void addAuthorization( Record& to, Dot1xSuppAttr const* allowed ) {
 void addBlocked( Record& to, Lumo::EthAddr const& mac, AuthZStatus const* authZ ) {
    auto const table = authZ ? authZ->blockedMacTable() : nullptr;
    auto const entry = table ? table->blockedMacEntry( mac ) : nullptr;
-   Json ports = Json::array();
-   std::string text;
-   if ( entry ) {
-      for ( auto const* one : sorted( entry->intfVlan() ) ) {
-         ports.push_back( stringValue( one->key ) );
-         text += ( text.empty() ? "" : ", " ) + stringValue( one->key );
-      }
-   }
-   to.add( "blockedOn", "blocked on", { ports, text.empty() ? "-" : text } );
+   to.add( "blockedOn", "blocked on",
+           entry ? keysCell( entry->intfVlan() ) : Cell( Json::array(), "-" ) );
 }
 
 /// All that a cell of such a value can be, in JSON and in text.
@@ -170,19 +174,11 @@ Table portsTable( AuthZStatus const& status ) {
                 {} };
    for ( auto const* one : sorted( status.authZPortStatus() ) ) {
       AuthZPortStatus const& port = *one->child;
-      Json macs = Json::array();
-      std::string text;
-      for ( auto const* each : sorted( port.authorizedMacs() ) ) {
-         macs.push_back( stringValue( each->key ) );
-         text += ( text.empty() ? "" : ", " ) + stringValue( each->key );
-      }
       auto const applied = port.operationalPortAttrs();
       auto const inForce = applied ? applied->operationalAttr() : nullptr;
-      table.rows.push_back( { cell( port.intfId() ),
-                              cell( port.portAuthState() ),
-                              cell( port.authorized() ),
-                              inForce ? cell( inForce->vlanId() ) : Cell(),
-                              { macs, text.empty() ? "-" : text } } );
+      table.rows.push_back(
+         { cell( port.intfId() ), cell( port.portAuthState() ), cell( port.authorized() ),
+           inForce ? cell( inForce->vlanId() ) : Cell(), keysCell( port.authorizedMacs() ) } );
    }
    return table;
 }

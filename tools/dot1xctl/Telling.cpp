@@ -2,6 +2,8 @@
 
 #include <iostream>
 
+#include <fmt/core.h>
+
 #include "Progress.h"
 #include "Varek/Text.h"
 
@@ -28,9 +30,9 @@ void tellFaults( std::string const& file, Config::Faults const& faults ) {
 
 void tellLeftOut( std::string const& name, Store::LeftOut const& leftOut ) {
    if ( leftOut.entities != 0 || leftOut.messages != 0 ) {
-      tell( escaped( name ) + ": " + counted( leftOut.entities, "entity", "entities" ) + " and " +
-            counted( leftOut.messages, "message", "messages" ) +
-            " of types and attributes that are not known here left out" );
+      tell( fmt::format( "{}: {} and {} of types and attributes that are not known here left out",
+                         escaped( name ), counted( leftOut.entities, "entity", "entities" ),
+                         counted( leftOut.messages, "message", "messages" ) ) );
    }
 }
 

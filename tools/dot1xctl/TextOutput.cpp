@@ -1,5 +1,7 @@
 #include <ostream>
 
+#include <fmt/core.h>
+
 #include "Output.h"
 #include "Radius/RadiusAttributeId.h"
 #include "Radius/ValueText.h"
@@ -43,12 +45,12 @@ public:
 
    void broken( Answer const& answer, Problem const& fault ) override {
       heading( answer, ": NOT READ WHOLE" );
-      printWrapped(
-         out_, std::string( indentation, ' ' ),
-         fault.what + "; no response is made of it. " +
-            Varek::counted( answer.attributes.size(), "attribute stands", "attributes stand" ) +
-            " before the fault" + ( answer.attributes.empty() ? "." : ":" ),
-         indentation );
+      printWrapped( out_, std::string( indentation, ' ' ),
+                    fmt::format( "{}; no response is made of it. {} before the fault{}", fault.what,
+                                 Varek::counted( answer.attributes.size(), "attribute stands",
+                                                 "attributes stand" ),
+                                 answer.attributes.empty() ? "." : ":" ),
+                    indentation );
       for ( Dot1xV2::AaaAttribute const& attribute : answer.attributes ) {
          print( attribute );
       }
@@ -92,7 +94,7 @@ public:
 
 private:
    static std::string times( std::uint32_t count ) {
-      return count == 1 ? "once" : std::to_string( count ) + " times";
+      return count == 1 ? "once" : fmt::format( "{} times", count );
    }
 
    struct Count {
@@ -104,16 +106,16 @@ private:
       std::string result;
       for ( Count const& one : counts ) {
          if ( one.count != 0 ) {
-            result += ( result.empty() ? "" : ", " ) + std::to_string( one.count ) + " " + one.what;
+            result += fmt::format( "{}{} {}", result.empty() ? "" : ", ", one.count, one.what );
          }
       }
       return result;
    }
 
    void row( char const* name, std::size_t count, std::string const& detail ) {
-      std::string const number = std::to_string( count );
-      printWrapped( out_, "   " + padded( name, valueColumn - indentation ) + number,
-                    detail.empty() ? detail : "  (" + detail + ")", valueColumn + indentation );
+      printWrapped( out_, fmt::format( "   {:<{}}{}", name, valueColumn - indentation, count ),
+                    detail.empty() ? detail : fmt::format( "  ({})", detail ),
+                    valueColumn + indentation );
    }
 
    void heading( Answer const& answer, std::string const& result ) {
@@ -121,7 +123,7 @@ private:
            << codeText( answer.code ) << result << '\n';
       std::string text = about( answer.request );
       if ( answer.request ) {
-         add( text, "request in packet " + std::to_string( answer.request->packet ) );
+         add( text, fmt::format( "request in packet {}", answer.request->packet ) );
          add( text, answer.request->answers > 1 ? "answered before" : "" );
       }
       printWrapped( out_, std::string( indentation, ' ' ), text, indentation );
@@ -136,9 +138,9 @@ private:
       if ( !id ) {
          return isOfNas( request ) ? "" : "station unknown (no Calling-Station-Id)";
       }
-      return "station " + ( request.station
-                               ? stringValue( *request.station )
-                               : "unknown (Calling-Station-Id is " + quoted( *id ) + ")" );
+      return request.station
+                ? fmt::format( "station {}", stringValue( *request.station ) )
+                : fmt::format( "station unknown (Calling-Station-Id is {})", quoted( *id ) );
    }
 
    /// Who a request is about.
@@ -154,7 +156,7 @@ private:
          { "user", Id::userName }, { "port", Id::nasPortId }, { "session", Id::acctSessionId } };
       for ( auto const& one : shown ) {
          if ( auto const* value = textOf( request->attributes, one.type ) ) {
-            add( text, std::string( one.name ) + " " + quoted( *value ) );
+            add( text, fmt::format( "{} {}", one.name, quoted( *value ) ) );
          }
       }
       for ( auto const& [attribute, value] : request->attributes ) {

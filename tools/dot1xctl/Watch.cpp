@@ -7,6 +7,8 @@
 #include <optional>
 #include <string>
 
+#include <fmt/core.h>
+
 #include "Fetch.h"
 #include "Telling.h"
 #include "Varek/Text.h"
@@ -78,8 +80,8 @@ private:
    }
 
    void synced() {
-      tell( stringValue( address_ ) + ": in step, " +
-            counted( loop_.follower().stats().entities, "entity", "entities" ) );
+      tell( fmt::format( "{}: in step, {}", stringValue( address_ ),
+                         counted( loop_.follower().stats().entities, "entity", "entities" ) ) );
       tellUnknown( address_, loop_.follower() );
       pause_ = shortest;
       told_.clear();

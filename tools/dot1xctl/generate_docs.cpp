@@ -8,6 +8,8 @@
 #include <string_view>
 #include <vector>
 
+#include <fmt/format.h>
+
 #include "Completion.h"
 #include "Varek/ModuleInspectData.h"
 #include "dot1xctl/commands/CommandLine.h"
@@ -30,11 +32,7 @@ Options optionsOf( CLI::App const& app, bool positional ) {
 }
 
 std::string join( Words const& words, std::string_view between ) {
-   std::string result;
-   for ( std::string const& one : words ) {
-      result += ( result.empty() ? "" : std::string( between ) ) + one;
-   }
-   return result;
+   return fmt::format( "{}", fmt::join( words, between ) );
 }
 
 /// What may be given: "TEXT:{all,ports}" and "UINT:INT in [1 - 9]" are what CLI11 knows.
@@ -117,33 +115,33 @@ void printOption( std::ostream& to, CLI::Option const& option ) {
    to << ".TP\n.B " << roff( names ) << ( hasValue ? " " + roff( value.name ) : "" ) << '\n';
    Words notes;
    if ( option.get_positional() && !value.words.empty() ) {
-      notes.push_back( "one of " + join( value.words, ", " ) );
+      notes.push_back( fmt::format( "one of {}", fmt::join( value.words, ", " ) ) );
    }
    if ( !value.range.empty() ) {
       notes.push_back( value.range );
    }
    if ( !option.get_default_str().empty() ) {
-      notes.push_back( option.get_default_str() + " if it is not given" );
+      notes.push_back( fmt::format( "{} if it is not given", option.get_default_str() ) );
    }
    for ( CLI::Option const* other : option.get_excludes() ) {
-      notes.push_back( "not with " + nameOf( *other ) );
+      notes.push_back( fmt::format( "not with {}", nameOf( *other ) ) );
    }
    to << roff( option.get_description() );
-   to << ( notes.empty() ? "" : roff( " (" + join( notes, "; " ) + ")" ) ) << '\n';
+   to << ( notes.empty() ? "" : roff( fmt::format( " ({})", fmt::join( notes, "; " ) ) ) ) << '\n';
 }
 
 std::string synopsis( CLI::App const& app, std::string const& path ) {
-   std::string result = "\\fB" + roff( path ) + "\\fR";
+   std::string result = fmt::format( "\\fB{}\\fR", roff( path ) );
    for ( CLI::Option const* one : optionsOf( app, false ) ) {
       if ( one->get_required() ) {
-         result += " " + roff( nameOf( *one ) + " " + Value( *one ).name );
+         result += fmt::format( " {} {}", roff( nameOf( *one ) ), roff( Value( *one ).name ) );
       }
    }
    result += " [\\fIOPTIONS\\fR]";
    for ( CLI::Option const* one : optionsOf( app, true ) ) {
-      std::string const name = "\\fI" + Value( *one ).name + "\\fR";
-      std::string const more = one->get_expected_max() > 1 ? "..." : "";
-      result += one->get_required() ? " " + name + more : " [" + name + more + "]";
+      std::string const name = fmt::format( "\\fI{}\\fR{}", Value( *one ).name,
+                                            one->get_expected_max() > 1 ? "..." : "" );
+      result += one->get_required() ? fmt::format( " {}", name ) : fmt::format( " [{}]", name );
    }
    return result + ( commandsOf( app ).empty() ? "" : " \\fICOMMAND\\fR" );
 }
@@ -214,25 +212,31 @@ void printArm( std::ostream& to, CLI::App const& app, std::string const& path ) 
    Words names, ways, commands;
    for ( CLI::Option const* one : optionsOf( app, false ) ) {
       for ( std::string const& name : one->get_lnames() ) {
-         names.push_back( "--" + name );
+         names.push_back( fmt::format( "--{}", name ) );
          if ( !Value( *one ).name.empty() ) {
-            ways.push_back( "[--" + name + "]='" + wayOf( *one ) + "'" );
+            ways.push_back( fmt::format( "[--{}]='{}'", name, wayOf( *one ) ) );
          }
       }
    }
    Words positionals;
    std::string further;
    for ( CLI::Option const* one : optionsOf( app, true ) ) {
-      positionals.push_back( "'" + wayOf( *one ) + "'" );
+      positionals.push_back( fmt::format( "'{}'", wayOf( *one ) ) );
       further = one->get_expected_max() > 1 ? wayOf( *one ) : "";
    }
    for ( CLI::App const* one : commandsOf( app ) ) {
       commands.push_back( one->get_name() );
    }
-   to << "      '" << path << "')\n         options='" << join( names, " " )
-      << "'\n         values=(" << join( ways, " " ) << ")\n         positionals=("
-      << join( positionals, " " ) << ")\n         further='" << further << "'\n         commands='"
-      << join( commands, " " ) << "'\n         ;;\n";
+   to << fmt::format( R"(      '{}')
+         options='{}'
+         values=({})
+         positionals=({})
+         further='{}'
+         commands='{}'
+         ;;
+)",
+                      path, fmt::join( names, " " ), fmt::join( ways, " " ),
+                      fmt::join( positionals, " " ), further, fmt::join( commands, " " ) );
    for ( CLI::App const* one : commandsOf( app ) ) {
       printArm( to, *one, path + ( path.empty() ? "" : " " ) + one->get_name() );
    }

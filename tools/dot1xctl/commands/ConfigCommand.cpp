@@ -4,6 +4,8 @@
 #include <memory>
 #include <string>
 
+#include <fmt/core.h>
+
 #include "Varek/Failures.h"
 #include "Varek/Text.h"
 #include "agent/MbaName.h"
@@ -77,7 +79,8 @@ void show( ConfigGiven const& given, Status const& status ) {
 void userName( ConfigGiven const& given, Status const& status ) {
    auto const intf = status->intfStatus( Lumo::IntfId( given.interface ) );
    if ( !intf || !intf->authNProfile() ) {
-      throw Varek::Failure( given.file + ": there is no authNProfile for " + given.interface );
+      throw Varek::Failure(
+         fmt::format( "{}: there is no authNProfile for {}", given.file, given.interface ) );
    }
    std::cout << mbaUserName( Lumo::EthAddr( given.mac ), intf->authNProfile()->mbaUserName() )
              << '\n';
