@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "Radius/ValueText.h"
+#include "Varek/ByteOrder.h"
 #include "agent/Asked.h"
 
 namespace Agent {
@@ -20,8 +21,6 @@ using namespace Dot1xV2;
 using Id = RadiusPacketParser::RadiusAttributeId;
 using Vsa = RadiusPacketParser::BreviaVendorSpec;
 using Session = Varek::Ptr<AcctSessionState>;
-
-enum StatusType : std::uint32_t { start = 1, stop = 2, interim = 3, on = 7, off = 8 };
 
 Varek::Duration const never( std::numeric_limits<double>::infinity() );
 
@@ -57,7 +56,7 @@ bool ended( AcctSessionState const& session ) {
    return session.terminateCause() != AcctTermCause::causeNotSet;
 }
 
-/// What says something of one packet alone.
+/// Whether the attribute is about a single packet, and not about the session.
 bool ofThePacket( std::uint16_t type ) {
    return type == Id::acctStatusType || type == Id::acctDelayTime || type == Id::eventTimestamp ||
           type == Id::messageAuthenticator || type == Id::proxyState;
@@ -66,12 +65,9 @@ bool ofThePacket( std::uint16_t type ) {
 /// A number as it is in a packet.
 template<class T>
 Varek::Bytes networkOrder( T number ) {
-   std::string octets;
-   for ( std::size_t shift = sizeof number * 8; shift != 0; ) {
-      shift -= 8;
-      octets += static_cast<char>( number >> shift & 0xff );
-   }
-   return Varek::Bytes( octets );
+   std::uint8_t octets[sizeof number];
+   Varek::putBigEndian( octets, number );
+   return Varek::Bytes( octets, sizeof octets );
 }
 
 /// When what the request tells of happened, in seconds since 1970. A switch whose clock was not set
@@ -87,8 +83,9 @@ std::int64_t timeOf( Request const& request ) {
 /// When a session began of which this is the first request that is seen, as Event-Timestamp has it;
 /// nothing if it does not say, or no such time can be told.
 std::optional<Varek::Bytes> beginning( Request const& request, std::uint32_t statusType ) {
-   auto const lasted = statusType == start ? std::optional( 0u )
-                                           : integerOf( request.attributes, Id::acctSessionTime );
+   auto const lasted = statusType == acctStart
+                          ? std::optional( 0u )
+                          : integerOf( request.attributes, Id::acctSessionTime );
    std::int64_t const began = timeOf( request ) - lasted.value_or( 0 );
    bool const told = lasted && began > 0 && began <= std::numeric_limits<std::uint32_t>::max();
    return told ? std::optional( networkOrder( static_cast<std::uint32_t>( began ) ) )
@@ -122,9 +119,9 @@ struct OctetsOf {
 
 void Accounting::request( Request const& request, std::optional<std::uint32_t> interval ) {
    auto const type = integerOf( request.attributes, Id::acctStatusType );
-   if ( type == on || type == off ) {
+   if ( type == accountingOn || type == accountingOff ) {
       nasSessionsEnd( request.attributes );
-   } else if ( type == start || type == interim || type == stop ) {
+   } else if ( type == acctStart || type == acctInterimUpdate || type == acctStop ) {
       if ( request.station ) {
          sessionIs( *request.station, request, *type, interval );
       }
@@ -142,7 +139,7 @@ void Accounting::sessionIs( Lumo::EthAddr const& mac, Request const& request,
       session ? session->attribute()->strAttribute( Id::acctSessionId ) : nullptr;
    bool const same = known && *id == *known;
    bool const open = session && !ended( *session );
-   if ( same ? !open || statusType == start : open && statusType != start ) {
+   if ( same ? !open || statusType == acctStart : open && statusType != acctStart ) {
       return; // late
    }
    if ( !same ) {
@@ -157,7 +154,7 @@ void Accounting::sessionIs( Lumo::EthAddr const& mac, Request const& request,
       same ? session->attribute()->byteAttribute( Id::eventTimestamp ) : nullptr;
    attributesIs( *session->attributeIs(), request.attributes,
                  began ? *began : beginning( request, statusType ) );
-   bool const over = statusType == stop;
+   bool const over = statusType == acctStop;
    bool const updates = !over && interval.value_or( 0 ) != 0;
    session->nextAcctUpdateTimeIs( updates ? Varek::Duration( request.time.time_since_epoch() ) +
                                                Varek::Duration( *interval )
@@ -226,7 +223,7 @@ typename Map::mapped_type const* found( Map const& map, typename Map::key_type k
    return at != map.end() ? &at->second : nullptr;
 }
 
-/// The same NAS has the same NAS-Identifier, or where neither has one the same address.
+/// The same NAS has the same NAS-Identifier or, where neither request has that, the same address.
 bool ofNas( AcctAttributes const& session, Wanted const& nas ) {
    auto const* const name = found( nas.text, Id::nasIdentifier );
    auto const* const itsName = session.strAttribute( Id::nasIdentifier );

@@ -22,7 +22,6 @@ std::optional<std::uint32_t> integerOf( Attributes const& attributes, std::uint1
 }
 
 bool isOfNas( Request const& request ) {
-   constexpr std::uint32_t accountingOn = 7, accountingOff = 8;
    auto const type = integerOf( request.attributes, Id::acctStatusType );
    return request.code == statusServer || ( request.code == accountingRequest &&
                                             ( type == accountingOn || type == accountingOff ) );

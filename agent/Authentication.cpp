@@ -1,4 +1,5 @@
 #include "agent/Authentication.h"
+#include "Dot1xV2/Dot1xRecords.h"
 
 #include "agent/Derivation.h"
 #include "framework/Assign.h"
@@ -10,8 +11,6 @@ using namespace Capture;
 namespace {
 
 using namespace Dot1xV2;
-
-constexpr std::uint32_t noServiceType = 0xffffffff;
 
 using Supplicant = Varek::Ptr<AuthNSupplicantStatus>;
 using Phase = Varek::Ptr<AuthNPhaseStatus>;
@@ -30,7 +29,7 @@ void answered( Supplicant const& supplicant, AaaResponse const& response ) {
    Qel::assignEntity( *phaseOf( supplicant )->aaaResponseIs( response.type() ), response );
 }
 
-/// Sets what an answer says of a supplicant; of one that says nothing, the defaults.
+/// Sets what an answer says of a supplicant, and the defaults where it says nothing.
 void saidIs( Supplicant const& supplicant, AaaResponse const* accept ) {
    auto const vlan = accept ? vlanOf( *accept ) : std::nullopt;
    auto const egress = accept ? egressVlanOf( *accept ) : std::nullopt;
@@ -41,7 +40,7 @@ void saidIs( Supplicant const& supplicant, AaaResponse const* accept ) {
    supplicant->vlanIdIs( vlan ? vlanNumber( *vlan ).value() : 0 );
    supplicant->egressVlanAttrsIs( egress.value_or( EgressVlanAttributes( false ) ) );
    supplicant->classAttrIs( classAttr ? *classAttr : Varek::Bytes() );
-   supplicant->serviceTypeIs( service ? *service : noServiceType );
+   supplicant->serviceTypeIs( service ? *service : Dot1xConstants::serviceTypeUndefined() );
 }
 
 void ended( Supplicant const& supplicant, AuthNPhaseStage stage, AuthNZPhaseEnum phase ) {

@@ -1,5 +1,7 @@
 #include "agent/Derivation.h"
 
+#include "Dot1xV2/Dot1xRecords.h"
+
 #include <charconv>
 #include <cstdint>
 #include <map>
@@ -10,12 +12,11 @@ namespace Agent {
 namespace {
 
 using Dot1xV2::AaaResponse;
+using Dot1xV2::Dot1xConstants;
 using Dot1xV2::EgressVlanAttributes;
 using RadiusPktParserBase::TaggedInt;
 using RadiusPktParserBase::TaggedStr;
 
-constexpr std::uint32_t tunnelTypeVlan = 13;
-constexpr std::uint32_t tunnelMediumIeee802 = 6;
 constexpr std::uint16_t highestVlan = 4094;
 
 /// The values of a standard attribute that have the form \p T.
@@ -83,8 +84,8 @@ std::optional<Varek::String> vlanOf( AaaResponse const& response ) {
    std::uint32_t bestPreference = 0;
    for ( TaggedStr const& group :
          valuesOf<TaggedStr>( response, RadiusId::tunnelPrivateGroupId ) ) {
-      if ( group.value.empty() || !holds( types, group.tag, tunnelTypeVlan ) ||
-           !holds( media, group.tag, tunnelMediumIeee802 ) ) {
+      if ( group.value.empty() || !holds( types, group.tag, Dot1xConstants::tunnelTypeVlan() ) ||
+           !holds( media, group.tag, Dot1xConstants::tunnelMedium802() ) ) {
          continue;
       }
       auto const at = preferences.find( group.tag );

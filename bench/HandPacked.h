@@ -8,6 +8,7 @@
 #include <variant>
 #include <vector>
 
+#include "Varek/ByteOrder.h"
 #include "bench/MirrorTypes.h"
 #include "bench/Processes.h"
 
@@ -119,7 +120,7 @@ public:
    }
    template<class U>
    void put( U value ) {
-      value = Qel::NboAttrLog::Internal::networkOrder( value );
+      value = Varek::bigEndian( value );
       octets( &value, sizeof value );
    }
    std::span<char const> packed() const { return { buffer_.data(), used_ }; }
@@ -196,7 +197,7 @@ public:
       if ( !octets( &value, sizeof value ) ) {
          return false;
       }
-      value = Qel::NboAttrLog::Internal::networkOrder( value );
+      value = Varek::bigEndian( value );
       return true;
    }
    std::span<char const> rest() const { return rest_; }

@@ -1,5 +1,7 @@
 #include "capture/Eapol.h"
 
+#include "Varek/ByteOrder.h"
+
 namespace Capture {
 
 namespace {
@@ -25,7 +27,7 @@ EapolReading readEap( std::span<std::uint8_t const> octets, std::size_t bodyLeng
       return fault( begin, "an EAP header" );
    }
    std::uint8_t const code = octets[begin], identifier = octets[begin + 1];
-   auto const length = static_cast<std::size_t>( octets[begin + 2] << 8 | octets[begin + 3] );
+   auto const length = std::size_t{ Varek::getBigEndian<std::uint16_t>( &octets[begin + 2] ) };
    if ( length < header || length > bodyLength ) {
       return fault( begin, "an EAP header", false );
    }
@@ -63,7 +65,7 @@ EapolReading readEapol( std::span<std::uint8_t const> octets ) {
    }
    switch ( octets[1] ) {
    case packet:
-      return readEap( octets, static_cast<std::size_t>( octets[2] << 8 | octets[3] ) );
+      return readEap( octets, Varek::getBigEndian<std::uint16_t>( &octets[2] ) );
    case start:
       return frameOf( Eapol::Kind::start );
    case logoff:

@@ -16,7 +16,7 @@
 /// same two endpoints.
 ///
 /// - A request sent again, octet for octet, is the same request (RFC 5080 2.2.1). Other octets
-///   under the same identifier are a new one, and the one before can no longer be answered.
+///   under the same identifier are a new request, and the request before can no longer be answered.
 /// - An answered request is kept, for answers that arrive twice, until its identifier is used
 ///   again.
 /// - An answer whose code is none for the code of that request answers nothing.
@@ -33,6 +33,15 @@ enum RadiusCode : std::uint8_t {
    accountingResponse = 5,
    accessChallenge = 11,
    statusServer = 12,
+};
+
+/// Values of Acct-Status-Type (RFC 2866 5.1).
+enum AcctStatusType : std::uint32_t {
+   acctStart = 1,
+   acctStop = 2,
+   acctInterimUpdate = 3,
+   accountingOn = 7,
+   accountingOff = 8,
 };
 
 bool isRequest( std::uint8_t code );
@@ -58,7 +67,7 @@ struct Request {
    std::optional<Lumo::EthAddr> station; ///< stationOf( attributes )
    bool whole = true; ///< False if it was cut or malformed: then attributes are missing.
    std::uint32_t timesSent = 1;
-   std::uint32_t answers = 0; ///< Whole ones.
+   std::uint32_t answers = 0; ///< Only those that could be read whole.
    bool answerHeard = false;  ///< Whole or not.
 };
 
@@ -67,7 +76,7 @@ std::string codeText( std::uint8_t code );
 
 class Exchange {
 public:
-   /// Takes note of a request: false if it is one sent again.
+   /// Takes note of a request: false if it was sent again.
    bool request( Flow const&, Request );
    /// The most recent request with that identifier, null if none. Valid until the next call.
    Request const* recent( Flow const& ) const;

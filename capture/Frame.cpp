@@ -1,5 +1,7 @@
 #include "capture/Frame.h"
 
+#include "Varek/ByteOrder.h"
+
 #include <algorithm>
 #include <optional>
 #include <utility>
@@ -57,10 +59,10 @@ private:
       return at <= octets_.size() && count <= octets_.size() - at;
    }
    std::uint16_t u16( std::size_t at ) const {
-      return static_cast<std::uint16_t>( octets_[at] << 8 | octets_[at + 1] );
+      return Varek::getBigEndian<std::uint16_t>( &octets_[at] );
    }
    std::uint32_t u32( std::size_t at ) const {
-      return static_cast<std::uint32_t>( u16( at ) ) << 16 | u16( at + 2 );
+      return Varek::getBigEndian<std::uint32_t>( &octets_[at] );
    }
    IpAddress address( std::size_t at, bool v6 ) const {
       IpAddress result{ v6, {} };

@@ -8,6 +8,7 @@
 #include <fmt/core.h>
 
 #include "Radius/RadiusAttributeId.h"
+#include "Varek/ByteOrder.h"
 #include "Varek/Failures.h"
 #include "Varek/Text.h"
 
@@ -27,11 +28,7 @@ Problem cut( Datagram const& datagram, std::string const& what ) {
             "cut at capture: " + what };
 }
 
-/// The offset is told once, with file and packet, also if \p what ends with it.
-Problem malformed( std::size_t offset, std::string what ) {
-   if ( std::string const end = fmt::format( " (at offset {})", offset ); what.ends_with( end ) ) {
-      what.resize( what.size() - end.size() );
-   }
+Problem malformed( std::size_t offset, std::string const& what ) {
    return { ProblemKind::radius, 0, Offset{ OffsetIn::radius, offset }, what };
 }
 
@@ -43,7 +40,7 @@ RadiusReading decoded( std::span<std::uint8_t const> packet ) {
    result.identifier = packet[1];
    result.attributes = std::move( decoded.attributes );
    if ( decoded.error ) {
-      result.fault = malformed( decoded.error->offset(), decoded.error->what() );
+      result.fault = malformed( decoded.error->offset(), decoded.error->fault() );
       result.hasHeader = decoded.error->offset() >= headerSize;
    }
    return result;
@@ -66,7 +63,7 @@ RadiusReading readRadius( Datagram const& datagram ) {
                                                      octets( packet.size() ), headerSize ) );
       return result;
    }
-   auto const length = static_cast<std::size_t>( packet[2] << 8 | packet[3] );
+   auto const length = std::size_t{ Varek::getBigEndian<std::uint16_t>( &packet[2] ) };
    if ( !payloadCut || length <= packet.size() || length > datagram.length ) {
       return decoded( packet );
    }

@@ -58,7 +58,7 @@ Part childDifference( Entity const& child, Entity const* fresh ) {
    return result;
 }
 
-/// Of a record what a reader that begins with a new one needs to be told.
+/// Leaves what a reader needs who begins with a new record.
 void dropDefaults( Part& part, AttributeRecord const& attribute ) {
    if ( part.form != Part::Form::fields ) {
       return;
@@ -129,7 +129,7 @@ struct Group {
    std::vector<Lumo::IntfId> interfaces;
 };
 
-/// Makes one element of interfaces whose configurations are equal.
+/// Joins interfaces whose configurations are equal into a single element.
 void groupInterfaces( Part& collection ) {
    std::vector<Group> groups;
    for ( Part& one : collection.parts ) {

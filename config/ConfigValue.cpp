@@ -61,8 +61,8 @@ std::string expected( AtomicFnTable const& table, std::string_view text,
                                        : decoder );
 }
 
-/// A duration of less than no time, or of none that can be told. No timer has one, and what is not
-/// equal to itself would differ from what is stored each time it is read.
+/// A negative duration and NaN make no sense for any timer; and NaN, which is not equal to itself,
+/// would differ from the stored value each time it is read.
 bool isSensible( AtomicFnTable const& table, void const* value ) {
    return !isA<Varek::Duration>( table ) ||
           static_cast<Varek::Duration const*>( value )->count() >= 0;
@@ -85,8 +85,8 @@ std::optional<std::string> decode( AtomicFnTable const& table, std::string_view 
    return expected( table, text, decoder );
 }
 
-/// The kinds of JSON in which a value is written. What is neither number nor truth is in quotes; a
-/// number without quotes is taken too, since a VLAN is one for its reader.
+/// The kinds of JSON in which a value is written. All but numbers and truths are in quotes; a
+/// number without quotes is taken for them too, since a user writes a VLAN as a number.
 bool isFitting( AtomicFnTable const& table, JsonNode const& node ) {
    if ( isA<bool>( table ) ) {
       return node.kind == Kind::boolean;
@@ -149,7 +149,7 @@ bool readScalar( JsonPlace const& at, AtomicFnTable const& table, void* value, F
    }
    bool const absent = node.text == Qel::absentWord && isOptional( table );
    Qel::UntypedValue const scratch( table );
-   // Of what is no single value the type is asked, too: for the words in which it says what is one.
+   // The type is asked even for a node that is no single value: it says what it expects.
    auto const wrong = decode( table, absent ? std::string_view() : node.text, scratch.get() );
    if ( isFitting( table, node ) && !absent && !wrong ) {
       table.assign( value, scratch.get() );

@@ -32,7 +32,7 @@ struct Split {
         number( name.substr( before.size() ) ) {}
 };
 
-/// The largest number for what is none: it is one that no interface has.
+/// The largest number, which no interface has, for text that is no number.
 Number numberOf( std::string_view digits ) {
    Number value = 0;
    auto const [end, error] = std::from_chars( digits.data(), digits.data() + digits.size(), value );
@@ -70,7 +70,7 @@ private:
       if ( whole.empty() ) {
          fail( "the name of an interface", begin );
       }
-      // A dash before a digit and behind one; Port-Channel1 has another.
+      // A dash between digits; the dash of Port-Channel1 is none.
       std::size_t const last = whole.size() - digitsAtEnd( whole );
       bool const isRange =
          last >= 2 && last != whole.size() && whole[last - 1] == '-' && isDigit( whole[last - 2] );

@@ -89,7 +89,7 @@ public:
    }
 
 private:
-   /// Of the last character of what was read last; behind a number that is the one after it.
+   /// The line of the last character that was read; behind a number that is the next character.
    std::size_t line() {
       char const* const reached = reading_.reached();
       char const* const end = reached != text_.data() ? reached - 1 : reached;

@@ -9,10 +9,11 @@
 #include "Lumo/EthAddr.h"
 #include "Lumo/IntfId.h"
 #include "Lumo/IpGenPrefix.h"
+#include "Varek/ByteOrder.h"
 #include "framework/WireForms.h"
 
 /// The forms of addresses, interfaces and VLANs in the attribute log, which the framework does not
-/// know. A header that declares attributes of these types includes this one. All numbers are
+/// know. A header that declares attributes of these types includes this header. All numbers are
 /// big-endian.
 ///
 /// | type                        | form                                                       |
@@ -39,7 +40,7 @@ struct Wire<Lumo::EthAddr> : Internal::FixedWire<6> {
 template<>
 struct Wire<Lumo::IntfId> : Internal::FixedWire<8> {
    static std::uint8_t* put( std::uint8_t* to, Lumo::IntfId v ) {
-      return Internal::putBig( to, v.value() );
+      return Varek::putBigEndian( to, v.value() );
    }
    static void read( NboAttrLog::In& in, Lumo::IntfId& v ) {
       v = Lumo::IntfId::fromValue( in.get64() );
@@ -50,7 +51,9 @@ struct Wire<Lumo::IntfId> : Internal::FixedWire<8> {
 template<class T>
    requires std::same_as<T, Bridging::VlanId> || std::same_as<T, Bridging::VlanIdOrNone>
 struct Wire<T> : Internal::FixedWire<2> {
-   static std::uint8_t* put( std::uint8_t* to, T v ) { return Internal::putBig( to, v.value() ); }
+   static std::uint8_t* put( std::uint8_t* to, T v ) {
+      return Varek::putBigEndian( to, v.value() );
+   }
    static void read( NboAttrLog::In& in, T& v ) { v = T( in.get16() ); }
    static void form( Varek::String& text ) { text += "VlanId"; }
 };

@@ -11,17 +11,18 @@
 
 #include "Radius/AttrValue.h"
 #include "Radius/Attribute.h"
+#include "Varek/ByteOrder.h"
 #include "framework/WireForms.h"
 
 /// The forms of RADIUS attributes and their values in the attribute log, which the framework does
-/// not know. A header that declares attributes of these types includes this one. An attribute is a
-/// U32 vendor and a U16 type; for values see below.
+/// not know. A header that declares attributes of these types includes this header. An attribute is
+/// a U32 vendor and a U16 type; for values see below.
 namespace Qel {
 
 template<>
 struct Wire<RadiusPktParserBase::Attribute> : Internal::FixedWire<6> {
    static std::uint8_t* put( std::uint8_t* to, RadiusPktParserBase::Attribute v ) {
-      return Internal::putBig( Internal::putBig( to, v.vendor() ), v.type() );
+      return Varek::putBigEndian( Varek::putBigEndian( to, v.vendor() ), v.type() );
    }
    static void read( NboAttrLog::In& in, RadiusPktParserBase::Attribute& v ) {
       std::uint32_t const vendor = in.get32();
@@ -48,7 +49,7 @@ struct RadiusTextWire {
    static std::size_t size( Text const& v ) { return ( v.size() < longer ? 0 : 4 ) + v.size(); }
    static std::uint8_t* put( std::uint8_t* to, Text const& v ) {
       if ( v.size() >= longer ) {
-         to = putBig( to, static_cast<std::uint32_t>( v.size() ) );
+         to = Varek::putBigEndian( to, static_cast<std::uint32_t>( v.size() ) );
       }
       return putOctets( to, v.data(), v.size() );
    }
@@ -79,16 +80,13 @@ struct RadiusWire<U> {
       case 0:
          return to;
       case 1:
-         return putBig( to, static_cast<std::uint8_t>( v ) );
+         return Varek::putBigEndian( to, static_cast<std::uint8_t>( v ) );
       case 2:
-         return putBig( to, static_cast<std::uint16_t>( v ) );
+         return Varek::putBigEndian( to, static_cast<std::uint16_t>( v ) );
       case 4:
-         return putBig( to, static_cast<std::uint32_t>( v ) );
+         return Varek::putBigEndian( to, static_cast<std::uint32_t>( v ) );
       default:
-         for ( std::size_t shift = 8 * bytes; shift > 0; ) {
-            *to++ = static_cast<std::uint8_t>( v >> ( shift -= 8 ) );
-         }
-         return to;
+         return Varek::putBigEndian( to, v, bytes );
       }
    }
    template<class Make>
@@ -97,12 +95,7 @@ struct RadiusWire<U> {
          in.fail( "a number of " + std::to_string( 8 * sizeof( U ) ) + " bits has no " +
                   std::to_string( bits ) + " bytes" );
       }
-      std::uint8_t const* octet = in.getOctets( bits );
-      U v = 0;
-      for ( ; bits > 0; --bits ) {
-         v = static_cast<U>( v << 8 | *octet++ );
-      }
-      return make( v );
+      return make( static_cast<U>( Varek::bigEndianNumber( { in.getOctets( bits ), bits } ) ) );
    }
 };
 

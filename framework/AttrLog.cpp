@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <bit>
 
+#include "Varek/ByteOrder.h"
 #include "framework/Ahead.h"
 #include "framework/AttrLogRecords.h"
 
@@ -64,9 +65,7 @@ bool transactionMarker( EntityQelNboAttrLogSa const& sa, unsigned index, NboAttr
                                        bytes ) ) {
       return false;
    }
-   for ( unsigned i = bytes; i > 0; --i ) {
-      sa.out().put8( static_cast<std::uint8_t>( count >> 8 * ( i - 1 ) ) );
-   }
+   sa.out().cursorIs( Varek::putBigEndian( sa.out().cursor(), count, bytes ) );
    sa.out().outSmCommitMessage();
    return true;
 }
@@ -190,7 +189,7 @@ bool flush( EntityQelNboAttrLogSa const& sa, AttributeLog const& log, unsigned i
       return true;
    }
    if ( log.flush ) {
-      // An earlier one comes first now.
+      // A collection with a lower id comes first now.
       if ( flowOut.resync() != index ) {
          freeResyncState( flowOut );
       }
@@ -250,23 +249,30 @@ std::unique_ptr<FlowOut> newFlowOut( EntityQelNboAttrLogSa const& sa, bool dirty
    return std::make_unique<FlowOut>( sa.type(), dirty, from );
 }
 
-int handleAttrFlowOut( EntityQelNboAttrLogSa const& sa, Varek::FieldId from, FlowOut& flowOut ) {
+FlowOutProgress flowOutContinue( EntityQelNboAttrLogSa const& sa, Varek::FieldId from,
+                                 FlowOut& flowOut ) {
+   using State = FlowOutProgress::State;
    TypeRecord const& type = sa.type();
    unsigned index = 0;
    if ( from != Varek::FieldId( 0 ) && !logOf( type, from, index ) ) {
-      return -1;
+      return { State::unknownField };
    }
-   // A flow-out holds one bookmark; whoever jumps ahead of it gives it up.
+   // A flow-out holds a single bookmark; a caller that jumps ahead of it gives it up.
    if ( flowOut.bookmark() && flowOut.resync() < index ) {
       freeResyncState( flowOut );
    }
    for ( ; index < type.attributes.size(); ++index ) {
       AttributeLog const* const log = type.wire[index].log;
       if ( log && !naming( sa, index, [&] { return flush( sa, *log, index, flowOut ); } ) ) {
-         return type.attributes[index].id.value();
+         return { State::blocked, type.attributes[index].id };
       }
    }
-   return 0;
+   return { State::done };
+}
+
+int handleAttrFlowOut( EntityQelNboAttrLogSa const& sa, Varek::FieldId from, FlowOut& flowOut ) {
+   FlowOutProgress const came = flowOutContinue( sa, from, flowOut );
+   return came.state == FlowOutProgress::State::unknownField ? -1 : came.next.value();
 }
 
 bool freeResyncState( FlowOut& flowOut ) {
@@ -304,21 +310,35 @@ bool doHandleAttrDeserialization( EntityQelNboAttrLogSa const& sa, Varek::FieldI
    return true;
 }
 
-bool doHandleAttrTransaction( EntityQelNboAttrLogSa const& sa, Varek::FieldId id, unsigned kind,
-                              std::uint32_t expected ) {
-   requireWritable( sa );
+namespace {
+
+AttributeLog const* collectionLog( EntityQelNboAttrLogSa const& sa, Varek::FieldId id ) {
    unsigned index = 0;
    AttributeLog const* const log = logOf( sa.type(), id, index );
-   if ( !log || !log->transaction ) {
+   return log && log->transaction ? log : nullptr;
+}
+
+} // namespace
+
+bool doHandleAttrTransaction( EntityQelNboAttrLogSa const& sa, Varek::FieldId id, Transaction kind,
+                              std::uint32_t expected ) {
+   requireWritable( sa );
+   AttributeLog const* const log = collectionLog( sa, id );
+   if ( !log ) {
       return false;
    }
-   if ( kind == 0 ) {
-      VAREK_ASSERT_TEXT( !log->active( sa.entity() ), "!_isActive" );
-      log->transaction( sa, Transaction::begin, expected );
-   } else if ( kind == 2 ) {
-      log->transaction( sa, Transaction::end, 0 );
-   }
+   VAREK_ASSERT_TEXT( kind != Transaction::begin || !log->active( sa.entity() ), "!_isActive" );
+   log->transaction( sa, kind, expected );
    return true;
+}
+
+bool doHandleAttrTransaction( EntityQelNboAttrLogSa const& sa, Varek::FieldId id, unsigned kind,
+                              std::uint32_t expected ) {
+   if ( kind == 0 || kind == 2 ) {
+      return doHandleAttrTransaction( sa, id, static_cast<Transaction>( kind ), expected );
+   }
+   requireWritable( sa );
+   return collectionLog( sa, id ) != nullptr;
 }
 
 bool attrTransactionActive( EntityQelNboAttrLogSa const& sa, Varek::FieldId id ) {
@@ -327,21 +347,14 @@ bool attrTransactionActive( EntityQelNboAttrLogSa const& sa, Varek::FieldId id )
    return log && log->active && log->active( sa.entity() );
 }
 
-void attrTransactionCancel( EntityQelNboAttrLogSa const& sa, Varek::FieldId id ) {
-   unsigned index = 0;
-   AttributeLog const* const log = logOf( sa.type(), id, index );
-   if ( log && log->transaction ) {
-      log->transaction( sa, Transaction::cancel, 0 );
-   }
-}
-
 std::uint32_t expectedElements( In& in, std::size_t& ahead ) {
    constexpr std::size_t leastFrame = 3;
-   std::uint32_t count = 0;
-   for ( std::size_t bytes = in.left(); bytes > 0; --bytes ) {
-      count = count << 8 | in.get8();
-   }
-   count = static_cast<std::uint32_t>( std::min<std::size_t>( count, ahead / leastFrame ) );
+   std::size_t const bytes = in.left();
+   // As before, of a longer number the last 32 bits.
+   auto const said =
+      static_cast<std::uint32_t>( Varek::bigEndianNumber( { in.getOctets( bytes ), bytes } ) );
+   auto const count =
+      static_cast<std::uint32_t>( std::min<std::size_t>( said, ahead / leastFrame ) );
    ahead -= count * leastFrame;
    return count;
 }

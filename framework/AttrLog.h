@@ -21,14 +21,21 @@ namespace Qel {
 class EntityQelNboAttrLogSa;
 class FirstFailure;
 
+/// What happens to a collection's full sync at the receiving end.
+enum class Transaction : std::uint8_t {
+   begin, ///< All elements that are there are marked.
+   end,   ///< Elements that are still marked are removed, with notifications.
+   cancel ///< Marks are forgotten, and nothing is removed.
+};
+
 namespace NboAttrLog {
 
 /// A stream, as the handlers of its entities use it.
 class VAREK_EXPORT Stream {
 public:
    Out& out() const { return out_; }
-   /// Offers a message to those streams that share one encoding of each change. True if this one is
-   /// among them: then it needs nothing more.
+   /// Offers a message to the streams that share one encoding of each change. True if this stream
+   /// is among them, and so needs nothing more.
    virtual bool doMessageMulticast( EntityQelNboAttrLogSa const&, Varek::FieldId,
                                     void const* key ) = 0;
    /// Makes \p child, under \p field of the entity of \p parent, known to the other end and sees to
@@ -155,7 +162,7 @@ public:
    /// Where what cannot go out is marked; null for a stream that is not flow-controlled.
    NboAttrLog::FlowOut* flowOut() const { return flowOut_; }
 
-   /// Whether the entity only mirrors one of another process; then messages may change it only if
+   /// Whether the entity mirrors an entity of another process; then messages may change it only if
    /// the framework, which keeps the mirror, allows it.
    bool readOnlyProxy() const { return readOnlyProxy_; }
    bool allowWriteFromReadOnlyRemote() const { return allowWrite_; }
@@ -200,16 +207,31 @@ VAREK_EXPORT void serializeConstructorParams( NboAttrLog::Out&, TypeRecord const
 VAREK_EXPORT bool streamAdapterOnAttribute( EntityQelNboAttrLogSa const&, Varek::FieldId id,
                                             void const* key );
 
-/// What is to be said of sa's entity to a new stream (\p dirty: all, from \p from on), or to one
-/// that is up to date.
+/// What is to be said of sa's entity to a new stream (\p dirty: all, from \p from on), or to a
+/// stream that is up to date.
 VAREK_EXPORT std::unique_ptr<NboAttrLog::FlowOut> newFlowOut( EntityQelNboAttrLogSa const&,
                                                               bool dirty, Varek::FieldId from );
-/// Says what is still to be said, in id order from \p from on (0: from the first). Returns 0 when
-/// all is out, the id to go on with when the stream is blocked, and -1 for an id that is not
-/// written.
+/// How far flowOutContinue() came.
+struct FlowOutProgress {
+   enum class State : std::uint8_t {
+      done,        ///< All is out.
+      blocked,     ///< The stream takes no more; \p next is the id to go on with.
+      unknownField ///< Nothing is written under the id that was given.
+   };
+   State state;
+   Varek::FieldId next = 0; ///< 0 unless blocked.
+
+   bool done() const { return state == State::done; }
+};
+/// Says what is still to be said, in id order from \p from on (0: from the first).
+VAREK_EXPORT FlowOutProgress flowOutContinue( EntityQelNboAttrLogSa const&, Varek::FieldId from,
+                                              NboAttrLog::FlowOut& );
+/// The same as a number: 0 when all is out, the id to go on with when the stream is blocked, and -1
+/// for an id under which nothing is written.
 VAREK_EXPORT int handleAttrFlowOut( EntityQelNboAttrLogSa const&, Varek::FieldId from,
                                     NboAttrLog::FlowOut& );
-/// Gives up an unfinished full sync of a collection, which then begins anew. Whether there was one.
+/// Gives up an unfinished full sync of a collection, which then begins anew. Returns whether there
+/// was such a sync.
 VAREK_EXPORT bool freeResyncState( NboAttrLog::FlowOut& );
 
 // Reading
@@ -219,31 +241,32 @@ VAREK_EXPORT bool sameConstructorParams( TypeRecord const&, Entity const& entity
 /// The entity whose constructor parameters come next.
 VAREK_EXPORT Ptr<Entity> newEntityForAttrLog( TypeRecord const&, NboAttrLog::In& );
 
-/// Applies a message of attribute \p id, or of a removal under the negative of one, to sa's entity
+/// Applies a message of attribute \p id, or a removal under the negative of an id, to sa's entity
 /// through its mutators. False, with nothing read, for an id that the type does not have. Throws
 /// AttrLogError or AttrLogLengthError, with nothing changed, for a message that is not in form, and
 /// Varek::WriteFromReadOnlyProxy before anything else.
 VAREK_EXPORT bool doHandleAttrDeserialization( EntityQelNboAttrLogSa const&, Varek::FieldId id,
                                                NboAttrLog::In& );
-/// Begins (\p kind 0) or ends (2) the full sync of a collection: elements that did not come in
-/// between are removed, with notifications. At the beginning room is made for \p expected elements.
-/// False for an id that is no collection of the type. One that is under way must end, or be given
-/// up, before the next begins: what a peer says is held against attrTransactionActive() first.
+/// Begins, ends or gives up the full sync of a collection. At the beginning room is made for \p
+/// expected elements. False for an id that is no collection of the type. A full sync that is under
+/// way must end, or be given up, before the next begins: the caller checks what a peer says by
+/// attrTransactionActive() first.
+VAREK_EXPORT bool doHandleAttrTransaction( EntityQelNboAttrLogSa const&, Varek::FieldId id,
+                                           Transaction kind, std::uint32_t expected = 0 );
+/// The same by number: 0 begins, 2 ends, any other number does nothing.
 VAREK_EXPORT bool doHandleAttrTransaction( EntityQelNboAttrLogSa const&, Varek::FieldId id,
                                            unsigned kind, std::uint32_t expected = 0 );
 /// Whether a full sync of the collection with attribute \p id is under way.
 VAREK_EXPORT bool attrTransactionActive( EntityQelNboAttrLogSa const&, Varek::FieldId id );
-/// Gives up the full sync that is under way, if one is: nothing is removed.
-VAREK_EXPORT void attrTransactionCancel( EntityQelNboAttrLogSa const&, Varek::FieldId id );
 /// How many elements a begin marker with payload \p in promises, but no more than the \p ahead
 /// bytes that have come after it could hold. Takes off \p ahead what these elements need at least:
 /// bytes that have been counted on for one collection are not for another.
 VAREK_EXPORT std::uint32_t expectedElements( NboAttrLog::In& in, std::size_t& ahead );
-/// The child under attribute \p id whose constructor parameters come next: the one that is there
-/// or, if it has other parameters or there is none, a new one. Null, with nothing read, for an id
-/// under which the type has no children, and if an observer has taken the new one out again. What
-/// is thrown after the child was looked for, by observers mostly, is in \p failure: there may be a
-/// child all the same.
+/// The child under attribute \p id whose constructor parameters come next: the present child or, if
+/// it has other parameters or there is none, a new child. Null, with nothing read, for an id under
+/// which the type has no children; null also if an observer has taken the new child out again.
+/// Exceptions after the look-up, which come mostly from observers, are put in \p failure: there may
+/// be a child all the same.
 VAREK_EXPORT Entity* childForAttrLog( EntityQelNboAttrLogSa const&, Varek::FieldId id,
                                       NboAttrLog::In&, FirstFailure& failure );
 

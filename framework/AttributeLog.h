@@ -12,9 +12,6 @@
 /// The part of the records that serves the attribute log, and what those who fill it share.
 namespace Qel {
 
-/// The full sync of a collection at the receiving end.
-enum class Transaction : std::uint8_t { begin, end, cancel };
-
 /// What the log does with one attribute of an entity.
 struct AttributeLog {
    /// A text that differs where the bytes mean something else.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <iosfwd>
 #include <memory>
 #include <span>
 
@@ -16,7 +17,11 @@ namespace Qel {
 template<class Self>
 class EntityOf;
 
-/// Lets the framework alone construct entities: only it can make one.
+// Here as well, so that whoever has a type can compare and print it; framework/Whole.h says how.
+VAREK_EXPORT bool operator==( Entity const& a, Entity const& b );
+VAREK_EXPORT std::ostream& operator<<( std::ostream&, Entity const& );
+
+/// Lets the framework alone construct entities, since nobody else can make such a key.
 class MakeKey {
    template<class>
    friend class EntityOf;

@@ -11,11 +11,12 @@
 
 #include "Qel/HashMap2018.h"
 #include "Qel/NboAttrLog.h"
+#include "Varek/ByteOrder.h"
 #include "Varek/String.h"
 #include "framework/TypeName.h"
 
-/// The forms of values in the attribute log: one specialisation of Wire a type, found at compile
-/// time. All numbers are big-endian.
+/// The forms of values in the attribute log: a specialisation of Wire for each type, found at
+/// compile time. All numbers are big-endian.
 ///
 /// | type                        | form                                                       |
 /// |-----------------------------|------------------------------------------------------------|
@@ -34,10 +35,10 @@ namespace Qel {
 
 namespace NboAttrLog {}
 
-/// Size, writing and reading of a \p T. `least` is the smallest size; `size` is exact; `put` writes
-/// so many bytes, into room that is there, and returns where the next one goes. `read` may leave
-/// its target in part changed when it throws. `form` is a short text that differs where the bytes
-/// mean something else; two processes compare theirs before they talk.
+/// Size, writing and reading of a \p T. `least` is the smallest size and `size` the exact size.
+/// `put` writes that many bytes, into room that is there, and returns where the next byte goes.
+/// `read` may leave its target in part changed when it throws. `form` is a short text; types whose
+/// bytes mean different things have different forms, which two processes compare before they talk.
 template<class T>
 struct Wire;
 
@@ -59,13 +60,6 @@ using UnsignedOf = std::conditional_t<
    std::conditional_t<bytes == 2, std::uint16_t,
                       std::conditional_t<bytes == 4, std::uint32_t, std::uint64_t>>>;
 
-/// Writes \p value big-endian and returns where the next byte goes.
-template<std::unsigned_integral U>
-std::uint8_t* putBig( std::uint8_t* to, U value ) {
-   value = NboAttrLog::Internal::networkOrder( value );
-   std::memcpy( to, &value, sizeof value );
-   return to + sizeof value;
-}
 /// Most texts are short: then two moves that may overlap are cheaper than a call.
 inline void copyOctets( std::uint8_t* to, std::uint8_t const* from, std::size_t size ) {
    auto const twice = [&]<class Word>( Word ) {
@@ -127,7 +121,7 @@ template<std::unsigned_integral T>
 struct Wire<T> : Internal::FixedWire<sizeof( T )> {
    using U = Internal::UnsignedOf<sizeof( T )>;
    static std::uint8_t* put( std::uint8_t* to, T v ) {
-      return Internal::putBig( to, static_cast<U>( v ) );
+      return Varek::putBigEndian( to, static_cast<U>( v ) );
    }
    static void read( NboAttrLog::In& in, T& v ) { v = Internal::getUnsigned<U>( in ); }
    static void form( Varek::String& text ) { text += "U" + std::to_string( 8 * sizeof( T ) ); }
@@ -137,9 +131,9 @@ template<class T>
    requires std::is_enum_v<T>
 struct Wire<T> : Internal::FixedWire<4> {
    static std::uint8_t* put( std::uint8_t* to, T v ) {
-      return Internal::putBig( to, static_cast<std::uint32_t>( v ) );
+      return Varek::putBigEndian( to, static_cast<std::uint32_t>( v ) );
    }
-   // A value that is no enumerator is kept: it is one to a newer peer.
+   // A value that is no enumerator is kept: a newer peer may know it.
    static void read( NboAttrLog::In& in, T& v ) {
       v = static_cast<T>( static_cast<std::underlying_type_t<T>>( in.get32() ) );
    }
@@ -149,7 +143,7 @@ struct Wire<T> : Internal::FixedWire<4> {
 template<>
 struct Wire<Varek::Duration> : Internal::FixedWire<8> {
    static std::uint8_t* put( std::uint8_t* to, Varek::Duration v ) {
-      return Internal::putBig( to, std::bit_cast<std::uint64_t>( v.count() ) );
+      return Varek::putBigEndian( to, std::bit_cast<std::uint64_t>( v.count() ) );
    }
    static void read( NboAttrLog::In& in, Varek::Duration& v ) {
       v = Varek::Duration( std::bit_cast<double>( in.get64() ) );
@@ -162,7 +156,7 @@ struct Wire<Varek::String> {
    static constexpr std::size_t least = 4;
    static std::size_t size( Varek::String const& v ) { return 4 + v.size(); }
    static std::uint8_t* put( std::uint8_t* to, Varek::String const& v ) {
-      to = Internal::putBig( to, static_cast<std::uint32_t>( v.size() ) );
+      to = Varek::putBigEndian( to, static_cast<std::uint32_t>( v.size() ) );
       return Internal::putOctets( to, v.data(), v.size() );
    }
    static void read( NboAttrLog::In& in, Varek::String& v ) {
@@ -177,7 +171,7 @@ struct Wire<Varek::Bytes> {
    static constexpr std::size_t least = 4;
    static std::size_t size( Varek::Bytes const& v ) { return 4 + v.size(); }
    static std::uint8_t* put( std::uint8_t* to, Varek::Bytes const& v ) {
-      to = Internal::putBig( to, static_cast<std::uint32_t>( v.size() ) );
+      to = Varek::putBigEndian( to, static_cast<std::uint32_t>( v.size() ) );
       return Internal::putOctets( to, v.data(), v.size() );
    }
    static void read( NboAttrLog::In& in, Varek::Bytes& v ) {
@@ -236,7 +230,8 @@ struct Wire<std::vector<T, A>> {
    static constexpr std::size_t least = 4;
    static std::size_t size( std::vector<T, A> const& v ) { return 4 + Internal::sizeOfAll( v ); }
    static std::uint8_t* put( std::uint8_t* to, std::vector<T, A> const& v ) {
-      return Internal::putAll( Internal::putBig( to, static_cast<std::uint32_t>( v.size() ) ), v );
+      return Internal::putAll( Varek::putBigEndian( to, static_cast<std::uint32_t>( v.size() ) ),
+                               v );
    }
    static void read( NboAttrLog::In& in, std::vector<T, A>& v ) {
       std::uint32_t const count = in.getCount( Wire<T>::least );
@@ -282,7 +277,8 @@ struct Wire<HashMap2018<T, MemberKeyFunktor<T>, salt>> {
    static constexpr std::size_t least = 4;
    static std::size_t size( Set const& v ) { return 4 + Internal::sizeOfAll( v ); }
    static std::uint8_t* put( std::uint8_t* to, Set const& v ) {
-      return Internal::putAll( Internal::putBig( to, static_cast<std::uint32_t>( v.size() ) ), v );
+      return Internal::putAll( Varek::putBigEndian( to, static_cast<std::uint32_t>( v.size() ) ),
+                               v );
    }
    static void read( NboAttrLog::In& in, Set& v ) {
       v.memberDelAll();

@@ -209,11 +209,7 @@ void Follower::refuse( Frame const& one ) {
    try {
       throw;
    } catch ( Qel::NboAttrLog::AttrLogError const& e ) {
-      Varek::String const plain = ( e.type().empty() ? "message" : e.type() ) + ", field " +
-                                  std::to_string( e.field().value() ) + ", offset " +
-                                  std::to_string( e.offset() ) + ": ";
-      endpoint_->refuse( where( e.type(), e.field(), e.offset() )
-                            .append( std::string_view( e.what() ).substr( plain.size() ) ) );
+      endpoint_->refuse( where( e.type(), e.field(), e.offset() ) + e.fault() );
    } catch ( Qel::NboAttrLog::AttrLogLengthError const& e ) {
       endpoint_->refuse( where( e.type(), e.field(), e.offset() ) +
                          "a count of elements that the rest of the message cannot hold" );
@@ -285,8 +281,8 @@ void Follower::transaction( Frame const& one, Known const& known ) {
    Varek::Ptr<Qel::Entity> const keepAlive( known.entity );
    transactions_.deleteMemberG( { known.entity.get(), one.head.field } );
    if ( one.head.kind == FrameKind::transactionCancel ) {
-      attrTransactionCancel( sa, one.head.field );
-   } else if ( !doHandleAttrTransaction( sa, one.head.field, 2 ) ) {
+      doHandleAttrTransaction( sa, one.head.field, Qel::Transaction::cancel );
+   } else if ( !doHandleAttrTransaction( sa, one.head.field, Qel::Transaction::end ) ) {
       ++skipped_;
    }
 }
@@ -297,7 +293,7 @@ void Follower::transactionBegin( EntityQelNboAttrLogSa const& sa, Frame const& o
    if ( attrTransactionActive( sa, one.head.field ) ) [[unlikely]] {
       in.fail( "its elements are under way already" );
    }
-   if ( doHandleAttrTransaction( sa, one.head.field, 0, expected ) ) {
+   if ( doHandleAttrTransaction( sa, one.head.field, Qel::Transaction::begin, expected ) ) {
       transactions_.newMemberG(
          Transaction{ Varek::Ptr<Qel::Entity>( &sa.entity() ), one.head.field } );
    } else {
@@ -308,8 +304,8 @@ void Follower::transactionBegin( EntityQelNboAttrLogSa const& sa, Frame const& o
 // Where the end will not come nothing is removed.
 
 void Follower::transactionCancel( Transaction const& one ) {
-   attrTransactionCancel( mirrored( *one.entity, Qel::typeRecord( *one.entity ), *this ),
-                          one.field );
+   doHandleAttrTransaction( mirrored( *one.entity, Qel::typeRecord( *one.entity ), *this ),
+                            one.field, Qel::Transaction::cancel );
 }
 void Follower::transactionsCancel() {
    auto const all = std::exchange( transactions_, {} );

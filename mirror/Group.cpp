@@ -117,7 +117,7 @@ bool Group::announce( Parent const& parent, Qel::Entity& child, Varek::String co
 /// left to each member.
 void Group::contents( Announced one ) {
    FlowOut all( *one.type->record, true );
-   int from = 0;
+   Varek::FieldId from = 0;
    if ( depth_ < maxDepth ) {
       Internal::Deeper const deeper( depth_ );
       bool const outermost = depth_ == 1;
@@ -129,8 +129,9 @@ void Group::contents( Announced one ) {
             allowanceIs( unlimited );
          }
       };
+      Qel::FlowOutProgress came{};
       try {
-         from = handleAttrFlowOut(
+         came = flowOutContinue(
             EntityQelNboAttrLogSa( *one.entity, *one.type->record, one.handle, *this, &all ), 0,
             all );
       } catch ( ... ) {
@@ -139,14 +140,15 @@ void Group::contents( Announced one ) {
          throw;
       }
       unlimit();
-      if ( from == 0 ) {
+      if ( came.done() ) {
          return;
       }
+      from = came.next;
    }
    contentsLeft( one, all, from );
 }
 
-void Group::contentsLeft( Announced const& one, FlowOut const& marks, int from ) {
+void Group::contentsLeft( Announced const& one, FlowOut const& marks, Varek::FieldId from ) {
    for ( std::size_t i = members_.size(); i-- > 0; ) {
       members_[i]->contentsLeft( one, marks, from );
    }

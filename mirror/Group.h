@@ -54,7 +54,7 @@ private:
    void begin();
    bool announce( Parent const&, Qel::Entity& child, Varek::String const* rootName );
    void contents( Announced );
-   void contentsLeft( Announced const&, Qel::NboAttrLog::FlowOut const&, int from );
+   void contentsLeft( Announced const&, Qel::NboAttrLog::FlowOut const&, Varek::FieldId from );
    void leaveThoseOver() noexcept;
 
    Announcements& announcements_;

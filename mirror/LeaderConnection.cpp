@@ -77,7 +77,7 @@ void LeaderConnection::guarded( What const& what, Step step ) noexcept {
 // The group
 
 void LeaderConnection::contentsLeft( Announced const& one, FlowOut const& marks,
-                                     int from ) noexcept {
+                                     Varek::FieldId from ) noexcept {
    guarded( { one.type->record, {} }, [&] {
       flows_.insert_or_assign( one.handle, Flow{ marks.clone(), one.entity, from } );
    } );
@@ -160,12 +160,13 @@ void LeaderConnection::contents( Announced one ) {
    Flow flow{ FlowOut( *one.type->record, true ), one.entity, 0 };
    if ( depth_ < maxDepth ) {
       Internal::Deeper const deeper( depth_ );
-      flow.from = handleAttrFlowOut(
+      auto const came = flowOutContinue(
          EntityQelNboAttrLogSa( *one.entity, *one.type->record, one.handle, *this, &flow.marks ), 0,
          flow.marks );
-      if ( flow.from == 0 ) {
+      if ( came.done() ) {
          return;
       }
+      flow.from = came.next;
    }
    flows_.insert_or_assign( one.handle, std::move( flow ) );
 }
@@ -201,12 +202,13 @@ bool LeaderConnection::sayMarked() {
       Flow& flow = at->second;
       EntityQelNboAttrLogSa const sa( *flow.entity, Qel::typeRecord( *flow.entity ), at->first,
                                       *this, &flow.marks );
-      flow.from = handleAttrFlowOut( sa, static_cast<std::uint16_t>( flow.from ), flow.marks );
+      auto came = flowOutContinue( sa, flow.from, flow.marks );
       // Fields before the one that it went on with may have been marked meanwhile.
-      if ( flow.from == 0 && flow.marks.isDirty() ) {
-         flow.from = handleAttrFlowOut( sa, 0, flow.marks );
+      if ( came.done() && flow.marks.isDirty() ) {
+         came = flowOutContinue( sa, 0, flow.marks );
       }
-      if ( flow.from != 0 ) {
+      if ( !came.done() ) {
+         flow.from = came.next;
          return false;
       }
       VAREK_ASSERT( !flow.marks.isDirty() );

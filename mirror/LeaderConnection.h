@@ -83,7 +83,7 @@ private:
    struct Flow {
       Qel::NboAttrLog::FlowOut marks;
       Varek::Ptr<Qel::Entity> entity;
-      int from = 0; // field to go on with
+      Varek::FieldId from = 0; // to go on with
    };
 
    LeaderConnection( Leader&, EndpointOptions const&, Connections bit );
@@ -92,7 +92,8 @@ private:
    OutQueue& queue() { return endpoint_.queue(); }
    bool isBehind() const { return !flows_.empty(); }
    void groupFollows() { groupIsLast_ = true; }
-   void contentsLeft( Announced const&, Qel::NboAttrLog::FlowOut const&, int from ) noexcept;
+   void contentsLeft( Announced const&, Qel::NboAttrLog::FlowOut const&,
+                      Varek::FieldId from ) noexcept;
    void leaveGroup() noexcept;
    void useOwnOut();
    void allowanceUpdate();

@@ -12,6 +12,7 @@
 #include <unistd.h>
 #include <zlib.h>
 
+#include "Varek/ByteOrder.h"
 #include "Varek/Failures.h"
 #include "Varek/Text.h"
 #include "mirror/Socket.h"
@@ -24,29 +25,25 @@ using Varek::quoted;
 namespace {
 
 constexpr std::string_view magic = stateMagic;
-constexpr std::uint64_t formatVersion = 1;
-constexpr std::size_t versionSize = 2;
-constexpr std::size_t lengthSize = 8;
+constexpr std::uint16_t formatVersion = 1;
+constexpr std::size_t versionSize = sizeof formatVersion;
+constexpr std::size_t lengthSize = sizeof( std::uint64_t );
 constexpr std::size_t lengthAt = magic.size() + versionSize;
 constexpr std::size_t headSize = lengthAt + lengthSize;
-constexpr std::size_t checksumSize = 4;
+constexpr std::size_t checksumSize = sizeof( std::uint32_t );
 
 // Numbers
 
-std::string bigEndian( std::uint64_t number, std::size_t size ) {
-   std::string result( size, '\0' );
-   for ( std::size_t i = size; i-- > 0; number >>= 8 ) {
-      result[i] = static_cast<char>( number & 0xFF );
-   }
+template<class U>
+std::string bigEndian( U number ) {
+   std::string result( sizeof number, '\0' );
+   Varek::putBigEndian( result.data(), number );
    return result;
 }
 
-std::uint64_t numberAt( std::string_view bytes, std::size_t offset, std::size_t size ) {
-   std::uint64_t result = 0;
-   for ( char const byte : bytes.substr( offset, size ) ) {
-      result = result << 8 | static_cast<std::uint8_t>( byte );
-   }
-   return result;
+template<class U>
+U numberAt( std::string_view bytes, std::size_t offset ) {
+   return Varek::getBigEndian<U>( bytes.substr( offset, sizeof( U ) ).data() );
 }
 
 std::uint32_t checksum( std::uint32_t before, std::string_view bytes ) {
@@ -124,12 +121,12 @@ private:
 } // namespace
 
 void writeStream( std::string const& path, std::string_view stream ) {
-   std::string const head = std::string( magic ) + bigEndian( formatVersion, versionSize ) +
-                            bigEndian( stream.size(), lengthSize );
+   std::string const head = std::string( magic ) + bigEndian( formatVersion ) +
+                            bigEndian( std::uint64_t{ stream.size() } );
    auto const write = [&]( int file ) {
       writeAll( file, path, head );
       writeAll( file, path, stream );
-      writeAll( file, path, bigEndian( checksum( checksum( 0, head ), stream ), checksumSize ) );
+      writeAll( file, path, bigEndian( checksum( checksum( 0, head ), stream ) ) );
    };
    if ( path == standardStream ) {
       return write( STDOUT_FILENO );
@@ -150,20 +147,18 @@ std::string readStream( std::string const& path ) {
       refuse( path, fmt::format( "was cut: it has {} bytes, and a state file {} at least",
                                  file.size(), headSize + checksumSize ) );
    }
-   if ( std::uint64_t const found = numberAt( file, magic.size(), versionSize );
-        found != formatVersion ) {
+   if ( auto const found = numberAt<std::uint16_t>( file, magic.size() ); found != formatVersion ) {
       refuse( path, fmt::format( "is a state file of version {}; version {} is known here", found,
                                  formatVersion ) );
    }
    std::uint64_t const has = file.size() - headSize - checksumSize;
-   if ( std::uint64_t const says = numberAt( file, lengthAt, lengthSize ); says != has ) {
+   if ( auto const says = numberAt<std::uint64_t>( file, lengthAt ); says != has ) {
       refuse( path, fmt::format( "was {}: it says that it has {} bytes of state, and has {}",
                                  has < says ? "cut" : "changed", says, has ) );
    }
    std::size_t const sumAt = file.size() - checksumSize;
    std::uint32_t const sum = checksum( 0, file.substr( 0, sumAt ) );
-   if ( auto const says = static_cast<std::uint32_t>( numberAt( file, sumAt, checksumSize ) );
-        says != sum ) {
+   if ( auto const says = numberAt<std::uint32_t>( file, sumAt ); says != sum ) {
       refuse( path, fmt::format( "was changed: it says that its checksum is {:#010x}, and that is "
                                  "{:#010x}",
                                  says, sum ) );

@@ -180,6 +180,14 @@ std::uint64_t readRaw( TextCursor& cursor ) {
 
 } // namespace
 
+bool IntfId::isEthernet() const { return kindField.get( value_ ) == 1; }
+
+std::optional<std::uint32_t> IntfId::number( unsigned place ) const {
+   std::uint64_t const field =
+      place < std::size( numberFields ) ? numberFields[place].get( value_ ) : 0;
+   return field != 0 ? std::optional( static_cast<std::uint32_t>( field - 1 ) ) : std::nullopt;
+}
+
 IntfId::IntfId( std::string_view name ) {
    TextCursor cursor( name );
    if ( name.empty() ) {

@@ -3,6 +3,7 @@
 #include <compare>
 #include <cstdint>
 #include <iosfwd>
+#include <optional>
 #include <string_view>
 
 #include "Varek/Export.h"
@@ -53,6 +54,10 @@ public:
    }
 
    constexpr std::uint64_t value() const { return value_; }
+   bool isEthernet() const;
+   /// The first, second or third number of the name (\p place 0 to 2); nothing if it has none
+   /// there.
+   std::optional<std::uint32_t> number( unsigned place ) const;
    std::uint32_t hash( std::uint32_t seed ) const { return Varek::hashWord( value_, seed ); }
 
    friend constexpr bool operator==( IntfId, IntfId ) = default;

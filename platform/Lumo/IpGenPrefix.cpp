@@ -6,6 +6,7 @@
 #include <type_traits>
 
 #include "Lumo/TextCursor.h"
+#include "Varek/ByteOrder.h"
 #include "Varek/Failures.h"
 #include "Varek/Hash.h"
 
@@ -50,8 +51,7 @@ void readGroup( TextCursor& cursor, std::uint8_t* to ) {
    for ( int i = 1; i < 4 && isHexDigit( cursor.peek() ); ++i ) {
       group = group << 4 | cursor.hexDigit( expected );
    }
-   to[0] = static_cast<std::uint8_t>( group >> 8 );
-   to[1] = static_cast<std::uint8_t>( group );
+   Varek::putBigEndian( to, static_cast<std::uint16_t>( group ) );
 }
 
 Octets readIpv6( TextCursor& cursor ) {
@@ -123,7 +123,7 @@ void appendIpv6( std::string& text, Octets const& octets ) {
    }
    unsigned groups[8];
    for ( std::size_t i = 0; i < 8; ++i ) {
-      groups[i] = static_cast<unsigned>( octets[2 * i] ) << 8 | octets[2 * i + 1];
+      groups[i] = Varek::getBigEndian<std::uint16_t>( &octets[2 * i] );
    }
    auto const [zeros, count] = longestZeros( groups );
    for ( int i = 0; i < 8; ++i ) {

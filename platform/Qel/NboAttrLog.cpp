@@ -6,6 +6,9 @@ namespace Qel::NboAttrLog {
 
 namespace {
 
+using Varek::getBigEndian;
+using Varek::putBigEndian;
+
 constexpr unsigned sameField = 0x10;
 constexpr unsigned sameEntity = 0x20;
 constexpr unsigned lengthShift = 6;
@@ -15,18 +18,6 @@ constexpr unsigned lengthForm( std::size_t size ) {
    return size == 0 ? 0 : size <= 0xFF ? 1 : size <= 0xFFFF ? 2 : 3;
 }
 
-template<class U>
-std::uint8_t* putBig( std::uint8_t* to, U value ) {
-   value = Internal::networkOrder( value );
-   std::memcpy( to, &value, sizeof value );
-   return to + sizeof value;
-}
-template<class U>
-U getBig( std::uint8_t const* from ) {
-   U value;
-   std::memcpy( &value, from, sizeof value );
-   return Internal::networkOrder( value );
-}
 std::uint32_t getLength( std::uint8_t const* from, unsigned form ) {
    switch ( form ) {
    case 0:
@@ -34,9 +25,9 @@ std::uint32_t getLength( std::uint8_t const* from, unsigned form ) {
    case 1:
       return *from;
    case 2:
-      return getBig<std::uint16_t>( from );
+      return getBigEndian<std::uint16_t>( from );
    default:
-      return getBig<std::uint32_t>( from );
+      return getBigEndian<std::uint32_t>( from );
    }
 }
 
@@ -50,7 +41,7 @@ std::string where( AttrLogPlace const& place, std::string_view fault ) {
 } // namespace
 
 AttrLogError::AttrLogError( AttrLogPlace const& place, std::string_view fault )
-   : Failure( where( place, fault ) ), AttrLogPlace( place ) {}
+   : Failure( where( place, fault ) ), AttrLogPlace( place ), fault_( fault ) {}
 AttrLogError::~AttrLogError() = default;
 
 AttrLogLengthError::AttrLogLengthError( AttrLogPlace const& place )
@@ -98,11 +89,11 @@ std::size_t FrameHeads::readInFull( std::span<std::uint8_t const> bytes, FrameHe
    }
    std::uint8_t const* at = bytes.data() + 1;
    if ( entityBytes ) {
-      entity_ = getBig<std::uint32_t>( at );
+      entity_ = getBigEndian<std::uint32_t>( at );
    }
    at += entityBytes;
    if ( fieldBytes ) {
-      field_ = getBig<std::uint16_t>( at );
+      field_ = getBigEndian<std::uint16_t>( at );
    }
    at += fieldBytes;
    head = { static_cast<FrameKind>( first & 0x0F ), entity_, field_, getLength( at, form ) };
@@ -131,11 +122,11 @@ bool Out::reserveInFull( FrameKind kind, std::uint32_t entity, Varek::FieldId fi
                                     ( namesField ? 0 : sameField ) );
    // There is room for the largest head: each part is written whole, without a question, and what
    // follows begins where so much of it ends as is needed.
-   putBig( at, entity );
+   putBigEndian( at, entity );
    at += namesEntity ? 4 : 0;
-   putBig( at, field.value() );
+   putBigEndian( at, field.value() );
    at += namesField ? 2 : 0;
-   putBig( at, static_cast<std::uint32_t>( size << ( 32 - 8 * lengthBytes[form] ) % 32 ) );
+   putBigEndian( at, static_cast<std::uint32_t>( size << ( 32 - 8 * lengthBytes[form] ) % 32 ) );
    at += lengthBytes[form];
    entity_ = entity;
    field_ = field;

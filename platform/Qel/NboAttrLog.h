@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "Varek/ByteOrder.h"
 #include "Varek/Export.h"
 #include "Varek/Failures.h"
 #include "Varek/FieldId.h"
@@ -105,6 +106,11 @@ class VAREK_EXPORT AttrLogError : public Varek::Failure, public AttrLogPlace {
 public:
    AttrLogError( AttrLogPlace const& place, std::string_view fault );
    ~AttrLogError() override;
+   /// What is wrong, without the place.
+   std::string const& fault() const { return fault_; }
+
+private:
+   std::string fault_;
 };
 
 /// A count of elements that the rest of the message cannot hold; what() is "vector::reserve".
@@ -131,23 +137,6 @@ private:
    std::size_t limit_;
    std::string text_; // in place of the base's, once the owner is known
 };
-
-namespace Internal {
-
-template<class U>
-constexpr U networkOrder( U value ) {
-   if constexpr ( std::endian::native == std::endian::big || sizeof( U ) == 1 ) {
-      return value;
-   } else if constexpr ( sizeof( U ) == 2 ) {
-      return static_cast<U>( __builtin_bswap16( value ) );
-   } else if constexpr ( sizeof( U ) == 4 ) {
-      return __builtin_bswap32( value );
-   } else {
-      return __builtin_bswap64( value );
-   }
-}
-
-} // namespace Internal
 
 /// Writes messages. Where their bytes go, and whether there is room, is its derived classes'.
 class VAREK_EXPORT Out {
@@ -211,7 +200,7 @@ protected:
 
    /// Makes room for \p size contiguous bytes and says where; null if they cannot go out now.
    virtual std::uint8_t* room( std::size_t size ) = 0;
-   /// The largest payload that is taken from now on; small ones always are.
+   /// The largest payload that is taken from now on; small payloads are always taken.
    void payloadLimitIs( std::size_t limit ) {
       payloadLimit_ = limit < largestPayload ? limit : largestPayload;
    }
@@ -239,8 +228,7 @@ private:
    }
    template<class U>
    void put( U value ) {
-      value = Internal::networkOrder( value );
-      std::memcpy( take( sizeof value ), &value, sizeof value );
+      Varek::putBigEndian( take( sizeof value ), value );
    }
 
    std::uint8_t* at_ = nullptr;
@@ -317,9 +305,7 @@ private:
 
    template<class U>
    U get() {
-      U value;
-      std::memcpy( &value, getOctets( sizeof value ), sizeof value );
-      return Internal::networkOrder( value );
+      return Varek::getBigEndian<U>( getOctets( sizeof( U ) ) );
    }
 
    std::uint8_t const* begin_;

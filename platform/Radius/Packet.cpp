@@ -5,6 +5,7 @@
 
 #include "Radius/Dictionary.h"
 #include "Radius/RadiusAttributeId.h"
+#include "Varek/ByteOrder.h"
 
 namespace RadiusPktParserBase {
 
@@ -49,8 +50,8 @@ using RadiusPktParserBase::TaggedInt;
 using RadiusPktParserBase::TaggedStr;
 
 PacketError::PacketError( std::size_t offset, std::string const& message )
-   : Varek::Failure( message + " (at offset " + std::to_string( offset ) + ")" ),
-     offset_( offset ) {}
+   : Varek::Failure( message + " (at offset " + std::to_string( offset ) + ")" ), offset_( offset ),
+     fault_( message ) {}
 
 PacketError::~PacketError() = default;
 
@@ -66,13 +67,7 @@ constexpr std::uint8_t largestTag = 0x1F;
 /// In the second octet of a long extended attribute: another fragment follows (RFC 6929 2.2).
 constexpr std::uint8_t moreFlag = 0x80;
 
-std::uint64_t readInteger( Octets octets ) {
-   std::uint64_t value = 0;
-   for ( std::uint8_t const octet : octets ) {
-      value = value << 8 | octet;
-   }
-   return value;
-}
+std::uint64_t readInteger( Octets octets ) { return Varek::bigEndianNumber( octets ); }
 
 Varek::Bytes bytesOf( Octets octets ) { return Varek::Bytes( octets.data(), octets.size() ); }
 
@@ -233,8 +228,8 @@ bool isFragment( AttributeReader const& reader, std::uint8_t space, std::uint8_t
           reader.value().size() >= 2 && reader.value()[0] == type;
 }
 
-/// Adds a long extended attribute, joined from the fragment that is next and those after it; one by
-/// one if the last is missing. Leaves the reader after them.
+/// Adds a long extended attribute, joined from the next fragment and those after it. If the last
+/// fragment is missing, adds each by itself. Leaves the reader after them.
 void addLongExtended( Attributes& to, AttributeReader& reader ) {
    std::uint8_t const space = reader.type();
    if ( reader.value().size() < 2 ) {
@@ -318,8 +313,9 @@ PacketError attributeError( AttributeReader const& reader, std::size_t length,
 
 DecodedPacket decode( std::span<std::uint8_t const> octets ) {
    DecodedPacket packet;
-   std::size_t const length =
-      octets.size() < headerSize ? 0 : static_cast<std::size_t>( octets[2] ) << 8 | octets[3];
+   std::size_t const length = octets.size() < headerSize
+                                 ? std::size_t{ 0 }
+                                 : Varek::getBigEndian<std::uint16_t>( &octets[2] );
    packet.error = headerError( octets, length );
    if ( octets.size() < headerSize ) {
       return packet;

@@ -38,9 +38,12 @@ public:
    /// Where, in octets from the start of the packet: the start of an attribute whose length is
    /// wrong, the first octet that is missing, or the length field of the header (2).
    std::size_t offset() const { return offset_; }
+   /// What is wrong, without the offset.
+   std::string const& fault() const { return fault_; }
 
 private:
    std::size_t offset_;
+   std::string fault_;
 };
 
 using Attributes =
@@ -52,7 +55,7 @@ struct DecodedPacket {
    /// As the header says, in octets; the packet may have been shorter.
    std::uint16_t length = 0;
    std::array<std::uint8_t, 16> authenticator{};
-   /// In the order of the packet. Those before the fault if there is one.
+   /// In the order of the packet; only those before the fault if there is a fault.
    Attributes attributes;
    /// Empty if the packet was read whole. If not even the header is there, all else is zero.
    std::optional<PacketError> error;
@@ -62,26 +65,23 @@ struct DecodedPacket {
 /// beyond \p octets; takes time and storage in proportion to them. Octets beyond the length in the
 /// header are padding and ignored.
 ///
-/// Values by their form in the dictionary; one that does not fit its form (an integer of three
-/// octets) and one of an unknown attribute is kept as Varek::Bytes:
+/// Values are read by their form in the dictionary. A value that does not fit its form (an integer
+/// of three octets), and a value of an unknown attribute, is kept as Varek::Bytes:
 ///  - text: Varek::String, of any octets, NUL included (RFC 4849 puts it between rules);
 ///  - integer, time: std::uint32_t; 64-bit integer: std::uint64_t;
 ///  - tagged text: TaggedStr; the first octet is the tag if it is at most 0x1F, and belongs to the
 ///    text of tag 0 otherwise (RFC 2868 3.3);
 ///  - tagged integer: TaggedInt; the first octet is always the tag (RFC 2868 3.1);
 ///  - address, prefix: Lumo::IpGenPrefix. A prefix with a reserved octet other than zero, a length
-///  beyond
-///    its octets or bits beyond its length (RFC 3162 2.3) does not fit;
+///    beyond its octets or bits beyond its length (RFC 3162 2.3) does not fit;
 ///  - octets, interface identifier, Tunnel-Password and whatever else is enciphered: Varek::Bytes;
-///  - Vendor-Specific: one pair per vendor attribute, with its bytes (RFC 2865 5.26); one pair of
-///  type 0
-///    with all of the vendor's bytes if they are not a sequence of attributes of types above 0. If
-///    there is no vendor, or it is 0, attribute 26 with all of its bytes;
+///  - Vendor-Specific: a pair for each vendor attribute, with its bytes (RFC 2865 5.26). If the
+///    vendor's bytes are not a sequence of attributes of types above 0, a single pair of type 0
+///    with all of them. If there is no vendor, or it is 0, attribute 26 with all of its bytes;
 ///  - extended attributes (RFC 6929 2.1): their type is in the pair, the rest are the bytes;
-///  - long extended attributes (RFC 6929 2.2): likewise, the fragments of one joined into one pair.
-///  If the
-///    last is missing, each fragment stays by itself as a pair of the space (245 or 246) with all
-///    of its bytes, so that a part is not taken for the whole.
+///  - long extended attributes (RFC 6929 2.2): likewise, with the fragments of an attribute joined.
+///    If the last fragment is missing, each stays by itself as a pair of the space (245 or 246)
+///    with all of its bytes, so that a part is not taken for the whole.
 VAREK_EXPORT DecodedPacket decode( std::span<std::uint8_t const> octets );
 
 } // namespace RadiusPacketParser

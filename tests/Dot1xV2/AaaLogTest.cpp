@@ -261,7 +261,7 @@ TEST_F( AaaResponseLog, AFullSyncEndsWithTheStateOfTheEndWhereverItWasBlocked ) 
          if ( frame.head.kind == FrameKind::attribute ) {
             EXPECT_TRUE( AaaResponse::doHandleAttrDeserialization( to, frame.head.field, in ) );
          } else if ( frame.head.kind == FrameKind::transactionCancel ) {
-            attrTransactionCancel( to, frame.head.field );
+            doHandleAttrTransaction( to, frame.head.field, Qel::Transaction::cancel );
          } else {
             EXPECT_TRUE( AaaResponse::doHandleAttrTransaction(
                to, frame.head.field, frame.head.kind == FrameKind::transactionEnd ? 2 : 0 ) );
@@ -371,7 +371,7 @@ TEST_F( AaaResponseLog, ATransactionDoesNotBeginWithinAnother ) {
       response->aaaAttributeDelAll();
       response->aaaAttributeIs( AaaAttribute( userName ) );
       EXPECT_DEATH( begin(), "!_isActive" );
-      attrTransactionCancel( reader(), 260 );
+      doHandleAttrTransaction( reader(), 260, Qel::Transaction::cancel );
       EXPECT_FALSE( active() );
       begin();
       doHandleAttrTransaction( reader(), 260, 2 );

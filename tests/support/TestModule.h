@@ -5,6 +5,7 @@
 
 #include "Lumo/IntfId.h"
 #include "Radius/Attribute.h"
+#include "Varek/ByteOrder.h"
 #include "Varek/String.h"
 #include "forms/AddressForms.h"
 #include "forms/RadiusForms.h"
@@ -17,7 +18,7 @@ namespace Qel {
 template<>
 struct Wire<Tracked> : Internal::FixedWire<4> {
    static std::uint8_t* put( std::uint8_t* to, Tracked const& v ) {
-      return Internal::putBig( to, v.value() );
+      return Varek::putBigEndian( to, v.value() );
    }
    static void read( NboAttrLog::In& in, Tracked& v ) { v = Tracked( in.get32() ); }
    static void form( Varek::String& text ) { text += "U32"; }

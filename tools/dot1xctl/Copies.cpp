@@ -29,9 +29,7 @@ constexpr std::uint64_t highestPort = 1'048'574; // that an interface can have, 
 
 /// The first number of an Ethernet port; 0 for other interfaces.
 std::uint64_t ethernetNumber( Lumo::IntfId id ) {
-   constexpr std::uint64_t ethernet = 1;
-   std::uint64_t const field = id.value() >> 36 & 0xfffff;
-   return id.value() >> 56 == ethernet && field != 0 ? field - 1 : 0;
+   return id.isEthernet() ? id.number( 0 ).value_or( 0 ) : 0;
 }
 
 /// \p text, the address of a station, with the digits of another in the same notation.
@@ -71,10 +69,9 @@ Varek::Ptr<AaaResponse> copyOf( AaaResponse const& response ) {
 
 /// Whether it makes a session of its station.
 bool isOfSession( Request const& request ) {
-   constexpr std::uint32_t start = 1, interim = 3;
    auto const type = integerOf( request.attributes, Id::acctStatusType );
-   return request.code == accountingRequest && type && *type >= start && *type <= interim &&
-          textOf( request.attributes, Id::acctSessionId ) != nullptr;
+   return request.code == accountingRequest && type && *type >= acctStart &&
+          *type <= acctInterimUpdate && textOf( request.attributes, Id::acctSessionId ) != nullptr;
 }
 
 Lumo::EthAddr stationOrNone( Request const& request ) {
@@ -148,7 +145,7 @@ std::vector<std::size_t> Copies::supplicantsBefore() const {
    return before;
 }
 
-/// What one copy has instead of what was captured.
+/// The values of a copy in place of the captured ones.
 struct Copies::Copy {
    std::size_t number = 0;
    std::size_t round = 0;
@@ -242,7 +239,7 @@ struct Copies::Copy {
    }
 };
 
-/// Tells one event of a copy.
+/// Tells an event of a copy.
 struct Copies::Teller {
    ExchangeListener& to;
    Copy const& copy;

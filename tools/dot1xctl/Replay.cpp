@@ -143,8 +143,8 @@ void Replay::packet( Packet const& packet, Frame const& frame ) {
    }
 }
 
-/// One problem a datagram: at its first fragment, or at each other one that comes before that or
-/// without it.
+/// Tells one problem for a datagram, at its first fragment; and one at each other fragment that
+/// comes before the first or without it.
 void Replay::fragment( Packet const& packet, Fragment const& part ) {
    std::tuple const key( part.source, part.destination, part.identification );
    auto const skip = [&]( std::string const& what ) {

@@ -54,8 +54,8 @@ std::vector<Table> tablesOf( StateRoots const& roots ) {
    return result;
 }
 
-/// Which column a filter is about; that of the supplicants for the address of one, in a table that
-/// has no other. Null if there is none.
+/// Which column a filter is about. A MAC address filters the column of the supplicants in a table
+/// that has no other column of addresses. Null if there is no column for it.
 Column const* columnOf( Table const& table, std::string const& filter ) {
    auto const find = [&]( std::string const& member ) {
       auto const at = std::find_if( table.columns.begin(), table.columns.end(),

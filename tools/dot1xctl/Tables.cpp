@@ -1,4 +1,5 @@
 #include "Tables.h"
+#include "Dot1xV2/Dot1xRecords.h"
 
 #include <algorithm>
 #include <cmath>
@@ -6,6 +7,7 @@
 
 #include "CellText.h"
 #include "Radius/RadiusAttributeId.h"
+#include "Varek/ByteOrder.h"
 
 namespace Dot1xCtl {
 
@@ -89,11 +91,7 @@ Cell numberCell( AcctAttributes const& attributes, Id::RadiusAttributeIdEnum id 
    if ( !octets || octets->size() != 4 ) {
       return {};
    }
-   std::uint32_t number = 0;
-   for ( std::uint8_t const one : *octets ) {
-      number = number << 8 | one;
-   }
-   return cell( number );
+   return cell( Varek::getBigEndian<std::uint32_t>( octets->data() ) );
 }
 
 Cell startCell( AcctAttributes const& attributes ) {
@@ -265,7 +263,9 @@ Table supplicantTable( AuthNSupplicantStatus const& supplicant, AuthZStatus cons
    to.add( "ended", "ended by", phase ? cell( phase->terminateCause() ) : Cell() );
    to.add( "class", "class", cell( supplicant.classAttr() ) );
    to.add( "serviceType", "service type",
-           supplicant.serviceType() == 0xffffffff ? Cell() : cell( supplicant.serviceType() ) );
+           supplicant.serviceType() == Dot1xV2::Dot1xConstants::serviceTypeUndefined()
+              ? Cell()
+              : cell( supplicant.serviceType() ) );
    to.add( "frameVlan", "VLAN tag", cell( supplicant.vTag() ) );
    to.add( "authorized", "authorized", cell( static_cast<bool>( attr ) ) );
    to.add( "vlan", "VLAN", vlanCell( supplicant, attr.get() ) );

@@ -157,7 +157,7 @@ void printCommand( std::ostream& to, CLI::App const& app, std::string const& pat
          }
       }
    }
-   // A command without a text of its own has that of the one above.
+   // A command without a text of its own has the text of the command above.
    std::string const footer = app.get_footer();
    printProse( to, footer == inherited ? "" : footer );
    for ( CLI::App const* one : commandsOf( app ) ) {
@@ -187,7 +187,7 @@ void printManual( std::ostream& to, CLI::App const& app ) {
 
 // The completion
 
-/// How the completion script is to complete a value: words, or one of its own ways.
+/// How the completion script is to complete a value: by words, or in a way of its own.
 std::string wayOf( CLI::Option const& option ) {
    Value const value( option );
    bool const positional = option.get_positional();
