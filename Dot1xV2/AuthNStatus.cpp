@@ -9,7 +9,7 @@ QEL_MODULE( "AuthNStatus", authNStatusModule, AuthNZPhase, AuthNZPhaseType, Auth
 
 namespace {
 
-// Constants, not variables: all that is to be done when the library is loaded is to register.
+// Constants: a variable would need code that runs when the library is loaded.
 constexpr AuthNZPhaseType phase1( AuthNZPhaseEnum::authNZPhase1 );
 constexpr AuthNZPhaseType phase2( AuthNZPhaseEnum::authNZPhase2 );
 
@@ -17,7 +17,7 @@ bool succeeded( Varek::Ptr<AuthNPhaseStatus> const& status ) {
    return status && status->stage() == AuthNPhaseStage::phaseSuccess;
 }
 
-// One that timed out still counts.
+// A phase that timed out still counts as active.
 bool active( Varek::Ptr<AuthNPhaseStatus> const& status ) {
    return status && status->stage() != AuthNPhaseStage::phaseNotStarted &&
           status->stage() != AuthNPhaseStage::phaseFail;
