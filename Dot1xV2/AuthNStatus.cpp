@@ -9,7 +9,7 @@ QEL_MODULE( "AuthNStatus", authNStatusModule, AuthNZPhase, AuthNZPhaseType, Auth
 
 namespace {
 
-// Constants: a variable would need code that runs when the library is loaded.
+// Constants, not variables: all that is to be done when the library is loaded is to register.
 constexpr AuthNZPhaseType phase1( AuthNZPhaseEnum::authNZPhase1 );
 constexpr AuthNZPhaseType phase2( AuthNZPhaseEnum::authNZPhase2 );
 

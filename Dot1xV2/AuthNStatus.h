@@ -22,8 +22,8 @@ class VAREK_EXPORT AuthNZPhase final : public Qel::ValueOf<AuthNZPhase> {
    QEL_PLAIN( 2, AuthNZPhaseEnum, value, AuthNZPhaseEnum::authNZNotStarted )
 };
 
-/// A phase that can have a record: authNZInit, authNZPhase1 or authNZPhase2. Any other value raises
-/// Varek::RangeError, except from the attribute log, which keeps a peer's value as it is.
+/// A phase that can have a record: one of authNZInit, authNZPhase1 and authNZPhase2. Another value
+/// is a Varek::RangeError, except from the attribute log: there a peer's word is taken.
 class VAREK_EXPORT AuthNZPhaseType final : public Qel::ValueOf<AuthNZPhaseType> {
    QEL_VALUE( AuthNZPhaseType, authNStatusModule, 1 )
 
