@@ -59,8 +59,8 @@ protected:
 /// how far an unfinished full sync has come. The derived classes know the type of the key.
 ///
 /// A mark says also whether the other end may hold an element with that key. If it does not, and
-/// the element is gone here too, the mark goes: so there are never more marks than elements that
-/// are here or known to the other end.
+/// there is none here any more, nothing has to be said: what came and went leaves no mark. So there
+/// are never more marks than the other end knows elements and there are elements now.
 class VAREK_EXPORT KeyedFlow {
 public:
    virtual ~KeyedFlow() = default;
