@@ -57,7 +57,7 @@ bool ended( AcctSessionState const& session ) {
    return session.terminateCause() != AcctTermCause::causeNotSet;
 }
 
-/// Whether an attribute concerns its packet and not the session.
+/// What says something of one packet alone.
 bool ofThePacket( std::uint16_t type ) {
    return type == Id::acctStatusType || type == Id::acctDelayTime || type == Id::eventTimestamp ||
           type == Id::messageAuthenticator || type == Id::proxyState;

@@ -6,8 +6,9 @@
 #include "Dot1xV2/Dot1xStatus.h"
 #include "config/Faults.h"
 
-/// A configuration as a file of JSON: the attributes of a Dot1xV2::Status and of everything below
-/// it, by name. It works from the records of the types, so a new attribute needs no line here.
+/// A configuration as a file of JSON: the attributes of a Dot1xV2::Status and of all below it, by
+/// their names. Made from the records of the types: a new attribute can be given without a line
+/// here.
 ///
 /// An attribute that is not named has its default; named twice for one interface, by keys that are
 /// ranges, it is what the later says. docs/configuration.md describes the form.

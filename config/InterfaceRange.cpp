@@ -89,7 +89,7 @@ private:
       try {
          id = Lumo::IntfId( name );
       } catch ( Varek::TextError const& error ) {
-         // A name that is completed from the item before is not in the text: no position in it fits.
+         // A name completed from the item before is not in the text, so its positions do not fit.
          bool const written = text_.substr( position ).starts_with( name );
          fail( error.expected(), position + ( written ? error.position() : 0 ) );
       }
