@@ -9,8 +9,8 @@
 /// then what the attributes of its single children point to. Nothing depends on it but time.
 namespace Qel {
 
-/// Prefetches the memory to which the attributes of \p entity point and, with \p below, the memory
-/// to which those of its single children point.
+/// Asks for the memory that the attributes of \p entity point to and, with \p below, that those of
+/// its single children do.
 VAREK_EXPORT void prefetchContents( TypeRecord const&, Entity const& entity, bool below );
 
 namespace Internal {
