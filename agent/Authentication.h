@@ -4,8 +4,8 @@
 #include "agent/Asked.h"
 #include "capture/Eapol.h"
 
-/// Keeps an AuthNStatus: how far the authentication of each supplicant is, and what the AAA server
-/// said of it. One phase is used, authNZPhase1: a capture does not show which others a port has.
+/// Keeps an AuthNStatus: the progress of each supplicant's authentication, and the AAA server's
+/// answer. Only authNZPhase1 is used, since a capture does not show which phases a port has.
 ///
 /// The data of an outcome is set before its stage, and a phase record before the supplicant is
 /// said to be in it: who observes the one finds the other.
@@ -26,7 +26,7 @@ public:
 
    void eapol( Capture::Eapol const&, bool authorized );
 
-   /// Null if nothing is known of it.
+   /// The record of the supplicant; null for an unknown supplicant.
    Varek::Ptr<Dot1xV2::AuthNSupplicantStatus> supplicant( Lumo::EthAddr const& mac ) const {
       return status_.supplicant( mac );
    }

@@ -55,7 +55,7 @@ std::uint32_t checksum( std::uint32_t before, std::string_view bytes ) {
 
 constexpr std::string_view standardStream = "-";
 
-/// All that is left to read.
+/// The rest of the file.
 std::string rest( int file, std::string const& path, std::string result = {} ) {
    auto const buffer = std::make_unique<std::array<char, 128 * 1024>>();
    for ( ;; ) {
@@ -70,7 +70,7 @@ std::string rest( int file, std::string const& path, std::string result = {} ) {
    }
 }
 
-/// What is no regular file may have no end, as some devices, or no beginning until somebody writes.
+/// Only regular files are read: some devices have no end, and a pipe waits until somebody writes.
 std::string contents( std::string const& path ) {
    if ( path == standardStream ) {
       return rest( STDIN_FILENO, path );
@@ -99,7 +99,7 @@ void writeAll( int file, std::string const& path, std::string_view bytes ) {
    }
 }
 
-/// While it lives, what would end the process waits, so that what is begun is written to the end.
+/// While it lives, signals that would end the process wait, so that a file is written to its end.
 class SignalsHeld {
 public:
    SignalsHeld() {
