@@ -13,12 +13,6 @@ namespace {
 
 using nlohmann::json;
 
-json state( std::string const& arguments, std::string const& what = "all" ) {
-   ToolRun const run( "replay --json --show " + what + " " + arguments );
-   EXPECT_EQ( run.exitCode, 0 ) << run.err;
-   return run.json();
-}
-
 std::set<std::string> column( json const& table, std::string const& name ) {
    std::set<std::string> result;
    for ( json const& row : table ) {
@@ -196,9 +190,9 @@ TEST( Copies, WithoutRadiusEachSupplicantAndItsCopiesHaveTheirResults ) {
                    frame( station( 1 ), 0, { 2, 8, 0, 6, 1, 'a' } ),
                    frame( station( 2 ), 0, { 2, 9, 0, 6, 1, 'b' } ),
                    frame( switchMac, 0, result( 4, 9 ) ), frame( switchMac, 0, result( 3, 8 ) ) } );
-   auto const rows = ToolRun( "replay --json --show supplicants --macs 6 '" + file + "'" ).json();
+   json const rows = state( "--macs 6 '" + file + "'", "supplicants" );
    ASSERT_EQ( rows.size(), 6U );
-   for ( auto const& row : rows ) {
+   for ( json const& row : rows ) {
       bool const first = row.at( "identity" ) == "a";
       EXPECT_EQ( row.at( "stage" ), first ? "phaseSuccess" : "phaseFail" ) << row.dump();
    }
