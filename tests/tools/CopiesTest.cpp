@@ -143,6 +143,24 @@ TEST( Copies, ShareThePortsWhenThereAreNoMore ) {
    EXPECT_EQ( ToolRun( "replay --macs 0 " + sample( "mba.pcap" ) ).exitCode, 2 );
 }
 
+TEST( Copies, WhatEndsASwitchsSessionsEndsThoseThatWereCaptured ) {
+   using namespace PacketBuilder;
+   Files::Folder const folder;
+   std::string const path = folder.path + "/off.pcap";
+   auto const accounting = [&]( std::uint8_t identifier, std::uint8_t type ) {
+      return onWire(
+         radius( 4, identifier,
+                 attribute( 40, { 0, 0, 0, type } ) + attribute( 44, text( "s" ) ) +
+                    attribute( 32, text( "switch" ) ) +
+                    ( type == 1 ? attribute( 31, text( "00005e005301" ) ) : Octets() ) ) );
+   };
+   writeCapture( path, { accounting( 1, 1 ), accounting( 2, 8 ) } );
+   json const sessions = state( "--macs 2 '" + path + "'", "sessions" );
+   ASSERT_EQ( sessions.size(), 2u );
+   EXPECT_EQ( rowsBy( "mac", sessions ).at( "00:00:5e:00:53:01" ).at( "cause" ), "adminReset" );
+   EXPECT_TRUE( rowsBy( "mac", sessions ).at( "02:00:00:00:00:01" ).at( "cause" ).is_null() );
+}
+
 TEST( Copies, OfNobodyAreNobody ) {
    Files::Folder const folder;
    std::string const path = folder.path + "/nobody.pcap";
