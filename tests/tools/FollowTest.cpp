@@ -185,7 +185,7 @@ TEST( Follow, WatchTriesAgainWhereThereMayBeRoomLater ) {
    stranger.say( "\x49\0\0\0\0\0\1\4full"sv );
    EXPECT_TRUE( watch.says( "full; trying again" ) );
    stranger.say( "\x49\0\0\0\0\0\1\4full"sv );
-   stranger.accept();
+   Mirror::Fd const third = stranger.accept();
    EXPECT_EQ( watch.err().find( "again" ), watch.err().rfind( "again" ) ) << "told once";
    EXPECT_EQ( watch.end( SIGINT ), 0 );
 }
