@@ -5,12 +5,12 @@
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include "Dot1xV2/AcctStatus.h"
 #include "loop/FollowerLoop.h"
 #include "loop/LeaderLoop.h"
+#include "support/Child.h"
 #include "support/Files.h"
 
 /// A process that publishes a tree and one that follows it, each in a loop of its own.
@@ -23,12 +23,11 @@ using Files::Folder;
 struct Loops : testing::Test {
    Folder const folder;
    Address const address{ folder.address() };
-   pid_t leader = -1;
+   std::optional<Child> leader;
 
    /// Publishes until a signal; ends with 3 if it could not take in a follower for a while.
    void lead( bool withoutDescriptors = false ) {
-      leader = ::fork();
-      if ( leader == 0 ) {
+      leader.emplace( [&] {
          LeaderLoop loop( address );
          bool trouble = false;
          loop.onTrouble = [&]( std::string const& what ) {
@@ -43,19 +42,7 @@ struct Loops : testing::Test {
          }
          loop.run();
          ::_exit( trouble ? 3 : 0 );
-      }
-   }
-   int end() {
-      int status = -1;
-      ::kill( leader, SIGTERM );
-      ::waitpid( leader, &status, 0 );
-      leader = -1;
-      return WIFEXITED( status ) ? WEXITSTATUS( status ) : -1;
-   }
-   void TearDown() override {
-      if ( leader > 0 ) {
-         end();
-      }
+      } );
    }
 };
 
@@ -83,7 +70,7 @@ TEST_F( Loops, WhoWaitsForALeaderGoesOnWhereItWas ) {
    lead();
    EXPECT_EQ( following.loop.run( Seconds( 20 ) ), FollowerLoop::End::stopped );
    EXPECT_NE( following.loop.follower().root( "acct" ), nullptr );
-   EXPECT_EQ( end(), 0 );
+   EXPECT_EQ( leader->end( SIGTERM ), 0 );
 }
 
 TEST_F( Loops, ALeaderWithoutDescriptorsSaysSoAndGoesOn ) {
@@ -93,7 +80,7 @@ TEST_F( Loops, ALeaderWithoutDescriptorsSaysSoAndGoesOn ) {
    lead( true );
    Following following( address );
    EXPECT_EQ( following.loop.run( Seconds( 20 ) ), FollowerLoop::End::stopped );
-   EXPECT_EQ( end(), 3 );
+   EXPECT_EQ( leader->end( SIGTERM ), 3 );
 }
 
 } // namespace

@@ -70,7 +70,7 @@ private:
    bool changeChild( Qel::TypeRecord const& type, Qel::Entity& entity,
                      Qel::AttributeRecord const& one ) {
       std::optional<AnyValue> key;
-      if ( Qel::AttributeRecord const* const parameter = parameterOf( one ) ) {
+      if ( auto const* const parameter = Qel::typeRecord( one.childType() ).parameter() ) {
          key.emplace( *parameter->value );
          fillKey( one, *key );
       }
@@ -90,16 +90,6 @@ private:
          ( *this )( *child );
       }
       return true;
-   }
-
-   static Qel::AttributeRecord const* parameterOf( Qel::AttributeRecord const& one ) {
-      for ( auto const& each :
-            Qel::typeRecord( *one.childType().module->types[one.childType().index] ).attributes ) {
-         if ( each.kind == Qel::AttributeKind::parameter ) {
-            return &each;
-         }
-      }
-      return nullptr;
    }
 
    void fillKey( Qel::AttributeRecord const& one, AnyValue const& key ) {

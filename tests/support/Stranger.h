@@ -1,13 +1,14 @@
 #pragma once
 
-#include <csignal>
+#include <optional>
 #include <string>
 
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
-#include <sys/wait.h>
 #include <unistd.h>
+
+#include "support/Child.h"
 
 /// A process of another user that listens at \p path, in a folder that it lets everybody change.
 struct Stranger {
@@ -22,8 +23,7 @@ struct Stranger {
       if ( ::pipe( ready ) != 0 ) {
          return;
       }
-      process_ = ::fork();
-      if ( process_ == 0 ) {
+      process_.emplace( [&] {
          sockaddr_un address{ AF_UNIX, {} };
          path.copy( address.sun_path, sizeof address.sun_path - 1 );
          int const fd = ::socket( AF_UNIX, SOCK_STREAM, 0 );
@@ -31,31 +31,20 @@ struct Stranger {
             ::setgid( user ) == 0 && ::setuid( user ) == 0 &&
             ::bind( fd, reinterpret_cast<sockaddr*>( &address ), sizeof address ) == 0 &&
             ::listen( fd, 16 ) == 0;
-         if ( listens && ::write( ready[1], "x", 1 ) == 1 ) {
-            for ( ;; ) {
-               ::pause();
-            }
+         while ( listens && ::write( ready[1], "x", 1 ) == 1 ) {
+            ::pause();
          }
-         ::_exit( 1 );
-      }
+      } );
       ::close( ready[1] );
       char byte;
       listens_ = ::read( ready[0], &byte, 1 ) == 1;
       ::close( ready[0] );
    }
-   ~Stranger() {
-      if ( process_ > 0 ) {
-         ::kill( process_, SIGKILL );
-         ::waitpid( process_, nullptr, 0 );
-      }
-   }
-   Stranger( Stranger const& ) = delete;
-   Stranger& operator=( Stranger const& ) = delete;
 
    /// Not if this process is not root's.
    bool listens() const { return listens_; }
 
 private:
-   pid_t process_ = -1;
+   std::optional<Child> process_;
    bool listens_ = false;
 };

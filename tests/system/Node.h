@@ -1,16 +1,16 @@
 #pragma once
 
 #include <chrono>
-#include <csignal>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 #include <fcntl.h>
 #include <poll.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
+#include "support/Child.h"
 #include "system/Wire.h"
 
 /// A process that runs chaos_node, and pipes to talk to it.
@@ -27,32 +27,12 @@ public:
       in_.reset( to[1] );
       out_.reset( from[0] );
       Mirror::Fd const theirIn( to[0] ), theirOut( from[1] );
-      std::vector<char*> argv;
-      for ( std::string& one : arguments ) {
-         argv.push_back( one.data() );
-      }
-      argv.push_back( nullptr );
-      process_ = ::fork();
-      if ( process_ == 0 ) {
-         ::dup2( theirIn.get(), STDIN_FILENO );
-         ::dup2( theirOut.get(), STDOUT_FILENO );
-         ::execv( argv[0], argv.data() );
-         ::_exit( 127 );
-      }
+      process_.emplace( arguments, theirIn.get(), theirOut.get() );
       if ( heard() != "ready" ) {
          throw std::runtime_error( "a node does not start" );
       }
    }
-   ~Node() {
-      if ( process_ > 0 ) {
-         ::kill( process_, SIGKILL );
-         ::waitpid( process_, nullptr, 0 );
-      }
-   }
-   Node( Node const& ) = delete;
-   Node& operator=( Node const& ) = delete;
-
-   void signal( int number ) const { ::kill( process_, number ); }
+   void signal( int number ) const { process_->signal( number ); }
    void say( std::string const& command ) const {
       std::string const line = command + "\n";
       if ( ::write( in_.get(), line.data(), line.size() ) != static_cast<ssize_t>( line.size() ) ) {
@@ -100,7 +80,7 @@ public:
 
 private:
    Wire& wire_;
-   pid_t process_ = 0;
+   std::optional<Child> process_;
    Mirror::Fd in_, out_;
    std::string text_;
 };

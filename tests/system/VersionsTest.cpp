@@ -1,19 +1,21 @@
 #include <algorithm>
 #include <array>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include "mirror/Socket.h"
+#include "support/Child.h"
 
 /// Leaders and followers that were really built from different versions of one module.
 namespace {
 
-/// Starts version_node \p version with \p socket for its standard input, and a pipe to hear it by.
+/// version_node \p version with \p socket for its standard input.
 class Process {
 public:
    Process( unsigned version, char const* role, int socket ) {
@@ -21,14 +23,9 @@ public:
       EXPECT_EQ( ::pipe2( ends, O_CLOEXEC ), 0 );
       heard_.reset( ends[0] );
       Mirror::Fd const theirs( ends[1] );
-      std::string const program = VERSION_NODE_PATH + std::to_string( version );
-      process_ = ::fork();
-      if ( process_ == 0 ) {
-         ::dup2( socket, STDIN_FILENO );
-         ::dup2( theirs.get(), STDOUT_FILENO );
-         ::execl( program.c_str(), program.c_str(), role, nullptr );
-         ::_exit( 127 );
-      }
+      process_.emplace(
+         std::vector{ VERSION_NODE_PATH + std::to_string( version ), std::string( role ) }, socket,
+         theirs.get() );
    }
    /// All that it says until it ends.
    std::string text() {
@@ -37,15 +34,13 @@ public:
       for ( ssize_t got; ( got = ::read( heard_.get(), buffer.data(), buffer.size() ) ) > 0; ) {
          all.append( buffer.data(), static_cast<std::size_t>( got ) );
       }
-      int status = 0;
-      ::waitpid( process_, &status, 0 );
-      EXPECT_EQ( status, 0 ) << all;
+      EXPECT_EQ( process_->awaited(), 0 ) << all;
       return all;
    }
 
 private:
    Mirror::Fd heard_;
-   pid_t process_;
+   std::optional<Child> process_;
 };
 
 struct Said {

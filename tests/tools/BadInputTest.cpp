@@ -77,7 +77,6 @@ TEST( BadSamples, ACutFileKeepsItsWholePackets ) {
    EXPECT_EQ( run.exitCode, 1 );
    EXPECT_TRUE( contains( run.err, "mba-truncated.pcap: packet 29, file offset 5171: the file is "
                                    "cut short" ) );
-   EXPECT_TRUE( contains( run.err, "28 before it are whole" ) );
    json const cut = run.json();
    json const full = ToolRun( "replay --json " + sample( "mba.pcap" ) ).json();
    auto const kept = recordsOf( cut, "answer" );
@@ -168,20 +167,14 @@ TEST_F( BadInput, AnAttributeWhoseLengthLies ) {
 }
 
 TEST_F( BadInput, ARadiusHeaderThatDoesNotFit ) {
-   Octets const request = radius( 1, 1, user );
    Octets tooLong = radius( 2, 1, {} );
    tooLong[3] = 21;
-   Octets tooShort = tooLong;
-   tooShort[3] = 19;
-   writeCapture( path, { onWire( request ), onWire( tooLong, true ), onWire( tooShort, true ),
-                         onWire( Octets( 19, 2 ), true ),
+   writeCapture( path, { onWire( radius( 1, 1, user ) ), onWire( tooLong, true ),
                          onWire( radius( 2, 1, {} ) + Octets( 3, 9 ), true ) } );
-   json const output = replay(
-      { "packet 2, offset 20 of the RADIUS packet: ", "packet 3, offset 2 of the RADIUS packet: ",
-        "packet 4, offset 0 of the RADIUS packet: " } );
+   json const output = replay( { "packet 2, offset 20 of the RADIUS packet: " } );
    auto const whole = recordsOf( output, "answer" );
    ASSERT_EQ( whole.size(), 1u ) << "octets behind the RADIUS packet are padding";
-   EXPECT_EQ( whole[0].at( "packet" ), 5 );
+   EXPECT_EQ( whole[0].at( "packet" ), 3 );
    EXPECT_EQ( whole[0].at( "duplicate" ), false );
 }
 
@@ -210,8 +203,8 @@ TEST_F( BadInput, APacketOfLessThanAHeaderIsAFault ) {
 }
 
 TEST_F( BadInput, PaddingThatIsCutAtCaptureIsNoFault ) {
-   Octets const whole = onWire( radius( 1, 1, user ) );
-   writeCapture( path, { onWire( radius( 1, 1, user ) + Octets( 9, 0 ) ) }, whole.size() + 4 );
+   Octets const request = radius( 1, 1, user );
+   writeCapture( path, { onWire( request + Octets( 9, 0 ) ) }, onWire( request ).size() + 4 );
    EXPECT_EQ( replay().back().at( "requests" ), 1 );
 }
 

@@ -13,12 +13,6 @@ namespace {
 
 using nlohmann::json;
 
-json state( std::string const& arguments, std::string const& what = "all" ) {
-   ToolRun const run( "replay --json --show " + what + " " + arguments );
-   EXPECT_EQ( run.exitCode, 0 ) << run.err;
-   return run.json();
-}
-
 std::set<std::string> column( json const& table, std::string const& name ) {
    std::set<std::string> result;
    for ( json const& row : table ) {
@@ -149,6 +143,24 @@ TEST( Copies, ShareThePortsWhenThereAreNoMore ) {
    EXPECT_EQ( ToolRun( "replay --macs 0 " + sample( "mba.pcap" ) ).exitCode, 2 );
 }
 
+TEST( Copies, WhatEndsASwitchsSessionsEndsThoseThatWereCaptured ) {
+   using namespace PacketBuilder;
+   Files::Folder const folder;
+   std::string const path = folder.path + "/off.pcap";
+   auto const accounting = [&]( std::uint8_t identifier, std::uint8_t type ) {
+      return onWire(
+         radius( 4, identifier,
+                 attribute( 40, { 0, 0, 0, type } ) + attribute( 44, text( "s" ) ) +
+                    attribute( 32, text( "switch" ) ) +
+                    ( type == 1 ? attribute( 31, text( "00005e005301" ) ) : Octets() ) ) );
+   };
+   writeCapture( path, { accounting( 1, 1 ), accounting( 2, 8 ) } );
+   json const sessions = state( "--macs 2 '" + path + "'", "sessions" );
+   ASSERT_EQ( sessions.size(), 2u );
+   EXPECT_EQ( rowsBy( "mac", sessions ).at( "00:00:5e:00:53:01" ).at( "cause" ), "adminReset" );
+   EXPECT_TRUE( rowsBy( "mac", sessions ).at( "02:00:00:00:00:01" ).at( "cause" ).is_null() );
+}
+
 TEST( Copies, OfNobodyAreNobody ) {
    Files::Folder const folder;
    std::string const path = folder.path + "/nobody.pcap";
@@ -196,9 +208,9 @@ TEST( Copies, WithoutRadiusEachSupplicantAndItsCopiesHaveTheirResults ) {
                    frame( station( 1 ), 0, { 2, 8, 0, 6, 1, 'a' } ),
                    frame( station( 2 ), 0, { 2, 9, 0, 6, 1, 'b' } ),
                    frame( switchMac, 0, result( 4, 9 ) ), frame( switchMac, 0, result( 3, 8 ) ) } );
-   auto const rows = ToolRun( "replay --json --show supplicants --macs 6 '" + file + "'" ).json();
+   json const rows = state( "--macs 6 '" + file + "'", "supplicants" );
    ASSERT_EQ( rows.size(), 6U );
-   for ( auto const& row : rows ) {
+   for ( json const& row : rows ) {
       bool const first = row.at( "identity" ) == "a";
       EXPECT_EQ( row.at( "stage" ), first ? "phaseSuccess" : "phaseFail" ) << row.dump();
    }

@@ -2,6 +2,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <tuple>
 
 #include <gtest/gtest.h>
 #include <sys/socket.h>
@@ -100,28 +101,24 @@ TEST( Follow, BadCapturesShowInTheExitCodeAtTheEnd ) {
 }
 
 TEST( Follow, WhatCannotBeShownIsTold ) {
-   struct {
-      char const* arguments;
-      int exitCode;
-      char const* message;
-   } const cases[] = {
-      { "show", 2, "--connect" },
-      { "show --connect nowhere", 2, "unix:PATH" },
-      { "show --connect unix:", 2, "unix:" },
-      { "show --connect tcp:host:65536", 2, "65535" },
-      { "show --connect tcp:::1:80", 2, "brackets" },
-      { "show --connect tcp::80", 2, "host" },
-      { "watch --connect tcp:80x", 2, "port" },
-      { "replay x --listen tcp:", 2, "port" },
-      { "show --wait 0 --connect tcp:80", 2, "--wait" },
-      { "show --wait nan --connect tcp:80", 2, "--wait" },
-      { "show --wait 0.1 --connect unix:/nonexistent/socket", 1, "/nonexistent/socket" },
-      { "show --wait 0.1 --connect tcp:1", 1,
-        "127.0.0.1:1: connecting failed: Connection refused" },
-      { "replay x --listen unix:/nonexistent/socket", 1, "/nonexistent/socket" },
-   };
-   for ( auto const& one : cases ) {
-      expectFailure( one.arguments, one.exitCode, one.message );
+   for ( auto const& [arguments, exitCode, told] :
+         std::initializer_list<std::tuple<char const*, int, char const*>>{
+            { "show", 2, "--connect" },
+            { "show --connect nowhere", 2, "unix:PATH" },
+            { "show --connect unix:", 2, "unix:" },
+            { "show --connect tcp:host:65536", 2, "65535" },
+            { "show --connect tcp:::1:80", 2, "brackets" },
+            { "show --connect tcp::80", 2, "host" },
+            { "watch --connect tcp:80x", 2, "port" },
+            { "replay x --listen tcp:", 2, "port" },
+            { "show --wait 0 --connect tcp:80", 2, "--wait" },
+            { "show --wait nan --connect tcp:80", 2, "--wait" },
+            { "show --wait 0.1 --connect unix:/nonexistent/socket", 1, "/nonexistent/socket" },
+            { "show --wait 0.1 --connect tcp:1", 1,
+              "127.0.0.1:1: connecting failed: Connection refused" },
+            { "replay x --listen unix:/nonexistent/socket", 1, "/nonexistent/socket" },
+         } ) {
+      expectFailure( arguments, exitCode, told );
    }
 }
 
@@ -187,7 +184,9 @@ TEST( Follow, WatchTriesAgainWhereThereMayBeRoomLater ) {
    Background watch( folder, "watch", "watch --connect " + folder.address() );
    stranger.say( "\x49\0\0\0\0\0\1\4full"sv );
    EXPECT_TRUE( watch.says( "full; trying again" ) );
-   stranger.accept();
+   stranger.say( "\x49\0\0\0\0\0\1\4full"sv );
+   Mirror::Fd const third = stranger.accept();
+   EXPECT_EQ( watch.err().find( "again" ), watch.err().rfind( "again" ) ) << "told once";
    EXPECT_EQ( watch.end( SIGINT ), 0 );
 }
 

@@ -1,27 +1,26 @@
 #include "SamplesReadme.h"
 
+#include <algorithm>
 #include <fstream>
+#include <regex>
 
 namespace SamplesReadme {
 
 namespace {
 
-std::string trimmed( std::string_view text ) {
-   auto const first = text.find_first_not_of( ' ' );
-   return first == text.npos
-             ? std::string()
-             : std::string( text.substr( first, text.find_last_not_of( ' ' ) - first + 1 ) );
+/// The first group of each match.
+std::vector<std::string> all( std::string_view text, char const* pattern ) {
+   std::regex const parts( pattern );
+   std::vector<std::string> result;
+   for ( std::cregex_iterator at( text.begin(), text.end(), parts ), end; at != end; ++at ) {
+      result.push_back( ( *at )[1] );
+   }
+   return result;
 }
 
 /// "a", "b" of "| a | b |".
 std::vector<std::string> cells( std::string_view line ) {
-   std::vector<std::string> result;
-   line.remove_prefix( 1 );
-   for ( auto bar = line.find( '|' ); bar != line.npos; bar = line.find( '|' ) ) {
-      result.push_back( trimmed( line.substr( 0, bar ) ) );
-      line.remove_prefix( bar + 1 );
-   }
-   return result;
+   return all( line.substr( 1 ), R"( *([^|]*?) *\|)" );
 }
 
 } // namespace
@@ -52,26 +51,14 @@ std::vector<Table> tables( std::string_view heading ) {
    return result;
 }
 
-std::vector<std::string> numbers( std::string_view cell ) {
-   constexpr char const* digits = "0123456789";
-   std::vector<std::string> result;
-   for ( auto at = cell.find_first_of( digits ); at != cell.npos;
-         at = cell.find_first_of( digits ) ) {
-      cell.remove_prefix( at );
-      result.emplace_back( cell.substr( 0, cell.find_first_not_of( digits ) ) );
-      cell.remove_prefix( result.back().size() );
-   }
-   return result;
+std::string mac( Row const& row ) {
+   std::string text = row.at( "MAC" );
+   std::ranges::replace( text, '-', ':' );
+   return text;
 }
 
-std::vector<std::string> codes( std::string_view cell ) {
-   std::vector<std::string> result;
-   for ( auto open = cell.find( '`' ); open != cell.npos; open = cell.find( '`' ) ) {
-      auto const close = cell.find( '`', open + 1 );
-      result.emplace_back( cell.substr( open + 1, close - open - 1 ) );
-      cell.remove_prefix( close + 1 );
-   }
-   return result;
-}
+std::vector<std::string> numbers( std::string_view cell ) { return all( cell, "([0-9]+)" ); }
+
+std::vector<std::string> codes( std::string_view cell ) { return all( cell, "`([^`]*)`" ); }
 
 } // namespace SamplesReadme

@@ -15,6 +15,9 @@ using Table = std::vector<Row>;
 /// The tables of a section, in order. \p heading is how the section's heading begins.
 std::vector<Table> tables( std::string_view heading );
 
+/// The MAC address of a row as the tool prints it; ":" for none.
+std::string mac( Row const& row );
+
 /// "1", "22", "2" of "1 (again 22) → 2".
 std::vector<std::string> numbers( std::string_view cell );
 

@@ -63,6 +63,12 @@ void expectEightyColumns( std::string const& text ) {
    }
 }
 
+nlohmann::json state( std::string const& captures, std::string const& what, int exitCode ) {
+   ToolRun const run( "replay --json --show " + what + " " + captures );
+   EXPECT_EQ( run.exitCode, exitCode ) << run.err;
+   return run.json();
+}
+
 std::vector<nlohmann::json> recordsOf( nlohmann::json const& output, std::string const& kind ) {
    std::vector<nlohmann::json> result;
    for ( nlohmann::json const& record : output ) {
@@ -87,7 +93,7 @@ std::string sample( std::string const& name ) { return "'" DOT1X_SAMPLES_DIR "/"
 std::string samples( std::vector<std::string> const& names ) {
    std::string all;
    for ( std::string const& name : names ) {
-      all += ( all.empty() ? "" : " " ) + sample( name );
+      all += sample( name ) + " ";
    }
    return all;
 }

@@ -37,6 +37,10 @@ void expectFailureAlone( std::string const& arguments, int exitCode, std::string
 /// begins with the name of a sample may be longer.
 void expectEightyColumns( std::string const& text );
 
+/// The table \p what, or all, of the state that replay makes of captures.
+nlohmann::json state( std::string const& captures, std::string const& what = "all",
+                      int exitCode = 0 );
+
 /// The records of \p kind in the output of replay --json.
 std::vector<nlohmann::json> recordsOf( nlohmann::json const& output, std::string const& kind );
 

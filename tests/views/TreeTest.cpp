@@ -142,6 +142,12 @@ TEST( TreePrinting, JsonKeepsTypesAndEveryByte ) {
    // A terminal obeys it as it does ESC [.
    tree->levelIs( "\xc2\x9b", 1 );
    EXPECT_TRUE( contains( compact( jsonOf( *tree ) ), R"("\u009b")" ) );
+   // A key that looks as octets do is told apart from octets.
+   tree->levelIs( "octets:0xff", 2 );
+   tree->levelIs( "\xff", 3 );
+   json const levels = jsonOfTree( tree ).at( "level" );
+   EXPECT_EQ( levels.at( "octets:0xff" ), 3 );
+   EXPECT_EQ( levels.at( "octets:0x6f63746574733a30786666" ), 2 );
 }
 
 TEST( TreePrinting, ChangesAreToldByPathWithOldAndNew ) {
