@@ -42,6 +42,7 @@ template<class Owner, class D>
 struct ElementLog {
    using Map = typename D::Field;
    using Element = typename Map::value_type;
+   using Held = Element;
    static std::size_t size( Element const& element ) { return Wire<Element>::size( element ); }
    static std::uint8_t* put( std::uint8_t* to, Element const& element ) {
       return Wire<Element>::put( to, element );
@@ -81,6 +82,7 @@ template<class Owner, class D>
 struct ElementLog<Owner, D> {
    using Map = typename D::Field;
    using Node = typename NodeOfMap<Map>::Type;
+   using Held = Node;
    using KeyWire = Wire<typename Map::Key>;
    using ValueWire = Wire<typename Node::Value>;
    static std::size_t size( Node const& node ) {

@@ -195,15 +195,32 @@ T formToValue( std::string_view text ) {
    return read;
 }
 
+namespace Internal {
+
+/// Types that are made from a text. Bytes, and an optional text, are so as well, but do not read it.
+template<class T>
+inline constexpr bool readsItself =
+   !RegisteredClass<T> && std::constructible_from<T, std::string_view> &&
+   !std::same_as<T, Varek::Bytes> && !isOptional<T>;
+
+/// What the table of any type prints.
+VAREK_EXPORT Varek::String printed( Varek::Inspect::AtomicFnTable const&, void const* value );
+/// Assigns to \p value what strepToValue makes, for types that do not read themselves.
+VAREK_EXPORT void decode( Varek::Inspect::AtomicFnTable const&, void* value,
+                          std::string_view text );
+/// Assigns to it what formToValue makes.
+VAREK_EXPORT void formDecode( Varek::Inspect::AtomicFnTable const&, void* value,
+                              std::string_view text );
+
+} // namespace Internal
+
 /// Makes \p value what \p text, the whole of it, says. Throws Varek::TextError, or the
 /// Varek::RangeError of the type, with \p value as it was.
 template<Readable T>
 void strepToValue( std::string_view text, T& value ) {
-   // Bytes, and an optional text, are made from a text as well, but do not read it.
    if constexpr ( RegisteredClass<T> ) {
       value = T( CharRange( text ) );
-   } else if constexpr ( std::constructible_from<T, std::string_view> &&
-                         !std::same_as<T, Varek::Bytes> && !Internal::isOptional<T> ) {
+   } else if constexpr ( Internal::readsItself<T> ) {
       value = T( text );
    } else {
       value = formToValue<T>( text );
@@ -228,30 +245,39 @@ struct InspectAtomicFnTable {
       }
    }
    static void inspectDestroy( void* p ) { std::destroy_at( &at( p ) ); }
-   static void assign( void* p, void const* source ) { at( p ) = at( source ); }
+   // What may fail to be made is made first.
+   static void assign( void* p, void const* source ) {
+      if constexpr ( std::is_trivially_copyable_v<T> || !std::is_move_assignable_v<T> ) {
+         at( p ) = at( source );
+      } else {
+         at( p ) = T( at( source ) );
+      }
+   }
    static bool equal( void const* a, void const* b ) { return Qel::same( at( a ), at( b ) ); }
    static String inspectEncodeToString( void const* p, FieldDescriptor, std::uint32_t flags ) {
-      String text;
-      if constexpr ( Qel::HasText<T> ) {
+      if constexpr ( std::is_convertible_v<T const&, std::string_view> ) {
          if ( ( flags & StrepFlag::nested ) == 0 ) {
-            return Qel::textOf( at( p ) );
+            return String( at( p ) );
          }
       }
-      print( text, p );
-      return text;
+      return Qel::Internal::printed( table, p );
    }
    static void inspectDecodeFromString( void* p, std::string_view text, FieldDescriptor,
                                         std::uint32_t flags ) {
       if constexpr ( Qel::Readable<T> ) {
-         if ( ( flags & StrepFlag::nested ) == 0 ) {
+         if ( ( flags & StrepFlag::nested ) != 0 ) {
+            Qel::Internal::formDecode( table, p, text );
+         } else if constexpr ( Qel::Internal::readsItself<T> ) {
             Qel::strepToValue( text, at( p ) );
          } else {
-            at( p ) = Qel::formToValue<T>( text );
+            Qel::Internal::decode( table, p, text );
          }
       }
    }
    static void print( String& to, void const* p ) {
-      if constexpr ( Qel::HasText<T> ) {
+      if constexpr ( Qel::RegisteredClass<T> || Qel::RegisteredEnum<T> ) {
+         Qel::valuePrint( to, Qel::typeRecord( Qel::bindingOf<T>() ), p );
+      } else if constexpr ( Qel::HasText<T> ) {
          Qel::formPrint( to, at( p ) );
       } else {
          to += Qel::typeName<T>;

@@ -233,14 +233,6 @@ public:
       }
    }
 
-   /// Asks for the memory of the elements, of the first if there are many.
-   void prefetch() const {
-      if ( groups_ ) {
-         Internal::prefetch( &head(), sizeof( Internal::MapHead ) + sizeof( Group ) +
-                                         Group::slots * sizeof( Element ) );
-      }
-   }
-
    /// Empties the map and gives its memory back.
    void memberDelAll() noexcept {
       // Taken out first: the end of an element may run code that looks at this map.
@@ -289,7 +281,12 @@ public:
       .qelMarkedForDeletionGIs =
          []( HashMap2018Generic& map, void const* key, bool marked ) {
             typed( map ).qelMarkedForDeletionGIs( *static_cast<Key const*>( key ), marked );
-         } };
+         },
+      .reserve = []( HashMap2018Generic& map,
+                     std::uint32_t count ) { typed( map ).reserve( count ); },
+      .keyOf = []( void const* element ) -> void const* {
+         return &KeyFunktor{}( *static_cast<Element const*>( element ) );
+      } };
 
 private:
    Element* elements() const { return reinterpret_cast<Element*>( groups_ + mask_ + 1 ); }

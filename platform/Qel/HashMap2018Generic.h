@@ -114,6 +114,28 @@ public:
       type.qelMarkedForDeletionGIs( *this, key, marked );
    }
 
+   void reserve( HashMap2018Type const& type, std::uint32_t count ) {
+      type.reserve( *this, count );
+   }
+   /// The element at \p position, which is taken.
+   void const* at( HashMap2018Type const& type, std::uint32_t position ) const {
+      return reinterpret_cast<std::byte const*>( groups_ + mask_ + 1 ) +
+             position * type.elementSize;
+   }
+   std::uint32_t positionOf( HashMap2018Type const& type, void const* element ) const {
+      auto const* const first = reinterpret_cast<std::byte const*>( groups_ + mask_ + 1 );
+      return static_cast<std::uint32_t>(
+         static_cast<std::size_t>( static_cast<std::byte const*>( element ) - first ) /
+         type.elementSize );
+   }
+   /// Asks for the memory of the elements, of the first if there are many.
+   void prefetch( HashMap2018Type const& type ) const {
+      if ( groups_ ) {
+         Internal::prefetch( &head(), sizeof( Internal::MapHead ) + sizeof( Group ) +
+                                         Group::slots * type.elementSize );
+      }
+   }
+
    /// Marks every element for deletion. Elements that are inserted later are not marked.
    void qelMarkAllForDeletion();
    /// Forgets all marks.
