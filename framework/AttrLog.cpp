@@ -9,6 +9,8 @@
 
 namespace Qel {
 
+void formAppend( Varek::String& text, std::string_view part ) { text += part; }
+
 namespace NboAttrLog {
 
 FlowOut::FlowOut( TypeRecord const& type, bool dirty, Varek::FieldId from ) {
@@ -439,80 +441,6 @@ Entity* childForAttrLog( EntityQelNboAttrLogSa const& sa, Varek::FieldId id, In&
    in.contextIs( sa.type().name, id );
    return log->keyed ? Internal::keyedChild( sa, index, in, failure )
                      : childMake( sa, *log, index, in, failure );
-}
-
-void forEachChild( TypeRecord const& type, Entity const& entity, void ( *visit )( Entity&, void* ),
-                   void* context ) {
-   for ( std::size_t i = 0; i < type.attributes.size(); ++i ) {
-      AttributeLog const* const log = type.wire[i].log;
-      if ( !log || !log->oldChild ) {
-         continue;
-      }
-      if ( log->keyed ) {
-         Internal::keyedVisit( *log->keyed, entity, visit, context );
-      } else if ( Entity* const child = type.attributes[i].child( &entity ) ) {
-         visit( *child, context );
-      }
-   }
-}
-
-void Internal::visitChildren( Entity const& entity, void ( *visit )( Varek::Publisher&, void* ),
-                              void* context ) {
-   struct Visit {
-      void ( *visit )( Varek::Publisher&, void* );
-      void* context;
-   } as{ visit, context };
-   forEachChild(
-      typeRecord( entity ), entity,
-      []( Entity& child, void* to ) {
-         auto const& given = *static_cast<Visit const*>( to );
-         given.visit( child, given.context );
-      },
-      &as );
-}
-
-void Internal::childReplaced( Entity& owner, Varek::FieldId id, Entity* old, Entity* made,
-                              void const* oldData ) {
-   if ( old ) {
-      old->qelParentIs( nullptr );
-   }
-   if ( made ) {
-      made->qelParentIs( &owner );
-   }
-   publish( owner, id, old ? oldData : nullptr );
-}
-
-namespace {
-
-void childPrefetch( AttributeRecord const& attribute, Entity const& entity, bool below ) {
-   Entity const* const child = attribute.child( &entity );
-   if ( !child ) {
-      return;
-   }
-   TypeRecord const& type = typeRecord( attribute.childType() );
-   if ( below ) {
-      prefetchContents( type, *child, false );
-   } else {
-      Internal::prefetch( child, type.size );
-   }
-}
-
-} // namespace
-
-void prefetchContents( TypeRecord const& type, Entity const& entity, bool below ) {
-   for ( std::size_t i = 0; i < type.attributes.size(); ++i ) {
-      AttributeLog const* const log = type.wire[i].log;
-      if ( !log ) {
-         continue;
-      }
-      if ( log->keyed ) {
-         if ( !below ) {
-            Internal::keyedPrefetch( *log->keyed, entity );
-         }
-      } else if ( log->childIs ) {
-         childPrefetch( type.attributes[i], entity, below );
-      }
-   }
 }
 
 Entity* oldChild( TypeRecord const& type, Varek::FieldId id, void const* oldData ) {

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <utility>
 
 #include "framework/Arrays.h"
@@ -83,7 +84,7 @@ struct ChildLog {
    static Entity* oldChild( void const* old ) {
       return static_cast<Ptr<Child> const*>( old )->get();
    }
-   static void form( Varek::String& text ) { text.append( typeName<Child> ); }
+   static void form( Varek::String& text ) { formAppend( text, typeName<Child> ); }
    static constexpr AttributeLog log() {
       return { form, childApply, nullptr, nullptr, childIs, childDel, oldChild };
    }
@@ -116,12 +117,39 @@ constexpr ConstructorLog makeConstructorLog() {
 template<class T>
 inline constexpr ConstructorLog constructorLog = makeConstructorLog<T>();
 
+template<class Number>
+std::size_t enumerationSize( void const* ) {
+   return sizeof( std::uint32_t );
+}
+template<class Number>
+std::uint8_t* enumerationPut( std::uint8_t* to, void const* value ) {
+   Number number;
+   std::memcpy( &number, value, sizeof number );
+   return putBig( to, std::uint32_t{ number } );
+}
+template<class Number>
+void enumerationRead( NboAttrLog::In& in, void* value ) {
+   auto const number = static_cast<Number>( in.get32() );
+   std::memcpy( value, &number, sizeof number );
+}
+
 template<class T>
-inline constexpr ValueLog valueLog{
-   []( void const* value ) { return Wire<T>::size( *static_cast<T const*>( value ) ); },
-   []( std::uint8_t* to, void const* value ) {
-      return Wire<T>::put( to, *static_cast<T const*>( value ) );
-   },
-   []( NboAttrLog::In& in, void* value ) { Wire<T>::read( in, *static_cast<T*>( value ) ); } };
+constexpr ValueLog makeValueLog() {
+   if constexpr ( std::is_enum_v<T> ) {
+      // Once for all of the same width.
+      using Number = std::underlying_type_t<T>;
+      return { enumerationSize<Number>, enumerationPut<Number>, enumerationRead<Number> };
+   } else {
+      return { []( void const* value ) { return Wire<T>::size( *static_cast<T const*>( value ) ); },
+               []( std::uint8_t* to, void const* value ) {
+                  return Wire<T>::put( to, *static_cast<T const*>( value ) );
+               },
+               []( NboAttrLog::In& in, void* value ) {
+                  Wire<T>::read( in, *static_cast<T*>( value ) );
+               } };
+   }
+}
+template<class T>
+inline constexpr ValueLog valueLog = makeValueLog<T>();
 
 } // namespace Qel::Internal

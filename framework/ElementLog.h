@@ -29,7 +29,7 @@ struct Wire<MapMember<K, V>> {
    }
    static void form( Varek::String& text ) {
       Wire<K>::form( text );
-      text += ':';
+      formAppend( text, ":" );
       Wire<V>::form( text );
    }
 };
@@ -115,7 +115,7 @@ struct ElementLog<Owner, D> {
    }
    static void form( Varek::String& text ) {
       KeyWire::form( text );
-      text += '<';
+      formAppend( text, "<" );
       ValueWire::form( text );
    }
 };
@@ -128,8 +128,8 @@ struct ElementLog<Owner, D> {
    using Child = typename Map::value_type::Child;
    static void form( Varek::String& text ) {
       Wire<typename Map::Key>::form( text );
-      text += ':';
-      text.append( typeName<Child> );
+      formAppend( text, ":" );
+      formAppend( text, typeName<Child> );
    }
 };
 

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <type_traits>
 #include <utility>
 
@@ -57,7 +58,15 @@ void give( void* to, Removed&& removed ) {
    }
 }
 
-/// What plainIs does, for a field of any type; \p owner is null for those of values.
+/// Types that are as they were when assigning to them fails.
+template<class T>
+inline constexpr bool assignsWhole = std::is_trivially_copyable_v<T>;
+template<>
+inline constexpr bool assignsWhole<Varek::String> = true;
+template<>
+inline constexpr bool assignsWhole<std::optional<Varek::String>> = true;
+
+/// What plainIs does, for a field of any of these types; \p owner is null for those of values.
 VAREK_EXPORT void plainWrite( Entity* owner, Varek::FieldId id,
                               Varek::Inspect::AtomicFnTable const& table, void* stored,
                               void const* value );
@@ -75,11 +84,15 @@ constexpr void inspectPlain( AttributeInspection& made ) {
             Owner::qelRangeCheck( Id<D::id.value()>{}, given );
          }
       }
-      Entity* entity = nullptr;
-      if constexpr ( std::is_base_of_v<Entity, Owner> ) {
-         entity = &owner;
+      if constexpr ( assignsWhole<Field> ) {
+         Entity* entity = nullptr;
+         if constexpr ( std::is_base_of_v<Entity, Owner> ) {
+            entity = &owner;
+         }
+         plainWrite( entity, D::id, *valueTable<Field>, &D::get( owner ), value );
+      } else {
+         plainIs( owner, D::id, D::get( owner ), valueAt<Field>( value ) );
       }
-      plainWrite( entity, D::id, *valueTable<Field>, &D::get( owner ), value );
    };
 }
 

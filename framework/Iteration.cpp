@@ -1,5 +1,7 @@
 #include "framework/Iteration.h"
 
+#include <limits>
+
 #include "framework/Untyped.h"
 
 namespace Qel::Internal {
@@ -7,23 +9,24 @@ namespace Qel::Internal {
 namespace {
 
 /// The storage of an iterator.
-template<class Self>
 struct Stored {
    static void* operator new( std::size_t size ) { return Pallo::allocate( size ); }
    static void operator delete( void* at, std::size_t size ) { Pallo::release( at, size ); }
-   static Self& at( void* iterator ) { return *static_cast<Self*>( iterator ); }
-   static Self const& at( void const* iterator ) { return *static_cast<Self const*>( iterator ); }
 };
 
-class SequencePlace : public Stored<SequencePlace> {
+} // namespace
+
+class VAREK_EXPORT SequencePlace : public Stored {
 public:
    SequencePlace( SequenceForm const& form, void const* sequence, std::uint32_t index )
       : form_( form ), sequence_( sequence ), index_( index ) {}
    SequenceForm const& form() const { return form_; }
-   std::uint32_t index() const { return index_; }
-   void const* object() const {
-      return index_ < form_.size( sequence_ ) ? form_.at( sequence_, index_ ) : nullptr;
+   Varek::Inspect::AtomicFnTable const& keyTable() const {
+      return Varek::Inspect::InspectAtomicFnTable<std::uint32_t>::table;
    }
+   /// The key of the element that it stands on; null if that has gone.
+   void const* key() const { return index_ < form_.size( sequence_ ) ? &index_ : nullptr; }
+   void const* object() const { return key() ? form_.at( sequence_, index_ ) : nullptr; }
    // The greatest index is never that of an element: it must not become 0.
    void advance() { index_ += index_ != std::numeric_limits<std::uint32_t>::max(); }
 
@@ -33,7 +36,7 @@ private:
    std::uint32_t index_;
 };
 
-class MapPlace : public Stored<MapPlace> {
+class VAREK_EXPORT MapPlace : public Stored {
 public:
    MapPlace( MapForm const& form, HashMap2018Generic const& map, void const* startKey )
       : form_( form ), map_( map ), key_( *form.key ), version_( map.version() ),
@@ -41,6 +44,7 @@ public:
       remember();
    }
    MapForm const& form() const { return form_; }
+   Varek::Inspect::AtomicFnTable const& keyTable() const { return *form_.key; }
    /// The key of the element that it stands on; null if that has gone.
    void const* key() const {
       settle();
@@ -88,60 +92,59 @@ private:
    mutable std::uint32_t position_;
 };
 
-} // namespace
-
-void* SequenceWalk::make( SequenceForm const& form, void const* sequence, void const* startKey ) {
+void* newIterator( SequenceForm const& form, void const* sequence, void const* startKey ) {
    return new SequencePlace( form, sequence,
                              startKey ? *static_cast<std::uint32_t const*>( startKey ) : 0 );
 }
 
-void SequenceWalk::iterKey( void const* iterator, void* key ) {
-   if ( SequencePlace const& place = SequencePlace::at( iterator ); place.object() ) {
-      *static_cast<std::uint32_t*>( key ) = place.index();
-   }
-}
-
-void SequenceWalk::iterObj( void const* iterator, void* object ) {
-   SequencePlace const& place = SequencePlace::at( iterator );
-   if ( void const* const held = place.object() ) {
-      place.form().object->assign( object, held );
-   }
-}
-
-void const* SequenceWalk::iterPeek( void const* iterator ) {
-   return SequencePlace::at( iterator ).object();
-}
-
-void SequenceWalk::iterInc( void* iterator ) { SequencePlace::at( iterator ).advance(); }
-
-bool SequenceWalk::iterNonnull( void const* iterator ) { return iterPeek( iterator ); }
-
-void SequenceWalk::iterDel( void* iterator ) { delete &SequencePlace::at( iterator ); }
-
-void* MapWalk::make( MapForm const& form, HashMap2018Generic const& map, void const* startKey ) {
+void* newIterator( MapForm const& form, HashMap2018Generic const& map, void const* startKey ) {
    return new MapPlace( form, map, startKey );
 }
 
-void MapWalk::iterKey( void const* iterator, void* key ) {
-   MapPlace const& place = MapPlace::at( iterator );
-   if ( void const* const held = place.key() ) {
-      place.form().key->assign( key, held );
+namespace {
+
+template<class Place>
+Place const& at( void const* iterator ) {
+   return *static_cast<Place const*>( iterator );
+}
+
+} // namespace
+
+template<class Place>
+void Walk<Place>::iterKey( void const* iterator, void* key ) {
+   if ( void const* const held = at<Place>( iterator ).key() ) {
+      at<Place>( iterator ).keyTable().assign( key, held );
    }
 }
 
-void MapWalk::iterObj( void const* iterator, void* object ) {
-   MapPlace const& place = MapPlace::at( iterator );
-   if ( void const* const held = place.object() ) {
-      place.form().object->assign( object, held );
+template<class Place>
+void Walk<Place>::iterObj( void const* iterator, void* object ) {
+   if ( void const* const held = at<Place>( iterator ).object() ) {
+      at<Place>( iterator ).form().object->assign( object, held );
    }
 }
 
-void const* MapWalk::iterPeek( void const* iterator ) { return MapPlace::at( iterator ).object(); }
+template<class Place>
+void const* Walk<Place>::iterPeek( void const* iterator ) {
+   return at<Place>( iterator ).object();
+}
 
-void MapWalk::iterInc( void* iterator ) { MapPlace::at( iterator ).advance(); }
+template<class Place>
+void Walk<Place>::iterInc( void* iterator ) {
+   static_cast<Place*>( iterator )->advance();
+}
 
-bool MapWalk::iterNonnull( void const* iterator ) { return MapPlace::at( iterator ).key(); }
+template<class Place>
+bool Walk<Place>::iterNonnull( void const* iterator ) {
+   return at<Place>( iterator ).key();
+}
 
-void MapWalk::iterDel( void* iterator ) { delete &MapPlace::at( iterator ); }
+template<class Place>
+void Walk<Place>::iterDel( void* iterator ) {
+   delete static_cast<Place*>( iterator );
+}
+
+template struct Walk<SequencePlace>;
+template struct Walk<MapPlace>;
 
 } // namespace Qel::Internal

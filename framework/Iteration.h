@@ -76,18 +76,6 @@ struct SequenceForm {
    std::uint32_t ( *size )( void const* sequence );
    void const* ( *at )( void const* sequence, std::uint32_t index );
 };
-/// Iterates one, by index.
-class VAREK_EXPORT SequenceWalk {
-public:
-   static void* make( SequenceForm const&, void const* sequence, void const* startKey );
-   static void iterKey( void const* iterator, void* key );
-   static void iterObj( void const* iterator, void* object );
-   static void const* iterPeek( void const* iterator );
-   static void iterInc( void* iterator );
-   static bool iterNonnull( void const* iterator );
-   static void iterDel( void* iterator );
-};
-
 /// A keyed collection as its iterators see it.
 struct MapForm {
    HashMap2018Type const* type;
@@ -96,12 +84,15 @@ struct MapForm {
    /// What generic code sees of an element.
    void const* ( *shown )( void const* element );
 };
-/// Iterates one, by position. An element that stays is visited once as long as the map does not
-/// grow; when it has grown, the walk goes on from where the element that it stood on is now, and
-/// ends if that is gone.
-class VAREK_EXPORT MapWalk {
-public:
-   static void* make( MapForm const&, HashMap2018Generic const&, void const* startKey );
+/// Iterators of one sequence, by index, and of one keyed collection, by position.
+class VAREK_EXPORT SequencePlace;
+class VAREK_EXPORT MapPlace;
+VAREK_EXPORT void* newIterator( SequenceForm const&, void const* sequence, void const* startKey );
+VAREK_EXPORT void* newIterator( MapForm const&, HashMap2018Generic const&, void const* startKey );
+
+/// What is done with either.
+template<class Place>
+struct VAREK_EXPORT Walk {
    static void iterKey( void const* iterator, void* key );
    static void iterObj( void const* iterator, void* object );
    static void const* iterPeek( void const* iterator );
@@ -109,18 +100,19 @@ public:
    static bool iterNonnull( void const* iterator );
    static void iterDel( void* iterator );
 };
+extern template struct Walk<SequencePlace>;
+extern template struct Walk<MapPlace>;
 
-/// How to use the iterators that Walk::make returns.
-template<class Walk, class Key, class Object>
+template<class Place, class Key, class Object>
 inline constexpr Varek::Inspect::IterFnTable walkTable{
    &Varek::Inspect::InspectAtomicFnTable<Key>::table,
    &Varek::Inspect::InspectAtomicFnTable<Object>::table,
-   Walk::iterKey,
-   Walk::iterObj,
-   Walk::iterPeek,
-   Walk::iterInc,
-   Walk::iterNonnull,
-   Walk::iterDel };
+   Walk<Place>::iterKey,
+   Walk<Place>::iterObj,
+   Walk<Place>::iterPeek,
+   Walk<Place>::iterInc,
+   Walk<Place>::iterNonnull,
+   Walk<Place>::iterDel };
 
 } // namespace Internal
 
@@ -138,10 +130,10 @@ struct SequenceIteration {
          return &in( sequence )[index];
       } };
    static void* make( Sequence const& sequence, void const* startKey ) {
-      return Internal::SequenceWalk::make( form, &sequence, startKey );
+      return Internal::newIterator( form, &sequence, startKey );
    }
    static constexpr Varek::Inspect::IterFnTable const& table =
-      Internal::walkTable<Internal::SequenceWalk, std::uint32_t, Object>;
+      Internal::walkTable<Internal::SequencePlace, std::uint32_t, Object>;
 };
 
 /// What generic code sees of an element: the value beside its key, the pointer to a child entity,
@@ -159,7 +151,9 @@ auto const& shownOf( Element const& element ) {
    }
 }
 
-/// Over a keyed collection, by position: Internal::MapWalk.
+/// Over a keyed collection, by position. An element that stays is visited once as long as the map
+/// does not grow; when it has grown, the walk goes on from where the element that it stood on is now,
+/// and ends if that is gone.
 template<class Map>
 struct MapIteration {
    using Key = typename Map::Key;
@@ -172,10 +166,10 @@ struct MapIteration {
          return &shownOf( *static_cast<Element const*>( element ) );
       } };
    static void* make( Map const& map, void const* startKey ) {
-      return Internal::MapWalk::make( form, map, startKey );
+      return Internal::newIterator( form, map, startKey );
    }
    static constexpr Varek::Inspect::IterFnTable const& table =
-      Internal::walkTable<Internal::MapWalk, Key, Object>;
+      Internal::walkTable<Internal::MapPlace, Key, Object>;
 };
 
 /// Over an ordered collection, in key order. It remembers the key that it stands on: if that is

@@ -25,7 +25,7 @@ KeySet& KeySet::operator=( KeySet other ) noexcept {
 }
 
 void* KeySet::slot( std::uint32_t position ) const {
-   return reinterpret_cast<std::byte*>( groups_ + mask_ + 1 ) + position * form_->size;
+   return static_cast<std::byte*>( storage( groups_, mask_ ) ) + position * form_->size;
 }
 
 void const* KeySet::at( std::uint32_t position ) const { return slot( position ); }
@@ -101,18 +101,15 @@ void KeySet::clear() noexcept {
 }
 
 void KeySet::grow() {
-   KeySet bigger( *form_ );
    std::uint32_t const capacity = nextCapacity( groups_ ? head().capacity : 0 );
-   bigger.groups_ = newGroups( capacity, form_->size );
-   bigger.mask_ = groupCount( capacity ) - 1;
+   Group* const bigger = growBegin( capacity, form_->size );
+   std::uint32_t const mask = groupCount( capacity ) - 1;
+   auto* const to = static_cast<std::byte*>( storage( bigger, mask ) );
    for ( std::uint32_t at = nextTaken( 0 ); at != none; at = nextTaken( at + 1 ) ) {
-      form_->move( bigger.slot( bigger.claim( form_->hash( slot( at ) ) ) ), slot( at ) );
+      form_->move( to + claim( bigger, mask, form_->hash( slot( at ) ) ) * form_->size,
+                   slot( at ) );
    }
-   bigger.size_ = std::exchange( size_, 0 );
-   if ( groups_ ) {
-      releaseGroups( std::exchange( groups_, nullptr ), form_->size );
-   }
-   *this = std::move( bigger );
+   growEnd( bigger, form_->size );
 }
 
 // KeyList

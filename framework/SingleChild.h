@@ -19,7 +19,7 @@ struct SingleChild {
    SingleChild& operator=( SingleChild const& ) = delete;
    ~SingleChild() {
       if ( child ) {
-         child->qelParentIs( nullptr );
+         Internal::childLetGo( *child );
       }
    }
 };
@@ -57,6 +57,17 @@ VAREK_EXPORT void childReplaced( Entity& owner, Varek::FieldId id, Entity* old, 
 
 } // namespace Internal
 
+/// Makes a child in place of the one that is held. For the result see childIs.
+template<class T, class... Given>
+[[gnu::noinline]] Ptr<T> childNew( Entity& owner, Varek::FieldId id, SingleChild<T>& held,
+                                   Given const&... given ) {
+   Ptr<T> const made = T::qelMake( given... );
+   Ptr<T> const old = std::exchange( held.child, made );
+   Ptr<Entity> const keepAlive( &owner );
+   Internal::childReplaced( owner, id, old.get(), made.get(), &old );
+   return held.child ? held.child : made;
+}
+
 /// A child that fits stays as it is. The result is the child that is held when all observers have
 /// been told, and never null: the one that was made, if they have removed it.
 template<Writer by = Writer::caller, class T, class... Given>
@@ -65,11 +76,7 @@ Ptr<T> childIs( Entity& owner, Varek::FieldId id, SingleChild<T>& held, Given co
       return held.child;
    }
    requireWritable<by>( owner );
-   Ptr<T> const made = T::qelMake( given... );
-   Ptr<T> const old = std::exchange( held.child, made );
-   Ptr<Entity> const keepAlive( &owner );
-   Internal::childReplaced( owner, id, old.get(), made.get(), &old );
-   return held.child ? held.child : made;
+   return childNew( owner, id, held, given... );
 }
 
 template<Writer by = Writer::caller, class T>

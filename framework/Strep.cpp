@@ -233,6 +233,17 @@ void valueRead( CharRange& range, TypeRecord const& type, void* value ) {
    }
 }
 
+void Internal::registeredPrint( Varek::String& to, Varek::TypeData type, void const* value ) {
+   valuePrint( to, typeRecord( type ), value );
+}
+
+std::size_t Internal::registeredParse( string_view text, std::size_t position, Varek::TypeData type,
+                                       void* value ) {
+   CharRange range( text, position );
+   valueRead( range, typeRecord( type ), value );
+   return range.position();
+}
+
 Varek::String Internal::printed( AtomicFnTable const& table, void const* value ) {
    Varek::String text;
    table.print( text, value );

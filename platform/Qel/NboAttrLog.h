@@ -309,6 +309,8 @@ public:
    }
    /// Throws AttrLogError with what is wrong with what was just read.
    [[noreturn]] void fail( std::string_view fault ) const;
+   /// The same of a boolean that is \p byte.
+   [[noreturn]] void failBoolean( std::uint8_t byte ) const;
 
 private:
    [[noreturn]] void failShort( std::size_t wanted ) const;
