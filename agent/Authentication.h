@@ -1,8 +1,13 @@
 #pragma once
 
-#include "Dot1xV2/AuthNStatus.h"
+#include "Dot1xV2/AaaHelperLedraTypes.h"
 #include "agent/Asked.h"
 #include "capture/Eapol.h"
+
+namespace Dot1xV2 {
+class AuthNStatus;
+class AuthNSupplicantStatus;
+} // namespace Dot1xV2
 
 /// Keeps an AuthNStatus: how far the authentication of each supplicant is, and what the AAA server
 /// said of it. One phase is used, authNZPhase1: a capture does not show which others a port has.
@@ -27,9 +32,7 @@ public:
    void eapol( Capture::Eapol const&, bool authorized );
 
    /// Null if nothing is known of it.
-   Varek::Ptr<Dot1xV2::AuthNSupplicantStatus> supplicant( Lumo::EthAddr const& mac ) const {
-      return status_.supplicant( mac );
-   }
+   Varek::Ptr<Dot1xV2::AuthNSupplicantStatus> supplicant( Lumo::EthAddr const& mac ) const;
 
 private:
    Dot1xV2::AuthNStatus& status_;
