@@ -1,5 +1,6 @@
 #include "Dot1xV2/AuthNStatus.h"
 
+#include "Dot1xV2/Dot1xRecords.h"
 #include "framework/Module.h"
 
 namespace Dot1xV2 {
@@ -8,6 +9,10 @@ QEL_MODULE( "AuthNStatus", authNStatusModule, AuthNZPhase, AuthNZPhaseType, Auth
             AuthNSupplicantStatus, AuthNStatus );
 
 namespace {
+
+// What the declaration begins with is a literal, which a reader finds there.
+static_assert( AuthNSupplicantStatus::qelDefault( Qel::Id<267>{} ) ==
+               Dot1xConstants::serviceTypeUndefined() );
 
 // Constants, not variables: all that is to be done when the library is loaded is to register.
 constexpr AuthNZPhaseType phase1( AuthNZPhaseEnum::authNZPhase1 );

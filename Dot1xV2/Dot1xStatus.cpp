@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <string_view>
 
-#include "Dot1xV2/AuthNStatus.h"
 #include "framework/Module.h"
 
 namespace Dot1xV2 {
@@ -34,7 +33,6 @@ static_assert( begins<SuppIOProfile, 261>( "txPeriod", Dot1x::defaultTxPeriod() 
 static_assert( begins<SuppIOProfile, 262>( "maxTxRetries", Dot1x::defaultMaxTxRetries() ) );
 static_assert( begins<SuppIOProfile, 263>( "mbaPktDelay", Dot1x::defaultMbaDelay() ) );
 static_assert( begins<SuppIOProfile, 264>( "mbaHoldPeriod", Dot1x::defaultMbaHoldPeriod() ) );
-static_assert( begins<AuthNSupplicantStatus, 267>( "serviceType", Dot1x::serviceTypeUndefined() ) );
 static_assert( std::tuple_size_v<AuthNOrder::QelauthNOrderArray> == Dot1x::maxAuthNPhases() );
 static_assert( Dot1x::eapolWithTagMinSize() == Dot1x::eapolMinSize() + Dot1x::dot1qTagSize() );
 static_assert( Dot1x::eapRespMinLen() == Dot1x::eapMinSize() + 1 );

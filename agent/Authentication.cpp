@@ -1,6 +1,7 @@
 #include "agent/Authentication.h"
 #include "Dot1xV2/Dot1xRecords.h"
 
+#include "Dot1xV2/AuthNStatus.h"
 #include "agent/Derivation.h"
 #include "framework/Assign.h"
 
@@ -158,6 +159,10 @@ void Authentication::eapol( Eapol const& frame, bool authorized ) {
       ended( supplicant, AuthNPhaseStage::phaseNotStarted, AuthNZPhaseEnum::authNZNotStarted );
       break;
    }
+}
+
+Varek::Ptr<AuthNSupplicantStatus> Authentication::supplicant( Lumo::EthAddr const& mac ) const {
+   return status_.supplicant( mac );
 }
 
 } // namespace Agent

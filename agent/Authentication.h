@@ -1,8 +1,13 @@
 #pragma once
 
-#include "Dot1xV2/AuthNStatus.h"
+#include "Dot1xV2/AaaHelperLedraTypes.h"
 #include "agent/Asked.h"
 #include "capture/Eapol.h"
+
+namespace Dot1xV2 {
+class AuthNStatus;
+class AuthNSupplicantStatus;
+} // namespace Dot1xV2
 
 /// Keeps an AuthNStatus: the progress of each supplicant's authentication, and the AAA server's
 /// answer. Only authNZPhase1 is used, since a capture does not show which phases a port has.
@@ -27,9 +32,7 @@ public:
    void eapol( Capture::Eapol const&, bool authorized );
 
    /// The record of the supplicant; null for an unknown supplicant.
-   Varek::Ptr<Dot1xV2::AuthNSupplicantStatus> supplicant( Lumo::EthAddr const& mac ) const {
-      return status_.supplicant( mac );
-   }
+   Varek::Ptr<Dot1xV2::AuthNSupplicantStatus> supplicant( Lumo::EthAddr const& mac ) const;
 
 private:
    Dot1xV2::AuthNStatus& status_;

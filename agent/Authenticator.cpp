@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "Dot1xV2/AuthNStatus.h"
 #include "agent/Derivation.h"
 
 namespace Agent {
@@ -14,6 +15,12 @@ Authenticator::Authenticator( AuthenticatorSettings const& settings )
      authZStatus_( authZStatusFactory( authZName ) ), acctStatus_( acctStatusFactory( acctName ) ),
      authentication_( *authNStatus_ ), authorization_( *authZStatus_, settings.blockAfter ),
      accounting_( *acctStatus_, settings.vendor ) {}
+
+Authenticator::~Authenticator() = default;
+
+std::map<std::string, Varek::Ptr<Qel::Entity>> Authenticator::roots() const {
+   return { { authNName, authNStatus_ }, { authZName, authZStatus_ }, { acctName, acctStatus_ } };
+}
 
 void Authenticator::request( Request const& request ) {
    if ( request.code == accountingRequest ) {

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <string>
 
 #include "agent/Accounting.h"
 #include "agent/Authentication.h"
@@ -34,6 +35,7 @@ public:
    static constexpr char const* acctName = "acctStatus";
 
    explicit Authenticator( AuthenticatorSettings const& = {} );
+   ~Authenticator() override;
 
    void request( Capture::Request const& ) override;
    void answer( Capture::Request const&, Dot1xV2::AaaResponse const&, Capture::Time ) override;
@@ -44,6 +46,8 @@ public:
    Varek::Ptr<Dot1xV2::AuthNStatus> const& authNStatus() const { return authNStatus_; }
    Varek::Ptr<Dot1xV2::AuthZStatus> const& authZStatus() const { return authZStatus_; }
    Varek::Ptr<Dot1xV2::AcctStatus> const& acctStatus() const { return acctStatus_; }
+   /// All of these under their names.
+   std::map<std::string, Varek::Ptr<Qel::Entity>> roots() const;
 
 private:
    struct Open {

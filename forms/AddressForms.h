@@ -34,7 +34,7 @@ struct Wire<Lumo::EthAddr> : Internal::FixedWire<6> {
       std::memcpy( octets.data(), in.getOctets( 6 ), 6 );
       v = Lumo::EthAddr( octets );
    }
-   static void form( Varek::String& text ) { text += "EthAddr"; }
+   static void form( Varek::String& text ) { formAppend( text, "EthAddr" ); }
 };
 
 template<>
@@ -45,7 +45,7 @@ struct Wire<Lumo::IntfId> : Internal::FixedWire<8> {
    static void read( NboAttrLog::In& in, Lumo::IntfId& v ) {
       v = Lumo::IntfId::fromValue( in.get64() );
    }
-   static void form( Varek::String& text ) { text += "IntfId"; }
+   static void form( Varek::String& text ) { formAppend( text, "IntfId" ); }
 };
 
 template<class T>
@@ -55,7 +55,7 @@ struct Wire<T> : Internal::FixedWire<2> {
       return Varek::putBigEndian( to, v.value() );
    }
    static void read( NboAttrLog::In& in, T& v ) { v = T( in.get16() ); }
-   static void form( Varek::String& text ) { text += "VlanId"; }
+   static void form( Varek::String& text ) { formAppend( text, "VlanId" ); }
 };
 
 template<>
@@ -80,7 +80,7 @@ struct Wire<Lumo::IpGenPrefix> {
       }
       v = Lumo::IpGenPrefix( family, address, length );
    }
-   static void form( Varek::String& text ) { text += "IpGenPrefix"; }
+   static void form( Varek::String& text ) { formAppend( text, "IpGenPrefix" ); }
 };
 
 } // namespace Qel

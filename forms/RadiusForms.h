@@ -28,10 +28,21 @@ struct Wire<RadiusPktParserBase::Attribute> : Internal::FixedWire<6> {
       std::uint32_t const vendor = in.get32();
       v = { vendor, in.get16() };
    }
-   static void form( Varek::String& text ) { text += "RadiusAttribute"; }
+   static void form( Varek::String& text ) { formAppend( text, "RadiusAttribute" ); }
 };
 
 namespace Internal {
+
+// Apart, since reading is inlined where the values go.
+[[noreturn, gnu::cold, gnu::noinline]] inline void failNumber( NboAttrLog::In& in, std::size_t bits,
+                                                               unsigned bytes ) {
+   in.fail( "a number of " + std::to_string( bits ) + " bits has no " + std::to_string( bytes ) +
+            " bytes" );
+}
+[[noreturn, gnu::cold, gnu::noinline]] inline void failAlternative( NboAttrLog::In& in,
+                                                                    unsigned index ) {
+   in.fail( "a RADIUS value is one of 7 alternatives, 0 to 6, not " + std::to_string( index ) );
+}
 
 /// One alternative of an AttrValue: the five bits that it has in the first byte, and what follows
 /// the first byte and the tag. `read` hands what the value is made from to \p make, so that it is
@@ -92,8 +103,7 @@ struct RadiusWire<U> {
    template<class Make>
    static decltype( auto ) read( NboAttrLog::In& in, std::uint8_t bits, Make make ) {
       if ( bits > sizeof( U ) ) [[unlikely]] {
-         in.fail( "a number of " + std::to_string( 8 * sizeof( U ) ) + " bits has no " +
-                  std::to_string( bits ) + " bytes" );
+         failNumber( in, 8 * sizeof( U ), bits );
       }
       return make( static_cast<U>( Varek::bigEndianNumber( { in.getOctets( bits ), bits } ) ) );
    }
@@ -193,7 +203,7 @@ struct Wire<RadiusPktParserBase::AttrValue> {
          values.emplace_back( std::in_place_index<i>, std::forward<decltype( from )>( from )... );
       } );
    }
-   static void form( Varek::String& text ) { text += "RadiusAttrValue"; }
+   static void form( Varek::String& text ) { formAppend( text, "RadiusAttrValue" ); }
 
 private:
    template<std::size_t i, class Make>
@@ -220,8 +230,7 @@ private:
          return ( ( i == index && readOne<i>( in, bits, make ) ) || ... );
       }( std::make_index_sequence<std::variant_size_v<Variant>>() );
       if ( !known ) [[unlikely]] {
-         in.fail( "a RADIUS value is one of 7 alternatives, 0 to 6, not " +
-                  std::to_string( index ) );
+         Internal::failAlternative( in, index );
       }
    }
 };

@@ -2,12 +2,15 @@
 
 #include <algorithm>
 #include <bit>
+#include <optional>
+#include <span>
 
 #include "Varek/ByteOrder.h"
-#include "framework/Ahead.h"
 #include "framework/AttrLogRecords.h"
 
 namespace Qel {
+
+void formAppend( Varek::String& text, std::string_view part ) { text += part; }
 
 namespace NboAttrLog {
 
@@ -37,7 +40,7 @@ FlowOut FlowOut::clone() const {
    FlowOut made( *this, keyed_.size() );
    for ( std::size_t i = 0; i < keyed_.size(); ++i ) {
       if ( keyed_[i] ) {
-         made.keyed_[i] = keyed_[i]->clone();
+         made.keyed_[i] = std::make_unique<KeyedFlow>( *keyed_[i] );
       }
    }
    return made;
@@ -98,6 +101,10 @@ bool syncEnd( EntityQelNboAttrLogSa const& sa, NboAttrLog::FlowOut& flowOut, uns
    return true;
 }
 
+void childApply( EntityQelNboAttrLogSa const&, NboAttrLog::In& in ) {
+   in.fail( "a child entity is announced, it has no value" );
+}
+
 void childRemoved( EntityQelNboAttrLogSa const& sa, Entity* child ) {
    if ( child && sa.receiver() ) {
       sa.receiver()->entityRemoved( *child );
@@ -132,7 +139,27 @@ bool naming( EntityQelNboAttrLogSa const& sa, unsigned index, Say say ) {
    }
 }
 
-/// For an attribute without keys.
+/// For an attribute without keys. That there is no child needs to be said only where one may be
+/// \p held.
+bool writeSingle( EntityQelNboAttrLogSa const& sa, AttributeLog const& log, unsigned index,
+                  bool held ) {
+   if ( log.write ) [[likely]] {
+      return log.write( sa );
+   }
+   AttributeRecord const& attribute = sa.type().attributes[index];
+   if ( Entity* const child = attribute.child( &sa.entity() ) ) {
+      return sa.stream().childAnnounce( sa, attribute.id, *child );
+   }
+   if ( !held ) {
+      return true;
+   }
+   if ( !Internal::collSerializeCheck( sa, attribute.id, true, 0 ) ) {
+      return false;
+   }
+   sa.out().outSmCommitMessage();
+   return true;
+}
+
 void writeOrMarkSingle( EntityQelNboAttrLogSa const& sa, AttributeLog const& log, unsigned index ) {
    FlowOut* const flowOut = sa.flowOut();
    if ( flowOut && !flowOut->hasSynced( index ) ) {
@@ -140,7 +167,7 @@ void writeOrMarkSingle( EntityQelNboAttrLogSa const& sa, AttributeLog const& log
    }
    bool const held =
       flowOut && flowOut->dirty( index ) ? !flowOut->isNew( index ) : sa.heldBefore();
-   bool const out = log.write( sa, nullptr, held );
+   bool const out = writeSingle( sa, log, index, held );
    if ( flowOut ) {
       flowOut->dirtyIs( index, !out );
       flowOut->newIs( index, !out && !held );
@@ -150,8 +177,7 @@ void writeOrMarkSingle( EntityQelNboAttrLogSa const& sa, AttributeLog const& log
 /// Restarts the full sync of a collection if continuing it would cost more.
 void abandonOutgrown( EntityQelNboAttrLogSa const& sa, FlowOut& flowOut, unsigned index ) {
    NboAttrLog::KeyedFlow const* const keyed = flowOut.keyed( index );
-   if ( !keyed->bookmark() ||
-        !keyed->outgrown( sa.type().attributes[index].size( &sa.entity() ) ) ) {
+   if ( !keyed->bookmark || !keyed->outgrown( sa.type().attributes[index].size( &sa.entity() ) ) ) {
       return;
    }
    freeResyncState( flowOut );
@@ -167,17 +193,18 @@ void writeOrMarkElement( EntityQelNboAttrLogSa const& sa, AttributeLog const& lo
       return; // the collection will be written as a whole, which has not begun
    }
    bool const held = keyed ? keyed->mayBeHeld( key, sa.heldBefore() ) : sa.heldBefore();
-   bool const out = log.write( sa, key, held );
+   bool const out = Internal::keyedWrite( sa, index, key, held );
    if ( !flowOut || ( out && !keyed ) ) {
       return;
    }
    if ( !keyed ) {
-      keyed = &flowOut->keyedIs( index, log.newKeyedFlow() );
+      keyed =
+         &flowOut->keyedIs( index, std::make_unique<NboAttrLog::KeyedFlow>( *log.keyed->key ) );
    }
    if ( out ) {
-      keyed->dirtyKeyDel( key );
+      keyed->dirty.erase( key );
    } else {
-      keyed->dirtyKeyIs( key, held );
+      keyed->dirty.insert( key, held );
    }
    flowOut->dirtyIs( index, keyed->dirtyKeys() != 0 );
    abandonOutgrown( sa, *flowOut, index );
@@ -188,20 +215,65 @@ bool flush( EntityQelNboAttrLogSa const& sa, AttributeLog const& log, unsigned i
    if ( flowOut.hasSynced( index ) && !flowOut.dirty( index ) ) {
       return true;
    }
-   if ( log.flush ) {
+   if ( log.keyed ) {
       // A collection with a lower id comes first now.
       if ( flowOut.resync() != index ) {
          freeResyncState( flowOut );
       }
-      return log.flush( sa, flowOut, index );
+      return Internal::keyedFlush( sa, flowOut, index );
    }
-   if ( !log.write( sa, nullptr, !flowOut.isNew( index ) ) ) {
+   if ( !writeSingle( sa, log, index, !flowOut.isNew( index ) ) ) {
       return false;
    }
    flowOut.synced( index );
    flowOut.dirtyIs( index, false );
    flowOut.newIs( index, false );
    return true;
+}
+
+/// The constructor parameter that comes next in a message, if entities of the type have one.
+class Parameter {
+public:
+   Parameter( TypeRecord const& type, In& in ) : log_( *type.constructorLog ) {
+      if ( log_.form ) {
+         given_.emplace( *log_.form, in );
+      }
+      in.expectEnd();
+   }
+   /// Null if there is none.
+   void const* get() const { return given_ ? given_->get() : nullptr; }
+   /// Whether \p entity, of that type, has been made with it.
+   bool isOf( Entity const& entity ) const {
+      return !given_ || log_.form->equal( given_->get(), log_.read( entity ) );
+   }
+
+private:
+   ConstructorLog const& log_;
+   std::optional<Internal::UntypedKey> given_;
+};
+
+void childRemove( EntityQelNboAttrLogSa const& sa, AttributeLog const& log, unsigned index,
+                  In& in ) {
+   in.expectEnd();
+   Ptr<Entity> const before( sa.type().attributes[index].child( &sa.entity() ) );
+   FirstFailure failure;
+   failure.guard( [&] { log.childDel( sa.entity() ); } );
+   Internal::childRemoved( sa, before.get() );
+   failure.rethrow();
+}
+
+Entity* childMake( EntityQelNboAttrLogSa const& sa, AttributeLog const& log, unsigned index, In& in,
+                   FirstFailure& failure ) {
+   AttributeRecord const& attribute = sa.type().attributes[index];
+   Parameter const given( typeRecord( attribute.childType() ), in );
+   Ptr<Entity> const keepAlive( &sa.entity() );
+   Ptr<Entity> const before( attribute.child( &sa.entity() ) );
+   failure.guard( [&] { log.childIs( sa.entity(), given.get() ); } );
+   if ( before && before->parent() != &sa.entity() ) {
+      Internal::childRemoved( sa, before.get() );
+   }
+   Entity* const held = attribute.child( &sa.entity() );
+   return held && given.isOf( *held ) ? held : nullptr;
 }
 
 /// Before anything of a message is looked at.
@@ -216,12 +288,16 @@ void requireWritable( EntityQelNboAttrLogSa const& sa ) {
 
 std::size_t attrLogSizeCtorParams( NboAttrLog::Version, TypeRecord const& type,
                                    Entity const& entity ) {
-   return type.constructorLog->size( entity );
+   ConstructorLog const& log = *type.constructorLog;
+   return log.form ? log.form->wireSize( log.read( entity ) ) : 0;
 }
 
 void serializeConstructorParams( NboAttrLog::Out& out, TypeRecord const& type,
                                  Entity const& entity ) {
-   out.cursorIs( type.constructorLog->put( out.cursor(), entity ) );
+   ConstructorLog const& log = *type.constructorLog;
+   if ( log.form ) {
+      out.cursorIs( log.form->put( out.cursor(), log.read( entity ) ) );
+   }
 }
 
 bool streamAdapterOnAttribute( EntityQelNboAttrLogSa const& sa, Varek::FieldId id,
@@ -233,7 +309,7 @@ bool streamAdapterOnAttribute( EntityQelNboAttrLogSa const& sa, Varek::FieldId i
    }
    if ( !sa.multicast() || !sa.stream().doMessageMulticast( sa, id, key ) ) {
       naming( sa, index, [&] {
-         if ( log->flush ) {
+         if ( log->keyed ) {
             writeOrMarkElement( sa, *log, index, key );
          } else {
             writeOrMarkSingle( sa, *log, index );
@@ -280,17 +356,20 @@ bool freeResyncState( FlowOut& flowOut ) {
    if ( index == FlowOut::noResync ) {
       return false;
    }
-   flowOut.keyed( index )->bookmarkDel();
+   flowOut.keyed( index )->bookmark.reset();
    flowOut.resyncIs( FlowOut::noResync );
    return true;
 }
 
 bool sameConstructorParams( TypeRecord const& type, Entity const& entity, In& in ) {
-   return type.constructorLog->equal( entity, in );
+   Parameter const given( type, in );
+   return given.isOf( entity );
 }
 
 Ptr<Entity> newEntityForAttrLog( TypeRecord const& type, In& in ) {
-   return type.constructorLog->make( in );
+   Parameter const given( type, in );
+   ConstructorArgument const argument{ nullptr, given.get() };
+   return type.construct( std::span( &argument, given.get() ? 1 : 0 ) );
 }
 
 bool doHandleAttrDeserialization( EntityQelNboAttrLogSa const& sa, Varek::FieldId id, In& in ) {
@@ -302,20 +381,24 @@ bool doHandleAttrDeserialization( EntityQelNboAttrLogSa const& sa, Varek::FieldI
       return true;
    }
    AttributeLog const* const log = logOf( sa.type(), id.removal(), index );
-   if ( !log || !log->remove ) {
+   if ( !log || !( log->keyed || log->childDel ) ) {
       return false;
    }
    in.contextIs( sa.type().name, id.removal() );
-   log->remove( sa, in );
+   if ( log->keyed ) {
+      Internal::keyedRemove( sa, index, in );
+   } else {
+      childRemove( sa, *log, index, in );
+   }
    return true;
 }
 
 namespace {
 
-AttributeLog const* collectionLog( EntityQelNboAttrLogSa const& sa, Varek::FieldId id ) {
-   unsigned index = 0;
+AttributeLog const* collectionLog( EntityQelNboAttrLogSa const& sa, Varek::FieldId id,
+                                   unsigned& index ) {
    AttributeLog const* const log = logOf( sa.type(), id, index );
-   return log && log->transaction ? log : nullptr;
+   return log && log->keyed ? log : nullptr;
 }
 
 } // namespace
@@ -323,12 +406,15 @@ AttributeLog const* collectionLog( EntityQelNboAttrLogSa const& sa, Varek::Field
 bool doHandleAttrTransaction( EntityQelNboAttrLogSa const& sa, Varek::FieldId id, Transaction kind,
                               std::uint32_t expected ) {
    requireWritable( sa );
-   AttributeLog const* const log = collectionLog( sa, id );
+   unsigned index = 0;
+   AttributeLog const* const log = collectionLog( sa, id, index );
    if ( !log ) {
       return false;
    }
-   VAREK_ASSERT_TEXT( kind != Transaction::begin || !log->active( sa.entity() ), "!_isActive" );
-   log->transaction( sa, kind, expected );
+   VAREK_ASSERT_TEXT( kind != Transaction::begin ||
+                         !Internal::keyedActive( *log->keyed, sa.entity() ),
+                      "!_isActive" );
+   Internal::keyedTransaction( sa, index, kind, expected );
    return true;
 }
 
@@ -338,13 +424,14 @@ bool doHandleAttrTransaction( EntityQelNboAttrLogSa const& sa, Varek::FieldId id
       return doHandleAttrTransaction( sa, id, static_cast<Transaction>( kind ), expected );
    }
    requireWritable( sa );
-   return collectionLog( sa, id ) != nullptr;
+   unsigned index = 0;
+   return collectionLog( sa, id, index ) != nullptr;
 }
 
 bool attrTransactionActive( EntityQelNboAttrLogSa const& sa, Varek::FieldId id ) {
    unsigned index = 0;
    AttributeLog const* const log = logOf( sa.type(), id, index );
-   return log && log->active && log->active( sa.entity() );
+   return log && log->keyed && Internal::keyedActive( *log->keyed, sa.entity() );
 }
 
 std::uint32_t expectedElements( In& in, std::size_t& ahead ) {
@@ -364,28 +451,13 @@ Entity* childForAttrLog( EntityQelNboAttrLogSa const& sa, Varek::FieldId id, In&
    requireWritable( sa );
    unsigned index = 0;
    AttributeLog const* const log = logOf( sa.type(), id, index );
-   if ( !log || !log->child ) {
+   // What can have an old child holds children.
+   if ( !log || !log->oldChild ) {
       return nullptr;
    }
    in.contextIs( sa.type().name, id );
-   return log->child( sa, in, failure );
-}
-
-void forEachChild( TypeRecord const& type, Entity const& entity, void ( *visit )( Entity&, void* ),
-                   void* context ) {
-   for ( std::size_t i = 0; i < type.attributes.size(); ++i ) {
-      if ( AttributeLog const* const log = type.wire[i].log; log && log->visit ) {
-         log->visit( entity, visit, context );
-      }
-   }
-}
-
-void prefetchContents( TypeRecord const& type, Entity const& entity, bool below ) {
-   for ( std::size_t i = 0; i < type.attributes.size(); ++i ) {
-      if ( AttributeLog const* const log = type.wire[i].log; log && log->prefetch ) {
-         log->prefetch( entity, below );
-      }
-   }
+   return log->keyed ? Internal::keyedChild( sa, index, in, failure )
+                     : childMake( sa, *log, index, in, failure );
 }
 
 Entity* oldChild( TypeRecord const& type, Varek::FieldId id, void const* oldData ) {

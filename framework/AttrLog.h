@@ -7,6 +7,7 @@
 #include "Qel/Entity.h"
 #include "Qel/NboAttrLog.h"
 #include "Varek/Export.h"
+#include "framework/KeyedFlow.h"
 #include "framework/Records.h"
 
 /// The attribute log of entities, from the records alone: changes become messages, a stream that
@@ -60,29 +61,6 @@ public:
 
 protected:
    ~Receiver() = default;
-};
-
-/// What is still to be said of one collection to one stream: the keys whose elements changed, and
-/// how far an unfinished full sync has come. The derived classes know the type of the key.
-///
-/// A mark says also whether the other end may hold an element with that key. If it does not, and
-/// there is none here any more, nothing has to be said: what came and went leaves no mark. So there
-/// are never more marks than the other end knows elements and there are elements now.
-class VAREK_EXPORT KeyedFlow {
-public:
-   virtual ~KeyedFlow() = default;
-   /// Whether the other end may hold an element with \p key: what the mark says or, if there is
-   /// none, \p before, for the time before the change that is being told.
-   virtual bool mayBeHeld( void const* key, bool before ) const = 0;
-   virtual void dirtyKeyIs( void const* key, bool held ) = 0;
-   virtual void dirtyKeyDel( void const* key ) = 0;
-   virtual std::size_t dirtyKeys() const = 0;
-   virtual bool bookmark() const = 0;
-   virtual void bookmarkDel() = 0;
-   /// Whether a full sync that is under way keeps far more keys than have been sent and than the
-   /// \p elements that there are: then it costs less to begin it anew.
-   virtual bool outgrown( std::size_t elements ) const = 0;
-   virtual std::unique_ptr<KeyedFlow> clone() const = 0;
 };
 
 /// What is still to be said of one entity to one stream.
@@ -277,5 +255,13 @@ VAREK_EXPORT Entity* oldChild( TypeRecord const&, Varek::FieldId id, void const*
 /// Calls \p visit for each child entity of \p entity.
 VAREK_EXPORT void forEachChild( TypeRecord const&, Entity const& entity,
                                 void ( *visit )( Entity&, void* ), void* context );
+
+namespace Internal {
+
+/// The same of an entity of any type, for who does not know that they are entities.
+VAREK_EXPORT void visitChildren( Entity const& entity, void ( *visit )( Varek::Publisher&, void* ),
+                                 void* context );
+
+} // namespace Internal
 
 } // namespace Qel

@@ -12,38 +12,38 @@
 /// The part of the records that serves the attribute log, and what those who fill it share.
 namespace Qel {
 
+struct KeyedLog;
+namespace Internal {
+struct KeyForm;
+}
+
 /// What the log does with one attribute of an entity.
 struct AttributeLog {
    /// A text that differs where the bytes mean something else.
    void ( *form )( Varek::String& text );
-   /// Writes what the attribute, or its element with \p key, is now. False if it cannot go out.
-   /// That there is no element or no child needs to be said only where one may be \p held.
-   bool ( *write )( EntityQelNboAttrLogSa const&, void const* key, bool held );
    /// Applies a value, or an element that is present.
    void ( *apply )( EntityQelNboAttrLogSa const&, NboAttrLog::In& );
-   /// Applies the removal of an element; of the child, for a single one. Null if nothing can be
-   /// removed.
-   void ( *remove )( EntityQelNboAttrLogSa const&, NboAttrLog::In& ) = nullptr;
-   /// For attributes with several elements by key: says what is still to be said; false if blocked.
-   bool ( *flush )( EntityQelNboAttrLogSa const&, NboAttrLog::FlowOut&, unsigned index ) = nullptr;
-   std::unique_ptr<NboAttrLog::KeyedFlow> ( *newKeyedFlow )() = nullptr;
-   void ( *transaction )( EntityQelNboAttrLogSa const&, Transaction,
-                          std::uint32_t expected ) = nullptr;
-   bool ( *active )( Entity const& ) = nullptr; ///< Whether a transaction is under way.
-   /// For attributes that hold child entities.
-   Entity* ( *child )( EntityQelNboAttrLogSa const&, NboAttrLog::In&, FirstFailure& ) = nullptr;
-   void ( *visit )( Entity const&, void ( * )( Entity&, void* ), void* ) = nullptr;
+   /// Of one value: writes what it is now. False if it cannot go out.
+   bool ( *write )( EntityQelNboAttrLogSa const& ) = nullptr;
+   /// Of several elements by key.
+   KeyedLog const* keyed = nullptr;
+   /// Of a single child: what childIs and childDel do. \p parameter is that of its constructor,
+   /// null for a type that has none.
+   void ( *childIs )( Entity&, void const* parameter ) = nullptr;
+   void ( *childDel )( Entity& ) = nullptr;
+   /// Of child entities.
    Entity* ( *oldChild )( void const* oldData ) = nullptr;
-   /// For attributes whose contents lie outside of the entity: asks for that memory; see Ahead.h.
-   void ( *prefetch )( Entity const&, bool below ) = nullptr;
 };
 
-/// What the log does with the constructor parameters of an entity type.
+/// Asks for the memory that the attributes of \p entity point to and, with \p below, that those of
+/// its single children do.
+VAREK_EXPORT void prefetchContents( TypeRecord const&, Entity const& entity, bool below );
+
+/// What the log does with the constructor parameter of an entity type.
 struct ConstructorLog {
-   std::size_t ( *size )( Entity const& );
-   std::uint8_t* ( *put )( std::uint8_t* to, Entity const& );
-   Ptr<Entity> ( *make )( NboAttrLog::In& );
-   bool ( *equal )( Entity const&, NboAttrLog::In& );
+   /// Null for a type that has none.
+   Internal::KeyForm const* form = nullptr;
+   void const* ( *read )( Entity const& ) = nullptr;
 };
 
 /// The form of a value or enumeration type.
@@ -61,17 +61,18 @@ Owner& ownerOf( EntityQelNboAttrLogSa const& sa ) {
    return static_cast<Owner&>( sa.entity() );
 }
 
-/// Frames of attribute D of sa's entity: a value or an element, and a key that is gone.
-template<class D>
-bool singletonSerializeCheck( EntityQelNboAttrLogSa const& sa, std::size_t size ) {
-   return sa.out().outSmReserveMessage( NboAttrLog::FrameKind::attribute, sa.handle(), D::id,
-                                        size );
+/// Frames of attribute \p id of sa's entity: a value or an element, and a key that is gone.
+inline bool singletonSerializeCheck( EntityQelNboAttrLogSa const& sa, Varek::FieldId id,
+                                     std::size_t size ) {
+   return sa.out().outSmReserveMessage( NboAttrLog::FrameKind::attribute, sa.handle(), id, size );
 }
-template<class D>
-bool collSerializeCheck( EntityQelNboAttrLogSa const& sa, bool removed, std::size_t size ) {
-   return sa.out().outSmReserveMessage( NboAttrLog::FrameKind::attribute, sa.handle(),
-                                        removed ? D::id.removal() : D::id, size );
+inline bool collSerializeCheck( EntityQelNboAttrLogSa const& sa, Varek::FieldId id, bool removed,
+                                std::size_t size ) {
+   return singletonSerializeCheck( sa, removed ? id.removal() : id, size );
 }
+/// Child entities are announced, they have no value: what applying one does.
+VAREK_EXPORT void childApply( EntityQelNboAttrLogSa const&, NboAttrLog::In& );
+
 /// The begin marker, after word that one before it has no end. False if blocked.
 VAREK_EXPORT bool syncBegin( EntityQelNboAttrLogSa const&, NboAttrLog::FlowOut&, unsigned index,
                              std::uint32_t elements );
@@ -80,19 +81,6 @@ VAREK_EXPORT bool syncEnd( EntityQelNboAttrLogSa const&, NboAttrLog::FlowOut&, u
 
 /// Tells the receiver of a child, if it is one, that is no longer part of the tree.
 VAREK_EXPORT void childRemoved( EntityQelNboAttrLogSa const&, Entity* child );
-
-/// The constructor parameter of a child that comes next; nothing if it has none.
-template<class Child, class F>
-auto withParameter( NboAttrLog::In& in, F f ) {
-   if constexpr ( parameterCount<Child>() == 0 ) {
-      in.expectEnd();
-      return f();
-   } else {
-      auto const parameter = NboAttrLog::valueOf<ParameterType<Child>>( in );
-      in.expectEnd();
-      return f( parameter );
-   }
-}
 
 } // namespace Internal
 

@@ -29,7 +29,7 @@ struct Wire<MapMember<K, V>> {
    }
    static void form( Varek::String& text ) {
       Wire<K>::form( text );
-      text += ':';
+      formAppend( text, ":" );
       Wire<V>::form( text );
    }
 };
@@ -42,6 +42,7 @@ template<class Owner, class D>
 struct ElementLog {
    using Map = typename D::Field;
    using Element = typename Map::value_type;
+   using Held = Element;
    static std::size_t size( Element const& element ) { return Wire<Element>::size( element ); }
    static std::uint8_t* put( std::uint8_t* to, Element const& element ) {
       return Wire<Element>::put( to, element );
@@ -81,6 +82,7 @@ template<class Owner, class D>
 struct ElementLog<Owner, D> {
    using Map = typename D::Field;
    using Node = typename NodeOfMap<Map>::Type;
+   using Held = Node;
    using KeyWire = Wire<typename Map::Key>;
    using ValueWire = Wire<typename Node::Value>;
    static std::size_t size( Node const& node ) {
@@ -113,7 +115,7 @@ struct ElementLog<Owner, D> {
    }
    static void form( Varek::String& text ) {
       KeyWire::form( text );
-      text += '<';
+      formAppend( text, "<" );
       ValueWire::form( text );
    }
 };
@@ -126,8 +128,8 @@ struct ElementLog<Owner, D> {
    using Child = typename Map::value_type::Child;
    static void form( Varek::String& text ) {
       Wire<typename Map::Key>::form( text );
-      text += ':';
-      text.append( typeName<Child> );
+      formAppend( text, ":" );
+      formAppend( text, typeName<Child> );
    }
 };
 

@@ -122,18 +122,12 @@ protected:
    ~EntityOf() override = default;
 
    void visitOwned( void ( *visit )( Varek::Publisher&, void* ), void* context ) override {
-      forEachAttribute<Self>( [&]( auto descriptor ) {
-         using D = decltype( descriptor );
-         if constexpr ( D::kind == AttributeKind::children ) {
-            for ( auto const& node : D::get( static_cast<Self&>( *this ) ) ) {
-               visit( *node.child, context );
-            }
-         } else if constexpr ( D::kind == AttributeKind::child ) {
-            if ( auto const& child = D::get( static_cast<Self&>( *this ) ).child ) {
-               visit( *child, context );
-            }
-         }
-      } );
+      if constexpr ( hasKind<Self, AttributeKind::children, AttributeKind::child>() ) {
+         Internal::visitChildren( *this, visit, context );
+      } else {
+         static_cast<void>( visit );
+         static_cast<void>( context );
+      }
    }
 
 private:

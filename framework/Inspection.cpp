@@ -1,6 +1,9 @@
 #include "framework/Inspection.h"
 
+#include <vector>
+
 #include "framework/InspectionRecords.h"
+#include "framework/Untyped.h"
 
 namespace Qel {
 
@@ -90,11 +93,37 @@ std::uint32_t remove( Inspected const& at ) {
    return done;
 }
 
-std::uint32_t removeAll( Inspected const& at ) {
-   if ( !at.inspection.removeAll ) {
+/// The entity that has the attribute; null for a value.
+Entity* ownerOf( TypeRecord const& type, Inspected const& at ) {
+   return type.kind == Varek::TypeKind::entity ? static_cast<Entity*>( at.object ) : nullptr;
+}
+
+std::uint32_t removeAll( TypeRecord const& type, Inspected const& at ) {
+   AttributeInspection const& use = at.inspection;
+   if ( !use.clear && !( at.attribute.iterate && use.remove ) ) {
       return notAllowed;
    }
-   at.inspection.removeAll( at.object );
+   Entity* const owner = ownerOf( type, at );
+   if ( use.clear && ( !owner || owner->initial() ) ) {
+      use.clear( at.object );
+      return done;
+   }
+   if ( use.clear || at.attribute.childType ) {
+      if ( at.attribute.size( at.object ) == 0 ) {
+         return done;
+      }
+      requireWritable<Writer::caller>( *owner );
+   }
+   Ptr<Entity> const keepAlive( owner );
+   std::vector<UntypedValue> keys;
+   for ( UntypedElements one( at.attribute, at.object ); one; one.next() ) {
+      keys.push_back( one.key() );
+   }
+   FirstFailure failure; // an observer's: the rest goes all the same
+   for ( UntypedValue const& key : keys ) {
+      failure.guard( [&] { use.remove( at.object, key.get(), nullptr ); } );
+   }
+   failure.rethrow();
    return done;
 }
 
@@ -124,6 +153,21 @@ std::uint32_t removeLast( Inspected const& at ) {
 
 } // namespace
 
+void Internal::plainWrite( Entity* owner, Varek::FieldId id,
+                           Varek::Inspect::AtomicFnTable const& table, void* stored,
+                           void const* value ) {
+   if ( table.equal( stored, value ) ) {
+      return;
+   }
+   if ( !owner || owner->initial() ) {
+      return table.assign( stored, value );
+   }
+   requireWritable<Writer::caller>( *owner );
+   UntypedValue const old( table, stored );
+   table.assign( stored, value );
+   publish( *owner, id, old.get() );
+}
+
 std::uint32_t inspectOperation( TypeRecord const& type, void* object, std::uint32_t operation,
                                 Varek::FieldDescriptor field, InspectArguments& arguments ) {
    if ( field.id == Varek::FieldId() ) {
@@ -152,7 +196,7 @@ std::uint32_t inspectOperation( TypeRecord const& type, void* object, std::uint3
    case InspectOperation::size:
       return size( at );
    case InspectOperation::removeAll:
-      return removeAll( at );
+      return removeAll( type, at );
    case InspectOperation::append:
       return append( at );
    case InspectOperation::removeLast:

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <type_traits>
 #include <utility>
 
@@ -34,7 +35,8 @@ struct AttributeInspection {
    Ptr<Entity> ( *make )( void* object, void const* key ) = nullptr;
    /// \p removed is null if the caller does not want the removed value.
    void ( *remove )( void* object, void const* key, void* removed ) = nullptr;
-   void ( *removeAll )( void* object ) = nullptr;
+   /// Removes all at once, without a word. Null for what is told element by element, always.
+   void ( *clear )( void* object ) = nullptr;
    void ( *append )( void* object, void const* value ) = nullptr;
    void ( *removeLast )( void* object, void* removed ) = nullptr;
 };
@@ -56,20 +58,41 @@ void give( void* to, Removed&& removed ) {
    }
 }
 
+/// Types that are as they were when assigning to them fails.
+template<class T>
+inline constexpr bool assignsWhole = std::is_trivially_copyable_v<T>;
+template<>
+inline constexpr bool assignsWhole<Varek::String> = true;
+template<>
+inline constexpr bool assignsWhole<std::optional<Varek::String>> = true;
+
+/// What plainIs does, for a field of any of these types; \p owner is null for those of values.
+VAREK_EXPORT void plainWrite( Entity* owner, Varek::FieldId id,
+                              Varek::Inspect::AtomicFnTable const& table, void* stored,
+                              void const* value );
+
 template<class Owner, class D>
 constexpr void inspectPlain( AttributeInspection& made ) {
    using Field = typename D::Field;
    made.writeTakesValue = true;
    made.write = []( void* object, void const*, void const* value ) {
       Owner& owner = ownerAt<Owner>( object );
-      auto const& given = valueAt<Field>( value );
       // What it holds may be given again, in range or not.
       if constexpr ( Ranged<Owner, D> ) {
+         auto const& given = valueAt<Field>( value );
          if ( !same( D::get( owner ), given ) ) {
             Owner::qelRangeCheck( Id<D::id.value()>{}, given );
          }
       }
-      plainIs( owner, D::id, D::get( owner ), given );
+      if constexpr ( assignsWhole<Field> ) {
+         Entity* entity = nullptr;
+         if constexpr ( std::is_base_of_v<Entity, Owner> ) {
+            entity = &owner;
+         }
+         plainWrite( entity, D::id, *valueTable<Field>, &D::get( owner ), value );
+      } else {
+         plainIs( owner, D::id, D::get( owner ), valueAt<Field>( value ) );
+      }
    };
 }
 
@@ -98,12 +121,8 @@ constexpr void inspectIndexed( AttributeInspection& made ) {
          give<Element>( removed,
                         arrayDel( owner, D::id, D::get( owner ), valueAt<std::uint32_t>( key ) ) );
       };
-      made.removeAll = []( void* object ) {
-         Owner& owner = ownerAt<Owner>( object );
-         arrayDelAll( owner, D::id, D::get( owner ) );
-      };
    } else {
-      made.removeAll = []( void* object ) { D::get( ownerAt<Owner>( object ) ).clear(); };
+      made.clear = []( void* object ) { D::get( ownerAt<Owner>( object ) ).clear(); };
       made.append = []( void* object, void const* value ) {
          D::get( ownerAt<Owner>( object ) ).push_back( valueAt<Element>( value ) );
       };
@@ -137,10 +156,7 @@ constexpr void inspectMembers( AttributeInspection& made ) {
       Owner& owner = ownerAt<Owner>( object );
       give<Element>( removed, collectionDel( owner, D::id, D::get( owner ), valueAt<Key>( key ) ) );
    };
-   made.removeAll = []( void* object ) {
-      Owner& owner = ownerAt<Owner>( object );
-      collectionDelAll( owner, D::id, D::get( owner ) );
-   };
+   made.clear = []( void* object ) { D::get( ownerAt<Owner>( object ) ).memberDelAll(); };
 }
 
 template<class Owner, class D>
@@ -160,10 +176,7 @@ constexpr void inspectMap( AttributeInspection& made ) {
       Owner& owner = ownerAt<Owner>( object );
       give<Value>( removed, mapDel( owner, D::id, D::get( owner ), valueAt<Key>( key ) ) );
    };
-   made.removeAll = []( void* object ) {
-      Owner& owner = ownerAt<Owner>( object );
-      mapDelAll( owner, D::id, D::get( owner ) );
-   };
+   made.clear = []( void* object ) { D::get( ownerAt<Owner>( object ) ).memberDelAll(); };
 }
 
 template<class Owner, class D, class Node, class KeyFunktor>
@@ -191,10 +204,7 @@ constexpr void inspectOrdered( AttributeInspection& made, RbTreeMap<Node, KeyFun
       give<Value>( removed, OrderedMutators::del<Node>( owner, D::id, map,
                                                         map.find( valueAt<Key>( key ) ) ) );
    };
-   made.removeAll = []( void* object ) {
-      Owner& owner = ownerAt<Owner>( object );
-      OrderedMutators::delAll<Node>( owner, D::id, D::get( owner ) );
-   };
+   made.clear = []( void* object ) { D::get( ownerAt<Owner>( object ) ).memberClearAll(); };
 }
 
 template<class Owner, class D>
@@ -213,10 +223,6 @@ constexpr void inspectChildren( AttributeInspection& made ) {
       Owner& owner = ownerAt<Owner>( object );
       give<Ptr<Entity>>( removed,
                          childrenDel( owner, D::id, D::get( owner ), valueAt<Key>( key ) ) );
-   };
-   made.removeAll = []( void* object ) {
-      Owner& owner = ownerAt<Owner>( object );
-      childrenDelAll( owner, D::id, D::get( owner ) );
    };
 }
 

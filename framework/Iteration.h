@@ -5,6 +5,8 @@
 #include <utility>
 
 #include "Pallo/Pallo.h"
+#include "Qel/HashMap2018Generic.h"
+#include "Varek/Export.h"
 #include "Varek/Inspect.h"
 #include "framework/MapMember.h"
 #include "framework/ValueTable.h"
@@ -15,7 +17,7 @@ namespace Qel {
 
 namespace Internal {
 
-/// The storage and the functions that all generic iterators share; \p Self adds key() and object().
+/// The storage and the functions of an iterator; \p Self adds key() and object().
 template<class Self, class Key, class Shown>
 struct Iteration {
    using Object = Shown;
@@ -66,21 +68,72 @@ struct Iteration {
 
 } // namespace Internal
 
+namespace Internal {
+
+/// A sequence or an array as its iterators see it.
+struct SequenceForm {
+   Varek::Inspect::AtomicFnTable const* object;
+   std::uint32_t ( *size )( void const* sequence );
+   void const* ( *at )( void const* sequence, std::uint32_t index );
+};
+/// A keyed collection as its iterators see it.
+struct MapForm {
+   HashMap2018Type const* type;
+   Varek::Inspect::AtomicFnTable const* key;
+   Varek::Inspect::AtomicFnTable const* object;
+   /// What generic code sees of an element.
+   void const* ( *shown )( void const* element );
+};
+/// Iterators of one sequence, by index, and of one keyed collection, by position.
+class VAREK_EXPORT SequencePlace;
+class VAREK_EXPORT MapPlace;
+VAREK_EXPORT void* newIterator( SequenceForm const&, void const* sequence, void const* startKey );
+VAREK_EXPORT void* newIterator( MapForm const&, HashMap2018Generic const&, void const* startKey );
+
+/// What is done with either.
+template<class Place>
+struct VAREK_EXPORT Walk {
+   static void iterKey( void const* iterator, void* key );
+   static void iterObj( void const* iterator, void* object );
+   static void const* iterPeek( void const* iterator );
+   static void iterInc( void* iterator );
+   static bool iterNonnull( void const* iterator );
+   static void iterDel( void* iterator );
+};
+extern template struct Walk<SequencePlace>;
+extern template struct Walk<MapPlace>;
+
+template<class Place, class Key, class Object>
+inline constexpr Varek::Inspect::IterFnTable walkTable{
+   &Varek::Inspect::InspectAtomicFnTable<Key>::table,
+   &Varek::Inspect::InspectAtomicFnTable<Object>::table,
+   Walk<Place>::iterKey,
+   Walk<Place>::iterObj,
+   Walk<Place>::iterPeek,
+   Walk<Place>::iterInc,
+   Walk<Place>::iterNonnull,
+   Walk<Place>::iterDel };
+
+} // namespace Internal
+
 /// Over a sequence or an array, by index.
 template<class Sequence>
-struct SequenceIteration : Internal::Iteration<SequenceIteration<Sequence>, std::uint32_t,
-                                               typename Sequence::value_type> {
-   SequenceIteration( Sequence const& sequence, std::uint32_t const* start )
-      : sequence_( &sequence ), index_( start ? *start : 0 ) {}
-   std::uint32_t key() const { return index_; }
-   auto const& object() const { return ( *sequence_ )[index_]; }
-   // The greatest index is never that of an element: it must not become 0.
-   void advance() { index_ += index_ != std::numeric_limits<std::uint32_t>::max(); }
-   bool nonnull() const { return index_ < sequence_->size(); }
-
-private:
-   Sequence const* sequence_;
-   std::uint32_t index_;
+struct SequenceIteration {
+   using Object = typename Sequence::value_type;
+   static Sequence const& in( void const* sequence ) {
+      return *static_cast<Sequence const*>( sequence );
+   }
+   static constexpr Internal::SequenceForm form{
+      &Varek::Inspect::InspectAtomicFnTable<Object>::table,
+      []( void const* sequence ) { return static_cast<std::uint32_t>( in( sequence ).size() ); },
+      []( void const* sequence, std::uint32_t index ) -> void const* {
+         return &in( sequence )[index];
+      } };
+   static void* make( Sequence const& sequence, void const* startKey ) {
+      return Internal::newIterator( form, &sequence, startKey );
+   }
+   static constexpr Varek::Inspect::IterFnTable const& table =
+      Internal::walkTable<Internal::SequencePlace, std::uint32_t, Object>;
 };
 
 /// What generic code sees of an element: the value beside its key, the pointer to a child entity,
@@ -99,53 +152,24 @@ auto const& shownOf( Element const& element ) {
 }
 
 /// Over a keyed collection, by position. An element that stays is visited once as long as the map
-/// does not grow; when it has grown, the walk goes on from where the element that it stood on is
-/// now, and ends if that is gone.
+/// does not grow; when it has grown, the walk goes on from where the element that it stood on is now,
+/// and ends if that is gone.
 template<class Map>
-struct MapIteration : Internal::Iteration<MapIteration<Map>, typename Map::Key,
-                                          std::remove_cvref_t<decltype( shownOf(
-                                             std::declval<typename Map::value_type const&>() ) )>> {
+struct MapIteration {
    using Key = typename Map::Key;
-
-   MapIteration( Map const& map, Key const* start )
-      : map_( &map ), version_( map.version() ),
-        position_( start ? map.position( *start ) : map.nextTaken( 0 ) ) {
-      remember();
+   using Element = typename Map::value_type;
+   using Object = std::remove_cvref_t<decltype( shownOf( std::declval<Element const&>() ) )>;
+   static constexpr Internal::MapForm form{
+      &Map::type, &Varek::Inspect::InspectAtomicFnTable<Key>::table,
+      &Varek::Inspect::InspectAtomicFnTable<Object>::table,
+      []( void const* element ) -> void const* {
+         return &shownOf( *static_cast<Element const*>( element ) );
+      } };
+   static void* make( Map const& map, void const* startKey ) {
+      return Internal::newIterator( form, map, startKey );
    }
-   Key const& key() const { return typename Map::KeyOf{}( map_->at( position_ ) ); }
-   auto const& object() const { return shownOf( map_->at( position_ ) ); }
-   void advance() {
-      settle();
-      if ( position_ != Map::none ) {
-         position_ = map_->nextTaken( position_ + 1 );
-      }
-      remember();
-   }
-   bool nonnull() const {
-      settle();
-      return position_ != Map::none && map_->taken( position_ ) && key() == key_;
-   }
-
-private:
-   void settle() const {
-      if ( version_ == map_->version() ) {
-         return;
-      }
-      version_ = map_->version();
-      if ( position_ != Map::none ) {
-         position_ = map_->position( key_ );
-      }
-   }
-   void remember() {
-      if ( position_ != Map::none ) {
-         key_ = key();
-      }
-   }
-
-   Map const* map_;
-   mutable std::uint32_t version_;
-   mutable std::uint32_t position_;
-   Key key_{};
+   static constexpr Varek::Inspect::IterFnTable const& table =
+      Internal::walkTable<Internal::MapPlace, Key, Object>;
 };
 
 /// Over an ordered collection, in key order. It remembers the key that it stands on: if that is

@@ -1,161 +1,137 @@
 #pragma once
 
-#include <algorithm>
-#include <concepts>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <new>
 #include <optional>
 #include <utility>
-#include <vector>
 
-#include "Qel/HashMap2018.h"
-#include "Varek/Failures.h"
-#include "framework/AttrLog.h"
+#include "Qel/HashMap2018Generic.h"
+#include "Varek/Export.h"
 
-/// What is still to be said of one collection to one stream, for each type of key.
-namespace Qel::Internal {
+/// What is still to be said of one collection to one stream.
+namespace Qel {
+
+namespace Internal {
+
+struct KeyForm;
+
+/// A set of keys: an HSet of what the form says.
+class VAREK_EXPORT KeySet : public HashMap2018Generic {
+public:
+   explicit KeySet( KeyForm const& form ) : form_( &form ) {}
+   KeySet( KeySet const& other );
+   KeySet( KeySet&& ) noexcept = default;
+   KeySet& operator=( KeySet other ) noexcept;
+   ~KeySet() { clear(); }
+
+   bool contains( void const* key ) const;
+   void const* at( std::uint32_t position ) const;
+   void insert( void const* key );
+   /// Whether it was there.
+   bool erase( void const* key );
+   void clear() noexcept;
+
+private:
+   void* slot( std::uint32_t position ) const;
+   std::uint32_t find( void const* key, std::uint32_t hash ) const;
+   void grow();
+
+   KeyForm const* form_;
+};
+
+/// Keys, each with a flag, that are taken out one after the other: the last that came in first, or
+/// in the order in which they came.
+class VAREK_EXPORT KeyList {
+public:
+   explicit KeyList( KeyForm const& form ) : form_( &form ) {}
+   KeyList( KeyList const& other );
+   KeyList( KeyList&& other ) noexcept;
+   KeyList& operator=( KeyList other ) noexcept;
+   ~KeyList();
+
+   std::size_t size() const { return end_ - first_; }
+   bool empty() const { return first_ == end_; }
+   void push( void const* key, bool flag = false );
+   /// From now on the order is that in which they came.
+   void firstComesFirst() { fromFront_ = true; }
+   // Of the one that is to be taken next.
+   void const* key() const;
+   bool flag() const;
+   void pop();
+
+private:
+   std::size_t stride() const;
+   std::byte* at( std::size_t index ) const { return storage_.get() + index * stride(); }
+   std::size_t next() const { return fromFront_ ? first_ : end_ - 1; }
+
+   KeyForm const* form_;
+   std::unique_ptr<std::byte[]> storage_; // for each the key, and its flag behind it
+   std::size_t first_ = 0;
+   std::size_t end_ = 0;
+   std::size_t capacity_ = 0;
+   bool fromFront_ = false;
+};
 
 /// The keys whose elements are to be said.
-template<class Key>
-class DirtyKeys {
+class VAREK_EXPORT DirtyKeys {
 public:
-   HSet<Key> const& all() const { return all_; }
-   bool contains( Key const& key ) const { return all_.lookupNodeG( key ) != nullptr; }
+   explicit DirtyKeys( KeyForm const& form ) : all_( form ), new_( form ) {}
+   KeySet const& all() const { return all_; }
+   bool contains( void const* key ) const { return all_.contains( key ); }
    /// Whether the other end may hold the element with \p key, which is one of these.
-   bool mayBeHeld( Key const& key ) const { return !new_.lookupNodeG( key ); }
-   void insert( Key const& key, bool held ) {
-      all_.findOrNewMemberG( key, key );
-      if ( !held ) {
-         new_.findOrNewMemberG( key, key );
-      }
-   }
-   void erase( Key const& key ) {
-      if ( all_.empty() ) {
-         return;
-      }
-      erase( new_, key );
-      erase( all_, key );
-   }
-   void clear() {
-      all_.memberDelAll();
-      new_.memberDelAll();
-   }
+   bool mayBeHeld( void const* key ) const { return !new_.contains( key ); }
+   void insert( void const* key, bool held );
+   void erase( void const* key );
+   void clear();
+   /// Moves all to \p left, each with whether it may be held.
+   void moveTo( KeyList& left );
 
 private:
-   /// A set that has become nearly empty gives most of its memory back: it may have been large for
-   /// the sake of what has come and gone.
-   static void erase( HSet<Key>& set, Key const& key ) {
-      if ( !set.deleteMemberG( key ) || set.size() >= set.positions() / 16 ) {
-         return;
-      }
-      try {
-         set = HSet<Key>( std::as_const( set ) );
-      } catch ( std::bad_alloc const& ) {
-      }
-   }
-
-   HSet<Key> all_;
-   HSet<Key> new_; // those that the other end does not hold
+   KeySet all_;
+   KeySet new_; // those that the other end does not hold
 };
 
-/// Whether the elements of a \p Map can be walked by position, or by key alone.
-template<class Map>
-inline constexpr bool walksByPosition = std::derived_from<Map, HashMap2018Generic>;
-
-template<class Map>
-typename Map::Key const& keyInElement( auto const& element ) {
-   if constexpr ( walksByPosition<Map> ) {
-      return typename Map::KeyOf{}( element );
-   } else {
-      return element.first;
-   }
-}
-
-/// How far the full sync of a collection has come. There is one type for all
-/// collections with one type of key.
-template<class Key>
+/// How far the full sync of a collection has come.
 struct Bookmark {
-   /// A key whose element is to be said before the end marker. If it is gone by then, that is said
-   /// only where it may have been sent.
-   struct Left {
-      Key key;
-      bool sent;
-   };
-
-   template<class Map>
-   explicit Bookmark( Map const& map )
-      : walking( walksByPosition<Map> ), version_( map.version() ) {
-      if ( !walking ) {
-         leaveAll( map );
-      }
-   }
-
-   /// The elements may have moved since: then all keys that there are take the place of the walk.
-   template<class Map>
-   void settle( Map const& map, DirtyKeys<Key>* dirty ) {
-      if ( !walking || version_ == map.version() ) {
-         return;
-      }
-      walking = false;
-      if ( dirty ) {
-         leaveDirty( *dirty );
-      }
-      leaveAll( map );
-   }
-   /// What goes from now on is marked when it goes, if it may have been sent.
-   template<class Map>
-   void leaveAll( Map const& map ) {
-      for ( auto const& element : map ) {
-         left.push_back( { keyInElement<Map>( element ), false } );
-      }
-      // They are taken from the end.
-      std::reverse( left.begin(), left.end() );
-   }
-   void leaveDirty( DirtyKeys<Key>& dirty ) {
-      for ( Key const& key : dirty.all() ) {
-         left.push_back( { key, dirty.mayBeHeld( key ) } );
-      }
-      dirty.clear();
-   }
-   void assertVersion( std::uint32_t version ) const {
-      VAREK_ASSERT_TEXT( version_ == version, "version_ == hashMap_->version()" );
-   }
-
-   bool walking;
-   std::uint32_t position = 0;
-   std::size_t sent = 0; // elements since the begin marker, at most
-   std::vector<Left> left;
-
-private:
-   std::uint32_t version_;
+   bool walking = false;       // by position
+   std::uint32_t version = 0;  // of the layout that the position is one of
+   std::uint32_t position = 0; // where the walk goes on
+   std::size_t sent = 0;       // elements since the begin marker, at most
+   /// The keys whose elements are to be said before the end marker, each with whether it may have
+   /// been sent: only then, if it is gone by then, that is said.
+   KeyList left;
 };
 
-template<class Key>
-class KeyedFlowOf final : public NboAttrLog::KeyedFlow {
-public:
-   bool mayBeHeld( void const* key, bool before ) const override {
-      return dirty_.contains( typed( key ) ) ? dirty_.mayBeHeld( typed( key ) ) : before;
+} // namespace Internal
+
+namespace NboAttrLog {
+
+/// The keys whose elements changed, and how far an unfinished full sync has come.
+///
+/// A mark says also whether the other end may hold an element with that key. If it does not, and
+/// there is none here any more, nothing has to be said: what came and went leaves no mark. So there
+/// are never more marks than the other end knows elements and there are elements now.
+struct VAREK_EXPORT KeyedFlow {
+   Qel::Internal::DirtyKeys dirty;
+   std::optional<Qel::Internal::Bookmark> bookmark;
+
+   explicit KeyedFlow( Qel::Internal::KeyForm const& form ) : dirty( form ) {}
+   /// Whether the other end may hold an element with \p key: what the mark says or, if there is
+   /// none, \p before, for the time before the change that is being told.
+   bool mayBeHeld( void const* key, bool before ) const {
+      return dirty.contains( key ) ? dirty.mayBeHeld( key ) : before;
    }
-   void dirtyKeyIs( void const* key, bool held ) override { dirty_.insert( typed( key ), held ); }
-   void dirtyKeyDel( void const* key ) override { dirty_.erase( typed( key ) ); }
-   std::size_t dirtyKeys() const override { return dirty_.all().size(); }
-   bool bookmark() const override { return bookmark_.has_value(); }
-   void bookmarkDel() override { bookmark_.reset(); }
-   bool outgrown( std::size_t elements ) const override {
+   std::size_t dirtyKeys() const { return dirty.all().size(); }
+   /// Whether a full sync that is under way keeps far more keys than have been sent and than the
+   /// \p elements that there are: then it costs less to begin it anew.
+   bool outgrown( std::size_t elements ) const {
       constexpr std::size_t few = 64;
-      return bookmark_ &&
-             bookmark_->left.size() + dirtyKeys() > 2 * ( bookmark_->sent + elements ) + few;
+      return bookmark &&
+             bookmark->left.size() + dirtyKeys() > 2 * ( bookmark->sent + elements ) + few;
    }
-   std::unique_ptr<NboAttrLog::KeyedFlow> clone() const override {
-      return std::make_unique<KeyedFlowOf>( *this );
-   }
-
-   DirtyKeys<Key> dirty_;
-   std::optional<Bookmark<Key>> bookmark_;
-
-private:
-   static Key const& typed( void const* key ) { return *static_cast<Key const*>( key ); }
 };
 
-} // namespace Qel::Internal
+} // namespace NboAttrLog
+
+} // namespace Qel

@@ -1,272 +1,181 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
-#include <memory>
-#include <optional>
 #include <utility>
-#include <vector>
 
-#include "framework/Ahead.h"
+#include "Qel/HashMap2018.h"
+#include "Varek/Export.h"
 #include "framework/AttributeLog.h"
 #include "framework/ElementLog.h"
+#include "framework/KeyForm.h"
 #include "framework/KeyedFlow.h"
 #include "framework/Mutators.h"
 
-/// The attribute log of collections: full syncs, what changes while they last, and marks.
-namespace Qel::Internal {
+/// The attribute log of collections: full syncs, what changes while they last, and marks. What is
+/// done is in KeyedLog.cpp, for all of them; here each says how its elements are reached.
+namespace Qel {
 
-/// Attributes whose elements have keys.
-template<class Owner, class D>
+namespace Internal {
+
+/// An ordered collection of an entity, which is walked by key alone.
+struct OrderedLog {
+   std::uint32_t ( *size )( Entity const& );
+   std::uint32_t ( *version )( Entity const& );
+   void const* ( *find )( Entity const&, void const* key );
+   /// Appends the keys of all elements, or of those that are \p marked for deletion.
+   void ( *keys )( Entity const&, bool marked, KeyList& );
+   bool ( *hasMarks )( Entity const& );
+   void ( *allMark )( Entity& );
+   void ( *marksClear )( Entity& );
+   void ( *unmark )( Entity&, void const* key );
+};
+
+} // namespace Internal
+
+/// What the log does with one collection of an entity.
 struct KeyedLog {
+   Internal::KeyForm const* key;
+   // One of these: a hash table, which is walked by position, and its type; or what is ordered.
+   HashMap2018Generic& ( *map )( Entity& ) = nullptr;
+   HashMap2018Type const* type = nullptr;
+   Internal::OrderedLog const* ordered = nullptr;
+   /// Writes an element that is present; null for children. False if it cannot go out.
+   bool ( *write )( EntityQelNboAttrLogSa const&, void const* element ) = nullptr;
+   void ( *remove )( Entity&, void const* key ) = nullptr;
+   /// For children: the entity in an element, and the making of one with \p key if there is none.
+   Entity* ( *childIn )( void const* element ) = nullptr;
+   void ( *childIs )( Entity&, void const* key ) = nullptr;
+};
+
+namespace Internal {
+
+// One collection of sa's entity, number \p index among its attributes.
+
+/// See AttributeLog::write.
+bool keyedWrite( EntityQelNboAttrLogSa const& sa, unsigned index, void const* key, bool held );
+/// Says what is still to be said; false if blocked.
+bool keyedFlush( EntityQelNboAttrLogSa const& sa, NboAttrLog::FlowOut&, unsigned index );
+/// Applies the removal of an element.
+void keyedRemove( EntityQelNboAttrLogSa const& sa, unsigned index, NboAttrLog::In& );
+void keyedTransaction( EntityQelNboAttrLogSa const& sa, unsigned index, Transaction,
+                       std::uint32_t expected );
+/// Whether a transaction is under way.
+bool keyedActive( KeyedLog const&, Entity const& );
+/// See childForAttrLog.
+Entity* keyedChild( EntityQelNboAttrLogSa const& sa, unsigned index, NboAttrLog::In&,
+                    FirstFailure& );
+/// Calls \p visit for each child.
+void keyedVisit( KeyedLog const&, Entity const&, void ( *visit )( Entity&, void* ), void* context );
+/// Asks for the memory of the elements.
+void keyedPrefetch( KeyedLog const&, Entity const& );
+
+template<class Owner, class D>
+struct CollectionLog {
    using Map = typename D::Field;
    using Key = typename Map::Key;
    using Element = ElementLog<Owner, D>;
-   using Flow = KeyedFlowOf<Key>;
    static constexpr bool holdsChildren = D::kind == AttributeKind::children;
+   static constexpr bool isOrdered = D::kind == AttributeKind::ordered;
 
-   static Map const& map( EntityQelNboAttrLogSa const& sa ) {
-      return D::get( std::as_const( ownerOf<Owner>( sa ) ) );
+   static Map& in( Entity& entity ) { return D::get( static_cast<Owner&>( entity ) ); }
+   static Map const& in( Entity const& entity ) {
+      return D::get( static_cast<Owner const&>( entity ) );
    }
+   static Key const& keyAt( void const* key ) { return *static_cast<Key const*>( key ); }
 
-   static bool writePresent( EntityQelNboAttrLogSa const& sa, auto const& element ) {
-      if constexpr ( holdsChildren ) {
-         return sa.stream().childAnnounce( sa, D::id, *element.child );
-      } else {
-         if ( !collSerializeCheck<D>( sa, false, Element::size( element ) ) ) {
-            return false;
-         }
-         NboAttrLog::Out& out = sa.out();
-         out.outSmCommitMessage( Element::put( out.cursor(), element ) );
-         return true;
-      }
-   }
-   static bool write( EntityQelNboAttrLogSa const& sa, void const* key, bool held ) {
-      return writeKey( sa, *static_cast<Key const*>( key ), held );
-   }
-   static bool writeKey( EntityQelNboAttrLogSa const& sa, Key const& key, bool held ) {
-      if ( auto const* const present = map( sa ).lookupNodeG( key ) ) {
-         return writePresent( sa, *present );
-      }
-      if ( !held ) {
-         return true;
-      }
-      if ( !collSerializeCheck<D>( sa, true, Wire<Key>::size( key ) ) ) {
+   static bool write( EntityQelNboAttrLogSa const& sa, void const* at ) {
+      auto const& element = *static_cast<typename Element::Held const*>( at );
+      if ( !collSerializeCheck( sa, D::id, false, Element::size( element ) ) ) {
          return false;
       }
-      sa.out().outSmCommitMessage( Wire<Key>::put( sa.out().cursor(), key ) );
+      NboAttrLog::Out& out = sa.out();
+      out.outSmCommitMessage( Element::put( out.cursor(), element ) );
       return true;
-   }
-
-   // Out
-
-   /// Everything between the markers: first by position for as long as no element moves, then what
-   /// changed meanwhile, so that the end marker removes nothing that is there. What is said needs
-   /// no mark any more, which would say also that the other end does not hold it.
-   static bool walk( EntityQelNboAttrLogSa const& sa, Bookmark<Key>& at, DirtyKeys<Key>* dirty ) {
-      at.settle( map( sa ), dirty );
-      if constexpr ( walksByPosition<Map> ) {
-         if ( at.walking ) {
-            Map const& all = map( sa );
-            at.assertVersion( all.version() );
-            auto element = all.from( at.position );
-            for ( Ahead<Map, holdsChildren> ahead( element ); element != all.end();
-                  ++element, ++at.sent ) {
-               ahead.step();
-               if ( !writePresent( sa, *element ) ) {
-                  at.position = all.positionOf( *element );
-                  return false;
-               }
-               if ( dirty ) {
-                  dirty->erase( typename Map::KeyOf{}( *element ) );
-               }
-            }
-            at.walking = false;
-            if ( dirty ) {
-               at.leaveDirty( *dirty );
-            }
-         }
-      }
-      for ( ; !at.left.empty(); at.left.pop_back(), ++at.sent ) {
-         if ( !writeKey( sa, at.left.back().key, at.left.back().sent ) ) {
-            return false;
-         }
-         if ( dirty && map( sa ).lookupNodeG( at.left.back().key ) ) {
-            dirty->erase( at.left.back().key );
-         }
-      }
-      return true;
-   }
-   static bool sync( EntityQelNboAttrLogSa const& sa, NboAttrLog::FlowOut& flowOut,
-                     unsigned index ) {
-      auto* keyed = static_cast<Flow*>( flowOut.keyed( index ) );
-      std::optional<Bookmark<Key>> at;
-      if ( keyed && keyed->bookmark_ ) {
-         at.swap( keyed->bookmark_ );
-      } else {
-         if ( !syncBegin( sa, flowOut, index, map( sa ).size() ) ) {
-            return false;
-         }
-         at.emplace( map( sa ) );
-      }
-      if ( walk( sa, *at, keyed ? &keyed->dirty_ : nullptr ) && syncEnd( sa, flowOut, index ) ) {
-         return true;
-      }
-      if ( !keyed ) {
-         keyed = static_cast<Flow*>( &flowOut.keyedIs( index, std::make_unique<Flow>() ) );
-      }
-      keyed->bookmark_ = std::move( at );
-      flowOut.resyncIs( index );
-      return false;
-   }
-   static bool flushDirty( EntityQelNboAttrLogSa const& sa, DirtyKeys<Key>& dirty ) {
-      HSet<Key> const& all = dirty.all();
-      for ( std::uint32_t at = all.nextTaken( 0 ); at != HSet<Key>::none;
-            at = all.nextTaken( at ) ) {
-         Key const key = all.at( at );
-         if ( !writeKey( sa, key, dirty.mayBeHeld( key ) ) ) {
-            return false;
-         }
-         std::uint32_t const layout = all.version();
-         dirty.erase( key );
-         if ( layout != all.version() ) {
-            at = 0;
-         }
-      }
-      return true;
-   }
-   static bool flush( EntityQelNboAttrLogSa const& sa, NboAttrLog::FlowOut& flowOut,
-                      unsigned index ) {
-      if ( !flowOut.hasSynced( index ) && !sync( sa, flowOut, index ) ) {
-         return false;
-      }
-      if ( auto* const keyed = static_cast<Flow*>( flowOut.keyed( index ) ) ) {
-         if ( !flushDirty( sa, keyed->dirty_ ) ) {
-            return false;
-         }
-         flowOut.keyedDel( index );
-      }
-      flowOut.dirtyIs( index, false );
-      return true;
-   }
-   static std::unique_ptr<NboAttrLog::KeyedFlow> newKeyedFlow() { return std::make_unique<Flow>(); }
-
-   // In
-
-   static void unmark( Owner& entity, Key const& key ) {
-      D::get( entity ).qelMarkedForDeletionGIs( key, false );
    }
    static void apply( EntityQelNboAttrLogSa const& sa, NboAttrLog::In& in ) {
-      if constexpr ( holdsChildren ) {
-         in.fail( "a child entity is announced, it has no value" );
-      } else {
-         // Before the change, since an observer of it may throw.
-         Element::apply( ownerOf<Owner>( sa ), in,
-                         [&]( Key const& key ) { unmark( ownerOf<Owner>( sa ), key ); } );
-      }
-   }
-   static void removeKey( EntityQelNboAttrLogSa const& sa, Key const& key ) {
-      if constexpr ( holdsChildren ) {
-         auto const child = childrenGet( map( sa ), key );
-         FirstFailure failure;
-         failure.guard( [&] {
-            childrenDel<Writer::log>( ownerOf<Owner>( sa ), D::id, D::get( ownerOf<Owner>( sa ) ),
-                                      key );
-         } );
-         childRemoved( sa, child.get() );
-         failure.rethrow();
-      } else {
-         Element::remove( ownerOf<Owner>( sa ), key );
-      }
-   }
-   static void remove( EntityQelNboAttrLogSa const& sa, NboAttrLog::In& in ) {
-      auto const key = NboAttrLog::valueOf<Key>( in );
-      in.expectEnd();
-      removeKey( sa, key );
-   }
-   static std::vector<Key> marked( Map const& all ) {
-      std::vector<Key> keys;
-      if constexpr ( walksByPosition<Map> ) {
-         if ( all.qelHasDeletionMarks() ) {
-            for ( auto at = all.nextTaken( 0 ); at != Map::none; at = all.nextTaken( at + 1 ) ) {
-               if ( all.isMarkedForDeletion( at ) ) {
-                  keys.push_back( keyInElement<Map>( all.at( at ) ) );
-               }
-            }
-         }
-      } else {
-         for ( auto const& element : all ) {
-            if ( all.isMarkedForDeletion( element.first ) ) {
-               keys.push_back( element.first );
-            }
-         }
-      }
-      return keys;
-   }
-   static bool active( Entity const& entity ) {
-      return D::get( static_cast<Owner const&>( entity ) ).qelHasDeletionMarks();
-   }
-   static void transaction( EntityQelNboAttrLogSa const& sa, Transaction what,
-                            std::uint32_t expected ) {
-      auto& all = D::get( ownerOf<Owner>( sa ) );
-      if ( what == Transaction::begin ) {
-         if constexpr ( walksByPosition<Map> ) {
-            all.reserve( expected );
-         }
-         all.qelMarkAllForDeletion();
-         return;
-      }
-      if ( what == Transaction::cancel ) {
-         return all.qelDeletionMarksClear();
-      }
-      auto const gone = marked( all );
-      all.qelDeletionMarksClear();
-      Ptr<Entity> const keepAlive( &sa.entity() );
-      FirstFailure failure; // an observer's: the rest goes all the same
-      for ( Key const& key : gone ) {
-         failure.guard( [&] { removeKey( sa, key ); } );
-      }
-      failure.rethrow();
-   }
-   static Entity* child( EntityQelNboAttrLogSa const& sa, NboAttrLog::In& in,
-                         FirstFailure& failure ) {
-      auto const key = NboAttrLog::valueOf<Key>( in );
-      in.expectEnd();
-      Ptr<Entity> const keepAlive( &sa.entity() );
-      unmark( ownerOf<Owner>( sa ), key );
-      failure.guard( [&] {
-         childrenIs<Writer::log>( ownerOf<Owner>( sa ), D::id, D::get( ownerOf<Owner>( sa ) ),
-                                  key );
+      // Unmarked before the change, since an observer of it may throw.
+      Owner& owner = ownerOf<Owner>( sa );
+      Element::apply( owner, in, [&]( Key const& key ) {
+         D::get( owner ).qelMarkedForDeletionGIs( key, false );
       } );
-      return childrenGet( map( sa ), key ).get();
-   }
-   static void visit( Entity const& entity, void ( *f )( Entity&, void* ), void* context ) {
-      for ( auto const& node : D::get( static_cast<Owner const&>( entity ) ) ) {
-         f( *node.child, context );
-      }
-   }
-   static Entity* oldChild( void const* old ) {
-      return static_cast<Ptr<typename Element::Child> const*>( old )->get();
    }
 
-   static void prefetch( Entity const& entity, bool below ) {
-      if ( !below ) {
-         D::get( static_cast<Owner const&>( entity ) ).prefetch();
-      }
+   static constexpr OrderedLog ordered() {
+      return { []( Entity const& entity ) { return in( entity ).size(); },
+               []( Entity const& entity ) { return in( entity ).version(); },
+               []( Entity const& entity, void const* key ) -> void const* {
+                  return in( entity ).lookupNodeG( keyAt( key ) );
+               },
+               []( Entity const& entity, bool marked, KeyList& keys ) {
+                  for ( auto const& element : in( entity ) ) {
+                     if ( !marked || in( entity ).isMarkedForDeletion( element.first ) ) {
+                        keys.push( &element.first );
+                     }
+                  }
+               },
+               []( Entity const& entity ) { return in( entity ).qelHasDeletionMarks(); },
+               []( Entity& entity ) { in( entity ).qelMarkAllForDeletion(); },
+               []( Entity& entity ) { in( entity ).qelDeletionMarksClear(); },
+               []( Entity& entity, void const* key ) {
+                  in( entity ).qelMarkedForDeletionGIs( keyAt( key ), false );
+               } };
    }
 
-   static constexpr AttributeLog log() {
-      AttributeLog made{ Element::form, write,        apply,       remove,
-                         flush,         newKeyedFlow, transaction, active };
+   static constexpr KeyedLog keyed() {
+      KeyedLog made{ &KeyFormOf<Key>::form };
+      if constexpr ( isOrdered ) {
+         made.ordered = &orderedLog;
+      } else {
+         made.map = []( Entity& entity ) -> HashMap2018Generic& { return in( entity ); };
+         made.type = &Map::type;
+      }
       if constexpr ( holdsChildren ) {
-         made.child = child;
-         made.visit = visit;
-         made.oldChild = oldChild;
-      }
-      if constexpr ( walksByPosition<Map> ) {
-         made.prefetch = prefetch;
+         made.remove = []( Entity& entity, void const* key ) {
+            childrenDel<Writer::log>( static_cast<Owner&>( entity ), D::id, in( entity ),
+                                      keyAt( key ) );
+         };
+         made.childIn = []( void const* element ) {
+            using Node = typename Map::value_type;
+            return static_cast<Entity*>( static_cast<Node const*>( element )->child.get() );
+         };
+         made.childIs = []( Entity& entity, void const* key ) {
+            childrenIs<Writer::log>( static_cast<Owner&>( entity ), D::id, in( entity ),
+                                     keyAt( key ) );
+         };
+      } else {
+         made.write = write;
+         made.remove = []( Entity& entity, void const* key ) {
+            Element::remove( static_cast<Owner&>( entity ), keyAt( key ) );
+         };
       }
       return made;
    }
+
+   static constexpr AttributeLog log() {
+      AttributeLog made{ Element::form, childApply };
+      made.keyed = &keyedLog;
+      if constexpr ( holdsChildren ) {
+         made.oldChild = []( void const* old ) {
+            return static_cast<Entity*>(
+               static_cast<Ptr<typename Element::Child> const*>( old )->get() );
+         };
+      } else {
+         made.apply = apply;
+      }
+      return made;
+   }
+
+   static constexpr OrderedLog orderedLog = [] {
+      if constexpr ( isOrdered ) {
+         return ordered();
+      } else {
+         return OrderedLog{};
+      }
+   }();
+   static constexpr KeyedLog keyedLog = keyed();
 };
 
-} // namespace Qel::Internal
+} // namespace Internal
+
+} // namespace Qel

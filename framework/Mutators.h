@@ -291,6 +291,21 @@ void collectionDelAll( Owner& owner, Varek::FieldId id, Map& map ) {
 
 // Collections of entities that their owner creates
 
+namespace Internal {
+
+// What is done to children of any type.
+
+/// Clears the parent of \p child.
+VAREK_EXPORT void childLetGo( Entity& child ) noexcept;
+/// \p made has come into a collection: gives it its parent and tells observers.
+VAREK_EXPORT void childCame( Entity& owner, Varek::FieldId id, Entity& made, void const* key,
+                             Varek::KeyEqual keyEqual );
+/// \p child has gone out of one; \p oldData is the pointer to it that observers get.
+VAREK_EXPORT void childGone( Entity& owner, Varek::FieldId id, Entity& child, void const* key,
+                             Varek::KeyEqual keyEqual, void const* oldData );
+
+} // namespace Internal
+
 /// A member: its key, beside the entity so that a look-up needs no more, and the entity. The end of
 /// the owner clears the parent of those that others still hold.
 template<class T, class K>
@@ -304,7 +319,7 @@ struct ChildNode {
    ChildNode& operator=( ChildNode&& ) noexcept = default;
    ~ChildNode() {
       if ( child ) {
-         child->qelParentIs( nullptr );
+         Internal::childLetGo( *child );
       }
    }
 };
@@ -326,27 +341,33 @@ auto childrenGet( Map const& map, typename Map::Key const& key ) {
    return node ? node->child : Ptr<typename Map::value_type::Child>();
 }
 
-/// The result is the child that is held when all observers have been told, and never null: the one
-/// that was made, if they have removed it.
-template<Writer by = Writer::caller, class Map>
-auto childrenIs( Entity& owner, Varek::FieldId id, Map& map, typename Map::Key const& key ) {
+/// Makes the child with \p key, which there is none of. For the result see childrenIs.
+template<class Map>
+[[gnu::noinline]] auto childrenNew( Entity& owner, Varek::FieldId id, Map& map,
+                                    typename Map::Key const& key ) {
    using Child = typename Map::value_type::Child;
-   if ( auto const* const node = map.lookupNodeG( key ) ) {
-      return node->child;
-   }
-   requireWritable<by>( owner );
    typename Map::Key const ownKey( key );
    Ptr<Child> made = Child::qelMake( ownKey );
    map.newMemberG( ownKey, made );
-   made->qelParentIs( &owner );
    Ptr<Entity> const keepAlive( &owner );
-   publish( owner, id, ownKey, nullptr );
+   Internal::childCame( owner, id, *made, &ownKey, &keyEqual<typename Map::Key> );
    if ( made->parent() != &owner ) [[unlikely]] {
       if ( Ptr<Child> held = childrenGet( map, ownKey ) ) {
          return held;
       }
    }
    return made;
+}
+
+/// The result is the child that is held when all observers have been told, and never null: the one
+/// that was made, if they have removed it.
+template<Writer by = Writer::caller, class Map>
+auto childrenIs( Entity& owner, Varek::FieldId id, Map& map, typename Map::Key const& key ) {
+   if ( auto const* const node = map.lookupNodeG( key ) ) {
+      return node->child;
+   }
+   requireWritable<by>( owner );
+   return childrenNew( owner, id, map, key );
 }
 
 template<Writer by = Writer::caller, class Map>
@@ -360,8 +381,7 @@ auto childrenDel( Entity& owner, Varek::FieldId id, Map& map, typename Map::Key 
       return Ptr<Child>();
    }
    Ptr<Child> child = std::move( removed->child );
-   child->qelParentIs( nullptr );
-   publish( owner, id, removed->key, &child );
+   Internal::childGone( owner, id, *child, &removed->key, &keyEqual<typename Map::Key>, &child );
    return child;
 }
 

@@ -19,7 +19,7 @@ struct SingleChild {
    SingleChild& operator=( SingleChild const& ) = delete;
    ~SingleChild() {
       if ( child ) {
-         child->qelParentIs( nullptr );
+         Internal::childLetGo( *child );
       }
    }
 };
@@ -48,6 +48,26 @@ bool childFits( SingleChild<T> const& held, Given const&... given ) {
    return held.child && ( same( Internal::parameterOf( *held.child ), given ) && ... );
 }
 
+namespace Internal {
+
+/// The second half of childIs and childDel, once for all types: \p old has been replaced by
+/// \p made; either may be null. \p oldData is what observers get.
+VAREK_EXPORT void childReplaced( Entity& owner, Varek::FieldId id, Entity* old, Entity* made,
+                                 void const* oldData );
+
+} // namespace Internal
+
+/// Makes a child in place of the one that is held. For the result see childIs.
+template<class T, class... Given>
+[[gnu::noinline]] Ptr<T> childNew( Entity& owner, Varek::FieldId id, SingleChild<T>& held,
+                                   Given const&... given ) {
+   Ptr<T> const made = T::qelMake( given... );
+   Ptr<T> const old = std::exchange( held.child, made );
+   Ptr<Entity> const keepAlive( &owner );
+   Internal::childReplaced( owner, id, old.get(), made.get(), &old );
+   return held.child ? held.child : made;
+}
+
 /// A child that fits stays as it is. The result is the child that is held when all observers have
 /// been told, and never null: the one that was made, if they have removed it.
 template<Writer by = Writer::caller, class T, class... Given>
@@ -56,15 +76,7 @@ Ptr<T> childIs( Entity& owner, Varek::FieldId id, SingleChild<T>& held, Given co
       return held.child;
    }
    requireWritable<by>( owner );
-   Ptr<T> const made = T::qelMake( given... );
-   Ptr<T> const old = std::exchange( held.child, made );
-   if ( old ) {
-      old->qelParentIs( nullptr );
-   }
-   made->qelParentIs( &owner );
-   Ptr<Entity> const keepAlive( &owner );
-   publish( owner, id, old ? &old : nullptr );
-   return held.child ? held.child : made;
+   return childNew( owner, id, held, given... );
 }
 
 template<Writer by = Writer::caller, class T>
@@ -74,8 +86,7 @@ Ptr<T> childDel( Entity& owner, Varek::FieldId id, SingleChild<T>& held ) {
    }
    requireWritable<by>( owner );
    Ptr<T> old = std::move( held.child );
-   old->qelParentIs( nullptr );
-   publish( owner, id, &old );
+   Internal::childReplaced( owner, id, old.get(), nullptr, &old );
    return old;
 }
 

@@ -9,6 +9,7 @@
 
 #include "Qel/EnumType.h"
 #include "Varek/Inspect.h"
+#include "framework/Untyped.h"
 #include "framework/ValueOf.h"
 
 namespace Qel {
@@ -230,6 +231,39 @@ void valueRead( CharRange& range, TypeRecord const& type, void* value ) {
          type.rangesCheck( value );
       }
    }
+}
+
+void Internal::registeredPrint( Varek::String& to, Varek::TypeData type, void const* value ) {
+   valuePrint( to, typeRecord( type ), value );
+}
+
+std::size_t Internal::registeredParse( string_view text, std::size_t position, Varek::TypeData type,
+                                       void* value ) {
+   CharRange range( text, position );
+   valueRead( range, typeRecord( type ), value );
+   return range.position();
+}
+
+Varek::String Internal::printed( AtomicFnTable const& table, void const* value ) {
+   Varek::String text;
+   table.print( text, value );
+   return text;
+}
+
+void Internal::decode( AtomicFnTable const& table, void* value, string_view text ) {
+   auto const* const type = table.registered();
+   if ( !type || type->kind != Varek::TypeKind::value ) {
+      return formDecode( table, value, text );
+   }
+   UntypedValue const read( table );
+   valueReadWhole( CharRange( text ), typeRecord( *type ), read.get() );
+   table.assign( value, read.get() );
+}
+
+void Internal::formDecode( AtomicFnTable const& table, void* value, string_view text ) {
+   UntypedValue const read( table );
+   CharRange( text, table.parse( text, 0, read.get() ) ).expectEnd();
+   table.assign( value, read.get() );
 }
 
 namespace Strep {

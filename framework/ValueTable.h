@@ -2,6 +2,7 @@
 
 #include <concepts>
 #include <cstdint>
+#include <cstring>
 #include <limits>
 #include <memory>
 #include <optional>
@@ -195,15 +196,36 @@ T formToValue( std::string_view text ) {
    return read;
 }
 
+namespace Internal {
+
+/// Types that are made from a text. Bytes, and an optional text, are so as well, but do not read it.
+template<class T>
+inline constexpr bool readsItself =
+   !RegisteredClass<T> && std::constructible_from<T, std::string_view> &&
+   !std::same_as<T, Varek::Bytes> && !isOptional<T>;
+
+/// What tables of registered types print and parse.
+VAREK_EXPORT void registeredPrint( Varek::String& to, Varek::TypeData, void const* value );
+VAREK_EXPORT std::size_t registeredParse( std::string_view text, std::size_t position,
+                                          Varek::TypeData, void* value );
+/// What the table of any type prints.
+VAREK_EXPORT Varek::String printed( Varek::Inspect::AtomicFnTable const&, void const* value );
+/// Assigns to \p value what strepToValue makes, for types that do not read themselves.
+VAREK_EXPORT void decode( Varek::Inspect::AtomicFnTable const&, void* value,
+                          std::string_view text );
+/// Assigns to it what formToValue makes.
+VAREK_EXPORT void formDecode( Varek::Inspect::AtomicFnTable const&, void* value,
+                              std::string_view text );
+
+} // namespace Internal
+
 /// Makes \p value what \p text, the whole of it, says. Throws Varek::TextError, or the
 /// Varek::RangeError of the type, with \p value as it was.
 template<Readable T>
 void strepToValue( std::string_view text, T& value ) {
-   // Bytes, and an optional text, are made from a text as well, but do not read it.
    if constexpr ( RegisteredClass<T> ) {
       value = T( CharRange( text ) );
-   } else if constexpr ( std::constructible_from<T, std::string_view> &&
-                         !std::same_as<T, Varek::Bytes> && !Internal::isOptional<T> ) {
+   } else if constexpr ( Internal::readsItself<T> ) {
       value = T( text );
    } else {
       value = formToValue<T>( text );
@@ -214,9 +236,9 @@ void strepToValue( std::string_view text, T& value ) {
 
 namespace Varek::Inspect {
 
-/// The functions for values of type \p T, one static member per entry of the table.
+/// What there is of values whatever they mean.
 template<class T>
-struct InspectAtomicFnTable {
+struct InspectStorage {
    static T& at( void* p ) { return *static_cast<T*>( p ); }
    static T const& at( void const* p ) { return *static_cast<T const*>( p ); }
 
@@ -230,40 +252,6 @@ struct InspectAtomicFnTable {
    static void inspectDestroy( void* p ) { std::destroy_at( &at( p ) ); }
    static void assign( void* p, void const* source ) { at( p ) = at( source ); }
    static bool equal( void const* a, void const* b ) { return Qel::same( at( a ), at( b ) ); }
-   static String inspectEncodeToString( void const* p, FieldDescriptor, std::uint32_t flags ) {
-      String text;
-      if constexpr ( Qel::HasText<T> ) {
-         if ( ( flags & StrepFlag::nested ) == 0 ) {
-            return Qel::textOf( at( p ) );
-         }
-      }
-      print( text, p );
-      return text;
-   }
-   static void inspectDecodeFromString( void* p, std::string_view text, FieldDescriptor,
-                                        std::uint32_t flags ) {
-      if constexpr ( Qel::Readable<T> ) {
-         if ( ( flags & StrepFlag::nested ) == 0 ) {
-            Qel::strepToValue( text, at( p ) );
-         } else {
-            at( p ) = Qel::formToValue<T>( text );
-         }
-      }
-   }
-   static void print( String& to, void const* p ) {
-      if constexpr ( Qel::HasText<T> ) {
-         Qel::formPrint( to, at( p ) );
-      } else {
-         to += Qel::typeName<T>;
-      }
-   }
-   static std::size_t parse( std::string_view text, std::size_t position, void* p ) {
-      Qel::CharRange range( text, position );
-      if constexpr ( Qel::Readable<T> ) {
-         Qel::formRead( range, at( p ) );
-      }
-      return range.position();
-   }
    static bool less( void const* a, void const* b ) {
       if constexpr ( std::totally_ordered<T> ) {
          return at( a ) < at( b );
@@ -277,6 +265,81 @@ struct InspectAtomicFnTable {
       } else {
          TypeData const type = Qel::bindingOf<T>();
          throwNonHashableType( type.module, type.index, Qel::typeName<T> );
+      }
+   }
+};
+
+/// Unsigned numbers of the same width, which enumerations are: once for all of them.
+template<std::unsigned_integral Number>
+struct InspectNumber {
+   static Number at( void const* p ) {
+      Number value;
+      std::memcpy( &value, p, sizeof value );
+      return value;
+   }
+   static void assign( void* p, void const* source ) { std::memcpy( p, source, sizeof( Number ) ); }
+   static void inspectConstruct( void* destination, void const* source ) {
+      constexpr Number zero = 0;
+      assign( destination, source ? source : &zero );
+   }
+   static void inspectDestroy( void* ) {}
+   static bool equal( void const* a, void const* b ) { return at( a ) == at( b ); }
+   static bool less( void const* a, void const* b ) { return at( a ) < at( b ); }
+   static std::uint32_t inspectGetHash( void const* p, FieldDescriptor ) {
+      return Qel::hashSingleAttr( at( p ), 0 );
+   }
+};
+template<class T>
+   requires std::is_enum_v<T> && std::unsigned_integral<std::underlying_type_t<T>>
+struct InspectStorage<T> : InspectNumber<std::underlying_type_t<T>> {
+   static T& at( void* p ) { return *static_cast<T*>( p ); }
+   static T const& at( void const* p ) { return *static_cast<T const*>( p ); }
+};
+
+/// The functions for values of type \p T, one static member per entry of the table.
+template<class T>
+struct InspectAtomicFnTable : InspectStorage<T> {
+   using Storage = InspectStorage<T>;
+   using Storage::at;
+
+   static String inspectEncodeToString( void const* p, FieldDescriptor, std::uint32_t flags ) {
+      if constexpr ( std::is_convertible_v<T const&, std::string_view> ) {
+         if ( ( flags & StrepFlag::nested ) == 0 ) {
+            return String( at( p ) );
+         }
+      }
+      return Qel::Internal::printed( table, p );
+   }
+   static void inspectDecodeFromString( void* p, std::string_view text, FieldDescriptor,
+                                        std::uint32_t flags ) {
+      if constexpr ( Qel::Readable<T> ) {
+         if ( ( flags & StrepFlag::nested ) != 0 ) {
+            Qel::Internal::formDecode( table, p, text );
+         } else if constexpr ( Qel::Internal::readsItself<T> ) {
+            Qel::strepToValue( text, at( p ) );
+         } else {
+            Qel::Internal::decode( table, p, text );
+         }
+      }
+   }
+   static void print( String& to, void const* p ) {
+      if constexpr ( Qel::RegisteredClass<T> || Qel::RegisteredEnum<T> ) {
+         Qel::Internal::registeredPrint( to, Qel::bindingOf<T>(), p );
+      } else if constexpr ( Qel::HasText<T> ) {
+         Qel::formPrint( to, at( p ) );
+      } else {
+         to += Qel::typeName<T>;
+      }
+   }
+   static std::size_t parse( std::string_view text, std::size_t position, void* p ) {
+      if constexpr ( Qel::RegisteredClass<T> || Qel::RegisteredEnum<T> ) {
+         return Qel::Internal::registeredParse( text, position, Qel::bindingOf<T>(), p );
+      } else {
+         Qel::CharRange range( text, position );
+         if constexpr ( Qel::Readable<T> ) {
+            Qel::formRead( range, at( p ) );
+         }
+         return range.position();
       }
    }
    static TypeInspectData const* registered() {
@@ -296,16 +359,16 @@ struct InspectAtomicFnTable {
       .typeName = Qel::typeName<T>,
       .size = sizeof( T ),
       .alignment = alignof( T ),
-      .inspectConstruct = inspectConstruct,
-      .inspectDestroy = inspectDestroy,
-      .assign = assign,
-      .equal = equal,
-      .less = std::totally_ordered<T> ? less : nullptr,
+      .inspectConstruct = Storage::inspectConstruct,
+      .inspectDestroy = Storage::inspectDestroy,
+      .assign = Storage::assign,
+      .equal = Storage::equal,
+      .less = std::totally_ordered<T> ? Storage::less : nullptr,
       .inspectEncodeToString = Qel::HasText<T> ? inspectEncodeToString : nullptr,
       .inspectDecodeFromString = Qel::Readable<T> ? inspectDecodeFromString : nullptr,
       .print = print,
       .parse = Qel::Readable<T> ? parse : nullptr,
-      .inspectGetHash = inspectGetHash,
+      .inspectGetHash = Storage::inspectGetHash,
       .hashable = Qel::Hashable<T>,
       .registered = registered,
       .optionalOf = optionalOf() };

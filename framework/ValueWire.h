@@ -56,7 +56,7 @@ struct Wire<T> {
          }
       } );
    }
-   static void form( Varek::String& text ) { text.append( typeName<T> ); }
+   static void form( Varek::String& text ) { formAppend( text, typeName<T> ); }
 };
 
 } // namespace Qel

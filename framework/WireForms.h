@@ -6,6 +6,7 @@
 #include <concepts>
 #include <cstdint>
 #include <optional>
+#include <string_view>
 #include <type_traits>
 #include <vector>
 
@@ -41,6 +42,9 @@ namespace NboAttrLog {}
 /// bytes mean different things have different forms, which two processes compare before they talk.
 template<class T>
 struct Wire;
+
+/// Appends \p part to the form \p text.
+VAREK_EXPORT void formAppend( Varek::String& text, std::string_view part );
 
 namespace Internal {
 
@@ -110,11 +114,11 @@ struct Wire<bool> : Internal::FixedWire<1> {
    static void read( NboAttrLog::In& in, bool& v ) {
       std::uint8_t const byte = in.get8();
       if ( byte > 1 ) [[unlikely]] {
-         in.fail( "a boolean is 0 or 1, not " + std::to_string( byte ) );
+         in.failBoolean( byte );
       }
       v = byte != 0;
    }
-   static void form( Varek::String& text ) { text += "bool"; }
+   static void form( Varek::String& text ) { formAppend( text, "bool" ); }
 };
 
 template<std::unsigned_integral T>
@@ -124,7 +128,12 @@ struct Wire<T> : Internal::FixedWire<sizeof( T )> {
       return Varek::putBigEndian( to, static_cast<U>( v ) );
    }
    static void read( NboAttrLog::In& in, T& v ) { v = Internal::getUnsigned<U>( in ); }
-   static void form( Varek::String& text ) { text += "U" + std::to_string( 8 * sizeof( T ) ); }
+   static void form( Varek::String& text ) {
+      formAppend( text, sizeof( T ) == 1   ? "U8"
+                        : sizeof( T ) == 2 ? "U16"
+                        : sizeof( T ) == 4 ? "U32"
+                                           : "U64" );
+   }
 };
 
 template<class T>
@@ -137,7 +146,7 @@ struct Wire<T> : Internal::FixedWire<4> {
    static void read( NboAttrLog::In& in, T& v ) {
       v = static_cast<T>( static_cast<std::underlying_type_t<T>>( in.get32() ) );
    }
-   static void form( Varek::String& text ) { text.append( typeName<T> ); }
+   static void form( Varek::String& text ) { formAppend( text, typeName<T> ); }
 };
 
 template<>
@@ -148,7 +157,7 @@ struct Wire<Varek::Duration> : Internal::FixedWire<8> {
    static void read( NboAttrLog::In& in, Varek::Duration& v ) {
       v = Varek::Duration( std::bit_cast<double>( in.get64() ) );
    }
-   static void form( Varek::String& text ) { text += "Duration"; }
+   static void form( Varek::String& text ) { formAppend( text, "Duration" ); }
 };
 
 template<>
@@ -163,7 +172,7 @@ struct Wire<Varek::String> {
       std::uint32_t const length = in.get32();
       v.assign( reinterpret_cast<char const*>( in.getOctets( length ) ), length );
    }
-   static void form( Varek::String& text ) { text += "String"; }
+   static void form( Varek::String& text ) { formAppend( text, "String" ); }
 };
 
 template<>
@@ -178,7 +187,7 @@ struct Wire<Varek::Bytes> {
       std::uint32_t const length = in.get32();
       v = Varek::Bytes( in.getOctets( length ), length );
    }
-   static void form( Varek::String& text ) { text += "Bytes"; }
+   static void form( Varek::String& text ) { formAppend( text, "Bytes" ); }
 };
 
 template<class T>
@@ -200,7 +209,7 @@ struct Wire<std::optional<T>> {
       }
    }
    static void form( Varek::String& text ) {
-      text += '?';
+      formAppend( text, "?" );
       Wire<T>::form( text );
    }
 };
@@ -247,7 +256,7 @@ struct Wire<std::vector<T, A>> {
       }
    }
    static void form( Varek::String& text ) {
-      text += '*';
+      formAppend( text, "*" );
       Wire<T>::form( text );
    }
 };
@@ -265,7 +274,7 @@ struct Wire<std::array<T, count>> {
       }
    }
    static void form( Varek::String& text ) {
-      text += std::to_string( count ) + '*';
+      formAppend( text, std::to_string( count ) + '*' );
       Wire<T>::form( text );
    }
 };
@@ -290,7 +299,7 @@ struct Wire<HashMap2018<T, MemberKeyFunktor<T>, salt>> {
       }
    }
    static void form( Varek::String& text ) {
-      text += '#';
+      formAppend( text, "#" );
       Wire<T>::form( text );
    }
 };

@@ -67,6 +67,36 @@ void HashMap2018Generic::releaseGroups( Group* groups, std::size_t elementSize )
                    storageSize( groupCount( capacity ), slotCount( capacity ), elementSize ) );
 }
 
+HashMap2018Generic::Group* HashMap2018Generic::growBegin( std::uint32_t capacity,
+                                                          std::size_t elementSize ) const {
+   decltype( Head::marks ) marks;
+   if ( qelHasDeletionMarks() ) {
+      marks.reset( groups_ ? new Internal::DeletionMarks( slotCount( capacity ) )
+                           : &Internal::DeletionMarks::none );
+   }
+   Group* const bigger = newGroups( capacity, elementSize );
+   head( bigger ).marks = std::move( marks );
+   return bigger;
+}
+
+void HashMap2018Generic::markMove( std::uint32_t from, Group* bigger, std::uint32_t to ) const {
+   head( bigger ).marks->set( to, isMarkedForDeletion( from ) );
+}
+
+void HashMap2018Generic::growEnd( Group* bigger, std::size_t elementSize ) noexcept {
+   if ( groups_ ) {
+      releaseGroups( groups_, elementSize );
+   }
+   groups_ = bigger;
+   mask_ = groupCount( head().capacity ) - 1;
+}
+
+void HashMap2018Generic::emptyRelease( std::size_t elementSize ) noexcept {
+   bool const marks = qelHasDeletionMarks();
+   releaseGroups( std::exchange( groups_, nullptr ), elementSize );
+   mask_ = marks ? marking : 0;
+}
+
 void HashMap2018Generic::qelMarkAllForDeletion() {
    if ( !groups_ ) {
       mask_ = marking;

@@ -216,7 +216,7 @@ public:
       std::destroy_at( elements() + at );
       disclaim( keyHash, at );
       if ( --size_ == 0 && mask_ != 0 ) [[unlikely]] {
-         memberDelAll();
+         emptyRelease( sizeof( Element ) );
       }
       return removed;
    }
@@ -230,14 +230,6 @@ public:
       }
       if ( capacity != held ) {
          growTo( capacity );
-      }
-   }
-
-   /// Asks for the memory of the elements, of the first if there are many.
-   void prefetch() const {
-      if ( groups_ ) {
-         Internal::prefetch( &head(), sizeof( Internal::MapHead ) + sizeof( Group ) +
-                                         Group::slots * sizeof( Element ) );
       }
    }
 
@@ -289,10 +281,15 @@ public:
       .qelMarkedForDeletionGIs =
          []( HashMap2018Generic& map, void const* key, bool marked ) {
             typed( map ).qelMarkedForDeletionGIs( *static_cast<Key const*>( key ), marked );
-         } };
+         },
+      .reserve = []( HashMap2018Generic& map,
+                     std::uint32_t count ) { typed( map ).reserve( count ); },
+      .keyOf = []( void const* element ) -> void const* {
+         return &KeyFunktor{}( *static_cast<Element const*>( element ) );
+      } };
 
 private:
-   Element* elements() const { return reinterpret_cast<Element*>( groups_ + mask_ + 1 ); }
+   Element* elements() const { return static_cast<Element*>( storage( groups_, mask_ ) ); }
 
    Element const* find( Key const& key, std::uint32_t keyHash ) const {
       std::uint32_t const at = keyHash & mask_;
@@ -345,34 +342,27 @@ private:
 
    void grow() { growTo( nextCapacity( groups_ ? head().capacity : 0 ) ); }
    void growTo( std::uint32_t capacity ) {
-      HashMap2018 bigger;
-      bigger.groups_ = newGroups( capacity, sizeof( Element ) );
-      bigger.mask_ = groupCount( capacity ) - 1;
+      Group* const bigger = growBegin( capacity, sizeof( Element ) );
       if ( groups_ ) {
-         if ( head().marks ) [[unlikely]] {
-            bigger.head().marks.reset( new Internal::DeletionMarks( slotCount( capacity ) ) );
-         }
+         std::uint32_t const mask = groupCount( capacity ) - 1;
          for ( std::uint32_t at = 0; at <= mask_; ++at ) {
             for ( std::uint32_t bits = groups_[at].used(); bits; bits &= bits - 1 ) {
-               moveTo( bigger,
-                       at * Group::slots + static_cast<unsigned>( std::countr_zero( bits ) ) );
+               move( at * Group::slots + static_cast<unsigned>( std::countr_zero( bits ) ), bigger,
+                     mask );
             }
          }
-         releaseGroups( groups_, sizeof( Element ) );
-      } else if ( mask_ == marking ) {
-         bigger.head().marks.reset( &Internal::DeletionMarks::none );
       }
-      groups_ = std::exchange( bigger.groups_, nullptr );
-      mask_ = bigger.mask_;
+      growEnd( bigger, sizeof( Element ) );
    }
 
-   void moveTo( HashMap2018& bigger, std::uint32_t from ) noexcept {
+   void move( std::uint32_t from, Group* bigger, std::uint32_t mask ) noexcept {
       Element& element = elements()[from];
-      std::uint32_t const to = bigger.claim( hash( KeyFunktor{}( element ) ) );
-      std::construct_at( bigger.elements() + to, std::move( element ) );
+      std::uint32_t const to = claim( bigger, mask, hash( KeyFunktor{}( element ) ) );
+      std::construct_at( static_cast<Element*>( storage( bigger, mask ) ) + to,
+                         std::move( element ) );
       std::destroy_at( &element );
       if ( head().marks ) [[unlikely]] {
-         bigger.head().marks->set( to, isMarkedForDeletion( from ) );
+         markMove( from, bigger, to );
       }
    }
 };

@@ -114,6 +114,28 @@ public:
       type.qelMarkedForDeletionGIs( *this, key, marked );
    }
 
+   void reserve( HashMap2018Type const& type, std::uint32_t count ) {
+      type.reserve( *this, count );
+   }
+   /// The element at \p position, which is taken.
+   void const* at( HashMap2018Type const& type, std::uint32_t position ) const {
+      return static_cast<std::byte const*>( storage( groups_, mask_ ) ) +
+             position * type.elementSize;
+   }
+   std::uint32_t positionOf( HashMap2018Type const& type, void const* element ) const {
+      auto const* const first = static_cast<std::byte const*>( storage( groups_, mask_ ) );
+      return static_cast<std::uint32_t>(
+         static_cast<std::size_t>( static_cast<std::byte const*>( element ) - first ) /
+         type.elementSize );
+   }
+   /// Asks for the memory of the elements, of the first if there are many.
+   void prefetch( HashMap2018Type const& type ) const {
+      if ( groups_ ) {
+         Internal::prefetch( &head(), sizeof( Internal::MapHead ) + sizeof( Group ) +
+                                         Group::slots * type.elementSize );
+      }
+   }
+
    /// Marks every element for deletion. Elements that are inserted later are not marked.
    void qelMarkAllForDeletion();
    /// Forgets all marks.
@@ -145,13 +167,15 @@ protected:
    }
    std::uint32_t slotCount() const { return slotCount( head().capacity ); }
 
-   Head& head() const { return *( reinterpret_cast<Head*>( groups_ ) - 1 ); }
+   static Head& head( Group* groups ) { return *( reinterpret_cast<Head*>( groups ) - 1 ); }
+   Head& head() const { return head( groups_ ); }
    Group& group( std::uint32_t position ) const { return groups_[position / Group::slots]; }
    /// An empty slot for an element with \p hash, now tagged; its position. There is room.
-   std::uint32_t claim( std::uint32_t hash ) {
-      std::uint32_t at = hash & mask_;
-      for ( std::uint32_t step = 1;; at = ( at + step++ ) & mask_ ) {
-         Group& here = groups_[at];
+   std::uint32_t claim( std::uint32_t hash ) { return claim( groups_, mask_, hash ); }
+   static std::uint32_t claim( Group* groups, std::uint32_t mask, std::uint32_t hash ) {
+      std::uint32_t at = hash & mask;
+      for ( std::uint32_t step = 1;; at = ( at + step++ ) & mask ) {
+         Group& here = groups[at];
          // A single group may have fewer slots than tags: the lower slots are taken first.
          if ( std::uint32_t const empty = here.match( 0 ) ) [[likely]] {
             auto const slot = static_cast<std::uint32_t>( std::countr_zero( empty ) );
@@ -173,6 +197,17 @@ protected:
          head().marks->set( position, false );
       }
    }
+
+   /// Where the elements lie.
+   static void* storage( Group* groups, std::uint32_t mask ) { return groups + mask + 1; }
+
+   // A map grows in three steps: room is made, elements are moved there, the old room is given up.
+   Group* growBegin( std::uint32_t capacity, std::size_t elementSize ) const;
+   /// Moves the mark of the element at \p from, if it has one.
+   void markMove( std::uint32_t from, Group* bigger, std::uint32_t to ) const;
+   void growEnd( Group* bigger, std::size_t elementSize ) noexcept;
+   /// Gives up the groups of a map that has become empty.
+   void emptyRelease( std::size_t elementSize ) noexcept;
 
    static std::uint32_t nextCapacity( std::uint32_t capacity );
    /// Groups of an empty map of \p capacity, with room for its elements behind them.

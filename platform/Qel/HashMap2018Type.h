@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 
 namespace Qel {
 
@@ -16,6 +17,8 @@ struct HashMap2018Type {
    bool ( *deleteMemberG )( HashMap2018Generic&, void const* key, void* removed );
    void ( *memberDelAll )( HashMap2018Generic& );
    void ( *qelMarkedForDeletionGIs )( HashMap2018Generic&, void const* key, bool marked );
+   void ( *reserve )( HashMap2018Generic&, std::uint32_t count );
+   void const* ( *keyOf )( void const* element );
 };
 
 } // namespace Qel

@@ -159,6 +159,10 @@ std::uint8_t* OutBuffer::room( std::size_t size ) {
 void In::fail( std::string_view fault ) const {
    throw AttrLogError( { type_, field_, offset() }, fault );
 }
+void In::failBoolean( std::uint8_t byte ) const {
+   fail( "a boolean is 0 or 1, not " + std::to_string( byte ) );
+}
+
 void In::failShort( std::size_t wanted ) const {
    fail( "the message ends here; " + std::to_string( wanted ) + " bytes were to come, " +
          std::to_string( left() ) + " are left" );

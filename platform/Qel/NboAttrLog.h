@@ -298,6 +298,8 @@ public:
    }
    /// Throws AttrLogError; \p fault says what is wrong with the bytes just read.
    [[noreturn]] void fail( std::string_view fault ) const;
+   /// The same of a boolean that is \p byte.
+   [[noreturn]] void failBoolean( std::uint8_t byte ) const;
 
 private:
    [[noreturn]] void failShort( std::size_t wanted ) const;

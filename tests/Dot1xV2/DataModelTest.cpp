@@ -11,7 +11,6 @@
 #include <gtest/gtest.h>
 
 #include "Dot1xV2/AcctStatus.h"
-#include "Dot1xV2/AuthNStatus.h"
 #include "Dot1xV2/AuthZStatus.h"
 #include "Dot1xV2/Dot1xStatus.h"
 #include "support/AnyValue.h"

@@ -9,8 +9,8 @@
 
 #include <gtest/gtest.h>
 
-#include "Dot1xV2/AuthNStatus.h"
 #include "Dot1xV2/AuthNZLedraTypes.h"
+#include "Dot1xV2/AuthNZPhase.h"
 #include "Dot1xV2/Dot1xRecords.h"
 #include "support/AnyValue.h"
 

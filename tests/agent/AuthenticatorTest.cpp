@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include "Dot1xV2/AuthNStatus.h"
 #include "FedAgent.h"
 
 /// What an authenticator's state becomes by requests, answers and EAPOL frames that no well-behaved
@@ -10,6 +11,13 @@
 namespace {
 
 using namespace Agent;
+
+AuthNSupplicantStatus const& supplicantOf( Authenticator const& agent ) {
+   return *agent.authNStatus()->supplicant( mac );
+}
+AuthNPhaseStatus const& phaseOf( Authenticator const& agent ) {
+   return *supplicantOf( agent ).phaseStatus( AuthNZPhaseType( AuthNZPhaseEnum::authNZPhase1 ) );
+}
 
 TEST( Authenticator, ReauthenticationWithTheSameAnswerTellsOnlyWhatDiffers ) {
    Fed agent;
@@ -19,7 +27,7 @@ TEST( Authenticator, ReauthenticationWithTheSameAnswerTellsOnlyWhatDiffers ) {
    std::map<std::string, int> const expected = {
       { "stage", 2 }, { "authPhase", 2 }, { "lastAuthSuccessTime", 1 }, { "authorizedCount", 1 } };
    EXPECT_EQ( changes.counts, expected );
-   EXPECT_EQ( agent.supplicant().lastAuthSuccessTime(), Varek::Duration( 1003 ) );
+   EXPECT_EQ( supplicantOf( agent ).lastAuthSuccessTime(), Varek::Duration( 1003 ) );
 }
 
 TEST( Authenticator, AnAnswerThatSaysLessTakesBackWhatWasSaid ) {
@@ -30,19 +38,19 @@ TEST( Authenticator, AnAnswerThatSaysLessTakesBackWhatWasSaid ) {
    more[RadiusId::egressVlanId] = 0x31000014u;
    more[RadiusId::userName] = Varek::String( "bob" );
    agent.accepted( "Ethernet1", more );
-   EXPECT_EQ( agent.supplicant().identity(), "bob" );
-   EXPECT_EQ( agent.supplicant().serviceType(), 2u );
-   EXPECT_EQ( agent.supplicant().vlanId(), 110u );
+   EXPECT_EQ( supplicantOf( agent ).identity(), "bob" );
+   EXPECT_EQ( supplicantOf( agent ).serviceType(), 2u );
+   EXPECT_EQ( supplicantOf( agent ).vlanId(), 110u );
    EXPECT_EQ( agent.port( port1 ).operationalPortAttrs()->operationalAttr()->vlanId().value(),
               110 );
    agent.accepted( "Ethernet1" );
-   AuthNSupplicantStatus const& supplicant = agent.supplicant();
+   AuthNSupplicantStatus const& supplicant = supplicantOf( agent );
    EXPECT_EQ( supplicant.identity(), "00005e005301" );
    EXPECT_EQ( supplicant.classAttr(), Varek::Bytes() );
    EXPECT_EQ( supplicant.serviceType(), 0xffffffffu );
    EXPECT_EQ( supplicant.vlanId(), 0u );
    EXPECT_FALSE( supplicant.egressVlanAttrs() );
-   EXPECT_EQ( agent.phase().aaaResponse()->aaaAttribute().size(), 0u );
+   EXPECT_EQ( phaseOf( agent ).aaaResponse()->aaaAttribute().size(), 0u );
    EXPECT_EQ( agent.allowed( port1 )->attr(), AuthZAttrs() );
    EXPECT_TRUE( agent.port( port1 ).operationalPortAttrs()->operationalAttr()->vlanId().isNone() );
 }
@@ -65,8 +73,8 @@ TEST( Authenticator, WithoutAPortItIsWhereItIsKnownToBeOrNowhere ) {
    for ( std::string const name : { "", "GigabitEthernet1/0/1", "port 7" } ) {
       Fed agent;
       agent.accepted( name, inVlan110 );
-      EXPECT_EQ( agent.supplicant().vlanId(), 110u ) << name;
-      EXPECT_EQ( agent.supplicant().intfId(), Lumo::IntfId() ) << name;
+      EXPECT_EQ( supplicantOf( agent ).vlanId(), 110u ) << name;
+      EXPECT_EQ( supplicantOf( agent ).intfId(), Lumo::IntfId() ) << name;
       EXPECT_EQ( agent.authZStatus()->authZPortStatus().size(), 0u ) << name;
 
       agent.accepted( "Ethernet1" );
@@ -81,9 +89,9 @@ TEST( Authenticator, OnlyTheAnswerToTheLatestRequestCountsAndOnce ) {
    Request const first = agent.ask( "Ethernet1" );
    Request const second = agent.ask( "Ethernet2" );
    agent.answered( first, AaaResponseType::accepted );
-   EXPECT_EQ( agent.phase().stage(), AuthNPhaseStage::waitForAuthServer );
+   EXPECT_EQ( phaseOf( agent ).stage(), AuthNPhaseStage::waitForAuthServer );
    agent.unanswered( first );
-   EXPECT_EQ( agent.phase().stage(), AuthNPhaseStage::waitForAuthServer );
+   EXPECT_EQ( phaseOf( agent ).stage(), AuthNPhaseStage::waitForAuthServer );
    agent.answered( second, AaaResponseType::rejected );
    Changes const changes( agent );
    agent.answered( second, AaaResponseType::accepted );
@@ -100,9 +108,9 @@ TEST( Authenticator, OnlyTheAnswerToTheLatestRequestCountsAndOnce ) {
 TEST( Authenticator, ARequestWithoutAnAnswerTimesOut ) {
    Fed agent;
    agent.unanswered( agent.ask( "Ethernet1" ) );
-   EXPECT_EQ( agent.phase().stage(), AuthNPhaseStage::phaseTimedOut );
-   EXPECT_EQ( agent.phase().aaaResponse()->type(), AaaResponseType::timeout );
-   EXPECT_EQ( agent.supplicant().currentAuthNMethod(), AuthNMethod::mbaAuth );
+   EXPECT_EQ( phaseOf( agent ).stage(), AuthNPhaseStage::phaseTimedOut );
+   EXPECT_EQ( phaseOf( agent ).aaaResponse()->type(), AaaResponseType::timeout );
+   EXPECT_EQ( supplicantOf( agent ).currentAuthNMethod(), AuthNMethod::mbaAuth );
 }
 
 TEST( Authenticator, ALoginAtTheSwitchIsNoSupplicants ) {
@@ -117,7 +125,7 @@ TEST( Authenticator, ALoginAtTheSwitchIsNoSupplicants ) {
    // Without Service-Type, its address as the name says what it is.
    agent.ask( "Ethernet1", { { RadiusId::serviceType, 2u },
                              { RadiusId::userName, Varek::String( "0000.5E00.5301" ) } } );
-   EXPECT_EQ( agent.phase().authNMethod(), AuthNMethod::mbaAuth );
+   EXPECT_EQ( phaseOf( agent ).authNMethod(), AuthNMethod::mbaAuth );
 }
 
 TEST( Authenticator, NoStationHasTheAddressOfAGroupOrNone ) {
@@ -176,40 +184,40 @@ TEST( Authenticator, EapolSaysHowFarItIsAndLogoffEndsIt ) {
    agent.eapolSent( Eapol::Kind::request );
    EXPECT_EQ( agent.authNStatus()->supplicant().size(), 0u ) << "neither begins anything";
    agent.eapolSent( Eapol::Kind::start, 300 );
-   EXPECT_EQ( agent.phase().stage(), AuthNPhaseStage::waitForSuppResponse );
-   EXPECT_TRUE( agent.supplicant().inEapolAuth() );
-   EXPECT_TRUE( agent.supplicant().isTagged() );
-   EXPECT_EQ( agent.supplicant().vTag().value(), 300 );
+   EXPECT_EQ( phaseOf( agent ).stage(), AuthNPhaseStage::waitForSuppResponse );
+   EXPECT_TRUE( supplicantOf( agent ).inEapolAuth() );
+   EXPECT_TRUE( supplicantOf( agent ).isTagged() );
+   EXPECT_EQ( supplicantOf( agent ).vTag().value(), 300 );
    agent.eapolSent( Eapol::Kind::response, 0, "anonymous" );
-   EXPECT_EQ( agent.supplicant().identity(), "anonymous" );
-   EXPECT_EQ( agent.phase().stage(), AuthNPhaseStage::waitForAuthServer );
-   EXPECT_TRUE( agent.supplicant().vTag().isNone() );
+   EXPECT_EQ( supplicantOf( agent ).identity(), "anonymous" );
+   EXPECT_EQ( phaseOf( agent ).stage(), AuthNPhaseStage::waitForAuthServer );
+   EXPECT_TRUE( supplicantOf( agent ).vTag().isNone() );
 
    Values const eap = { { RadiusId::eapMessage, Varek::Bytes( "x" ) },
                         { RadiusId::userName, Varek::String( "anonymous" ) } };
    agent.answered( agent.ask( "Ethernet1", eap ), AaaResponseType::challenge );
-   EXPECT_EQ( agent.phase().stage(), AuthNPhaseStage::waitForSuppResponse );
-   EXPECT_EQ( agent.supplicant().currentAuthNMethod(), AuthNMethod::eapolAuth );
+   EXPECT_EQ( phaseOf( agent ).stage(), AuthNPhaseStage::waitForSuppResponse );
+   EXPECT_EQ( supplicantOf( agent ).currentAuthNMethod(), AuthNMethod::eapolAuth );
    Values accept = inVlan110;
    accept[RadiusId::userName] = Varek::String( "bob" );
    agent.accepted( "Ethernet1", accept, eap );
-   EXPECT_FALSE( agent.supplicant().inEapolAuth() );
+   EXPECT_FALSE( supplicantOf( agent ).inEapolAuth() );
 
    // Authenticating anew does not cost the authorization, nor the identity.
    agent.eapolSent( Eapol::Kind::start );
    agent.eapolSent( Eapol::Kind::response, 0, "anonymous" );
    Request const open = agent.ask( "Ethernet1", eap );
    EXPECT_TRUE( agent.allowed( port1 ) );
-   EXPECT_EQ( agent.supplicant().identity(), "bob" );
-   EXPECT_EQ( agent.supplicant().vlanId(), 110u );
+   EXPECT_EQ( supplicantOf( agent ).identity(), "bob" );
+   EXPECT_EQ( supplicantOf( agent ).vlanId(), 110u );
 
    agent.eapolSent( Eapol::Kind::logoff );
    agent.answered( open, AaaResponseType::accepted, accept );
    EXPECT_FALSE( agent.allowed( port1 ) );
    EXPECT_FALSE( agent.port( port1 ).authorized() );
-   EXPECT_EQ( agent.supplicant().vlanId(), 0u );
-   EXPECT_EQ( agent.supplicant().authPhase().value(), AuthNZPhaseEnum::authNZNotStarted );
-   EXPECT_EQ( agent.phase().terminateCause(), AcctTermCause::userRequest );
+   EXPECT_EQ( supplicantOf( agent ).vlanId(), 0u );
+   EXPECT_EQ( supplicantOf( agent ).authPhase().value(), AuthNZPhaseEnum::authNZNotStarted );
+   EXPECT_EQ( phaseOf( agent ).terminateCause(), AcctTermCause::userRequest );
 }
 
 TEST( Authenticator, EapolResultsEndOnlyWhatIsUnderWay ) {
@@ -222,12 +230,12 @@ TEST( Authenticator, EapolResultsEndOnlyWhatIsUnderWay ) {
       EXPECT_EQ( agent.authNStatus()->supplicant().size(), 0u );
       agent.eapolSent( Eapol::Kind::response, 0, "bob" );
       agent.eapolSent( result );
-      EXPECT_EQ( agent.phase().stage(), stage );
-      EXPECT_FALSE( agent.supplicant().inEapolAuth() );
+      EXPECT_EQ( phaseOf( agent ).stage(), stage );
+      EXPECT_FALSE( supplicantOf( agent ).inEapolAuth() );
       EXPECT_EQ( agent.authZStatus()->authZPortStatus().size(), 0u );
       agent.eapolSent( Eapol::Kind::logoff );
       agent.eapolSent( result );
-      EXPECT_EQ( agent.phase().stage(), AuthNPhaseStage::phaseNotStarted );
+      EXPECT_EQ( phaseOf( agent ).stage(), AuthNPhaseStage::phaseNotStarted );
    }
 }
 

@@ -22,7 +22,6 @@ using Values = std::map<std::uint16_t, RadiusPktParserBase::AttrValue>;
 inline Lumo::EthAddr const mac( "00:00:5e:00:53:01" );
 inline Lumo::IntfId const port1( "Ethernet1" );
 inline Lumo::IntfId const port2( "Ethernet2" );
-inline AuthNZPhaseType const phase1( AuthNZPhaseEnum::authNZPhase1 );
 
 /// Values of Acct-Status-Type (RFC 2866 5.1).
 constexpr std::uint32_t start = 1, stop = 2, interim = 3, on = 7, off = 8;
@@ -88,8 +87,6 @@ struct Fed : Authenticator {
       eapol( frame );
    }
 
-   AuthNSupplicantStatus const& supplicant() const { return *authNStatus()->supplicant( mac ); }
-   AuthNPhaseStatus const& phase() const { return *supplicant().phaseStatus( phase1 ); }
    Varek::Ptr<Dot1xSuppAttr> allowed( Lumo::IntfId port ) const {
       return authZStatus()->getSupplicantAuthZAttrs( port, mac );
    }
@@ -113,9 +110,8 @@ inline Values const inVlan110 = { { RadiusId::tunnelType, TaggedInt{ 0, 13 } },
 class Changes {
 public:
    explicit Changes( Authenticator const& agent ) {
-      Varek::Ptr<Qel::Entity> const roots[] = { agent.authNStatus(), agent.authZStatus(),
-                                                agent.acctStatus() };
-      for ( auto const& root : roots ) {
+      for ( auto const& [name, each] : agent.roots() ) {
+         Varek::Ptr<Qel::Entity> const root = each;
          held_.push_back( root->subscribe(
             [this, root]( Varek::Change const& change ) {
                ++counts[std::string( Views::changePart( *root, change ).attribute.name )];

@@ -30,7 +30,7 @@ TEST( AttrLog, AFlowOutHoldsOneBookmark ) {
    stream.takes = 3;
    EXPECT_EQ( handleAttrFlowOut( all, 260, flowOut ), 260 );
    EXPECT_EQ( type.attributes[flowOut.resync()].id, 260 );
-   EXPECT_FALSE( flowOut.keyed( 1 ) && flowOut.keyed( 1 )->bookmark() );
+   EXPECT_FALSE( flowOut.keyed( 1 ) && flowOut.keyed( 1 )->bookmark );
    stream.frames();
    stream.takes = LogStream::unlimited;
    EXPECT_EQ( handleAttrFlowOut( all, 0, flowOut ), 0 );

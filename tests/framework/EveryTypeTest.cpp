@@ -8,7 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "Dot1xV2/AaaHelperLedraTypes.h"
-#include "Dot1xV2/AuthNStatus.h"
+#include "Dot1xV2/AuthNZPhase.h"
 #include "Qel/HashHelper.h"
 #include "support/AnyValue.h"
 #include "support/TestModule.h"

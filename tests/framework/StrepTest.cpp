@@ -7,8 +7,9 @@
 
 #include <gtest/gtest.h>
 
+#include "Dot1xV2/AaaHelperLedraTypes.h"
 #include "Dot1xV2/AcctStatus.h"
-#include "Dot1xV2/AuthNStatus.h"
+#include "Dot1xV2/AuthNZPhase.h"
 #include "Dot1xV2/AuthZStatus.h"
 #include "Dot1xV2/Dot1xStatus.h"
 #include "support/AnyValue.h"

@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include "Dot1xV2/AuthNStatus.h"
+#include "Dot1xV2/AuthNZPhase.h"
 #include "Dot1xV2/Dot1xStatus.h"
 #include "framework/Whole.h"
 #include "support/TestModule.h"
@@ -117,23 +117,25 @@ TEST( Whole, FieldIdsHaveNames ) {
    EXPECT_EQ( told, TestModule::Sensor::labelField );
 }
 
+template<class Key>
+constexpr bool hasStdHash = std::is_default_constructible_v<std::hash<Key>> &&
+                            std::is_invocable_r_v<std::size_t, std::hash<Key>, Key const&>;
+
 /// Each key type of \p T's collections has a std::hash that goes with its ==.
 template<class T>
 constexpr bool keysHaveStdHash() {
    bool all = true;
    Qel::forEachAttribute<T>( [&]<class D>( D ) {
       if constexpr ( requires { typename D::Field::Key; } ) {
-         using Key = typename D::Field::Key;
-         all = all && std::is_default_constructible_v<std::hash<Key>> &&
-               std::is_invocable_r_v<std::size_t, std::hash<Key>, Key const&>;
+         all = all && hasStdHash<typename D::Field::Key>;
       }
    } );
    return all;
 }
 
 TEST( Whole, KeysHaveAStdHash ) {
-   static_assert( keysHaveStdHash<Dot1xV2::AuthNStatus>() );
-   static_assert( keysHaveStdHash<Dot1xV2::AuthNSupplicantStatus>() );
+   static_assert( keysHaveStdHash<Dot1xV2::Status>() );
+   static_assert( hasStdHash<Dot1xV2::AuthNZPhaseType> );
    static_assert( keysHaveStdHash<TestModule::Plant>() && keysHaveStdHash<TestModule::Sensor>() );
    std::unordered_set<Lumo::EthAddr> seen{ Lumo::EthAddr( "02:00:00:00:00:01" ) };
    seen.insert( Lumo::EthAddr( "02:00:00:00:00:01" ) );

@@ -21,7 +21,7 @@
 #include <unistd.h>
 
 #include "Dot1xV2/AcctStatus.h"
-#include "Dot1xV2/AuthNStatus.h"
+#include "Dot1xV2/AuthZStatus.h"
 #include "Varek/Failures.h"
 #include "store/Replacement.h"
 #include "store/StateFile.h"
@@ -211,7 +211,7 @@ TEST_F( StateFile, WhatWasHeldBeforeBecomesWhatIsInIt ) {
 
 TEST_F( StateFile, WhatIsNotKnownHereIsCountedAndLeftOut ) {
    Roots roots = smallRoots();
-   roots["authNStatus"] = Dot1xV2::authNStatusFactory( "authNStatus" );
+   roots["authZStatus"] = Dot1xV2::authZStatusFactory( "authZStatus" );
    std::string stream = streamOf( roots );
    std::string const name = "Dot1xV2::AcctStatus";
    std::size_t const at = stream.find( name );

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Dot1xV2/AuthNStatus.h"
+#include "Dot1xV2/AaaHelperLedraTypes.h"
 #include "Dot1xV2/AuthZStatus.h"
 #include "views/Table.h"
 

@@ -51,10 +51,9 @@ std::unique_ptr<Output> outputOf( ReplayOptions const& options ) {
 
 /// Whose trees are published and shown.
 Roots rootsOf( Replay const& replay, Authenticator const& agent ) {
-   return { { rootName, replay.status() },
-            { Authenticator::authNName, agent.authNStatus() },
-            { Authenticator::authZName, agent.authZStatus() },
-            { Authenticator::acctName, agent.acctStatus() } };
+   Roots roots = agent.roots();
+   roots[rootName] = replay.status();
+   return roots;
 }
 
 /// Makes \p status what its file says now, if that has no faults.

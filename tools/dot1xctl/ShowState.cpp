@@ -86,11 +86,8 @@ bool has( Cell const& cell, std::string const& value ) {
 /// Of all that may be printed, the columns that a filter is about.
 std::vector<Column> columnsOf( What what, std::string const& filter ) {
    // They are the same whatever the trees hold.
-   StateRoots const empty( { { "authN", Dot1xV2::authNStatusFactory( {} ) },
-                             { "authZ", Dot1xV2::authZStatusFactory( {} ) },
-                             { "acct", Dot1xV2::acctStatusFactory( {} ) } } );
    std::vector<Column> result;
-   for ( Table const& table : tablesOf( empty ) ) {
+   for ( Table const& table : tablesOf( StateRoots::empty() ) ) {
       Column const* const column = columnOf( table, filter );
       if ( column && ( what == What::all || what == names.at( table.name ) ) ) {
          result.push_back( *column );
@@ -165,11 +162,11 @@ void printOne( std::ostream& out, StateRoots const& state, ShowRequest const& re
 }
 
 void printSupplicant( std::ostream& out, StateRoots const& state, ShowRequest const& request ) {
-   auto const supplicant = state.authN ? state.authN->supplicant( *request.mac ) : nullptr;
-   if ( !supplicant ) {
+   std::optional<Table> const made = supplicantTable( state, *request.mac );
+   if ( !made ) {
       throw Varek::Failure( "there is no supplicant " + stringValue( *request.mac ) );
    }
-   Table const table = supplicantTable( *supplicant, state.authZ.get() );
+   Table const& table = *made;
    if ( request.json ) {
       out << compact( jsonOf( table, table.rows.front() ) ) << '\n';
    } else {

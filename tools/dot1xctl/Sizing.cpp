@@ -11,6 +11,7 @@
 #include <fmt/core.h>
 #include <unistd.h>
 
+#include "Dot1xV2/AuthNStatus.h"
 #include "Pallo/Pallo.h"
 #include "Progress.h"
 #include "Varek/Text.h"

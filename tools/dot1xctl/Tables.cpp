@@ -6,6 +6,9 @@
 #include <functional>
 
 #include "CellText.h"
+#include "Dot1xV2/AcctStatus.h"
+#include "Dot1xV2/AuthNStatus.h"
+#include "Dot1xV2/AuthZStatus.h"
 #include "Radius/RadiusAttributeId.h"
 #include "Varek/ByteOrder.h"
 
@@ -162,6 +165,14 @@ StateRoots::StateRoots( Roots const& roots ) {
    }
 }
 
+StateRoots::~StateRoots() = default;
+
+StateRoots StateRoots::empty() {
+   return StateRoots( { { "authN", authNStatusFactory( {} ) },
+                        { "authZ", authZStatusFactory( {} ) },
+                        { "acct", acctStatusFactory( {} ) } } );
+}
+
 Table portsTable( AuthZStatus const& status ) {
    Table table{ "ports",
                 { { "port", "port", 10 },
@@ -244,7 +255,13 @@ Table sessionsTable( AcctStatus const& status ) {
    return table;
 }
 
-Table supplicantTable( AuthNSupplicantStatus const& supplicant, AuthZStatus const* authZ ) {
+std::optional<Table> supplicantTable( StateRoots const& state, Lumo::EthAddr const& mac ) {
+   auto const held = state.authN ? state.authN->supplicant( mac ) : nullptr;
+   if ( !held ) {
+      return std::nullopt;
+   }
+   AuthNSupplicantStatus const& supplicant = *held;
+   AuthZStatus const* const authZ = state.authZ.get();
    auto const phase = phaseOf( supplicant );
    auto const response = phase ? phase->aaaResponse() : nullptr;
    auto const attr = allowed( supplicant, authZ );

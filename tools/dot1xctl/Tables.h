@@ -1,10 +1,16 @@
 #pragma once
 
-#include "Dot1xV2/AcctStatus.h"
-#include "Dot1xV2/AuthNStatus.h"
-#include "Dot1xV2/AuthZStatus.h"
+#include <optional>
+
+#include "Lumo/EthAddr.h"
 #include "views/Table.h"
 #include "views/Tree.h"
+
+namespace Dot1xV2 {
+class AcctStatus;
+class AuthNStatus;
+class AuthZStatus;
+} // namespace Dot1xV2
 
 /// The state of an authenticator as tables, from its typed trees, whoever holds them: the process
 /// that keeps them and one that follows print the same. Rows are in the order of ports and
@@ -18,6 +24,9 @@ struct StateRoots {
    Varek::Ptr<Dot1xV2::AcctStatus> acct;
 
    explicit StateRoots( Views::Roots const& );
+   ~StateRoots();
+   /// All three, without contents.
+   static StateRoots empty();
    explicit operator bool() const { return authN || authZ || acct; }
 };
 
@@ -27,8 +36,7 @@ Views::Table supplicantsTable( Dot1xV2::AuthNStatus const&, Dot1xV2::AuthZStatus
 Views::Table blockedTable( Dot1xV2::AuthZStatus const& );
 Views::Table sessionsTable( Dot1xV2::AcctStatus const& );
 
-/// All that is known of one supplicant, in one row.
-Views::Table supplicantTable( Dot1xV2::AuthNSupplicantStatus const&,
-                              Dot1xV2::AuthZStatus const* authZ );
+/// All that is known of one supplicant, in one row; nothing if there is no such supplicant.
+std::optional<Views::Table> supplicantTable( StateRoots const&, Lumo::EthAddr const& mac );
 
 } // namespace Dot1xCtl

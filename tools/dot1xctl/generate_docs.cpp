@@ -18,17 +18,19 @@
 /// neither can say anything else than "dot1xctl --help" does.
 namespace {
 
-using Apps = std::vector<CLI::App const*>;
-using Options = std::vector<CLI::Option const*>;
+using Dot1xCtl::CommandFacts;
+using Dot1xCtl::OptionFacts;
+using Options = std::vector<OptionFacts const*>;
 using Words = std::vector<std::string>;
 
-Apps commandsOf( CLI::App const& app ) {
-   return app.get_subcommands( []( CLI::App const* ) { return true; } );
-}
-
-Options optionsOf( CLI::App const& app, bool positional ) {
-   return app.get_options(
-      [positional]( CLI::Option const* one ) { return one->get_positional() == positional; } );
+Options optionsOf( CommandFacts const& command, bool positional ) {
+   Options options;
+   for ( OptionFacts const& one : command.options ) {
+      if ( one.positional == positional ) {
+         options.push_back( &one );
+      }
+   }
+   return options;
 }
 
 std::string join( Words const& words, std::string_view between ) {
@@ -41,11 +43,11 @@ struct Value {
    std::string range; ///< "1 - 9".
    Words words;       ///< All that is allowed; empty if more is.
 
-   explicit Value( CLI::Option const& option ) {
-      if ( option.get_items_expected_max() == 0 ) {
+   explicit Value( OptionFacts const& option ) {
+      if ( !option.takesValue ) {
          return;
       }
-      std::string const type = option.get_type_name();
+      std::string const& type = option.typeName;
       auto const colon = type.find( ':' );
       std::string const base = type.substr( 0, colon );
       std::string const check = colon == type.npos ? "" : type.substr( colon + 1 );
@@ -62,8 +64,8 @@ struct Value {
       } else {
          name = check.empty() ? base : check;
       }
-      if ( option.get_positional() ) {
-         name = option.get_name( true );
+      if ( option.positional ) {
+         name = option.name;
       }
    }
 };
@@ -106,78 +108,78 @@ void printProse( std::ostream& to, std::string const& text ) {
    to << ( asIs ? ".in\n.fi\n" : "" );
 }
 
-std::string nameOf( CLI::Option const& option ) { return option.get_name( false, true ); }
-
-void printOption( std::ostream& to, CLI::Option const& option ) {
+void printOption( std::ostream& to, OptionFacts const& option ) {
    Value const value( option );
-   std::string const names = option.get_positional() ? value.name : nameOf( option );
-   bool const hasValue = !option.get_positional() && !value.name.empty();
+   std::string const names = option.positional ? value.name : option.name;
+   bool const hasValue = !option.positional && !value.name.empty();
    to << ".TP\n.B " << roff( names ) << ( hasValue ? " " + roff( value.name ) : "" ) << '\n';
    Words notes;
-   if ( option.get_positional() && !value.words.empty() ) {
+   if ( option.positional && !value.words.empty() ) {
       notes.push_back( fmt::format( "one of {}", fmt::join( value.words, ", " ) ) );
    }
    if ( !value.range.empty() ) {
       notes.push_back( value.range );
    }
-   if ( !option.get_default_str().empty() ) {
-      notes.push_back( fmt::format( "{} if it is not given", option.get_default_str() ) );
+   if ( !option.defaultText.empty() ) {
+      notes.push_back( option.defaultText + " if it is not given" );
    }
-   for ( CLI::Option const* other : option.get_excludes() ) {
-      notes.push_back( fmt::format( "not with {}", nameOf( *other ) ) );
+   for ( std::string const& other : option.excludes ) {
+      notes.push_back( fmt::format( "not with {}", other ) );
    }
-   to << roff( option.get_description() );
+   to << roff( option.description );
    to << ( notes.empty() ? "" : roff( fmt::format( " ({})", fmt::join( notes, "; " ) ) ) ) << '\n';
 }
 
-std::string synopsis( CLI::App const& app, std::string const& path ) {
+std::string synopsis( CommandFacts const& command, std::string const& path ) {
    std::string result = fmt::format( "\\fB{}\\fR", roff( path ) );
-   for ( CLI::Option const* one : optionsOf( app, false ) ) {
-      if ( one->get_required() ) {
-         result += fmt::format( " {} {}", roff( nameOf( *one ) ), roff( Value( *one ).name ) );
+   for ( OptionFacts const* one : optionsOf( command, false ) ) {
+      if ( one->required ) {
+         result +=
+            fmt::format( " {}", roff( fmt::format( "{} {}", one->name, Value( *one ).name ) ) );
       }
    }
    result += " [\\fIOPTIONS\\fR]";
-   for ( CLI::Option const* one : optionsOf( app, true ) ) {
-      std::string const name = fmt::format( "\\fI{}\\fR{}", Value( *one ).name,
-                                            one->get_expected_max() > 1 ? "..." : "" );
-      result += one->get_required() ? fmt::format( " {}", name ) : fmt::format( " [{}]", name );
+   for ( OptionFacts const* one : optionsOf( command, true ) ) {
+      std::string const name = fmt::format( "\\fI{}\\fR", Value( *one ).name );
+      std::string const more = one->several ? "..." : "";
+      result +=
+         one->required ? fmt::format( " {}{}", name, more ) : fmt::format( " [{}{}]", name, more );
    }
-   return result + ( commandsOf( app ).empty() ? "" : " \\fICOMMAND\\fR" );
+   return result + ( command.commands.empty() ? "" : " \\fICOMMAND\\fR" );
 }
 
-void printCommand( std::ostream& to, CLI::App const& app, std::string const& path,
+void printCommand( std::ostream& to, CommandFacts const& command, std::string const& path,
                    std::string const& inherited ) {
-   to << ".SS " << roff( path ) << '\n' << roff( app.get_description() ) << ".\n";
-   to << ".PP\n" << synopsis( app, "dot1xctl " + path ) << '\n';
+   to << ".SS " << roff( path ) << '\n' << roff( command.description ) << ".\n";
+   to << ".PP\n" << synopsis( command, "dot1xctl " + path ) << '\n';
    for ( bool const positional : { true, false } ) {
-      for ( CLI::Option const* one : optionsOf( app, positional ) ) {
-         if ( one != app.get_help_ptr() ) {
+      for ( OptionFacts const* one : optionsOf( command, positional ) ) {
+         if ( !one->isHelp ) {
             printOption( to, *one );
          }
       }
    }
-   // A command without a text of its own has the text of the command above.
-   std::string const footer = app.get_footer();
+   // A command without a text of its own has that of the one above.
+   std::string const& footer = command.help;
    printProse( to, footer == inherited ? "" : footer );
-   for ( CLI::App const* one : commandsOf( app ) ) {
-      printCommand( to, *one, path + " " + one->get_name(), footer );
+   for ( CommandFacts const& one : command.commands ) {
+      printCommand( to, one, path + " " + one.name, footer );
    }
 }
 
-void printManual( std::ostream& to, CLI::App const& app ) {
+void printManual( std::ostream& to, CommandFacts const& command ) {
    to << ".\\\" Made by generate_docs of dot1xctl's own command line.\n"
       << ".TH DOT1XCTL 1 \"\" \"dot1xctl " DOT1XCTL_VERSION "\" \"User Commands\"\n"
       << ".SH NAME\ndot1xctl \\- state of an IEEE 802.1X authenticator\n"
       << ".SH SYNOPSIS\n"
-      << synopsis( app, "dot1xctl" ) << "\n.SH DESCRIPTION\n"
-      << roff( app.get_description() ) << "\n.SH OPTIONS\n";
-   for ( CLI::Option const* one : optionsOf( app, false ) ) {
+      << synopsis( command, "dot1xctl" ) << "\n.SH DESCRIPTION\n"
+      << roff( command.description ) << "\n.SH OPTIONS\n";
+   for ( OptionFacts const* one : optionsOf( command, false ) ) {
       printOption( to, *one );
    }
    to << ".SH COMMANDS\n";
-   for ( CLI::App const* one : commandsOf( app ) ) {
-      printCommand( to, *one, one->get_name(), {} );
+   for ( CommandFacts const& one : command.commands ) {
+      printCommand( to, one, one.name, {} );
    }
    to << ".SH EXIT STATUS\n.TP\n.B 0\nDone.\n.TP\n.B 1\nFailed, or, of diff, different; the reason "
          "is on standard error.\n.TP\n.B 2\nWrong usage, or, of diff, no answer.\n";
@@ -187,10 +189,10 @@ void printManual( std::ostream& to, CLI::App const& app ) {
 
 // The completion
 
-/// How the completion script is to complete a value: by words, or in a way of its own.
-std::string wayOf( CLI::Option const& option ) {
+/// How the completion script is to complete a value: words, or one of its own ways.
+std::string wayOf( OptionFacts const& option ) {
    Value const value( option );
-   bool const positional = option.get_positional();
+   bool const positional = option.positional;
    if ( !value.words.empty() ) {
       return join( value.words, " " );
    }
@@ -208,11 +210,11 @@ std::string wayOf( CLI::Option const& option ) {
    return isFile ? "@file" : value.name == "ADDRESS" ? "@address" : "@none";
 }
 
-void printArm( std::ostream& to, CLI::App const& app, std::string const& path ) {
+void printArm( std::ostream& to, CommandFacts const& command, std::string const& path ) {
    Words names, ways, commands;
-   for ( CLI::Option const* one : optionsOf( app, false ) ) {
-      for ( std::string const& name : one->get_lnames() ) {
-         names.push_back( fmt::format( "--{}", name ) );
+   for ( OptionFacts const* one : optionsOf( command, false ) ) {
+      for ( std::string const& name : one->longNames ) {
+         names.push_back( "--" + name );
          if ( !Value( *one ).name.empty() ) {
             ways.push_back( fmt::format( "[--{}]='{}'", name, wayOf( *one ) ) );
          }
@@ -220,31 +222,25 @@ void printArm( std::ostream& to, CLI::App const& app, std::string const& path ) 
    }
    Words positionals;
    std::string further;
-   for ( CLI::Option const* one : optionsOf( app, true ) ) {
-      positionals.push_back( fmt::format( "'{}'", wayOf( *one ) ) );
-      further = one->get_expected_max() > 1 ? wayOf( *one ) : "";
+   for ( OptionFacts const* one : optionsOf( command, true ) ) {
+      positionals.push_back( "'" + wayOf( *one ) + "'" );
+      further = one->several ? wayOf( *one ) : "";
    }
-   for ( CLI::App const* one : commandsOf( app ) ) {
-      commands.push_back( one->get_name() );
+   for ( CommandFacts const& one : command.commands ) {
+      commands.push_back( one.name );
    }
-   to << fmt::format( R"(      '{}')
-         options='{}'
-         values=({})
-         positionals=({})
-         further='{}'
-         commands='{}'
-         ;;
-)",
-                      path, fmt::join( names, " " ), fmt::join( ways, " " ),
-                      fmt::join( positionals, " " ), further, fmt::join( commands, " " ) );
-   for ( CLI::App const* one : commandsOf( app ) ) {
-      printArm( to, *one, path + ( path.empty() ? "" : " " ) + one->get_name() );
+   to << "      '" << path << "')\n         options='" << join( names, " " )
+      << "'\n         values=(" << join( ways, " " ) << ")\n         positionals=("
+      << join( positionals, " " ) << ")\n         further='" << further << "'\n         commands='"
+      << join( commands, " " ) << "'\n         ;;\n";
+   for ( CommandFacts const& one : command.commands ) {
+      printArm( to, one, path + ( path.empty() ? "" : " " ) + one.name );
    }
 }
 
-void printCompletion( std::ostream& to, CLI::App const& app ) {
+void printCompletion( std::ostream& to, CommandFacts const& command ) {
    to << Dot1xCtl::completionHead;
-   printArm( to, app, {} );
+   printArm( to, command, {} );
    to << Dot1xCtl::completionTail;
 }
 
@@ -253,11 +249,12 @@ void printCompletion( std::ostream& to, CLI::App const& app ) {
 /// usage: generate_docs MANUAL COMPLETION
 int main( int argc, char** argv ) try {
    std::function<int()> action;
-   auto const app = Dot1xCtl::commandLine( action );
-   void ( *const prints[] )( std::ostream&, CLI::App const& ) = { printManual, printCompletion };
+   CommandFacts const facts = Dot1xCtl::commandLine( action )->facts();
+   void ( *const prints[] )( std::ostream&, CommandFacts const& ) = { printManual,
+                                                                      printCompletion };
    for ( int i = 0; i < 2; ++i ) {
       std::ofstream file( i + 1 < argc ? argv[i + 1] : "" );
-      prints[i]( file, *app );
+      prints[i]( file, facts );
       if ( !file.flush() ) {
          std::cerr << "generate_docs: cannot write its output; usage: MANUAL COMPLETION\n";
          return 1;

@@ -88,16 +88,16 @@ void userName( ConfigGiven const& given, Status const& status ) {
 
 } // namespace
 
-void addConfig( CLI::App& app, Action& action ) {
+void addConfig( Command const& program, Action& action ) {
    auto const given = std::make_shared<ConfigGiven>();
-   CLI::App* const config =
-      app.add_subcommand( "config", "Check and show configuration files" )->require_subcommand( 1 );
-   config->footer( configHelp );
+   Command const config =
+      program.command( "config", "Check and show configuration files" ).commandRequired();
+   config.help( configHelp );
    auto const add = [&]( char const* name, char const* what,
                          void ( *use )( ConfigGiven const&, Status const& ) ) {
-      CLI::App* const command = config->add_subcommand( name, what );
-      command->add_option( "FILE", given->file, "The configuration" )->required();
-      command->callback( [given, &action, use] {
+      Command const command = config.command( name, what );
+      command.option( "FILE", given->file, "The configuration" ).required();
+      command.parsed( [given, &action, use] {
          action = [given, use] {
             Faults faults;
             Status const status = loadConfig( given->file, faults );
@@ -111,18 +111,18 @@ void addConfig( CLI::App& app, Action& action ) {
       return command;
    };
    add( "check", "Tell the faults of a file", check );
-   CLI::App* const showCommand = add( "show", "Print what a file configures", show );
-   showCommand->add_flag( "--json", given->json, "Print JSON instead of text" );
-   showCommand->add_flag( "--diff", given->diff, "Print only what differs from the defaults" );
-   showCommand->footer( configShowHelp );
-   CLI::App* const name = add( "username", "Print the user name of a MAC address", userName );
-   name->add_option( "INTERFACE", given->interface, "Where the host is" )
-      ->required()
-      ->check( faultAs<Lumo::IntfId> );
-   name->add_option( "MAC", given->mac, "The address of the host" )
-      ->required()
-      ->check( faultAs<Lumo::EthAddr> );
-   name->footer( userNameHelp );
+   Command const showCommand = add( "show", "Print what a file configures", show );
+   showCommand.flag( "--json", given->json, "Print JSON instead of text" );
+   showCommand.flag( "--diff", given->diff, "Print only what differs from the defaults" );
+   showCommand.help( configShowHelp );
+   Command const name = add( "username", "Print the user name of a MAC address", userName );
+   name.option( "INTERFACE", given->interface, "Where the host is" )
+      .required()
+      .check( faultAs<Lumo::IntfId> );
+   name.option( "MAC", given->mac, "The address of the host" )
+      .required()
+      .check( faultAs<Lumo::EthAddr> );
+   name.help( userNameHelp );
 }
 
 } // namespace Dot1xCtl

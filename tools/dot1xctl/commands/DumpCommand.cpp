@@ -190,47 +190,46 @@ std::string addressFault( std::string const& source ) {
    return isAddress( source ) ? faultAs<Address>( source ) : std::string();
 }
 
-CLI::App& add( CLI::App& app, char const* name, char const* description, char const* help,
-               std::function<void()> const& parsed ) {
-   CLI::App* const command = app.add_subcommand( name, description );
-   command->footer( help );
-   command->callback( parsed );
-   return *command;
+Command add( Command const& program, char const* name, char const* description, char const* help,
+             std::function<void()> const& parsed ) {
+   Command const command = program.command( name, description );
+   command.help( help );
+   command.parsed( parsed );
+   return command;
 }
 
 } // namespace
 
-void addDump( CLI::App& app, Action& action ) {
+void addDump( Command const& program, Action& action ) {
    auto const given = std::make_shared<DumpGiven>();
    auto const does = [&action, given]( int ( *what )( DumpGiven const& ) ) {
       return [&action, given, what] { action = [given, what] { return what( *given ); }; };
    };
 
-   CLI::App& dumpCommand =
-      add( app, "dump", "Write a state file of what a process publishes", dumpHelp, does( dump ) );
-   dumpCommand.add_option( "FILE", given->file, "Where to" )->required();
-   addressOption( dumpCommand, "--connect", given->address, "Where it listens" )->required();
+   Command const dumpCommand = add(
+      program, "dump", "Write a state file of what a process publishes", dumpHelp, does( dump ) );
+   dumpCommand.option( "FILE", given->file, "Where to" ).required();
+   addressOption( dumpCommand, "--connect", given->address, "Where it listens" ).required();
    peerUserOption( dumpCommand, given->peerUsers );
    waitOption( dumpCommand, given->wait );
 
-   CLI::App& loadCommand = add( app, "load", "Print a state file", loadHelp, does( load ) );
-   loadCommand.add_option( "FILE", given->file, "What dump has written" )->required();
-   loadCommand.add_flag( "--json", given->json, "Print JSON instead of text" );
+   Command const loadCommand = add( program, "load", "Print a state file", loadHelp, does( load ) );
+   loadCommand.option( "FILE", given->file, "What dump has written" ).required();
+   loadCommand.flag( "--json", given->json, "Print JSON instead of text" );
 
-   CLI::App& diffCommand = add( app, "diff", "Show how two states differ, of files or processes",
-                                diffHelp, does( diff ) );
-   diffCommand.add_option( "A", given->file, "A file or an address" )
-      ->required()
-      ->check( addressFault );
-   diffCommand.add_option( "B", given->other, "What to compare it with" )
-      ->required()
-      ->check( addressFault );
-   diffCommand.add_flag( "--json", given->json, "Print JSON instead of text" );
+   Command const diffCommand =
+      add( program, "diff", "Show how two states differ, of files or processes", diffHelp,
+           does( diff ) );
+   diffCommand.option( "A", given->file, "A file or an address" ).required().check( addressFault );
+   diffCommand.option( "B", given->other, "What to compare it with" )
+      .required()
+      .check( addressFault );
+   diffCommand.flag( "--json", given->json, "Print JSON instead of text" );
    peerUserOption( diffCommand, given->peerUsers );
    waitOption( diffCommand, given->wait );
-   diffCommand.parse_complete_callback( [given] {
+   diffCommand.checked( [given] {
       if ( given->file == "-" && given->other == "-" ) {
-         throw CLI::ValidationError( "B", "standard input can be one of the two only" );
+         wrongUsage( "B", "standard input can be one of the two only" );
       }
    } );
 }

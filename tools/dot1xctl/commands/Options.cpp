@@ -13,9 +13,9 @@ namespace Dot1xCtl {
 
 using namespace Views;
 
-CLI::Option* fileOption( CLI::App& command, char const* name, std::string& to,
-                         char const* description ) {
-   return command.add_option( name, to, description )->type_name( "FILE" )->check( emptiness );
+Option fileOption( Command const& command, char const* name, std::string& to,
+                   char const* description ) {
+   return command.option( name, to, description ).typeName( "FILE" ).check( emptiness );
 }
 
 std::string emptiness( std::string const& given ) {
@@ -30,11 +30,11 @@ std::string decimalDigits( std::string& given ) {
    return {};
 }
 
-CLI::Option* publishOptions( CLI::App& command, ReplayOptions& options ) {
+Option publishOptions( Command const& command, ReplayOptions& options ) {
    fileOption( command, "--config", options.config,
                "Publish its configuration, too, as \"status\"" );
    fileOption( command, "--dump", options.dump, "Write the trees to this file" )
-      ->check( []( std::string const& path ) -> std::string {
+      .check( []( std::string const& path ) -> std::string {
          return path == "-" ? "expected the name of a file; only dump writes to standard output"
                             : "";
       } );
@@ -57,9 +57,9 @@ std::optional<uid_t> userOf( std::string const& text ) {
 
 } // namespace
 
-CLI::Option* peerUserOption( CLI::App& command, std::vector<uid_t>& to ) {
+Option peerUserOption( Command const& command, std::vector<uid_t>& to ) {
    return command
-      .add_option_function<std::vector<std::string>>(
+      .eachOption(
          "--peer-user",
          [&to]( std::vector<std::string> const& names ) {
             for ( std::string const& name : names ) {
@@ -67,49 +67,47 @@ CLI::Option* peerUserOption( CLI::App& command, std::vector<uid_t>& to ) {
             }
          },
          "Also believe this user at a unix: address" )
-      ->type_name( "USER" )
-      ->expected( 1 )
-      ->take_all()
-      ->check( []( std::string const& text ) {
+      .typeName( "USER" )
+      .check( []( std::string const& text ) {
          return userOf( text ) ? std::string() : "there is no user " + text;
       } );
 }
 
-void waitOption( CLI::App& command, double& seconds ) {
-   command.add_option( "--wait", seconds, "Seconds to wait for more" )
-      ->capture_default_str()
-      ->check( []( std::string const& text ) -> std::string {
+void waitOption( Command const& command, double& seconds ) {
+   command.option( "--wait", seconds, "Seconds to wait for more" )
+      .defaultShown()
+      .check( []( std::string const& text ) -> std::string {
          // Among what is read as a number otherwise is "nan".
          bool const digits = text.find_first_not_of( "0123456789.eE+-" ) == std::string::npos;
          return digits ? "" : "a number of seconds expected, found " + text;
       } )
-      ->check( CLI::Range( 0.001, 1e6 ) );
+      .range( 0.001, 1e6 );
 }
 
-void colourOption( CLI::App& command, ColourUse& use ) {
+void colourOption( Command const& command, ColourUse& use ) {
    static std::map<std::string, ColourUse> const names = { { "auto", ColourUse::automatic },
                                                            { "always", ColourUse::always },
                                                            { "never", ColourUse::never } };
    command
-      .add_option_function<std::string>(
+      .option(
          "--color", [&use]( std::string const& name ) { use = names.at( name ); },
          "Colours in tables, where not JSON" )
-      ->check( CLI::IsMember( { "auto", "always", "never" } ) )
-      ->default_str( "auto" );
+      .oneOf( { "auto", "always", "never" } )
+      .defaultShown( "auto" );
 }
 
-void addShowOptions( CLI::App& replay, ReplayOptions& options ) {
+void addShowOptions( Command const& replay, ReplayOptions& options ) {
    replay
-      .add_option_function<std::string>(
+      .option(
          "--show",
          [&options]( std::string const& what ) { options.show.emplace().what = whatOf( what ); },
          "Print tables of the state instead, as show does" )
-      ->check( CLI::IsMember( { "all", "ports", "supplicants", "blocked", "sessions" } ) )
-      ->excludes( replay.get_option( "--tree" ) );
+      .oneOf( { "all", "ports", "supplicants", "blocked", "sessions" } )
+      .excludes( replay.option( "--tree" ) );
    colourOption( replay, options.colour );
    countOption( replay, "--block-after", options.agent.blockAfter,
                 "Rejections in a row that block an address" )
-      ->capture_default_str();
+      .defaultShown();
 }
 
 } // namespace Dot1xCtl

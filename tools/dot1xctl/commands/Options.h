@@ -3,10 +3,9 @@
 #include <string>
 #include <vector>
 
-#include <CLI/CLI.hpp>
-
 #include "Varek/Failures.h"
 #include "dot1xctl/ReplayRun.h"
+#include "dot1xctl/commands/Command.h"
 #include "loop/Address.h"
 #include "views/Colour.h"
 
@@ -26,37 +25,35 @@ std::string faultAs( std::string const& text ) {
 
 /// Adds an option that is an address, to an Address or to an optional one.
 template<class To>
-CLI::Option* addressOption( CLI::App& command, char const* name, To& to, char const* description ) {
+Option addressOption( Command const& command, char const* name, To& to, char const* description ) {
    return command
-      .add_option_function<std::string>(
+      .option(
          name, [&to]( std::string const& text ) { to = Loop::Address( text ); }, description )
-      ->type_name( "ADDRESS" )
-      ->check( faultAs<Loop::Address> );
+      .typeName( "ADDRESS" )
+      .check( faultAs<Loop::Address> );
 }
 
 /// Leaves leading zeros out of a number that is given, which would otherwise be read as octal.
 std::string decimalDigits( std::string& given );
 
 /// Adds an option that is the name of a file.
-CLI::Option* fileOption( CLI::App& command, char const* name, std::string& to,
-                         char const* description );
+Option fileOption( Command const& command, char const* name, std::string& to,
+                   char const* description );
 
 /// Not even an empty variable of a script is a wish for everything, or for no file.
 std::string emptiness( std::string const& given );
 
 /// Adds --listen, which it returns, --config and --dump.
-CLI::Option* publishOptions( CLI::App& command, ReplayOptions& );
+Option publishOptions( Command const& command, ReplayOptions& );
 
 /// Adds an option that is a whole number from 1 to 1000000, in decimal digits.
 template<class To>
-CLI::Option* countOption( CLI::App& command, char const* name, To& to, char const* description ) {
-   return command.add_option( name, to, description )
-      ->transform( CLI::Validator( decimalDigits, "" ) )
-      ->check( CLI::Range( 1, 1000000 ) );
+Option countOption( Command const& command, char const* name, To& to, char const* description ) {
+   return command.option( name, to, description ).transform( decimalDigits ).range( 1, 1000000 );
 }
 
 /// Adds --peer-user, for addresses that are followed: who else may publish there.
-CLI::Option* peerUserOption( CLI::App& command, std::vector<uid_t>& to );
+Option peerUserOption( Command const& command, std::vector<uid_t>& to );
 
 /// \p address with these users.
 inline Loop::Address from( Loop::Address address, std::vector<uid_t> const& peerUsers ) {
@@ -65,12 +62,12 @@ inline Loop::Address from( Loop::Address address, std::vector<uid_t> const& peer
 }
 
 /// Adds --wait: how long to wait for more, in seconds.
-void waitOption( CLI::App& command, double& seconds );
+void waitOption( Command const& command, double& seconds );
 
 /// Adds --color.
-void colourOption( CLI::App& command, Views::ColourUse& );
+void colourOption( Command const& command, Views::ColourUse& );
 
 /// Adds what replay has of show: --show and --block-after.
-void addShowOptions( CLI::App& replay, ReplayOptions& );
+void addShowOptions( Command const& replay, ReplayOptions& );
 
 } // namespace Dot1xCtl

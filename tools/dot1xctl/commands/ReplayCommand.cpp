@@ -74,20 +74,20 @@ is what there is none of.)";
 
 } // namespace
 
-void addReplay( CLI::App& app, Action& action ) {
+void addReplay( Command const& program, Action& action ) {
    auto const options = std::make_shared<ReplayOptions>();
-   CLI::App* const command =
-      app.add_subcommand( "replay", "Show what the RADIUS answers of captures make" );
-   command->add_option( "CAPTURE", options->captures, "Files to read, in this order" )->required();
-   command->add_flag( "--json", options->json, "Print JSON instead of text" );
-   command->add_flag( "--tree", options->tree, "Print the trees that --listen publishes" );
-   countOption( *command, "--macs", options->sizing.macs, "Play copies, for so many supplicants" );
-   countOption( *command, "--repeat", options->sizing.repeat, "Play everything so many times" )
-      ->capture_default_str();
-   publishOptions( *command, *options );
-   addShowOptions( *command, *options );
-   command->footer( std::string( replayHelp ) + "\n" + answersHelp );
-   command->callback( [options, &action] { action = [options] { return replay( *options ); }; } );
+   Command const command =
+      program.command( "replay", "Show what the RADIUS answers of captures make" );
+   command.option( "CAPTURE", options->captures, "Files to read, in this order" ).required();
+   command.flag( "--json", options->json, "Print JSON instead of text" );
+   command.flag( "--tree", options->tree, "Print the trees that --listen publishes" );
+   countOption( command, "--macs", options->sizing.macs, "Play copies, for so many supplicants" );
+   countOption( command, "--repeat", options->sizing.repeat, "Play everything so many times" )
+      .defaultShown();
+   publishOptions( command, *options );
+   addShowOptions( command, *options );
+   command.help( std::string( replayHelp ) + "\n" + answersHelp );
+   command.parsed( [options, &action] { action = [options] { return replay( *options ); }; } );
 }
 
 } // namespace Dot1xCtl

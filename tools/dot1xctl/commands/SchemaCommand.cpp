@@ -6,8 +6,6 @@
 #include <string>
 #include <vector>
 
-#include <CLI/CLI.hpp>
-
 #include "dot1xctl/Schema.h"
 
 namespace Dot1xCtl {
@@ -52,12 +50,12 @@ int print( SchemaGiven const& given ) {
 
 } // namespace
 
-void addSchema( CLI::App& app, Action& action ) {
+void addSchema( Command const& program, Action& action ) {
    auto const given = std::make_shared<SchemaGiven>();
-   CLI::App* const command =
-      app.add_subcommand( "schema", "Show the registered types and their attributes" );
-   command->add_option( "TYPE", given->types, "Types to show; all, if none is given" )
-      ->check( []( std::string const& type ) -> std::string {
+   Command const command =
+      program.command( "schema", "Show the registered types and their attributes" );
+   command.option( "TYPE", given->types, "Types to show; all, if none is given" )
+      .check( []( std::string const& type ) -> std::string {
          try {
             (void)schema( Modules::all, { type } );
             return {};
@@ -65,10 +63,10 @@ void addSchema( CLI::App& app, Action& action ) {
             return error.what();
          }
       } );
-   command->add_flag( "--markdown", given->markdown, "Print Markdown instead of tables" )
-      ->excludes( command->add_flag( "--json", given->json, "Print JSON instead of tables" ) );
-   command->footer( schemaHelp );
-   command->callback( [given, &action] { action = [given] { return print( *given ); }; } );
+   command.flag( "--markdown", given->markdown, "Print Markdown instead of tables" )
+      .excludes( command.flag( "--json", given->json, "Print JSON instead of tables" ) );
+   command.help( schemaHelp );
+   command.parsed( [given, &action] { action = [given] { return print( *given ); }; } );
 }
 
 } // namespace Dot1xCtl

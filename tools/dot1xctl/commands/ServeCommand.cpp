@@ -35,20 +35,20 @@ file of --dump cannot be written, or a capture had faults.)";
 
 } // namespace
 
-void addServe( CLI::App& app, Action& action ) {
+void addServe( Command const& program, Action& action ) {
    auto const options = std::make_shared<ReplayOptions>();
    options->silent = true;
-   CLI::App* const command =
-      app.add_subcommand( "serve", "Publish a configuration or state until told to end" );
-   CLI::Option* const captures =
-      command->add_option( "CAPTURE", options->captures, "Captures to publish the state of" );
-   publishOptions( *command, *options )->required();
-   fileOption( *command, "--load", options->load, "Publish the trees in this state file" )
-      ->excludes( captures );
-   command->footer( serveHelp );
-   command->callback( [options, &action] {
+   Command const command =
+      program.command( "serve", "Publish a configuration or state until told to end" );
+   Option const captures =
+      command.option( "CAPTURE", options->captures, "Captures to publish the state of" );
+   publishOptions( command, *options ).required();
+   fileOption( command, "--load", options->load, "Publish the trees in this state file" )
+      .excludes( captures );
+   command.help( serveHelp );
+   command.parsed( [options, &action] {
       if ( options->config.empty() && options->load.empty() && options->captures.empty() ) {
-         throw CLI::ValidationError( "serve", "one of --config, --load and CAPTURE is required" );
+         wrongUsage( "serve", "one of --config, --load and CAPTURE is required" );
       }
       action = [options] { return replay( *options ); };
    } );

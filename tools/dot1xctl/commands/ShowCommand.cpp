@@ -75,8 +75,6 @@ std::string canonicalPort( std::string& given ) {
    }
 }
 
-CLI::Validator const macAddress( canonicalMac, "MAC" );
-
 struct ShowGiven {
    std::string what = "all";
    std::string mac;
@@ -127,56 +125,51 @@ int run( ShowGiven const& given ) {
 
 } // namespace
 
-void addShow( CLI::App& app, Action& action ) {
+void addShow( Command const& program, Action& action ) {
    auto const given = std::make_shared<ShowGiven>();
-   CLI::App* const command = app.add_subcommand( "show", "Show what another process publishes" );
-   command->add_option( "WHAT", given->what, "Which of it; see below" )
-      ->check( CLI::IsMember(
-         { "all", "ports", "supplicants", "blocked", "sessions", "config", "tree" } ) )
-      ->capture_default_str();
-   command->add_option( "MAC", given->mac, "Of supplicants: this one, in detail" )
-      ->transform( macAddress );
-   CLI::Option* const connect =
-      addressOption( *command, "--connect", given->connect, "Where it listens" );
-   CLI::Option* const load =
-      fileOption( *command, "--load", given->load, "Show this state file, and no process" )
-         ->excludes( connect );
-   peerUserOption( *command, given->peerUsers )->needs( connect );
-   command->add_flag( "--json", given->json, "Print JSON instead of text" );
-   colourOption( *command, given->colour );
-   command->add_flag( "--diff", given->difference,
-                      "With config: only what differs from the defaults" );
-   waitOption( *command, given->wait );
+   Command const command = program.command( "show", "Show what another process publishes" );
+   command.option( "WHAT", given->what, "Which of it; see below" )
+      .oneOf( { "all", "ports", "supplicants", "blocked", "sessions", "config", "tree" } )
+      .defaultShown();
+   command.option( "MAC", given->mac, "Of supplicants: this one, in detail" )
+      .transform( canonicalMac, "MAC" );
+   Option const connect = addressOption( command, "--connect", given->connect, "Where it listens" );
+   Option const load =
+      fileOption( command, "--load", given->load, "Show this state file, and no process" )
+         .excludes( connect );
+   peerUserOption( command, given->peerUsers ).needs( connect );
+   command.flag( "--json", given->json, "Print JSON instead of text" );
+   colourOption( command, given->colour );
+   command.flag( "--diff", given->difference, "With config: only what differs from the defaults" );
+   waitOption( command, given->wait );
    auto& filters = given->filters;
-   command->add_option( "--port", filters["port"], "Only what is on this port" )
-      ->transform( CLI::Validator( canonicalPort, "NAME" ) );
-   command->add_option( "--mac", filters["mac"], "Only this address" )->transform( macAddress );
-   command->add_option( "--vlan", filters["vlan"], "Only this VLAN, a number or a name" )
-      ->check( emptiness );
-   command->add_option( "--identity", filters["identity"], "Only this identity" )
-      ->check( emptiness );
-   command->add_option( "--state", filters["state"], "Only this state of a port, or result" )
-      ->check( emptiness );
-   command->footer( showHelp );
-   command->callback( [given, connect, load, &action] {
-      if ( connect->empty() && load->empty() ) {
-         throw CLI::RequiredError( "--connect or --load" );
+   command.option( "--port", filters["port"], "Only what is on this port" )
+      .transform( canonicalPort, "NAME" );
+   command.option( "--mac", filters["mac"], "Only this address" ).transform( canonicalMac, "MAC" );
+   command.option( "--vlan", filters["vlan"], "Only this VLAN, a number or a name" )
+      .check( emptiness );
+   command.option( "--identity", filters["identity"], "Only this identity" ).check( emptiness );
+   command.option( "--state", filters["state"], "Only this state of a port, or result" )
+      .check( emptiness );
+   command.help( showHelp );
+   command.parsed( [given, connect, load, &action] {
+      if ( !connect.given() && !load.given() ) {
+         missing( "--connect or --load" );
       }
       if ( !given->mac.empty() && given->what != "supplicants" ) {
-         throw CLI::ValidationError( "MAC", "only supplicants can be asked for by address" );
+         wrongUsage( "MAC", "only supplicants can be asked for by address" );
       }
       if ( given->difference && given->what != "config" ) {
-         throw CLI::ValidationError( "--diff", "only config has defaults to differ from" );
+         wrongUsage( "--diff", "only config has defaults to differ from" );
       }
       for ( auto const& [name, value] : given->filters ) {
          if ( !value.empty() &&
               ( !given->mac.empty() || !canSelect( whatOf( given->what ), name ) ) ) {
-            throw CLI::ValidationError( "--" + name,
-                                        "nothing of " + given->what + " can be selected by that" );
+            wrongUsage( "--" + name, "nothing of " + given->what + " can be selected by that" );
          }
          auto const fault = filterFault( whatOf( given->what ), name, value );
          if ( !value.empty() && !fault.empty() ) {
-            throw CLI::ValidationError( "--" + name, fault );
+            wrongUsage( "--" + name, fault );
          }
       }
       action = [given] { return run( *given ); };

@@ -27,20 +27,20 @@ output cannot be written.
 
 } // namespace
 
-void addWatch( CLI::App& app, Action& action ) {
+void addWatch( Command const& program, Action& action ) {
    struct WatchGiven {
       Address connect;
       std::vector<uid_t> peerUsers;
       bool json = false;
    };
    auto const given = std::make_shared<WatchGiven>();
-   CLI::App* const command =
-      app.add_subcommand( "watch", "Show changes as another process publishes them" );
-   addressOption( *command, "--connect", given->connect, "Where it listens" )->required();
-   peerUserOption( *command, given->peerUsers );
-   command->add_flag( "--json", given->json, "Print JSON instead of text" );
-   command->footer( watchHelp );
-   command->callback( [given, &action] {
+   Command const command =
+      program.command( "watch", "Show changes as another process publishes them" );
+   addressOption( command, "--connect", given->connect, "Where it listens" ).required();
+   peerUserOption( command, given->peerUsers );
+   command.flag( "--json", given->json, "Print JSON instead of text" );
+   command.help( watchHelp );
+   command.parsed( [given, &action] {
       action = [given] { return watch( from( given->connect, given->peerUsers ), given->json ); };
    } );
 }
