@@ -64,9 +64,9 @@ protected:
    void insert( std::uint32_t n ) {
       Element made = Traits::make( n, ++contents_ );
       std::uint32_t const content = Traits::content( made );
-      if ( bool const typed = upTo( 2 ) != 0; !model_.contains( n ) && upTo( 2 ) ) {
-         auto& held = typed ? map_.newMemberG( made )
-                            : *static_cast<Element*>( generic_.newMemberG( Map::type, &made ) );
+      if ( !model_.contains( n ) && upTo( 2 ) ) {
+         auto& held = upTo( 2 ) ? map_.newMemberG( made )
+                                : *static_cast<Element*>( generic_.newMemberG( Map::type, &made ) );
          ASSERT_EQ( Traits::content( held ), content );
       } else {
          auto const [held, isNew] = map_.findOrNewMemberG( Traits::key( n ), made );
@@ -143,6 +143,12 @@ protected:
          return;
       case 1: {
          Map const copy( map_ );
+         Map moved( std::move( map_ ) );
+         ASSERT_TRUE( map_.empty() );
+         if ( upTo( 2 ) ) {
+            map_ = std::move( moved );
+            return;
+         }
          marked_.clear(); // marks are no part of a value
          marking_ = false;
          map_ = copy;
