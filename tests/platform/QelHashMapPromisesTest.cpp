@@ -1,8 +1,6 @@
 // What HashMap2018 promises beside being a map: its size, its memory, its references, and that a
 // failure leaves it as it was.
 
-#include <random>
-
 #include <gtest/gtest.h>
 
 #include "Pallo/Pallo.h"
@@ -50,44 +48,6 @@ TEST( HashMapPromises, AnEmptyMapIsTwoWordsAndHasNoMemory ) {
       map.memberDelAll();
       EXPECT_EQ( map.version(), 0U ) << "memory kept after " << size;
       EXPECT_EQ( Pallo::usage().liveBytes, before );
-   }
-}
-
-TEST( HashMapPromises, EverySmallSizeHoldsAndMovesOnlyToGrow ) {
-   std::mt19937 random( 5 );
-   for ( std::uint32_t size = 0; size <= 60; ++size ) {
-      Map map;
-      std::uint32_t moves = 0;
-      for ( std::uint32_t n = 0; n < size; ++n ) {
-         std::uint32_t const version = map.version();
-         Element const* const first = map.lookupNodeG( 0 );
-         fill( map, n + 1 );
-         if ( map.version() == version ) {
-            EXPECT_EQ( map.lookupNodeG( 0 ), first );
-         } else {
-            ++moves;
-         }
-      }
-      EXPECT_LE( moves, 7U ) << size;
-      expectHolds( map, size );
-      // Erased in any order and filled again: nothing moves, since there was room before.
-      std::uint32_t const version = map.version();
-      Element const* const first = map.lookupNodeG( 0 );
-      std::vector<std::uint32_t> order;
-      for ( std::uint32_t n = 1; n < size; ++n ) {
-         order.push_back( n );
-      }
-      for ( int round = 0; round < 20; ++round ) {
-         std::shuffle( order.begin(), order.end(), random );
-         for ( std::uint32_t const n : order ) {
-            ASSERT_TRUE( map.deleteMemberG( n ) );
-         }
-         ASSERT_EQ( map.size(), std::min( size, 1U ) );
-         fill( map, size );
-      }
-      expectHolds( map, size );
-      EXPECT_EQ( map.version(), version );
-      EXPECT_EQ( map.lookupNodeG( 0 ), first );
    }
 }
 
