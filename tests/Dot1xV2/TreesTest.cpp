@@ -1,7 +1,6 @@
 // The trees of status and configuration: what their entities do beyond what every one does.
 
 #include <cstdint>
-#include <limits>
 #include <map>
 #include <memory>
 #include <optional>
@@ -16,7 +15,6 @@
 #include "Dot1xV2/Dot1xStatus.h"
 #include "Pallo/Pallo.h"
 #include "support/AnyValue.h"
-#include "support/LogStream.h"
 
 namespace {
 
@@ -62,23 +60,6 @@ TEST( Factories, MakeParentlessEntitiesFromTheirParameter ) {
    EXPECT_EQ( made( acctRequestProfileFactory( "f" ) ).name(), "f" );
    EXPECT_EQ( made( statusFactory( "g" ) ).name(), "g" );
    EXPECT_EQ( Status::IntfStatusKeyFunktor{}( *intfStatusFactory( port ) ), port );
-}
-
-// Accounting
-
-TEST( AcctSessionState, NeverIsAnInfiniteTimeInTheLog ) {
-   auto const session = acctSessionStateFactory( host ), copy = acctSessionStateFactory( host );
-   auto const& type = Qel::typeRecord( *session );
-   LogStream stream;
-   EXPECT_TRUE(
-      Qel::streamAdapterOnAttribute( { *session, type, 1, stream, nullptr }, 261, nullptr ) );
-   auto const payload = stream.frames().at( 0 ).payload;
-   EXPECT_EQ( payload, ( std::vector<std::uint8_t>{ 0x7F, 0xF0, 0, 0, 0, 0, 0, 0 } ) );
-   copy->nextAcctUpdateTimeIs( Varek::Duration( 30 ) );
-   Qel::NboAttrLog::In in( payload );
-   EXPECT_TRUE( Qel::doHandleAttrDeserialization( { *copy, type, nullptr }, 261, in ) );
-   EXPECT_EQ( copy->nextAcctUpdateTime(),
-              Varek::Duration( std::numeric_limits<double>::infinity() ) );
 }
 
 // Authorization

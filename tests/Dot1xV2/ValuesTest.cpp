@@ -1,18 +1,21 @@
-// The value types of configuration and authorization: what makes them differ from their default,
-// and the size and bytes of what the server sent.
+// The value types: what makes them differ from their default and from each other, the bytes of what
+// the server sent, and the place of a supplicant as text.
 
 #include <concepts>
 #include <cstdint>
-#include <random>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include <gtest/gtest.h>
 
-#include "Dot1xV2/AuthNZLedraTypes.h"
+#include "Dot1xV2/AaaHelperLedraTypes.h"
 #include "Dot1xV2/AuthNZPhase.h"
+#include "Dot1xV2/AuthNZLedraTypes.h"
+#include "Dot1xV2/AuthZStatus.h"
 #include "Dot1xV2/Dot1xRecords.h"
 #include "support/AnyValue.h"
+#include "support/TextCases.h"
 
 namespace {
 
@@ -124,120 +127,122 @@ TEST( GenericConstruction, GivesAValueItsParameter ) {
 
 // What the server sent, in the attribute log
 
-/// A writer that knows nothing of the library's.
-struct Bytes : Octets {
-   void number( std::size_t value, unsigned bytes ) {
-      while ( bytes-- > 0 ) {
-         push_back( static_cast<std::uint8_t>( value >> 8 * bytes ) );
-      }
-   }
-   void text( Varek::String const& value ) {
-      number( value.size(), 4 );
-      insert( end(), value.begin(), value.end() );
-   }
-   template<class All>
-   void texts( All const& all ) {
-      number( all.size(), 4 );
-      for ( auto const& one : all ) {
-         text( one );
-      }
-   }
-   template<class All>
-   void ids( All const& all ) {
-      number( all.size(), 4 );
-      for ( auto const one : all ) {
-         number( one.value(), 2 );
-      }
-   }
-   void vlans( EgressVlanAttributes const& value ) {
-      texts( value.egressVlanNameTagged() );
-      texts( value.egressVlanNameUntagged() );
-      ids( value.egressVlanIdTagged() );
-      ids( value.egressVlanIdUntagged() );
-      number( value.ingressFilters(), 1 );
-   }
-};
-
 template<class T>
-void expectLogged( T const& value, Bytes const& bytes ) {
-   using namespace Qel::NboAttrLog;
-   std::size_t const size = attrLogSize( currentVersion, value );
-   ASSERT_EQ( size, bytes.size() );
-   OutBuffer out;
-   out.outSmReserveMessage( FrameKind::attribute, 1, 259, size );
-   out << value;
-   out.outSmCommitMessage(); // aborts unless the size was exact
-   auto const written = out.bytes().last( size );
-   EXPECT_TRUE( std::equal( written.begin(), written.end(), bytes.begin(), bytes.end() ) );
-   In in( bytes );
+void expectLogged( T const& value, Octets const& bytes ) {
+   Octets written( attrLogSize( Qel::NboAttrLog::currentVersion, value ) );
+   EXPECT_EQ( Qel::Wire<T>::put( written.data(), value ), written.data() + written.size() );
+   EXPECT_EQ( written, bytes );
+   Qel::NboAttrLog::In in( bytes );
    EXPECT_EQ( T( in ), value );
-   EXPECT_EQ( in.left(), 0U );
 }
 
-TEST( ServerAttributesLog, IsOfTheSizeOfItsPartsAndInTheirOrder ) {
-   std::mt19937 random( 11 );
-   auto const below = [&]( unsigned end ) { return static_cast<unsigned>( random() % end ); };
-   auto const name = [&] {
-      Varek::String made;
-      for ( unsigned length = below( 4 ) * below( 30 ); length > 0; --length ) {
-         made += static_cast<char>( below( 256 ) );
-      }
-      return made;
-   };
-   auto const vlan = [&] {
-      return Bridging::VlanId( static_cast<std::uint16_t>( below( 65536 ) ) );
-   };
-   for ( int round = 0; round < 500; ++round ) {
-      EgressVlanAttributes vlans( below( 2 ) == 0 );
-      for ( unsigned n = below( 4 ) * below( 4 ); n > 0; --n ) {
-         vlans.egressVlanNameTaggedPush( name() );
-      }
-      for ( unsigned n = below( 4 ); n > 0; --n ) {
-         vlans.egressVlanNameUntaggedPush( name() );
-      }
-      for ( unsigned n = below( 40 ); n > 0; --n ) {
-         vlans.egressVlanIdTaggedPush( vlan() );
-      }
-      for ( unsigned n = below( 3 ); n > 0; --n ) {
-         vlans.egressVlanIdUntaggedPush( vlan() );
-      }
-      Bytes bytes;
-      bytes.vlans( vlans );
-      expectLogged( vlans, bytes );
+TEST( ServerAttributesLog, HasThePartsInTheirOrder ) {
+   EgressVlanAttributes vlans( true );
+   vlans.egressVlanNameTaggedPush( "ab" );
+   vlans.egressVlanNameTaggedPush( "" );
+   vlans.egressVlanNameUntaggedPush( "c" );
+   vlans.egressVlanIdTaggedPush( Bridging::VlanId( 0x102 ) );
+   vlans.egressVlanIdUntaggedPush( Bridging::VlanId( 3 ) );
+   vlans.egressVlanIdUntaggedPush( Bridging::VlanId( 4 ) );
+   Octets const bytes{ 0, 0, 0, 2,   0, 0, 0, 2, 'a', 'b', 0, 0, 0, 0, 0, 0, 0, 1, 0,
+                       0, 0, 1, 'c', 0, 0, 0, 1, 1,   2,   0, 0, 0, 2, 0, 3, 0, 4, 1 };
+   expectLogged( vlans, bytes );
+   AuthZAttrs attrs;
+   expectLogged( attrs, { 0, 0, 0, 0, 0, 0 } );
+   attrs.identityIs( Varek::String() );
+   attrs.filterIdIs( Varek::String( "f" ) );
+   attrs.intfProfileIs( Varek::String( "i" ) );
+   expectLogged( attrs, { 1, 0, 0, 0, 0, 0, 1, 0, 0, 0, 1, 'f', 0, 1, 0, 0, 0, 1, 'i', 0 } );
+   attrs = AuthZAttrs();
+   attrs.egressVlanIs( vlans );
+   Octets within{ 0, 0, 0, 0, 0, 1 };
+   within.insert( within.end(), bytes.begin(), bytes.end() );
+   expectLogged( attrs, within );
+}
 
-      AuthZAttrs attrs;
-      Bytes all;
-      for ( auto const set :
-            { &AuthZAttrs::identityIs, &AuthZAttrs::vlanIdIs, &AuthZAttrs::filterIdIs,
-              &AuthZAttrs::nasFilterRuleIs, &AuthZAttrs::intfProfileIs } ) {
-         Varek::String const text = name();
-         bool const here = below( 2 ) == 0;
-         all.number( here, 1 );
-         if ( here ) {
-            ( attrs.*set )( text );
-            all.text( text );
-         }
-      }
-      bool const withVlans = below( 2 ) == 0;
-      all.number( withVlans, 1 );
-      if ( withVlans ) {
-         attrs.egressVlanIs( vlans );
-         all.vlans( vlans );
-      }
-      expectLogged( attrs, all );
+TEST( ServerAttributesLog, RefusesWhatNoWriterWrites ) {
+   using namespace Qel::NboAttrLog;
+   auto const read = []<class T>( std::type_identity<T>, Octets const& bytes ) {
+      In in( bytes );
+      return valueOf<T>( in );
+   };
+   Octets bytes( 17 );
+   bytes.back() = 2;
+   EXPECT_THROW( read( std::type_identity<EgressVlanAttributes>(), bytes ), AttrLogError )
+      << "a boolean";
+   bytes[3] = 4; // texts of four bytes at least, while thirteen are left
+   EXPECT_THROW( read( std::type_identity<EgressVlanAttributes>(), bytes ), AttrLogLengthError );
+   using Prefix = std::type_identity<Lumo::IpGenPrefix>;
+   EXPECT_EQ( read( Prefix(), { 4, 8, 10, 0, 0, 0 } ), Lumo::IpGenPrefix( "10.0.0.0/8" ) );
+   for ( Octets const& wrong :
+         { Octets{ 4, 8, 10, 1, 0, 0 }, { 4, 33, 10, 0, 0, 0 }, { 5, 8, 10, 0, 0, 0 } } ) {
+      EXPECT_THROW( read( Prefix(), wrong ), AttrLogError );
    }
-   EXPECT_EQ( attrLogSize( Qel::NboAttrLog::currentVersion, EgressVlanAttributes( true ) ), 17U );
-   EXPECT_EQ( attrLogSize( Qel::NboAttrLog::currentVersion, AuthZAttrs() ), 6U );
 }
 
-TEST( EgressVlanAttributes, EachSequenceCountsByItself ) {
+// Sequences
+
+TEST( Sequences, CountAndCompareEachByItself ) {
    EgressVlanAttributes tagged( false ), untagged( false );
    tagged.egressVlanIdTaggedPush( Bridging::VlanId( 10 ) );
    untagged.egressVlanIdUntaggedPush( Bridging::VlanId( 10 ) );
    EXPECT_NE( tagged, untagged );
-   using Vlans = EgressVlanAttributes;
-   EXPECT_EQ( Vlans::QelegressVlanNameTaggedTag::tracker.tag(), "VE_EgressVlanNameTagged" );
-   EXPECT_EQ( Vlans::QelegressVlanIdUntaggedTag::tracker.tag(), "VE_EgressVlanIdUntagged" );
+   EXPECT_EQ( EgressVlanAttributes::QelegressVlanNameTaggedTag::tracker.tag(),
+              "VE_EgressVlanNameTagged" );
+   auto const& tracker = AaaAttribute::QelattrValueTag::tracker;
+   EXPECT_EQ( tracker.tag(), "VE_AttrValue" );
+   std::size_t const elements = tracker.liveElements(), bytes = tracker.liveBytes();
+   {
+      AaaAttribute value;
+      EXPECT_EQ( tracker.liveElements(), elements );
+      value.attrValuePush( 1U );
+      value.attrValuePush( 2U );
+      AaaAttribute const copy( value ), moved( std::move( value ) );
+      EXPECT_GE( tracker.liveElements(), elements + 4 );
+      EXPECT_EQ( tracker.liveBytes() - bytes,
+                 ( tracker.liveElements() - elements ) * sizeof( RadiusPktParserBase::AttrValue ) );
+   }
+   EXPECT_EQ( tracker.liveElements(), elements );
+   EXPECT_EQ( tracker.liveBytes(), bytes );
+}
+
+TEST( Sequences, AreEqualWithTheSameValuesInTheSameOrderOnly ) {
+   using RadiusPktParserBase::AttrValue;
+   auto const with = []( RadiusPktParserBase::Attribute attribute,
+                         std::initializer_list<AttrValue> values ) {
+      AaaAttribute made( attribute );
+      for ( AttrValue const& value : values ) {
+         made.attrValuePush( value );
+      }
+      return made;
+   };
+   AaaAttribute const reference = with( { 0, 1 }, { 1U, 2U } );
+   EXPECT_EQ( reference, with( { 0, 1 }, { 1U, 2U } ) );
+   for ( AaaAttribute const& other :
+         { with( { 0, 1 }, { 2U, 1U } ), with( { 0, 1 }, { 1U } ), with( { 0, 1 }, { 1U, 2U, 2U } ),
+           with( { 0, 2 }, { 1U, 2U } ), with( { 9, 1 }, { 1U, 2U } ),
+           with( { 0, 1 }, { std::uint64_t{ 1 }, 2U } ) } ) {
+      EXPECT_NE( reference, other );
+   }
+}
+
+// The place of a supplicant
+
+TEST( SupplicantPlace, IsReadInEveryNotationOfItsPartsAndRefusedWhereItIsWrong ) {
+   expectTexts<SupplicantPlace>( { "00:00:5e:00:53:01@Ethernet3/1",
+                                   "0000.5E00.5301@eth0.100 -> 00:00:5e:00:53:01@eth0.100",
+                                   "00:00:00:00:00:00@" } );
+   expectRefused<SupplicantPlace>(
+      "a MAC address",
+      { "^", "^@Ethernet3/1", "00:00:5e:00:53^@Ethernet3/1", "00:00:5e:00:53:01^ Ethernet3/1",
+        "00:00:5e:00:53:01^ @Ethernet3/1", "^Vlan1@00:00:5e:00:53:01" } );
+   expectRefused<SupplicantPlace>( "\"@\"", { "00:00:5e:00:53:01^" } );
+   expectRefused<SupplicantPlace>( "", { "00:00:5e:00:53:01@^ Ethernet3/1",
+                                         "00:00:5e:00:53:01@Ethernet3/1^@",
+                                         "00:00:5e:00:53:01@Ethernet^03/1" } );
+   expectOrdered<SupplicantPlace>( { "ffffffffffff@", "000000000001@Ethernet2",
+                                     "000000000002@Ethernet2", "000000000001@Ethernet10",
+                                     "000000000000@Vlan1" } );
 }
 
 } // namespace

@@ -16,7 +16,8 @@ import shutil
 import subprocess
 import sys
 
-DATA_MODEL = "tests/Dot1xV2/DataModelTest.cpp"
+MODEL_TEST = "tests/Dot1xV2/DataModelTest.cpp"
+DATA_MODEL = "tests/Dot1xV2/data-model.txt"
 
 
 def blocks(page, language):
@@ -35,7 +36,7 @@ def apply(block, work):
             sys.exit(f"{path.name} has this {text.count(before)} times, and not once:\n{before}")
         text = text.replace(before, after)
     path.write_text(text)
-    return path.with_suffix(".cpp")
+    return path.with_suffix(".cpp") if path.suffix == ".h" else path
 
 
 def run(*command):
@@ -50,25 +51,26 @@ def main(source, work, objects, libraries, compiler):
     shutil.rmtree(work, ignore_errors=True)
     shutil.copytree(source / "Dot1xV2", work / "Dot1xV2")
     (work / DATA_MODEL).parent.mkdir(parents=True)
-    shutil.copy(source / DATA_MODEL, work / DATA_MODEL)
-    changed = {apply(block, work) for block in blocks(page, "diff")}
+    for name in (MODEL_TEST, DATA_MODEL):
+        shutil.copy(source / name, work / name)
+    changed = {apply(block, work) for block in blocks(page, "diff")} - {work / DATA_MODEL}
     (program,), (printed,) = blocks(page, "cpp"), blocks(page, "text")
     (work / "main.cpp").write_text(program)
 
     include = [f"-I{work}", f"-I{source}", f"-I{source}/platform", f"-I{source}/tests"]
-    compile_one = [*compiler, "-std=c++20", "-O0", *include, "-c"]
-    sources = [*changed, work / "main.cpp"]
+    model = f'-DDATA_MODEL="{work / DATA_MODEL}"'
+    compile_one = [*compiler, "-std=c++20", "-O0", *include, model, "-c"]
+    sources = [*changed, work / MODEL_TEST, work / "main.cpp"]
     with concurrent.futures.ThreadPoolExecutor(2) as pool:
         list(pool.map(lambda one: run(*compile_one, one, "-o", one.with_suffix(".o")), sources))
 
-    model = (work / DATA_MODEL).with_suffix(".o")
     types = [one.with_suffix(".o") for one in changed if one.parent == work / "Dot1xV2"]
     names = {one.name for one in types}
     types += [one for one in objects if one.name.replace(".cpp.", ".") not in names]
     places = [f"-Wl,-rpath,{one.parent}" for one in libraries]
     for name, parts, more in (
         ("main", [work / "main.o"], []),
-        ("model", [model], ["-lgtest_main", "-lgtest", "-pthread"]),
+        ("model", [(work / MODEL_TEST).with_suffix(".o")], ["-lgtest_main", "-lgtest", "-pthread"]),
     ):
         run(*compiler, *parts, *types, *libraries, *places, *more, "-o", work / name)
     run(work / "model")

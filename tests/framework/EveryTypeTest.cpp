@@ -2,15 +2,16 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <memory>
-#include <set>
+#include <string>
 
 #include <gtest/gtest.h>
 
 #include "Dot1xV2/AaaHelperLedraTypes.h"
 #include "Dot1xV2/AuthNZPhase.h"
 #include "Qel/HashHelper.h"
+#include "framework/Untyped.h"
 #include "support/AnyValue.h"
+#include "support/Contains.h"
 #include "support/TestModule.h"
 
 namespace {
@@ -27,64 +28,46 @@ void expectRegular( AtomicFnTable const& type ) {
    type.assign( other.data(), copy.data() );
    type.assign( other.data(), other.data() );
    EXPECT_TRUE( type.equal( other.data(), first.data() ) );
-   if ( type.hashable ) {
+   try {
       EXPECT_EQ( type.hash( first.data() ), type.hash( other.data() ) );
-   } else {
-      EXPECT_THROW( type.hash( first.data() ), Varek::NonHashableType );
-   }
-   if ( type.inspectEncodeToString ) {
-      EXPECT_EQ( type.encode( first.data() ), type.encode( copy.data() ) );
-   }
-}
-
-/// All that the records can read of an object that is new.
-void expectReadable( Qel::TypeRecord const& type, void const* object ) {
-   for ( Qel::AttributeRecord const& one : type.attributes ) {
-      SCOPED_TRACE( one.name );
-      if ( one.read && !one.child ) {
-         AnyValue const copy( *one.value, one.read( object ) );
-         EXPECT_TRUE( one.value->equal( one.read( object ), copy.data() ) );
-         if ( one.defaultText ) {
-            EXPECT_EQ( one.value->encode( one.read( object ) ), one.defaultText() );
-         }
-      } else if ( one.child ) {
-         if ( Qel::Entity const* const child = one.child( object ) ) {
-            EXPECT_EQ( child->typeData(), one.childType() );
-            EXPECT_EQ( child->parent(), static_cast<Qel::Entity const*>( object ) );
-         }
-      } else if ( one.compute ) {
-         AnyValue const first( *one.value ), again( *one.value );
-         auto const key = one.key ? std::make_unique<AnyValue>( *one.key ) : nullptr;
-         for ( AnyValue const* const value : { &first, &again, &again } ) { // nothing is added
-            EXPECT_TRUE( one.compute( object, key ? key->data() : nullptr, value->data() ) );
-         }
-         EXPECT_TRUE( one.value->equal( first.data(), again.data() ) );
-      } else {
-         // Elements that are there without having been made are those of an array.
-         std::uint32_t count = 0;
-         AnyValue const blank( *one.iterator->object ), element( *one.iterator->object );
-         void* const at = one.iterate( object, nullptr );
-         for ( ; one.iterator->iterNonnull( at ); one.iterator->iterInc( at ), ++count ) {
-            one.iterator->iterObj( at, element.data() );
-            EXPECT_TRUE( one.iterator->object->equal( element.data(), blank.data() ) );
-         }
-         one.iterator->iterDel( at );
-         EXPECT_EQ( one.size( object ), count );
-         EXPECT_EQ( count != 0, one.kind == Qel::AttributeKind::array );
+      EXPECT_TRUE( type.hashable );
+   } catch ( Varek::NonHashableType const& error ) {
+      EXPECT_FALSE( type.hashable );
+      if ( auto const* const known = type.registered() ) {
+         EXPECT_TRUE( contains( error.what(), known->name ) );
+         EXPECT_EQ( error.module(), Qel::typeRecord( *known ).module->name );
+         EXPECT_EQ( error.index(), known->index );
       }
    }
 }
 
-void expectHashOrItsRefusal( Qel::TypeRecord const& type ) {
-   AnyValue const value( *type.functions );
-   try {
-      type.functions->hash( value.data() );
-      EXPECT_TRUE( type.hashable );
-   } catch ( Varek::NonHashableType const& error ) {
-      EXPECT_FALSE( type.hashable );
-      EXPECT_NE( std::string_view( error.what() ).find( type.name ), std::string::npos );
-      EXPECT_EQ( error.module(), type.module->name );
-      EXPECT_EQ( error.index(), type.index );
+/// An object that is new, as the records tell it: defaults, children, and elements of arrays alone.
+void expectFresh( Qel::TypeRecord const& type, void const* object ) {
+   for ( Qel::AttributeRecord const& one : type.attributes ) {
+      SCOPED_TRACE( one.name );
+      if ( one.child ) {
+         if ( Qel::Entity const* const child = one.child( object ) ) {
+            EXPECT_EQ( child->typeData(), one.childType() );
+            EXPECT_EQ( child->parent(), static_cast<Qel::Entity const*>( object ) );
+         }
+      } else if ( one.read && one.defaultText ) {
+         EXPECT_EQ( one.value->encode( one.read( object ) ), one.defaultText() );
+      } else if ( one.compute ) {
+         AnyValue const first( *one.value ), again( *one.value ),
+            key( one.key ? *one.key : *one.value );
+         for ( AnyValue const* const value : { &first, &again, &again } ) { // nothing is added
+            EXPECT_TRUE( one.compute( object, key.data(), value->data() ) );
+         }
+         EXPECT_EQ( first, again );
+      } else if ( one.iterate ) {
+         std::uint32_t count = 0;
+         AnyValue const blank( *one.iterator->object );
+         for ( Qel::UntypedElements at( one, object ); at; at.next(), ++count ) {
+            EXPECT_TRUE( at.objectTable().equal( at.object(), blank.data() ) );
+         }
+         EXPECT_EQ( one.size( object ), count );
+         EXPECT_EQ( count != 0, one.kind == Qel::AttributeKind::array );
+      }
    }
 }
 
@@ -104,40 +87,21 @@ protected:
    Qel::TypeRecord const& type_ = *GetParam();
 };
 
-TEST_P( EveryType, IsFoundByItsNames ) {
+TEST_P( EveryType, IsFoundByItsNameAndItsAttributesByIdAndName ) {
    EXPECT_EQ( ModuleInspectData::find( type_.module->name ), type_.module );
    EXPECT_EQ( ModuleInspectData::findType( type_.name ), &type_ );
    EXPECT_EQ( type_.module->types[type_.index], &type_ );
-   EXPECT_FALSE( type_.unqualifiedName().empty() );
-   EXPECT_EQ( type_.unqualifiedName().find( ':' ), std::string::npos );
-   EXPECT_LT( type_.unqualifiedName().size(), type_.name.size() );
-}
-
-TEST_P( EveryType, HasDenseAttributesThatAreFoundByIdAndName ) {
+   EXPECT_TRUE( type_.name.ends_with( "::" + std::string( type_.unqualifiedName() ) ) );
    std::uint16_t next = type_.kind == Varek::TypeKind::entity ? 258 : 2;
-   std::set<std::string_view> names;
    for ( Qel::AttributeRecord const& one : type_.attributes ) {
       SCOPED_TRACE( one.name );
       bool const isName = &one == &type_.attributes.front() && one.name == "nameString";
       EXPECT_EQ( one.id, isName ? Varek::nameStringId : Varek::FieldId( next ) );
       EXPECT_EQ( type_.attribute( one.id ), &one );
       EXPECT_EQ( type_.attribute( one.name ), &one );
-      EXPECT_FALSE( one.name.empty() );
-      EXPECT_TRUE( names.insert( one.name ).second );
-      EXPECT_FALSE( one.typeName().empty() );
       EXPECT_NE( one.value != nullptr, one.childType != nullptr );
-      EXPECT_EQ( one.iterate != nullptr, one.size != nullptr );
-      EXPECT_EQ( one.iterate != nullptr, one.iterator != nullptr );
-      EXPECT_EQ( ( one.iterate != nullptr ) + ( one.read != nullptr ) + ( one.compute != nullptr ),
-                 1 );
-      EXPECT_EQ( one.child != nullptr, one.kind == Qel::AttributeKind::child );
       EXPECT_EQ( one.onWire, !one.compute && ( one.kind != Qel::AttributeKind::parameter ||
                                                type_.kind != Varek::TypeKind::entity ) );
-      EXPECT_FALSE( one.computedEntity && !one.compute );
-      if ( one.compute && one.key ) {
-         EXPECT_NE( one.key->inspectDecodeFromString, nullptr ) << "nobody can type its key";
-      }
-      EXPECT_FALSE( one.salted && !one.key->hashable );
       EXPECT_NE( stringValue( one.kind ), "unknown" );
       for ( AtomicFnTable const* const part : { one.value, one.key } ) {
          if ( part ) {
@@ -163,7 +127,7 @@ TEST_P( EveryType, IsMadeCopiedComparedAndHashedThroughItsRecord ) {
       EXPECT_EQ( made->parent(), nullptr );
       EXPECT_EQ( made->references(), 1U );
       EXPECT_TRUE( made->initial() );
-      expectReadable( type_, made.get() );
+      expectFresh( type_, made.get() );
       EXPECT_EQ( type_.allocations->liveObjects(), live + 1 );
       EXPECT_EQ( type_.allocations->liveBytes(), ( live + 1 ) * type_.size );
       AnyValue const other( Varek::Inspect::InspectAtomicFnTable<int>::table );
@@ -181,30 +145,12 @@ TEST_P( EveryType, IsMadeCopiedComparedAndHashedThroughItsRecord ) {
       EXPECT_EQ( type_.functions->size, type_.size );
       EXPECT_EQ( type_.functions->hashable, type_.hashable );
       expectRegular( *type_.functions );
-      expectHashOrItsRefusal( type_ );
-      expectReadable( type_, AnyValue( *type_.functions ).data() );
+      expectFresh( type_, AnyValue( *type_.functions ).data() );
       EXPECT_THROW( Qel::genericIfConstructFromCtorArgs( type_, {} ), Varek::NewEntityArguments );
    }
 }
 
-TEST_P( EveryType, HasEnumeratorsInOrderIfItIsAnEnumeration ) {
-   bool const isEnum =
-      type_.kind == Varek::TypeKind::enum8 || type_.kind == Varek::TypeKind::enum32;
-   EXPECT_NE( type_.enumerators.empty(), isEnum );
-   for ( std::size_t i = 0; i < type_.enumerators.size(); ++i ) {
-      EXPECT_FALSE( type_.enumerators[i].name.empty() );
-      if ( i > 0 ) {
-         EXPECT_LT( type_.enumerators[i - 1].value, type_.enumerators[i].value );
-      }
-   }
-   if ( isEnum ) {
-      EXPECT_EQ( type_.size, type_.kind == Varek::TypeKind::enum8 ? 1U : 4U );
-   }
-}
-
-INSTANTIATE_TEST_SUITE_P( Registered, EveryType,
-                          testing::ValuesIn( registeredTypes( []( auto& ) { return true; } ) ),
-                          registeredTypeName );
+INSTANTIATE_TEST_SUITE_P( Registered, EveryType, everyType(), registeredTypeName );
 
 TEST( Hashing, OfTheValueTypesOnlyAPhaseHasAHashThatOfItsOneOctet ) {
    for ( Qel::TypeRecord const* const type : registeredTypes( []( auto& one ) {

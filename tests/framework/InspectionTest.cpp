@@ -41,9 +41,8 @@ protected:
    bool const isEntity_ = type_.kind == Varek::TypeKind::entity;
    RandomValues random_{ 23 };
 
-   /// A new object, with parameters that are not the default, and a count of its changes if it is
-   /// observed.
-   void objectIs( bool observed = true ) {
+   /// A new object, with parameters that are not the default, and a count of its changes.
+   void objectIs() {
       subscription_ = {};
       changes_ = 0;
       parameters_ = defaultParameters( type_ );
@@ -55,12 +54,12 @@ protected:
          return;
       }
       entity_ = newEntity( type_, parameters_ );
-      if ( !observed ) {
-         return;
-      }
       subscription_ = entity_->subscribe( [this]( Varek::Change const& change ) {
          ++changes_;
          changed_ = change.id();
+         if ( auto const& one = *type_.attribute( changed_ ); one.kind == AttributeKind::plain ) {
+            old_ = std::make_unique<AnyValue>( *one.value, change.oldData() );
+         }
       } );
    }
    std::uint32_t operation( std::uint32_t code, FieldId id, InspectArguments& arguments ) {
@@ -109,9 +108,7 @@ protected:
    void tryPlain( AttributeRecord const& );
    void tryChild( AttributeRecord const& );
    void trySequence( AttributeRecord const& );
-   void tryArray( AttributeRecord const& );
    void tryKeyed( AttributeRecord const& );
-   void tryClearAll( AttributeRecord const&, Held& value, AnyValue const& key );
 
    std::unique_ptr<AnyValue> value_;
    Varek::Ptr<Qel::Entity> entity_;
@@ -119,6 +116,7 @@ protected:
    Varek::Subscription subscription_;
    int changes_ = 0;
    FieldId changed_;
+   std::unique_ptr<AnyValue> old_; // of a plain attribute
    InspectArguments arguments_;
 };
 
@@ -150,13 +148,15 @@ void EveryObject::tryFixed( AttributeRecord const& attribute, AnyValue const* pa
 }
 
 void EveryObject::tryPlain( AttributeRecord const& attribute ) {
-   Held value( attribute ), read( attribute );
+   Held value( attribute ), read( attribute ), first( attribute );
    ASSERT_EQ( operation( Op::read, attribute, value.data() ), Result::done );
+   operation( Op::read, attribute, first.data() );
    expectRefused( attribute, { Op::read, Op::write } );
    expectRefused( attribute, { Op::remove, Op::iterate, Op::size, Op::removeAll, Op::append },
                   value.data() );
    writeAnother( attribute, value );
    expectChanges( 1, attribute );
+   EXPECT_TRUE( !isEntity_ || *old_ == *first.any );
    EXPECT_EQ( operation( Op::write, attribute, value.data() ), Result::done ); // the same again
    expectChanges( 1, attribute );
    EXPECT_EQ( operation( Op::read, attribute, read.data() ), Result::done );
@@ -210,8 +210,13 @@ void EveryObject::trySequence( AttributeRecord const& attribute ) {
    EXPECT_EQ( operation( Op::append, attribute ), Result::notAllowed );
    expectSize( attribute, 1 );
    EXPECT_EQ( operation( Op::write, attribute, other.data(), &first ), Result::done );
-   EXPECT_THROW( operation( Op::write, attribute, other.data(), &beyond ),
-                 Varek::VectorOutOfRange );
+   try {
+      operation( Op::write, attribute, other.data(), &beyond );
+      ADD_FAILURE();
+   } catch ( Varek::VectorOutOfRange const& error ) {
+      EXPECT_EQ( error.index(), 1U );
+      EXPECT_EQ( error.size(), 1U );
+   }
    EXPECT_EQ( operation( Op::read, attribute, read.data(), &first ), Result::done );
    EXPECT_EQ( read, other );
    EXPECT_EQ( operation( Op::removeLast, attribute, value.data() ), Result::done );
@@ -222,89 +227,35 @@ void EveryObject::trySequence( AttributeRecord const& attribute ) {
    expectSize( attribute, 0 );
 }
 
-void EveryObject::tryArray( AttributeRecord const& attribute ) {
-   Held value( attribute ), read( attribute ), blank( attribute );
-   std::uint32_t const index = 1, beyond = 1000;
-   random_.change( *value.any );
-   expectRefused( attribute, { Op::read, Op::write, Op::remove, Op::append, Op::removeLast },
-                  value.data() );
-   for ( int i = 0; i < 2; ++i ) {
-      EXPECT_EQ( operation( Op::write, attribute, value.data(), &index ), Result::done );
-      expectChanges( 1, attribute );
-   }
-   EXPECT_EQ( operation( Op::read, attribute, read.data(), &index ), Result::done );
-   EXPECT_EQ( read, value );
-   EXPECT_EQ( operation( Op::read, attribute, read.data(), &beyond ), Result::done );
-   EXPECT_FALSE( arguments_.found );
-   EXPECT_THROW( operation( Op::write, attribute, value.data(), &beyond ), Varek::RangeError );
-   EXPECT_THROW( operation( Op::remove, attribute, nullptr, &beyond ), Varek::RangeError );
-   EXPECT_EQ( operation( Op::remove, attribute, read.data(), &index ), Result::done );
-   EXPECT_EQ( read, value );
-   EXPECT_EQ( operation( Op::read, attribute, read.data(), &index ), Result::done );
-   EXPECT_EQ( read, blank );
-   expectChanges( 2, attribute );
-   operation( Op::write, attribute, value.data(), &index );
-   EXPECT_EQ( operation( Op::removeAll, attribute ), Result::done );
-   expectChanges( 4, attribute );
-}
-
-/// Everything that has keys: sets, maps, collections, children.
+/// What mutators do there is EveryKeyed's.
 void EveryObject::tryKeyed( AttributeRecord const& attribute ) {
+   bool const isArray = attribute.kind == AttributeKind::array;
    bool const keyInside =
       attribute.kind == AttributeKind::collection ||
       ( attribute.kind == AttributeKind::ordered && attribute.value->registered() );
-   Held value( attribute ), read( attribute );
-   AnyValue key( *attribute.key );
-   random_.change( key );
-   if ( value.any ) {
-      random_.change( *value.any );
-   }
+   Held value( attribute );
+   AnyValue const key( *attribute.key );
    expectRefused( attribute, { Op::write }, keyInside ? nullptr : value.data(),
                   keyInside ? key.data() : nullptr );
    expectRefused( attribute, { Op::read, Op::remove, Op::append, Op::removeLast }, value.data() );
-   for ( int i = 0; i < 2; ++i ) {
-      EXPECT_EQ( operation( Op::write, attribute, value.data(), key.data() ), Result::done );
-      expectChanges( 1, attribute );
+   std::uint32_t const beyond = 1000;
+   void const* const absent = isArray ? &beyond : key.data();
+   EXPECT_EQ( operation( Op::read, attribute, value.data(), absent ), Result::done );
+   EXPECT_FALSE( arguments_.found );
+   if ( isArray ) {
+      EXPECT_THROW( operation( Op::write, attribute, value.data(), absent ), Varek::RangeError );
+      EXPECT_THROW( operation( Op::remove, attribute, nullptr, absent ), Varek::RangeError );
+      return;
    }
+   operation( Op::write, attribute, value.data(), key.data() );
    expectSize( attribute, 1 );
    ASSERT_EQ( operation( Op::iterate, attribute ), Result::done );
-   ASSERT_NE( arguments_.iterator, nullptr );
    arguments_.functions->iterKey( arguments_.iterator, key.data() );
-   arguments_.functions->iterInc( arguments_.iterator );
-   EXPECT_FALSE( arguments_.functions->iterNonnull( arguments_.iterator ) );
    arguments_.functions->iterDel( arguments_.iterator );
-   if ( attribute.kind == AttributeKind::set ) {
-      attribute.value->assign( value.data(), key.data() );
-   }
-   ASSERT_EQ( operation( Op::read, attribute, read.data(), key.data() ), Result::done );
+   EXPECT_EQ( operation( Op::read, attribute, value.data(), key.data() ), Result::done );
    EXPECT_TRUE( arguments_.found );
-   EXPECT_EQ( read, value );
-   for ( bool const found : { true, false } ) {
-      EXPECT_EQ( operation( Op::remove, attribute, found ? read.data() : nullptr, key.data() ),
-                 Result::done );
-      EXPECT_EQ( arguments_.found, found );
-      expectChanges( 2, attribute );
-   }
-   EXPECT_EQ( read, value );
-   EXPECT_EQ( operation( Op::read, attribute, read.data(), key.data() ), Result::done );
-   EXPECT_FALSE( arguments_.found );
-   tryClearAll( attribute, value, key );
-}
-
-/// While nothing can ever have observed, it is silent; a member always loses its owner.
-void EveryObject::tryClearAll( AttributeRecord const& attribute, Held& value,
-                               AnyValue const& key ) {
-   for ( bool const observed : { true, false } ) {
-      objectIs( observed );
-      operation( Op::write, attribute, value.data(), key.data() );
-      Varek::Ptr<Qel::Entity> const member = value.child;
-      EXPECT_EQ( member ? member->parent() : nullptr, member ? entity_.get() : nullptr );
-      EXPECT_EQ( operation( Op::removeAll, attribute ), Result::done );
-      EXPECT_EQ( member ? member->parent() : nullptr, nullptr );
-      expectChanges( observed ? 2 : 0, attribute );
-      expectSize( attribute, 0 );
-      EXPECT_EQ( isEntity_ && entity_->initial(), isEntity_ && !observed );
-   }
+   EXPECT_EQ( operation( Op::removeAll, attribute ), Result::done );
+   expectSize( attribute, 0 );
 }
 
 TEST_P( EveryObject, IsReadAndDrivenByTheNumbersOfItsAttributes ) {
@@ -328,9 +279,6 @@ TEST_P( EveryObject, IsReadAndDrivenByTheNumbersOfItsAttributes ) {
          break;
       case AttributeKind::sequence:
          trySequence( one );
-         break;
-      case AttributeKind::array:
-         tryArray( one );
          break;
       default:
          tryKeyed( one );

@@ -1,4 +1,5 @@
-// The declared mutators of plain attributes and of sequences: what they change and publish.
+// Mutators in cases that are easily overlooked: copies that fail, numbers that are none, and values
+// that are given to themselves.
 
 #include <algorithm>
 #include <cmath>
@@ -7,27 +8,12 @@
 
 #include "Dot1xV2/Dot1xStatus.h"
 #include "framework/Assign.h"
-#include "support/ChangeRecorder.h"
 #include "support/TestModule.h"
 #include "support/Tracked.h"
 
 namespace {
 
 using namespace TestModule;
-
-TEST( Mutators, APlainSetPublishesOnceWithTheOldValueAndOnlyARealChange ) {
-   auto const sensor = Sensor::SensorIs( 1U );
-   sensor->levelIs( 6 ); // unobserved
-   EXPECT_EQ( sensor->level(), 6U );
-   ChangeRecorder<int, Varek::String> labels( *sensor );
-   Varek::String const text( 60, 'l' );
-   sensor->labelIs( text );
-   sensor->labelIs( sensor->label() );
-   sensor->labelIs( "" );
-   ASSERT_EQ( labels.told.size(), 2U );
-   EXPECT_EQ( labels.told[0], ( decltype( labels )::Told{ sensor.get(), 260, {}, "" } ) );
-   EXPECT_EQ( labels.told[1], ( decltype( labels )::Told{ sensor.get(), 260, {}, text } ) );
-}
 
 /// A key whose copy fails when a test asks for that.
 struct FragileKey {

@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include "framework/LongLimits.h"
 #include "support/TestModule.h"
 
 namespace {
@@ -13,6 +12,15 @@ namespace {
 using namespace TestModule;
 using U32 = std::uint32_t;
 using U64 = std::uint64_t;
+
+/// With text that is too long to lie inside a string object.
+Limits limits( U32 number, U32 users ) {
+   Limits made( number );
+   for ( U32 i = 0; i < users; ++i ) {
+      made.userIs( Varek::String( 100, 'x' ) + std::to_string( i ) );
+   }
+   return made;
+}
 
 TEST( OrderedForms, AReplacedValueKeepsItsNodeWhichOutlivesItsRemoval ) {
    auto const depot = Depot::DepotIs( "d" );

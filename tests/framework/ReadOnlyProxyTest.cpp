@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "framework/Assign.h"
+#include "framework/Whole.h"
 #include "support/AnyValue.h"
 #include "support/Trees.h"
 
@@ -14,13 +14,9 @@ namespace {
 
 class ReadOnlyProxy : public testing::TestWithParam<Qel::TypeRecord const*> {};
 
-Varek::Ptr<Qel::Entity> made( Qel::TypeRecord const& type ) {
-   return newEntity( type, defaultParameters( type ) );
-}
-
 // The same change of an equal tree that is no proxy tells whether there was one to refuse.
 TEST_P( ReadOnlyProxy, RefusesWhatWouldChangeItAndNothingElse ) {
-   auto const proxy = made( *GetParam() );
+   auto const proxy = freshEntity( *GetParam() );
    unsigned told = 0, refused = 0, equal = 0;
    Varek::Subscription observed;
    std::mt19937 random( 1 );
@@ -29,8 +25,7 @@ TEST_P( ReadOnlyProxy, RefusesWhatWouldChangeItAndNothingElse ) {
       if ( round == 40 ) {             // from here on they are all observed
          observed = proxy->subscribe( [&]( auto& ) { ++told; }, Varek::Scope::subtree );
       }
-      auto const twin = made( *GetParam() );
-      Qel::assignEntity( *twin, *proxy );
+      auto const twin = Qel::cloneEntity( *proxy );
       Trees::Lines const before = Trees::linesOf( *proxy );
       proxy->qelReadOnlyProxyIs( true );
       told = 0;
@@ -56,11 +51,7 @@ TEST_P( ReadOnlyProxy, RefusesWhatWouldChangeItAndNothingElse ) {
    observed.reset();
    EXPECT_FALSE( proxy->initial() );
 }
-INSTANTIATE_TEST_SUITE_P( Registered, ReadOnlyProxy,
-                          testing::ValuesIn( registeredTypes( []( auto& one ) {
-                             return one.kind == Varek::TypeKind::entity;
-                          } ) ),
-                          registeredTypeName );
+INSTANTIATE_TEST_SUITE_P( Registered, ReadOnlyProxy, everyEntityType(), registeredTypeName );
 
 TEST( ReadOnlyProxies, AreWholeTreesAndAreLeftByWhatIsTakenOut ) {
    auto const yard = Yard::YardIs();
@@ -75,6 +66,13 @@ TEST( ReadOnlyProxies, AreWholeTreesAndAreLeftByWhatIsTakenOut ) {
       EXPECT_TRUE( one->unobserved() );
       EXPECT_FALSE( one->initial() );
    }
+   for ( int observers = 1; observers <= 2; ++observers ) { // one that has been observed stays one
+      std::vector<Varek::Subscription> watching;
+      while ( watching.size() < static_cast<std::size_t>( observers ) ) {
+         watching.push_back( office->subscribe( []( auto& ) {} ) );
+      }
+   }
+   EXPECT_TRUE( office->readOnlyProxy() );
    rack->modeIs( rack->mode() );
    EXPECT_EQ( yard->depotIs( "d" ), depot );
    EXPECT_EQ( depot->annexIs()->rackIs( "r" ), rack );

@@ -1,8 +1,7 @@
 // The string form of values: that it is read back, what may be typed, and what is said of the rest.
 
-#include <cmath>
+#include <array>
 #include <limits>
-#include <set>
 #include <sstream>
 
 #include <gtest/gtest.h>
@@ -13,6 +12,7 @@
 #include "Dot1xV2/AuthZStatus.h"
 #include "Dot1xV2/Dot1xStatus.h"
 #include "support/AnyValue.h"
+#include "support/Contains.h"
 #include "support/LastWords.h"
 #include "support/SafeText.h"
 #include "support/TestModule.h"
@@ -21,6 +21,7 @@ namespace {
 
 using namespace Dot1xV2;
 using Varek::Inspect::InspectAtomicFnTable;
+using namespace std::string_view_literals;
 
 template<class T>
 AnyValue::Table const& tableOf() {
@@ -85,18 +86,13 @@ protected:
    }
 };
 
-TEST_P( EveryValueType, IsPrintedReadBackAndHashedOrRefused ) {
+TEST_P( EveryValueType, IsPrintedAndReadBackOrRefused ) {
    for ( int i = 0; i < 200; ++i ) {
       AnyValue const value( table_ );
       random_.fill( value );
       EXPECT_EQ( value.text(), AnyValue( value ).text() );
       EXPECT_EQ( value.text(), value.form() ) << "alike alone and inside of others";
       EXPECT_EQ( value.text(), Qel::valueToStrep( type_, value.data() ) );
-      if ( table_.hashable ) {
-         EXPECT_EQ( table_.hash( value.data() ), table_.hash( AnyValue( value ).data() ) );
-      } else {
-         EXPECT_THROW( table_.hash( value.data() ), Varek::NonHashableType );
-      }
       if ( !isReadBack( type_, value ) ) {
          continue;
       }
@@ -147,144 +143,106 @@ TEST_P( EveryValueType, TakesAMutatedTextAsAnotherValueOrNotAtAll ) {
    }
 }
 
-INSTANTIATE_TEST_SUITE_P( Registered, EveryValueType,
-                          testing::ValuesIn( registeredTypes( []( auto& type ) {
-                             return type.functions != nullptr;
-                          } ) ),
-                          registeredTypeName );
+INSTANTIATE_TEST_SUITE_P( Registered, EveryValueType, everyValueType(), registeredTypeName );
 
 // What values are made of: the form alone, and inside of others.
 
-struct Part {
-   AnyValue::Table const& type;
-   std::string_view form;
-   /// If it differs from the form.
-   std::string_view alone = {};
-   /// What is printed, if it is not the form; more of what may be typed.
-   std::string_view printed = {};
-};
-
-TEST( StrepPart, IsReadAloneAndInsideOfOthers ) {
-   using RadiusId = RadiusPacketParser::RadiusAttributeId::RadiusAttributeIdEnum;
-   using BreviaId = RadiusPacketParser::BreviaVendorSpec::BreviaVendorSpecEnum;
-   using RadiusPktParserBase::AttrValue;
-   using OptionalVlan = std::optional<Bridging::VlanIdOrNone>;
-   using OptionalText = std::optional<Varek::String>;
-   auto const& number = tableOf<Varek::Duration>();
-   auto const& text = tableOf<Varek::String>();
-   for ( Part const& one : {
-            Part{ tableOf<bool>(), "true" },
-            { tableOf<std::uint8_t>(), "255" },
-            { tableOf<std::uint8_t>(), "007", "007", "7" },
-            { tableOf<std::uint64_t>(), "18446744073709551615" },
-            { tableOf<int>(), "-5" },
-            { number, "60" },
-            { number, "0.1" },
-            { number, "5e-324" },
-            { number, "1.7976931348623157e+308" },
-            { number, "-0" },
-            { number, "inf" },
-            { number, "-inf" },
-            { number, "nan" },
-            { number, "6e1", {}, "60" },
-            { number, ".5", {}, "0.5" },
-            { text, R"("")", "" },
-            { text, R"("absent, ( ] ")", "absent, ( ] " },
-            { text, R"("\"\\\n\t\x00\x7f\xff~")", std::string_view( "\"\\\n\t\0\x7f\xff~", 8 ) },
-            { tableOf<Varek::Bytes>(), "0x" },
-            { tableOf<Varek::Bytes>(), "0x00Ff", {}, "0x00ff" },
-            { tableOf<Lumo::EthAddr>(), "00:00:5e:00:53:01" },
-            { tableOf<Lumo::IntfId>(), "Ethernet3/1.100" },
-            { tableOf<Lumo::IntfId>(), "IntfId(0xff00000000000000)" },
-            { tableOf<Bridging::VlanIdOrNone>(), "none" },
-            { tableOf<Lumo::IpGenPrefix>(), "2001:db8::/32" },
-            { tableOf<AttrValue>(), R"("a, b) \" ]")" },
-            { tableOf<AttrValue>(), R"(:1 "x")" },
-            { tableOf<AttrValue>(), "3600u64" },
-            { tableOf<RadiusPktParserBase::Attribute>(), "Vendor-32473-Attribute-1" },
-            { tableOf<RadiusId>(), "Class" },
-            { tableOf<RadiusId>(), "Attribute-200" },
-            { tableOf<BreviaId>(), "Brevia-Acl-Name" },
-            { tableOf<OptionalText>(), "absent" },
-            { tableOf<OptionalText>(), R"("absent")" },
-            { tableOf<OptionalVlan>(), "absent" },
-            { tableOf<OptionalVlan>(), "none" },
-            { tableOf<AcctTermCause>(), "lostCarrier" },
-            { tableOf<AcctTermCause>(), "4294967295" },
-            { tableOf<AcctTermCause>(), "2", {}, "lostCarrier" },
-            { tableOf<TestModule::Mode>(), "200" },
-            { tableOf<SupplicantPlace>(), "00:00:5e:00:53:01@Ethernet3/1" },
-            { tableOf<SupplicantPlace>(), "00:00:00:00:00:00@" },
-         } ) {
-      SCOPED_TRACE( one.form );
-      std::string const printed( one.printed.empty() ? one.form : one.printed );
-      bool const isText = &one.type == &text;
-      AnyValue const alone( one.type ), inside( one.type );
-      one.type.decode( isText ? one.alone : one.form, alone.data() );
-      EXPECT_EQ( alone.form(), printed );
-      EXPECT_EQ( alone.text(), isText ? std::string( one.alone ) : printed );
+/// Forms that are read alone and inside of others, and printed as what is behind " -> ", or as they
+/// are. For text that is what it is alone, without quotes.
+template<class T>
+void expectForms( std::initializer_list<std::string_view> all ) {
+   constexpr bool isText = std::is_same_v<T, Varek::String>;
+   for ( std::string_view const one : all ) {
+      SCOPED_TRACE( one );
+      std::size_t const arrow = one.find( " -> " );
+      std::string const form( one.substr( 0, arrow ) );
+      std::string const alone( arrow == one.npos ? one : one.substr( arrow + 4 ) );
+      AnyValue const value( tableOf<T>() ), inside( tableOf<T>() );
+      value.type().decode( isText ? alone : form, value.data() );
+      EXPECT_EQ( value.form(), isText ? form : alone );
+      EXPECT_EQ( value.text(), alone );
       for ( char const* const after : { "", " )", ", next: 1", " ]" } ) {
-         std::string const whole = "( " + std::string( one.form ) + after;
-         EXPECT_EQ( one.type.parse( whole, 2, inside.data() ), 2 + one.form.size() ) << whole;
-         EXPECT_EQ( inside.form(), printed );
+         std::string const whole = "( " + form + after;
+         EXPECT_EQ( inside.type().parse( whole, 2, inside.data() ), 2 + form.size() ) << whole;
+         EXPECT_EQ( inside.form(), value.form() );
       }
    }
 }
 
-struct Refused {
-   AnyValue::Table const& type;
-   std::string_view text; ///< From its third character on; what is before is not looked at.
-   std::size_t position;
-   std::string_view expected;
-};
+TEST( StrepPart, IsReadAloneAndInsideOfOthers ) {
+   using RadiusPktParserBase::AttrValue;
+   expectForms<bool>( { "true" } );
+   expectForms<std::uint8_t>( { "255", "007 -> 7" } );
+   expectForms<std::uint64_t>( { "18446744073709551615" } );
+   expectForms<int>( { "-5" } );
+   expectForms<Varek::Duration>( { "60", "0.1", "5e-324", "1.7976931348623157e+308", "-0", "inf",
+                                   "-inf", "nan", "6e1 -> 60", ".5 -> 0.5" } );
+   expectForms<Varek::String>( { R"("" -> )", R"("absent, ( ] " -> absent, ( ] )",
+                                 "\"\\\"\\\\\\n\\t\\x00\\x7f\\xff~\" -> \"\\\n\t\0\x7f\xff~"sv } );
+   expectForms<Varek::Bytes>( { "0x", "0x00Ff -> 0x00ff" } );
+   expectForms<Lumo::EthAddr>( { "00:00:5e:00:53:01" } );
+   expectForms<Lumo::IntfId>( { "Ethernet3/1.100", "IntfId(0xff00000000000000)" } );
+   expectForms<Bridging::VlanIdOrNone>( { "none" } );
+   expectForms<Lumo::IpGenPrefix>( { "2001:db8::/32" } );
+   expectForms<AttrValue>( { R"("a, b) \" ]")", R"(:1 "x")", "3600u64" } );
+   expectForms<RadiusPktParserBase::Attribute>( { "Vendor-32473-Attribute-1" } );
+   expectForms<RadiusPacketParser::RadiusAttributeId::RadiusAttributeIdEnum>(
+      { "Class", "Attribute-200" } );
+   expectForms<RadiusPacketParser::BreviaVendorSpec::BreviaVendorSpecEnum>( { "Brevia-Acl-Name" } );
+   expectForms<std::optional<Varek::String>>( { "absent", R"("absent")" } );
+   expectForms<std::optional<Bridging::VlanIdOrNone>>( { "absent", "none" } );
+   expectForms<AcctTermCause>( { "lostCarrier", "4294967295", "2 -> lostCarrier" } );
+   expectForms<TestModule::Mode>( { "200" } );
+   expectForms<SupplicantPlace>( { "00:00:5e:00:53:01@Ethernet3/1", "00:00:00:00:00:00@" } );
+}
 
-TEST( StrepPart, IsRefusedWithPositionAndWhatIsAllowed ) {
-   auto const& number = tableOf<Varek::Duration>();
-   auto const& text = tableOf<Varek::String>();
+/// Forms that are refused, at the '^', with words that begin with \p expected.
+template<class T>
+void expectRefusedForms( std::string_view expected, std::initializer_list<std::string_view> all ) {
    RandomValues random( 3 );
-   for ( Refused const& one : {
-            Refused{ tableOf<bool>(), "( True", 2, "true or false" },
-            { tableOf<bool>(), "( truely", 2, "true or false" },
-            { tableOf<bool>(), "( 1", 2, "true or false" },
-            { tableOf<std::uint8_t>(), "( 256", 2, "a number of 0 to 255" },
-            { tableOf<std::uint8_t>(), "( -1", 2, "a number of 0 to 255" },
-            { tableOf<std::uint16_t>(), "( +1", 2, "a number of 0 to 65535" },
-            { tableOf<std::uint64_t>(), "( 18446744073709551616", 2, "a number of 0 to" },
-            { number, "( infinity", 2, "a number, inf, -inf or nan" },
-            { number, "( nan(1)x", 5, "the end" },
-            { number, "( -nan", 2, "a number, inf, -inf or nan" },
-            { number, "( 1e999", 2, "a number" },
-            { number, "( ", 2, "a number" },
-            { text, "( bare", 2, "text in quotes" },
-            { text, "( \"open", 7, "a quote that ends the text" },
-            { text, "( \"open\\\"", 9, "a quote that ends the text" },
-            { text, "( \"\\q\"", 4, "one of" },
-            { text, "( \"\\x4\"", 6, "two hexadecimal digits" },
-            { tableOf<Varek::Bytes>(), "( 0x123", 7, "an even number" },
-            { tableOf<Varek::Bytes>(), "( 123", 2, "0x" },
-            { tableOf<Lumo::EthAddr>(), "( 00:00:5e:00:5g:01", 15, "a MAC address" },
-            { tableOf<std::optional<Varek::String>>(), "( absentee", 2, "text in quotes" },
-            { tableOf<AuthNMethod>(), "( eapolAuthx", 2, "an enumerator of Dot1xV2::AuthNMethod" },
-            { tableOf<AuthNMethod>(), "( 256", 2, "a number of 0 to 255" },
-            { tableOf<AuthNMethod>(), "( ", 2, "an enumerator" },
-            { tableOf<SupplicantPlace>(), "( 00:00:5e:00:53:01@Vlan1x", 25, "the end" },
-         } ) {
-      AnyValue const target( one.type );
+   for ( std::string_view const one : all ) {
+      std::size_t const mark = one.find( '^' );
+      std::string const form =
+         std::string( one.substr( 0, mark ) ).append( one.substr( mark + 1 ) );
+      AnyValue const target( tableOf<T>() );
       random.change( target );
       AnyValue const before( target );
-      if ( &one.type != &text ) { // which alone is without quotes
-         EXPECT_THROW( one.type.decode( one.text.substr( 2 ), target.data() ), Varek::TextError );
+      if constexpr ( !std::is_same_v<T, Varek::String> ) { // which alone is without quotes
+         EXPECT_THROW( target.type().decode( form, target.data() ), Varek::TextError );
          EXPECT_EQ( target, before );
       }
       try {
-         std::size_t const end = one.type.parse( one.text, 2, target.data() );
-         Qel::CharRange( one.text, end ).expectEnd();
-         ADD_FAILURE() << one.text << " was read as " << target.form();
+         std::string const whole = "( " + form;
+         std::size_t const end = target.type().parse( whole, 2, target.data() );
+         Qel::CharRange( whole, end ).expectEnd();
+         ADD_FAILURE() << form << " was read as " << target.form();
       } catch ( Varek::TextError const& error ) {
-         EXPECT_EQ( error.position(), one.position ) << error.what();
-         EXPECT_EQ( error.expected().rfind( one.expected, 0 ), 0U ) << error.what();
+         EXPECT_EQ( error.position(), 2 + mark ) << error.what();
+         EXPECT_TRUE( error.expected().starts_with( expected ) ) << error.what();
       }
    }
+}
+
+TEST( StrepPart, IsRefusedWithPositionAndWhatIsAllowed ) {
+   expectRefusedForms<bool>( "true or false", { "^True", "^truely", "^1" } );
+   expectRefusedForms<std::uint8_t>( "a number of 0 to 255", { "^256", "^-1" } );
+   expectRefusedForms<std::uint16_t>( "a number of 0 to 65535", { "^+1" } );
+   expectRefusedForms<std::uint64_t>( "a number of 0 to", { "^18446744073709551616" } );
+   expectRefusedForms<Varek::Duration>( "a number, inf, -inf or nan",
+                                        { "^infinity", "^-nan", "^1e999", "^" } );
+   expectRefusedForms<Varek::Duration>( "the end", { "nan^(1)x" } );
+   expectRefusedForms<Varek::String>( "text in quotes", { "^bare" } );
+   expectRefusedForms<Varek::String>( "a quote that ends the text", { "\"open^", "\"open\\\"^" } );
+   expectRefusedForms<Varek::String>( "one of", { "\"\\^q\"" } );
+   expectRefusedForms<Varek::String>( "two hexadecimal digits", { "\"\\x4^\"" } );
+   expectRefusedForms<Varek::Bytes>( "an even number", { "0x123^" } );
+   expectRefusedForms<Varek::Bytes>( "0x", { "^123" } );
+   expectRefusedForms<Lumo::EthAddr>( "a MAC address", { "00:00:5e:00:5^g:01" } );
+   expectRefusedForms<std::optional<Varek::String>>( "text in quotes", { "^absentee" } );
+   expectRefusedForms<AuthNMethod>( "an enumerator of Dot1xV2::AuthNMethod",
+                                    { "^eapolAuthx", "^" } );
+   expectRefusedForms<AuthNMethod>( "a number of 0 to 255", { "^256" } );
+   expectRefusedForms<SupplicantPlace>( "the end", { "00:00:5e:00:53:01@Vlan1^x" } );
 }
 
 // Records
@@ -325,31 +283,25 @@ TEST( Strep, IsReadFromWhereTheRangeStandsAndAFailureSaysWhereInTheWholeText ) {
    mode.hostModeIs( HostMode::singleHost );
    std::string const front = "mode = ";
    EXPECT_EQ( IntfHostMode( Qel::CharRange( front + stringValue( mode ), front.size() ) ), mode );
-   struct Case {
-      std::string_view text, at, expected;
-   };
-   for ( Case const& one : {
-            Case{ "Dot1xV2::IntfHostModes( hostMode", "s(", "\"(\"" },
+   for ( auto const& [text, at, expected] : std::initializer_list<std::array<std::string_view, 3>>{
+            { "Dot1xV2::IntfHostModes( hostMode", "s(", "\"(\"" },
             { "Dot1xV2::IntfHostMope( ", "pe(", "\"Dot1xV2::IntfHostMode\"" },
             { "IntfHostMode( ", "IntfHostMode", "\"Dot1xV2::IntfHostMode\"" },
             { "Dot1xV2::IntfHostMode( mbaHostModeCommonEnabled: true )", "mba", "\"hostMode\"" },
             { "Dot1xV2::IntfHostMode( hostMode: bothHosts,", "bothHosts", "an enumerator of" },
             { "Dot1xV2::IntfHostMode( hostMode: multiHost )", ")", "\",\"" },
-            { "Dot1xV2::IntfHostMode( hostMode: multiHost, mbaHostModeCommonEnabled: yes )", "yes",
-              "true or false" },
             { "Dot1xV2::IntfHostMode( hostMode: 1, mbaHostModeCommonEnabled: true, )", ", )",
               "\")\"" },
             { "Dot1xV2::IntfHostMode( hostMode: 1, mbaHostModeCommonEnabled: true )!", "!",
-              "the end" },
-         } ) {
+              "the end" } } ) {
       try {
-         std::string const whole = front + std::string( one.text );
+         std::string const whole = front + std::string( text );
          IntfHostMode( Qel::CharRange( whole, front.size() ) );
-         ADD_FAILURE() << one.text;
+         ADD_FAILURE() << text;
       } catch ( Varek::TextError const& error ) {
-         EXPECT_EQ( error.position(), front.size() + one.text.find( one.at ) ) << error.what();
-         EXPECT_EQ( error.expected().rfind( one.expected, 0 ), 0U ) << error.what();
-         EXPECT_NE( std::string( error.what() ).find( one.text ), std::string::npos );
+         EXPECT_EQ( error.position(), front.size() + text.find( at ) ) << error.what();
+         EXPECT_TRUE( error.expected().starts_with( expected ) ) << error.what();
+         EXPECT_TRUE( contains( error.what(), text ) );
       }
    }
 }
@@ -437,19 +389,6 @@ INSTANTIATE_TEST_SUITE_P( Registered, StrepDeathTest,
                              return type.functions && !Qel::hasStringConstructor( type );
                           } ) ),
                           registeredTypeName );
-
-TEST( Strep, TheTypesWithoutAStringConstructorAreKnown ) {
-   std::set<std::string_view> unreadable;
-   for ( Qel::TypeRecord const* const type : registeredTypes( []( auto& one ) {
-            return one.functions && one.name.starts_with( "Dot1xV2::" ) &&
-                   !Qel::hasStringConstructor( one );
-         } ) ) {
-      unreadable.insert( type->unqualifiedName() );
-   }
-   EXPECT_EQ( unreadable,
-              ( std::set<std::string_view>{ "AaaAttribute", "AuthNOrder", "CachingControl",
-                                            "EgressVlanAttributes", "VlanGroup" } ) );
-}
 
 TEST( StrepMemberDeathTest, OfATypeWithACollectionIsReadNeitherAloneNorIfItIsPresent ) {
    EXPECT_DEATH( read<AaaAttribute>( "User-Name" ), assertionOf( "AaaAttribute" ) );

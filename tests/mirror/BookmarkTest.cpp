@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "mirror/DepotKinds.h"
 #include "mirror/Link.h"
 #include "support/Trees.h"
 
@@ -20,11 +21,7 @@ struct Bookmarks : testing::Test {
       options.outputLimit = 700;
       return options;
    }
-   Varek::Ptr<Depot> depot = Depot::DepotIs( "depot" );
-   Leader leader{ limited() };
-   Follower follower;
-   static std::string text( unsigned i ) { return std::to_string( i ); }
-   void some( Link& link, std::size_t bytes ) {
+   static void some( Link& link, std::size_t bytes ) {
       std::size_t const until = link.fromLeader.size() + bytes;
       for ( unsigned i = 0; i < 1000 && link.fromLeader.size() < until; ++i ) {
          link.leaderTurn();
@@ -33,49 +30,32 @@ struct Bookmarks : testing::Test {
    }
 };
 
-// Values: what was inserted ahead of the walk, sent by it, and is removed before the end marker.
-TEST_F( Bookmarks, AValueThatTheWalkHasSentIsSaidToBeGone ) {
-   for ( unsigned i = 0; i < 600; ++i ) {
-      depot->noteIs( text( i ), "old" );
+// What was inserted ahead of the walk, or while what is left is said by key, and is removed before
+// the end marker: a value, and a child.
+TEST_F( Bookmarks, WhatTheWalkHasSentIsSaidToBeGone ) {
+   for ( auto const& [kind, then] : { std::pair{ noteKind, 4000U }, { rackKind, 6000U } } ) {
+      auto const depot = Depot::DepotIs( "depot" );
+      Leader leader( limited() );
+      Follower follower;
+      for ( std::uint32_t i = 0; i < 600; ++i ) {
+         kind.come( *depot, i, 3 );
+      }
+      leader.rootIs( "depot", depot );
+      Link link( leader, follower );
+      some( link, 17000 );
+      ASSERT_FALSE( link.connection->inGroup() );
+      for ( std::uint32_t i = 600; i < 800; ++i ) {
+         kind.come( *depot, i, 3 );
+      }
+      some( link, then );
+      ASSERT_FALSE( link.connection->inGroup() );
+      for ( std::uint32_t i = 600; i < 800; ++i ) {
+         kind.go( *depot, i );
+      }
+      link.pump();
+      ASSERT_TRUE( link.connection->inGroup() );
+      EXPECT_EQ( difference( *depot, *follower.root( "depot" ) ), "" );
    }
-   leader.rootIs( "depot", depot );
-   Link link( leader, follower );
-   some( link, 17000 );
-   ASSERT_FALSE( link.connection->inGroup() );
-   for ( unsigned i = 600; i < 800; ++i ) {
-      depot->noteIs( text( i ), "new" );
-   }
-   some( link, 4000 );
-   ASSERT_FALSE( link.connection->inGroup() );
-   for ( unsigned i = 600; i < 800; ++i ) {
-      depot->noteDel( text( i ) );
-   }
-   link.pump();
-   ASSERT_TRUE( link.connection->inGroup() );
-   EXPECT_EQ( difference( *depot, *follower.root( "depot" ) ), "" );
-}
-
-// Children: inserted again while those that are left are said by key.
-TEST_F( Bookmarks, AChildThatTheWalkHasSentIsSaidToBeGone ) {
-   auto const plant = depot->annexIs();
-   for ( unsigned i = 0; i < 600; ++i ) {
-      plant->rackIs( text( i ) );
-   }
-   leader.rootIs( "depot", depot );
-   Link link( leader, follower );
-   some( link, 17000 );
-   ASSERT_FALSE( link.connection->inGroup() );
-   for ( unsigned i = 600; i < 800; ++i ) {
-      plant->rackIs( text( i ) );
-   }
-   some( link, 6000 );
-   ASSERT_FALSE( link.connection->inGroup() );
-   for ( unsigned i = 600; i < 800; ++i ) {
-      plant->rackDel( text( i ) );
-   }
-   link.pump();
-   ASSERT_TRUE( link.connection->inGroup() );
-   EXPECT_EQ( difference( *depot, *follower.root( "depot" ) ), "" );
 }
 
 /// Few collections with many keys, in all states of a connection: several followers that fall
@@ -85,96 +65,30 @@ protected:
    std::mt19937 random{ GetParam() };
    unsigned below( unsigned end ) { return static_cast<unsigned>( random() % end ); }
    unsigned keys = 40;
-   bool roots = true;
 
    void change( Depot& depot ) {
-      std::string const key = std::to_string( below( keys ) );
-      bool const in = below( 2 ) != 0;
-      switch ( below( 14 ) ) {
+      DepotKind const& kind = depotKinds[below( std::size( depotKinds ) )];
+      switch ( below( 10 ) ) {
       case 0:
-         if ( in ) {
-            depot.tagIs( key );
-         } else {
-            depot.tagDel( key );
-         }
+         depot.mottoIs( Varek::String( below( 20 ) == 0 ? 900 : 3, 'm' ) );
          return;
       case 1:
-      case 2:
-         if ( in ) {
-            depot.noteIs( key, std::string( below( 60 ), 'x' ) );
-         } else {
-            depot.noteDel( key );
-         }
-         return;
-      case 3:
-         if ( in ) {
-            depot.stockIs( key, Tracked( below( 3 ) ) );
-         } else {
-            depot.stockDel( key );
-         }
-         return;
-      case 4: {
-         Limits l( below( keys ) );
-         if ( in ) {
-            depot.limitsIs( l );
-         } else {
-            depot.limitsDel( below( keys ) );
-         }
-         return;
-      }
-      case 5:
-         if ( in ) {
+         if ( below( 2 ) != 0 ) {
             depot.badgeIs( Tracked( below( 3 ) ) )->scansInc( 1 );
          } else {
             depot.badgeDel();
          }
          return;
-      case 6:
+      case 2:
          if ( below( 30 ) == 0 ) {
+            kind.clear( depot );
+         } else if ( below( 50 ) == 0 ) {
             depot.annexDel();
-         } else if ( below( 40 ) == 0 ) {
-            depot.noteDelAll();
-         } else if ( below( 40 ) == 0 ) {
-            depot.annexIs()->rackDelAll();
-         } else if ( below( 40 ) == 0 ) {
-            depot.tagDelAll();
-         } else if ( below( 40 ) == 0 ) {
-            depot.stockDelAll();
          }
          return;
-      case 7:
-      case 8:
-      case 9: {
-         auto const annex = depot.annexIs();
-         if ( in ) {
-            annex->rackIs( key );
-         } else {
-            annex->rackDel( key );
-         }
-         return;
-      }
-      case 10:
-      case 11: {
-         auto const rack = depot.annexIs()->rackIs( std::to_string( below( 3 ) ) );
-         if ( in ) {
-            rack->sensorIs( below( keys ) )->levelIs( below( 5 ) );
-         } else {
-            rack->sensorDel( below( keys ) );
-         }
-         return;
-      }
-      case 12: {
-         auto const sensor = depot.annexIs()->rackIs( "s" )->sensorIs( below( 3 ) );
-         if ( in ) {
-            sensor->readingIs( Trees::reading( below( keys ), below( 4 ) ) );
-         } else {
-            sensor->readingDel( below( keys ) );
-         }
-         return;
-      }
       default:
-         depot.mottoIs( Varek::String( below( 20 ) == 0 ? 900 : 3, 'm' ) );
-         return;
+         below( 2 ) != 0 ? kind.come( depot, below( keys ), below( 60 ) )
+                         : kind.go( depot, below( keys ) );
       }
    }
 };
@@ -256,7 +170,7 @@ TEST_P( RandomBookmarks, TreesAreEqualWhenTheBytesHaveCome ) {
             }
          }
       }
-      if ( roots && below( 300 ) == 0 ) {
+      if ( below( 300 ) == 0 ) {
          leader.rootDel( "depot" );
          published = false;
          for ( unsigned n = below( 6 ); n-- > 0; ) {

@@ -47,6 +47,20 @@ using namespace TestModule;
 using Mirror::Follower;
 using Mirror::Leader;
 
+/// Lets all come; one that has ended meanwhile connects again. Whether it had.
+bool catchesUp( Leader& leader, Link& one ) {
+   one.pump();
+   if ( !one.follower.closed() ) {
+      return false;
+   }
+   EXPECT_NE( one.connection->reason(), "" );
+   EXPECT_FALSE( one.follower.refused() ) << one.follower.reason();
+   leader.connectionDel( *one.connection );
+   one.connect();
+   one.pump();
+   return true;
+}
+
 /// A leader of a random tree with followers in all states: up to date, behind, not synced yet. The
 /// memory fails while the leader is told of a change, and while its connections are driven.
 class Failing {
@@ -88,15 +102,7 @@ public:
          }
       }
       for ( Link& one : links ) {
-         one.pump();
-         if ( one.follower.closed() ) {
-            ++ended;
-            EXPECT_NE( one.connection->reason(), "" );
-            EXPECT_FALSE( one.follower.refused() ) << one.follower.reason();
-            leader.connectionDel( *one.connection );
-            one.connect();
-            one.pump();
-         }
+         ended += catchesUp( leader, one );
          EXPECT_TRUE( one.connection->inGroup() );
          ASSERT_EQ( Trees::difference( *yard_, *one.follower.root( "yard" ) ), "" );
       }
@@ -175,13 +181,7 @@ TEST( Failure, EachAllocationWhileALargeRootIsSaid ) {
          bool const all = memory.count < at;
          leader.rootIs( "plant", plant );
          for ( Link& one : links ) {
-            one.pump();
-            if ( one.follower.closed() ) {
-               EXPECT_NE( one.connection->reason(), "" );
-               leader.connectionDel( *one.connection );
-               one.connect();
-               one.pump();
-            }
+            catchesUp( leader, one );
             ASSERT_TRUE( one.follower.root( "plant" ) );
             ASSERT_EQ( Trees::difference( *plant, *one.follower.root( "plant" ) ), "" );
          }

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "mirror/DepotKinds.h"
 #include "mirror/Link.h"
 #include "support/Trees.h"
 
@@ -128,31 +129,6 @@ TEST_F( Flow, TheGroupEncodesOnceAndWritesNothingTwice ) {
    }
 }
 
-TEST_F( Flow, OneThatFallsBehindLeavesTheGroupAndComesBack ) {
-   options.outputLimit = 3000;
-   Leader leader( options );
-   leader.rootIs( "plant", plant );
-   Follower slow;
-   Link link( leader, follower ), slowLink( leader, slow );
-   link.pump();
-   slowLink.pump();
-   std::mt19937 random( 1 );
-   for ( unsigned i = 0; i < 3000; ++i ) {
-      Trees::change( *plant, random );
-      link.pump();
-   }
-   EXPECT_TRUE( link.connection->inGroup() );
-   EXPECT_FALSE( slowLink.connection->inGroup() );
-   EXPECT_EQ( difference( *plant, mirror() ), "" );
-   slowLink.pump();
-   EXPECT_TRUE( slowLink.connection->inGroup() );
-   plant->alarmIs( Alarm::lost );
-   link.pump();
-   slowLink.pump();
-   EXPECT_EQ( difference( *plant, *slow.root( "plant" ) ), "" );
-   EXPECT_EQ( difference( *plant, mirror() ), "" );
-}
-
 // The two must not refer to one another's entities: here the group's frame is between two of the
 // connection's own for the same field.
 TEST_F( Flow, FramesOfTheGroupAndOnesOwnAlternate ) {
@@ -222,44 +198,18 @@ struct CameAndWent : Flow {
    }
    /// Something of every kind that has keys, and a child.
    static void fill( Depot& depot, std::uint32_t n ) {
-      std::string const text = std::to_string( n );
-      depot.tagIs( text );
-      depot.noteIs( text, text );
-      depot.limitsIs( Limits( n ) );
-      depot.stockIs( text, Tracked( n ) );
+      for ( DepotKind const& kind : depotKinds ) {
+         kind.come( depot, n, n );
+      }
       depot.badgeIs( Tracked( n ) );
-      depot.annexIs()->rackIs( text )->sensorIs( n )->readingIs( reading( n, 1 ) );
    }
    static void clear( Depot& depot, std::uint32_t n ) {
-      std::string const text = std::to_string( n );
-      depot.tagDel( text );
-      depot.noteDel( text );
-      depot.limitsDel( n );
-      depot.stockDel( text );
+      for ( DepotKind const& kind : depotKinds ) {
+         kind.go( depot, n );
+      }
       depot.badgeDel();
-      depot.annexIs()->rackDel( text );
    }
 };
-
-TEST_F( CameAndWent, LeavesNoMarkNoMemoryAndNoFrame ) {
-   auto const known = yard->depotIs( "known" );
-   fill( *known, 1 );
-   known->badgeDel();
-   leader.rootIs( "yard", yard );
-   link.pump();
-   block();
-   known->mottoIs( "short" );
-   std::uint64_t const marked = link.connection->entitiesMarked();
-   for ( std::uint32_t i = 2; i < 2000; ++i ) {
-      fill( *known, i );
-      fill( *yard->depotIs( "new " + std::to_string( i ) ), i );
-      clear( *known, i );
-      yard->depotDel( "new " + std::to_string( i ) );
-   }
-   EXPECT_EQ( link.connection->entitiesMarked(), marked );
-   EXPECT_LE( allocated(), before + 16384 );
-   EXPECT_LE( framesOfPump(), 3U );
-}
 
 // What the follower knows and is gone is said, once, also when something else was there meanwhile.
 TEST_F( CameAndWent, WhatWasKnownIsSaidToBeGone ) {
@@ -278,32 +228,20 @@ TEST_F( CameAndWent, WhatWasKnownIsSaidToBeGone ) {
          fill( *known, i );
       }
    }
-   // Twenty of five kinds, the badge, the motto.
-   EXPECT_LE( framesOfPump(), 5 * 20U + 3 );
+   // Twenty of each kind, the badge, the motto.
+   EXPECT_LE( framesOfPump(), 20 * std::size( depotKinds ) + 3 );
 }
 
 // A full sync that was held back costs what has been sent and what is there, not what was there as
 // it began.
 TEST_F( CameAndWent, AFullSyncOfWhatGoesMeanwhileKeepsToWhatIsThere ) {
    auto const known = yard->depotIs( "known" );
-   for ( unsigned kind = 0; kind < 3; ++kind ) {
-      SCOPED_TRACE( kind );
+   for ( DepotKind const& kind : { noteKind, stockKind, rackKind } ) {
       before = allocated();
       constexpr std::uint32_t many = 60000;
-      auto const each = [&]( auto is ) {
-         for ( std::uint32_t i = 0; i < many; ++i ) {
-            is( std::to_string( i ), i );
-         }
-      };
-      each( [&]( Varek::String const& text, std::uint32_t i ) {
-         if ( kind == 0 ) {
-            known->noteIs( text, text );
-         } else if ( kind == 1 ) {
-            known->stockIs( text, Tracked( i ) );
-         } else {
-            known->annexIs()->rackIs( text );
-         }
-      } );
+      for ( std::uint32_t i = 0; i < many; ++i ) {
+         kind.come( *known, i, i );
+      }
       leader.rootIs( "yard", yard );
       link.connect();
       // Hello each way, then as much as the limit lets through.
@@ -315,15 +253,9 @@ TEST_F( CameAndWent, AFullSyncOfWhatGoesMeanwhileKeepsToWhatIsThere ) {
          }
          link.connection->onWritable();
       }
-      each( [&]( Varek::String const& text, std::uint32_t ) {
-         if ( kind == 0 ) {
-            known->noteDel( text );
-         } else if ( kind == 1 ) {
-            known->stockDel( text );
-         } else {
-            known->annexIs()->rackDel( text );
-         }
-      } );
+      for ( std::uint32_t i = 0; i < many; ++i ) {
+         kind.go( *known, i );
+      }
       EXPECT_LT( allocated(), before + 800'000 ) << "a mark for each would be more";
       EXPECT_LT( framesOfPump(), 3000U );
       leader.connectionDel( *link.connection );

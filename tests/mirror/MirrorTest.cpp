@@ -1,10 +1,8 @@
 // What a follower holds is what the leader has: however the bytes are cut, the streams blocked, the
 // connections broken.
-#include <random>
 
 #include <gtest/gtest.h>
 
-#include "Dot1xV2/AaaHelperLedraTypes.h"
 #include "mirror/Link.h"
 #include "support/Trees.h"
 
@@ -36,79 +34,6 @@ struct Mirroring : testing::Test {
    Leader leader;
    Follower follower;
 };
-
-/// Random changes while random amounts of bytes move, with a small limit so that the stream is held
-/// back all the time; now and then the connection breaks.
-class RandomMirroring : public testing::TestWithParam<unsigned> {};
-
-TEST_P( RandomMirroring, TreesAreEqualWhenTheBytesHaveCome ) {
-   std::mt19937 random( GetParam() );
-   Mirror::LeaderOptions options;
-   options.outputLimit = GetParam() % 2 ? 700 : 100000;
-   Leader leader( options );
-   Follower follower;
-   auto const plant = Plant::PlantIs();
-   auto const depot = Depot::DepotIs( "depot" );
-   leader.rootIs( "plant", plant );
-   for ( unsigned i = 0; i < 300; ++i ) {
-      Trees::change( *plant, random );
-   }
-   Link link( leader, follower );
-   for ( unsigned round = 0; round < 1500; ++round ) {
-      if ( random() % 3 == 0 ) {
-         link.leaderTurn();
-      }
-      if ( random() % 3 == 0 ) {
-         link.followerTurn( random() % 2 ? random() % 12 : random() % 3000 );
-      }
-      Trees::change( *plant, random );
-      Trees::change( *depot, random );
-      if ( random() % 100 == 0 ) {
-         leader.rootIs( "depot", depot );
-      }
-      if ( random() % 200 == 0 ) {
-         leader.rootDel( "depot" );
-      }
-      if ( random() % 400 == 0 ) {
-         link.cut();
-         link.connect();
-      }
-      if ( random() % 100 == 0 ) {
-         link.pump();
-         ASSERT_EQ( follower.reason() + link.connection->reason(), "" );
-         ASSERT_EQ( difference( *plant, *follower.root( "plant" ) ), "" );
-      }
-   }
-   leader.rootIs( "depot", depot );
-   link.pump();
-   ASSERT_EQ( follower.reason(), "" );
-   EXPECT_EQ( difference( *plant, *follower.root( "plant" ) ), "" );
-   EXPECT_EQ( difference( *depot, *follower.root( "depot" ) ), "" );
-   EXPECT_TRUE( link.connection->inGroup() );
-   EXPECT_EQ( leader.stats().announced, follower.stats().entities );
-}
-INSTANTIATE_TEST_SUITE_P( Seeds, RandomMirroring, testing::Range( 0U, 12U ) );
-
-TEST_F( Mirroring, AnAnswerIsMirrored ) {
-   using namespace Dot1xV2;
-   auto const answer = aaaResponseFactory( AaaResponseType::accepted );
-   AaaAttribute attribute( RadiusPktParserBase::Attribute{ 0, 1 } );
-   RadiusPktParserBase::AttrValue const value( Varek::String( "name" ) );
-   attribute.attrValuePush( value );
-   answer->aaaAttributeIs( attribute );
-   leader.rootIs( "answer", answer );
-   Link link( leader, follower );
-   link.pump();
-   auto& mirror = mirrorOf<AaaResponse>( follower, "answer" );
-   EXPECT_EQ( mirror.type(), AaaResponseType::accepted );
-   ASSERT_TRUE( mirror.aaaAttribute( attribute.attribute() ) );
-   EXPECT_EQ( *mirror.aaaAttribute( attribute.attribute() ), attribute );
-   answer->callingStationIdIs( Lumo::EthAddr( "02:00:00:00:00:01" ) );
-   answer->aaaAttributeDel( attribute.attribute() );
-   link.pump();
-   EXPECT_EQ( mirror.callingStationId(), answer->callingStationId() );
-   EXPECT_TRUE( mirror.aaaAttribute().empty() );
-}
 
 TEST_F( Mirroring, AReconnectPublishesJustTheDifferences ) {
    leader.rootIs( "plant", plant );

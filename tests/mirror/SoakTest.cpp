@@ -1,12 +1,12 @@
 // Members that come and go, for as long as a leader runs, while a follower stands still.
 #include <malloc.h>
 
-#include <array>
 #include <functional>
 #include <string>
 
 #include <gtest/gtest.h>
 
+#include "mirror/DepotKinds.h"
 #include "mirror/Link.h"
 #include "support/Soak.h"
 #include "support/Trees.h"
@@ -24,46 +24,36 @@ constexpr std::uint32_t window = 64;
 /// A tree in which each key comes once and goes once, except for one child that always comes again.
 struct ComingAndGoing {
    Varek::Ptr<Depot> const depot = Depot::DepotIs( "depot" );
-   Varek::Ptr<Plant> const annex = depot->annexIs();
-   Varek::Ptr<Sensor> const sensor = annex->rackIs( "standing" )->sensorIs( 0 );
-
-   struct Kind {
-      std::function<void( std::uint32_t )> come, go;
-   };
-   std::array<Kind, 7> const kinds{ {
-      { [&]( auto n ) { depot->tagIs( text( n ) ); },
-        [&]( auto n ) { depot->tagDel( text( n ) ); } },
-      { [&]( auto n ) { depot->noteIs( text( n ), "x" ); },
-        [&]( auto n ) { depot->noteDel( text( n ) ); } },
-      { [&]( auto n ) { depot->stockIs( text( n ), Tracked( n ) ); },
-        [&]( auto n ) { depot->stockDel( text( n ) ); } },
-      { [&]( auto n ) { depot->limitsIs( Limits( n ) ); },
-        [&]( auto n ) { depot->limitsDel( n ); } },
-      { [&]( auto n ) { sensor->readingIs( Trees::reading( n, n ) ); },
-        [&]( auto n ) { sensor->readingDel( n ); } },
-      { [&]( auto n ) { annex->rackIs( text( n ) )->sensorIs( n )->levelIs( n ); },
-        [&]( auto n ) { annex->rackDel( text( n ) ); } },
-      { [&]( auto ) { annex->rackIs( "again" )->sensorIs( 1 ); },
-        [&]( auto ) { annex->rackDel( "again" ); } },
-   } };
    std::size_t turn = 0;
+   static constexpr std::size_t kinds = std::size( depotKinds ) + 1;
 
    ComingAndGoing() {
-      for ( Kind const& kind : kinds ) {
-         for ( std::uint32_t n = 0; n < window; ++n ) {
-            kind.come( n );
-         }
+      for ( std::uint32_t n = 0; n < kinds * window; ++n ) {
+         come( n % kinds, n / kinds );
       }
    }
-   static Varek::String text( std::uint32_t n ) { return "key " + std::to_string( n ); }
+   void come( std::size_t kind, std::uint32_t n ) {
+      if ( kind < std::size( depotKinds ) ) {
+         depotKinds[kind].come( *depot, n, n );
+      } else {
+         depot->annexIs()->rackIs( "again" )->sensorIs( 1 );
+      }
+   }
+   void go( std::size_t kind, std::uint32_t n ) {
+      if ( kind < std::size( depotKinds ) ) {
+         depotKinds[kind].go( *depot, n );
+      } else {
+         depot->annexIs()->rackDel( "again" );
+      }
+   }
    /// One change.
    void change() {
-      Kind const& kind = kinds[turn / 2 % kinds.size()];
-      auto const n = static_cast<std::uint32_t>( turn / 2 / kinds.size() );
-      turn++ % 2 == 0 ? kind.come( n + window ) : kind.go( n );
+      std::size_t const kind = turn / 2 % kinds;
+      auto const n = static_cast<std::uint32_t>( turn / 2 / kinds );
+      turn++ % 2 == 0 ? come( kind, n + window ) : go( kind, n );
    }
    /// Changes after which nothing is left of what there was.
-   static constexpr std::size_t once = 2 * std::tuple_size_v<decltype( kinds )> * window;
+   static constexpr std::size_t once = 2 * kinds * window;
 };
 
 /// Bytes of the heap that are in use; of sanitizers, which have a heap of their own, none.
@@ -90,7 +80,7 @@ Cost costOf( std::function<bool()> const& another ) {
    leader.rootIs( "depot", tree.depot );
    Link link( leader, follower );
    link.pump();
-   tree.sensor->labelIs( Varek::String( 100'000, 'x' ) );
+   DepotKind::sensor( *tree.depot )->labelIs( Varek::String( 100'000, 'x' ) );
    EXPECT_FALSE( link.connection->inGroup() );
 
    Cost cost;

@@ -1,5 +1,6 @@
 // HashMap2018 beside a std::map through random operations, for elements and hashes of every sort.
 
+#include <algorithm>
 #include <map>
 #include <random>
 #include <set>
@@ -53,8 +54,13 @@ protected:
       if ( before && map_.version() == version && map_.taken( watched ) ) {
          ASSERT_EQ( &map_.at( watched ), before );
       }
+      if ( version != 0 && map_.version() != 0 && map_.version() != version ) {
+         ASSERT_GT( map_.size(), held_ ) << "moved though there was room";
+      }
+      held_ = map_.version() != version ? map_.size() : std::max( held_, map_.size() );
       if ( upTo( Traits::keys ) == 0 ) {
          rarely();
+         held_ = map_.size();
       }
       if ( upTo( 100 ) == 0 ) {
          check();
@@ -64,9 +70,9 @@ protected:
    void insert( std::uint32_t n ) {
       Element made = Traits::make( n, ++contents_ );
       std::uint32_t const content = Traits::content( made );
-      if ( bool const typed = upTo( 2 ) != 0; !model_.contains( n ) && upTo( 2 ) ) {
-         auto& held = typed ? map_.newMemberG( made )
-                            : *static_cast<Element*>( generic_.newMemberG( Map::type, &made ) );
+      if ( !model_.contains( n ) && upTo( 2 ) ) {
+         auto& held = upTo( 2 ) ? map_.newMemberG( made )
+                                : *static_cast<Element*>( generic_.newMemberG( Map::type, &made ) );
          ASSERT_EQ( Traits::content( held ), content );
       } else {
          auto const [held, isNew] = map_.findOrNewMemberG( Traits::key( n ), made );
@@ -143,6 +149,12 @@ protected:
          return;
       case 1: {
          Map const copy( map_ );
+         Map moved( std::move( map_ ) );
+         ASSERT_TRUE( map_.empty() );
+         if ( upTo( 2 ) ) {
+            map_ = std::move( moved );
+            return;
+         }
          marked_.clear(); // marks are no part of a value
          marking_ = false;
          map_ = copy;
@@ -222,6 +234,7 @@ protected:
    std::mt19937 random_;
    std::uint32_t contents_ = 0;
    Map map_;
+   std::uint32_t held_ = 0;                  // at the most since the elements moved
    Qel::HashMap2018Generic& generic_ = map_; // the same, for one who does not know its type
    std::map<std::uint32_t, std::uint32_t> model_;
    bool marking_ = false;

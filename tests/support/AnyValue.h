@@ -7,7 +7,10 @@
 #include <optional>
 #include <random>
 #include <string>
+#include <string_view>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 #include "Dot1xV2/AuthNZLedraTypes.h"
 #include "Qel/NboAttrLog.h"
@@ -68,6 +71,20 @@ std::vector<Qel::TypeRecord const*> registeredTypes( Wanted wanted ) {
       }
    }
    return all;
+}
+
+/// For tests that are run for each registered type, for those of entities, and for those of values
+/// and enumerations.
+inline auto everyType() {
+   return testing::ValuesIn( registeredTypes( []( auto& ) { return true; } ) );
+}
+inline auto everyEntityType() {
+   return testing::ValuesIn(
+      registeredTypes( []( auto& one ) { return one.kind == Varek::TypeKind::entity; } ) );
+}
+inline auto everyValueType() {
+   return testing::ValuesIn(
+      registeredTypes( []( auto& one ) { return one.functions != nullptr; } ) );
 }
 
 /// What entities of a type are made from.
@@ -166,23 +183,41 @@ private:
    }
    void fillByText( AnyValue const& value ) {
       ASSERT_NE( value.type().inspectDecodeFromString, nullptr ) << value.type().typeName;
+      constexpr std::string_view texts[] = { "true",
+                                             "false",
+                                             "1",
+                                             "##",
+                                             "###",
+                                             "inf",
+                                             "0x##ff",
+                                             "192.0.2.##",
+                                             "User-Name",
+                                             "Filter-Id",
+                                             "Attribute-2##",
+                                             "absent",
+                                             "\"x #\"",
+                                             "Vlan##",
+                                             "Ethernet3/##",
+                                             "00:00:5e:00:53:##",
+                                             "00:00:5e:00:53:0#@Ethernet3/#",
+                                             "Brevia-Acl-Name",
+                                             "Brevia-Attribute-1##",
+                                             "none",
+                                             "36##u64",
+                                             "#.5",
+                                             "nan",
+                                             "TestModule::Limits( )" };
       for ( ;; ) {
-         char const* const text =
-            oneOf( "true", "false", "1", "2", "3", "inf", "0x00ff", "192.0.2.0/24", "User-Name",
-                   "Filter-Id", "absent", "\"x y\"", "Vlan7", "00:00:5e:00:53:01", "Ethernet3/1",
-                   "00:00:5e:00:53:01@Ethernet3/1", "Brevia-Acl-Name", "Brevia-Av-Pair", "none",
-                   "3600u64", "2.5", "nan", "TestModule::Limits( )" );
+         std::string text( texts[below( std::size( texts ) )] );
+         for ( char& one : text ) { // a digit in each place that is left for one
+            one = one == '#' ? static_cast<char>( '0' + below( 10 ) ) : one;
+         }
          try {
             value.type().decode( text, value.data() );
             return;
          } catch ( Varek::Failure const& ) {
          }
       }
-   }
-   template<class... Text>
-   char const* oneOf( Text... text ) {
-      char const* const all[] = { text... };
-      return all[below( sizeof...( text ) )];
    }
 
    std::minstd_rand engine_;

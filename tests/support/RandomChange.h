@@ -20,12 +20,13 @@ public:
       return static_cast<std::uint32_t>( engine_() % static_cast<std::uint32_t>( end ) );
    }
 
-   void operator()( Qel::Entity& entity ) {
+   /// \p below: also of what is below the entity.
+   void operator()( Qel::Entity& entity, bool below = true ) {
       Qel::TypeRecord const& type = Qel::typeRecord( entity );
       // Not every attribute can be changed; in a tree, most of what there is lies further down.
       for ( unsigned tries = 0; tries < 50; ++tries ) {
-         Qel::AttributeRecord const& one = type.attributes[below( type.attributes.size() )];
-         if ( one.childType ? changeChild( type, entity, one )
+         Qel::AttributeRecord const& one = type.attributes[this->below( type.attributes.size() )];
+         if ( one.childType ? below && changeChild( type, entity, one )
                             : changeValue( type, entity, one ) ) {
             return;
          }

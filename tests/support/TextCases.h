@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstddef>
 #include <initializer_list>
 #include <string>
 #include <string_view>
@@ -9,33 +8,38 @@
 
 #include "Varek/Failures.h"
 
-/// A text that a constructor from text refuses: where, and a part of what it then says is allowed.
-struct BadText {
-   std::string_view text;
-   std::size_t position;
-   std::string_view expected = "";
-};
-
+/// Texts that are each read, printed, and read again as the same value: printed as what is behind
+/// " -> ", or as they are.
 template<class T>
-void expectRefused( BadText const& bad ) {
-   try {
-      T const value( bad.text );
-      ADD_FAILURE() << '"' << bad.text << "\" was read as " << value;
-   } catch ( Varek::TextError const& error ) {
-      EXPECT_EQ( error.position(), bad.position ) << '"' << bad.text << "\": " << error.what();
-      EXPECT_NE( error.expected().find( bad.expected ), std::string::npos ) << error.what();
+void expectTexts( std::initializer_list<std::string_view> all ) {
+   for ( std::string_view const text : all ) {
+      std::size_t const arrow = text.find( " -> " );
+      try {
+         T const value( text.substr( 0, arrow ) );
+         std::string const printed = stringValue( value );
+         EXPECT_EQ( printed, arrow == text.npos ? text : text.substr( arrow + 4 ) );
+         EXPECT_EQ( T( std::string_view( printed ) ), value ) << text;
+      } catch ( Varek::TextError const& error ) {
+         ADD_FAILURE() << error.what();
+      }
    }
 }
 
-/// That \p text is read, printed as \p printed, and read again as the same value.
+/// Texts that no \p T is made from. The '^' in each, which is not part of it, is before the first
+/// character that does not fit; \p expected is in what is then said to be allowed.
 template<class T>
-void expectText( std::string_view text, std::string_view printed ) {
-   try {
-      T const value( text );
-      EXPECT_EQ( stringValue( value ), printed );
-      EXPECT_EQ( T( std::string_view( stringValue( value ) ) ), value ) << text;
-   } catch ( Varek::TextError const& error ) {
-      ADD_FAILURE() << error.what();
+void expectRefused( std::string_view expected, std::initializer_list<std::string_view> marked ) {
+   for ( std::string_view const one : marked ) {
+      std::size_t const position = one.find( '^' );
+      std::string const text =
+         std::string( one.substr( 0, position ) ).append( one.substr( position + 1 ) );
+      try {
+         T const value{ std::string_view( text ) };
+         ADD_FAILURE() << '"' << text << "\" was read as " << value;
+      } catch ( Varek::TextError const& error ) {
+         EXPECT_EQ( error.position(), position ) << '"' << text << "\": " << error.what();
+         EXPECT_NE( error.expected().find( expected ), std::string::npos ) << error.what();
+      }
    }
 }
 
