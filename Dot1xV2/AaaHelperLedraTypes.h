@@ -12,23 +12,23 @@ namespace Dot1xV2 {
 
 extern VAREK_EXPORT Varek::ModuleInspectData const aaaHelperLedraTypes;
 
-/// One RADIUS attribute of an answer, with every value that the answer gave for it. Two are equal
-/// only if the values are in the same order.
+/// A RADIUS attribute of an answer, with every value that the answer gave for it. Equality includes
+/// the order of the values.
 class VAREK_EXPORT AaaAttribute final : public Qel::ValueOf<AaaAttribute> {
    QEL_VALUE( AaaAttribute, aaaHelperLedraTypes, 0 )
 
-   /// Which attribute it is, standard or vendor-specific (RFC 2865 5).
+   /// The attribute, standard or vendor-specific (RFC 2865 5).
    QEL_PARAMETER( 2, RadiusPktParserBase::Attribute, attribute )
 
    /// The values in the order of the packet; an attribute may occur several times (RFC 2865 5).
    QEL_SEQUENCE( 3, RadiusPktParserBase::AttrValue, attrValue )
 };
 
-/// What was asked of the AAA server (RFC 2865 4.1, RFC 2866 5.1).
+/// The kind of a request to the AAA server (RFC 2865 4.1, RFC 2866 5.1).
 QEL_ENUM( AaaRequestType, unsigned char, aaaHelperLedraTypes, 1, accessRequest, acctStart, acctStop,
           acctInterim );
 
-/// What kind of answer came; "timeout" when none did (RFC 2865 4.2 to 4.4, RFC 2866 4.2).
+/// The kind of an answer; "timeout" if no answer came (RFC 2865 4.2 to 4.4, RFC 2866 4.2).
 QEL_ENUM( AaaResponseType, unsigned char, aaaHelperLedraTypes, 2, rejected, accepted, challenge,
           timeout, acctResponse );
 
@@ -36,7 +36,7 @@ QEL_ENUM( AaaResponseType, unsigned char, aaaHelperLedraTypes, 2, rejected, acce
 class VAREK_EXPORT AaaResponse final : public Qel::EntityOf<AaaResponse> {
    QEL_ENTITY( AaaResponse, aaaHelperLedraTypes, 3 )
 
-   /// What kind of answer it is.
+   /// The kind of answer.
    QEL_PARAMETER( 258, AaaResponseType, type )
 
    /// The supplicant's MAC address, as the request gave it in Calling-Station-Id (RFC 3580 3.21).

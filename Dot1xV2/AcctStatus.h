@@ -14,7 +14,7 @@ namespace Dot1xV2 {
 extern VAREK_EXPORT Varek::ModuleInspectData const acctStatusModule;
 
 /// The RADIUS attributes that go into the accounting requests of one session: text and octets,
-/// standard and vendor-specific, each in a map of its own. A number may be in several of them.
+/// standard and vendor-specific, each in a map of its own. A number may be in several maps.
 class VAREK_EXPORT AcctAttributes final : public Qel::EntityOf<AcctAttributes> {
    QEL_ENTITY( AcctAttributes, acctStatusModule, 0 )
 
@@ -38,9 +38,9 @@ class VAREK_EXPORT AcctSessionState final : public Qel::EntityOf<AcctSessionStat
 
    /// The supplicant's MAC address.
    QEL_PARAMETER( 258, Lumo::EthAddr, mac )
-   /// The interface that it is on.
+   /// The supplicant's interface.
    QEL_PLAIN( 259, Lumo::IntfId, intfId )
-   /// What its requests say of it.
+   /// The attributes that the session's requests carry.
    QEL_OWN_CHILD( 260, AcctAttributes, attribute )
    /// When the next interim update is due, in seconds (RFC 2869 2.1); infinity for never.
    QEL_PLAIN( 261, Varek::Duration, nextAcctUpdateTime, std::numeric_limits<double>::infinity() )
@@ -48,7 +48,7 @@ class VAREK_EXPORT AcctSessionState final : public Qel::EntityOf<AcctSessionStat
    QEL_PLAIN( 262, AcctTermCause, terminateCause, AcctTermCause::causeNotSet )
    /// The MAC address that the supplicant called (Called-Station-Id, RFC 3580 3.20).
    QEL_PLAIN( 263, Lumo::EthAddr, calledStationId )
-   /// What LLDP says of the supplicant.
+   /// The LLDP TLVs of the supplicant (IEEE 802.1AB 8.5).
    QEL_PLAIN( 264, LldpProfilingInfo, lldpTlvs )
 };
 

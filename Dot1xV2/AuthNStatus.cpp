@@ -17,7 +17,7 @@ bool succeeded( Varek::Ptr<AuthNPhaseStatus> const& status ) {
    return status && status->stage() == AuthNPhaseStage::phaseSuccess;
 }
 
-// One that timed out still counts.
+// A phase that timed out still counts as active.
 bool active( Varek::Ptr<AuthNPhaseStatus> const& status ) {
    return status && status->stage() != AuthNPhaseStage::phaseNotStarted &&
           status->stage() != AuthNPhaseStage::phaseFail;

@@ -41,15 +41,15 @@ class VAREK_EXPORT AuthNZPhaseType final : public Qel::ValueOf<AuthNZPhaseType> 
 class VAREK_EXPORT AuthNPhaseStatus final : public Qel::EntityOf<AuthNPhaseStatus> {
    QEL_ENTITY( AuthNPhaseStatus, authNStatusModule, 2 )
 
-   /// Which phase it is.
+   /// The phase.
    QEL_PARAMETER( 258, AuthNZPhaseType, phase )
-   /// What stage the phase has reached.
+   /// The stage that the phase has reached.
    QEL_PLAIN( 259, AuthNPhaseStage, stage, AuthNPhaseStage::phaseNotStarted )
    /// The method of the phase.
    QEL_PLAIN( 260, AuthNMethod, authNMethod, AuthNMethod::noneAuth )
    /// The answer of the last exchange with the AAA server; one of another kind replaces it.
    QEL_CHILD( 261, AaaResponse, aaaResponse )
-   /// Why it was ended.
+   /// Why the phase was ended.
    QEL_PLAIN( 262, AcctTermCause, terminateCause, AcctTermCause::causeNotSet )
 };
 
@@ -59,7 +59,7 @@ class VAREK_EXPORT AuthNSupplicantStatus final : public Qel::EntityOf<AuthNSuppl
 
    /// Its MAC address.
    QEL_PARAMETER( 258, Lumo::EthAddr, mac )
-   /// The interface that it is on.
+   /// The supplicant's interface.
    QEL_PLAIN( 259, Lumo::IntfId, intfId )
    /// Where it stands in the sequence of phases.
    QEL_PLAIN( 260, AuthNZPhase, authPhase )
@@ -69,11 +69,11 @@ class VAREK_EXPORT AuthNSupplicantStatus final : public Qel::EntityOf<AuthNSuppl
    QEL_PLAIN( 262, bool, inEapolAuth, false )
    /// Its egress VLANs, as received (RFC 4675).
    QEL_PLAIN( 263, EgressVlanAttributes, egressVlanAttrs )
-   /// Who it is (User-Name, RFC 2865 5.1).
+   /// The supplicant's identity (User-Name, RFC 2865 5.1).
    QEL_PLAIN( 264, Varek::String, identity )
-   /// What accounting is to say of it (Class, RFC 2865 5.25).
+   /// The Class attribute that its accounting requests repeat (RFC 2865 5.25).
    QEL_PLAIN( 265, Varek::Bytes, classAttr )
-   /// When it last succeeded, in seconds.
+   /// When its authentication last succeeded, in seconds.
    QEL_PLAIN( 266, Varek::Duration, lastAuthSuccessTime, 0.0 )
    /// Service-Type (RFC 2865 5.6); all ones while none has been received.
    QEL_PLAIN( 267, std::uint32_t, serviceType, 0xFFFFFFFF )
@@ -94,7 +94,7 @@ class VAREK_EXPORT AuthNSupplicantStatus final : public Qel::EntityOf<AuthNSuppl
    /// no reading. A mirror may be without for a moment, since the phase comes before the record.
    QEL_DERIVED( 273, AuthNMethod, currentAuthNMethod, hasCurrentPhaseStatus )
    AuthNMethod currentAuthNMethod() const;
-   // Whether the phase that it is in has a record, or needs none.
+   // Whether the present phase has a record, or needs none.
    bool hasCurrentPhaseStatus() const;
    /// The last phase that has begun and has not failed; authNZInit if there is none.
    QEL_DERIVED( 274, AuthNZPhaseType, activePhaseType )

@@ -6,14 +6,14 @@
 #include "forms/AddressForms.h"
 #include "framework/Declare.h"
 
-/// What the AAA server said a supplicant is allowed, as it said it: VLANs by name or number,
-/// filters and profiles by name. Nothing is interpreted here.
+/// The authorization of a supplicant as the AAA server sent it: VLANs by name or number, filters
+/// and profiles by name. Nothing is interpreted here.
 namespace Dot1xV2 {
 
 extern VAREK_EXPORT Varek::ModuleInspectData const authNZLedraTypes;
 
 /// The VLANs that a port is to be an egress member of, and whether it filters what it receives
-/// (RFC 4675). Sequences are in the order of the answer; two values with another order are unequal.
+/// (RFC 4675). Sequences keep the order of the answer, and equality includes that order.
 class VAREK_EXPORT EgressVlanAttributes final : public Qel::ValueOf<EgressVlanAttributes> {
    QEL_VALUE( EgressVlanAttributes, authNZLedraTypes, 0 )
 
@@ -32,7 +32,7 @@ class VAREK_EXPORT EgressVlanAttributes final : public Qel::ValueOf<EgressVlanAt
    QEL_TRUTH( EgressVlanAttributes )
 };
 
-/// The authorization of one supplicant. Each attribute is what the server sent, or absent.
+/// The authorization of one supplicant. An attribute that the server did not send is absent.
 class VAREK_EXPORT AuthZAttrs final : public Qel::ValueOf<AuthZAttrs> {
    QEL_VALUE( AuthZAttrs, authNZLedraTypes, 1 )
 

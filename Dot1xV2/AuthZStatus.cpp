@@ -12,7 +12,7 @@ QEL_MODULE( "AuthZStatus", authZStatusModule, OperationalAuthZAttrs, Dot1xSuppAt
 
 namespace {
 
-/// Makes a part of \p whole from \p text, which lies in it; complaints are told in its terms.
+/// Makes a value from \p text, a part of \p whole; errors give the position in \p whole.
 template<class T>
 T partFrom( std::string_view text, std::string_view whole ) {
    try {

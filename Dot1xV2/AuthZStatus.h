@@ -13,13 +13,13 @@
 #include "forms/AddressForms.h"
 #include "framework/Declare.h"
 
-/// The authorization status that the agent publishes: what each port and each supplicant on it is
-/// allowed, what of that is in force, and the MAC addresses that are blocked.
+/// The authorization status that the agent publishes: the authorization of each port and of each
+/// supplicant on it, the part of it that is in force, and the blocked MAC addresses.
 namespace Dot1xV2 {
 
 extern VAREK_EXPORT Varek::ModuleInspectData const authZStatusModule;
 
-/// What is in force for a supplicant or for a port.
+/// The authorization that is in force for a supplicant or a port.
 class VAREK_EXPORT OperationalAuthZAttrs final : public Qel::EntityOf<OperationalAuthZAttrs> {
    QEL_ENTITY( OperationalAuthZAttrs, authZStatusModule, 0 )
 
@@ -37,23 +37,23 @@ class VAREK_EXPORT Dot1xSuppAttr final : public Qel::EntityOf<Dot1xSuppAttr> {
 
    /// Its MAC address.
    QEL_PARAMETER( 258, Lumo::EthAddr, mac )
-   /// What the AAA server allowed it.
+   /// The authorization that the AAA server sent.
    QEL_PLAIN( 259, AuthZAttrs, attr )
-   /// What of that is in force.
+   /// The part of it that is in force.
    QEL_OWN_CHILD( 260, OperationalAuthZAttrs, operationalAttr )
    /// The fallback that placed it, if any.
    QEL_PLAIN( 261, Fallback, fallback, Fallback::fallbackNone )
-   /// A counter of the agent's.
+   /// How often the agent has authorized the supplicant.
    QEL_PLAIN( 262, std::uint32_t, authorizedCount, 0 )
 };
 
-/// What is applied to a port as a whole.
+/// The authorization of a port as a whole.
 class VAREK_EXPORT Dot1xPortAppliedAttr final : public Qel::EntityOf<Dot1xPortAppliedAttr> {
    QEL_ENTITY( Dot1xPortAppliedAttr, authZStatusModule, 2 )
 
-   /// The interface; the agent's to set.
+   /// The interface; the agent sets it.
    QEL_PLAIN( 258, Lumo::IntfId, intfId )
-   /// What is in force.
+   /// The authorization that is in force.
    QEL_OWN_CHILD( 259, OperationalAuthZAttrs, operationalAttr )
 };
 
@@ -63,13 +63,13 @@ class VAREK_EXPORT AuthZPortStatus final : public Qel::EntityOf<AuthZPortStatus>
 
    /// The interface.
    QEL_PARAMETER( 258, Lumo::IntfId, intfId )
-   /// What it lets through.
+   /// The traffic that the port lets through.
    QEL_PLAIN( 259, PortAuthState, portAuthState, PortAuthState::blocked )
-   /// Whether it is authorized. The agent's to set, as is portAuthState.
+   /// Whether the port is authorized. The agent sets it, as it sets portAuthState.
    QEL_PLAIN( 260, bool, authorized, false )
    /// The supplicants that are authorized on it.
    QEL_CHILDREN( 261, Dot1xSuppAttr, authorizedMacs, 0x38342E72 )
-   /// What is applied to it as a whole.
+   /// The authorization of the port as a whole.
    QEL_OWN_CHILD( 262, Dot1xPortAppliedAttr, operationalPortAttrs )
    /// Whether it is a switched port.
    QEL_PLAIN( 263, bool, switchPort, false )

@@ -23,8 +23,8 @@ constexpr bool begins( std::string_view name, V const& value ) {
    return T::attribute( Qel::Id<id>{} ).name == name && T::qelDefault( Qel::Id<id>{} ) == value;
 }
 
-// The profiles begin with literals, which a reader finds where the attribute is, and which are to
-// stay what the constants say.
+// A profile states its default as a literal beside the attribute, where a reader looks for it. Here
+// the compiler compares these literals with the constants.
 using Dot1x = Dot1xConstants;
 static_assert( begins<AuthNTimers, 2>( "quietPeriod", Dot1x::defaultQuietPeriod() ) );
 static_assert( begins<AuthNTimers, 3>( "slowPeriod", Dot1x::defaultSlowPeriod() ) );
@@ -39,7 +39,7 @@ static_assert( std::tuple_size_v<AuthNOrder::QelauthNOrderArray> == Dot1x::maxAu
 static_assert( Dot1x::eapolWithTagMinSize() == Dot1x::eapolMinSize() + Dot1x::dot1qTagSize() );
 static_assert( Dot1x::eapRespMinLen() == Dot1x::eapMinSize() + 1 );
 
-// Not the enumerators' own names: whatever is neither of the two is shown as EAPOL.
+// Every method but mbaAuth and skipAuth is shown as EAPOL, so the enumerators' names do not serve.
 char const* shownName( AuthNMethod method ) {
    switch ( method ) {
    case AuthNMethod::mbaAuth:

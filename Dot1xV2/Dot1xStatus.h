@@ -24,7 +24,7 @@ class VAREK_EXPORT AuthNProfile final : public Qel::EntityOf<AuthNProfile> {
    QEL_SET( 261, AuthNMethod, macMoveEnabled, 0xA27D5E16 )
    /// Whether supplicants are authenticated anew from time to time (IEEE 802.1X 8.2.8).
    QEL_PLAIN( 262, bool, reauthNEnabled, false )
-   /// Whether they are when the AAA server answers again.
+   /// Whether supplicants are authenticated anew when the AAA server answers again.
    QEL_PLAIN( 263, bool, aaaUnresponsiveRecoveryReauthNEnabled, false )
    /// The order of methods, by the frame that started the authentication.
    QEL_MAP( 264, AuthNEventType, AuthNOrder, eventAuthNOrder, 0x49E3B07A )
@@ -33,7 +33,7 @@ class VAREK_EXPORT AuthNProfile final : public Qel::EntityOf<AuthNProfile> {
    QEL_PLAIN( 266, bool, mbaMulticastIdRequestEnabled, false )
    /// Whether a new MAC address is asked for its identity.
    QEL_PLAIN( 267, bool, sendIdentityReqNewMac, false )
-   /// Whether a MAC address that was disconnected is.
+   /// Whether a disconnected MAC address is asked for its identity.
    QEL_PLAIN( 268, bool, sendIdentityReqDisconnectMac, false )
    /// The EAP answer when the authentication-failure VLAN is applied.
    QEL_PLAIN( 269, CannedEapResponse, authFailVlanEapResponse,
@@ -64,12 +64,12 @@ class VAREK_EXPORT AuthZTimers final : public Qel::EntityOf<AuthZTimers> {
    QEL_MAP( 259, DeviceType, Varek::Duration, authCacheTimeout, 0xD80F61CB )
    /// Until a disconnected supplicant is removed, in seconds.
    QEL_PLAIN( 260, Varek::Duration, disconnectTimeout, 0.0 )
-   /// In seconds.
+   /// Timeout of requests to the captive portal, in seconds.
    QEL_PLAIN( 261, std::uint16_t, captivePortalRequestTimeout, 0 )
 };
 
-/// What supplicants on an interface are allowed, also when their authentication fails or the AAA
-/// server does not answer.
+/// The authorization of supplicants on an interface, also when their authentication fails or the
+/// AAA server does not answer.
 class VAREK_EXPORT AuthZProfile final : public Qel::EntityOf<AuthZProfile> {
    QEL_ENTITY( AuthZProfile, dot1xStatusModule, 12 )
    QEL_NAME
@@ -87,7 +87,7 @@ class VAREK_EXPORT AuthZProfile final : public Qel::EntityOf<AuthZProfile> {
    QEL_MAP( 263, InterfaceType, bool, unauthZVlanEgress, 0x3F94C80D )
    /// Whether egress VLANs from the server are applied (RFC 4675).
    QEL_PLAIN( 264, bool, egressVlanEnabled, false )
-   /// Whether they are on trunks alone.
+   /// Whether egress VLANs are applied on trunks only.
    QEL_PLAIN( 265, bool, egressVlanTrunkOnly, false )
    /// Groups of VLANs by name.
    QEL_ORDERED( 266, VlanGroup, groupName, vlanGroup, QelVlanGroup )
@@ -103,14 +103,14 @@ class VAREK_EXPORT AuthZProfile final : public Qel::EntityOf<AuthZProfile> {
    QEL_PLAIN( 272, Varek::String, captivePortalIpv4Acl )
    QEL_PLAIN( 273, bool, applyIpv4Ipv6Acl, false )
    QEL_OWN_CHILD( 274, AuthZTimers, authZTimers )
-   /// Whose authorization wins, if a host has several.
+   /// The methods in the order in which their authorizations win, if a host has several.
    QEL_ARRAY( 275, AuthNMethod, 2, authZPriority )
    /// When cached results are used, by kind of device.
    QEL_MAP( 276, DeviceType, CachingControl, cachingControl, 0x9C20E7B5 )
    QEL_PLAIN( 277, CaptivePortal, captivePortal )
    QEL_PLAIN( 278, Varek::String, captivePortalSslProfileName )
    QEL_PLAIN( 279, bool, captivePortalStartLimitInfinite, false )
-   /// What is reachable before authentication.
+   /// The destinations that are reachable before authentication.
    QEL_ORDERED_MAP( 280, Varek::String, bool, captivePortalAllowList, QelCaptivePortalAllowList )
    /// Whether the server may change an authorization (RFC 5176).
    QEL_PLAIN( 281, bool, dot1xDynAuthEnabled, false )
@@ -122,7 +122,7 @@ class VAREK_EXPORT AuthNZCommonProfile final : public Qel::EntityOf<AuthNZCommon
    QEL_NAME
 
    QEL_PLAIN( 258, IntfHostMode, hostMode )
-   /// By kind of device.
+   /// Administrative control of the port, by kind of device.
    QEL_MAP( 259, DeviceType, PortCtrlSetting, portCtrlSetting, 0x74D1A36F )
 };
 
@@ -131,24 +131,24 @@ class VAREK_EXPORT SuppIOProfile final : public Qel::EntityOf<SuppIOProfile> {
    QEL_ENTITY( SuppIOProfile, dot1xStatusModule, 15 )
    QEL_NAME
 
-   /// Whether EAPOL frames are received. The one switch of all profiles that is on by default.
+   /// Whether EAPOL frames are received. No other switch of a profile is on by default.
    QEL_PLAIN( 258, bool, eapolPktRxEnabled, true )
-   /// Whether frames of any kind are, for MAC-based authentication.
+   /// Whether frames of any kind are received, for MAC-based authentication.
    QEL_PLAIN( 259, bool, mbaPktRxEnabled, false )
    QEL_PLAIN( 260, bool, dropCounterEnabled, false )
-   /// Between EAP identity requests, in seconds (IEEE 802.1X-2004 8.2.2, txPeriod).
+   /// Time between EAP identity requests, in seconds (IEEE 802.1X-2004 8.2.2, txPeriod).
    QEL_PLAIN( 261, Varek::Duration, txPeriod, 5.0 )
    /// How often one is sent again.
    QEL_PLAIN( 262, std::uint16_t, maxTxRetries, 2 )
-   /// Until MAC-based authentication begins, in seconds.
+   /// Time until MAC-based authentication begins, in seconds.
    QEL_PLAIN( 263, Varek::Duration, mbaPktDelay, 5.0 )
-   /// After a failed MAC-based authentication, in seconds.
+   /// Pause after a failed MAC-based authentication, in seconds.
    QEL_PLAIN( 264, Varek::Duration, mbaHoldPeriod, 60.0 )
    /// Where EAPOL frames are sent.
    QEL_PLAIN( 265, DestMac, txDestMac, DestMac::unicastMac )
 };
 
-/// What is put into requests to the AAA server.
+/// Settings for the requests to the AAA server.
 class VAREK_EXPORT AaaRequestProfile final : public Qel::EntityOf<AaaRequestProfile> {
    QEL_ENTITY( AaaRequestProfile, dot1xStatusModule, 16 )
    QEL_NAME
@@ -159,7 +159,7 @@ class VAREK_EXPORT AaaRequestProfile final : public Qel::EntityOf<AaaRequestProf
    QEL_PLAIN( 261, bool, egressVlanEnabled, false )
 };
 
-/// How its answers are read.
+/// Settings for reading the AAA server's answers.
 class VAREK_EXPORT AaaResponseProfile final : public Qel::EntityOf<AaaResponseProfile> {
    QEL_ENTITY( AaaResponseProfile, dot1xStatusModule, 17 )
    QEL_NAME
@@ -168,12 +168,12 @@ class VAREK_EXPORT AaaResponseProfile final : public Qel::EntityOf<AaaResponsePr
    QEL_PLAIN( 259, bool, filterIdDelimEnabled, false )
 };
 
-/// What is put into accounting requests.
+/// Settings for accounting requests.
 class VAREK_EXPORT AcctRequestProfile final : public Qel::EntityOf<AcctRequestProfile> {
    QEL_ENTITY( AcctRequestProfile, dot1xStatusModule, 18 )
    QEL_NAME
 
-   /// Between interim updates, in seconds (RFC 2869 2.1); 0 for none.
+   /// Time between interim updates, in seconds (RFC 2869 2.1); 0 for no updates.
    QEL_PLAIN( 258, Varek::Duration, acctUpdatePeriod, 0.0 )
    QEL_MAP( 259, ProfilingAttrType, ProfilingState, profilingAttr, 0xE56B184C )
 };

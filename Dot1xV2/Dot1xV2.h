@@ -3,8 +3,8 @@
 #include "Varek/Export.h"
 #include "framework/Enumeration.h"
 
-/// The enumerations that configuration and status are told in. Values and names are on the wire, in
-/// text and in files: a new enumerator takes the next free value, and none is ever renamed.
+/// The enumerations of configuration and status. Values and names are on the wire, in text and in
+/// files: a new enumerator takes the next free value, and no enumerator is ever renamed.
 namespace Dot1xV2 {
 
 extern VAREK_EXPORT Varek::ModuleInspectData const dot1xV2;
@@ -21,14 +21,14 @@ QEL_ENUM( AuthNMethod, unsigned char, dot1xV2, 1, noneAuth, eapolAuth, mbaAuth, 
 QEL_ENUM( AuthNZPhaseEnum, unsigned char, dot1xV2, 2, authNZNotStarted, authNZInit, authNZPhase1,
           authNZPhase2, authNZCompleted );
 
-/// What stage one phase has reached.
+/// The stage that a phase has reached.
 QEL_ENUM( AuthNPhaseStage, unsigned char, dot1xV2, 3, phaseNotStarted, phaseSuccess, phaseFail,
           phaseTimedOut, waitForSuppResponse, waitForAuthServer, waitForAuthZ );
 
 /// The received frame that started an authentication.
 QEL_ENUM( AuthNEventType, unsigned char, dot1xV2, 4, eapolPktRx, mbaPktRx );
 
-/// The EAP answer that the switch gives itself when the server does not, or when the
+/// The EAP answer that the switch gives on its own when the server does not answer, or when the
 /// authentication-failure VLAN is applied (RFC 3748 4.2).
 QEL_ENUM( CannedEapResponse, unsigned char, dot1xV2, 5, eapResponseSuccess, eapResponseFailure,
           eapResponseNone );
@@ -36,7 +36,7 @@ QEL_ENUM( CannedEapResponse, unsigned char, dot1xV2, 5, eapResponseSuccess, eapR
 /// Where EAPOL frames are sent: to the supplicant, or to the PAE group address (IEEE 802.1X 11.1).
 QEL_ENUM( DestMac, unsigned char, dot1xV2, 6, unicastMac, multicastMac );
 
-/// The events on which cached authorization results are used. The only capitalised names.
+/// The events on which cached authorization results are used. Only these names are capitalised.
 QEL_ENUM( CachingEventType, unsigned char, dot1xV2, 7, AaaUnresponsive, EapolLogoff, LinkDown,
           MacMove );
 
@@ -57,7 +57,7 @@ QEL_ENUM( HostMode, unsigned char, dot1xV2, 11, multiHost, singleHost, multiHost
 /// Administrative control of a port (IEEE 802.1X 6.4, AuthControlledPortControl).
 QEL_ENUM( PortCtrlSetting, unsigned char, dot1xV2, 12, controlled, forceAuth, forceUnauth );
 
-/// What a port lets through.
+/// The traffic that a port lets through.
 QEL_ENUM( PortAuthState, unsigned char, dot1xV2, 13, blocked, authorized, restrictedVlan );
 
 /// The kind of switched interface.
@@ -71,7 +71,7 @@ QEL_ENUM( ProfilingAttrType, unsigned char, dot1xV2, 15, lldpSysName, lldpSysDes
 QEL_ENUM( ProfilingState, unsigned char, dot1xV2, 16, disableProfiling, authOnlyProfiling,
           updateProfiling );
 
-/// What is done when a session replaces another too often.
+/// The reaction when sessions replace one another too often.
 QEL_ENUM( SessionReplaceDetection, unsigned char, dot1xV2, 17, detectionDisabled, logOnly,
           errdisable );
 
@@ -80,10 +80,10 @@ QEL_ENUM( SessionReplaceDetection, unsigned char, dot1xV2, 17, detectionDisabled
 QEL_ENUM( AcctTermCause, unsigned int, dot1xV2, 18, causeNotSet, userRequest, lostCarrier,
           lostService, idleTimeout, sessionTimeout, adminReset );
 
-/// What a request to clear a supplicant removes.
+/// The part of a supplicant's state that a request to clear it removes.
 QEL_ENUM( ClearSuppReqType, unsigned char, dot1xV2, 19, clearSession, clearAttributes );
 
-/// The attributes that such a request can remove.
+/// The attributes that a request to clear a supplicant can remove.
 QEL_ENUM( ClearableAttributes, unsigned char, dot1xV2, 20, clearAttrLldpSysName,
           clearAttrLldpSysDesc );
 
