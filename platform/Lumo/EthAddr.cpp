@@ -12,11 +12,11 @@ constexpr std::string_view expected =
    "a MAC address (00:11:22:aa:bb:cc, 00-11-22-aa-bb-cc, 0011.22aa.bbcc or 001122aabbcc)";
 
 struct Notation {
-   char separator; ///< NUL for none.
+   char separator; ///< NUL if the notation has no separator.
    std::size_t digitsApart;
 };
 
-/// The first character that is no digit of the address tells the notation.
+/// The notation, by the first character that is no hexadecimal digit.
 Notation notationOf( std::string_view text ) {
    if ( text.size() > 2 && ( text[2] == ':' || text[2] == '-' ) ) {
       return { text[2], 2 };

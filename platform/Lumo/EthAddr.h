@@ -29,13 +29,13 @@ public:
    /// 001122aabbcc, digits of either case. Throws Varek::TextError for anything else.
    explicit EthAddr( std::string_view text );
 
-   /// In the order in which they are sent.
+   /// The six octets in the order in which they are sent.
    constexpr Octets const& octets() const { return octets_; }
 
    std::uint32_t hash( std::uint32_t seed ) const { return Varek::hashWord( word(), seed ); }
 
    friend bool operator==( EthAddr const& a, EthAddr const& b ) { return a.word() == b.word(); }
-   /// By octets, the first sent being the most significant.
+   /// Compares by octets; the octet that is sent first is the most significant.
    friend std::strong_ordering operator<=>( EthAddr const& a, EthAddr const& b ) {
       return std::memcmp( a.octets_.data(), b.octets_.data(), a.octets_.size() ) <=> 0;
    }

@@ -11,7 +11,7 @@ namespace Lumo {
 
 namespace {
 
-/// How the names of one kind look.
+/// The spelling of the names of a kind.
 struct Kind {
    std::string_view name;
    unsigned leastNumbers;
@@ -20,7 +20,7 @@ struct Kind {
    char separators[2]; ///< Before the second and the third number.
 };
 
-/// By kind, from 1.
+/// The kinds from number 1 on.
 constexpr Kind kinds[] = {
    { "Ethernet", 1, 3, true, { '/', '/' } },
    { "Port-Channel", 1, 1, true, {} },
@@ -46,7 +46,7 @@ struct Field {
    unsigned width;
 
    constexpr std::uint64_t mask() const { return ( std::uint64_t{ 1 } << width ) - 1; }
-   /// The largest number, of which a field holds the successor.
+   /// The largest number that fits: a field holds the number plus one.
    constexpr std::uint64_t largest() const { return mask() - 1; }
    constexpr std::uint64_t get( std::uint64_t word ) const { return word >> shift & mask(); }
 };
@@ -63,7 +63,7 @@ std::string kindNames() {
    return names;
 }
 
-/// Reads a kind, which ends where the first number starts, and returns its number.
+/// Reads a kind, up to the first digit of the name's first number, and returns the kind's number.
 std::size_t readKind( TextCursor& cursor ) {
    std::string_view const name = cursor.rest();
    std::string_view const kindName = name.substr( 0, name.find_first_of( "0123456789" ) );
@@ -114,7 +114,7 @@ std::uint64_t readName( TextCursor& cursor ) {
    return word;
 }
 
-/// The name that makes a word, or nothing.
+/// The name that gives \p word; empty if no name does.
 std::string nameOf( std::uint64_t word ) {
    std::uint64_t const kindNumber = kindField.get( word );
    if ( kindNumber == 0 || kindNumber > std::size( kinds ) ) {

@@ -41,11 +41,11 @@ namespace Lumo {
 class VAREK_EXPORT IntfId {
 public:
    constexpr IntfId() = default;
-   /// From a name, spelt as in the table, or from what stringValue() says of a word that no name
-   /// makes. Throws Varek::TextError, with what is allowed, for an unknown kind, a number with
-   /// leading zeros, too large or too many, and anything left over.
+   /// From a name, spelt as in the table, or from the text that stringValue() gives for a word
+   /// without a name. Throws Varek::TextError, which says what is allowed, for an unknown kind, a
+   /// number too large or with leading zeros, too many numbers, and anything left over.
    explicit IntfId( std::string_view name );
-   /// From any word, as read from the wire, whether a name makes it or not.
+   /// From any word, as read from the wire, whether it has a name or not.
    static constexpr IntfId fromValue( std::uint64_t value ) {
       IntfId id;
       id.value_ = value;
@@ -62,7 +62,7 @@ private:
    std::uint64_t value_ = 0;
 };
 
-/// The name; of a word that no name makes "IntfId(0x0123456789abcdef)".
+/// The name; "IntfId(0x0123456789abcdef)" for a word without a name.
 VAREK_EXPORT Varek::String stringValue( IntfId );
 VAREK_EXPORT std::ostream& operator<<( std::ostream&, IntfId );
 

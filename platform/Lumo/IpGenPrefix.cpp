@@ -37,7 +37,7 @@ bool isHexDigit( char c ) {
    return ( c >= '0' && c <= '9' ) || ( c >= 'a' && c <= 'f' ) || ( c >= 'A' && c <= 'F' );
 }
 
-/// Whether what comes next, up to the next separator of IPv6, has dots.
+/// Whether the text up to the next separator of IPv6 has dots.
 bool isIpv4Next( TextCursor const& cursor ) {
    std::string_view const rest = cursor.rest();
    std::size_t const separator = rest.find_first_of( ":./" );
@@ -100,7 +100,7 @@ void appendIpv4( std::string& text, std::uint8_t const* octets ) {
    }
 }
 
-/// First and count of groups: the longest run of zeros, the first of several (RFC 5952 4.2).
+/// Start and length, in groups, of the longest run of zeros, the first of equals (RFC 5952 4.2).
 std::pair<int, int> longestZeros( unsigned const ( &groups )[8] ) {
    std::pair<int, int> longest( 8, 1 ); // A single group is not shortened.
    int start = 0;

@@ -25,7 +25,7 @@ public:
 
    constexpr IpGenPrefix() = default;
    /// \p address in network order, 4 octets for IPv4 and 16 for IPv6; \p length in bits. Throws
-   /// Varek::RangeError for what isPrefix() refuses.
+   /// Varek::RangeError for arguments that isPrefix() refuses.
    IpGenPrefix( IpFamily family, std::span<std::uint8_t const> address, unsigned length );
    /// An address: a prefix of full length.
    IpGenPrefix( IpFamily family, std::span<std::uint8_t const> address );
@@ -41,9 +41,9 @@ public:
    constexpr IpFamily family() const { return family_; }
    /// Size of an address of the family, in octets: 4 or 16.
    constexpr std::size_t addressSize() const { return family_ == IpFamily::ipv4 ? 4 : 16; }
-   /// Network order. Of IPv4, four octets and twelve zeros.
+   /// The address in network order; an IPv4 address is four octets and twelve zeros.
    constexpr Octets const& octets() const { return octets_; }
-   /// In bits.
+   /// The length of the prefix, in bits.
    constexpr unsigned length() const { return length_; }
    constexpr bool isAddress() const { return length_ == addressSize() * 8; }
 

@@ -8,8 +8,8 @@
 
 namespace Lumo {
 
-/// A position in a text that is being read, for the constructors from text. What does not fit is a
-/// Varek::TextError at the position where it starts.
+/// A position in a text that is being read, for the constructors from text. Text that does not fit
+/// raises Varek::TextError with the position where it starts.
 class VAREK_EXPORT TextCursor {
 public:
    explicit TextCursor( std::string_view text ) : text_( text ) {}
@@ -25,7 +25,7 @@ public:
    bool take( char c );
    /// Steps over \p word if it is next.
    bool take( std::string_view word );
-   /// Reads an unsigned decimal number without sign and leading zeros, of at most \p limit.
+   /// Reads an unsigned decimal number of at most \p limit, without sign and leading zeros.
    std::uint64_t decimal( std::uint64_t limit, std::string_view expected );
    /// Reads one hexadecimal digit of either case.
    unsigned hexDigit( std::string_view expected );

@@ -34,7 +34,8 @@ struct FreeObject {
 
 struct Region;
 
-/// Head of a slab; the objects follow it. A slab is found from an object by clearing low bits.
+/// The head of a slab; the objects follow it. Clearing the low bits of an object's address gives
+/// the slab.
 struct Slab {
    Region* region;
    Slab* next; // in the list of slabs of its class that have room, or of unused slabs
@@ -47,7 +48,7 @@ struct Slab {
 
 constexpr std::size_t slabHead = ( sizeof( Slab ) + granule - 1 ) / granule * granule;
 
-/// Slabs that were taken from the heap at once.
+/// A block of the heap that is cut into slabs.
 struct Region {
    void* storage;
    std::size_t unusedSlabs;
@@ -98,7 +99,7 @@ union StateHolder {
 };
 constinit StateHolder holder;
 
-/// Takes the lock only where more than one thread may be about.
+/// Takes the lock only while more than one thread may run.
 class Guard {
 public:
    Guard() : locked_( Varek::ThreadControl::multiThreaded() ) {
@@ -142,7 +143,7 @@ void addRegion( State& state ) {
    ++state.unusedRegions;
 }
 
-/// A slab of objects of class \p index, at the front of its list.
+/// Adds a slab for objects of class \p index at the front of the list of its class.
 Slab* addSlab( State& state, std::size_t index ) {
    if ( !state.unused.front() ) {
       addRegion( state );

@@ -17,7 +17,7 @@ public:
    std::string_view text() const { return text_; }
    std::size_t position() const { return position_; }
    bool empty() const { return position_ == text_.size(); }
-   /// What has not been read yet.
+   /// The text that has not been read yet.
    std::string_view rest() const { return text_.substr( position_ ); }
    /// Moves on by \p count characters, at most to the end.
    void advance( std::size_t count );
@@ -34,7 +34,7 @@ public:
    void expect( std::string_view word );
    /// Throws Varek::TextError unless everything has been read.
    void expectEnd() const;
-   /// Throws Varek::TextError: something else, \p expected, would have to come next.
+   /// Throws Varek::TextError, which says that \p expected should come next.
    [[noreturn]] void fail( std::string_view expected ) const;
 
 private:

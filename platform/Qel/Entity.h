@@ -47,7 +47,7 @@ private:
 
 [[noreturn]] VAREK_EXPORT void throwWriteFromReadOnlyProxy( Entity const& );
 
-/// The entity that a change speaks of.
+/// The entity that has changed.
 inline Entity& entityOf( Varek::Change const& change ) {
    return static_cast<Entity&>( change.source() );
 }

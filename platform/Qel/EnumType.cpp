@@ -32,7 +32,7 @@ EnumeratorData const* enumerator( TypeInspectData const& type, std::string_view 
 
 namespace {
 
-/// The value that \p name has, which is all of \p text from \p position on or the front of that.
+/// The value of the enumerator \p name, found in \p text at \p position. Errors show \p text.
 std::uint32_t namedValue( TypeInspectData const& type, std::string_view name, std::string_view text,
                           std::size_t position ) {
    EnumeratorData const* const found = enumerator( type, name );

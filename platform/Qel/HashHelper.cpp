@@ -8,7 +8,7 @@ constinit std::uint32_t HashHelper::seed_ = 0;
 
 namespace {
 
-// The lowest number that is not the compiler's own: before all dynamic initialisation.
+// Runs before all dynamic initialisation: the compiler keeps the priorities below 101 for itself.
 [[gnu::constructor( 101 )]] void seedAtStart() {
    HashHelper::hashSeed32Is( std::random_device{}() );
 }

@@ -18,15 +18,15 @@ namespace Qel {
 class VAREK_EXPORT HashHelper {
 public:
    static std::uint32_t hashSeed32() { return seed_; }
-   /// For tests that want a repeatable order: only while no keyed collection holds anything.
+   /// For tests that want a repeatable order. Call it only while no keyed collection has elements.
    static void hashSeed32Is( std::uint32_t seed ) { seed_ = seed; }
 
 private:
    static std::uint32_t seed_;
 };
 
-/// The hash of a value that is one attribute: its own hash( seed ), or that of the number it is
-/// (enumerations and integers are widened), or that of its bytes (text).
+/// The hash of a single value: its own hash( seed ) if it has that, the hash of the widened number
+/// for enumerations and integers, the hash of the bytes for text.
 template<class T>
 inline std::uint32_t hashSingleAttr( T const& value, std::uint32_t seed ) {
    if constexpr ( std::is_enum_v<T> ) {

@@ -76,7 +76,7 @@ void HashMap2018Generic::qelMarkAllForDeletion() {
       head().marks.reset( &Internal::DeletionMarks::none );
       return;
    }
-   // Only what is there: a slot that is empty now may be an element's before the marks go.
+   // Marks only slots that are taken: an empty slot may get an element before the marks go.
    decltype( Head::marks ) marks( new Internal::DeletionMarks( slotCount() ) );
    for ( std::uint32_t at = nextTaken( 0 ); at != none; at = nextTaken( at + 1 ) ) {
       marks->set( at, true );

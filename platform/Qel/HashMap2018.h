@@ -177,7 +177,7 @@ public:
    /// Inserts an element made from \p arguments. Its key must not be in the map.
    template<class... Arguments>
    Element& newMemberG( Arguments&&... arguments ) {
-      // Made first: it may be a copy of an element that is about to move, and its making may throw.
+      // Constructed first: its source may be an element that is about to move, and it may throw.
       Element made( std::forward<Arguments>( arguments )... );
       std::uint32_t const keyHash = hash( KeyFunktor{}( made ) );
       return place( keyHash, std::move( made ) );
@@ -192,7 +192,7 @@ public:
             return { const_cast<Element&>( *found ), false };
          }
       }
-      // What is given as an Element to be taken needs no other in between.
+      // An rvalue Element is moved in directly, without a temporary.
       if constexpr ( ( std::is_same_v<Arguments&&, Element&&> && ... &&
                        ( sizeof...( Arguments ) == 1 ) ) ) {
          return { place( keyHash, std::forward<Arguments>( arguments )... ), true };
@@ -221,7 +221,7 @@ public:
       return removed;
    }
 
-   /// Makes room for \p count elements at once. Elements move if there was less.
+   /// Makes room for \p count elements at once. Elements move if the map has to grow.
    void reserve( std::uint32_t count ) {
       std::uint32_t const held = groups_ ? head().capacity : 0;
       std::uint32_t capacity = held;
@@ -243,7 +243,7 @@ public:
 
    /// Empties the map and gives its memory back.
    void memberDelAll() noexcept {
-      // Taken out first: the end of an element may run code that looks at this map.
+      // The elements are taken out first: a destructor may run code that looks at this map.
       HashMap2018 const old( std::move( *this ) );
       if ( old.qelHasDeletionMarks() ) {
          mask_ = marking;
@@ -318,7 +318,7 @@ private:
       return nullptr;
    }
 
-   // Apart: what it needs would take registers from the many look-ups that end in the first group.
+   // Not inlined: it would take registers from the many look-ups that end in the first group.
    [[gnu::noinline]] Element const* findFurther( std::uint32_t at, Key const& key,
                                                  std::uint32_t keyHash ) const {
       for ( std::uint32_t step = 1; step <= mask_; ++step ) {

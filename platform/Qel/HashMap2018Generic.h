@@ -15,8 +15,8 @@
 #include "Varek/Export.h"
 #include "Varek/Failures.h"
 
-/// What the keyed collections of Qel/HashMap2018.h have in common, whatever they hold: the groups,
-/// positions in them, the version, and marks for deletion.
+/// The common part of the keyed collections of Qel/HashMap2018.h, for elements of any type: the
+/// groups, positions in them, the version, and marks for deletion.
 namespace Qel {
 
 namespace Internal {
@@ -47,7 +47,7 @@ struct DeletionMarksEnd {
    }
 };
 
-/// What precedes the groups in the one allocation behind a map; the elements follow them.
+/// The head of a map's only allocation; the groups follow it, and the elements follow the groups.
 struct alignas( 16 ) MapHead {
    std::unique_ptr<DeletionMarks, DeletionMarksEnd> marks;
    std::uint32_t version = 0;
@@ -55,7 +55,7 @@ struct alignas( 16 ) MapHead {
 };
 static_assert( sizeof( MapHead ) == 16 );
 
-/// Asks for memory that is going to be read soon.
+/// Prefetches \p size bytes at \p from, or the first of them if there are many.
 inline void prefetch( void const* from, std::size_t size ) {
    constexpr std::size_t line = 64;
    constexpr std::size_t most = 8 * line; // more would drive out what is in use
@@ -67,7 +67,7 @@ inline void prefetch( void const* from, std::size_t size ) {
 
 } // namespace Internal
 
-/// What all maps have in common, whatever they hold.
+/// The common base of all maps, for elements of any type.
 class VAREK_EXPORT HashMap2018Generic {
 public:
    static constexpr std::uint32_t none = 0xFFFFFFFFU;
@@ -118,8 +118,8 @@ public:
    void qelMarkAllForDeletion();
    /// Forgets all marks.
    void qelDeletionMarksClear();
-   /// Whether a resynchronisation is under way: from qelMarkAllForDeletion on until the marks are
-   /// forgotten, whatever happens to the elements.
+   /// Whether a resynchronisation is under way: from qelMarkAllForDeletion until
+   /// qelDeletionMarksClear, even if the map becomes empty meanwhile.
    bool qelHasDeletionMarks() const { return groups_ ? bool( head().marks ) : mask_ == marking; }
    bool isMarkedForDeletion( std::uint32_t position ) const {
       return position != none && groups_ && head().marks && head().marks->at( position );
@@ -161,7 +161,7 @@ protected:
          here.overflowInc();
       }
    }
-   /// Gives up the slot at \p position, which an element with \p hash had.
+   /// Frees the slot at \p position, which held an element with \p hash.
    void disclaim( std::uint32_t hash, std::uint32_t position ) {
       std::uint32_t const home = position / Group::slots;
       std::uint32_t at = hash & mask_;

@@ -6,9 +6,9 @@ namespace Qel {
 
 class HashMap2018Generic;
 
-/// What a map of one type does with its keys and elements, for whoever knows the map as a
-/// HashMap2018Generic alone: HashMap2018<...>::type. To be used through the functions of the same
-/// names there; \p key and \p element point to live objects of the types of the map.
+/// The functions of a map type on its keys and elements, for code that knows the map only as a
+/// HashMap2018Generic: HashMap2018<...>::type. Callers use the functions of the same names there;
+/// \p key and \p element point to live objects of the types of the map.
 struct HashMap2018Type {
    std::size_t elementSize;
    void* ( *lookupNodeG )( HashMap2018Generic&, void const* key );

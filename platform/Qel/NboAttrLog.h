@@ -17,21 +17,21 @@
 
 /// The network-byte-order attribute log: the form in which state travels between processes and is
 /// kept in files. Here are its frames, its writer and its reader; docs/attribute-log.md gives every
-/// byte. What a value looks like is in framework/WireForms.h, what a type does with its messages in
-/// framework/AttrLog.h.
+/// byte. framework/WireForms.h has the forms of values, framework/AttrLog.h the handling of
+/// messages by types.
 ///
 /// A writer asks for room for a message of exactly known size, fills it and commits it: nothing is
 /// copied afterwards. A reader trusts nothing: each length is held against the bytes that are there
 /// before anything is allocated.
 namespace Qel::NboAttrLog {
 
-/// The version of the forms. There is one so far.
+/// The version of the forms. So far there is a single version.
 struct Version {
    std::uint16_t number = 1;
 };
 inline constexpr Version currentVersion{};
 
-/// What a frame is. The numbers are on the wire.
+/// The kind of a frame. The numbers are on the wire.
 enum class FrameKind : std::uint8_t {
    attribute = 0,          ///< A value, an element, or under the negative of an id a removed key.
    transactionBegin = 1,   ///< The elements of a collection follow, all of them.
@@ -84,7 +84,7 @@ private:
    Varek::FieldId field_;
 };
 
-/// Where in a stream a fault is: the type of the entity, its field, and the offset.
+/// The place of a fault in a stream: the type of the entity, its field, and the offset in bytes.
 class VAREK_EXPORT AttrLogPlace {
 public:
    AttrLogPlace( std::string_view type, Varek::FieldId field, std::uint64_t offset )
@@ -99,8 +99,8 @@ private:
    std::uint64_t offset_;
 };
 
-/// A message that is not what it should be: too short or too long for its field, or with a value
-/// that the type does not allow. what() says where, and what is wrong.
+/// A message is too short or too long for its field, or has a value that the type does not allow.
+/// what() gives the place and the fault.
 class VAREK_EXPORT AttrLogError : public Varek::Failure, public AttrLogPlace {
 public:
    AttrLogError( AttrLogPlace const& place, std::string_view fault );
@@ -114,12 +114,13 @@ public:
    ~AttrLogLengthError() override;
 };
 
-/// A message that is larger than a frame may be. what() says whose, how large, and the limit.
+/// A message is larger than a frame may be. what() gives its type and attribute, its size and the
+/// limit.
 class VAREK_EXPORT FrameTooLarge : public Varek::Failure {
 public:
    FrameTooLarge( Varek::FieldId field, std::size_t size, std::size_t limit );
    ~FrameTooLarge() override;
-   /// The innermost counts: who calls this later changes nothing.
+   /// Only the first call has an effect: it comes from the innermost attribute.
    void ownerIs( std::string_view type, std::string_view attribute );
    char const* what() const noexcept override;
    std::size_t size() const { return size_; }
@@ -202,14 +203,14 @@ public:
 
    /// Whether a frame has been begun and not been ended.
    bool withinFrame() const { return at_ != end_; }
-   /// Frames that were committed.
+   /// The number of committed frames.
    std::uint64_t messages() const { return messages_; }
 
 protected:
    Out() = default;
    virtual ~Out() = default;
 
-   /// Makes room for \p size contiguous bytes and says where; null if they cannot go out now.
+   /// Room for \p size contiguous bytes; null if they cannot go out now.
    virtual std::uint8_t* room( std::size_t size ) = 0;
    /// The largest payload that is taken from now on; small ones always are.
    void payloadLimitIs( std::size_t limit ) {
@@ -217,13 +218,13 @@ protected:
    }
    /// The next frame names its entity and its field in full.
    void forgetLast() { entity_ = noEntity; }
-   /// There is no frame that has been begun, and none before the next.
+   /// Forgets a frame that was begun; the next frame then names its entity and field in full.
    void forgetFrame() {
       forgetLast();
       at_ = end_;
    }
 
-   // What is left of the storage under way; room() may replace it.
+   // The unused rest of the current storage; room() may replace it.
    std::uint8_t* free_ = nullptr;
    std::uint8_t* freeEnd_ = nullptr;
 
@@ -267,12 +268,12 @@ private:
 /// Reads the payload of one message.
 class VAREK_EXPORT In {
 public:
-   /// \p offset is that of the payload in the stream, for errors.
+   /// \p offset is the position of the payload in the stream, in bytes, for errors.
    explicit In( std::span<std::uint8_t const> payload, std::uint64_t offset = 0 )
       : begin_( payload.data() ), at_( payload.data() ), end_( payload.data() + payload.size() ),
         offset_( offset ) {}
 
-   /// Whose message it is, for errors. \p type must outlive the reader.
+   /// The type and field of the message, for errors. \p type must outlive the reader.
    void contextIs( std::string_view type, Varek::FieldId field ) {
       type_ = type;
       field_ = field;
@@ -307,7 +308,7 @@ public:
          failLong();
       }
    }
-   /// Throws AttrLogError with what is wrong with what was just read.
+   /// Throws AttrLogError; \p fault says what is wrong with the bytes just read.
    [[noreturn]] void fail( std::string_view fault ) const;
 
 private:

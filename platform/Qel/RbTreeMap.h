@@ -67,7 +67,7 @@ public:
       if ( empty() ) {
          return;
       }
-      // Taken out first: the end of a member may run code that looks at this map.
+      // The members are taken out first: a destructor may run code that looks at this map.
       Tree old;
       old.swap( tree_ );
       if ( marked_ ) {
@@ -85,7 +85,7 @@ public:
    }
    /// Forgets all marks.
    void qelDeletionMarksClear() { marked_.reset(); }
-   /// Whether a resynchronisation is under way, from the first of these to the second.
+   /// Whether a resynchronisation is under way, from the first of these functions to the second.
    bool qelHasDeletionMarks() const { return marked_ != nullptr; }
    /// Does nothing outside of a resynchronisation.
    void qelMarkedForDeletionGIs( Key const& key, bool marked ) {

@@ -13,7 +13,7 @@
 /// The values of RADIUS attributes.
 namespace RadiusPktParserBase {
 
-/// Text that belongs to one of several tunnels (RFC 2868 3.3). Tags go from 1 to 31; 0 is none.
+/// Text that belongs to one of several tunnels (RFC 2868 3.3). Tags are 1 to 31; 0 is no tag.
 struct TaggedStr {
    std::uint8_t tag = 0;
    Varek::String value;
@@ -36,8 +36,8 @@ struct TaggedInt {
 using AttrValueVariant = std::variant<Varek::String, TaggedStr, std::uint32_t, TaggedInt,
                                       std::uint64_t, Lumo::IpGenPrefix, Varek::Bytes>;
 
-/// One value, in the form that its attribute has. The order of the alternatives is on the wire. An
-/// empty text by default.
+/// A value in the form that its attribute has; an empty text by default. The order of the
+/// alternatives is on the wire.
 ///
 /// It is a variant with a way to be made from text: use std::visit, std::get and index() as of any.
 /// Beware that a std::string_view is text to be read, whereas a std::string or a literal is a
@@ -45,7 +45,7 @@ using AttrValueVariant = std::variant<Varek::String, TaggedStr, std::uint32_t, T
 struct VAREK_EXPORT AttrValue : AttrValueVariant {
    using AttrValueVariant::AttrValueVariant;
    AttrValue() = default;
-   /// From what stringValue() gives; throws Varek::TextError.
+   /// From a text in the form of stringValue(); throws Varek::TextError for any other text.
    explicit AttrValue( std::string_view text );
 
    AttrValueVariant const& variant() const { return *this; }
@@ -59,7 +59,7 @@ struct VAREK_EXPORT AttrValue : AttrValueVariant {
    }
 };
 
-/// Form and value, such that no two different values print alike:
+/// The text tells form and value, so that different values print differently:
 ///
 /// | alternative  | example                                                         |
 /// |--------------|-----------------------------------------------------------------|

@@ -19,8 +19,8 @@ public:
    constexpr Attribute() = default;
    constexpr Attribute( std::uint32_t vendor, std::uint16_t type )
       : vendor_( vendor ), type_( type ) {}
-   /// From what stringValue() gives. Names are read in either case, and "Attribute-N" and
-   /// "Vendor-V-Attribute-N" also where there is a name. Throws Varek::TextError.
+   /// From a text in the form of stringValue(). Names are read in either case, and "Attribute-N"
+   /// and "Vendor-V-Attribute-N" also where there is a name. Throws Varek::TextError.
    explicit Attribute( std::string_view text );
 
    constexpr std::uint32_t vendor() const { return vendor_; }

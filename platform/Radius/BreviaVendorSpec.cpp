@@ -10,7 +10,7 @@ namespace RadiusPacketParser {
 
 namespace {
 
-/// By value, from 1.
+/// The names of the values from 1 on.
 constexpr std::string_view names[] = {
    "Brevia-Acl-Name",
    "Brevia-Web-Auth-Url",

@@ -24,14 +24,14 @@ struct BreviaVendorSpec {
       avPair = 8,
    };
 
-   /// From what stringValue() gives; throws Varek::TextError.
+   /// From a text in the form of stringValue(); throws Varek::TextError for any other text.
    VAREK_EXPORT static BreviaVendorSpecEnum fromText( std::string_view text );
 };
 
 /// "Brevia-Acl-Name"; "Brevia-Attribute-200" of a value without a name.
 VAREK_EXPORT Varek::String stringValue( BreviaVendorSpec::BreviaVendorSpecEnum );
 VAREK_EXPORT std::ostream& operator<<( std::ostream&, BreviaVendorSpec::BreviaVendorSpecEnum );
-/// By this generic code, which does not know the enumeration, reads its words. Throws as fromText.
+/// Lets generic code, which does not know the enumeration, read its names. Throws as fromText does.
 inline void wordRead( std::string_view word, BreviaVendorSpec::BreviaVendorSpecEnum& value ) {
    value = BreviaVendorSpec::fromText( word );
 }

@@ -7,13 +7,12 @@
 #include "Radius/Attribute.h"
 #include "Varek/Export.h"
 
-/// What is known of attributes by number: name, form of the value, names of enumerated values. From
-/// RFCs 2548, 2865 to 2869, 3162, 4072, 4372, 4675, 4818, 4849, 5090, 5176, 5447, 5580, 5607, 5904,
-/// 6519, 6572, 6911, 6929 and 7268. Constant tables, looked up by index or binary search.
+/// The dictionary: name, form of the value and names of enumerated values of each known attribute.
+/// From RFCs 2548, 2865 to 2869, 3162, 4072, 4372, 4675, 4818, 4849, 5090, 5176, 5447, 5580, 5607,
+/// 5904, 6519, 6572, 6911, 6929 and 7268. Constant tables, looked up by index or binary search.
 namespace RadiusPktParserBase {
 
-/// How the octets of an attribute's value are to be read (Radius/Packet.h says what becomes of
-/// them).
+/// The form of the octets of an attribute's value. Radius/Packet.h says how each form is read.
 enum class Form : std::uint8_t {
    octets,
    text,
@@ -38,15 +37,15 @@ struct DictionaryEntry {
    Form form = Form::octets;
 };
 
-/// All that is known, in ascending order of attribute.
+/// All entries, in ascending order of attribute.
 VAREK_EXPORT std::span<DictionaryEntry const> dictionary();
-/// What is known of this attribute, or null.
+/// The entry of this attribute, or null.
 VAREK_EXPORT DictionaryEntry const* dictionaryEntry( Attribute );
-/// The attribute of this name, in either case, or null.
+/// The entry with this name, in either case, or null.
 VAREK_EXPORT DictionaryEntry const* dictionaryEntry( std::string_view name );
 
-/// Name of a value of an attribute that enumerates: "VLAN" of Tunnel-Type 13. Empty if there is
-/// none.
+/// The name of a value of an enumerated attribute: "VLAN" for Tunnel-Type 13. Empty if it has no
+/// name.
 VAREK_EXPORT std::string_view enumeratorName( Attribute, std::uint32_t value );
 
 } // namespace RadiusPktParserBase

@@ -13,7 +13,7 @@ namespace {
 using Id = RadiusPacketParser::RadiusAttributeId;
 using Names = std::span<std::string_view const>;
 
-// Each by value, from the first that has a name; empty where there is none.
+// The names by value, from the first value that has a name; empty for a value without a name.
 
 constexpr std::string_view serviceTypes[] = {
    "Login",

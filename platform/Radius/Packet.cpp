@@ -58,7 +58,7 @@ namespace {
 
 using Octets = std::span<std::uint8_t const>;
 
-/// Each attribute, standard and vendor's, starts with its type and its length in octets.
+/// Standard and vendor's attributes alike start with type and length, an octet each.
 constexpr std::size_t attributeHeaderSize = 2;
 constexpr std::size_t vendorIdSize = 4;
 /// A first octet above this is no tag of a text (RFC 2868 3.3).
@@ -114,7 +114,7 @@ AttrValue addressValue( Lumo::IpFamily family, Octets octets ) {
    return Lumo::IpGenPrefix( family, octets );
 }
 
-/// A reserved octet, the length in bits, and at least the octets which that covers (RFC 3162 2.3).
+/// A reserved octet, the length in bits, and at least the octets that it covers (RFC 3162 2.3).
 AttrValue ipv6PrefixValue( Octets octets ) {
    std::array<std::uint8_t, 16> address{};
    if ( octets.size() < 2 || octets.size() > 2 + address.size() || octets[0] != 0 ) {
@@ -159,7 +159,7 @@ AttrValue valueOf( Form form, Octets octets ) {
    return bytesOf( octets );
 }
 
-/// The parts of a sequence of attributes, one after the other.
+/// Walks a sequence of attributes.
 class AttributeReader {
 public:
    explicit AttributeReader( Octets octets ) : octets_( octets ) {}
@@ -203,7 +203,7 @@ void addVendorAttributes( Attributes& to, std::uint32_t vendor, Octets octets ) 
    }
 }
 
-/// Adds a Vendor-Specific attribute. One of vendor 0 must not pass for standard attributes.
+/// Adds a Vendor-Specific attribute. The attributes of vendor 0 must not pass for standard ones.
 void addVendorSpecific( Attributes& to, Octets value ) {
    auto const vendor =
       value.size() < vendorIdSize
@@ -290,8 +290,8 @@ std::optional<PacketError> headerError( Octets octets, std::size_t length ) {
    return std::nullopt;
 }
 
-/// Why the attribute that is next cannot be read. \p available is how much of the packet, of \p
-/// length octets by its header, there is.
+/// The reason why the next attribute cannot be read. The header says that the packet has \p length
+/// octets; \p available of them are there.
 PacketError attributeError( AttributeReader const& reader, std::size_t length,
                             std::size_t available ) {
    std::size_t const offset = headerSize + reader.position();

@@ -17,16 +17,16 @@
 
 namespace RadiusPktParserBase {
 
-/// "Access-Accept" of 2; empty for a code without a name.
+/// "Access-Accept" for 2; empty for a code without a name.
 VAREK_EXPORT std::string_view codeName( std::uint8_t code );
 
 } // namespace RadiusPktParserBase
 
-/// Reads RADIUS packets (RFC 2865 3) into attributes and values. Any octets may be given: what
-/// cannot be read is told with its offset, and what stands before it is kept.
+/// Reads RADIUS packets (RFC 2865 3) into attributes and values. Any octets may be given: a fault
+/// is reported with its offset, and the attributes before it are kept.
 namespace RadiusPacketParser {
 
-/// Sizes in octets of a packet: header alone, and the largest (RFC 2865 3).
+/// Sizes of the header and of the largest packet, in octets (RFC 2865 3).
 inline constexpr std::size_t headerSize = 20;
 inline constexpr std::size_t largestPacket = 4096;
 
@@ -35,7 +35,7 @@ class VAREK_EXPORT PacketError : public Varek::Failure {
 public:
    PacketError( std::size_t offset, std::string const& message );
    ~PacketError() override;
-   /// Where, in octets from the start of the packet: the start of an attribute whose length is
+   /// The place, in octets from the start of the packet: the start of an attribute whose length is
    /// wrong, the first octet that is missing, or the length field of the header (2).
    std::size_t offset() const { return offset_; }
 
@@ -49,7 +49,7 @@ using Attributes =
 struct DecodedPacket {
    std::uint8_t code = 0;
    std::uint8_t identifier = 0;
-   /// As the header says, in octets; the packet may have been shorter.
+   /// The length that the header gives, in octets; the packet may have been shorter.
    std::uint16_t length = 0;
    std::array<std::uint8_t, 16> authenticator{};
    /// In the order of the packet. Those before the fault if there is one.

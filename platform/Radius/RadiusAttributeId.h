@@ -35,7 +35,7 @@ struct RadiusAttributeId {
       framedRoute = 22,
       framedIpxNetwork = 23,
       state = 24,
-      classAttribute = 25, ///< Named Class; the word itself is the language's.
+      classAttribute = 25, ///< Class; the word itself is a keyword of C++.
       vendorSpecific = 26,
       sessionTimeout = 27,
       idleTimeout = 28,
@@ -198,14 +198,14 @@ struct RadiusAttributeId {
       extendedAttribute6 = 246,
    };
 
-   /// From what stringValue() gives; throws Varek::TextError.
+   /// From a text in the form of stringValue(); throws Varek::TextError for any other text.
    VAREK_EXPORT static RadiusAttributeIdEnum fromText( std::string_view text );
 };
 
-/// The dictionary's name, "User-Name"; "Attribute-200" of a number without a name.
+/// The dictionary's name, "User-Name"; "Attribute-200" for a number without a name.
 VAREK_EXPORT Varek::String stringValue( RadiusAttributeId::RadiusAttributeIdEnum );
 VAREK_EXPORT std::ostream& operator<<( std::ostream&, RadiusAttributeId::RadiusAttributeIdEnum );
-/// By this generic code, which does not know the enumeration, reads its words. Throws as fromText.
+/// Lets generic code, which does not know the enumeration, read its names. Throws as fromText does.
 inline void wordRead( std::string_view word, RadiusAttributeId::RadiusAttributeIdEnum& value ) {
    value = RadiusAttributeId::fromText( word );
 }

@@ -6,21 +6,21 @@
 #include "Radius/Attribute.h"
 #include "Varek/Export.h"
 
-/// Values of RADIUS attributes for people: with the names that the dictionary has for them.
+/// Values of RADIUS attributes as text for people, with their names from the dictionary.
 namespace RadiusPktParserBase {
 
-/// The dictionary's name of an integer value: "VLAN" of a Tunnel-Type 13. Empty if it has none, or
-/// the value is no integer.
+/// The dictionary's name of an integer value: "VLAN" for Tunnel-Type 13. Empty if the value has no
+/// name or is no integer.
 VAREK_EXPORT std::string valueName( Attribute, AttrValue const& );
 
-/// One value as text: as its type prints, with its name where it has one: "VLAN (13)".
+/// A value as its type prints it, after its name if it has a name: "VLAN (13)".
 VAREK_EXPORT std::string valueText( Attribute, AttrValue const& );
 
-/// Whether it is a prefix that the attribute's value says, and not an address, which is a prefix as
-/// well, of full length: Framed-IPv6-Prefix, not Framed-IP-Address.
+/// Whether the attribute's value is a prefix (Framed-IPv6-Prefix) rather than an address
+/// (Framed-IP-Address), although an address is held as a prefix of full length.
 VAREK_EXPORT bool isOfPrefixes( Attribute );
 
-/// An address without its length, a prefix with it, also if that is the longest.
+/// An address without a length; a prefix with its length, even the full length.
 VAREK_EXPORT std::string prefixText( Attribute, Lumo::IpGenPrefix const& );
 
 } // namespace RadiusPktParserBase

@@ -42,8 +42,8 @@ public:
                                  std::size_t alignment )
       : identity_( identity ), alignment_( alignment ), size_( size ) {}
 
-   /// Records the making of an object. The facts must be those of the tracker; a wrong size, which
-   /// would falsify liveBytes(), ends the process.
+   /// Counts a new object. The arguments must agree with the tracker's; a wrong size would falsify
+   /// liveBytes(), so it ends the process.
    static void trackAllocation( AllocTrackTypeInfo& tracker, std::string_view /*identity*/,
                                 std::size_t size, std::size_t /*alignment*/ ) {
       VAREK_ASSERT( size == tracker.size_, tracker.identity_, size, tracker.size_ );

@@ -1,5 +1,5 @@
 #pragma once
 
-/// Marks what a library offers to others. Everything else is hidden: the libraries are built with
-/// hidden visibility, so that calls inside one need no detour and names cannot clash between two.
+/// Marks the symbols that a library offers. All others are hidden, so that calls within a library
+/// are direct and names of two libraries cannot clash.
 #define VAREK_EXPORT __attribute__( ( visibility( "default" ) ) )

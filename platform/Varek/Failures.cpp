@@ -65,7 +65,7 @@ void onStandardError( std::string_view line ) noexcept {
    std::fflush( stderr );
 }
 
-// Threads may have trees of their own, and each of them something to say.
+// Atomic, since threads with trees of their own may log at the same time.
 std::atomic<LogHook> hook{ onStandardError };
 
 } // namespace

@@ -15,7 +15,7 @@
 /// operation that raises one of these has changed nothing, unless it says otherwise.
 namespace Varek {
 
-/// Root of all of them.
+/// The base of all failures.
 class VAREK_EXPORT Failure : public std::runtime_error {
 public:
    using std::runtime_error::runtime_error;
@@ -49,7 +49,7 @@ public:
    ~RangeError() override;
 };
 
-/// Text that is not the form of the value it was to become.
+/// Text that is not in the form of the value to be read from it.
 class VAREK_EXPORT TextError : public Failure {
 public:
    /// \p expected says in words what would have been accepted ("a MAC address"); \p text is what
@@ -64,7 +64,7 @@ private:
    std::size_t position_;
 };
 
-/// A hash was asked of a value of a type that has none.
+/// The hash of a value was asked for, but its type has no hash.
 class VAREK_EXPORT NonHashableType : public Failure {
 public:
    NonHashableType( std::string_view module, std::uint32_t index, std::string_view type );
@@ -77,7 +77,7 @@ private:
    std::uint32_t index_;
 };
 
-/// A change was asked of an entity that only mirrors one of another process.
+/// A mutator was called on an entity that mirrors an entity of another process.
 class VAREK_EXPORT WriteFromReadOnlyProxy : public Failure {
 public:
    explicit WriteFromReadOnlyProxy( std::string_view type );
@@ -99,14 +99,14 @@ public:
                                                                std::size_t size );
 [[noreturn]] VAREK_EXPORT void throwVectorEmptyBackException();
 
-/// Ends the process unless \p expr holds; unlike assert(), in every build type. Prints where it
-/// stands, the expression and the values that are given after it, on standard error.
+/// Ends the process unless \p expr holds; unlike assert(), in every build type. Logs file, line,
+/// expression and the values that are given after it.
 #define VAREK_ASSERT( expr, ... )                                                                  \
    ( ( expr ) ? void()                                                                             \
               : ::Varek::assertionFailed(                                                          \
                    { __FILE__, __LINE__, #expr, #__VA_ARGS__ } __VA_OPT__(, ) __VA_ARGS__ ) )
 
-/// The same in builds with assertions alone, that is, without NDEBUG: for what would cost too much.
+/// The same, but only in builds without NDEBUG: for checks that cost too much elsewhere.
 #ifdef NDEBUG
 #define VAREK_DEBUG_ASSERT( ... ) static_cast<void>( 0 )
 #else
@@ -119,7 +119,7 @@ public:
 /// Prints \p text, exactly as it is, on standard error and aborts.
 [[noreturn, gnu::cold]] VAREK_EXPORT void assertionFailed( char const* text ) noexcept;
 
-/// An assertion as it stands in the source, with the expressions of its values.
+/// The source text of an assertion and of its values.
 struct Assertion {
    char const* file;
    int line;
@@ -134,7 +134,7 @@ assertionFailed( Assertion const&, std::initializer_list<std::string> values ) n
 
 VAREK_EXPORT std::string assertedAddress( void const* );
 
-/// Text is in quotes; what has no text is a question mark.
+/// Text is in quotes; a value of a type without a text form is a question mark.
 template<class T>
 std::string assertedText( T const& value ) {
    if constexpr ( std::is_same_v<T, bool> ) {
@@ -156,8 +156,8 @@ std::string assertedText( T const& value ) {
 
 } // namespace Internal
 
-/// Values come as copies: were they referred to, those in registers would have to be in memory
-/// while the assertion holds.
+/// Values are passed as copies: a reference would force those in registers into memory even while
+/// the assertion holds.
 template<class... Values>
 [[noreturn, gnu::cold, gnu::noinline]] void assertionFailed( Assertion const& failed,
                                                              Values... values ) noexcept {

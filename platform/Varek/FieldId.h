@@ -22,7 +22,7 @@ private:
    std::uint16_t value_ = 0;
 };
 
-/// Chooses an attribute in a generic operation.
+/// Selects an attribute in a generic operation.
 struct FieldDescriptor {
    FieldId id;
 };

@@ -17,12 +17,12 @@ namespace Varek::Inspect {
 /// Flags of the string form.
 namespace StrepFlag {
 
-/// As it is inside of another value, in which text is in quotes.
+/// The form inside of another value, in which text is in quotes.
 inline constexpr std::uint32_t nested = 1;
 
 } // namespace StrepFlag
 
-/// What can be done with a value of one type. \p p points to a live value of that type.
+/// The operations on values of a type. \p p points to a live value of that type.
 struct AtomicFnTable {
    std::string_view typeName; ///< "Lumo::EthAddr", "U32", "Varek::String".
    std::size_t size;
@@ -43,7 +43,7 @@ struct AtomicFnTable {
    /// some text ends the process: see Qel::isSafelyReadable.
    void ( *inspectDecodeFromString )( void* p, std::string_view text, FieldDescriptor,
                                       std::uint32_t flags );
-   /// Appends the form that the value has inside of others, in which text is in quotes.
+   /// Appends the form that the value has inside of another value, in which text is in quotes.
    void ( *print )( String& to, void const* p );
    /// Reads that form from \p position of \p text on; the position behind it. Null where
    /// inspectDecodeFromString is. Throws likewise, but then the value may be in part changed.
@@ -53,10 +53,10 @@ struct AtomicFnTable {
    bool hashable;
    /// The registered type, null for the types of the platform.
    TypeInspectData const* ( *registered )();
-   /// For an optional: the type of what it may hold.
+   /// For an optional: the table of the type that it may hold; null for other types.
    AtomicFnTable const* optionalOf;
 
-   // The same of a value by itself.
+   // The same for a value by itself, which no attribute holds.
    String encode( void const* p ) const { return inspectEncodeToString( p, {}, 0 ); }
    void decode( std::string_view text, void* p ) const {
       inspectDecodeFromString( p, text, {}, 0 );
@@ -75,7 +75,7 @@ struct IterFnTable {
    void ( *iterKey )( void const* iterator, void* key );
    /// Copies the current element into \p object, likewise.
    void ( *iterObj )( void const* iterator, void* object );
-   /// Where the current element lies, for a look without a copy; null if it has gone.
+   /// The address of the current element, to read it without a copy; null if it has gone.
    void const* ( *iterPeek )( void const* iterator );
    void ( *iterInc )( void* iterator );
    bool ( *iterNonnull )( void const* iterator );

@@ -4,11 +4,11 @@
 
 #include "Varek/Export.h"
 
-/// Where the libraries say what they have to say. Errors are exceptions and results, so that is the
-/// text of a failed assertion alone, before the process ends.
+/// The log of the libraries. Errors are exceptions and results, so the only lines are the texts of
+/// failed assertions, before the process ends.
 namespace Varek {
 
-/// Gets a line, without its end. Called from any thread, and not to throw.
+/// Receives a line without its line end. May be called from any thread; must not throw.
 using LogHook = void ( * )( std::string_view line ) noexcept;
 
 /// Sets the hook: null for silence; at first lines go to standard error. Returns the one before.

@@ -11,8 +11,8 @@
 /// describes them all; its static initialiser registers the record when the library is loaded, and
 /// from then on every type is found by (module, index within the module) or by its qualified name.
 ///
-/// Here stand only the parts of the records that the platform needs (names, kinds, enumerators);
-/// the attribute tables are the framework's, in records derived from these.
+/// These records have only the parts that the platform needs (names, kinds, enumerators). The
+/// framework derives its own records from them, which add the attribute tables.
 namespace Varek {
 
 enum class TypeKind : std::uint8_t { value, enum8, enum32, entity };
@@ -25,7 +25,7 @@ struct EnumeratorData {
 
 struct ModuleInspectData;
 
-/// What is registered of one type. Lives in constant memory for as long as its module is loaded.
+/// The record of a type. It lives in constant memory for as long as its module is loaded.
 struct TypeInspectData {
    std::string_view name; ///< Qualified: "Dot1xV2::AaaResponse".
    ModuleInspectData const* module = nullptr;
@@ -58,7 +58,7 @@ struct ModuleInspectData {
    VAREK_EXPORT static std::vector<ModuleInspectData const*> all();
 };
 
-/// A type as its module knows it: what typeData() of an entity answers.
+/// A type as its module knows it; the result of an entity's typeData().
 struct TypeData {
    ModuleInspectData const* module = nullptr;
    std::uint32_t index = 0;

@@ -11,11 +11,11 @@
 
 namespace Varek {
 
-/// Base of what counted pointers hold: a virtual table, the reference count and a second counter,
-/// of uses by the object's own code that are under way (a delivery of changes, Varek/Publisher.h).
-/// The object ends when both are zero.
+/// The base of objects that counted pointers hold: a virtual table, the reference count, and a
+/// second count of the running calls of the object's own code that must not lose it (a delivery of
+/// changes, Varek/Publisher.h). The object ends when both are zero.
 ///
-/// An object starts with one reference, which its maker hands over to a Ptr with Ptr::adopt. Counts
+/// An object starts with one reference, which its creator gives to a Ptr with Ptr::adopt. Counts
 /// are adjusted atomically only while ThreadControl says that more than one thread runs.
 class VAREK_EXPORT Counted {
 public:
@@ -85,7 +85,7 @@ public:
 
    constexpr Ptr() noexcept = default;
    constexpr Ptr( std::nullptr_t ) noexcept {}
-   /// Takes a reference of its own.
+   /// Adds a reference to \p object.
    explicit Ptr( T* object ) noexcept : object_( object ) {
       if ( object_ ) {
          object_->referenceInc();
@@ -109,7 +109,7 @@ public:
       return *this;
    }
 
-   /// Takes over a reference that the caller holds.
+   /// Takes over the caller's reference.
    static Ptr adopt( T* object ) noexcept {
       Ptr made;
       made.object_ = object;

@@ -124,7 +124,7 @@ void Publisher::entryErase( Observer const& observer ) {
 
 void Publisher::emptyIs() { word_ = ( word_ & ( proxyBit | watchedBit | removedBit ) ) | listBit; }
 
-// All are taken out before the first is destroyed, since its end may run code that comes back here.
+// All are taken out before the first is destroyed, since its destructor may call this again.
 void Publisher::sweep() {
    while ( ( word_ & removedBit ) != 0 ) {
       word_ &= ~removedBit;
@@ -165,7 +165,7 @@ void Publisher::observersOrphan() {
 void Publisher::visitOwned( void ( * )( Publisher&, void* ), void* ) {}
 
 void Publisher::parentPublisherIs( Publisher* parent ) {
-   // A root of a mirror may have a parent that is none: it stays a proxy when that lets it go.
+   // A proxy whose parent is no proxy is the root of a mirror: it stays a proxy when it is removed.
    bool const leavesProxy = !parent && parent_ && parent_->readOnlyProxy();
    parent_ = parent;
    if ( parent && parent->watched() ) {
@@ -176,7 +176,7 @@ void Publisher::parentPublisherIs( Publisher* parent ) {
    }
 }
 
-// What a proxy owns is a proxy, so here, too, the walk stops at the first that is as it should be.
+// A proxy owns only proxies, so the walk stops at each publisher that has the right state already.
 void Publisher::readOnlyProxyIs( bool proxy ) {
    if ( readOnlyProxy() == proxy ) {
       return;
@@ -189,7 +189,7 @@ void Publisher::readOnlyProxyIs( bool proxy ) {
       this );
 }
 
-// Invariant: what a watched publisher owns is watched, so the walk stops at the first that is.
+// A watched publisher owns only watched ones, so the walk stops at each that is watched already.
 void Publisher::watchedIs() {
    if ( watched() ) {
       return;
@@ -245,7 +245,7 @@ struct Publisher::Level {
    bool first = false; // on the source's level: whether some observer is to be told first
 };
 
-// Nobody is told before all levels are known: an observer may take the tree apart.
+// All levels are found before the first observer is called, since it may take the tree apart.
 void Publisher::deliverUpwards( Change const& change, Level& source, Level& last ) {
    Publisher* above = last.delivery.publisher.parent_;
    while ( above && !above->watchesSubtree() ) {

@@ -60,8 +60,8 @@ public:
    K const* key() const {
       return static_cast<K const*>( key_ );
    }
-   /// The value before the change: null for an insertion, what was replaced or removed otherwise.
-   /// \p V is the value type of the attribute.
+   /// The value before the change: the replaced or removed value, null for an insertion. \p V is
+   /// the value type of the attribute.
    template<class V>
    V const* old() const {
       return static_cast<V const*>( old_ );
@@ -78,18 +78,17 @@ private:
    KeyEqual keyEqual_;
 };
 
-/// What a subscription covers, and when it is told.
+/// The objects that a subscription covers, and its place in the order of delivery.
 enum class Scope : std::uint8_t {
    object,  ///< One object.
    subtree, ///< The object and everything that it owns.
-   /// As subtree, but told of each change before all observers of other scopes: for whoever records
-   /// changes. It must not change what it observes, nor throw; so what it is told is the order in
-   /// which things happened.
+   /// As subtree, but called before all observers of other scopes, to record changes in the order
+   /// in which they happen. The observer must not change the tree that it observes, nor throw.
    subtreeFirst,
 };
 
-/// How often observers have let an exception out, in this thread. Whoever calls a mutator compares
-/// it to tell an observer's exception, after which the change is made, from the mutator's own.
+/// How often observers have thrown in this thread. The caller of a mutator compares it to tell an
+/// observer's exception, after which the change is made, from the mutator's own.
 VAREK_EXPORT std::uint64_t observerExceptions() noexcept;
 
 namespace Internal {
@@ -98,7 +97,7 @@ namespace Internal {
 /// is under way waits for the end of that, with publisher null, and does nothing when called.
 class VAREK_EXPORT Observer {
 public:
-   // Kept beside the pointers, not in a virtual table: one load less before the call.
+   // Beside the pointers, not in a virtual table: this saves a load before the call.
    using Call = void ( * )( Observer&, Change const& );
    explicit Observer( Call c ) : call( c ) {}
    virtual ~Observer();
@@ -139,8 +138,8 @@ struct Scopes {
    bool contain( Scope scope ) const { return scope >= least && scope <= most; }
 };
 
-/// The observers of a publisher that has had several, in the order in which they came. Nothing is
-/// taken out while a delivery is under way, so that positions hold.
+/// The observers of a publisher that has had several, in the order of their subscriptions. No entry
+/// is removed during a delivery, so that positions hold.
 struct VAREK_EXPORT ObserverList {
    // The alignment as above.
    alignas( 16 ) std::vector<Observer*> observers;
@@ -186,14 +185,13 @@ public:
    bool initial() const { return word_ == 0; }
    /// True while nothing can ever have observed this object.
    bool unobserved() const { return ( word_ & ~proxyBit ) == 0; }
-   /// Whether this is in a tree that mirrors another process, so that only the mirror may change
-   /// it.
+   /// Whether this belongs to a tree that mirrors another process: only the mirror may change it.
    bool readOnlyProxy() const { return ( word_ & proxyBit ) != 0; }
-   /// Number of observers that are subscribed to this object itself, in either scope.
+   /// Number of observers that are subscribed to this object itself, in any scope.
    std::size_t observerCount() const;
 
-   /// Publishes one change of \p source, to its own observers and to those of the subtrees it is
-   /// in. \p key and \p old may be null, see Change. Callers test initial() first.
+   /// Publishes a change of \p source to its own observers and to those of the subtrees that it
+   /// belongs to. \p key and \p old may be null, see Change. Callers test initial() first.
    static void publishChangeRecursive( Publisher& source, FieldId id, void const* key,
                                        void const* old, KeyEqual keyEqual ) {
       Change const change( source, id, key, old, keyEqual );
@@ -217,7 +215,7 @@ protected:
 
    /// What comes to a read-only proxy becomes one, with all below it; what leaves one is none.
    void parentPublisherIs( Publisher* );
-   /// For this object and all that it owns.
+   /// Sets the state of this object and of everything that it owns.
    void readOnlyProxyIs( bool );
    /// Calls \p visit( child, context ) for each publisher whose parent is this one.
    virtual void visitOwned( void ( *visit )( Publisher&, void* ), void* context );
@@ -248,8 +246,8 @@ private:
    void sweep();
    void observersOrphan();
 
-   /// Ends a delivery when an observer has thrown. Disarmed, not asked what to do: so it, and what
-   /// it would have to know, stays in registers.
+   /// Ends a delivery when an observer has thrown. It is disarmed on success rather than given a
+   /// condition to test, so that its members stay in registers.
    struct FailureGuard {
       ~FailureGuard() {
          if ( delivering ) {
@@ -272,20 +270,20 @@ private:
          deliveryEnd( 0 );
       }
    }
-   /// One observer: inlined into mutators.
+   /// Delivery to a single observer; inlined into mutators.
    void deliverToOne( Change const& change ) {
       auto& only = *reinterpret_cast<Internal::Observer*>( word_ & pointerBits );
       deliverOutermost( [&] { only.call( only, change ); } );
    }
-   /// Several, and all other cases. Not in the library, since calls from there to observers in
-   /// another module take longer, nor in each mutator.
+   /// Delivery in all other cases. Not inlined into each mutator, and not in the library either,
+   /// since calls from there to observers in another module take longer.
    [[gnu::noinline]] void deliverToSeveral( Change const& change ) {
       if ( ( word_ & ~( pointerBits | proxyBit ) ) != listBit || ( word_ & pointerBits ) == 0 ||
            inUse() ) {
          deliverToAll( change );
          return;
       }
-      // None of them is of a subtree: those would have set the watched bit.
+      // No subtree observer is among them: it would have set the watched bit.
       auto const& several = *reinterpret_cast<Internal::ObserverList*>( word_ & pointerBits );
       deliverOutermost( [&] {
          several.tell<true>( change, several.observers.size(), { Scope::object, Scope::object } );

@@ -10,9 +10,9 @@
 
 #include "Varek/Export.h"
 
-/// Text, raw bytes and durations: the scalar types that every attribute table speaks of.
-/// Text and durations are the standard library's; raw bytes are a type of their own, so that a
-/// union or an overload set can hold both text and bytes.
+/// Text, raw bytes and durations: scalar types of attributes. Text and durations are the standard
+/// library's; raw bytes are a type of their own, so that a union or an overload set can hold both
+/// text and bytes.
 namespace Varek {
 
 /// Text. Any byte may occur in it, NUL included.
@@ -49,11 +49,10 @@ private:
    std::string octets_;
 };
 
-/// Appends \p c to \p text as it is if it is printable ASCII, else as "\x1b". Other bytes are
-/// nothing to write into logs and onto terminals: these obey some, and show others in an order of
-/// their own.
+/// Appends \p c to \p text: printable ASCII as it is, any other byte escaped, as "\x1b". Terminals
+/// obey some of these bytes and reorder others, so they must not reach logs and terminals.
 VAREK_EXPORT void appendPrintable( String& text, char c );
-/// \p text with each byte in that form. Again makes no difference.
+/// \p text with each byte in that form. A second application changes nothing.
 VAREK_EXPORT String printable( std::string_view text );
 
 /// "0x" and two lower-case hexadecimal digits a byte; "0x" alone for no bytes.

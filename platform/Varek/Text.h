@@ -6,16 +6,16 @@
 
 #include "Varek/String.h"
 
-/// Text from files and from the network in messages for people: nothing in it that a terminal would
+/// Text from files and from the network in messages for people, without bytes that a terminal would
 /// obey.
 namespace Varek {
 
 /// In double quotes, with \" and \\ escaped, and \xNN for what is not printable ASCII.
 VAREK_EXPORT std::string quoted( String const& text );
-/// The same without the quotes: for the names of files.
+/// The same without the quotes, for file names.
 VAREK_EXPORT std::string escaped( String const& text );
 
-/// Each line of a message as printable() has it; lines stay lines.
+/// A message with each line as printable() gives it; line ends stay.
 VAREK_EXPORT std::string printableLines( std::string_view text );
 
 /// "1 port", "2 ports".
