@@ -39,7 +39,7 @@ void removeStale( Assigned const& at ) {
    }
 }
 
-/// Makes the child or finds it, and goes on there.
+/// Finds or creates the child, and continues with its attributes.
 void assignChild( Assigned const& at, void const* parameter, Entity const& source ) {
    Ptr<Entity> const child = at.use.make( &at.target, parameter );
    assignEntity( *child, source );

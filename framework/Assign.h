@@ -3,8 +3,8 @@
 #include "Qel/Entity.h"
 #include "Varek/Export.h"
 
-/// Making one tree of entities equal to another, of whatever types: what a reload of a
-/// configuration or the restoring of a saved state needs.
+/// Making a tree of entities of any types equal to another, for reloading a configuration or
+/// restoring a saved state.
 namespace Qel {
 
 /// Makes \p target, with everything below it, equal to \p source, by the mutators of its own
@@ -16,8 +16,8 @@ namespace Qel {
 /// with different constructor parameters. An observer that throws ends it there; what was done
 /// stands, and a further call does the rest. \p source must not change meanwhile.
 ///
-/// Cost: a look-up or comparison for each attribute and element of either; memory only for the keys
-/// that go.
+/// Cost: a look-up or comparison for each attribute and element of either tree; memory only for the
+/// keys of removed elements.
 VAREK_EXPORT void assignEntity( Entity& target, Entity const& source );
 
 } // namespace Qel

@@ -56,7 +56,7 @@ namespace Internal {
 
 namespace {
 
-/// The begin marker says how many elements there are, in as many bytes as that takes.
+/// The begin marker gives the number of elements, in as few bytes as the number needs.
 bool transactionMarker( EntityQelNboAttrLogSa const& sa, unsigned index, NboAttrLog::FrameKind kind,
                         std::uint32_t count = 0 ) {
    auto const bytes = ( static_cast<unsigned>( std::bit_width( count ) ) + 7 ) / 8;
@@ -122,7 +122,7 @@ AttributeLog const* logOf( TypeRecord const& type, Varek::FieldId id, unsigned& 
    return type.wire[index].log;
 }
 
-/// Calls \p say, and adds to what it throws for a value that is too large whose value that is.
+/// Calls \p say; if it throws because a value is too large, adds the type and attribute.
 template<class Say>
 bool naming( EntityQelNboAttrLogSa const& sa, unsigned index, Say say ) {
    try {
@@ -137,7 +137,7 @@ bool naming( EntityQelNboAttrLogSa const& sa, unsigned index, Say say ) {
 void writeOrMarkSingle( EntityQelNboAttrLogSa const& sa, AttributeLog const& log, unsigned index ) {
    FlowOut* const flowOut = sa.flowOut();
    if ( flowOut && !flowOut->hasSynced( index ) ) {
-      return; // it will be said as a whole
+      return; // the attribute will be written as a whole
    }
    bool const held =
       flowOut && flowOut->dirty( index ) ? !flowOut->isNew( index ) : sa.heldBefore();
@@ -148,7 +148,7 @@ void writeOrMarkSingle( EntityQelNboAttrLogSa const& sa, AttributeLog const& log
    }
 }
 
-/// Begins the full sync of a collection anew if going on with it would cost more.
+/// Restarts the full sync of a collection if continuing it would cost more.
 void abandonOutgrown( EntityQelNboAttrLogSa const& sa, FlowOut& flowOut, unsigned index ) {
    NboAttrLog::KeyedFlow const* const keyed = flowOut.keyed( index );
    if ( !keyed->bookmark() ||
@@ -165,7 +165,7 @@ void writeOrMarkElement( EntityQelNboAttrLogSa const& sa, AttributeLog const& lo
    FlowOut* const flowOut = sa.flowOut();
    NboAttrLog::KeyedFlow* keyed = flowOut ? flowOut->keyed( index ) : nullptr;
    if ( flowOut && !flowOut->hasSynced( index ) && !keyed ) {
-      return; // it will be said as a whole, which has not begun
+      return; // the collection will be written as a whole, which has not begun
    }
    bool const held = keyed ? keyed->mayBeHeld( key, sa.heldBefore() ) : sa.heldBefore();
    bool const out = log.write( sa, key, held );

@@ -9,8 +9,8 @@
 #include "Varek/Export.h"
 #include "framework/Records.h"
 
-/// The attribute log of entities, over the records alone: how changes become messages, how a stream
-/// that was blocked or has just begun is brought up to date, and how messages become changes.
+/// The attribute log of entities, from the records alone: changes become messages, a stream that
+/// was blocked or is new is brought up to date, and messages become changes.
 ///
 /// The unit is the attribute of one entity toward one stream. While the stream takes messages each
 /// change is written at once. While it does not, a change is a mark in the entity's FlowOut: a bit
@@ -31,9 +31,9 @@ public:
    /// among them: then it needs nothing more.
    virtual bool doMessageMulticast( EntityQelNboAttrLogSa const&, Varek::FieldId,
                                     void const* key ) = 0;
-   /// Makes \p child, under \p field of the entity of \p parent, known to the other end and sees to
-   /// it that its contents follow. False, with nothing done, if that cannot go out now; true also
-   /// if it is known there already.
+   /// Announces \p child, under \p field of the entity of \p parent, to the other end, and has its
+   /// contents follow. True also if the other end knows it already. False, with nothing done, if
+   /// the stream is blocked.
    virtual bool childAnnounce( EntityQelNboAttrLogSa const& parent, Varek::FieldId field,
                                Entity& child ) = 0;
 
@@ -45,7 +45,7 @@ private:
    Out& out_;
 };
 
-/// What the receiving end wants to know while messages are applied.
+/// Notifications to the receiving end while messages are applied.
 class VAREK_EXPORT Receiver {
 public:
    /// \p removed is no longer part of the tree, with all that is below it.
@@ -81,17 +81,17 @@ public:
 /// What is still to be said of one entity to one stream.
 class VAREK_EXPORT FlowOut {
 public:
-   /// With \p dirty, nothing has been said so far and all is to be from \p from on (0 for all).
+   /// With \p dirty, every attribute from id \p from on (0 for all) is still to be written.
    FlowOut( TypeRecord const& type, bool dirty, Varek::FieldId from = 0 );
    FlowOut( FlowOut&& ) noexcept = default;
    FlowOut& operator=( FlowOut&& ) noexcept = default;
    virtual ~FlowOut();
-   /// The same, for another stream that has been told the same.
+   /// A copy for another stream that has received the same.
    FlowOut clone() const;
 
    bool isDirty() const { return ( unsynced_ | dirty_ ) != 0; }
    bool hasDirtyCollKeys() const;
-   /// Whether the attribute at \p index of the type's records has been said at least once.
+   /// Whether the attribute at \p index of the type's records has been written at least once.
    bool hasSynced( unsigned index ) const { return ( unsynced_ >> index & 1 ) == 0; }
    void synced( unsigned index ) { unsynced_ &= ~bit( index ); }
    bool dirty( unsigned index ) const { return ( dirty_ >> index & 1 ) != 0; }
@@ -102,13 +102,13 @@ public:
    /// Whether the begin marker of a collection has been sent, and no end marker.
    bool begun( unsigned index ) const { return ( begun_ >> index & 1 ) != 0; }
    void begunIs( unsigned index, bool begun ) { set( begun_, index, begun ); }
-   /// The attribute whose full sync is under way; its bookmark is in its KeyedFlow. At most one is.
+   /// The only attribute whose full sync may be under way; its bookmark is in its KeyedFlow.
    static constexpr unsigned noResync = 64;
    unsigned resync() const { return resync_; }
    void resyncIs( unsigned index ) { resync_ = index; }
    bool bookmark() const { return resync_ != noResync; }
 
-   /// Null while there is nothing to keep for the collection at \p index.
+   /// Null while nothing is pending for the collection at \p index.
    KeyedFlow* keyed( unsigned index ) const {
       return index < keyed_.size() ? keyed_[index].get() : nullptr;
    }
@@ -134,7 +134,7 @@ private:
 
 } // namespace NboAttrLog
 
-/// One entity and one stream, in either direction. Made for the moment of a call.
+/// An entity and a stream, in either direction. Lives no longer than a call.
 class VAREK_EXPORT EntityQelNboAttrLogSa {
 public:
    /// For writing; \p handle names the entity on the stream.
@@ -152,7 +152,7 @@ public:
    NboAttrLog::Stream& stream() const { return *stream_; }
    NboAttrLog::Out& out() const { return stream_->out(); }
    NboAttrLog::Receiver* receiver() const { return receiver_; }
-   /// Where what cannot go out is marked; null for a stream that is not flow-controlled.
+   /// Marks the changes that cannot go out; null for a stream that is not flow-controlled.
    NboAttrLog::FlowOut* flowOut() const { return flowOut_; }
 
    /// Whether the entity only mirrors one of another process; then messages may change it only if
@@ -164,8 +164,8 @@ public:
       allowWrite_ = allowWrite;
    }
 
-   /// Whether the other end may hold the element, or the child, that the change which is being told
-   /// concerns, from before that change. So it is unless this is told otherwise.
+   /// Whether the other end may hold the changed element or child from before the present change;
+   /// true unless set otherwise.
    bool heldBefore() const { return heldBefore_; }
    void heldBeforeIs( bool held ) { heldBefore_ = held; }
 
@@ -193,10 +193,10 @@ VAREK_EXPORT std::size_t attrLogSizeCtorParams( NboAttrLog::Version, TypeRecord 
                                                 Entity const& );
 VAREK_EXPORT void serializeConstructorParams( NboAttrLog::Out&, TypeRecord const&, Entity const& );
 
-/// Writes what attribute \p id (of the element with \p key, if it has several) is now, or marks it
-/// in the flow-out; does neither for an element that is gone and was never said. False for an id
-/// that is not written. Throws NboAttrLog::FrameTooLarge for a value that no frame can hold, with
-/// nothing written.
+/// Writes the present value of attribute \p id (of the element with \p key, if it has several), or
+/// marks it in the flow-out; does neither for an element that is gone and was never written. False
+/// for an id that is not written. Throws NboAttrLog::FrameTooLarge, with nothing written, for a
+/// value that no frame can hold.
 VAREK_EXPORT bool streamAdapterOnAttribute( EntityQelNboAttrLogSa const&, Varek::FieldId id,
                                             void const* key );
 
@@ -247,8 +247,8 @@ VAREK_EXPORT std::uint32_t expectedElements( NboAttrLog::In& in, std::size_t& ah
 VAREK_EXPORT Entity* childForAttrLog( EntityQelNboAttrLogSa const&, Varek::FieldId id,
                                       NboAttrLog::In&, FirstFailure& failure );
 
-/// The child entity that a change of attribute \p id removed or replaced, from its old value; null
-/// if it did not.
+/// The child entity that a change of attribute \p id removed or replaced, from the old value; null
+/// if the change did neither.
 VAREK_EXPORT Entity* oldChild( TypeRecord const&, Varek::FieldId id, void const* oldData );
 
 /// Calls \p visit for each child entity of \p entity.

@@ -12,9 +12,8 @@
 #include "framework/SingleChild.h"
 #include "framework/ValueWire.h"
 
-/// Fills the part of the records that serves the attribute log: per attribute a handful of
-/// functions that know the types; what is done with them is in AttrLog.cpp. Collections are in
-/// KeyedLog.h.
+/// Fills the part of the records that serves the attribute log: a handful of functions for each
+/// attribute, which know the types. AttrLog.cpp uses them. Collections are in KeyedLog.h.
 namespace Qel::Internal {
 
 /// Attributes that are written as a whole.
@@ -36,7 +35,7 @@ struct SingleLog {
       Owner& entity = ownerOf<Owner>( sa );
       if constexpr ( D::kind == AttributeKind::array ) {
          Ptr<Entity> const keepAlive( &entity );
-         FirstFailure failure; // an observer's: the rest is applied all the same
+         FirstFailure failure; // if an observer throws, the rest is applied all the same
          for ( std::size_t i = 0; i < value.size(); ++i ) {
             failure.guard(
                [&] { arrayIs<Writer::log>( entity, D::id, D::get( entity ), i, value[i] ); } );
@@ -49,7 +48,7 @@ struct SingleLog {
    static constexpr AttributeLog log() { return { Wire<Field>::form, write, apply }; }
 };
 
-/// A single child that its owner makes.
+/// A single child that its owner creates.
 template<class Owner, class D>
 struct ChildLog {
    using Child = typename D::Field::Child;

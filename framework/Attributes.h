@@ -38,8 +38,8 @@ struct Descriptor {
    static Field& get( Owner& owner ) { return owner.*member; }
 };
 
-/// An attribute of \p Owner that is not stored: its kind, its number, its type and that of its keys
-/// (void if it has none). Owner::qelCompute( Id<number>, owner [, key] ) is its value.
+/// An attribute of \p Owner that is not stored: its kind, its number, its type and the type of its
+/// keys (void without keys). Owner::qelCompute( Id<number>, owner [, key] ) computes its value.
 template<class Owner, AttributeKind attributeKind, std::uint16_t number, class V, class K = void>
 struct ComputedDescriptor {
    using Value = V;
@@ -50,7 +50,7 @@ struct ComputedDescriptor {
    std::string_view name;
 };
 
-/// The descriptors of what objects hold.
+/// The descriptors of stored attributes.
 template<class D>
 concept Stored = requires { typename D::Field; };
 
@@ -112,7 +112,7 @@ constexpr void forEachAttribute( F&& f ) {
    }( f, std::make_index_sequence<Internal::attributeCount<T>()>() );
 }
 
-/// Whether \p T has an attribute of one of the \p kinds.
+/// Whether \p T has an attribute of any of the \p kinds.
 template<class T, AttributeKind... kinds>
 constexpr bool hasKind() {
    bool found = false;
@@ -122,7 +122,7 @@ constexpr bool hasKind() {
    return found;
 }
 
-/// The object of type \p Owner that the functions of a record get.
+/// The object of type \p Owner whose address the functions of a record receive.
 template<class Owner>
 Owner const& ownerAt( void const* object ) {
    if constexpr ( std::is_base_of_v<Entity, Owner> ) {
@@ -221,7 +221,7 @@ constexpr void manyRecord( AttributeRecord& record ) {
    record.iterator = &Iteration::table;
 }
 
-/// Of what is held by key: in a hash table or, ordered, in a tree.
+/// The record of elements that are held by key: in a hash table or, ordered, in a tree.
 template<class Owner, class D>
 constexpr void keyedRecord( AttributeRecord& record ) {
    using Field = typename D::Field;
@@ -289,7 +289,7 @@ constexpr std::size_t parameterCount() {
    return count;
 }
 
-/// The descriptor of the constructor parameter of \p T, which has just one.
+/// The descriptor of the only constructor parameter of \p T.
 template<class T, std::size_t i = 0>
 constexpr auto onlyParameter() {
    constexpr auto descriptor = T::attribute( Id<idAt<T>( i )>{} );

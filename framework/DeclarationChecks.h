@@ -10,13 +10,13 @@
 #include "Varek/ModuleInspectData.h"
 #include "framework/WireForms.h"
 
-/// What a declaration must be, asked at compile time, where the declaration stands: so that a fault
-/// is a sentence with the names in it and not a page of instantiations, or a crash at the start.
+/// Checks of declarations at compile time, in the line of the declaration: a fault is a sentence
+/// with the names in it, not a page of instantiations or a crash at the start.
 namespace Qel {
 
-// Slots. A type claims its slot where it is declared; the module's record, in one source, sees all
-// claims. A claim defines a function that finding it tells of: it is declared by Slot, which names
-// the slot, and defined by ClaimedSlot, which knows the type. So a second claim is a redefinition.
+// Slots. A type claims its slot where it is declared; the module's record, in a source file, sees
+// all claims. A claim is the definition of a friend function: Slot, which names the slot, declares
+// it, and ClaimedSlot, which knows the type, defines it. So a second claim is a redefinition.
 
 #if defined( __GNUC__ ) && !defined( __clang__ )
 #pragma GCC diagnostic push
@@ -89,7 +89,7 @@ constexpr bool isEnumerator( Make make ) {
 
 } // namespace Internal
 
-/// What the elements of hashed and of ordered collections can be found by.
+/// The types that can be keys of hashed and of ordered collections.
 template<class K>
 concept KeyOfHash = Hashable<K> && std::equality_comparable<K> && NboAttrLog::Logged<K>;
 template<class K>
@@ -99,7 +99,7 @@ concept KeyOfOrder = NboAttrLog::Logged<K> && requires( K const& a, K const& b )
 
 } // namespace Qel
 
-/// A NAME that is none is part of what was to be a type: macros split at commas.
+/// A NAME that is no identifier is part of a type with a comma, at which the macro split it.
 #define QEL_INTERNAL_NAME_CHECK( ID, NAME )                                                        \
    static_assert( ::Qel::Internal::isIdentifier( #NAME ),                                          \
                   "field " #ID ": \"" #NAME "\" is no name; a type with a comma in it needs a "    \

@@ -383,7 +383,7 @@ public:
    }
 
 /// A constant of a value type: static constexpr TYPE NAME(). It is not stored, does not travel and
-/// has no part in equality. VALUE is what TYPE is made from.
+/// has no part in equality. VALUE is the argument of TYPE's constructor.
 #define QEL_CONSTANT( ID, TYPE, NAME, ... )                                                        \
 public:                                                                                            \
    static constexpr TYPE NAME() { return TYPE{ __VA_ARGS__ }; }                                    \
@@ -391,10 +391,10 @@ public:                                                                         
    static TYPE qelCompute( ::Qel::Id<ID>, QelSelf const& ) { return NAME(); }                      \
    QEL_INTERNAL_DESCRIBE_COMPUTED( ID, constant, NAME, TYPE )
 
-/// A reading of an entity that is computed: registers the member function TYPE NAME() const, which
-/// the class has beside this line. If it makes a demand on the entity, what follows NAME is a
-/// member function, bool () const, that says whether that is met: nobody asks by number for what
-/// would end the process.
+/// A computed reading of an entity: registers the member function TYPE NAME() const, which the
+/// class declares beside this line. If it would end the process in some states of the entity, a
+/// member function, bool () const, follows NAME and says whether it may be called: generic code
+/// asks it first.
 #define QEL_DERIVED( ID, TYPE, NAME, ... )                                                         \
 public:                                                                                            \
    static TYPE qelCompute( ::Qel::Id<ID>, QelSelf const& self ) { return self.NAME(); }            \
@@ -416,10 +416,9 @@ public:                                                                         
 public:                                                                                            \
    explicit operator bool() const { return !( *this == T() ); }
 
-/// A plain attribute of a value type that is to lie between two constants, which are attributes of
-/// the type as well (min and max): NAME(), NAMEIs( value ), which throws Varek::RangeError and
-/// keeps what it has. What comes from the attribute log is not checked. The default is the least
-/// value.
+/// A plain attribute of a value type with bounds, which are constants of the type (min and max):
+/// NAME(), NAMEIs( value ), which outside of them throws Varek::RangeError and changes nothing.
+/// Values from the attribute log are not checked. The default is the least value.
 #define QEL_RANGED( ID, TYPE, NAME, MIN_ID, MIN, MAX_ID, MAX )                                     \
 public:                                                                                            \
    TYPE const& NAME() const { return NAME##_; }                                                    \

@@ -23,14 +23,14 @@ class MakeKey {
    MakeKey() = default;
 };
 
-/// What every entity type \p Self has beside its attributes. A class derives from it and begins
+/// The part of every entity type \p Self beside its attributes. A class derives from it and begins
 /// with QEL_ENTITY (framework/Declare.h).
 template<class Self>
 class VAREK_EXPORT EntityOf : public Entity, public TrackedStorage<Self> {
 public:
    Varek::TypeData typeData() const final { return Self::qelBinding(); }
 
-   /// Makes an entity from its constructor parameters: what the factory and <Type>Is do.
+   /// Makes an entity from its constructor parameters, for the factory and the owner's mutator.
    template<class... Given>
    static Ptr<Self> qelMake( Given const&... given ) {
       static_assert( sizeof...( Given ) == Internal::parameterCount<Self>() );
@@ -59,7 +59,7 @@ public:
       return Ptr<Self>::adopt( static_cast<Self*>( made.release() ) );
    }
 
-   // The attribute log of the type: framework/AttrLog.h says what these do.
+   // The attribute log of the type; framework/AttrLog.h describes these functions.
 
    static std::size_t attrLogSizeCtorParams( NboAttrLog::Version version, Self const& entity ) {
       return Qel::attrLogSizeCtorParams( version, typeRecord( Self::qelBinding() ), entity );
@@ -71,7 +71,7 @@ public:
                                          void const* key ) {
       return Qel::streamAdapterOnAttribute( sa, id, key );
    }
-   /// What is still to be said of one entity of the type to one stream.
+   /// The parts of an entity of the type that are still to be written to a stream.
    class FlowOut final : public NboAttrLog::FlowOut {
    public:
       explicit FlowOut( bool dirty, Varek::FieldId from = 0 )
@@ -102,7 +102,7 @@ public:
       return Ptr<Self>::adopt( static_cast<Self*>( made.release() ) );
    }
 
-   /// From arguments that fit, see genericIfConstructFromCtorArgs.
+   /// Makes an entity from checked arguments, see genericIfConstructFromCtorArgs.
    static Ptr<Entity> qelConstruct( std::span<ConstructorArgument const> given ) {
       if constexpr ( Internal::parameterCount<Self>() == 0 ) {
          static_cast<void>( given );
@@ -132,7 +132,7 @@ protected:
    }
 
 private:
-   /// After the parameters are given, which the arguments of own children may use.
+   /// Runs after the parameters are set, since the arguments of own children may use them.
    static void ownChildrenMake( Self& made ) {
       forEachAttribute<Self>( [&]( auto descriptor ) {
          using D = decltype( descriptor );

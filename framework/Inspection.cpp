@@ -8,7 +8,7 @@ namespace {
 
 using namespace InspectResult;
 
-/// One attribute of one object, with what is done to it.
+/// An attribute of an object and the operation on it.
 struct Inspected {
    AttributeRecord const& attribute;
    AttributeInspection const& inspection;

@@ -7,10 +7,9 @@
 #include "Varek/Inspect.h"
 #include "framework/Records.h"
 
-/// Reading and driving any object, entity or value, by the numbers of its attributes: what a tool
-/// needs that knows a type by its record alone. Everything is done through the attribute's own
-/// mutator, so observers are told of it as of any change, and no more can be done than the type's
-/// own header allows.
+/// Reading and changing any object, entity or value, by the numbers of its attributes, for tools
+/// that know a type only by its record. Every change goes through the attribute's own mutator, so
+/// observers are told as usual, and nothing is possible that the type's own header does not allow.
 namespace Qel {
 
 /// What can be done with an attribute. Each says which of InspectArguments it takes and gives. One
@@ -43,12 +42,12 @@ inline constexpr std::uint32_t append = 6;
 inline constexpr std::uint32_t removeLast = 7;
 /// Whether objects of the type can be inspected: they can. Has no field (id 0), as the next.
 inline constexpr std::uint32_t isInspectable = 11;
-/// Whether an object can be written as a whole: no, its attributes can, one by one.
+/// Whether an object can be written as a whole: no, only its attributes can.
 inline constexpr std::uint32_t isWritableAsWhole = 12;
 
 } // namespace InspectOperation
 
-/// What became of an operation.
+/// The result of an operation.
 namespace InspectResult {
 
 inline constexpr std::uint32_t done = 0;
@@ -59,7 +58,7 @@ inline constexpr std::uint32_t noReading = 3;
 
 } // namespace InspectResult
 
-/// What an operation takes and gives; what it does not speak of stays as it is.
+/// Arguments and results of an operation; members that it does not use stay as they are.
 struct InspectArguments {
    /// A live value of the type of the attribute or element, AttributeRecord::value; of an attribute
    /// that holds child entities a Varek::Ptr<Qel::Entity>.

@@ -15,15 +15,15 @@
 #include "framework/SingleChild.h"
 #include "framework/ValueOf.h"
 
-/// Fills the part of the records that serves inspection: per attribute a handful of functions that
-/// know the types; what is done with them is in Inspection.cpp. Reading needs little of it, since
-/// AttributeRecord has that already.
+/// Fills the part of the records that serves inspection: a handful of functions for each attribute,
+/// which know the types. Inspection.cpp uses them. Reading needs few of them, since AttributeRecord
+/// has most already.
 namespace Qel {
 
-/// What inspection does with one attribute. Objects, keys and values are as in InspectArguments;
-/// what an attribute does not allow is null.
+/// The operations of inspection on an attribute. Objects, keys and values are as in
+/// InspectArguments; an operation that the attribute does not allow is null.
 struct AttributeInspection {
-   /// For elements by key or index: where it lies, or null.
+   /// For elements by key or index: the address of the element, or null.
    void const* ( *find )( void const* object, void const* key ) = nullptr;
    /// For children by key: the child, or null.
    Entity* ( *child )( void const* object, void const* key ) = nullptr;
@@ -32,7 +32,7 @@ struct AttributeInspection {
    bool writeTakesValue = false;
    /// In place of write, for children.
    Ptr<Entity> ( *make )( void* object, void const* key ) = nullptr;
-   /// \p removed is null if nobody wants it.
+   /// \p removed is null if the caller does not want the removed value.
    void ( *remove )( void* object, void const* key, void* removed ) = nullptr;
    void ( *removeAll )( void* object ) = nullptr;
    void ( *append )( void* object, void const* value ) = nullptr;

@@ -6,7 +6,7 @@
 
 namespace Qel {
 
-/// A member of a map of plain values: the value beside its key.
+/// A member of a map of plain values: the key and the value.
 template<class K, class V>
 struct MapMember {
    K key{};

@@ -31,7 +31,7 @@ void mapIs( Entity& owner, Varek::FieldId id, Map& map, typename Map::Key const&
       return;
    }
    requireWritable<by>( owner );
-   // Observers get a copy of the key, since the member may end while they are told.
+   // Observers get a copy of the key, since one of them may remove the member.
    typename Map::Key const ownKey( key );
    if ( held ) {
       MappedType<Map> const old = std::exchange( held->value, MappedType<Map>( value ) );
@@ -55,7 +55,7 @@ MappedType<Map> mapDel( Entity& owner, Varek::FieldId id, Map& map, typename Map
    return std::move( removed->value );
 }
 
-/// At once and without a word while nothing can ever have observed, key by key otherwise.
+/// Clears at once, without notifications, while nothing can ever have observed; else key by key.
 template<class Map>
 void mapDelAll( Entity& owner, Varek::FieldId id, Map& map ) {
    if ( owner.initial() ) {

@@ -17,9 +17,9 @@
 #include "framework/Attributes.h"
 #include "framework/Same.h"
 
-/// What the declared mutators do, once for all attributes of a kind. Each compares first, makes
-/// what may fail to be made, then changes, then publishes; an entity that nothing can ever have
-/// observed publishes nothing. What would change a read-only proxy is refused before it does.
+/// The declared mutators, once for all attributes of a kind. Each compares first, then does the
+/// steps that may fail, then changes, then publishes; an entity that nothing can ever have observed
+/// publishes nothing. A change of a read-only proxy is refused before it begins.
 namespace Qel {
 
 template<class Key>
@@ -53,7 +53,7 @@ bool notable( Owner const& owner ) {
       return !owner.initial();
    }
 }
-/// Before a change that is certain. Throws Varek::WriteFromReadOnlyProxy.
+/// Called before a certain change; throws Varek::WriteFromReadOnlyProxy for a read-only proxy.
 template<Writer by, class Owner>
 void requireWritable( Owner const& owner ) {
    if constexpr ( std::is_base_of_v<Entity, Owner> && by == Writer::caller ) {
@@ -62,8 +62,8 @@ void requireWritable( Owner const& owner ) {
       }
    }
 }
-/// For mutators that find out whether there is a change by making it: whether \p owner is a proxy
-/// that it would leave as it is. Throws if it would not.
+/// For mutators that find a change only by making it: true if \p owner is a read-only proxy and
+/// nothing would change; throws Varek::WriteFromReadOnlyProxy if something would.
 template<Writer by, class Owner, class Changes>
 bool proxyStays( Owner const& owner, Changes changes ) {
    if constexpr ( std::is_base_of_v<Entity, Owner> && by == Writer::caller ) {
@@ -76,7 +76,8 @@ bool proxyStays( Owner const& owner, Changes changes ) {
    }
    return false;
 }
-/// Publishes a change if it is to be told. \p told is what publish takes beside owner and id.
+/// Publishes a change if anybody is to be told. \p told are the arguments of publish after owner
+/// and id.
 template<class Owner, class... Told>
 void tell( Owner& owner, Varek::FieldId id, Told const&... told ) {
    if constexpr ( std::is_base_of_v<Entity, Owner> ) {
@@ -86,7 +87,7 @@ void tell( Owner& owner, Varek::FieldId id, Told const&... told ) {
    }
 }
 
-/// Keeps the first exception of several steps that are all to be taken.
+/// Keeps the first exception of several steps, all of which are taken.
 class FirstFailure {
 public:
    template<class Step>
@@ -160,7 +161,7 @@ struct NameText {
 };
 
 /// The tag under which the storage of a sequence is counted: "VE_" and the attribute's name with a
-/// capital. One object a sequence attribute.
+/// capital letter. Each sequence attribute has its own object.
 template<class Owner, NameText name>
 struct VAREK_EXPORT SequenceTag {
    static constexpr auto text = [] {
@@ -213,7 +214,7 @@ template<Writer by = Writer::caller, class Map, class Given>
         } ) ) {
       return;
    }
-   // Observers get a copy of the key, since the element may end while they are told.
+   // Observers get a copy of the key, since one of them may remove the element.
    if constexpr ( !std::is_nothrow_copy_constructible_v<Key> ) {
       if ( !owner.unobserved() && !map.lookupNodeG( KeyFunktor{}( value ) ) ) {
          Key const key( KeyFunktor{}( value ) );
@@ -271,14 +272,14 @@ void delEach( Entity& owner, Map const& map, Del del ) {
          keys.push_back( element.first );
       }
    }
-   FirstFailure failure; // an observer's: the rest goes all the same
+   FirstFailure failure; // if an observer throws, the rest is removed all the same
    for ( auto const& key : keys ) {
       failure.guard( [&] { del( key ); } );
    }
    failure.rethrow();
 }
 
-/// At once and without a word while nothing can ever have observed, key by key otherwise.
+/// Clears at once, without notifications, while nothing can ever have observed; else key by key.
 template<class Owner, class Map>
 void collectionDelAll( Owner& owner, Varek::FieldId id, Map& map ) {
    if ( !notable<Writer::caller>( owner ) ) {
@@ -288,7 +289,7 @@ void collectionDelAll( Owner& owner, Varek::FieldId id, Map& map ) {
    }
 }
 
-// Collections of entities that their owner makes
+// Collections of entities that their owner creates
 
 /// A member: its key, beside the entity so that a look-up needs no more, and the entity. The end of
 /// the owner clears the parent of those that others still hold.

@@ -9,9 +9,9 @@
 #include "Qel/Entity.h"
 #include "framework/Attributes.h"
 
-/// Observing one attribute, by its name and with its types: what NAMEObserve and NAMEForEach of a
-/// declared type do. Guarantees and cost are those of Varek::Publisher::subscribe, with one
-/// comparison of the field id for each other change of the entity.
+/// Observing one attribute, by its name and with its types: NAMEObserve and NAMEForEach of a
+/// declared type. Guarantees and cost are those of Varek::Publisher::subscribe, plus a comparison
+/// of the field id for each change of another attribute of the entity.
 ///
 ///     auto const watching = supplicant->identityObserve(
 ///        []( AuthNSupplicantStatus& supplicant, Varek::String const& old ) { ... } );
@@ -79,8 +79,8 @@ template<std::uint16_t number, class Self, class F>
    for ( auto const& node : D::get( owner ) ) {
       now.push_back( node.child );
    }
-   // An observer before this one may replace a child that has just come: then the change of the
-   // second is told first, and that of the first finds the second.
+   // An earlier observer may replace a child that has just come: then the second child's change is
+   // delivered first, and the first child's change finds the second child in place.
    std::unordered_set<Child const*> told;
    for ( auto const& child : now ) {
       told.insert( child.get() );

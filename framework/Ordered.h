@@ -87,7 +87,7 @@ public:
          return;
       }
       requireWritable<by>( owner );
-      // Observers get a copy of the key, since the member may end while they are told.
+      // Observers get a copy of the key, since one of them may remove the member.
       typename Node::Key const ownKey( key );
       if ( held ) {
          Value const old = std::exchange( held->value_, Value( value ) );
@@ -121,7 +121,7 @@ public:
       if ( at == map.end() ) {
          return {};
       }
-      // What others hold is theirs too, and is copied before anything changes.
+      // Others may hold the node too, so its value is copied before anything changes.
       if ( at->second->references() > 1 ) {
          typename Node::Value copy( at->second->value_ );
          remove<Node>( owner, id, map, at );
@@ -130,7 +130,7 @@ public:
       return std::move( remove<Node>( owner, id, map, at )->value_ );
    }
 
-   /// At once and without a word while nothing can ever have observed, key by key otherwise.
+   /// Clears at once, without notifications, while nothing can have observed; else key by key.
    template<class Node>
    static void delAll( Entity& owner, Varek::FieldId id, OrderedMap<Node>& map ) {
       if ( owner.initial() ) {

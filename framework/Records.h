@@ -12,9 +12,9 @@
 #include "Varek/Inspect.h"
 #include "Varek/ModuleInspectData.h"
 
-/// The records that describe every type and attribute: what generic code works from. They are built
-/// by the compiler from the declarations, lie in constant memory, and are reached through the
-/// module registry (Varek/ModuleInspectData.h).
+/// The records that describe every type and attribute to generic code. The compiler builds them
+/// from the declarations; they lie in constant memory and are reached through the module registry
+/// (Varek/ModuleInspectData.h).
 namespace Qel {
 
 /// The kinds of attribute. framework/Declare.h has the forms that declare them.
@@ -36,8 +36,8 @@ enum class AttributeKind : std::uint8_t {
 /// "parameter", "plain" and so on.
 VAREK_EXPORT std::string_view stringValue( AttributeKind );
 
-/// One attribute. The functions take the address of the object that has it: of the value, or of the
-/// Entity part of an entity.
+/// The record of an attribute. The functions take the address of the object that has the attribute:
+/// of the value, or of the Entity part of an entity.
 struct AttributeRecord {
    Varek::FieldId id;
    std::string_view name;
@@ -86,7 +86,7 @@ struct AttributeLog;
 struct ConstructorLog;
 struct ValueLog;
 
-/// What the attribute log needs of one attribute; the functions are in framework/AttrLogRecords.h.
+/// The attribute log's part of an attribute; the functions are in framework/AttrLogRecords.h.
 struct AttributeWire {
    /// Appends a text that differs where the bytes mean something else; null for what never travels.
    void ( *form )( Varek::String& text ) = nullptr;
@@ -94,7 +94,7 @@ struct AttributeWire {
    AttributeLog const* log = nullptr;
 };
 
-/// One type.
+/// The record of a type.
 struct TypeRecord : Varek::TypeInspectData {
    std::span<AttributeRecord const> attributes; ///< In id order.
    /// For values and enumerations.

@@ -5,11 +5,11 @@
 
 #include "framework/Mutators.h"
 
-/// Sets of plain values, in entities and in values. Members are removed as those of any collection
-/// are: their key is all that there is of them.
+/// Sets of plain values, in entities and in values. A member is its own key, and is removed as an
+/// element of any collection is.
 namespace Qel {
 
-/// Sets are equal if they have the same members, in whatever order these came.
+/// Sets are equal if they have the same members, in any order.
 template<class T, std::uint32_t salt>
 bool operator==( HSet<T, salt> const& a, HSet<T, salt> const& b ) {
    return a.size() == b.size() && std::all_of( a.begin(), a.end(), [&]( T const& member ) {
@@ -27,7 +27,7 @@ void setIs( Owner& owner, Varek::FieldId id, Set& set, typename Set::Key const& 
       return;
    }
    requireWritable<by>( owner );
-   // Observers get a copy, since the member may end while they are told.
+   // Observers get a copy, since one of them may remove the member.
    typename Set::Key const key( member );
    set.newMemberG( key );
    tell( owner, id, key, nullptr );

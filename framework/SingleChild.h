@@ -4,7 +4,7 @@
 
 #include "framework/Mutators.h"
 
-/// Single child entities that their owner makes.
+/// Single child entities that their owner creates.
 namespace Qel {
 
 /// Holds the child, which may be null. The end of the owner clears the parent of one that others
@@ -24,7 +24,7 @@ struct SingleChild {
    }
 };
 
-/// In place of the constructor parameter of a type that has none: cannot be given.
+/// Stands for the constructor parameter of a type that has none; no caller can construct it.
 struct NoParameter {
    NoParameter() = delete;
 };

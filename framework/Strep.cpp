@@ -44,8 +44,8 @@ void enumerationPrint( Varek::String& to, TypeRecord const& type, void const* va
    }
 }
 
-/// Where the elements lie, in the order in which they are printed: that of a sequence, and the
-/// ascending one of a set, whose own depends on its past.
+/// The addresses of the elements in printing order: a sequence's own order, and ascending order for
+/// a set, whose own order depends on its history.
 std::vector<void const*> elementsOf( AttributeRecord const& attribute, void const* value ) {
    struct Iterator {
       AttributeRecord const& attribute;
@@ -142,7 +142,7 @@ void recordRead( CharRange& range, TypeRecord const& type, void* value ) {
       if ( !one.value->parse ) {
          range.fail( "a " + std::string( one.typeName() ) + ", which has no string form" );
       }
-      // The record only reads, but the value is not constant: it is the caller's.
+      // The record only reads, but the caller's value is not constant.
       void* const at = const_cast<void*>( one.read( value ) );
       std::size_t const end = one.value->parse( range.text(), range.position(), at );
       range.advance( end - range.position() );

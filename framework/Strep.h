@@ -48,8 +48,8 @@ VAREK_EXPORT void valueReadWhole( CharRange const& range, TypeRecord const& type
 /// Reads the form at the front of \p range, and moves over it; otherwise likewise.
 VAREK_EXPORT void valueRead( CharRange& range, TypeRecord const& type, void* value );
 
-/// The forms of what values are made of. Each reader moves over what it reads, and throws
-/// Varek::TextError if something else is at the front.
+/// The forms of the parts of values. Each reader moves over the text that it reads, and throws
+/// Varek::TextError if other text is at the front.
 namespace Strep {
 
 /// In double quotes; \" \\ \n \t and \xNN for what is not printable ASCII.
@@ -66,12 +66,11 @@ VAREK_EXPORT bool booleanRead( CharRange& );
 /// Whether the word for "no value" is next; moves over it then.
 VAREK_EXPORT bool absentRead( CharRange& );
 
-/// What is at the front up to a comma or closing bracket of the value around it, without blanks at
-/// the end. Commas and brackets in quotes or in brackets of its own are part of it.
+/// The text at the front up to a comma or closing bracket of the value around it, without blanks at
+/// the end. Commas and brackets in quotes or inside brackets belong to the text.
 VAREK_EXPORT std::string_view wordAhead( CharRange const& );
 
-/// Reads that word by \p make, which takes a whole text; its complaints are told in terms of the
-/// text around.
+/// Reads that word by \p make, which takes a whole text; errors give positions in the text around.
 template<class Make>
 auto wordRead( CharRange& range, Make make ) {
    std::string_view const word = wordAhead( range );

@@ -23,8 +23,8 @@ constexpr std::string_view compilerTypeName() {
 
 } // namespace Internal
 
-/// The name by which records and messages call the type \p T: the qualified name of a class or
-/// enumeration, a short word for a number. Known at compile time.
+/// The name of the type \p T in records and messages: the qualified name of a class or enumeration,
+/// a short word for a number. Known at compile time.
 template<class T>
 inline constexpr std::string_view typeName = Internal::compilerTypeName<T>();
 
@@ -60,7 +60,7 @@ inline constexpr auto optionalTypeName = [] {
 
 } // namespace Internal
 
-/// Of what it holds, by the names above: compilers do not agree on how to spell it.
+/// Built from the name of the element type, since compilers spell templates differently.
 template<class T>
 inline constexpr std::string_view typeName<std::optional<T>>{
    Internal::optionalTypeName<T>.data(), Internal::optionalTypeName<T>.size() };

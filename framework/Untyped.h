@@ -6,11 +6,11 @@
 #include "Varek/Inspect.h"
 #include "framework/Records.h"
 
-/// Owners of what generic code handles without knowing its type: a value, and a walk over the
-/// elements of an attribute. They end with their scope, whatever is thrown meanwhile.
+/// Owners for generic code that does not know types: of a value, and of a walk over the elements of
+/// an attribute. They release it at the end of their scope, also when an exception passes.
 namespace Qel {
 
-/// A value of a type that is known by its table alone.
+/// A value of a type that is known only by its table.
 class UntypedValue {
 public:
    /// A copy of the value at \p source, the default one if it is null.

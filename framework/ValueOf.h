@@ -16,8 +16,8 @@
 
 namespace Qel {
 
-/// The equality of a value type: the constructor parameters first, then the other attributes, each
-/// in id order; the first difference decides. Constants do not count.
+/// The equality of a value type: compares the constructor parameters, then the other attributes,
+/// each in id order, up to the first difference. Constants do not count.
 template<class T>
 bool valueIsEq( T const& a, T const& b ) {
    if ( &a == &b ) {
@@ -58,8 +58,8 @@ concept ParameterOf = !std::same_as<T, Given> && !std::derived_from<Given, CharR
 
 [[noreturn]] VAREK_EXPORT void noStringConstructor( std::string_view qualifiedType );
 
-/// Reads a value from text, the whole of what is left of \p range. A type that holds several of
-/// something has no string constructor: asking for it ends the process.
+/// Reads a value from the whole rest of \p range. Ends the process for a type that holds a
+/// collection, since that has no string constructor.
 template<class T>
 void valueFromText( T& value, CharRange const& range ) {
    valueReadWhole( range, typeRecord( T::qelBinding() ), &value );
@@ -92,7 +92,7 @@ constexpr bool hasRange() {
    return found;
 }
 
-/// Checks all of them: what TypeRecord::rangesCheck is.
+/// Checks all attributes with a range, for TypeRecord::rangesCheck.
 template<class T>
 void valueRangesCheck( void const* value ) {
    forEachAttribute<T>( [&]<class D>( D ) {
@@ -102,8 +102,8 @@ void valueRangesCheck( void const* value ) {
    } );
 }
 
-/// What every value type \p Self has beside its attributes. A class derives from it and begins with
-/// QEL_VALUE (framework/Declare.h).
+/// The part of every value type \p Self beside its attributes. A class derives from it and begins
+/// with QEL_VALUE (framework/Declare.h).
 template<class Self>
 class ValueOf {
 public:

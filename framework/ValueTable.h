@@ -29,7 +29,7 @@ concept RegisteredEnum = std::is_enum_v<T> && requires( T value ) {
    { qelBinding( value ) } -> std::same_as<Varek::TypeData>;
 };
 
-/// The registered type of \p T: null module for a type of the platform.
+/// The registered type of \p T; the module is null for a type of the platform.
 template<class T>
 Varek::TypeData bindingOf() {
    if constexpr ( RegisteredClass<T> ) {
@@ -48,7 +48,7 @@ inline constexpr bool isOptional = false;
 template<class T>
 inline constexpr bool isOptional<std::optional<T>> = true;
 
-/// A plain enumeration that reads its own words, by a function found beside it.
+/// A plain enumeration with a function beside it that reads its words.
 template<class T>
 concept WordEnum =
    std::is_enum_v<T> && requires( std::string_view word, T& value ) { wordRead( word, value ); };
@@ -92,18 +92,18 @@ constexpr bool isAbsentUnique() {
 
 } // namespace Internal
 
-/// A type that prints: a boolean or number, text, a duration, an optional of one that prints, or
-/// anything with a stringValue of its own.
+/// A type that prints: a boolean or number, text, a duration, an optional of a type that prints, or
+/// any type with a stringValue of its own.
 template<class T>
 concept HasText = Internal::hasText<T>();
-/// A type that prints and is made from text again.
+/// A type that prints and can be read from text again.
 template<class T>
 concept Readable = Internal::isReadable<T>();
 
 template<HasText T>
 void formPrint( Varek::String& to, T const& value );
 
-/// The string form by itself.
+/// The string form of a value by itself.
 template<HasText T>
 Varek::String textOf( T const& value ) {
    if constexpr ( std::same_as<T, bool> ) {
@@ -125,8 +125,8 @@ Varek::String textOf( T const& value ) {
    }
 }
 
-/// Appends the string form inside of others: text is in quotes there, and an optional that is empty
-/// says so.
+/// Appends the string form inside of another value, where text is in quotes and an empty optional
+/// is the word for "no value".
 template<HasText T>
 void formPrint( Varek::String& to, T const& value ) {
    if constexpr ( Internal::isOptional<T> ) {

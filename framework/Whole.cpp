@@ -27,7 +27,7 @@ Entity const& childAt( TypeRecord const& type, AttributeRecord const& attribute,
    return *oldChild( type, attribute.id, element.object() );
 }
 
-/// Attribute number \p index of both, which holds several.
+/// Compares attribute number \p index of both, which holds several elements.
 bool sameElements( TypeRecord const& type, std::size_t index, Entity const& a, Entity const& b ) {
    AttributeRecord const& attribute = type.attributes[index];
    AttributeInspection const& use = type.inspection[index];

@@ -61,8 +61,8 @@ Ptr<T> entityIf( Ptr<Entity> const& entity ) {
    return Ptr<T>( entityIf<T>( entity.get() ) );
 }
 
-/// The same for who knows what it must be, such as the root that a follower was told to mirror:
-/// throws Varek::Failure with the names of both types if it is anything else.
+/// The same where the type is known, as of the root that a follower was told to mirror: throws
+/// Varek::Failure with the names of both types if \p entity is null or of another type.
 template<std::derived_from<Entity> T>
 T& entityAs( Entity& entity ) {
    T* const typed = entityIf<T>( &entity );
@@ -80,9 +80,9 @@ Ptr<T> entityAs( Ptr<Entity> const& entity ) {
    return typed;
 }
 
-/// What the entities of all registered types amount to in this process: their live objects, and the
-/// bytes of these objects themselves. Text, elements and tables that they own are beside it; the
-/// slabs that serve both are in Pallo::usage().
+/// The total of the entities of all registered types in this process: the number of live objects,
+/// and their size in bytes without the text, elements and tables that they own. Pallo::usage() has
+/// the slabs that serve both.
 struct TrackedMemory {
    std::size_t liveObjects = 0;
    std::size_t liveBytes = 0;

@@ -287,7 +287,7 @@ struct Wire<HashMap2018<T, MemberKeyFunktor<T>, salt>> {
    static void read( NboAttrLog::In& in, Set& v ) {
       v.memberDelAll();
       for ( std::uint32_t count = in.getCount( Wire<T>::least ); count > 0; --count ) {
-         // What comes again adds nothing: 257 in a one-byte enumeration is 1.
+         // A repeated member adds nothing: 257 in a one-byte enumeration is 1.
          T member{};
          Wire<T>::read( in, member );
          v.findOrNewMemberG( member, member );
@@ -320,8 +320,8 @@ Out& operator<<( Out& out, T const& value ) {
    return out;
 }
 
-/// The value that comes next. Inlined, so that it is made where it is to be and a value that is
-/// moved on leaves nothing to destroy.
+/// Reads the next value. Inlined, so that the value is constructed in place and a moved value
+/// leaves nothing to destroy.
 template<Logged T>
 [[gnu::always_inline]] inline T valueOf( In& in ) {
    T value{};
