@@ -69,7 +69,7 @@ template<std::unsigned_integral U>
 struct RadiusWire<U> {
    static std::uint8_t bits( U v ) { return static_cast<std::uint8_t>( size( v ) ); }
    static std::size_t size( U v ) {
-      // The width of 0 is a question of its own to most processors.
+      // Most processors would need a branch for the width of 0.
       auto const width = static_cast<unsigned>( std::bit_width( v | U{ 1 } ) );
       return ( width + 7 ) / 8 - ( v == 0 );
    }

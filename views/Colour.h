@@ -4,16 +4,16 @@
 #include <string>
 #include <string_view>
 
-/// Colours of what is printed for people on a terminal.
+/// Colours of text for people on a terminal.
 namespace Views {
 
 enum class ColourUse : std::uint8_t { automatic, always, never };
 
-/// Whether standard output gets colours. Automatic is: if it is a terminal, TERM is not "dumb", and
-/// the environment has no NO_COLOR that is not empty.
+/// Whether standard output gets colours. Automatic means yes if it is a terminal, TERM is not
+/// "dumb" and NO_COLOR is unset or empty in the environment.
 bool coloured( ColourUse );
 
-/// What a text says of itself.
+/// The emphasis of a text.
 enum class Tone : std::uint8_t {
    plain,
    heading, ///< Bold.
@@ -21,7 +21,8 @@ enum class Tone : std::uint8_t {
    bad,     ///< Red.
 };
 
-/// \p text as a terminal shows it in that tone; as it is if it is plain. Takes no more columns.
+/// \p text with the escape sequences of the tone; unchanged if the tone is plain. Takes no more
+/// columns.
 std::string toned( std::string_view text, Tone );
 
 } // namespace Views

@@ -17,7 +17,7 @@ void printWrapped( std::ostream& out, std::string_view first, std::string_view t
       line.append( text.substr( 0, count ) );
       text.remove_prefix( count );
       if ( text.starts_with( ' ' ) ) {
-         text.remove_prefix( 1 ); // the line's end stands for it
+         text.remove_prefix( 1 ); // the line's end replaces the space
       }
       line.erase( line.find_last_not_of( ' ' ) + 1 );
       out << line << '\n';

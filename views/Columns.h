@@ -16,7 +16,7 @@ inline constexpr std::size_t columns = 80;
 void printWrapped( std::ostream&, std::string_view first, std::string_view text,
                    std::size_t indent );
 
-/// \p text with spaces behind it up to \p width; at least one.
+/// \p text with spaces behind it up to \p width columns; at least one space.
 std::string padded( std::string_view text, std::size_t width );
 
 } // namespace Views

@@ -11,7 +11,7 @@ namespace Views {
 
 namespace {
 
-/// Of each column that is in text: the widest of its heading and cells.
+/// The width of each column of the text: that of its widest heading or cell.
 std::vector<std::size_t> naturalWidths( Table const& table ) {
    std::vector<std::size_t> widths;
    for ( std::size_t i = 0; i < table.columns.size(); ++i ) {
@@ -25,7 +25,7 @@ std::vector<std::size_t> naturalWidths( Table const& table ) {
    return widths;
 }
 
-/// Takes from the widest column that may be narrower, one by one, until all fit.
+/// Narrows the widest column that may be narrower, by a column at a time, until all fit.
 void narrow( std::vector<std::size_t>& widths, Table const& table, std::size_t room ) {
    while ( std::accumulate( widths.begin(), widths.end(), std::size_t{ 0 } ) > room ) {
       std::size_t* widest = nullptr;
@@ -41,7 +41,7 @@ void narrow( std::vector<std::size_t>& widths, Table const& table, std::size_t r
    }
 }
 
-/// Exactly \p width columns.
+/// \p text in exactly \p width columns.
 std::string fitted( std::string const& text, std::size_t width, Tone tone ) {
    std::size_t const padding = text.size() < width ? width - text.size() : 0;
    std::string const cut = text.size() <= width ? text : text.substr( 0, width - 1 ) + "\u2026";

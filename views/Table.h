@@ -10,16 +10,16 @@
 
 #include "views/Colour.h"
 
-/// Tables of whatever content: for people as text of 80 columns, for programs as JSON.
+/// Tables of any content: for people as text of 80 columns, for programs as JSON.
 namespace Views {
 
-/// One value in both forms.
+/// A value in both forms.
 struct Cell {
    nlohmann::ordered_json value; ///< Whole; null for none.
    std::string text;             ///< Without control characters.
    Tone tone = Tone::plain;      ///< Of the text.
 
-   /// Nothing.
+   /// A cell without a value.
    Cell() : text( "-" ) {}
    Cell( nlohmann::ordered_json v, std::string t, Tone its = Tone::plain )
       : value( std::move( v ) ), text( std::move( t ) ), tone( its ) {}
@@ -29,7 +29,7 @@ struct Column {
    std::string member;         ///< Its name in JSON.
    std::string heading;        ///< Its name in text; empty for a column that is in JSON alone.
    std::size_t narrowest = 80; ///< It is not made narrower than that.
-   /// All that is in its cells, in either form; empty for what may be anything.
+   /// All words that its cells can have, in either form; empty if they can have any text.
    std::vector<std::string> words = {};
 };
 
@@ -43,10 +43,10 @@ struct Table {
 /// and what does not fit there is cut, with an ellipsis. "none" if there are no rows.
 void printTable( std::ostream&, Table const&, bool colour = false );
 
-/// One row, with each column on lines of its own, nothing cut.
+/// Prints a row with each column on lines of its own, nothing cut.
 void printRow( std::ostream&, Table const&, std::vector<Cell> const&, bool colour = false );
 
-/// An array of objects; of one row its object.
+/// The table as an array of objects, or a row as an object.
 nlohmann::ordered_json jsonOf( Table const& );
 nlohmann::ordered_json jsonOf( Table const&, std::vector<Cell> const& );
 

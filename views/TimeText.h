@@ -5,8 +5,8 @@
 
 namespace Views {
 
-/// "2025-11-24 12:00:00.250000", in UTC: \p between stands between day and time, \p digits (at most
-/// 9) of the second's fraction follow.
+/// "2025-11-24 12:00:00.250000", in UTC, with \p between between day and time, and \p digits (at
+/// most 9) of the second's fraction.
 std::string timeText( std::chrono::sys_time<std::chrono::nanoseconds>, char between, int digits );
 
 } // namespace Views

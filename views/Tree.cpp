@@ -38,7 +38,7 @@ struct Keyed {
    Part part;
 };
 
-/// Keys of a type without an order by their text, or attribute by attribute.
+/// The order of keys whose type has none: by their text, or attribute by attribute.
 bool textLess( Part const& x, Part const& y ) {
    return x.text != y.text ? x.text < y.text
                            : std::ranges::lexicographical_compare( x.parts, y.parts, textLess );
@@ -85,7 +85,7 @@ std::vector<Part> attributeParts( Qel::TypeRecord const& type, void const* objec
    return result;
 }
 
-/// By which attribute, and under which key, \p owner holds \p child.
+/// The attribute, and perhaps the key, under which \p owner holds \p child.
 Part stepTo( Qel::Entity const& owner, Qel::Entity const& child ) {
    Qel::TypeRecord const& type = Qel::typeRecord( owner );
    Part step;
@@ -100,7 +100,7 @@ Part stepTo( Qel::Entity const& owner, Qel::Entity const& child ) {
          }
          continue;
       }
-      // Children are held by their constructor parameters.
+      // The key of a child is its constructor parameter.
       Qel::AttributeRecord const* const key = Qel::typeRecord( child ).parameter();
       UntypedElements const at( one, &owner, key ? key->read( &child ) : nullptr );
       if ( at && childAt( type, one, at.object() ) == &child ) {
@@ -171,7 +171,7 @@ Part valuePart( AtomicFnTable const& table, void const* value ) {
          result.form = formOf( table.typeName );
       }
    } else if ( UntypedValue const nothing( table ); !table.equal( value, nothing.get() ) ) {
-      // Without text and record only its type can be told, and whether there is anything in it.
+      // Without text form and record, only the type is known, and whether there is a value.
       result.form = Part::Form::word;
       result.text = "(" + std::string( table.typeName ) + ")";
    }

@@ -11,12 +11,12 @@
 #include "framework/Records.h"
 #include "framework/Untyped.h"
 
-/// Entities and values of any type as texts in a tree, made from their records alone: what TreeText
-/// and TreeJson print.
+/// Entities and values of any type as a tree of texts, from their records alone, for TreeText and
+/// TreeJson to print.
 ///
-/// Shown is what is stored; constants and derived readings are not. What is held in a hash table is
-/// sorted by the keys, so that two processes that hold the same print the same. All else is in its
-/// own order.
+/// Only stored attributes are shown, no constants and derived readings. Elements of hash tables are
+/// sorted by key, so that two processes with the same state print the same. All other elements
+/// keep their order.
 namespace Views {
 
 /// An entity, a value, or several of them.
@@ -46,31 +46,31 @@ struct Part {
    friend bool operator==( Part const&, Part const& ) = default;
 };
 
-/// The value that lies at \p value.
+/// The part for the value at address \p value.
 Part valuePart( Varek::Inspect::AtomicFnTable const&, void const* value );
-/// Whether what is below an entity comes with it, or is made when it is asked for: a large tree is
-/// printed entity by entity, never held as parts all at once.
+/// Whether a part has everything below an entity, or opened() adds it later: so a large tree is
+/// printed entity by entity and never held as parts all at once.
 enum class Children : std::uint8_t { whole, unopened };
 
 /// An attribute of the object (as the functions of a record take it) that lies at \p object.
 Part attributePart( Qel::TypeRecord const&, Qel::AttributeRecord const&, void const* object,
                     Children = Children::whole );
-/// With all that is below it.
+/// The part for an entity with everything below it.
 Part entityPart( Qel::Entity const& );
 /// The parts of one that is unopened, with their children unopened; of any other its own.
 std::vector<Part> opened( Part const& );
 /// Whether attributes of this kind are stored, and so shown.
 bool isShown( Qel::AttributeRecord const& );
-/// An attribute that holds several; \p element is asked for each of them.
+/// An attribute that holds several elements; \p element is called for each of them.
 Part severalPart( Qel::AttributeRecord const&, void const* object,
                   std::function<Part( Qel::UntypedElements const& )> const& element );
 
 /// Only that it is one, and of which type; nothing for null.
 Part bareEntity( Qel::Entity const* );
 
-/// The trees of one process, by the names under which they are published.
+/// The trees of a process, by the names under which they are published.
 using Roots = std::map<std::string, Varek::Ptr<Qel::Entity>>;
-/// All of them: keyed, by name; unopened, so \p roots must stay as they are meanwhile.
+/// All roots, keyed by name and unopened: \p roots must not change until the parts are printed.
 Part rootsPart( Roots const& );
 
 /// One change of an attribute.
@@ -81,8 +81,8 @@ struct ChangePart {
    Part after;
 };
 
-/// A change of an entity in the tree of \p root, while its observers are told. A child that came or
-/// went is an entity without attributes: what is in it is told by changes of its own.
+/// A change of an entity in the tree of \p root; call it from an observer. A new or removed child
+/// is an entity without attributes, since its contents have changes of their own.
 ChangePart changePart( Qel::Entity const& root, Varek::Change const& );
 
 } // namespace Views

@@ -14,13 +14,13 @@ using Json = nlohmann::ordered_json;
 
 std::string octets( std::string const& text ) { return stringValue( Varek::Bytes( text ) ); }
 
-/// What a key is as the name of a member.
+/// A key as the name of a member.
 std::string memberName( Part const& key ) {
    if ( key.form == Part::Form::fields ) {
       return compact( jsonOf( key ) );
    }
    std::string_view const prefix = octetsKey;
-   // A text that looks as octets do is told by its octets, too.
+   // Text that looks like the form of octets is written as octets, too.
    bool const plain = isUtf8( key.text ) && !key.text.starts_with( prefix );
    return plain ? key.text : std::string( prefix ) + octets( key.text ).substr( 2 );
 }
@@ -54,7 +54,7 @@ Json jsonOf( Part const& part, EntityForm form ) {
    case Part::Form::boolean:
       return part.text == "true";
    case Part::Form::number:
-      // Infinity is a duration, but no number of JSON's.
+      // A duration may be infinite, but a number in JSON may not.
       return Json::accept( part.text ) ? Json::parse( part.text ) : Json( part.text );
    case Part::Form::text:
       return textJson( part.text );

@@ -9,9 +9,9 @@
 #include "views/Tree.h"
 
 /// Trees as JSON. An entity is {"type", "attributes": {name: value}}; a value without a text of its
-/// own {name: value}; sequences, arrays and sets are arrays, all else that holds several an object
-/// by printed key; no child, and an absent value, is null. Booleans and finite numbers are JSON's,
-/// text that is no UTF-8 {"octets": "0x..."}, as a key "octets:0x...", everything else a string.
+/// own {name: value}; sequences, arrays and sets are arrays, other collections objects by printed
+/// key; an absent child or value is null. Booleans and finite numbers are JSON's; text that is not
+/// UTF-8 is {"octets": "0x..."}, as a key "octets:0x..."; everything else is a string.
 namespace Views {
 
 /// Whether entities say their types. Without, one is {name: value} as a value is: what a
@@ -30,7 +30,7 @@ inline nlohmann::ordered_json jsonOf( Qel::Entity const& entity,
 void printJson( std::ostream&, Part const& );
 
 /// {"time", "root", "path", "attribute", "key", "old", "new"}; path is an array of
-/// {"attribute", "key"}, and key left out where there is none.
+/// {"attribute", "key"}. Without a key the member "key" is left out.
 nlohmann::ordered_json jsonOf( std::string const& time, std::string const& root,
                                ChangePart const& );
 

@@ -45,7 +45,7 @@ class Printer {
 public:
    explicit Printer( std::ostream& out ) : out_( out ) {}
 
-   /// \p label says what it is: the name of the attribute, with the key of the element.
+   /// \p label is the name of the attribute with the key of the element.
    void print( std::size_t indent, std::string const& label, std::size_t width, Part const& part ) {
       std::string const first = std::string( indent, ' ' ) + padded( label, width + 2 );
       switch ( part.form ) {
@@ -79,7 +79,7 @@ public:
       }
    }
 
-   /// The elements of a list are told apart by their numbers.
+   /// Prints the elements of a list, each with its number.
    void elements( std::size_t indent, std::string const& label, std::size_t width,
                   Part const& part ) {
       if ( part.parts.empty() ) {
@@ -125,7 +125,7 @@ std::string lineOf( Part const& part ) {
    case Part::Form::entity:
       return std::string( part.type );
    default:
-      // The name of no interface is empty, and a line of fields has none without a sign.
+      // "No interface" has an empty name, which would be invisible in a line of fields.
       return part.text.empty() ? quoted( {} ) : part.text;
    }
 }

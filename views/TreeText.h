@@ -5,16 +5,16 @@
 
 #include "views/Tree.h"
 
-/// Trees as indented text: a line for each attribute and element, of 80 columns where the values
-/// have a place to be broken. Text is in quotes, with escapes; enumerators, addresses and numbers
-/// are not. An element of an entity's collection does not repeat its key.
+/// Trees as indented text: a line for each attribute and element, of at most 80 columns where a
+/// value can be broken. Text is in quotes, with escapes; enumerators, addresses and numbers are
+/// not. An element of an entity's collection does not repeat its key.
 namespace Views {
 
 void printText( std::ostream&, Part const& roots );
-/// The attributes of one entity, or the fields of one value, by themselves.
+/// Prints the attributes of an entity or the fields of a value, without a line for it.
 void printAttributes( std::ostream&, Part const& );
 
-/// One value on one line.
+/// A value on a single line.
 std::string lineOf( Part const& );
 
 /// On one line: time, path, attribute, and what it was and is: "- -> 5" for what was not there.

@@ -2,15 +2,15 @@
 
 #include "Varek/Inspect.h"
 
-/// How plain values stand in JSON, for those who write it (TreeJson.h) and those who read it.
+/// The forms of plain values in JSON, for its writer (TreeJson.h) and its reader.
 namespace Views {
 
-/// Text that is no UTF-8, and so no JSON: as a value {"octets": "0x00ff"}, as a key
+/// JSON cannot hold text that is not UTF-8: as a value it is {"octets": "0x00ff"}, as a key
 /// "octets:0x00ff".
 inline constexpr char const* octetsName = "octets";
 inline constexpr char const* octetsKey = "octets:0x";
 
-/// Whether values of the type may be absent, which is null.
+/// Whether values of the type may be absent, which is null in JSON.
 inline bool isOptional( Varek::Inspect::AtomicFnTable const& table ) {
    return table.optionalOf != nullptr;
 }
