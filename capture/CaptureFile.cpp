@@ -16,12 +16,12 @@ namespace Capture {
 
 namespace {
 
-/// A damaged record can hold any time. It is brought into a range (the year 2255 is in it) within
-/// which times and their differences can be counted in nanoseconds.
+/// A damaged record can hold any time. It is brought into a range (up to the year 2255) in which
+/// times and their differences can be counted in nanoseconds.
 Time timeOf( timeval const& stamp ) {
    constexpr std::int64_t lastSecond = 9'000'000'000;
    auto const second = std::clamp<std::int64_t>( stamp.tv_sec, 0, lastSecond );
-   // With the precision asked of libpcap the field for microseconds counts nanoseconds.
+   // The file is opened with nanosecond precision: then this field, too, counts nanoseconds.
    auto const nanosecond = std::clamp<std::int64_t>( stamp.tv_usec, 0, 999'999'999 );
    return Time( std::chrono::seconds( second ) + std::chrono::nanoseconds( nanosecond ) );
 }

@@ -14,7 +14,7 @@
 /// memory.
 namespace Capture {
 
-/// Since 1970-01-01 00:00 UTC.
+/// A time since 1970-01-01 00:00 UTC, in nanoseconds.
 using Time = std::chrono::sys_time<std::chrono::nanoseconds>;
 
 struct Packet {
@@ -24,15 +24,15 @@ struct Packet {
    std::size_t originalLength = 0;       ///< Number of octets on the wire, captured or not.
 };
 
-/// The file is no capture, or cannot be read on. what() says so without naming the file.
+/// The file is no capture, or cannot be read further. what() does not name the file.
 class CaptureError : public Varek::Failure {
 public:
    explicit CaptureError( std::string const& what, std::uint64_t packet = 0,
                           std::optional<std::uint64_t> offset = {} )
       : Failure( what ), packet_( packet ), offset_( offset ) {}
 
-   std::uint64_t packet() const { return packet_; } ///< 0: before the first.
-   /// Of that packet in the file; nothing before the first, and of a pipe.
+   std::uint64_t packet() const { return packet_; } ///< From 1; 0 before the first packet.
+   /// The offset of that packet in the file, in octets; nothing before the first, and for a pipe.
    std::optional<std::uint64_t> offset() const { return offset_; }
 
 private:
@@ -42,16 +42,16 @@ private:
 
 class CaptureFile {
 public:
-   /// Opens \p path; "-" is standard input. Raises CaptureError.
+   /// Opens \p path; "-" is standard input. Throws CaptureError if it cannot be read.
    explicit CaptureFile( std::string const& path );
    ~CaptureFile();
    CaptureFile( CaptureFile const& ) = delete;
    CaptureFile& operator=( CaptureFile const& ) = delete;
 
-   /// Reads the next packet: false at the end of the file. Raises CaptureError where the file is
-   /// cut short or damaged; the packets before that have been given.
+   /// Reads the next packet: false at the end of the file. Throws CaptureError where the file is
+   /// cut short or damaged; the packets before that have been read.
    bool next( Packet& );
-   /// A DLT_ value.
+   /// The link type, a DLT_ value of libpcap.
    int linkType() const;
 
    /// How far the file has been read, and its length, in octets; 0 for a pipe.

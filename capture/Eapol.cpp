@@ -17,7 +17,7 @@ EapolReading frameOf( Eapol::Kind kind, std::uint8_t identifier = 0 ) {
    return result;
 }
 
-/// Code, identifier, length, and of requests and responses the type (RFC 3748 4).
+/// Reads code, identifier and length and, of requests and responses, the type (RFC 3748 4).
 EapolReading readEap( std::span<std::uint8_t const> octets, std::size_t bodyLength ) {
    constexpr std::size_t begin = 4, header = 4;
    constexpr std::uint8_t request = 1, response = 2, success = 3, failure = 4, identity = 1;

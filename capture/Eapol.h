@@ -9,7 +9,7 @@
 #include "Lumo/EthAddr.h"
 #include "Varek/String.h"
 
-/// EAPOL frames (IEEE 802.1X 11), as far as they tell where an authentication stands.
+/// EAPOL frames (IEEE 802.1X 11): the parts that show the progress of an authentication.
 namespace Capture {
 
 struct Eapol {
@@ -36,7 +36,7 @@ struct Eapol {
    }
 };
 
-/// Where an EAPOL frame cannot be read on.
+/// The fault at which reading an EAPOL frame ended.
 struct EapolFault {
    std::size_t offset = 0; ///< From the frame's EtherType on.
    Varek::String part;     ///< Of the frame, that cannot be read.
@@ -44,7 +44,7 @@ struct EapolFault {
 };
 
 struct EapolReading {
-   /// Nothing for frames that tell nothing here: keys, announcements, unknown codes.
+   /// Nothing for other frames: keys, announcements, unknown codes.
    std::optional<Eapol> frame;
    std::optional<EapolFault> fault;
 };

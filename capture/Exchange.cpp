@@ -11,7 +11,7 @@ namespace {
 
 bool answers( std::uint8_t answer, std::uint8_t request ) {
    switch ( answer ) {
-   case accessAccept: // of a Status-Server too, as is an Accounting-Response (RFC 5997)
+   case accessAccept: // answers Status-Server too, as does Accounting-Response (RFC 5997)
       return request == accessRequest || request == statusServer;
    case accessReject:
    case accessChallenge:

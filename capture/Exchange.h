@@ -11,20 +11,20 @@
 #include "capture/Frame.h"
 #include "capture/RadiusReading.h"
 
-/// Which request a RADIUS answer answers. An answer repeats nothing of its request but the
-/// identifier, an octet: it belongs to the most recent request with that identifier between the
-/// same two endpoints.
+/// Matches RADIUS answers with their requests. An answer repeats only the identifier of its
+/// request, an octet: it belongs to the most recent request with that identifier between the same
+/// two endpoints.
 ///
 /// - A request sent again, octet for octet, is the same request (RFC 5080 2.2.1). Other octets
 ///   under the same identifier are a new one, and the one before can no longer be answered.
 /// - An answered request is kept, for answers that arrive twice, until its identifier is used
 ///   again.
-/// - An answer whose code is none for the code of that request answers nothing.
+/// - An answer whose code does not fit the code of that request answers nothing.
 ///
 /// Memory: 256 requests for each pair of endpoints, and every request that was given up.
 namespace Capture {
 
-/// The codes of RFC 2865 3 and RFC 2866 3 that requests and answers between these ports have.
+/// The codes of requests and answers between these ports (RFC 2865 3, RFC 2866 3).
 enum RadiusCode : std::uint8_t {
    accessRequest = 1,
    accessAccept = 2,
@@ -38,7 +38,7 @@ enum RadiusCode : std::uint8_t {
 bool isRequest( std::uint8_t code );
 bool isAnswer( std::uint8_t code );
 
-/// Identifies a request while it is the most recent of its identifier.
+/// Identifies a request for as long as it is the most recent request with its identifier.
 struct Flow {
    Endpoint client;
    Endpoint server;
@@ -48,9 +48,9 @@ struct Flow {
    friend std::strong_ordering operator<=>( Flow const&, Flow const& ) = default;
 };
 
-/// A request as it was read, once: whoever asks whom it is for finds that here.
+/// A request, parsed once; it says also which station it is for.
 struct Request {
-   std::uint64_t packet = 0; ///< Where it was first sent.
+   std::uint64_t packet = 0; ///< The packet in which it was first sent.
    Time time;
    std::uint8_t code = 0;
    std::vector<std::uint8_t> octets; ///< The packet as captured, header included.
@@ -74,7 +74,7 @@ public:
    /// The request that this answer belongs to, null if none; it counts as answered from now on.
    /// \p whole is false for an answer that was cut or malformed. Valid until the next call.
    Request const* answer( Flow const&, std::uint8_t code, bool whole );
-   /// The requests without any answer so far, in the order in which they were sent.
+   /// The requests without any answer so far, in the order of sending.
    std::vector<Request> unanswered() const;
 
 private:

@@ -25,7 +25,7 @@ bool radiusPort( std::uint16_t port ) {
    return port == 1812 || port == 1813 || port == 1645 || port == 1646;
 }
 
-/// Reads one packet from the outside in. All offsets are from the packet's start.
+/// Reads a packet from the outermost header inwards. All offsets are from the packet's start.
 class Dissector {
 public:
    Dissector( std::span<std::uint8_t const> captured, std::size_t originalLength )
@@ -78,7 +78,7 @@ private:
                    : "the packet ends after " + count + " octets, within " + part };
    }
 
-   /// Where a link header has what.
+   /// The layout of a link header.
    struct Link {
       std::size_t type;
       std::size_t size;
@@ -88,7 +88,7 @@ private:
 
    Frame link( Link const& where, char const* name ) const {
       if ( !has( 0, where.size ) ) {
-         // A whole packet that is shorter than its link header can be neither.
+         // A whole packet that is shorter than its link header is neither RADIUS nor EAPOL.
          return octets_.size() < original_ ? Frame{ ends( 0, name ) } : Frame{};
       }
       std::size_t at = where.size;
@@ -170,7 +170,7 @@ private:
       }
       std::size_t const version = octets_[at] >> 4;
       std::size_t const header = ( octets_[at] & 0x0fu ) * 4u;
-      // Segmentation offload leaves the total length 0: then the packet's own length counts.
+      // Segmentation offload leaves the total length 0: then the length of the packet counts.
       std::size_t const total = u16( at + 2 ) != 0 ? u16( at + 2 ) : original_ - at;
       if ( version != 4 || header < 20 || total < header ) {
          return BadFrame{ false, at,
@@ -209,7 +209,7 @@ private:
                           { address( at + 8, true ), address( at + 24, true ), 0, at } );
    }
 
-   /// \p next is the kind of the header at \p at; \p packet says whose headers they are.
+   /// \p next is the kind of the header at \p at; \p packet identifies the IP packet.
    Frame ipv6Payload( std::uint8_t next, std::size_t at, std::size_t end, Fragment packet ) const {
       constexpr std::uint8_t hopByHop = 0, routing = 43, fragment = 44, destinationOptions = 60;
       while ( next == hopByHop || next == routing || next == destinationOptions ||

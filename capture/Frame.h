@@ -60,7 +60,7 @@ struct Fragment {
    bool radius = false;    ///< Of the first: whether a port is a RADIUS port.
 };
 
-/// A packet that may be RADIUS but cannot be read.
+/// A packet that may be RADIUS or EAPOL but cannot be read.
 struct BadFrame {
    bool cut = false;       ///< Cut at capture (true) or wrong as it was sent (false).
    std::size_t offset = 0; ///< From the packet's start.
@@ -73,8 +73,8 @@ using Frame = std::variant<std::monostate, Datagram, Fragment, BadFrame, Eapol>;
 /// Whether \p linkType, a DLT_ value of libpcap, is one that dissect() reads.
 bool linkTypeKnown( int linkType );
 
-/// Reads one packet. \p captured are its octets, \p originalLength their number on the wire. The
-/// result refers to the octets.
+/// Reads a packet. \p captured are its octets, \p originalLength their number on the wire. The
+/// result refers to the octets, so the caller must keep them.
 Frame dissect( int linkType, std::span<std::uint8_t const> captured, std::size_t originalLength );
 
 /// "192.0.2.1:1812", "[2001:db8::1]:1812".

@@ -5,18 +5,18 @@
 #include <string>
 #include <string_view>
 
-/// What is wrong with a capture, and where.
+/// Faults of a capture, and their places.
 namespace Capture {
 
 enum class ProblemKind : std::uint8_t {
-   file,      ///< The file cannot be read, or not to its end.
+   file,      ///< The file cannot be read, at all or to its end.
    cut,       ///< A packet was cut at capture.
    fragment,  ///< A datagram came in fragments.
    malformed, ///< Wrong headers below RADIUS.
    radius,    ///< Wrong RADIUS.
 };
 
-/// What an offset counts from the beginning of.
+/// The start from which an offset counts.
 enum class OffsetIn : std::uint8_t { file, packet, radius };
 
 struct Offset {
@@ -24,7 +24,7 @@ struct Offset {
    std::uint64_t octets = 0;
 };
 
-/// One fault. Where it is: in the file, in which packet of it (from 1), at which octet of that.
+/// A fault, with its place: the packet of the file (from 1), and the octet.
 struct Problem {
    ProblemKind kind = ProblemKind::file;
    std::uint64_t packet = 0;     ///< 0 where the fault is in no packet.

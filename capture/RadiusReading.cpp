@@ -34,7 +34,7 @@ Problem malformed( std::size_t offset, std::string what ) {
    return { ProblemKind::radius, 0, Offset{ OffsetIn::radius, offset }, what };
 }
 
-/// Header and attributes, to the first fault.
+/// Reads header and attributes up to the first fault.
 RadiusReading decoded( std::span<std::uint8_t const> packet ) {
    RadiusReading result;
    auto decoded = RadiusPacketParser::decode( packet );
@@ -67,8 +67,8 @@ RadiusReading readRadius( Datagram const& datagram ) {
    if ( !payloadCut || length <= packet.size() || length > datagram.length ) {
       return decoded( packet );
    }
-   // Give the decoder what there is, as if the packet ended there: it stops at the attribute that
-   // is not whole.
+   // The decoder gets the captured octets as if the packet ended there, and stops at the attribute
+   // that is not whole.
    std::vector<std::uint8_t> kept( packet.begin(), packet.end() );
    kept[2] = static_cast<std::uint8_t>( kept.size() >> 8 );
    kept[3] = static_cast<std::uint8_t>( kept.size() );

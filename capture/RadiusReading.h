@@ -9,9 +9,9 @@
 #include "capture/Frame.h"
 #include "capture/Problem.h"
 
-/// A RADIUS packet as far as it can be read. One that was cut at capture, or whose attributes are
-/// malformed, gives its header and the attributes that stand whole before the fault, with the
-/// fault: enough to match it with its counterpart, never to be taken for the whole packet.
+/// A RADIUS packet as far as it can be read. A packet that was cut at capture, or has malformed
+/// attributes, gives its header, the whole attributes before the fault, and the fault: enough to
+/// match it with its counterpart, but not the whole packet.
 namespace Capture {
 
 using RadiusPacketParser::Attributes;
@@ -35,7 +35,7 @@ bool isStation( Lumo::EthAddr const& );
 /// A station's address from the text of a Calling-Station-Id, in any notation; nothing if the text
 /// is not the MAC address of a station.
 std::optional<Lumo::EthAddr> stationOf( Varek::String const& );
-/// Likewise, from the Calling-Station-Id among the attributes of a request.
+/// The same from the Calling-Station-Id among the attributes of a request.
 std::optional<Lumo::EthAddr> stationOf( Attributes const& );
 
 } // namespace Capture
