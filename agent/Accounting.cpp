@@ -25,8 +25,8 @@ enum StatusType : std::uint32_t { start = 1, stop = 2, interim = 3, on = 7, off 
 
 Varek::Duration const never( std::numeric_limits<double>::infinity() );
 
-/// The first six are those of the type (RFC 2866 5.10); of others the nearest. The request's own
-/// number stays among the attributes.
+/// The first six causes are enumerators of the type (RFC 2866 5.10); the others become the nearest
+/// enumerator. The request's own number stays among the attributes.
 AcctTermCause causeOf( std::optional<std::uint32_t> cause ) {
    constexpr std::uint32_t adminReboot = 7, userError = 17, hostRequest = 18;
    constexpr std::uint32_t supplicantRestart = 19, portDisabled = 22; // RFC 3580 2.1
@@ -42,7 +42,7 @@ AcctTermCause causeOf( std::optional<std::uint32_t> cause ) {
              : AcctTermCause::lostService;
 }
 
-/// A MAC address, after which an SSID may stand (RFC 3580 3.20).
+/// The MAC address in Called-Station-Id, which an SSID may follow (RFC 3580 3.20).
 Lumo::EthAddr calledStation( Attributes const& attributes ) {
    auto const* const text = textOf( attributes, Id::calledStationId );
    constexpr std::size_t address = 17;
@@ -63,7 +63,7 @@ bool ofThePacket( std::uint16_t type ) {
           type == Id::messageAuthenticator || type == Id::proxyState;
 }
 
-/// A number as it is in a packet.
+/// A number in network byte order.
 template<class T>
 Varek::Bytes networkOrder( T number ) {
    std::string octets;
@@ -74,8 +74,8 @@ Varek::Bytes networkOrder( T number ) {
    return Varek::Bytes( octets );
 }
 
-/// When what the request tells of happened, in seconds since 1970. A switch whose clock was not set
-/// may say 0.
+/// When the reported event happened, in seconds since 1970. A switch whose clock was not set may
+/// send 0.
 std::int64_t timeOf( Request const& request ) {
    std::uint32_t const said = integerOf( request.attributes, Id::eventTimestamp ).value_or( 0 );
    auto const sent = std::chrono::floor<std::chrono::seconds>( request.time.time_since_epoch() );
@@ -84,8 +84,8 @@ std::int64_t timeOf( Request const& request ) {
              : sent.count() - integerOf( request.attributes, Id::acctDelayTime ).value_or( 0 );
 }
 
-/// When a session began of which this is the first request that is seen, as Event-Timestamp has it;
-/// nothing if it does not say, or no such time can be told.
+/// The start of a session whose first seen request this is, in the form of Event-Timestamp; nothing
+/// if the request does not tell it, or it is out of range.
 std::optional<Varek::Bytes> beginning( Request const& request, std::uint32_t statusType ) {
    auto const lasted = statusType == start ? std::optional( 0u )
                                            : integerOf( request.attributes, Id::acctSessionTime );
@@ -135,7 +135,7 @@ void Accounting::sessionIs( Lumo::EthAddr const& mac, Request const& request,
                             std::uint32_t statusType, std::optional<std::uint32_t> interval ) {
    auto const* const id = textOf( request.attributes, Id::acctSessionId );
    if ( !id ) {
-      return; // of which session is not said, as it must be (RFC 2866 5.5)
+      return; // the request names no session, which it must (RFC 2866 5.5)
    }
    Session session = status_.acctSessionState( mac );
    auto const* const known =
@@ -169,7 +169,7 @@ void Accounting::sessionIs( Lumo::EthAddr const& mac, Request const& request,
 
 namespace {
 
-/// What the maps of an AcctAttributes are to hold: of each attribute the first value.
+/// The wanted contents of the maps of an AcctAttributes: the first value of each attribute.
 struct Wanted {
    std::map<Id::RadiusAttributeIdEnum, Varek::String> text;
    std::map<Id::RadiusAttributeIdEnum, Varek::Bytes> octets;
@@ -193,7 +193,7 @@ void mapIs( Held const& held, Map const& wanted, Is is, Del del ) {
    }
 }
 
-/// \p vendor is the number of the vendor whose attributes are Brevia's.
+/// \p vendor is the enterprise number under which Brevia's attributes are sent.
 Wanted wantedOf( Attributes const& attributes, std::uint32_t vendor ) {
    Wanted wanted;
    auto const put = []( auto& texts, auto& octets, auto key, auto const& attribute,

@@ -23,11 +23,11 @@ namespace Agent {
 
 class Accounting {
 public:
-   /// \p vendor is the number of the vendor whose attributes are Brevia's.
+   /// \p vendor is the enterprise number under which Brevia's attributes are sent.
    Accounting( Dot1xV2::AcctStatus& status, std::uint32_t vendor )
       : status_( status ), vendor_( vendor ) {}
 
-   /// A request was sent. \p interval: between updates, in seconds, as the server asked for it.
+   /// A request was sent. \p interval is the server's interval between updates, in seconds.
    void request( Capture::Request const&, std::optional<std::uint32_t> interval );
 
 private:

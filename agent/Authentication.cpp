@@ -50,7 +50,7 @@ void ended( Supplicant const& supplicant, AuthNPhaseStage stage, AuthNZPhaseEnum
    authPhaseIs( supplicant, phase );
 }
 
-/// The supplicant is to say, or has said, something by EAPOL.
+/// The supplicant has sent an EAPOL frame, or is expected to.
 void inEapol( Supplicant const& supplicant, AuthNPhaseStage stage ) {
    Phase const phase = phaseOf( supplicant );
    phase->authNMethodIs( AuthNMethod::eapolAuth );
@@ -144,8 +144,8 @@ void Authentication::eapol( Eapol const& frame, bool authorized ) {
       break;
    case Eapol::Kind::success:
    case Eapol::Kind::failure:
-      // The server's answer, where the capture has it, came before; and a Failure that answers a
-      // Logoff is the result of nothing.
+      // The server's answer, if it was captured, came before; a Failure that answers a Logoff is no
+      // result.
       if ( supplicant->inEapolAuth() ) {
          ended( supplicant,
                 frame.kind == Eapol::Kind::success ? AuthNPhaseStage::phaseSuccess

@@ -60,16 +60,16 @@ void Authenticator::unanswered( Request const& request ) {
 void Authenticator::eapol( Eapol const& frame ) {
    Lumo::EthAddr const& mac = frame.supplicant();
    if ( !isStation( mac ) ) {
-      return; // of no supplicant in particular
+      return; // concerns no particular supplicant
    }
    authentication_.eapol( frame, authorization_.authorized( mac ) );
    if ( frame.kind == Eapol::Kind::logoff ) {
-      latest_.erase( mac ); // what it asked for before, it no longer wants
+      latest_.erase( mac ); // a Logoff withdraws the open request
       authorization_.withdrawn( mac );
    }
 }
 
-/// What the request asked, which is then open no more; nothing if it was not the latest.
+/// Closes the request and returns its contents; nothing if it is not the supplicant's latest.
 std::optional<Asked> Authenticator::takeOpen( Request const& request ) {
    auto const at = request.whole && request.code == accessRequest && request.station
                       ? latest_.find( *request.station )
@@ -80,7 +80,7 @@ std::optional<Asked> Authenticator::takeOpen( Request const& request ) {
    return std::move( latest_.extract( at ).mapped().asked );
 }
 
-/// As the answer that accepted the supplicant has it (RFC 2869 5.16).
+/// Acct-Interim-Interval of the answer that accepted the supplicant, in seconds (RFC 2869 5.16).
 std::optional<std::uint32_t> Authenticator::interimInterval( Lumo::EthAddr const& mac ) const {
    auto const supplicant = authNStatus_->supplicant( mac );
    auto const phase =

@@ -12,7 +12,7 @@ using namespace Dot1xV2;
 
 using Port = Varek::Ptr<AuthZPortStatus>;
 
-/// Sets what follows from who is authorized on the port.
+/// Derives the state of the port from the supplicants that are authorized on it.
 void settle( Port const& port ) {
    EgressVlanAttributes const nothing( false );
    bool const any = port->authorizedMacs().size() != 0;

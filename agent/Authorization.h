@@ -5,11 +5,11 @@
 
 #include "Dot1xV2/AuthZStatus.h"
 
-/// Keeps an AuthZStatus: which supplicants are authorized on which ports, what is in force there,
-/// and which addresses are blocked.
+/// Keeps an AuthZStatus: the supplicants that are authorized on each port, the authorization in
+/// force there, and the blocked addresses.
 ///
-/// In force is a VLAN that is given by number: names are for a switch to resolve, which has the
-/// VLANs. Of a port it is what all of its supplicants have in common, and nothing if they differ.
+/// Only a VLAN given by number is in force: to resolve names, a switch has its table of VLANs, and
+/// a capture does not. On a port the VLAN of all its supplicants is in force; none if they differ.
 namespace Agent {
 
 class Authorization {
@@ -18,13 +18,12 @@ public:
    Authorization( Dot1xV2::AuthZStatus& status, std::uint32_t blockAfter )
       : status_( status ), blockAfter_( blockAfter ) {}
 
-   /// A port that somebody asks on; blocked while nobody is authorized there.
+   /// Adds a port with a request; it is blocked while nobody is authorized there.
    void portIs( Lumo::IntfId );
-   /// Authorizes a supplicant on a port, and nowhere else; an empty \p port is no port. It is no
-   /// longer blocked.
+   /// Authorizes a supplicant on \p port alone (on no port if that is empty) and unblocks it.
    void accepted( Lumo::EthAddr const& mac, Lumo::IntfId port, Dot1xV2::AuthZAttrs const& );
-   /// The supplicant has no authorization on that port (on any, if it is empty). One that is
-   /// rejected again and again is blocked there, with the VLAN of its frames.
+   /// Withdraws the supplicant's authorization on that port (on every port if it is empty). After
+   /// blockAfter rejections in a row it is blocked there, with the VLAN of its frames.
    void rejected( Lumo::EthAddr const& mac, Lumo::IntfId port, Bridging::VlanIdOrNone );
    void withdrawn( Lumo::EthAddr const& mac );
    bool authorized( Lumo::EthAddr const& mac ) const { return places_.contains( mac ); }

@@ -32,7 +32,7 @@ std::vector<T> valuesOf( AaaResponse const& response, std::uint16_t type ) {
    return result;
 }
 
-/// By tag; the first of a tag counts.
+/// The values by tag; the first value of each tag counts.
 std::map<std::uint8_t, std::uint32_t> tagged( AaaResponse const& response, std::uint16_t type ) {
    std::map<std::uint8_t, std::uint32_t> result;
    for ( TaggedInt const& one : valuesOf<TaggedInt>( response, type ) ) {
@@ -47,7 +47,7 @@ bool holds( std::map<std::uint8_t, std::uint32_t> const& values, std::uint8_t ta
    return at != values.end() && at->second == value;
 }
 
-/// Tag indication, 12 bits of zero, VLAN number (RFC 4675 2.1).
+/// The word is an 8-bit tag indication, 12 bits of zero and the VLAN number (RFC 4675 2.1).
 void egressVlanIdPush( EgressVlanAttributes& to, std::uint32_t word, bool& any ) {
    std::uint32_t const vlan = word & 0xfff;
    bool const isTagged = word >> 12 == 0x31000;
@@ -58,7 +58,7 @@ void egressVlanIdPush( EgressVlanAttributes& to, std::uint32_t word, bool& any )
    }
 }
 
-/// Tag indication, then the name (RFC 4675 2.3).
+/// The text is a tag indication and the name (RFC 4675 2.3).
 void egressVlanNamePush( EgressVlanAttributes& to, Varek::String const& text, bool& any ) {
    if ( text.size() > 1 && ( text[0] == '1' || text[0] == '2' ) ) {
       Varek::String const name = text.substr( 1 );
@@ -75,7 +75,7 @@ std::optional<T> copied( T const* value ) {
 } // namespace
 
 std::optional<Varek::String> vlanOf( AaaResponse const& response ) {
-   constexpr std::uint32_t withoutPreference = 1u << 24; // beyond the 24 bits that are sent
+   constexpr std::uint32_t withoutPreference = 1u << 24; // above any preference, which has 24 bits
    auto const types = tagged( response, RadiusId::tunnelType );
    auto const media = tagged( response, RadiusId::tunnelMediumType );
    auto const preferences = tagged( response, RadiusId::tunnelPreference );

@@ -8,8 +8,8 @@
 #include "Dot1xV2/AuthNZLedraTypes.h"
 #include "Radius/RadiusAttributeId.h"
 
-/// What an Access-Accept allows a supplicant: VLAN and filters by RFC 3580, egress VLANs by RFC
-/// 4675. Pure functions of the library's types, to be copied into any agent.
+/// The authorization in an Access-Accept: VLAN and filters by RFC 3580, egress VLANs by RFC 4675.
+/// Pure functions on the library's types, which any agent may copy.
 ///
 /// Nothing throws for what a server sends: a value of another form than its attribute has, or
 /// outside what the RFC allows, counts as not sent. Where the state has room for one value and the

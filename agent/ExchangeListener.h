@@ -6,7 +6,7 @@
 
 namespace Agent {
 
-/// Whoever is told of what a replay reads, in its order.
+/// Receives the events of a replay, in order.
 class ExchangeListener {
 public:
    virtual ~ExchangeListener() = default;
