@@ -69,7 +69,7 @@ Varek::Ptr<Dot1xV2::Status> loadConfig( std::string const& file, Faults& faults 
 }
 
 std::string contentsOf( std::string const& file ) {
-   // Beyond every configuration, and well within memory: some files have no end.
+   // Some files have no end. The limit is above every configuration and well within memory.
    constexpr std::size_t most = std::size_t{ 64 } << 20;
    auto const all = [&file]( std::istream& in ) {
       std::string text;

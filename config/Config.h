@@ -13,29 +13,29 @@
 /// An attribute that is not named has its default; named twice for one interface, by keys that are
 /// ranges, it is what the later says. docs/configuration.md describes the form.
 ///
-/// Guarantee: a file with a fault changes nothing, and all its faults are told.
+/// Guarantee: a file with a fault changes nothing, and all its faults are reported.
 namespace Config {
 
 /// Gives the attributes of \p entity that \p text names what it says. Returns false, with the
 /// faults told and \p entity in any state, if there are any.
 bool readEntity( std::string_view text, Qel::Entity& entity, Faults& faults );
 
-/// The name of a root that its file does not give.
+/// The name of a root whose file does not name it.
 inline constexpr char const* statusName = "status";
 
-/// A configuration of its own; null, with the faults told, if there are any.
+/// The configuration in \p text as a new root; null, with the faults in \p faults, if it has any.
 Varek::Ptr<Dot1xV2::Status> readConfig( std::string_view text, Faults& faults );
 
-/// Makes \p status what \p text says. Its observers are told of the differences alone; what the
-/// text does not name gets its default, or goes. Returns false, with the faults told and nothing
-/// changed, if there are any.
+/// Makes \p status equal to the configuration in \p text; observers are told only of differences.
+/// Anything that the text does not name gets its default or is removed. Returns false, with nothing
+/// changed and the faults in \p faults, if it has any.
 bool reloadConfig( std::string_view text, Dot1xV2::Status& status, Faults& faults );
 
-/// The configuration in a file, otherwise as readConfig(). Throws Varek::Failure if the file cannot
+/// The configuration in a file; otherwise as readConfig(). Throws Varek::Failure if the file cannot
 /// be read.
 Varek::Ptr<Dot1xV2::Status> loadConfig( std::string const& file, Faults& faults );
 
-/// The whole of a file, of standard input for "-". Throws Varek::Failure if it cannot be read.
+/// The contents of a file, or of standard input for "-". Throws Varek::Failure if reading fails.
 std::string contentsOf( std::string const& file );
 
 } // namespace Config

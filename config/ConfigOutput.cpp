@@ -25,7 +25,7 @@ using Qel::AttributeRecord;
 using Qel::Entity;
 using Qel::TypeRecord;
 
-/// A new entity made as \p entity was.
+/// A new entity with the constructor parameters of \p entity.
 Varek::Ptr<Entity> freshOf( Entity const& entity ) {
    TypeRecord const& type = Qel::typeRecord( entity );
    AttributeRecord const* const parameter = type.parameter();
@@ -43,7 +43,7 @@ bool isMadeAlike( Entity const& a, Entity const& b ) {
 
 Part differenceOf( Entity const& entity, Entity const& fresh );
 
-/// With its name, where a new owner would have another child, or none.
+/// The part has the child's name where a new owner would have a child of another name, or none.
 Part childDifference( Entity const& child, Entity const* fresh ) {
    if ( fresh && isMadeAlike( child, *fresh ) ) {
       return differenceOf( child, *fresh );
@@ -71,7 +71,7 @@ void dropDefaults( Part& part, AttributeRecord const& attribute ) {
    part.parts = std::move( kept );
 }
 
-/// Nothing if the two are alike in it.
+/// Nothing if the attribute is equal in both.
 std::optional<Part> attributeDifference( TypeRecord const& type, AttributeRecord const& attribute,
                                          Entity const& entity, Entity const& fresh ) {
    if ( attribute.kind == AttributeKind::child ) {
@@ -92,7 +92,7 @@ std::optional<Part> attributeDifference( TypeRecord const& type, AttributeRecord
    return part;
 }
 
-/// Children by key are all told, each with what differs in it.
+/// All children by key, each with its differences.
 Part childrenDifference( TypeRecord const& type, AttributeRecord const& attribute,
                          Entity const& entity ) {
    return severalPart( attribute, &entity, [&]( Qel::UntypedElements const& at ) {
@@ -121,7 +121,7 @@ Part differenceOf( Entity const& entity, Entity const& fresh ) {
    return result;
 }
 
-/// The parts of the first of them, under all their keys.
+/// Interfaces with equal configurations: the parts of the first, and all keys.
 struct Group {
    Part part;
    std::vector<Lumo::IntfId> interfaces;

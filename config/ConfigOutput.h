@@ -5,25 +5,25 @@
 #include "Qel/Entity.h"
 #include "views/Tree.h"
 
-/// The configuration that is in effect, all defaults filled in, or only what differs from them.
+/// Prints the configuration in effect: with all defaults, or only its differences from them.
 namespace Config {
 
 enum class ConfigExtent : std::uint8_t {
    whole,
-   difference, ///< What differs from a new entity of the type.
+   difference, ///< The differences from a new entity of the type.
 };
 enum class ConfigForm : std::uint8_t {
    text, ///< Interfaces with equal configurations are one, under a range.
    json, ///< What readConfig() takes: it makes an equal tree of either extent.
 };
 
-/// \p entity with all below it.
+/// The configuration of \p entity and of everything below it.
 Views::Part configPart( Qel::Entity const& entity, ConfigExtent );
 
-/// As text, nothing if there is no difference.
+/// Prints the configuration below \p root; in text, nothing if there is no difference.
 void printConfig( std::ostream&, Qel::Entity const& root, ConfigForm, ConfigExtent );
 
-/// That of the root "status"; throws Varek::Failure if there is none.
+/// Prints that of the root "status"; throws Varek::Failure if there is no such root.
 void printConfig( std::ostream&, Views::Roots const&, ConfigForm, ConfigExtent );
 
 } // namespace Config

@@ -44,7 +44,7 @@ std::string wholeNumber( AtomicFnTable const& table ) {
    return "a whole number of 0 to " + std::to_string( most );
 }
 
-/// In words, with \p text as what was given; \p decoder is how its own type tells it.
+/// The expected value in words, for a fault with \p text; \p decoder are the words of its own type.
 std::string expected( AtomicFnTable const& table, std::string_view text,
                       std::string const& decoder ) {
    if ( auto const names = enumeratorNames( table ); !names.empty() ) {
@@ -66,7 +66,7 @@ bool isSensible( AtomicFnTable const& table, void const* value ) {
           static_cast<Varek::Duration const*>( value )->count() >= 0;
 }
 
-/// Returns what would have been right; nothing if \p text was.
+/// Nothing if \p text is right; otherwise a description of the expected text.
 std::optional<std::string> decode( AtomicFnTable const& table, std::string_view text,
                                    void* value ) {
    std::string decoder;

@@ -102,14 +102,14 @@ bool EntityReader::isKind( JsonPlace const& at, Kind kind, TypeRecord const* typ
    return false;
 }
 
-/// What an entity was made with, and the key of an element, cannot become another.
+/// Constructor parameters of entities and keys of elements cannot change.
 void EntityReader::parameter( JsonPlace const& at, Target const& to, bool isFixed ) {
    Table const& table = *to.attribute.value;
    UntypedValue const given( table );
    if ( !value( at, table, given.get() ) ) {
       return;
    }
-   // The record only reads, but the object is not constant: it is the caller's.
+   // The record only reads, but the caller's object is not constant.
    void* const held = const_cast<void*>( to.attribute.read( to.object ) );
    if ( !isFixed ) {
       table.assign( held, given.get() );
@@ -190,7 +190,7 @@ void EntityReader::children( JsonPlace const& at, Target const& to ) {
          if ( run( there, to, Operation::write, key, &made ) ) {
             entity( there, *made );
          }
-         // One fault for all interfaces of a range.
+         // A fault is reported once for all interfaces of a range.
          return faults_.count() == before;
       } );
    }
@@ -234,7 +234,7 @@ void EntityReader::byKey( JsonPlace const& at, Target const& to ) {
       return;
    }
    run( at, to, Operation::removeAll, nullptr, nullptr );
-   // An element with its key inside is made with it.
+   // An element with its key inside is constructed with the key.
    auto const& inspection = to.type.inspection[&to.attribute - to.type.attributes.data()];
    AttributeRecord const* inside = nullptr;
    if ( Varek::TypeInspectData const* const type = to.attribute.value->registered();

@@ -8,11 +8,11 @@
 
 namespace Config {
 
-/// Gives entities and records what a document says of them, by their records alone.
+/// Sets the attributes of entities and values from a document, by their records alone.
 ///
-/// Each attribute that is named is replaced as a whole: a collection holds then what is named and
-/// nothing else, a record the defaults of its type where a field is not named. Child entities are
-/// gone into, and keep what is not named.
+/// Each named attribute is replaced as a whole: a collection then holds only the named elements,
+/// and fields of a value that are not named get their defaults. A child entity is not replaced, and
+/// keeps its attributes that are not named.
 class EntityReader {
 public:
    explicit EntityReader( Faults& faults ) : faults_( faults ) {}
@@ -20,14 +20,14 @@ public:
    void entity( JsonPlace const& at, Qel::Entity& );
 
 private:
-   /// An attribute of the object (as the functions of a record take it) that lies at object.
+   /// An attribute of the object at address object, as the functions of a record take it.
    struct Target {
       Qel::TypeRecord const& type;
       Qel::AttributeRecord const& attribute;
       void* object;
    };
    using Table = Varek::Inspect::AtomicFnTable;
-   /// Takes a key; false to go no further.
+   /// Called with a key; returns false to stop.
    using WithKey = std::function<bool( void const* key )>;
 
    void fields( JsonPlace const& at, Qel::TypeRecord const&, void* object, bool parameterIsFixed );
@@ -43,7 +43,7 @@ private:
 
    bool isKind( JsonPlace const& at, JsonNode::Kind, Qel::TypeRecord const* );
    void unknown( JsonPlace const& at, Qel::TypeRecord const& );
-   /// Does what inspection calls \p operation; tells if the attribute does not take the value.
+   /// Performs the inspection \p operation; reports a fault if the attribute refuses the value.
    bool run( JsonPlace const& at, Target const&, std::uint32_t operation, void const* key,
              void* value );
    bool holds( Target const&, void const* key );

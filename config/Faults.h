@@ -19,7 +19,7 @@ struct Fault {
 
 class Faults {
 public:
-   /// A file of the wrong kind has a fault in each line.
+   /// A limit, since a file of the wrong kind has a fault in each line.
    static constexpr std::size_t mostKept = 20;
 
    void add( std::size_t line, std::string what );
@@ -36,7 +36,7 @@ private:
    std::size_t count_ = 0;
 };
 
-/// A line a fault: "PROGRAM: FILE:LINE: PATH: what"; then how many more there are.
+/// Prints each fault on a line, "PROGRAM: FILE:LINE: PATH: what", then the number of further ones.
 void printFaults( std::ostream&, std::string_view program, std::string const& file, Faults const& );
 
 } // namespace Config

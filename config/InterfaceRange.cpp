@@ -76,7 +76,7 @@ private:
       if ( !first.before.empty() || prefix_.empty() ) {
          prefix_ = first.before;
       }
-      // Also tells of every name that is none, in the words of its own type.
+      // This also refuses every text that is no name, with the error of its own type.
       name( first.number, begin );
       if ( isRange ) {
          range( numberOf( first.number ), whole.substr( last ), begin + last );
@@ -89,7 +89,7 @@ private:
       try {
          id = Lumo::IntfId( name );
       } catch ( Varek::TextError const& error ) {
-         // What is not written out in the text has its own positions.
+         // A name completed from the item before is not in the text, so its positions do not fit.
          bool const written = text_.substr( position ).starts_with( name );
          fail( error.expected(), position + ( written ? error.position() : 0 ) );
       }
@@ -125,7 +125,7 @@ private:
    }
 
    std::string_view const text_;
-   std::string prefix_; ///< What comes before the last number.
+   std::string prefix_; ///< The name up to its last number.
    std::vector<Lumo::IntfId> result_;
    std::unordered_set<std::uint64_t> seen_;
 };

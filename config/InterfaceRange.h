@@ -7,7 +7,7 @@
 
 #include "Lumo/IntfId.h"
 
-/// Several interfaces in one text, as an operator writes them:
+/// Several interfaces in a text, as an operator writes them:
 ///
 ///     Ethernet1-24,30           Ethernet1 to Ethernet24, and Ethernet30
 ///     Ethernet3/1-4,7           Ethernet3/1 to Ethernet3/4, and Ethernet3/7
@@ -21,16 +21,15 @@
 /// cannot come first, stands for the last number of the name before. Blanks may stand around items.
 namespace Config {
 
-/// More than any device has ports and sub-interfaces in use; a slip of the finger
-/// ("Ethernet1-1000000") would otherwise fill the memory.
+/// A typing error ("Ethernet1-1000000") would fill the memory without this limit. No device has so
+/// many ports and sub-interfaces in use.
 inline constexpr std::size_t mostInterfaces = 16384;
 
-/// In the order in which they are named. Throws Varek::TextError for a text that is not of that
-/// form, a range that goes down, an interface that is in it twice, and more than mostInterfaces.
+/// The interfaces in the order of \p text. Throws Varek::TextError for a text that is not of this
+/// form, a descending range, an interface that occurs twice, and more than mostInterfaces.
 std::vector<Lumo::IntfId> interfacesOf( std::string_view text );
 
-/// The shortest such text, in the order of the interfaces, of which interfacesOf() makes the same
-/// set.
+/// The shortest text, in the order of the interfaces, from which interfacesOf() makes the same set.
 std::string interfacesText( std::vector<Lumo::IntfId> interfaces );
 
 } // namespace Config

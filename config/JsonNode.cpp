@@ -43,7 +43,7 @@ private:
    char const** reached_;
 };
 
-/// Makes nodes of what the parser reads.
+/// Makes nodes from the events of the parser.
 class Builder {
 public:
    Builder( std::string_view text, JsonNode& root, Faults& faults )
@@ -55,7 +55,7 @@ public:
                                    Counted( text_.data() + text_.size(), &reached_ ), this );
    }
 
-   // What the parser calls.
+   // The parser's callbacks.
    bool null() { return add( Kind::null, {} ); }
    bool boolean( bool value ) { return add( Kind::boolean, value ? "true" : "false" ); }
    bool number_integer( std::int64_t value ) { return number( std::to_string( value ) ); }
@@ -129,7 +129,7 @@ private:
       JsonNode* const node = place();
       node->kind = kind;
       node->line = line();
-      // Stays where it is: what is open is the last of its owner until it is closed.
+      // The pointer stays valid: an open node is the last part of its owner until it is closed.
       open_.push_back( node );
       names_.emplace_back();
       return true;

@@ -11,7 +11,7 @@ namespace {
 
 char lower( char c ) { return c >= 'A' && c <= 'Z' ? static_cast<char>( c - 'A' + 'a' ) : c; }
 
-/// How many characters must be put in, left out or changed to make \p b of \p a; the case of
+/// How many characters must be inserted, removed or changed to turn \p a into \p b; the case of
 /// letters does not count.
 std::size_t distance( std::string_view a, std::string_view b ) {
    std::vector<std::size_t> row( b.size() + 1 );
@@ -30,7 +30,7 @@ std::size_t distance( std::string_view a, std::string_view b ) {
 } // namespace
 
 std::string suggestion( std::string_view word, std::span<std::string_view const> known ) {
-   // Beyond this it would be another word. Texts of any length come from the file.
+   // A longer text is another word; a file may hold texts of any length.
    constexpr std::size_t longest = 64;
    std::size_t least = word.size() > longest ? 0 : std::max<std::size_t>( 3, word.size() / 3 + 1 );
    std::string_view nearest;
