@@ -26,14 +26,14 @@ namespace {
 constexpr std::size_t draftDigits = 6;
 constexpr std::string_view draftAlphabet = "abcdefghijklmnopqrstuvwxyz0123456789";
 
-/// Where to write for \p path: what a symbolic link leads to is replaced, and not the link.
+/// The file to replace for \p path: the target of a symbolic link, not the link.
 std::string placeOf( std::string const& path ) {
    std::error_code error;
    fs::file_status const status = fs::status( path, error );
    if ( !fs::exists( status ) ) {
       return path;
    }
-   // A device would be gone afterwards, and a capture that somebody mistook for the target.
+   // Replacing would destroy a device, or a capture that somebody named by mistake.
    if ( !fs::is_regular_file( status ) ) {
       refuse( path, "is something else than a file" );
    }
@@ -82,7 +82,7 @@ bool isOurDraft( int file ) {
           stateMagic.starts_with( std::string_view( begin, static_cast<std::size_t>( got ) ) );
 }
 
-/// Trouble is no reason not to write: whatever cannot be removed stays for the next time.
+/// An error does not prevent writing: a draft that cannot be removed stays for the next time.
 void removeLeftDrafts( std::string const& folder ) {
    std::error_code error;
    fs::directory_iterator at( folder, error );
@@ -92,7 +92,7 @@ void removeLeftDrafts( std::string const& folder ) {
       }
       std::string const name = at->path().string();
       Mirror::Fd const file( ::open( name.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC ) );
-      // With the lock, whoever wrote it is gone, unless it took its place meanwhile.
+      // Having the lock means that its writer is gone, unless the draft took its place meanwhile.
       if ( file.get() >= 0 && isOurDraft( file.get() ) &&
            ::flock( file.get(), LOCK_EX | LOCK_NB ) == 0 && isNamed( file.get(), name.c_str() ) ) {
          ::unlink( name.c_str() );
@@ -100,7 +100,7 @@ void removeLeftDrafts( std::string const& folder ) {
    }
 }
 
-/// The new file until it has its place; goes away if it does not come to that.
+/// The new file until it takes its place; removed if it never does.
 class DraftFile {
 public:
    DraftFile( std::string const& path, std::string const& folder )
@@ -115,7 +115,7 @@ public:
 
    int fd() const { return file_.get(); }
 
-   /// False if that is not to be had here.
+   /// Makes a file without a name; false if the file system cannot.
    bool makeUnnamed() {
 #ifdef O_TMPFILE
       file_ = Mirror::Fd( ::open( folder_.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600 ) );

@@ -15,7 +15,7 @@
 /// of this user, locked by nobody, which is empty or begins as a state file does.
 namespace Store {
 
-/// What a state file begins with.
+/// The first bytes of a state file.
 inline constexpr std::string_view stateMagic = "D1XState";
 inline constexpr std::string_view draftPrefix = ".dot1xctl-dump-";
 

@@ -64,7 +64,7 @@ std::string hex( std::uint32_t number ) {
 
 constexpr std::string_view standardStream = "-";
 
-/// All that is left to read.
+/// The rest of the file.
 std::string rest( int file, std::string const& path, std::string result = {} ) {
    auto const buffer = std::make_unique<std::array<char, 128 * 1024>>();
    for ( ;; ) {
@@ -79,7 +79,7 @@ std::string rest( int file, std::string const& path, std::string result = {} ) {
    }
 }
 
-/// What is no regular file may have no end, as some devices, or no beginning until somebody writes.
+/// Only regular files are read: some devices have no end, and a pipe waits until somebody writes.
 std::string contents( std::string const& path ) {
    if ( path == standardStream ) {
       return rest( STDIN_FILENO, path );
@@ -108,7 +108,7 @@ void writeAll( int file, std::string const& path, std::string_view bytes ) {
    }
 }
 
-/// While it lives, what would end the process waits, so that what is begun is written to the end.
+/// While it lives, signals that would end the process wait, so that a file is written to its end.
 class SignalsHeld {
 public:
    SignalsHeld() {

@@ -3,18 +3,18 @@
 #include <string>
 #include <string_view>
 
-/// State files: what a leader of some trees says to a new follower, between a head that says that
-/// it is such a file, and how long, and a checksum (docs/state-file.md).
+/// State files: a head with magic and length, the stream that a leader of some trees sends to a new
+/// follower, and a checksum (docs/state-file.md).
 namespace Store {
 
-/// Writes \p stream to a state file at \p path, for this user alone, in place of a file that is
-/// there: whatever happens, also to the machine, there is the old file or the new. Throws
+/// Writes \p stream to a state file at \p path, which only this user may read and write. It
+/// replaces an old file at once: even after a power cut the old file or the new is there. Throws
 /// Varek::Failure, as replaceState() says. "-" is standard output.
 void writeStream( std::string const& path, std::string_view stream );
 
-/// The stream in the state file at \p path. Throws Varek::Failure if it cannot be read, is none, is
-/// of another version, was cut or changed: what it says of itself, and what it is, is told. "-" is
-/// standard input.
+/// The stream in the state file at \p path. Throws Varek::Failure, which says what was expected and
+/// found, if the file cannot be read, is no state file, has another version, or was cut or changed.
+/// "-" is standard input.
 std::string readStream( std::string const& path );
 
 } // namespace Store

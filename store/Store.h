@@ -5,7 +5,7 @@
 #include "store/Stream.h"
 #include "views/Tree.h"
 
-/// State that outlives a process: trees of any types, with everything below them, in a file.
+/// State that outlives a process: a file with trees of any types and everything below them.
 ///
 ///     if ( std::filesystem::exists( path ) )
 ///        Qel::assignEntity( *status, *Store::load( path ).at( "status" ) );
@@ -13,13 +13,13 @@
 ///     Store::save( { { "status", status } }, path );
 namespace Store {
 
-/// Writes the trees, under their names, to a state file at \p path; how, and what it throws,
-/// writeStream() says. The trees are not changed, and may be published meanwhile.
+/// Writes the trees, under their names, to a state file at \p path, as writeStream() does, and
+/// throws what that throws. The trees are not changed, and may be published meanwhile.
 void save( Views::Roots const& roots, std::string const& path );
 
-/// The trees in the state file at \p path, which are the caller's to change and to publish. What is
-/// of types and attributes that are not known here is left out, and counted in \p leftOut if it is
-/// not null; of what is not in the file each attribute has its default. Throws Varek::Failure as
+/// The trees in the state file at \p path; the caller owns them, and may change and publish them.
+/// Contents of unknown types and attributes are left out, and counted in \p leftOut if it is not
+/// null; an attribute that is not in the file has its default. Throws Varek::Failure as
 /// readStream() and apply() do.
 Views::Roots load( std::string const& path, LeftOut* leftOut = nullptr, HowFar const& howFar = {} );
 
