@@ -12,22 +12,22 @@ namespace Loop {
 
 struct Address {
    Address() = default;
-   /// An IPv6 address as host stands in brackets. Throws Varek::TextError.
+   /// An IPv6 address as host is in brackets. Throws Varek::TextError for a text of another form.
    explicit Address( std::string_view text );
 
    std::string path; ///< Of a Unix socket; empty for TCP.
    std::string host;
    std::uint16_t port = 0;
-   /// Whom else to believe who listens at the path; see Mirror::connectUnix.
+   /// Further users whose process may listen at the path; see Mirror::connectUnix.
    std::vector<uid_t> peerUsers;
 };
 
-/// What an Address is made from.
+/// The text from which an Address is made.
 std::string stringValue( Address const& );
 
-/// Port 0 takes any that is free, and \p address then has it. Throws Mirror::SocketError.
+/// Listens at \p address; port 0 takes any free port and puts it there. Throws Mirror::SocketError.
 Mirror::Listener listenAt( Address& address );
-/// Throws Mirror::SocketError.
+/// Connects to the address. Throws Mirror::SocketError.
 Mirror::Fd connectTo( Address const& );
 
 } // namespace Loop

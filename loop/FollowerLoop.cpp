@@ -40,12 +40,12 @@ void FollowerLoop::connect() {
       follower_.connectedIs( fd.release(), stringValue( address_ ) );
       watch_ = std::move( watch );
    } catch ( Mirror::SocketError const& error ) {
-      // Whoever should not be listening there does not go for our sake.
+      // A listener of the wrong user will not go away, so another attempt is useless.
       lost_ = { error.what(), false, error.error() == EPERM, false };
    }
 }
 
-/// Does \p step, and then waits for whatever is next.
+/// Does \p step, and then waits for the next event.
 template<class F>
 void FollowerLoop::drive( F step ) {
    step();

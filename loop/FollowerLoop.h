@@ -12,8 +12,7 @@
 
 namespace Loop {
 
-/// Connects a follower to an address and drives it, until a signal, a time limit, or the wish of
-/// whoever uses it.
+/// Connects a follower to an address and drives it, until a signal, a time limit, or stop().
 class FollowerLoop {
 public:
    explicit FollowerLoop( Address const& );
@@ -24,11 +23,11 @@ public:
    struct Lost {
       std::string reason; ///< A sentence without its full stop; names the address.
       bool heard;         ///< Whether the leader had said anything.
-      bool refused;       ///< Whether another attempt would end alike.
+      bool refused;       ///< Whether another attempt would fail in the same way.
       bool forNow;        ///< Whether the leader has refused it, but may not do so later.
    };
-   /// When there is no connection, or no longer: how long to wait before the next attempt, nothing
-   /// to give up.
+   /// Called when a connection fails or ends: returns how long to wait before the next attempt, or
+   /// nothing to give up.
    std::function<std::optional<Pause>( Lost const& )> onLost;
 
    Mirror::Follower& follower() { return follower_; }
@@ -36,7 +35,7 @@ public:
    void stop() { io_.stop(); }
 
    enum class End : std::uint8_t { stopped, interrupted, timedOut };
-   /// Without \p limit there is none. After timedOut another call goes on where it was.
+   /// Runs for at most \p limit, if it is given. After timedOut another call continues.
    End run( std::optional<std::chrono::duration<double>> limit = {} );
 
 private:

@@ -16,7 +16,7 @@ LeaderLoop::LeaderLoop( Address const& address )
 }
 
 void LeaderLoop::onHangupIs( std::function<void()> call ) {
-   // One that comes before run() waits for it.
+   // A SIGHUP before run() waits for it.
    hangup_.add( SIGHUP );
    signals_.without( SIGHUP );
    onHangup_ = std::move( call );
@@ -71,7 +71,7 @@ void LeaderLoop::accept() {
          watches_.emplace( &made, std::make_unique<SocketWatch>( io_, made.fd() ) );
       }
    } catch ( Mirror::SocketError const& error ) {
-      // Out of descriptors, say: those who wait would wake the loop again and again.
+      // For want of descriptors, say: the waiting peers would wake the loop again and again.
       if ( onTrouble ) {
          onTrouble( std::string( error.what() ) + "; trying again in a second" );
       }

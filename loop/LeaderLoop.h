@@ -11,19 +11,20 @@
 
 namespace Loop {
 
-/// Listens at an address and drives a leader for those who connect there, until a signal.
+/// Listens at an address and drives a leader for the followers that connect, until a signal.
 class LeaderLoop {
 public:
-   /// Listens from now on; who connects waits until run(). Takes SIGINT, SIGTERM and SIGHUP from
-   /// now on. Throws Mirror::SocketError.
+   /// Listens from now on; followers that connect wait until run(). Takes SIGINT, SIGTERM and
+   /// SIGHUP from now on. Throws Mirror::SocketError.
    explicit LeaderLoop( Address const& );
    LeaderLoop( LeaderLoop const& ) = delete;
    LeaderLoop& operator=( LeaderLoop const& ) = delete;
 
-   /// Told, if set, of what keeps it from taking in who connects: a sentence without its full stop.
+   /// Called, if set, with the error that keeps followers from being accepted: a sentence without
+   /// its full stop.
    std::function<void( std::string const& what )> onTrouble;
 
-   /// With the port that it got.
+   /// The address, with the port in use.
    Address const& address() const { return address_; }
    /// Whether one of these has come.
    bool interrupted() { return signals_.caught(); }

@@ -49,7 +49,7 @@ void awaitDeadline( asio::steady_timer& timer, Mirror::Clock::time_point when,
       timer.cancel();
       return;
    }
-   // What is overdue may lie before the beginning of all times that a timer can count with.
+   // An overdue time may lie before the earliest time that a timer can handle.
    timer.expires_at( std::max( when, Mirror::Clock::now() ) );
    timer.async_wait( [due = std::move( due )]( asio::error_code error ) {
       if ( !error ) {

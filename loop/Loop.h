@@ -11,11 +11,11 @@
 
 #include "mirror/Endpoint.h"
 
-/// What the two loops share: the end by a signal, waiting for a socket, waiting for a deadline. One
-/// thread; every handler runs in io.run().
+/// The common part of both loops: the end by a signal, waiting for a socket or a deadline. There is
+/// a single thread; every handler runs in io.run().
 namespace Loop {
 
-/// SIGINT, SIGTERM and SIGHUP, from when it is made: they end the loop and nothing else.
+/// Takes SIGINT, SIGTERM and SIGHUP for as long as it lives: they then only end the loop.
 class Signals {
 public:
    explicit Signals( asio::io_context& io );
@@ -40,8 +40,8 @@ public:
    SocketWatch( SocketWatch const& ) = delete;
    SocketWatch& operator=( SocketWatch const& ) = delete;
 
-   /// Sees to it that \p ready is called once when there is something to read; not twice, if it
-   /// waits already.
+   /// Has \p ready called once when the socket can be read; a second call while it waits has no
+   /// effect.
    template<class F>
    void awaitRead( F ready ) {
       await( asio::posix::stream_descriptor::wait_read, &State::reading, std::move( ready ) );
