@@ -11,8 +11,8 @@
 #include "Lumo/IntfId.h"
 #include "agent/ExchangeListener.h"
 
-/// Synthetic copies of what a replay has read, under other MAC addresses and on other ports, to see
-/// what a deployment of any size would cost.
+/// Synthetic copies of the events of a replay, under other MAC addresses and on other ports, to
+/// measure the cost of a deployment of any size.
 ///
 /// The captured stations are copy 0. Station n of them all, counted from 0 (so that copy 1 begins
 /// with as many as were captured), has the locally administered address 02:00 and n in four octets;
@@ -37,8 +37,8 @@ public:
    void eapol( Capture::Eapol const& ) override;
    void captureEnd() override;
 
-   /// How many supplicants were captured: addresses that ask or begin by EAPOL. If there are none,
-   /// those that have an accounting session count.
+   /// How many supplicants were captured: addresses with requests or EAPOL frames of their own.
+   /// Without any of these, addresses with an accounting session count.
    std::size_t captured() const;
 
    struct Played {
@@ -46,7 +46,7 @@ public:
       std::uint64_t requests = 0;
       std::uint64_t eapolFrames = 0;
    };
-   /// Asked before each copy, with how many have been played and how many there are in all:
+   /// Called before each copy with the number of copies played and the number in all; returns
    /// whether to go on.
    using GoOn = std::function<bool( std::size_t done, std::size_t all )>;
 
@@ -80,7 +80,7 @@ private:
 
    enum class Seen { session, supplicant };
    struct Station {
-      std::size_t place; ///< In the order they came in.
+      std::size_t place; ///< The position in the order of arrival, from 0.
       Seen as;
    };
 

@@ -10,7 +10,7 @@
 namespace Dot1xCtl {
 
 struct SizingOptions {
-   std::optional<std::uint32_t> macs; ///< For how many supplicants; as many as were captured.
+   std::optional<std::uint32_t> macs; ///< Number of supplicants; by default as many as captured.
    std::uint32_t repeat = 1;
 
    explicit operator bool() const { return macs.has_value() || repeat != 1; }

@@ -11,7 +11,7 @@
 /// addresses.
 namespace Dot1xCtl {
 
-/// Those of a process's trees that are of the state of an authenticator; null what it has not.
+/// The trees of an authenticator's state among those of a process; null if a tree is missing.
 struct StateRoots {
    Varek::Ptr<Dot1xV2::AuthNStatus> authN;
    Varek::Ptr<Dot1xV2::AuthZStatus> authZ;
@@ -22,7 +22,7 @@ struct StateRoots {
 };
 
 Views::Table portsTable( Dot1xV2::AuthZStatus const& );
-/// VLAN and filter are what the server said of those that are authorized. \p authZ may be null.
+/// VLAN and filter come from the server's answer, for authorized supplicants. \p authZ may be null.
 Views::Table supplicantsTable( Dot1xV2::AuthNStatus const&, Dot1xV2::AuthZStatus const* authZ );
 Views::Table blockedTable( Dot1xV2::AuthZStatus const& );
 Views::Table sessionsTable( Dot1xV2::AcctStatus const& );

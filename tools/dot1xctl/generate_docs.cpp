@@ -13,7 +13,7 @@
 #include "dot1xctl/commands/CommandLine.h"
 
 /// Makes the manual page and the bash completion of dot1xctl from its own command line, so that
-/// neither can say anything else than "dot1xctl --help" does.
+/// both agree with "dot1xctl --help".
 namespace {
 
 using Apps = std::vector<CLI::App const*>;
@@ -37,11 +37,11 @@ std::string join( Words const& words, std::string_view between ) {
    return result;
 }
 
-/// What may be given: "TEXT:{all,ports}" and "UINT:INT in [1 - 9]" are what CLI11 knows.
+/// The permitted values, from CLI11's texts: "TEXT:{all,ports}" and "UINT:INT in [1 - 9]".
 struct Value {
    std::string name;  ///< Empty if the option is a flag.
    std::string range; ///< "1 - 9".
-   Words words;       ///< All that is allowed; empty if more is.
+   Words words;       ///< All permitted words; empty if others are permitted.
 
    explicit Value( CLI::Option const& option ) {
       if ( option.get_items_expected_max() == 0 ) {
@@ -72,7 +72,7 @@ struct Value {
 
 // The manual page
 
-/// Text as roff: nothing in it is a request or an escape.
+/// Text for roff, escaped so that no part of it is a request or an escape.
 std::string roff( std::string_view text ) {
    std::string result;
    for ( char const one : text ) {
@@ -84,7 +84,7 @@ std::string roff( std::string_view text ) {
    return result;
 }
 
-/// Paragraphs are filled; what is indented stays as it is, at the left margin so that it has room.
+/// Paragraphs are filled; indented lines stay as they are, but at the left margin for room.
 void printProse( std::ostream& to, std::string const& text ) {
    std::istringstream lines( text );
    bool asIs = false;

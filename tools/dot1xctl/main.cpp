@@ -38,7 +38,7 @@ int run( int argc, char** argv ) {
 
 int main( int argc, char** argv ) {
    occupyClosedStreams();
-   // A file that may grow no more is an error of writing, which is told.
+   // Reaching the size limit of a file is then an error of writing, which is reported.
    ::signal( SIGXFSZ, SIG_IGN );
    try {
       std::ios::sync_with_stdio( false );

@@ -10,7 +10,7 @@
 #include "loop/Address.h"
 #include "views/Colour.h"
 
-/// What several subcommands have on their command lines.
+/// Options of several subcommands.
 namespace Dot1xCtl {
 
 /// What is wrong with \p text as a T; nothing if it is one. A check of an option.
@@ -34,14 +34,14 @@ CLI::Option* addressOption( CLI::App& command, char const* name, To& to, char co
       ->check( faultAs<Loop::Address> );
 }
 
-/// Leaves leading zeros out of a number that is given, which would otherwise be read as octal.
+/// Removes leading zeros of a given number, which would otherwise be read as octal.
 std::string decimalDigits( std::string& given );
 
 /// Adds an option that is the name of a file.
 CLI::Option* fileOption( CLI::App& command, char const* name, std::string& to,
                          char const* description );
 
-/// Not even an empty variable of a script is a wish for everything, or for no file.
+/// Refuses an empty value: an empty variable of a script must not mean everything, or no file.
 std::string emptiness( std::string const& given );
 
 /// Adds --listen, which it returns, --config and --dump.
@@ -58,7 +58,7 @@ CLI::Option* countOption( CLI::App& command, char const* name, To& to, char cons
 /// Adds --peer-user, for addresses that are followed: who else may publish there.
 CLI::Option* peerUserOption( CLI::App& command, std::vector<uid_t>& to );
 
-/// \p address with these users.
+/// \p address with \p peerUsers.
 inline Loop::Address from( Loop::Address address, std::vector<uid_t> const& peerUsers ) {
    address.peerUsers = peerUsers;
    return address;
