@@ -52,7 +52,7 @@ struct Stranger {
    Stranger( Stranger const& ) = delete;
    Stranger& operator=( Stranger const& ) = delete;
 
-   /// Not if this process is not root's.
+   /// False if this process is not root's.
    bool listens() const { return listens_; }
 
 private:
