@@ -21,13 +21,13 @@ class VAREK_EXPORT AcctAttributes final : public Qel::EntityOf<AcctAttributes> {
    /// Standard attributes with text (RFC 2865 5, RFC 2866 5).
    QEL_MAP( 258, RadiusPacketParser::RadiusAttributeId::RadiusAttributeIdEnum, Varek::String,
             strAttribute, 0x971DE9A7 )
-   /// Vendor-specific ones with text (RFC 2865 5.26).
+   /// Vendor-specific attributes with text (RFC 2865 5.26).
    QEL_MAP( 259, RadiusPacketParser::BreviaVendorSpec::BreviaVendorSpecEnum, Varek::String,
             vsaStrAttribute, 0xF4F31B19 )
    /// Standard attributes with octets.
    QEL_MAP( 260, RadiusPacketParser::RadiusAttributeId::RadiusAttributeIdEnum, Varek::Bytes,
             byteAttribute, 0xCB1C4D72 )
-   /// Vendor-specific ones with octets.
+   /// Vendor-specific attributes with octets.
    QEL_MAP( 261, RadiusPacketParser::BreviaVendorSpec::BreviaVendorSpecEnum, Varek::Bytes,
             vsaByteAttribute, 0xC5805228 )
 };

@@ -9,8 +9,8 @@
 #include "forms/AddressForms.h"
 #include "framework/Declare.h"
 
-/// The authentication status that the agent publishes: one record for each supplicant, with one for
-/// each phase of its authentication.
+/// The authentication status that the agent publishes: a record for each supplicant, and in it a
+/// record for each phase of its authentication.
 namespace Dot1xV2 {
 
 /// One phase of one supplicant: how far it is, by which method, and what the AAA server answered.
@@ -23,7 +23,7 @@ class VAREK_EXPORT AuthNPhaseStatus final : public Qel::EntityOf<AuthNPhaseStatu
    QEL_PLAIN( 259, AuthNPhaseStage, stage, AuthNPhaseStage::phaseNotStarted )
    /// The method of the phase.
    QEL_PLAIN( 260, AuthNMethod, authNMethod, AuthNMethod::noneAuth )
-   /// The answer of the last exchange with the AAA server; one of another kind replaces it.
+   /// The answer of the last exchange with the AAA server; an answer of another kind replaces it.
    QEL_CHILD( 261, AaaResponse, aaaResponse )
    /// Why the phase was ended.
    QEL_PLAIN( 262, AcctTermCause, terminateCause, AcctTermCause::causeNotSet )
@@ -65,9 +65,10 @@ class VAREK_EXPORT AuthNSupplicantStatus final : public Qel::EntityOf<AuthNSuppl
    /// The method of the last phase that succeeded; invalidAuthNMethod if none did.
    QEL_DERIVED( 272, AuthNMethod, successfulAuthNMethod )
    AuthNMethod successfulAuthNMethod() const;
-   /// The method of the phase that it is in; of a completed one, the successful method. That the
-   /// phase has a record is the caller's affair: without one the process ends, and inspection has
-   /// no reading. A mirror may be without for a moment, since the phase comes before the record.
+   /// The method of the present phase; after completion, the successful method. The caller sees to
+   /// it that the phase has a record: without a record the accessor ends the process, and
+   /// inspection has no reading. A mirror may lack the record for a moment, since the phase comes
+   /// before it.
    QEL_DERIVED( 273, AuthNMethod, currentAuthNMethod, hasCurrentPhaseStatus )
    AuthNMethod currentAuthNMethod() const;
    // Whether the present phase has a record, or needs none.

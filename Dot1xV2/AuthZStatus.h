@@ -91,8 +91,8 @@ class VAREK_EXPORT BlockedMacTable final : public Qel::EntityOf<BlockedMacTable>
    QEL_CHILDREN( 258, BlockedMacEntry, blockedMacEntry, 0x6F8609AD )
 };
 
-/// A supplicant on a port: what a reading takes that has both as its key. No type of the module,
-/// since no attribute holds one.
+/// A supplicant on a port: the key of a reading that takes both. It is no type of the module, since
+/// no attribute holds such a value.
 struct VAREK_EXPORT SupplicantPlace {
    Lumo::IntfId intfId;
    Lumo::EthAddr mac;

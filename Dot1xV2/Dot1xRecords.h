@@ -128,7 +128,7 @@ class VAREK_EXPORT AuthNTimers final : public Qel::ValueOf<AuthNTimers> {
    QEL_PLAIN( 3, Varek::Duration, slowPeriod, 60.0 )
    /// Until MAC-based authentication is tried instead; 0 for never.
    QEL_PLAIN( 4, Varek::Duration, fallbackToMbaTimeout, 0.0 )
-   /// Between authentications of one supplicant (IEEE 802.1X 8.2.8, reAuthPeriod); 0 for none.
+   /// Between authentications of a supplicant (IEEE 802.1X 8.2.8, reAuthPeriod); 0 for never.
    QEL_PLAIN( 5, Varek::Duration, reauthNPeriod, 0.0 )
    /// Where reauthNPeriod comes from.
    QEL_PLAIN( 6, AttributeSource, reauthNPeriodSource, AttributeSource::cliStaticSource )

@@ -49,7 +49,7 @@ class VAREK_EXPORT AuthNProfile final : public Qel::EntityOf<AuthNProfile> {
    /// How many methods are tried after \p event: 0 or 2.
    QEL_DERIVED_BY( 273, std::uint32_t, getNumAuthNOrders, AuthNEventType )
    std::uint32_t getNumAuthNOrders( AuthNEventType event ) const;
-   /// These methods, "[ eapolAuth, mbaAuth ]"; every one but mbaAuth and skipAuth reads eapolAuth.
+   /// These methods, "[ eapolAuth, mbaAuth ]"; all methods but mbaAuth and skipAuth read eapolAuth.
    QEL_DERIVED_BY( 274, Varek::String, formatAuthNOrders, AuthNEventType )
    Varek::String formatAuthNOrders( AuthNEventType event ) const;
 };
@@ -138,7 +138,7 @@ class VAREK_EXPORT SuppIOProfile final : public Qel::EntityOf<SuppIOProfile> {
    QEL_PLAIN( 260, bool, dropCounterEnabled, false )
    /// Time between EAP identity requests, in seconds (IEEE 802.1X-2004 8.2.2, txPeriod).
    QEL_PLAIN( 261, Varek::Duration, txPeriod, 5.0 )
-   /// How often one is sent again.
+   /// How often an identity request is sent again.
    QEL_PLAIN( 262, std::uint16_t, maxTxRetries, 2 )
    /// Time until MAC-based authentication begins, in seconds.
    QEL_PLAIN( 263, Varek::Duration, mbaPktDelay, 5.0 )
@@ -178,7 +178,7 @@ class VAREK_EXPORT AcctRequestProfile final : public Qel::EntityOf<AcctRequestPr
    QEL_MAP( 259, ProfilingAttrType, ProfilingState, profilingAttr, 0xE56B184C )
 };
 
-/// One interface and its profiles. A profile that is asked for by another name is a fresh one.
+/// One interface and its profiles. Whoever asks for a profile by another name gets a fresh profile.
 class VAREK_EXPORT IntfStatus final : public Qel::EntityOf<IntfStatus> {
    QEL_ENTITY( IntfStatus, dot1xStatusModule, 20 )
 

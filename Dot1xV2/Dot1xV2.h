@@ -50,8 +50,8 @@ QEL_ENUM( Dot1xAclMode, unsigned char, dot1xV2, 9, modeInterface, modePerMac );
 QEL_ENUM( Dot1xAclInputPriority, unsigned int, dot1xV2, 10, dot1xAclInputPriorityHigh = 9,
           dot1xAclInputPriorityLow = 25 );
 
-/// How many hosts a port admits: any number once one is authenticated, one, or any number with
-/// each authenticated by itself.
+/// How many hosts a port admits: any number once one host is authenticated, a single host, or any
+/// number of which each is authenticated by itself.
 QEL_ENUM( HostMode, unsigned char, dot1xV2, 11, multiHost, singleHost, multiHostAuth );
 
 /// Administrative control of a port (IEEE 802.1X 6.4, AuthControlledPortControl).

@@ -9,15 +9,16 @@
 /// Keeps an AcctStatus from the accounting requests that are sent (RFC 2866, RFC 2869 2.1): an
 /// authenticator knows its sessions whether the server answers or not.
 ///
-/// - A session is known by its Acct-Session-Id: a Start that comes again begins none, and what
-///   comes late for one that has ended, or for another than the one that is open, changes nothing.
-/// - A request without Acct-Session-Id, or without a MAC address as Calling-Station-Id, is of no
-///   session.
+/// - Acct-Session-Id identifies a session. A repeated Start begins no session, and late requests of
+///   a session that has ended, or of another session than the open one, change nothing.
+/// - A request without Acct-Session-Id, or without a MAC address as Calling-Station-Id, belongs to
+///   no session.
 /// - An update or a Stop of a session whose Start was not seen is taken for what it says.
-/// - Its attribute Event-Timestamp is when it began, whatever its later requests have: the time of
-///   the Start, or without one that of the first request which says how long it has lasted, less
-///   that. It stays absent until then. The time of a request is its Event-Timestamp (RFC 2869 5.3),
-///   or else when it was captured less its Acct-Delay-Time (RFC 2866 5.2).
+/// - The session's attribute Event-Timestamp is its beginning, whatever its later requests have:
+///   the time of the Start or, without a Start, the time of the first request that says how long
+///   the session has lasted, less that duration. It stays absent until then. The time of a request
+///   is its Event-Timestamp (RFC 2869 5.3), or else the time of capture less its Acct-Delay-Time
+///   (RFC 2866 5.2).
 /// - Accounting-On and Accounting-Off end the open sessions of the same NAS, with adminReset.
 namespace Agent {
 

@@ -12,8 +12,9 @@ class AuthNSupplicantStatus;
 /// Keeps an AuthNStatus: the progress of each supplicant's authentication, and the AAA server's
 /// answer. Only authNZPhase1 is used, since a capture does not show which phases a port has.
 ///
-/// The data of an outcome is set before its stage, and a phase record before the supplicant is
-/// said to be in it: who observes the one finds the other.
+/// The data of an outcome is set before its stage, and a phase's record before the supplicant is
+/// said to be in that phase. So an observer of the stage finds the data, and an observer of the
+/// phase finds the record.
 namespace Agent {
 
 class Authentication {

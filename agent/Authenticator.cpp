@@ -38,7 +38,7 @@ void Authenticator::answer( Request const& request, AaaResponse const& response,
    if ( !asked ) {
       return;
    }
-   // A request without a port is for the one on which the supplicant is known to be.
+   // A request without a port is for the port on which the supplicant is known to be.
    auto const supplicant = authentication_.supplicant( asked->mac );
    Lumo::IntfId const port = supplicant->intfId();
    switch ( response.type() ) {

@@ -10,18 +10,18 @@
 #include "agent/Authorization.h"
 #include "agent/ExchangeListener.h"
 
-/// Drives the state trees of an authenticator by what is seen of it: the RADIUS exchanges with its
-/// server, and the EAPOL frames of its ports. All captures are taken as of one switch, in the order
+/// Drives the state trees of an authenticator by its packets: the RADIUS exchanges with its server,
+/// and the EAPOL frames of its ports. All captures are taken to be of the same switch, in the order
 /// in which they are read.
 ///
-/// Of a supplicant the latest request counts: an answer to an earlier one, an answer that comes
+/// A supplicant's latest request counts. An answer to an earlier request, an answer that comes
 /// again and an answer to a request that could not be read whole change nothing. Neither does a
 /// request that is sent again. Accounting says nothing of authentication and authorization, nor
 /// they of it.
 namespace Agent {
 
 struct AuthenticatorSettings {
-   /// So many rejections in a row make a MAC address a blocked one.
+   /// After this many rejections in a row a MAC address is blocked.
    std::uint32_t blockAfter = 3;
    /// The enterprise number under which Brevia's attributes are sent: that for documentation (RFC
    /// 5612).

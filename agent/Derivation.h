@@ -12,8 +12,8 @@
 /// Pure functions on the library's types, which any agent may copy.
 ///
 /// Nothing throws for what a server sends: a value of another form than its attribute has, or
-/// outside what the RFC allows, counts as not sent. Where the state has room for one value and the
-/// answer gives several, the first counts; the answer itself keeps all.
+/// outside the limits of the RFC, counts as not sent. Where the state has room for one value and
+/// the answer gives several, the first counts; the answer itself keeps all.
 namespace Agent {
 
 using RadiusId = RadiusPacketParser::RadiusAttributeId;
@@ -29,8 +29,8 @@ T const* firstValue( Dot1xV2::AaaResponse const& response, std::uint16_t type ) 
 
 /// The VLAN to place the supplicant in, a number or a name (RFC 3580 3.31): the
 /// Tunnel-Private-Group-ID of a tunnel whose Tunnel-Type is VLAN and whose Tunnel-Medium-Type is
-/// IEEE-802 under the same tag (RFC 2868 3.1). Of several that of the lowest Tunnel-Preference (RFC
-/// 2868 3.8); one without preference comes after those with one, and the first of equals wins.
+/// IEEE-802 under the same tag (RFC 2868 3.1). Among several tunnels the lowest Tunnel-Preference
+/// wins (RFC 2868 3.8); tunnels without a preference come last, and the first of equals wins.
 std::optional<Varek::String> vlanOf( Dot1xV2::AaaResponse const& );
 
 /// The number that the text of a VLAN is: 1 to 4094 in decimal digits, with leading zeros or
@@ -38,12 +38,12 @@ std::optional<Varek::String> vlanOf( Dot1xV2::AaaResponse const& );
 Bridging::VlanIdOrNone vlanNumber( std::string_view vlan );
 
 /// Egress-VLANID, Egress-VLAN-Name and Ingress-Filters (RFC 4675 2.1 to 2.3); absent if the answer
-/// has no valid one of them. Without Ingress-Filters, ingressFilters is false.
+/// has none of them that is valid. Without Ingress-Filters, ingressFilters is false.
 std::optional<Dot1xV2::EgressVlanAttributes> egressVlanOf( Dot1xV2::AaaResponse const& );
 
-/// All of it. The rules of several NAS-Filter-Rule attributes are joined as they are: one rule may
-/// span attributes, and a NUL ends each (RFC 4849 2). intfProfile stays absent, since no standard
-/// attribute gives one.
+/// Everything above. The rules of several NAS-Filter-Rule attributes are joined as they are: a rule
+/// may span attributes, and a NUL ends each (RFC 4849 2). intfProfile stays absent, since no
+/// standard attribute carries it.
 Dot1xV2::AuthZAttrs authZAttrsOf( Dot1xV2::AaaResponse const& );
 
 } // namespace Agent

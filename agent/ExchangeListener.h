@@ -18,7 +18,7 @@ public:
    /// A request that is not answered any more.
    virtual void unanswered( Capture::Request const& ) = 0;
    virtual void eapol( Capture::Eapol const& ) = 0;
-   /// The capture ends: what is under way then is not answered by what the next one has.
+   /// The capture ends: nothing in the next capture answers what is under way.
    virtual void captureEnd() = 0;
 };
 

@@ -7,7 +7,7 @@ namespace Agent {
 
 /// The user name under which a host is authenticated by its MAC address: the twelve hexadecimal
 /// digits in groups of userNameGroupSize from the left, with userNameDelim between the groups. The
-/// last group has what is left. A size of 0, or of 12 and more, makes one group. Only the digits
+/// last group has the rest. A size of 0, or of 12 and more, makes a single group. Only the digits
 /// have a case; the delimiter stays as it is.
 Varek::String mbaUserName( Lumo::EthAddr const&, Dot1xV2::MbaUserName const& );
 

@@ -1,5 +1,5 @@
-// Encoding and decoding one AAA answer with 12 attributes: as a stream carries it to a new
-// follower, frames and all, beside a protobuf message of the same fields on an arena.
+// Encoding and decoding an AAA answer with 12 attributes: as a stream carries it to a new follower,
+// with its frames, compared with a protobuf message of the same fields on an arena.
 
 #include <vector>
 
@@ -119,7 +119,7 @@ void decodePeer( benchmark::State& state ) {
       Bench::messageFill( message, *sample() );
       message.SerializeToString( &bytes );
    }
-   // The first block is reused, as a server that decodes one message after another would have it.
+   // The first block is reused, as by a server that decodes message after message.
    std::vector<char> block( 16384 );
    for ( auto _ : state ) {
       google::protobuf::ArenaOptions options;

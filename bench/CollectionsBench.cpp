@@ -1,5 +1,5 @@
-// Keyed collections by MAC address beside absl::flat_hash_map with its default hash, both holding
-// the same pointers.
+// Keyed collections by MAC address compared with absl::flat_hash_map with its default hash; both
+// hold the same pointers.
 
 #include <algorithm>
 #include <memory>
@@ -27,7 +27,7 @@ struct NodeKey {
    Key const& operator()( Node const& node ) const { return node.key; }
 };
 
-/// One face for both maps.
+/// A common interface of both maps.
 struct Ours {
    static constexpr char const* name = "ours";
    using Key = Lumo::EthAddr;
@@ -97,7 +97,7 @@ struct Filled {
    }
 };
 
-/// Goes round and round over some keys.
+/// Cycles through some keys.
 template<class Key>
 class Round {
 public:
@@ -142,10 +142,10 @@ void iterate( benchmark::State& state ) {
    state.SetItemsProcessed( state.iterations() * state.range( 0 ) );
 }
 
-/// Whole maps at a time, so that growth counts; only \p work is timed.
+/// Whole maps at a time, so that their growth counts; only \p work is timed.
 template<class Map, class Prepare, class Work>
 void wholeMaps( benchmark::State& state, Prepare prepare, Work work ) {
-   // Of a small map many are built, so that the clock's own cost does not show.
+   // Many small maps are built at a time, so that the cost of reading the clock does not show.
    auto const maps =
       static_cast<std::size_t>( std::max<std::int64_t>( 1, 10000 / state.range( 0 ) ) );
    for ( auto _ : state ) {

@@ -93,7 +93,7 @@ class HandPacker {
 public:
    explicit HandPacker( std::size_t size ) : buffer_( size ) {}
 
-   /// The caller sees to it that there is room.
+   /// The caller must provide enough room.
    void pack( HandAnswer const& one ) {
       put( one.number );
       put( one.kind );
@@ -160,7 +160,7 @@ private:
    std::size_t bytes_ = 0;
 };
 
-/// Each function is false if the rest is too short.
+/// Each function returns false if the rest is too short.
 class HandParser {
 public:
    explicit HandParser( std::span<char const> rest ) : rest_( rest ) {}

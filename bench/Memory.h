@@ -8,13 +8,13 @@
 #include "Pallo/Pallo.h"
 #include "bench/Processes.h"
 
-/// What memory a process has, and what single things take of it.
+/// The memory of a process, and of single objects in it.
 namespace Bench {
 
 struct Memory {
-   std::size_t heap;     ///< In use, heads of blocks and slabs in full included.
-   std::size_t live;     ///< The same with only what is in use of slabs.
-   std::size_t resident; ///< Pages in memory.
+   std::size_t heap;     ///< Bytes in use, with heads of blocks and whole slabs.
+   std::size_t live;     ///< The same, but of slabs only the bytes in use.
+   std::size_t resident; ///< Bytes of the pages in memory.
 };
 
 inline Memory memory() {
@@ -32,12 +32,12 @@ inline Memory memory() {
    return all;
 }
 
-/// What Pallo takes for \p size bytes.
+/// The bytes that Pallo takes for \p size bytes.
 inline double pallo( std::size_t size ) {
    return static_cast<double>( size <= Pallo::largestSize ? ( size + 15 ) / 16 * 16 : size );
 }
 
-/// What a HashMap2018 has allocated.
+/// The bytes that a HashMap2018 has allocated.
 template<class Map>
 double mapBytes( Map const& map ) {
    std::size_t const positions = map.positions();
@@ -46,7 +46,7 @@ double mapBytes( Map const& map ) {
                                   positions * sizeof( typename Map::value_type ) );
 }
 
-/// What a std::vector with storage from Pallo has allocated.
+/// The bytes that a std::vector with storage from Pallo has allocated.
 template<class Sequence>
 double sequenceBytes( Sequence const& sequence ) {
    return sequence.capacity() == 0
@@ -54,8 +54,8 @@ double sequenceBytes( Sequence const& sequence ) {
              : pallo( sequence.capacity() * sizeof( typename Sequence::value_type ) );
 }
 
-/// What a std::string of \p capacity takes of the heap: blocks are of 32 bytes and then every 16,
-/// 8 of them for the head.
+/// The bytes of the heap that a std::string of \p capacity takes: blocks have 32 bytes or more, in
+/// steps of 16, of which the head takes 8.
 inline double textBytes( std::size_t capacity ) {
    return capacity <= 15 ? 0 : static_cast<double>( ( capacity + 1 + 8 + 15 ) / 16 * 16 );
 }

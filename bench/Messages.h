@@ -3,7 +3,7 @@
 #include "Dot1xV2/AuthNStatus.h"
 #include "answer.pb.h"
 
-/// Protobuf messages with what entities hold.
+/// Protobuf messages with the contents of entities.
 namespace Bench {
 
 inline void valueSet( bench::Value& to, RadiusPktParserBase::AttrValue const& from ) {

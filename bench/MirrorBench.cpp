@@ -1,7 +1,7 @@
 // Mirroring a tree of 100,000 answers to another process, and single changes after that, beside the
 // practical limit: a loop that packs the same content big-endian into a socket and unpacks it into
-// plain structs. What several followers cost the leader, beside one. (Beside Redis:
-// RedisBench.cpp.)
+// plain structs. The cost of several followers for the leader, compared with a single follower.
+// (Compared with Redis: RedisBench.cpp.)
 
 #include <algorithm>
 #include <vector>
@@ -26,7 +26,7 @@ void syncOurs( benchmark::State& state ) {
 }
 BENCHMARK( syncOurs )->Name( "sync_answer/ours" )->UseManualTime()->Iterations( 1 );
 
-/// What the leader's process computes for each change.
+/// The computing time of the leader's process for each change.
 template<unsigned followers>
 void leaderCost( benchmark::State& state ) {
    table();
@@ -40,7 +40,7 @@ void leaderCost( benchmark::State& state ) {
       double const begin = cpuSeconds();
       changesMake( mirrored );
       state.SetIterationTime( ( cpuSeconds() - begin ) / changesEach );
-      // How many changes were encoded for all at once; followers that are late make it fewer.
+      // How many changes were encoded once for all followers; late followers make it fewer.
       auto const after = mirrored.stats();
       state.counters["shared_messages"] =
          static_cast<double>( after.groupMessages - before.groupMessages ) / changesEach;
@@ -54,7 +54,7 @@ BENCHMARK( leaderCost<1> )
    ->Name( "leader_cpu_4_followers_to_1/peer" )
    ->UseManualTime()
    ->Iterations( 1 );
-/// What of that is the change itself.
+/// The part of that time which the change itself takes.
 BENCHMARK( leaderCost<0> )->Name( "leader_cpu_no_follower/ours" )->UseManualTime()->Iterations( 1 );
 
 double median( std::vector<double> all ) {
@@ -107,7 +107,7 @@ void fullSyncByHand( benchmark::State& state ) {
 BENCHMARK( fullSyncByHand )->Name( "sync_answer/peer" )->UseManualTime()->Iterations( 1 );
 
 void ping( benchmark::State& state ) {
-   // As long as the message of one change: head, address.
+   // As long as the message of a change: head, address.
    constexpr std::size_t size = 14;
    Child child( []( int socket, std::function<void()> const& report ) {
       nonBlocking( socket );

@@ -1,5 +1,5 @@
 // The cost of setting an attribute (unchanged, changed, observed) and of making an entity, each
-// beside the plainest C++ that does as much.
+// compared with the plainest C++ that does as much.
 
 #include <array>
 #include <functional>
@@ -114,7 +114,7 @@ void newAndDelete( benchmark::State& state ) {
 }
 BENCHMARK( newAndDelete )->Name( "make_and_release/peer" );
 
-// Many at a time, as a tree is built and dropped.
+// Many entities at a time, as when a tree is built and dropped.
 void makeMany( benchmark::State& state ) {
    std::vector<Varek::Ptr<AaaResponse>> all( static_cast<std::size_t>( state.range( 0 ) ) );
    for ( auto _ : state ) {

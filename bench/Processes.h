@@ -17,7 +17,7 @@
 #include <utility>
 #include <vector>
 
-/// What benchmarks of several processes are made of.
+/// The parts of benchmarks with several processes.
 namespace Bench {
 
 inline void require( bool held, char const* what ) {
@@ -28,7 +28,7 @@ inline void require( bool held, char const* what ) {
 
 inline void nonBlocking( int fd ) { fcntl( fd, F_SETFL, fcntl( fd, F_GETFL ) | O_NONBLOCK ); }
 
-/// Seconds that this process has computed, in the kernel too.
+/// The computing time of this process in seconds, the kernel's included.
 inline double cpuSeconds() {
    timespec now;
    clock_gettime( CLOCK_PROCESS_CPUTIME_ID, &now );
@@ -38,8 +38,8 @@ inline double cpuSeconds() {
 /// A process at the other end of a socket, which reports by bytes.
 class Child {
 public:
-   /// \p run( socket, report ) runs in the child, which then waits to be killed; it says "ready"
-   /// and all else by report(). The socket of this side is non-blocking.
+   /// \p run( socket, report ) runs in the child, which then waits to be killed. It reports by
+   /// report(), "ready" first. The socket of this side is non-blocking.
    explicit Child( std::function<void( int socket, std::function<void()> const& report )> run ) {
       int data[2], told[2];
       require( socketpair( AF_UNIX, SOCK_STREAM, 0, data ) == 0, "socketpair" );
@@ -72,7 +72,7 @@ public:
          ::close( socket_ );
       }
       ::close( told_ );
-      // Later children hold copies of its socket, so it would not see the end.
+      // Later children hold copies of its socket, so the child would not see its end.
       ::kill( pid_, SIGKILL );
       int status;
       ::waitpid( pid_, &status, 0 );
@@ -81,7 +81,7 @@ public:
    int socket() const { return socket_; }
    int release() { return std::exchange( socket_, -1 ); }
    int told() const { return told_; }
-   /// Waits for one report.
+   /// Waits for a report.
    void await() const {
       char byte;
       require( ::read( told_, &byte, 1 ) == 1, "the child has ended" );
@@ -93,7 +93,7 @@ private:
    int told_;
 };
 
-/// A process that computes one plain value, so that nothing it does is left behind in this one.
+/// A process that computes a plain value, so that it leaves no traces in this process.
 template<class T>
 class Reporter {
 public:
@@ -147,7 +147,7 @@ inline void writeAll( int fd, std::span<char const> bytes ) {
    }
 }
 
-/// What has come over a blocking socket and has not been taken yet.
+/// The bytes that came over a blocking socket and have not been consumed.
 class ReadBuffer {
 public:
    explicit ReadBuffer( int fd ) : fd_( fd ), buffer_( 262144 ) {}

@@ -37,7 +37,7 @@ public:
       require( pid_ >= 0, "fork" );
       if ( pid_ == 0 ) {
          prctl( PR_SET_PDEATHSIG, SIGKILL );
-         // No limit on what waits for a subscriber: by default a slow one would be cut off.
+         // No limit on a subscriber's queue: by default a slow subscriber would be disconnected.
          execlp( "redis-server", "redis-server", "--port", "0", "--unixsocket", path().c_str(),
                  "--dir", folder_.c_str(), "--save", "", "--appendonly", "no", "--logfile",
                  ( folder_ / "log" ).c_str(), "--client-output-buffer-limit", "pubsub 0 0 0",
@@ -59,7 +59,7 @@ public:
 
    std::string path() const { return folder_ / "socket"; }
 
-   /// Waits until it answers. False if it cannot be started.
+   /// Waits until the server answers. False if it cannot be started.
    bool ready() {
       for ( unsigned tries = 0; tries < 500 && !ended(); ++tries ) {
          Context const context( redisConnectUnix( path().c_str() ), redisFree );
@@ -100,7 +100,7 @@ public:
                "a command cannot be sent" );
       ++unanswered_;
    }
-   /// Sends what was appended.
+   /// Sends the appended commands.
    void flush() {
       int done = 0;
       while ( !done ) {
@@ -114,7 +114,7 @@ public:
       require( taken->type != REDIS_REPLY_ERROR, "the server refuses a command" );
       return taken;
    }
-   /// Takes replies until no more than \p left are still to come.
+   /// Takes replies until at most \p left are outstanding.
    void repliesAwait( std::size_t left = 0 ) {
       for ( ; unanswered_ > left; --unanswered_ ) {
          reply();
@@ -134,7 +134,7 @@ std::string text( HandPacker const& packer ) {
 
 std::string keyOf( unsigned answer ) { return "answer:" + std::to_string( answer ); }
 
-/// The leader's side: commands in batches, the replies to one taken while the next is under way.
+/// The leader's side: commands in batches; the replies to a batch are taken during the next.
 class Publisher {
 public:
    void answer( HandAnswer const& one ) {

@@ -3,7 +3,7 @@
 #include "Dot1xV2/AuthNStatus.h"
 #include "bench/SampleAnswer.h"
 
-/// Supplicants as a switch with EAPOL and MAC-based authentication has them.
+/// Supplicants as on a switch with EAPOL and MAC-based authentication.
 namespace Bench {
 
 inline Lumo::EthAddr supplicantMac( unsigned number ) {

@@ -1,7 +1,7 @@
-// What many supplicants cost: memory of each, where it goes, and a full synchronisation into a
-// fresh process; beside protobuf messages of the same fields in a hash map. Each measurement has
-// two processes of its own, so that nothing is left over from one before. All numbers are for one
-// supplicant.
+// The cost of many supplicants: the memory of each, where it goes, and a full synchronisation into
+// a fresh process; compared with protobuf messages of the same fields in a hash map. Each
+// measurement has two processes of its own, so that it does not depend on earlier measurements. All
+// numbers are for a single supplicant.
 //
 //   bench_supplicants [--benchmark_...] [COUNT...]     COUNTs are measured besides the usual ones
 
@@ -27,15 +27,15 @@ namespace {
 using namespace Bench;
 using Dot1xV2::AuthNStatus;
 
-/// Fewer make the memory of slabs and buffers look larger than it is.
+/// With fewer supplicants slabs and buffers would distort the memory of each.
 constexpr unsigned enoughForMemory = 100000;
 
-/// What one process measured.
+/// The measurements of a process.
 struct Side {
-   double at = 0; ///< When it began or ended, in seconds.
+   double at = 0; ///< The time of its start or end, in seconds.
    double cpu = 0;
    double wire = 0;
-   double ownHeap = 0; ///< Of the state without what mirroring needs.
+   double ownHeap = 0; ///< The state alone, without the memory of mirroring.
    double heap = 0;
    double resident = 0;
 };
@@ -45,7 +45,7 @@ double now() {
       .count();
 }
 
-/// By how much the memory of this process has grown since it was made.
+/// The growth of this process's memory since the object was made.
 class Growth {
 public:
    double heap() const { return static_cast<double>( memory().heap - before_.heap ); }
@@ -58,7 +58,7 @@ private:
    Memory const before_ = memory();
 };
 
-/// Runs a leader and a follower with a socket between them, and puts down what they measured.
+/// Runs a leader and a follower with a socket between them, and records their measurements.
 void measure( benchmark::State& state, Side ( *leader )( int, unsigned ),
               Side ( *follower )( int, unsigned ) ) {
    auto const count = static_cast<unsigned>( state.range( 0 ) );
@@ -165,7 +165,7 @@ Side followOurs( int socket, unsigned count ) {
 
 void syncOurs( benchmark::State& state ) { measure( state, leadOurs, followOurs ); }
 
-// The peer. With an arena there is one for all messages, and the map holds pointers.
+// The peer. With an arena, all messages share it and the map holds pointers.
 
 struct ByValue {
    using Held = bench::Supplicant;
@@ -276,7 +276,7 @@ void syncPeer( benchmark::State& state ) {
    measure( state, leadPeer<Messages>, followPeer<Messages> );
 }
 
-/// What protobuf itself says that the messages take, with the map.
+/// The memory of the messages by protobuf's own account, with the map.
 void spaceUsed( benchmark::State& state ) {
    double bytes = 0;
    for ( auto _ : state ) {
@@ -307,8 +307,8 @@ struct Parts {
    double supplicants = 0, phases = 0, answers = 0;
    double root = 0, phaseMaps = 0, attributeMaps = 0;
    double attributeValues = 0, vlans = 0, texts = 0;
-   double sum = 0;  ///< All of these: live bytes, rounded up to the size classes.
-   double heap = 0; ///< With what slabs and the heap itself take.
+   double sum = 0;  ///< The total of these: live bytes, rounded up to the size classes.
+   double heap = 0; ///< The total with the overhead of slabs and the heap.
 };
 
 void texts( Parts& to, Varek::String const& one ) { to.texts += textBytes( one.capacity() ); }
@@ -385,7 +385,7 @@ void memoryParts( benchmark::State& state ) {
 }
 BENCHMARK( memoryParts )->Name( "memory_supplicant/ours" )->UseManualTime()->Iterations( 1 );
 
-/// An interface with the profiles that it has from the beginning.
+/// An interface with its initial profiles.
 void memoryInterface( benchmark::State& state ) {
    constexpr unsigned count = 1000;
    double bytes = 0;
@@ -405,7 +405,7 @@ void memoryInterface( benchmark::State& state ) {
 BENCHMARK( memoryInterface )->Name( "memory_interface" )->UseManualTime()->Iterations( 1 );
 
 void sizeIs( std::int64_t count ) {
-   // Of few supplicants one run would say little.
+   // With few supplicants a single run would tell little.
    auto const runs = std::max<std::int64_t>( 1, 20000 / count );
    auto const add = [&]( char const* name, void ( *run )( benchmark::State& ) ) {
       benchmark::RegisterBenchmark( name, run )->Arg( count )->UseManualTime()->Iterations( runs );

@@ -49,8 +49,8 @@ struct EapolReading {
    std::optional<EapolFault> fault;
 };
 
-/// Reads what follows the EtherType 0x888E. Of an EAP Response of another type than Identity only
-/// the beginning is needed, so that one that was cut at capture still counts. The caller sets the
+/// Reads the octets behind the EtherType 0x888E. An EAP Response of another type than Identity
+/// counts even if it was cut at capture, since only its beginning is needed. The caller sets the
 /// addresses and the VLAN.
 EapolReading readEapol( std::span<std::uint8_t const> );
 

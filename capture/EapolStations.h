@@ -8,14 +8,14 @@
 
 namespace Capture {
 
-/// Finds out whom the EAPOL frames are for that an authenticator sends to the group address (IEEE
-/// 802.1X 7.8): who has begun and been told no result yet. Success and Failure carry the identifier
-/// of the Response that they follow (RFC 3748 4.2). Where that may be several, as in a capture of
-/// more than one port, it stays unsaid.
+/// Finds the supplicant for which an authenticator sends EAPOL frames to the group address (IEEE
+/// 802.1X 7.8): the supplicant that has begun and been told no result yet. Success and Failure
+/// carry the identifier of the Response that they follow (RFC 3748 4.2). If several supplicants
+/// qualify, as in a capture of more than one port, the frame stays without an addressee.
 class EapolStations {
 public:
-   /// Notes what \p frame means; one to the group address is addressed to its supplicant from then
-   /// on, if there is just one that it may be for.
+   /// Notes what \p frame means. A frame to the group address gets the address of its supplicant,
+   /// if only a single supplicant qualifies.
    void see( Eapol& frame );
 
 private:
@@ -23,7 +23,8 @@ private:
 
    Lumo::EthAddr addressee( Eapol const& ) const;
 
-   std::map<Lumo::EthAddr, Identifier> begun_; ///< With that of the last Response, if there is one.
+   std::map<Lumo::EthAddr, Identifier>
+      begun_; ///< With the identifier of the last Response, if any.
 };
 
 } // namespace Capture

@@ -13,11 +13,11 @@
 /// From the octets of one captured packet to the RADIUS datagram in it: link header (with VLAN
 /// tags), IPv4 or IPv6 (with extension headers), UDP; or to the EAPOL frame that it is.
 ///
-/// Guarantees. No octet beyond the captured ones is read, whatever the headers say. A packet that
-/// is neither RADIUS over UDP nor EAPOL is no problem and gives nothing; one that is, or may be,
-/// and cannot be read gives the reason and the offset. Padding behind the datagram is not part of
-/// it. Checksums are not verified: with checksum offload, packets captured on the sending host
-/// carry none.
+/// Guarantees. No octet beyond the captured octets is read, whatever the headers say. A packet that
+/// is neither RADIUS over UDP nor EAPOL is no problem and gives nothing. A packet that is or may be
+/// RADIUS or EAPOL, and cannot be read, gives the reason and the offset. Padding behind the
+/// datagram is not part of it. Checksums are not verified: with checksum offload, packets captured
+/// on the sending host carry none.
 ///
 /// Fragments are not put together; they are recognised, so that the octets of a later fragment are
 /// never taken for a UDP header.
@@ -56,7 +56,7 @@ struct Fragment {
    IpAddress destination;
    std::uint32_t identification = 0;
    std::size_t offset = 0; ///< Of the IP header, from the packet's start.
-   bool first = false;     ///< Whether it is the one with the UDP header.
+   bool first = false;     ///< Whether it has the UDP header.
    bool radius = false;    ///< Of the first: whether a port is a RADIUS port.
 };
 
@@ -67,10 +67,10 @@ struct BadFrame {
    std::string what;       ///< A sentence without its full stop.
 };
 
-/// What a packet is to us: nothing, or one of the above.
+/// What a packet is to us: nothing, or any of the above.
 using Frame = std::variant<std::monostate, Datagram, Fragment, BadFrame, Eapol>;
 
-/// Whether \p linkType, a DLT_ value of libpcap, is one that dissect() reads.
+/// Whether dissect() reads \p linkType, a DLT_ value of libpcap.
 bool linkTypeKnown( int linkType );
 
 /// Reads a packet. \p captured are its octets, \p originalLength their number on the wire. The

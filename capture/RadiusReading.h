@@ -21,7 +21,7 @@ struct RadiusReading {
    std::uint8_t identifier = 0;
    Attributes attributes;
    std::optional<Problem> fault; ///< Its packet number is left 0.
-   bool hasHeader = true;        ///< False if the fault is that there is none, or no such one.
+   bool hasHeader = true; ///< False if the fault is that there is no header, or no such header.
 };
 
 RadiusReading readRadius( Datagram const& );
@@ -29,7 +29,7 @@ RadiusReading readRadius( Datagram const& );
 /// The first value of a standard text attribute, null if there is none.
 Varek::String const* textOf( Attributes const&, std::uint16_t type );
 
-/// Whether it may be the address of one station: it is neither all zero nor one of a group.
+/// Whether it may be the address of a station: it is neither all zero nor a group address.
 bool isStation( Lumo::EthAddr const& );
 
 /// A station's address from the text of a Calling-Station-Id, in any notation; nothing if the text

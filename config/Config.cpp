@@ -24,8 +24,8 @@ bool readNode( JsonNode const& root, Qel::Entity& entity, Faults& faults ) {
    return faults.count() == 0;
 }
 
-/// The name that the file gives to the root, if it gives one that is a text; what else is wrong
-/// with it is told when the root is read.
+/// The name that the file gives to the root, if that is a text; other faults of it are told when
+/// the root is read.
 Varek::String nameOf( JsonNode const& root ) {
    for ( JsonNode const& one : root.parts ) {
       Varek::String name;
@@ -86,7 +86,7 @@ std::string contentsOf( std::string const& file ) {
    if ( file == "-" ) {
       return all( std::cin );
    }
-   // Opened as a file, a directory would be an empty one.
+   // Opened as a file, a directory would look empty.
    std::ifstream in( file, std::ios::binary );
    if ( !in || ( in.peek(), in.bad() ) ) {
       throw Varek::Failure( escaped( file ) + ": " + std::strerror( errno ) );

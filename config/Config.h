@@ -7,17 +7,16 @@
 #include "config/Faults.h"
 
 /// A configuration as a file of JSON: the attributes of a Dot1xV2::Status and of all below it, by
-/// their names. Made from the records of the types: a new attribute can be given without a line
-/// here.
+/// their names. It works from the records of the types: a new attribute needs no line here.
 ///
-/// An attribute that is not named has its default; named twice for one interface, by keys that are
-/// ranges, it is what the later says. docs/configuration.md describes the form.
+/// An attribute that is not named has its default. If ranges name an attribute twice for the same
+/// interface, the later value counts. docs/configuration.md describes the form.
 ///
 /// Guarantee: a file with a fault changes nothing, and all its faults are reported.
 namespace Config {
 
-/// Gives the attributes of \p entity that \p text names what it says. Returns false, with the
-/// faults told and \p entity in any state, if there are any.
+/// Gives the attributes of \p entity that \p text names their values. If there are faults, tells
+/// them, leaves \p entity in any state and returns false.
 bool readEntity( std::string_view text, Qel::Entity& entity, Faults& faults );
 
 /// The name of a root whose file does not name it.

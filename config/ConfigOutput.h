@@ -13,7 +13,7 @@ enum class ConfigExtent : std::uint8_t {
    difference, ///< The differences from a new entity of the type.
 };
 enum class ConfigForm : std::uint8_t {
-   text, ///< Interfaces with equal configurations are one, under a range.
+   text, ///< Interfaces with equal configurations stand together, under a range.
    json, ///< What readConfig() takes: it makes an equal tree of either extent.
 };
 

@@ -8,8 +8,8 @@
 
 #include "config/JsonNode.h"
 
-/// What is wrong with a configuration file: all of it, not only the first, since one who corrects
-/// a file wants to do it once.
+/// The faults of a configuration file: all of them and not only the first, since a user wants to
+/// correct a file once.
 namespace Config {
 
 struct Fault {

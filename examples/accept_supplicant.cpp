@@ -11,7 +11,7 @@ using namespace Dot1xV2;
 using RadiusPktParserBase::Attribute;
 using RadiusPktParserBase::TaggedStr;
 
-// The first value of an attribute, if there is one of this type.
+// The first value of an attribute; null if it has no value of type T.
 template<class T>
 std::optional<T> first( AaaResponse const& answer, char const* name ) {
    AaaAttribute const* const held = answer.aaaAttribute( Attribute( name ) );
@@ -23,8 +23,8 @@ std::optional<T> first( AaaResponse const& answer, char const* name ) {
    return std::nullopt;
 }
 
-// What an Access-Accept means for the state. There is no "has it changed?" anywhere: a mutator that
-// is given what is there already tells nobody.
+// Applies an Access-Accept to the state. It needs no "has it changed?": a mutator that gets the
+// present value notifies nobody.
 void accepted( AuthNStatus& authN, AuthZStatus& authZ, AaaResponse const& answer,
                Lumo::IntfId intf ) {
    auto const supplicant = authN.supplicantIs( answer.callingStationId() );
@@ -40,7 +40,7 @@ void accepted( AuthNStatus& authN, AuthZStatus& authZ, AaaResponse const& answer
    AuthZAttrs allowed;
    allowed.identityIs( first<Varek::String>( answer, "User-Name" ) );
    allowed.filterIdIs( first<Varek::String>( answer, "Filter-Id" ) );
-   // Of several tunnels, those to a VLAN would have to be found by their tags (RFC 2868 3.1).
+   // With several tunnels, their tags would have to tell which are VLANs (RFC 2868 3.1).
    if ( auto const tunnel = first<TaggedStr>( answer, "Tunnel-Private-Group-Id" ) ) {
       allowed.vlanIdIs( tunnel->value );
    }

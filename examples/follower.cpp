@@ -21,7 +21,7 @@ void print( Varek::Change const& change ) {
    std::cout << std::endl;
 }
 
-// Connects, and waits while too many others do.
+// Connects; waits while too many others connect.
 Mirror::Fd connected( char const* path ) {
    for ( ;; ) {
       try {
@@ -45,7 +45,7 @@ int main( int argc, char** argv ) try {
    follower.connectedIs( connected( argc > 1 ? argv[1] : "" ).release() );
    while ( !follower.closed() ) {
       pollfd ready{ follower.fd(), short( follower.wantsWrite() ? POLLIN | POLLOUT : POLLIN ), 0 };
-      poll( &ready, 1, 1000 ); // deadlines are of seconds
+      poll( &ready, 1, 1000 ); // deadlines are seconds away
       if ( ready.revents & POLLOUT ) {
          follower.onWritable();
       }

@@ -8,7 +8,7 @@
 #include "mirror/Leader.h"
 #include "mirror/Socket.h"
 
-// "00:00:5e:00:53:01 alice": one line of standard input, one change of the state.
+// Each line of standard input, "00:00:5e:00:53:01 alice", is a change of the state.
 void change( Dot1xV2::AuthNStatus& status, std::string const& line ) try {
    std::istringstream words( line );
    std::string mac, identity;
@@ -19,7 +19,7 @@ void change( Dot1xV2::AuthNStatus& status, std::string const& line ) try {
 }
 
 int main( int argc, char** argv ) try {
-   std::ios::sync_with_stdio( false ); // so that in_avail() knows of further lines
+   std::ios::sync_with_stdio( false ); // so that in_avail() counts further lines
    auto const status = Dot1xV2::authNStatusFactory( "authNStatus" );
    Mirror::Leader leader;
    leader.rootIs( "authNStatus", status );
@@ -31,7 +31,7 @@ int main( int argc, char** argv ) try {
          ready.push_back(
             { one->fd(), short( one->wantsWrite() ? POLLIN | POLLOUT : POLLIN ), 0 } );
       }
-      poll( ready.data(), ready.size(), 1000 ); // deadlines are of seconds
+      poll( ready.data(), ready.size(), 1000 ); // deadlines are seconds away
       for ( std::size_t i = 0; i < followers.size(); ++i ) {
          if ( ready[i + 2].revents & POLLOUT ) {
             followers[i]->onWritable();

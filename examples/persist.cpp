@@ -7,7 +7,7 @@
 #include "framework/Assign.h"
 #include "store/Store.h"
 
-// State that outlives the process: persist FILE MAC IDENTITY prints what was there, and adds to it.
+// State that outlives the process: persist FILE MAC IDENTITY prints the saved state and adds to it.
 int main( int argc, char** argv ) try {
    if ( argc != 4 ) {
       throw Varek::Failure( "usage: persist FILE MAC IDENTITY" );

@@ -8,9 +8,9 @@
 namespace Qel {
 
 /// Makes \p target, with everything below it, equal to \p source, by the mutators of its own
-/// attributes: observers are told of real differences alone. Attributes go in id order, and of each
-/// what is to go before what is to come. A child that both have stays the same object, unless a
-/// constructor parameter differs.
+/// attributes: observers are told of real differences alone. Attributes go in id order, and in
+/// each, elements are removed before others are added. A child that both have stays the same
+/// object, unless a constructor parameter differs.
 ///
 /// Throws Varek::Failure, with nothing changed, if the two are of different types or were made
 /// with different constructor parameters. An observer that throws ends it there; what was done

@@ -421,7 +421,8 @@ bool doHandleAttrTransaction( EntityQelNboAttrLogSa const& sa, Varek::FieldId id
 bool doHandleAttrTransaction( EntityQelNboAttrLogSa const& sa, Varek::FieldId id, unsigned kind,
                               std::uint32_t expected ) {
    if ( kind == 0 || kind == 2 ) {
-      return doHandleAttrTransaction( sa, id, static_cast<Transaction>( kind ), expected );
+      return doHandleAttrTransaction( sa, id, kind == 0 ? Transaction::begin : Transaction::end,
+                                      expected );
    }
    requireWritable( sa );
    unsigned index = 0;

@@ -87,7 +87,7 @@ public:
    /// Whether the begin marker of a collection has been sent, and no end marker.
    bool begun( unsigned index ) const { return ( begun_ >> index & 1 ) != 0; }
    void begunIs( unsigned index, bool begun ) { set( begun_, index, begun ); }
-   /// The attribute whose full sync is under way; its bookmark is in its KeyedFlow. At most one is.
+   /// The only attribute whose full sync may be under way; its bookmark is in its KeyedFlow.
    static constexpr unsigned noResync = 64;
    unsigned resync() const { return resync_; }
    void resyncIs( unsigned index ) { resync_ = index; }

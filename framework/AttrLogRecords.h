@@ -5,6 +5,7 @@
 #include <cstring>
 #include <utility>
 
+#include "Varek/ByteOrder.h"
 #include "framework/Arrays.h"
 #include "framework/AttributeLog.h"
 #include "framework/KeyForm.h"
@@ -124,7 +125,7 @@ template<class Number>
 std::uint8_t* enumerationPut( std::uint8_t* to, void const* value ) {
    Number number;
    std::memcpy( &number, value, sizeof number );
-   return putBig( to, std::uint32_t{ number } );
+   return Varek::putBigEndian( to, std::uint32_t{ number } );
 }
 template<class Number>
 void enumerationRead( NboAttrLog::In& in, void* value ) {

@@ -15,7 +15,7 @@
 #include "framework/Records.h"
 #include "framework/ValueTable.h"
 
-/// From declarations to records. A declaration gives its class one static function
+/// From declarations to records. A declaration gives its class a static function
 /// attribute( Id<n> ), whose result is a Descriptor: the attribute as the compiler knows it. Ids
 /// are dense, so asking for n = first, first + 1, ... until there is no such function finds them
 /// all, in order; a number given twice does not compile. The name of an entity, with its number
@@ -112,7 +112,7 @@ constexpr void forEachAttribute( F&& f ) {
    }( f, std::make_index_sequence<Internal::attributeCount<T>()>() );
 }
 
-/// Whether \p T has an attribute of one of the \p kinds.
+/// Whether \p T has an attribute of any of the \p kinds.
 template<class T, AttributeKind... kinds>
 constexpr bool hasKind() {
    bool found = false;

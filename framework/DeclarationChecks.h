@@ -58,7 +58,8 @@ struct NamedAtItsSlot {
    static constexpr bool yes = true;
 };
 
-/// \p missing is an id that no attribute of \p T has, though one after it is there.
+/// \p missing is an id that no attribute of \p T has, though an attribute with a greater id is
+/// there.
 template<class T, std::uint16_t missing, bool isLast>
 struct FieldIdsAreDense {
    static_assert( isLast, "field ids have a gap" );

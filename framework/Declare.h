@@ -33,9 +33,9 @@
 ///     };
 ///
 /// Field ids are dense: from 258 in entities, from 2 in values. The id of each attribute is the
-/// constant NAMEField as well. Every NAMEDel returns what it removed, or the empty value (null for a
-/// child) if there was nothing. Every attribute of an entity that can change has NAMEObserve( f ),
-/// and children have NAMEForEach( f ): framework/Observe.h.
+/// constant NAMEField as well. Every NAMEDel returns what it removed, or the empty value (null for
+/// a child) if there was nothing. Every attribute of an entity that can change has NAMEObserve( f
+/// ), and children have NAMEForEach( f ): framework/Observe.h.
 
 /// Opens an entity type: type number SLOT of MODULE.
 #define QEL_ENTITY( T, MODULE, SLOT )                                                              \
@@ -171,8 +171,8 @@ private:                                                                        
                                                                                                    \
 public:
 
-/// A collection of entities of type T that this one makes and owns, each constructed with its key:
-/// NAME(), NAME( key ), NAMEIs( key ), NAMEDel( key ), NAMEDelAll().
+/// A collection of entities of type T that this entity makes and owns, each constructed with its
+/// key: NAME(), NAME( key ), NAMEIs( key ), NAMEDel( key ), NAMEDelAll().
 #define QEL_CHILDREN( ID, T, NAME, SALT )                                                          \
 public:                                                                                            \
    QEL_INTERNAL_NAME_CHECK( ID, NAME );                                                            \
@@ -225,8 +225,8 @@ public:
       return ::Qel::counterInc( *this, ID, NAME##_, n );                                           \
    }
 
-/// A set of values of the plain type TYPE: NAME(), NAME( member ), NAMEIs( member ) to add one,
-/// NAMEDel( member ), NAMEDelAll(). A change has the member as its key.
+/// A set of values of the plain type TYPE: NAME(), NAME( member ), NAMEIs( member ) to add a
+/// member, NAMEDel( member ), NAMEDelAll(). A change has the member as its key.
 #define QEL_SET( ID, TYPE, NAME, SALT )                                                            \
 public:                                                                                            \
    QEL_INTERNAL_NAME_CHECK( ID, NAME );                                                            \
@@ -345,9 +345,9 @@ private:                                                                        
                                                                                                    \
 public:
 
-/// One child entity of type T that this one makes and owns, or none: NAME(); NAMEIs() or, if T has
-/// a constructor parameter, NAMEIs( parameter ), which keep a child that has that parameter and
-/// replace any other; NAMEDel().
+/// A single child entity of type T that this entity makes and owns, or none: NAME(); NAMEIs() or,
+/// if T has a constructor parameter, NAMEIs( parameter ), which keep a child that has that
+/// parameter and replace any other; NAMEDel().
 #define QEL_CHILD( ID, T, NAME )                                                                   \
 public:                                                                                            \
    QEL_INTERNAL_NAME_CHECK( ID, NAME );                                                            \
@@ -369,8 +369,8 @@ private:                                                                        
                                                                                                    \
 public:
 
-/// A child as QEL_CHILD has one, that is there from the beginning. What follows NAME is given to
-/// its constructor, and may name constructor parameters of the owner.
+/// A child as of QEL_CHILD that is there from the beginning. Its constructor gets the arguments
+/// that follow NAME, which may name constructor parameters of the owner.
 #define QEL_OWN_CHILD( ID, T, NAME, ... )                                                          \
    QEL_CHILD( ID, T, NAME )                                                                        \
    ::Varek::Ptr<T> qelOwnChild( ::Qel::Id<ID> ) const { return T::qelMake( __VA_ARGS__ ); }

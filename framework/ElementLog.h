@@ -9,8 +9,8 @@
 #include "framework/Sets.h"
 #include "framework/ValueWire.h"
 
-/// What differs among the kinds of attribute whose elements have keys: how an element that is
-/// present is written and applied, and how one is removed.
+/// What differs among the kinds of attribute whose elements have keys: how a present element is
+/// written and applied, and how an element is removed.
 namespace Qel {
 
 /// A member of a map: the key, then the value.

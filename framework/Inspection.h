@@ -12,13 +12,14 @@
 /// observers are told as usual, and nothing is possible that the type's own header does not allow.
 namespace Qel {
 
-/// What can be done with an attribute. Each says which of InspectArguments it takes and gives. One
-/// that the attribute does not allow, and one without an argument that it needs, is refused.
+/// What can be done with an attribute. Each operation says which of InspectArguments it takes and
+/// gives. An operation that the attribute does not allow, or that lacks an argument, is refused.
 namespace InspectOperation {
 
-/// Stores the attribute, or its element with the key, into value; says in found whether there is
-/// one (a null entity is none). Derived readings need their key, if they have one. One that makes a
-/// demand on the entity, as is stated where it is declared, is noReading while that is not met.
+/// Stores the attribute, or its element with the key, into value, and says in found whether there
+/// is an element (a null entity is none). Derived readings need their key, if they take one. A
+/// reading may make a demand on the entity, which its declaration states; while the demand is not
+/// met, the result is noReading.
 inline constexpr std::uint32_t read = 0;
 /// Gives the attribute, or its element with the key, the value; makes the element if it is not
 /// there. Of a collection whose elements have their key inside, the value is all; of a set the key;
@@ -26,10 +27,10 @@ inline constexpr std::uint32_t read = 0;
 /// parameter, and value, if it is given, becomes the child. Throws what the mutator throws, such
 /// as Varek::RangeError for an index beyond an array.
 inline constexpr std::uint32_t write = 1;
-/// Removes the element with the key, or the single child; makes the element of an array what it is
-/// at first. Says whether there was one in found, and stores it into value if that is given.
+/// Removes the element with the key, or the single child; sets the element of an array to its first
+/// value. Says in found whether there was an element, and stores it into value if that is given.
 inline constexpr std::uint32_t remove = 2;
-/// Iterates, from the key on if there is one: iterator and functions are as genericIfIterator gives
+/// Iterates, from the key on if it is given: iterator and functions are as genericIfIterator gives
 /// them. The iterator, null for want of memory, is the caller's.
 inline constexpr std::uint32_t iterate = 3;
 /// Counts the elements, into size.

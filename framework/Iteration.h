@@ -152,8 +152,8 @@ auto const& shownOf( Element const& element ) {
 }
 
 /// Over a keyed collection, by position. An element that stays is visited once as long as the map
-/// does not grow; when it has grown, the walk goes on from where the element that it stood on is now,
-/// and ends if that is gone.
+/// does not grow; when it has grown, the walk goes on from where the element that it stood on is
+/// now, and ends if that is gone.
 template<class Map>
 struct MapIteration {
    using Key = typename Map::Key;
@@ -172,8 +172,8 @@ struct MapIteration {
       Internal::walkTable<Internal::MapPlace, Key, Object>;
 };
 
-/// Over an ordered collection, in key order. It remembers the key that it stands on: if that is
-/// removed meanwhile the walk goes on with the first greater one.
+/// Over an ordered collection, in key order. It remembers the key that it stands on: if that key is
+/// removed meanwhile, the walk goes on with the first greater key.
 template<class Map>
 struct OrderedIteration
    : Internal::Iteration<OrderedIteration<Map>, typename Map::Key,

@@ -37,12 +37,12 @@ void publish( Entity& entity, Varek::FieldId id, Key const& key, void const* old
    Varek::Publisher::publishChangeRecursive( entity, id, &key, old, &keyEqual<Key> );
 }
 
-/// Who changes an attribute: whoever calls the mutator, or the attribute log, which alone may
-/// change a read-only proxy. Observers that the log's change is told to are callers as any other.
+/// Who changes an attribute: a caller of the mutator, or the attribute log, which alone may change
+/// a read-only proxy. An observer that hears of the log's change is a caller like any other.
 enum class Writer : bool { caller, log };
 
-/// Whether a change takes more than making it, since it may have to be told or refused. One test of
-/// one word; never for values.
+/// Whether a change may have to be told or refused, besides being made. Tests a single word; never
+/// true for values.
 template<Writer by, class Owner>
 bool notable( Owner const& owner ) {
    if constexpr ( !std::is_base_of_v<Entity, Owner> ) {
@@ -173,8 +173,8 @@ struct VAREK_EXPORT SequenceTag {
    inline static constinit Varek::MemoryTracker tracker{ { text.data(), text.size() } };
 };
 
-/// An index, here and of arrays, is a 32-bit unsigned number. It is taken as one of 64 bits, so
-/// that what is greater is refused on any platform, and not cut to another index.
+/// An index, here and of arrays, is a 32-bit unsigned number. Functions take it with 64 bits, so
+/// that a greater number is refused on any platform and not cut to another index.
 template<class Sequence, class V>
 void sequenceIs( Sequence& sequence, std::uint64_t index, V const& value ) {
    if ( index >= sequence.size() ) {
@@ -359,8 +359,8 @@ template<class Map>
    return made;
 }
 
-/// The result is the child that is held when all observers have been told, and never null: the one
-/// that was made, if they have removed it.
+/// The result is the child that is held when all observers have been told. It is never null: if
+/// they have removed the child, it is the child that was made.
 template<Writer by = Writer::caller, class Map>
 auto childrenIs( Entity& owner, Varek::FieldId id, Map& map, typename Map::Key const& key ) {
    if ( auto const* const node = map.lookupNodeG( key ) ) {

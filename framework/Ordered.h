@@ -6,8 +6,8 @@
 #include "framework/Mutators.h"
 #include "framework/TrackedStorage.h"
 
-/// Ordered collections of values. The members are counted nodes: who holds one keeps it beyond its
-/// removal, and sees meanwhile what its value is replaced by.
+/// Ordered collections of values. The members are counted nodes: code that holds a node keeps it
+/// beyond its removal, and until then sees each new value in it.
 namespace Qel {
 
 /// Base of the nodes \p Self of an ordered collection of values that have their key inside.
@@ -101,8 +101,8 @@ public:
       }
    }
 
-   /// Removes the member at \p at, if that is one, and returns its node. Copies nothing, so that it
-   /// cannot fail for want of memory.
+   /// Removes the member at \p at, unless that is the end, and returns its node. Copies nothing, so
+   /// that it cannot fail for want of memory.
    template<class Node, Writer by = Writer::caller>
    static Ptr<Node> remove( Entity& owner, Varek::FieldId id, OrderedMap<Node>& map,
                             typename OrderedMap<Node>::const_iterator at ) {

@@ -42,7 +42,7 @@ struct AttributeRecord {
    Varek::FieldId id;
    std::string_view name;
    AttributeKind kind = AttributeKind::plain;
-   /// Of the value, or of one element; the child entity's own record is reached through childType.
+   /// Of the value, or of an element; the child entity's own record is reached through childType.
    Varek::Inspect::AtomicFnTable const* value = nullptr;
    /// Of the keys of changes (the index, a U32, for an array); null where there are none.
    Varek::Inspect::AtomicFnTable const* key = nullptr;
@@ -58,10 +58,11 @@ struct AttributeRecord {
    void const* ( *read )( void const* object ) = nullptr;
    /// For single children: the child, or null.
    Entity* ( *child )( void const* object ) = nullptr;
-   /// For what is not stored: assigns it to \p result, a live value; \p key is null if it has none.
-   /// False, with nothing done, if the object is in no state that has this reading.
+   /// For an attribute that is not stored: assigns it to \p result, a live value; \p key is null if
+   /// the attribute takes none. False, with nothing done, if the object is in no state that has
+   /// this reading.
    bool ( *compute )( void const* object, void const* key, void* result ) = nullptr;
-   /// For what is computed and is an entity: the one in \p result, or null.
+   /// For a computed attribute that is an entity: the entity in \p result, or null.
    Entity* ( *computedEntity )( void const* result ) = nullptr;
    /// How many elements there are, for kinds that hold several.
    std::uint32_t ( *size )( void const* object ) = nullptr;
@@ -71,7 +72,7 @@ struct AttributeRecord {
    /// The default, or the constant, as text; null where there is none to tell.
    Varek::String ( *defaultText )() = nullptr;
 
-   /// The name of the type of the value or of one element.
+   /// The name of the type of the value or of an element.
    VAREK_EXPORT std::string_view typeName() const;
 };
 
@@ -101,12 +102,12 @@ struct TypeRecord : Varek::TypeInspectData {
    Varek::Inspect::AtomicFnTable const* functions = nullptr;
    /// For entities: their live objects.
    Varek::AllocTrackTypeInfo const* allocations = nullptr;
-   /// For entities: makes one, as its factory does.
+   /// For entities: makes an entity, as its factory does.
    Ptr<Entity> ( *construct )( std::span<ConstructorArgument const> ) = nullptr;
 
-   /// For values and entities: beside attributes, one each.
+   /// For values and entities: one for each of attributes, in the same order.
    AttributeWire const* wire = nullptr;
-   /// For values and entities: beside attributes, one each; see framework/InspectionRecords.h.
+   /// For values and entities: one for each of attributes; see framework/InspectionRecords.h.
    AttributeInspection const* inspection = nullptr;
    /// For values with an attribute that is to lie in a range: throws Varek::RangeError if it does
    /// not.
@@ -164,7 +165,8 @@ VAREK_EXPORT Ptr<Entity> genericIfConstructFromCtorArgs( TypeRecord const& type,
                                                          std::span<ConstructorArgument const> );
 
 /// The entity of type \p type with the name \p name. Throws Varek::NewEntityArguments for a type
-/// whose entities have no name, and for any \p further arguments: a name is all that one takes.
+/// whose entities have no name, and for any \p further arguments: such an entity takes its name
+/// alone.
 VAREK_EXPORT Ptr<Entity> newEntityInDirectory( TypeRecord const& type, Varek::String const& name,
                                                std::span<ConstructorArgument const> further );
 

@@ -8,14 +8,14 @@
 #include <type_traits>
 #include <vector>
 
-/// When a stored value is the same as another: what decides whether setting one is a change, and
-/// whether values that hold it are equal.
+/// When a stored value is the same as another. This decides whether setting a value is a change,
+/// and whether values that hold it are equal.
 namespace Qel {
 
 namespace Internal {
 
-/// Whether a \p T is compared through floating-point numbers: it is one, a duration of one, or
-/// holds such as an optional, a sequence or an array does. A value type sees to its own attributes.
+/// Whether a \p T is compared through floating-point numbers: it is such a number or a duration of
+/// it, or an optional, sequence or array of such types. A value type sees to its own attributes.
 template<class T>
 inline constexpr bool byNumbers = std::is_floating_point_v<T>;
 template<class Count, class Unit>

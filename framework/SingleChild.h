@@ -7,8 +7,8 @@
 /// Single child entities that their owner creates.
 namespace Qel {
 
-/// Holds the child, which may be null. The end of the owner clears the parent of one that others
-/// still hold.
+/// Holds the child, which may be null. If others still hold the child when the owner ends, its
+/// parent becomes null.
 template<class T>
 struct SingleChild {
    using Child = T;
@@ -69,7 +69,7 @@ template<class T, class... Given>
 }
 
 /// A child that fits stays as it is. The result is the child that is held when all observers have
-/// been told, and never null: the one that was made, if they have removed it.
+/// been told. It is never null: if they have removed the child, it is the child that was made.
 template<Writer by = Writer::caller, class T, class... Given>
 Ptr<T> childIs( Entity& owner, Varek::FieldId id, SingleChild<T>& held, Given const&... given ) {
    if ( childFits( held, given... ) ) {

@@ -119,7 +119,7 @@ void enumerationRead( CharRange& range, TypeRecord const& type, void* value ) {
    }
 }
 
-/// Between parts of a record blanks may stand, one or many or none.
+/// Any number of blanks may stand between the parts of a record.
 void partExpect( CharRange& range, string_view part ) {
    range.skipBlanks();
    range.expect( part );
@@ -303,7 +303,7 @@ char escapeRead( CharRange& range ) {
    return hexPairRead( range, "two hexadecimal digits after \\x" );
 }
 
-/// Reads a number by std::from_chars; the range moves only if there is one that fits.
+/// Reads a number by std::from_chars; the range moves only if a number is there that fits.
 template<class T>
 bool fromChars( CharRange& range, T& value ) {
    string_view const text = range.rest();

@@ -10,8 +10,8 @@
 #include "Varek/String.h"
 #include "framework/Records.h"
 
-/// The string form of values: one that a person can read and type, and that is read back as the
-/// same value. docs/text-form.md describes it. A registered value type has it by its record alone:
+/// The string form of values, which a person can read and type, and which is read back as the same
+/// value. docs/text-form.md describes it. A registered value type has it by its record alone:
 ///
 ///     Dot1xV2::CaptivePortal( url: "https://portal", cpHostName: "", enabled: true )
 ///
@@ -21,7 +21,7 @@
 /// For values of a type that is known there are textOf and strepToValue, in framework/ValueTable.h.
 namespace Qel {
 
-/// What an optional value that is not there is called: a word that is no value of any type.
+/// The word for an optional value that is absent; it is no value of any type.
 inline constexpr std::string_view absentWord = "absent";
 
 /// The string form of \p value, of the registered value or enumeration type \p type.
@@ -31,14 +31,14 @@ VAREK_EXPORT void valuePrint( Varek::String& to, TypeRecord const& type, void co
 VAREK_EXPORT std::ostream& valuePrint( std::ostream& to, TypeRecord const& type,
                                        void const* value );
 
-/// Whether values of \p type can be made from text. One that holds a collection cannot, and an
+/// Whether values of \p type can be made from text. A type that holds a collection cannot, and an
 /// attempt ends the process: that such a type has no string constructor is a property of the
 /// program, not of its input.
 VAREK_EXPORT bool hasStringConstructor( TypeRecord const& type );
 
-/// Whether any text may be given to \p table to be decoded: it reads, and neither the type nor what
-/// its values hold, an optional included, is of a type without a string constructor. Of all others
-/// a program must not try what it has not written itself.
+/// Whether \p table may be given any text to decode: it reads, and neither the type nor any type
+/// that its values hold, in an optional as well, lacks a string constructor. With all other types a
+/// program must read only text that it has written itself.
 VAREK_EXPORT bool isSafelyReadable( Varek::Inspect::AtomicFnTable const& table );
 
 /// Reads the whole of \p range into \p value, a live value of the registered type \p type, which

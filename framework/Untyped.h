@@ -13,7 +13,7 @@ namespace Qel {
 /// A value of a type that is known only by its table.
 class UntypedValue {
 public:
-   /// A copy of the value at \p source, the default one if it is null.
+   /// A copy of the value at \p source; the default value if that is null.
    explicit UntypedValue( Varek::Inspect::AtomicFnTable const& table, void const* source = nullptr )
       : table_( &table ), at_( ::operator new( table.size, std::align_val_t( table.alignment ) ) ) {
       try {

@@ -93,8 +93,8 @@ constexpr bool isAbsentUnique() {
 
 } // namespace Internal
 
-/// A type that prints: a boolean or number, text, a duration, an optional of one that prints, or
-/// anything with a stringValue of its own.
+/// A type that prints: a boolean or number, text, a duration, an optional of a type that prints, or
+/// any type with a stringValue of its own.
 template<class T>
 concept HasText = Internal::hasText<T>();
 /// A type that prints and can be read from text again.

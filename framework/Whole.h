@@ -15,12 +15,13 @@
 /// type needs nothing for it.
 namespace Qel {
 
-/// Whether two entities are of one type, were made with the same constructor parameters, and hold
-/// the same, down to the last child. The order of elements counts where they have an index; numbers
-/// compare as mutators compare them (NaN is the same as NaN). Constants, derived readings, observers
-/// and parents have no part in it. Costs a look-up for each element and no memory beyond one key.
+/// Whether two entities are of the same type, were made with the same constructor parameters, and
+/// hold the same, down to the last child. The order of elements counts where they have an index;
+/// numbers compare as mutators compare them (NaN is the same as NaN). Constants, derived readings,
+/// observers and parents have no part in it. Costs a look-up for each element and no memory beyond
+/// a key.
 ///
-/// Counted pointers compare as pointers do: a == b asks whether they hold one object.
+/// Counted pointers compare as pointers do: a == b asks whether they hold the same object.
 VAREK_EXPORT bool operator==( Entity const& a, Entity const& b );
 
 /// A new entity by the factory of the type of \p source, with the contents of \p source and of all
@@ -40,8 +41,9 @@ template<std::derived_from<Entity> T>
 ///
 ///     TestModule::Rack( place: "r", mode: idle, sensor: [ 1: TestModule::Sensor( ... ) ] )
 ///
-/// What has no index is in ascending order of its keys, so that what is equal prints the same; a
-/// child that is not there is absent. For people and logs; it cannot be read back.
+/// Elements without an index stand in ascending order of their keys, so that equal entities print
+/// the same; a child that is not there prints as absent. For people and logs; it cannot be read
+/// back.
 VAREK_EXPORT Varek::String entityText( Entity const& );
 VAREK_EXPORT std::ostream& operator<<( std::ostream&, Entity const& );
 

@@ -33,8 +33,8 @@ void LeaderLoop::run() {
    io_.run();
 }
 
-/// Does \p step, and then waits for whatever is next: a step for one connection may give others
-/// something to send.
+/// Does \p step, and then waits for the next event of each connection: a step for one of them may
+/// give others something to send.
 template<class F>
 void LeaderLoop::drive( F step ) {
    step();

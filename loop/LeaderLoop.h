@@ -26,7 +26,7 @@ public:
 
    /// The address, with the port in use.
    Address const& address() const { return address_; }
-   /// Whether one of these has come.
+   /// Whether a signal that ends the loop has come.
    bool interrupted() { return signals_.caught(); }
    Mirror::Leader& leader() { return leader_; }
    /// Takes SIGHUP, too, from now on; run() calls \p call for it.

@@ -19,7 +19,7 @@ namespace Loop {
 class Signals {
 public:
    explicit Signals( asio::io_context& io );
-   /// Whether one has come; looks for it.
+   /// Looks whether a signal has come.
    bool caught();
    /// Leaves \p signal to others.
    void without( int signal ) { set_.remove( signal ); }

@@ -13,7 +13,7 @@ Announcements::Announcements() { describe(); }
 Announcements::~Announcements() = default;
 
 void Announcements::describe() {
-   table_.clear(); // whose entries refer to the types
+   table_.clear(); // its entries refer to the types
    description_ = Description::ofThisProcess();
    types_.clear();
    recent_ = {};
@@ -56,7 +56,7 @@ Announced* Announcements::findOrNew( Qel::Entity& entity, Qel::Entity const* par
 }
 
 void Announcements::connectionGone( Connections bit ) noexcept {
-   // What is below an entity that nobody knows any more is known to nobody either.
+   // If no follower knows an entity any more, no follower knows anything below it.
    table_.takeIf( [bit]( Announced& one ) { return ( one.to &= ~bit ) == 0; } );
 }
 

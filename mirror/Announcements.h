@@ -14,12 +14,12 @@
 #include "mirror/EntityTable.h"
 #include "mirror/OutQueue.h"
 
-/// Which entities a leader has made known to whom. There is an entry for an entity only while it is
-/// known to some connection, so entities that nobody follows cost nothing. Handles count up and are
-/// never used twice, so a message cannot reach another entity than was meant.
+/// The entities that a leader has announced, and to whom. An entity has an entry only while some
+/// connection knows it, so entities that nobody follows cost nothing. Handles count up and are
+/// never used twice, so a message cannot reach the wrong entity.
 namespace Mirror {
 
-/// A set of connections; each has one bit. Bounds the followers of a leader.
+/// A set of connections, a bit for each: its width limits the followers of a leader.
 using Connections = std::uint64_t;
 inline constexpr unsigned maxConnections = 64;
 
@@ -31,21 +31,21 @@ void forEachBit( Connections set, F f ) {
    }
 }
 
-/// What a leader needs to know of a type.
+/// A leader's facts about a type.
 struct TypeNumber {
    Qel::TypeRecord const* record;
-   std::uint16_t number; ///< On the wire: the position in the leader's description.
-   /// Attributes that hold child entities, by position.
+   std::uint16_t number; ///< The number on the wire: the position in the leader's description.
+   /// Whether an attribute holds child entities, by position.
    std::uint64_t holdsChildren = 0;
 
-   /// Quick: most changes are of attributes that hold none.
+   /// Quick, since most changes are of attributes without children.
    bool mayHoldChild( Varek::FieldId id ) const {
       unsigned const at = unsigned{ id.value() } - Varek::firstEntityFieldId.value();
       return at >= 64 ? holdsChildren != 0 : ( holdsChildren >> at & 1 ) != 0;
    }
 };
 
-/// The entity is held, so that its address means nothing else while there is an entry.
+/// An entry keeps its entity alive, so that no other entity gets the same address meanwhile.
 struct Announced : EntityRecord {
    Announced() = default;
    Announced( Qel::Entity& announced, std::uint32_t number, TypeNumber const* itsType )
@@ -61,11 +61,11 @@ public:
    ~Announcements();
 
    Announced* find( Qel::Entity const& entity ) { return table_.find( entity ); }
-   /// \p parent is null for a root. Null when there is no handle or no type number left for it:
-   /// then needsRestart().
+   /// \p parent is null for a root. Returns null, and sets needsRestart(), if no handle or type
+   /// number is left.
    Announced* findOrNew( Qel::Entity&, Qel::Entity const* parent );
-   /// The entries of \p entity and of all below it end; \p f is called with each. Allocates
-   /// nothing.
+   /// Removes the entries of \p entity and of everything below it, and calls \p f with each.
+   /// Allocates nothing.
    template<class F>
    void forget( Qel::Entity const& entity, F f ) {
       if ( std::uint32_t const place = table_.placeOf( entity ) ) {
@@ -73,12 +73,11 @@ public:
       }
    }
    void connectionGone( Connections bit ) noexcept;
-   /// Whether all connections have to end, since numbers have run out or a type has come that they
-   /// were not told of.
+   /// Whether all connections must end, since numbers have run out or they do not know a new type.
    bool needsRestart() const { return needsRestart_; }
-   /// Once they have. If it throws, the need stays.
+   /// To be called when all connections have ended. If it throws, needsRestart() stays true.
    void restart();
-   /// Takes in what modules there are now; only while there are no connections.
+   /// Reads the modules that are registered now; only while there are no connections.
    void describe();
 
    Description const& description() const { return description_; }
@@ -89,23 +88,23 @@ private:
    TypeNumber const* typeNumber( Qel::TypeRecord const& ) const;
 
    EntityTable<Announced> table_;
-   std::uint32_t nextHandle_ = 1; // 0: none left
+   std::uint32_t nextHandle_ = 1; // 0: no handle is left
    bool needsRestart_ = false;
    Description description_;
    std::unordered_map<Qel::TypeRecord const*, TypeNumber> types_;
-   /// Of the types that were asked for of late, by a few bits of their addresses.
+   /// A cache of recently used types, by a few bits of their addresses.
    mutable std::array<TypeNumber const*, 16> recent_{};
 };
 
-/// Where a child is; all zero for a root.
+/// The place of a child in its parent; all zero for a root.
 struct Parent {
    std::uint32_t handle = 0;
    Varek::FieldId field;
    Qel::Entity const* entity = nullptr;
 };
 
-/// Writes the frame that makes \p child known, as the root named \p rootName if that is not null.
-/// False if it cannot go out.
+/// Writes the frame that announces \p child, as the root named \p rootName if that is not null.
+/// False if the frame cannot go out.
 bool writeAnnouncement( ChunkOut&, Parent const&, Announced const& child,
                         Varek::String const* rootName );
 

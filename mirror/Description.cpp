@@ -82,7 +82,7 @@ void put( Out& out, std::vector<T> const& all ) {
    }
 }
 
-// Bytes: what a count promises is held against those that are there.
+// Smallest sizes in bytes: a count is checked against the bytes that are there.
 constexpr std::size_t leastModule = 8, leastType = 13, leastAttribute = 14, leastEnumerator = 8;
 
 Qel::TypeRecord const* recordOf( std::string_view type ) {
@@ -95,7 +95,7 @@ std::string_view nameOf( Varek::TypeKind kind ) {
    return names[static_cast<unsigned>( kind )];
 }
 
-/// What is read is held against ours at once, and not kept.
+/// Compares the peer's description with ours while it is read; nothing of it is kept.
 class Comparison {
 public:
    Comparison( Description const& ours, Description::Side side, In& in )
@@ -107,7 +107,7 @@ public:
       }
    }
 
-   /// Reads a type, or as much of it as does not differ.
+   /// Reads a type up to its first difference.
    bool typeDiffers() {
       name_ = text();
       std::uint8_t const number = in_.get8();
@@ -151,7 +151,7 @@ private:
       return text.append( " (" ).append( attribute.name ).append( ")" );
    }
 
-   /// Whether a side that does not know the attribute would misread the other.
+   /// Whether a side without the attribute would misread the other side.
    template<class One>
    static bool needed( Description::Type const& type, One const& a ) {
       return !a.form.empty() && ( type.kind == Varek::TypeKind::value || a.kind == "parameter" );
@@ -161,7 +161,7 @@ private:
    bool attributesDiffer( Description::Type const* ours ) {
       met_.assign( ours ? ours->attributes.size() : 0, false );
       for ( std::uint32_t count = in_.getCount( leastAttribute ); count > 0; --count ) {
-         // The order of the calls is that of the initializers.
+         // Initializers in braces are evaluated in order.
          Attribute const theirs{ in_.get16(), text(), text(), text() };
          if ( ours && attributeDiffers( *ours, theirs ) ) {
             return true;
@@ -242,7 +242,7 @@ std::optional<Varek::String>
 Description::difference( Side side, In& theirs, std::vector<Qel::TypeRecord const*>& types ) const {
    Comparison comparison( *this, side, theirs );
    for ( std::uint32_t count = theirs.getCount( leastModule ); count > 0; --count ) {
-      comparison.text(); // what modules are called means nothing
+      comparison.text(); // the name of a module does not matter
       for ( std::uint32_t ofIt = theirs.getCount( leastType ); ofIt > 0; --ofIt ) {
          if ( comparison.typeDiffers() ) {
             return std::move( comparison.sentence );

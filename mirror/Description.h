@@ -9,12 +9,13 @@
 #include "Varek/String.h"
 #include "framework/Records.h"
 
-/// What two processes tell each other of their types before they talk, so that one may be newer
-/// than the other, and none misreads the other. What only one side knows is fine; what both know
-/// must mean the same. Type numbers on the wire are positions in the leader's description.
+/// The description of its types that each process sends first, so that a newer and an older process
+/// do not misread each other. Types and attributes that only one side knows are fine; those that
+/// both know must mean the same. Type numbers on the wire are positions in the leader's
+/// description.
 namespace Mirror {
 
-/// All registered types, in text as far as meaning goes: enough to compare, and no more.
+/// All registered types, with their meaning in text: enough to compare, and no more.
 struct VAREK_EXPORT Description {
    struct Attribute {
       std::uint16_t id;
@@ -38,19 +39,19 @@ struct VAREK_EXPORT Description {
    };
    std::vector<Module> modules;
 
-   /// Of the modules that are registered now.
+   /// The description of the modules that are registered now.
    static Description ofThisProcess();
    std::size_t size() const;
    void write( Qel::NboAttrLog::Out& ) const;
 
-   /// The types in the order of their numbers: this process's record, null where it has none.
+   /// This process's records of the types, by number; null for a type that it does not know.
    std::vector<Qel::TypeRecord const*> records() const;
 
-   /// Which side this description is of.
+   /// The side that sends the description.
    enum class Side : std::uint8_t { leader, follower };
-   /// Reads what write() wrote on the other side, and says the first thing in which the two differ,
-   /// as a sentence; nothing if they can talk. It is compared as it is read, so one of any size
-   /// costs no memory. A follower is given the leader's types, as of records(). Throws
+   /// Reads the other side's description, as write() wrote it, and returns the first difference as
+   /// a sentence; nothing if both can talk. It is compared while it is read, so that a description
+   /// of any size costs no memory. A follower gets the leader's types, as by records(). Throws
    /// Qel::NboAttrLog::AttrLogError or AttrLogLengthError.
    std::optional<Varek::String> difference( Side, Qel::NboAttrLog::In& theirs,
                                             std::vector<Qel::TypeRecord const*>& types ) const;

@@ -14,7 +14,7 @@
 /// speaks of it, without a search: both are where every message begins.
 namespace Mirror {
 
-/// What a record has for the table.
+/// The table's part of a record.
 class EntityRecord {
 public:
    EntityRecord() = default;
@@ -27,19 +27,19 @@ public:
 private:
    template<class Record>
    friend class EntityTable;
-   // Places, 0 for none.
+   // Places; 0 for no place.
    std::uint32_t parent_ = 0;
    std::uint32_t firstChild_ = 0;
    std::uint32_t next_ = 0;
    std::uint32_t previous_ = 0;
 };
 
-/// A Record is an EntityRecord. Records are a tree of their own: what is below an entity cannot be
-/// asked of it once an observer has taken it apart.
+/// A Record is an EntityRecord. Records form a tree of their own, since an observer may have taken
+/// the tree of entities apart.
 ///
-/// An entity notes the place of its record (Qel::Entity::qelPlace). There is one note for all
-/// tables of a process, so what it leads to is compared, and a table that finds the note in use
-/// keeps the place itself. Records stay where they are until they are taken out.
+/// An entity notes the place of its record (Qel::Entity::qelPlace). All tables of a process share
+/// the note, so the record found there is compared, and a table that finds the note in use keeps
+/// the place itself. Records do not move until they are taken out.
 template<class Record>
 class EntityTable {
 public:
@@ -78,8 +78,9 @@ public:
       return find( entity ) ? entity.qelPlace() : 0;
    }
 
-   /// The place of \p record from now on, below that at \p parent if that is not 0. Its entity has
-   /// no record yet. The only call here that allocates: if that fails, nothing is changed.
+   /// Takes in \p record, below the record at \p parent if that is not 0, and returns its place.
+   /// Its entity must not have a record yet. Only this call allocates; if that fails, nothing
+   /// changes.
    std::uint32_t newMember( Record record, std::uint32_t parent = 0 ) {
       std::uint32_t const place = firstFree_ != 0 ? firstFree_ : nextPlace();
       if ( record.entity->qelPlace() == 0 ) [[likely]] {
@@ -99,7 +100,7 @@ public:
       ++size_;
       return place;
    }
-   /// Takes out the record at \p place and all that are below it, and calls \p f with each.
+   /// Takes out the record at \p place and all records below it, and calls \p f with each.
    template<class F>
    void takeTree( std::uint32_t place, F f ) {
       Chain taken;
@@ -111,8 +112,8 @@ public:
       }
       release( taken, f );
    }
-   /// Takes out all records for which \p wanted( record ) is true; it is for all that are below
-   /// such a record.
+   /// Takes out all records for which \p wanted( record ) is true; if it is true for a record, it
+   /// must be true for all records below.
    template<class Wanted>
    void takeIf( Wanted wanted ) {
       Chain taken;
@@ -152,8 +153,8 @@ private:
       return reinterpret_cast<std::uintptr_t>( entity );
    }
 
-   /// Records on their way out, linked by next_, none of which can be found any more. All are out
-   /// before the first entity ends, which may run code that looks at this table.
+   /// Records on their way out, linked by next_; no search finds them any more. All are out before
+   /// the first entity ends, since that may run code that looks at this table.
    struct Chain {
       std::uint32_t first = 0;
       std::uint32_t last = 0;
@@ -226,19 +227,19 @@ private:
    }
 
    std::vector<std::unique_ptr<Page>> pages_;
-   std::uint32_t firstFree_ = 0; // of the places that are free again, linked by next_
-   std::uint32_t releasing_ = 0; // calls under way, for which the pages stay
+   std::uint32_t firstFree_ = 0; // the first free place; others are linked by next_
+   std::uint32_t releasing_ = 0; // calls under way, during which the pages stay
    Qel::HashMap2018<Elsewhere, ElsewhereKey, 0x8B5F1D37> elsewhere_;
    std::uint32_t size_ = 0;
-   std::uint32_t end_ = 0; // the last place that was ever given
+   std::uint32_t end_ = 0; // the highest place that was ever given
 };
 
-/// Where the records of handles are. A leader counts its handles up, so nearly all are looked up in
-/// an array; those that are far above the number of records, as after a long life with much coming
-/// and going or from a hostile peer, are in a hash table.
+/// The places of records by handle. A leader counts its handles up, so nearly all are in an array.
+/// Handles far above the number of records, as after a long life with much coming and going or from
+/// a hostile peer, are in a hash table.
 class HandleMap {
 public:
-   /// 0 if there is none.
+   /// The place for a handle; 0 if there is none.
    std::uint32_t find( std::uint32_t handle ) const {
       if ( handle < near_.size() ) [[likely]] {
          return near_[handle];
@@ -273,7 +274,7 @@ private:
    static constexpr std::size_t leastRoom = 1024;
 
    void growFor( std::uint32_t handle, std::size_t bound ) {
-      // By a good part at once, since all that are far are gone through.
+      // The array grows by half at least, since each growth walks through all far handles.
       if ( handle >= bound || bound < near_.size() + near_.size() / 2 ) {
          return;
       }

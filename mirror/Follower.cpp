@@ -72,7 +72,7 @@ void Follower::onReadable() {
    }
    endpoint_->receive( [this]( Frame const& one ) { frame( one ); } );
    finish();
-   // What an observer throws concerns neither the stream nor the messages after it.
+   // An observer's exception concerns neither the stream nor the messages after it.
    if ( observersFault_ ) {
       std::rethrow_exception( std::exchange( observersFault_, nullptr ) );
    }
@@ -89,7 +89,7 @@ void Follower::tick( Clock::time_point now ) {
    if ( !endpoint_ ) {
       return;
    }
-   // Words that lie unread are a sign of life: the process may have been stopped for a while.
+   // Unread bytes are a sign of life: this process may have been stopped for a while.
    if ( endpoint_->nextDeadline() <= now ) {
       endpoint_->receive( [this]( Frame const& one ) { frame( one ); } );
    }
@@ -107,7 +107,7 @@ void Follower::finish() {
    if ( !endpoint_ || !endpoint_->closed() ) {
       return;
    }
-   // Entities that the leader removes while we are away are not to be held by their handles.
+   // Handles must not keep entities alive that the leader removes during the absence.
    forgetAll();
    synced_ = false;
    if ( !std::exchange( reported_, true ) && onClosed ) {
@@ -159,7 +159,7 @@ void Follower::entityRemoved( Qel::Entity& removed ) {
    }
 }
 
-/// With all that is below.
+/// Forgets a handle with everything below it.
 void Follower::forget( std::uint32_t handle ) {
    std::uint32_t const place = places_.find( handle );
    if ( place == 0 ) [[likely]] {
@@ -204,7 +204,7 @@ void Follower::frame( Frame const& one ) {
    }
 }
 
-/// For the exception that is being handled.
+/// Handles the present exception.
 void Follower::refuse( Frame const& one ) {
    try {
       throw;
@@ -244,8 +244,8 @@ void Follower::apply( Frame const& one ) {
    }
 }
 
-/// About an entity that only the leader's side has a type or a place for. No record is kept of
-/// those, since nothing that would be understood here tells when they go.
+/// A message about an entity of a type or place that only the leader knows. No record of these is
+/// kept, since no message that is understood here tells when they go.
 void Follower::notKnown( Frame const& one ) {
    if ( one.head.entity == 0 || one.head.entity > newest_ ) [[unlikely]] {
       return fail( one, "no entity with handle " + std::to_string( one.head.entity ) +
@@ -301,7 +301,7 @@ void Follower::transactionBegin( EntityQelNboAttrLogSa const& sa, Frame const& o
    }
 }
 
-// Where the end will not come nothing is removed.
+// A collection whose end marker will not come keeps its elements.
 
 void Follower::transactionCancel( Transaction const& one ) {
    doHandleAttrTransaction( mirrored( *one.entity, Qel::typeRecord( *one.entity ), *this ),
@@ -331,7 +331,7 @@ std::uint32_t Follower::expectedElements( In& in, Frame const& begin ) {
    return expected;
 }
 
-/// Null, and counted, if the type is not known here.
+/// Null, and counted, for a type that is not known here.
 Qel::TypeRecord const* Follower::typeNumbered( In& in ) {
    auto const& types = endpoint_->types();
    std::uint16_t const number = in.get16();

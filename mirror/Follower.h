@@ -23,14 +23,14 @@ struct FollowerOptions : EndpointOptions {};
 /// reconnects: entities and their observers stay, and what the new connection brings is published
 /// only where it differs, also if the leader has restarted meanwhile.
 ///
-/// Nothing that comes is trusted. A fault closes the connection with a reason; what was applied
-/// before stays, and nothing is half applied. What only the leader's side knows is skipped and
-/// counted. Observers may do anything but drive or delete the follower.
+/// No input is trusted. A fault closes the connection with a reason; messages before it stay
+/// applied, and no message is half applied. Types and attributes that only the leader knows are
+/// skipped and counted. Observers may do anything but drive or delete the follower.
 ///
-/// What it mirrors is a read-only proxy (Qel/Entity.h): a mutator that would change it, an
-/// observer's too, raises Varek::WriteFromReadOnlyProxy. That holds whether or not there is a
-/// connection, and ends for what is taken out of a tree, for a root that is withdrawn or replaced,
-/// and with the follower.
+/// The mirrored trees are read-only proxies (Qel/Entity.h): a mutator that would change them, even
+/// from an observer, raises Varek::WriteFromReadOnlyProxy. That holds with and without a
+/// connection. It ends for an entity that is removed from a tree, for a root that is withdrawn or
+/// replaced, and for all with the follower.
 class VAREK_EXPORT Follower final : private Qel::NboAttrLog::Receiver {
 public:
    explicit Follower( FollowerOptions = {} );
@@ -46,17 +46,17 @@ public:
    /// Varek::RangeError, with nothing changed, if \p root is part of a mirror already: a tree has
    /// one.
    void rootIs( Varek::String const& name, Varek::Ptr<Qel::Entity> root );
-   /// Null if nothing is held under \p name.
+   /// The root under \p name; null if there is none.
    Varek::Ptr<Qel::Entity> root( Varek::String const& name ) const;
    std::vector<Varek::String> roots() const;
 
    using RootCall = std::function<void( Varek::String const& name, Qel::Entity& root )>;
-   /// When a root is first published under its name, before its contents come.
+   /// Called when a root is first published under its name, before its contents come.
    RootCall onRoot;
-   /// When a root is no longer published, and an ordinary entity again. One that rootIs() gave
-   /// stays held, and is a proxy again when it is published again.
+   /// Called when a root is no longer published and has become an ordinary entity. A root from
+   /// rootIs() stays held, and is a proxy again when it is published again.
    RootCall onRootGone;
-   /// When everything has come that there was as the connection began.
+   /// Called when everything has come that was published when the connection began.
    std::function<void()> onSynced;
    /// Called once when the connection ends, last in the call in which it ends: it may connect anew.
    std::function<void( Varek::String const& reason )> onClosed;
@@ -72,12 +72,11 @@ public:
    void onWritable();
    bool closed() const { return !endpoint_ || endpoint_->closed(); }
    Varek::String reason() const { return endpoint_ ? endpoint_->reason() : Varek::String(); }
-   /// Whether the connection has ended since the two sides do not fit together, or the leader does
-   /// not let this one in: another attempt would end alike. Not for what is merely lost, for a
-   /// fault in what came later, or when the leader has as many followers as it can.
+   /// Whether the connection has ended because the two sides do not fit together or the leader does
+   /// not admit this follower: another attempt would fail in the same way. False for a lost
+   /// connection, a later fault, and a leader that is full.
    bool refused() const { return endpoint_ && endpoint_->refused(); }
-   /// Whether the leader has refused this one, but may let it in later: when it has as many
-   /// followers as it can.
+   /// Whether the leader has refused this follower but may admit it later, since it is full.
    bool refusedForNow() const { return endpoint_ && endpoint_->refusedForNow(); }
    bool synced() const { return synced_; }
    /// Ends the connection, without onClosed.
@@ -94,7 +93,7 @@ public:
       std::uint64_t unknownTypes; ///< Entities of types that this side does not know.
       std::uint32_t entities; ///< That the leader has made known and this side knows the types of.
    };
-   /// Of the present connection.
+   /// The statistics of the present connection.
    Stats stats() const;
 
 private:

@@ -10,7 +10,7 @@ namespace Mirror {
 
 using Qel::NboAttrLog::In;
 
-/// What the calls throw concerns neither the stream nor what else a message brings.
+/// An exception from a callback concerns neither the stream nor the rest of a message.
 template<class Call, class... Arguments>
 void Follower::tell( Call const& call, Arguments&&... arguments ) {
    if ( !call ) {
@@ -77,7 +77,7 @@ void Follower::rootFrame( Frame const& one ) {
    }
 }
 
-/// The root that is held, if the constructor parameters that come next are its own, or a new one.
+/// The held root if the next constructor parameters are its own, or else a new root.
 Varek::Ptr<Qel::Entity> Follower::rootFor( Varek::String const& name, Qel::TypeRecord const& type,
                                            In& in ) {
    auto const fits = [&] {
@@ -86,7 +86,7 @@ Varek::Ptr<Qel::Entity> Follower::rootFor( Varek::String const& name, Qel::TypeR
       return held && &Qel::typeRecord( *held ) == &type &&
              sameConstructorParams( type, *held, parameters );
    };
-   // Whoever is told that the root is gone may give another.
+   // A callback that is told that the root is gone may set another.
    while ( !fits() ) {
       if ( !root( name ) ) {
          return newEntityForAttrLog( type, in );

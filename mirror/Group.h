@@ -12,11 +12,11 @@ namespace Mirror {
 class LeaderConnection;
 struct What;
 
-/// The connections that are up to date: they share one encoding of each change, in the same memory.
-/// What is written here reaches every member; each has been told of every entity that one was. A
-/// member whose queue is over the limit leaves when the change is said, so the group never waits.
-/// What cannot be said to all (for want of memory, or since it is too large) ends the connections
-/// of all members; what cannot be passed to one, its connection alone.
+/// The connections that are up to date: they share the encoding of each change, in the same memory.
+/// Every member receives each message, and all members know the same entities. A member whose queue
+/// is over the limit leaves once the change is written, so the group never waits. A change that
+/// cannot be encoded (for want of memory, or since it is too large) ends the connections of all
+/// members; a change that cannot be queued for a member ends only that connection.
 class Group final : private ChunkOut, public Qel::NboAttrLog::Stream {
 public:
    Group( Announcements& announcements, std::size_t outputLimit )

@@ -40,7 +40,7 @@ void Leader::rootIs( Varek::String const& name, Varek::Ptr<Qel::Entity> root ) {
       return;
    }
    requireUnpublished( *root );
-   // First, as the state right after each change is what is to be said of it.
+   // Called before all other observers, since the state right after each change is written.
    std::map<Varek::String, Root> made;
    made.emplace( name, Root{ root, root->subscribe(
                                       [this]( Varek::Change const& change ) { changed( change ); },
@@ -179,7 +179,7 @@ void Leader::restart() noexcept {
    try {
       announcements_.restart();
    } catch ( std::bad_alloc const& ) {
-      // Nobody is connected; before somebody is, it is tried again.
+      // No follower is connected; the next connection tries it again.
    }
 }
 

@@ -22,10 +22,10 @@ struct LeaderOptions : EndpointOptions, PlaceLimits {};
 
 /// Publishes trees of entities to up to 64 followers over connected sockets.
 ///
-/// A follower is first told everything there is, then each change. Those that keep up share one
-/// encoding of each change; one that does not costs memory for what is different, never for how
-/// often it changed, and holds up nobody. The leader itself neither waits nor starts threads: the
-/// owner's loop drives each connection, and tells the time by tick().
+/// A follower first receives the whole state, then each change. Followers that keep up share the
+/// encoding of each change. A slow follower costs memory for the parts that differ, never for the
+/// number of changes, and delays nobody. The leader neither waits nor starts threads: the owner's
+/// loop drives each connection, and tells the time by tick().
 ///
 /// A tree must not change otherwise than through its mutators; its entities may be changed from
 /// anywhere, also from observers, before connections come, while they are there, and after. A
@@ -54,7 +54,7 @@ public:
    LeaderConnection& connectionIs( Accepted&& one ) {
       return connectionIs( one.fd.release(), one.peer, one.refusal, one.who );
    }
-   /// Ends the connection if it has not ended yet, without onClosed.
+   /// Deletes the connection; ends it first, without onClosed, if it has not ended yet.
    void connectionDel( LeaderConnection& );
    /// Called once for each connection that ends otherwise, and last in the call in which it ends
    /// (or in the next call, for one that ends during a change): it may delete the connection.
@@ -67,13 +67,13 @@ public:
    struct Stats {
       std::uint32_t connections;
       std::uint32_t inGroup;
-      std::uint32_t behind;        ///< With something still to be said.
+      std::uint32_t behind;        ///< Connections with something still to be written.
       std::uint32_t announced;     ///< Entities that some follower knows.
-      std::uint64_t groupMessages; ///< Encoded once for all in the group.
-      std::uint64_t ownMessages;   ///< Encoded for one connection.
+      std::uint64_t groupMessages; ///< Messages encoded once for all in the group.
+      std::uint64_t ownMessages;   ///< Messages encoded for a single connection.
       std::uint64_t bytesSent;
    };
-   /// Over the connections that are there now.
+   /// Totals over the present connections.
    Stats stats() const;
 
    /// For tests of what happens when numbers run out.

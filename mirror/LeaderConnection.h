@@ -13,8 +13,7 @@ namespace Mirror {
 
 class Leader;
 
-/// Trees deeper than this are not said in one go but entity by entity, so that the stack is
-/// bounded.
+/// A deeper tree is not written in a single recursion but entity by entity, to bound the stack.
 inline constexpr unsigned maxDepth = 64;
 
 /// What could not be said: an attribute, all of an entity (without a field), or all of several.
@@ -62,18 +61,18 @@ public:
    void onReadable();
    void onWritable();
    bool closed() const { return endpoint_.closed(); }
-   /// Why it is closed; a sentence.
+   /// The reason why it is closed; a sentence.
    Varek::String const& reason() const { return endpoint_.reason(); }
    /// Whether all that there was when it came has been sent, or at least waits in the output.
    bool synced() const { return syncedSent_; }
    /// Whether it shares the encoding of changes: all that there is has been said.
    bool inGroup() const { return inGroup_; }
 
-   /// Frames that were written for it alone.
+   /// The number of frames that were written for it alone.
    std::uint64_t ownMessages() const { return endpoint_.messages(); }
    std::uint64_t bytesSent() const { return endpoint_.bytesSent(); }
    std::size_t bytesWaiting() { return endpoint_.queue().bytes(); }
-   /// Entities of which something is still to be said.
+   /// The number of entities with something still to be written.
    std::size_t entitiesMarked() const { return flows_.size(); }
 
 private:

@@ -18,7 +18,7 @@ namespace Mirror {
 /// Memory for messages, counted by the slices that refer to it.
 class VAREK_EXPORT Chunk final : public Varek::Counted {
 public:
-   /// What a system call takes at once without much being pinned by a single slice.
+   /// Enough for a system call, but so small that a single slice keeps little memory in use.
    static constexpr std::size_t usualSize = 64 * 1024;
 
    explicit Chunk( std::size_t size )
@@ -32,7 +32,7 @@ private:
    std::size_t size_;
 };
 
-/// The bytes that one connection still has to send.
+/// The bytes that a connection still has to send.
 class VAREK_EXPORT OutQueue {
 public:
    std::size_t bytes() const { return bytes_; }
@@ -114,7 +114,7 @@ private:
    std::size_t allowance_ = unlimited; // from from_ on
 };
 
-/// Writes into the queue of one connection.
+/// Writes into the queue of a connection.
 class VAREK_EXPORT QueueOut final : public ChunkOut {
 public:
    explicit QueueOut( OutQueue& queue ) : queue_( queue ) {}

@@ -9,15 +9,15 @@
 #include "mirror/Announcements.h"
 #include "mirror/Socket.h"
 
-/// The places of a leader's followers. Some are held back, so that connections of one identity,
-/// which may be silent ones, or all that somebody can make, do not keep out the others.
+/// The places of a leader's followers. Some are held back, so that a single identity, even with
+/// silent connections or as many as it can make, does not keep out the others.
 namespace Mirror {
 
 struct PlaceLimits {
-   /// Connections that one identity may have; of this process's own user it is all but
+   /// Connections that an identity may have; this process's own user may have all but
    /// placesHeldBack.
    unsigned placesEach = 48;
-   /// Places that only others than this process's own user may take, and as many that only it may.
+   /// Places reserved for users other than this process's own, and as many for its own user alone.
    unsigned placesHeldBack = 8;
 };
 
@@ -25,7 +25,7 @@ class Places {
 public:
    explicit Places( PlaceLimits const& limits ) : limits_( limits ) {}
 
-   /// Why \p who may have no place now; empty if there is one.
+   /// The reason why \p who gets no place now; empty if there is a place.
    Varek::String refusal( Identity const& who ) const {
       unsigned all = 0, same = 0, others = 0;
       for ( auto const& one : taken_ ) {

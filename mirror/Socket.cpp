@@ -52,7 +52,7 @@ Fd openSocket( int family, Varek::String const& address ) {
    return fd;
 }
 
-/// Removes the socket file that a process left behind. One that answers stays.
+/// Removes the socket file of a process that has ended; a socket that answers stays.
 void removeStale( Varek::String const& path, sockaddr_un const& address ) {
    struct stat about {};
    if ( ::lstat( path.c_str(), &about ) != 0 ) {
@@ -99,7 +99,7 @@ HostAndPort nameOf( sockaddr_storage const& address, socklen_t size ) {
    return { host.data(), port.data() };
 }
 
-/// Whoever has one address of a network of IPv6 has all: it is the network that counts.
+/// The holder of an IPv6 address has its whole network of 64 bits, so the network is the identity.
 Varek::String networkOf( sockaddr_storage const& address, socklen_t size ) {
    auto network = reinterpret_cast<sockaddr_in6 const&>( address );
    if ( address.ss_family != AF_INET6 || IN6_IS_ADDR_V4MAPPED( &network.sin6_addr ) ) {
@@ -196,7 +196,7 @@ Listener::~Listener() {
    }
 }
 
-/// Somebody may have removed it, and another process have made one since.
+/// Somebody may have removed the file, and another process may have made a new file since.
 bool Listener::Made::isThere() const {
    struct stat about {};
    return ::lstat( path.c_str(), &about ) == 0 && about.st_dev == device && about.st_ino == inode;
@@ -208,7 +208,7 @@ void Listener::Made::remove() const {
    }
 }
 
-/// The kernel lets go of it when its holder ends, however that is.
+/// The kernel releases the lock when its holder ends, in whatever way.
 Listener::Lock::Lock( Varek::String const& path ) : file{ path + ".lock", 0, 0 } {
    do {
       fd.reset( ::open( file.path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600 ) );
@@ -224,11 +224,11 @@ Listener::Lock::Lock( Varek::String const& path ) : file{ path + ".lock", 0, 0 }
       }
       file.device = about.st_dev;
       file.inode = about.st_ino;
-      // Who had it before may have removed it after it was opened here.
+      // The holder before may have removed the file after it was opened here.
    } while ( !file.isThere() );
 }
 
-/// While it is still locked: who has opened it meanwhile sees that it is gone.
+/// Called with the lock held: a process that has opened the file meanwhile sees that it is gone.
 Listener::Lock::~Lock() {
    if ( fd.get() >= 0 ) {
       file.remove();

@@ -13,7 +13,7 @@
 /// Sockets for leaders and followers: all non-blocking, close-on-exec, and without SIGPIPE.
 namespace Mirror {
 
-/// A system call on a socket has failed. what() names the address and what the system said.
+/// A system call on a socket has failed. what() has the address and the system's words.
 class VAREK_EXPORT SocketError : public Varek::Failure {
 public:
    SocketError( Varek::String const& address, Varek::String const& doing, int error );
@@ -26,7 +26,7 @@ private:
    int error_;
 };
 
-/// A file descriptor that is closed in the end.
+/// A file descriptor; closed by the destructor.
 class VAREK_EXPORT Fd {
 public:
    Fd() = default;
@@ -54,10 +54,10 @@ struct Identity {
    /// "user 1000", "192.0.2.1"; of IPv6 the network of 64 bits: "2001:db8::/64". Empty for a
    /// connection that this process made itself.
    Varek::String name;
-   bool own = true; ///< Whether that is the user that this process runs as.
+   bool own = true; ///< Whether it is the user of this process.
 };
 
-/// A connection that came in.
+/// An incoming connection.
 struct Accepted {
    Fd fd;
    Varek::String peer;       ///< "unix, user 1000, process 4711" or "192.0.2.1:4711".
@@ -87,11 +87,11 @@ public:
    /// The users who may connect to a Unix socket: by default this process's own, and root.
    void allowedIs( std::vector<uid_t> users ) { allowed_ = std::move( users ); }
 
-   /// One that waits, or none.
+   /// The next waiting connection; nothing if none waits.
    std::optional<Accepted> accept();
 
 private:
-   /// A file that this has made, by its name and by what it is.
+   /// A file that this object has made: its name and its identity.
    struct Made {
       Varek::String path;
       dev_t device = 0;

@@ -5,7 +5,7 @@
 #include "Qel/NboAttrLog.h"
 #include "Varek/String.h"
 
-/// Texts in the frames that are no attribute's: U32 length, the bytes.
+/// Texts in frames other than those of attributes: U32 length, the bytes.
 namespace Mirror {
 
 inline std::size_t textSize( Varek::String const& text ) { return 4 + text.size(); }

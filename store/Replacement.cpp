@@ -133,11 +133,11 @@ public:
             systemFailure( path_, "a file beside it cannot be made" );
          }
          lock();
-         // Until then another process may have taken it for one that was left behind.
+         // Until then another process may have taken it for a left-behind file.
       } while ( isRemoved( file_.get() ) );
    }
 
-   /// To what has none. False if it cannot have one.
+   /// For a draft without a name. False if it cannot be given a name.
    bool giveName() {
       lock();
       // Only a privileged process may link by the descriptor itself.
@@ -147,7 +147,7 @@ public:
       } );
    }
 
-   /// Otherwise the new name may outlive a power cut, and what is in the file not.
+   /// Otherwise a power cut may leave the new name without the contents.
    void sync() const {
       if ( ::fsync( file_.get() ) != 0 ) {
          systemFailure( path_, "cannot be written" );
@@ -162,10 +162,10 @@ public:
    }
 
 private:
-   /// A file system without locks is one in which what was left behind stays.
+   /// On a file system without locks, left-behind files stay.
    void lock() const { ::flock( file_.get(), LOCK_EX ); }
 
-   /// Calls \p make with names until one was free; false, with errno, for any other trouble.
+   /// Calls \p make with names until a name was free; false, with errno, for any other trouble.
    template<class Make>
    bool withFreshName( Make const& make ) {
       std::random_device random;

@@ -111,7 +111,7 @@ Part stepTo( Qel::Entity const& owner, Qel::Entity const& child ) {
    return step;
 }
 
-/// What attribute \p id is now; of one that holds several, the element that \p change speaks of.
+/// The present value of \p attribute; if it holds several, the element that \p change speaks of.
 Part presentPart( Qel::TypeRecord const& type, Qel::AttributeRecord const& attribute,
                   Varek::Change const& change ) {
    auto const& entity = Qel::entityOf( change );

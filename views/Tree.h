@@ -35,7 +35,7 @@ struct Part {
 
    Form form = Form::none;
    bool parameter = false; ///< A constructor parameter.
-   std::string_view name;  ///< Of the attribute, if it is one.
+   std::string_view name;  ///< Of an attribute.
    std::string_view type;  ///< Of an entity.
    std::string text;
    std::vector<Part> key; ///< One, or none.
@@ -57,7 +57,7 @@ Part attributePart( Qel::TypeRecord const&, Qel::AttributeRecord const&, void co
                     Children = Children::whole );
 /// The part for an entity with everything below it.
 Part entityPart( Qel::Entity const& );
-/// The parts of one that is unopened, with their children unopened; of any other its own.
+/// The parts of an unopened part, with their children unopened; of any other part its own.
 std::vector<Part> opened( Part const& );
 /// Whether attributes of this kind are stored, and so shown.
 bool isShown( Qel::AttributeRecord const& );
@@ -65,10 +65,10 @@ bool isShown( Qel::AttributeRecord const& );
 Part severalPart( Qel::AttributeRecord const&, void const* object,
                   std::function<Part( Qel::UntypedElements const& )> const& element );
 
-/// Only that it is one, and of which type; nothing for null.
+/// An entity by its type alone; nothing for null.
 Part bareEntity( Qel::Entity const* );
 
-/// The trees of one process, by the names under which they are published.
+/// The trees of a process, by the names under which they are published.
 using Roots = std::map<std::string, Varek::Ptr<Qel::Entity>>;
 /// All roots, keyed by name and unopened: \p roots must not change until the parts are printed.
 Part rootsPart( Roots const& );

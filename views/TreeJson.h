@@ -14,8 +14,8 @@
 /// UTF-8 is {"octets": "0x..."}, as a key "octets:0x..."; everything else is a string.
 namespace Views {
 
-/// Whether entities say their types. Without, one is {name: value} as a value is: what a
-/// configuration file holds, in which the types are known.
+/// Whether entities say their types. A bare entity is {name: value} like a value, as in a
+/// configuration file, whose reader knows the types.
 enum class EntityForm : std::uint8_t { typed, bare };
 
 nlohmann::ordered_json jsonOf( Part const&, EntityForm = EntityForm::typed );
@@ -26,7 +26,7 @@ inline nlohmann::ordered_json jsonOf( Qel::Entity const& entity,
    return jsonOf( entityPart( entity ), form );
 }
 
-/// The same as text, without spaces; what is unopened is printed as it is opened.
+/// The same as text, without spaces; unopened entities are opened as they are printed.
 void printJson( std::ostream&, Part const& );
 
 /// {"time", "root", "path", "attribute", "key", "old", "new"}; path is an array of
@@ -37,10 +37,10 @@ nlohmann::ordered_json jsonOf( std::string const& time, std::string const& root,
 /// A string, or {"octets": "0x..."}.
 nlohmann::ordered_json textJson( std::string const& );
 
-/// JSON text is; what comes from the network need not be.
+/// JSON text must be; text from the network need not be.
 bool isUtf8( std::string_view text );
 
-/// On one line, without spaces. In ASCII; what is no UTF-8 is replaced.
+/// On one line, without spaces, in ASCII; bytes that are no UTF-8 are replaced.
 std::string compact( nlohmann::ordered_json const& );
 /// On lines of their own, indented by \p indent each.
 std::string pretty( nlohmann::ordered_json const&, int indent );

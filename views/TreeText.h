@@ -17,7 +17,7 @@ void printAttributes( std::ostream&, Part const& );
 /// A value on a single line.
 std::string lineOf( Part const& );
 
-/// On one line: time, path, attribute, and what it was and is: "- -> 5" for what was not there.
+/// On one line: time, path, attribute, old and new value: "- -> 5" if there was nothing before.
 void printText( std::ostream&, std::string const& time, std::string const& root,
                 ChangePart const& );
 /// Likewise, without the time.

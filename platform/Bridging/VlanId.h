@@ -9,9 +9,9 @@
 #include "Varek/Hash.h"
 #include "Varek/String.h"
 
-/// VLAN numbers, as two types: one that always names a VLAN and one that may name none. State holds
-/// what it was given, so neither checks that the number is one that IEEE 802.1Q assigns (1 to
-/// 4094); who acts on a number does.
+/// VLAN numbers, as two types: VlanId always names a VLAN, VlanIdOrNone may name none. State holds
+/// the number that it was given: neither type checks that IEEE 802.1Q assigns it (1 to 4094); the
+/// code that acts on a number does.
 namespace Bridging {
 
 /// The number of a VLAN, 0 by default.

@@ -18,7 +18,7 @@ namespace Lumo {
 ///
 /// Comparison and hashing read a four-byte and a two-byte word. Copying the six bytes into a zeroed
 /// eight-byte variable would be shorter, but its load would have to wait for the two stores that
-/// fill it, since two stores are not forwarded to one load.
+/// fill it, since processors do not forward two stores to a single load.
 class VAREK_EXPORT EthAddr {
 public:
    using Octets = std::array<std::uint8_t, 6>;

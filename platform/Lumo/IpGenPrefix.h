@@ -16,8 +16,8 @@ enum class IpFamily : std::uint8_t { ipv4 = 4, ipv6 = 6 };
 
 /// An IPv4 or IPv6 prefix; an address is a prefix of full length. The default is 0.0.0.0/0.
 ///
-/// The bits beyond the length are always zero (RFC 3162 2.3 demands it of what is sent): a value
-/// that has one set is refused, not corrected, because equal prefixes must be equal values and
+/// The bits beyond the length are always zero (RFC 3162 2.3 demands it of senders). A value with
+/// such a bit set is refused and not corrected, because equal prefixes must be equal values and
 /// because "192.0.2.7/24" is more often a mistake than a prefix.
 class VAREK_EXPORT IpGenPrefix {
 public:
@@ -29,8 +29,8 @@ public:
    IpGenPrefix( IpFamily family, std::span<std::uint8_t const> address, unsigned length );
    /// An address: a prefix of full length.
    IpGenPrefix( IpFamily family, std::span<std::uint8_t const> address );
-   /// From "192.0.2.0/24", "2001:db8::/32" (RFC 4291 2.2), or either without a length, which is
-   /// then the full one. Throws Varek::TextError; in particular for octets of IPv4 with leading
+   /// From "192.0.2.0/24", "2001:db8::/32" (RFC 4291 2.2), or either without a length, which means
+   /// the full length. Throws Varek::TextError; in particular for octets of IPv4 with leading
    /// zeros, which some read as octal.
    explicit IpGenPrefix( std::string_view text );
 
@@ -59,7 +59,7 @@ private:
    std::uint8_t length_ = 0;
 };
 
-/// "192.0.2.0/24"; the address alone if the length is the full one. IPv6 as RFC 5952 recommends.
+/// "192.0.2.0/24"; the address alone if the length is the full length. IPv6 as RFC 5952 recommends.
 VAREK_EXPORT Varek::String stringValue( IpGenPrefix const& );
 VAREK_EXPORT std::ostream& operator<<( std::ostream&, IpGenPrefix const& );
 

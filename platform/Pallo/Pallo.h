@@ -10,13 +10,13 @@
 /// Slab allocation for small objects that come and go in great numbers.
 ///
 /// Sizes up to largestSize are rounded up to a multiple of 16 and served from slabs of one size
-/// each, so an object carries no header. Slabs are cut from regions that are taken from the
-/// standard heap and go back to it when they are wholly free (one is kept, so that a workload that
-/// hovers at the edge does not thrash). Larger sizes go to the heap. Under the address sanitizer
-/// everything does, so that errors are still found.
+/// each, so an object carries no header. Slabs are cut from regions of the standard heap. A region
+/// goes back to the heap when it is wholly free, except for one free region, which is kept so that
+/// a workload at the edge does not take and return it all the time. Larger sizes come from the
+/// heap. Under the address sanitizer everything does, so that errors are still found.
 ///
-/// One slab of each size stays when its last object goes, so what is kept with nothing alive can
-/// reach one region a size.
+/// The last slab of each size stays when its last object goes. So with nothing alive the allocator
+/// may still keep a region for each size.
 ///
 /// Thread safety: safe from any thread. A lock is taken while several run (Varek/ThreadControl.h),
 /// and none otherwise.

@@ -7,7 +7,7 @@
 
 namespace Qel {
 
-/// Characters that are being read: a text and how far one has come in it.
+/// A text that is being read, and how far the reader has come in it.
 class VAREK_EXPORT CharRange {
 public:
    explicit CharRange( std::string_view text ) : text_( text ) {}

@@ -26,9 +26,9 @@ struct alignas( 16 ) HashGroup {
 
    static constexpr std::uint32_t lastBit = 1U << slots;
 
-   /// What a look-up wants to know: one bit for each slot whose tag is that of \p hash, and lastBit
-   /// if nothing that belongs here had to go further. In a miss that is mostly lastBit alone: one
-   /// comparison.
+   /// The result has a bit for each slot whose tag is that of \p hash, and lastBit if no element
+   /// that belongs here had to go to a later group. In most misses it is lastBit alone, which takes
+   /// a single comparison to see.
    std::uint32_t look( std::uint32_t hash ) const;
 
    /// One bit for each slot whose tag is \p tag.

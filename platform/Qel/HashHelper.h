@@ -55,7 +55,7 @@ concept Hashable = std::is_enum_v<T> || std::is_integral_v<T> ||
 
 } // namespace Qel
 
-/// Whatever may be a key of a keyed collection may be one of a standard container.
+/// Whatever may be a key of a keyed collection may be a key of a standard container.
 template<Qel::SelfHashing T>
 struct std::hash<T> {
    std::size_t operator()( T const& value ) const {

@@ -20,15 +20,16 @@
 /// each with its key inside, lie in the slots themselves, so a look-up that hits touches one group
 /// and one element.
 ///
-/// A map is 16 bytes on 64-bit. A new one has allocated nothing; a small one has a single group
-/// with as many slots as it needs, and keeps it when its last element is erased. One with more
+/// A map is 16 bytes on 64-bit. A new map has allocated nothing. A small map has a single group
+/// with as many slots as it needs, and keeps it when its last element is erased; a map of several
 /// groups gives its memory back then. Elements stay where they are (references and positions hold)
-/// until the map grows. version() changes when it grows and when it gives its memory back. A walk
-/// by position asks anew at each step, and so is safe while elements are erased, replaced or, up to
-/// the capacity, inserted; when version() changes it has to find its place again by key. A
-/// range-for is a walk over the groups in memory order that looks at each group once. It is
-/// therefore safe while elements are replaced and while its body erases the one that it stands on,
-/// but not others. See const_iterator.
+/// until the map grows. version() changes when it grows and when it gives its memory back.
+///
+/// A walk by position asks anew at each step. So it is safe while elements are erased, replaced or,
+/// up to the capacity, inserted; when version() changes it has to find its place again by key. A
+/// range-for walks the groups in memory order and looks at each group once. So it is safe while
+/// elements are replaced and while its body erases the element that it stands on, but not while
+/// other elements are erased. See const_iterator.
 namespace Qel {
 
 /// A map of \p Element, each with its key inside: KeyFunktor::Key is the key type and
@@ -44,9 +45,10 @@ public:
    static_assert( alignof( Element ) <= 16 );
 
    /// Walks the elements in position order. The element that it stands on may be erased, and the
-   /// next one then be gone to, even if that was the last and the map gave its memory back. What is
-   /// inserted meanwhile may or may not be met. It is an error to go on when another element was
-   /// erased that was still to come, or the map has grown: builds with assertions end the process.
+   /// walk goes on, even if that was the last element and the map gave its memory back. The walk
+   /// may or may not meet elements that are inserted meanwhile. It is an error to go on after
+   /// another element that was still to come has been erased, or after the map has grown: builds
+   /// with assertions end the process.
    class const_iterator {
    public:
       using iterator_category = std::forward_iterator_tag;
@@ -149,7 +151,7 @@ public:
       std::uint32_t const group = position / Group::slots;
       return { *this, group, position % Group::slots };
    }
-   /// The position of \p element, which is one of the map.
+   /// The position of \p element, which must be in the map.
    std::uint32_t positionOf( Element const& element ) const {
       return static_cast<std::uint32_t>( &element - elements() );
    }
@@ -183,7 +185,7 @@ public:
       return place( keyHash, std::move( made ) );
    }
 
-   /// The element with \p key and whether it is new; a new one is made from \p arguments.
+   /// The element with \p key and whether it is new; a new element is made from \p arguments.
    template<class... Arguments>
    std::pair<Element&, bool> findOrNewMemberG( Key const& key, Arguments&&... arguments ) {
       std::uint32_t const keyHash = hash( key );
@@ -201,7 +203,7 @@ public:
       }
    }
 
-   /// Removes the element with \p key and returns it, if there is one.
+   /// Removes the element with \p key and returns it; nothing if there is none.
    std::optional<Element> deleteMemberG( Key const& key ) {
       if ( !groups_ ) {
          return std::nullopt;
@@ -242,9 +244,9 @@ public:
       }
    }
 
-   /// Sets or clears the deletion mark of the element with \p key, if there is one. There are marks
-   /// from qelMarkAllForDeletion on only, until they are cleared: outside of a resynchronisation
-   /// this does nothing.
+   /// Sets or clears the deletion mark of the element with \p key, if there is such an element.
+   /// Marks exist only from qelMarkAllForDeletion on until they are cleared: outside of a
+   /// resynchronisation this does nothing.
    void qelMarkedForDeletionGIs( Key const& key, bool marked ) {
       if ( !groups_ || !head().marks ) {
          return;

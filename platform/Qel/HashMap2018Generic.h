@@ -33,7 +33,8 @@ public:
          marked_[position] = marked;
       }
    }
-   /// For a map without elements: one resynchronisation of most is that, and allocates nothing.
+   /// The marks of a map without elements, which most maps are when they are synchronised first:
+   /// they are shared and allocate nothing.
    static DeletionMarks none;
 
 private:
@@ -100,12 +101,13 @@ public:
    void* lookupNodeG( HashMap2018Type const& type, void const* key ) {
       return type.lookupNodeG( *this, key );
    }
-   /// Inserts one that takes over the contents of \p element. Its key must not be in the map.
+   /// Inserts an element that takes over the contents of \p element. Its key must not be in the
+   /// map.
    void* newMemberG( HashMap2018Type const& type, void* element ) {
       return type.newMemberG( *this, element );
    }
    /// Removes the element with that key, and constructs it at \p removed if that is not null.
-   /// Whether there was one.
+   /// Returns whether there was such an element.
    bool deleteMemberG( HashMap2018Type const& type, void const* key, void* removed = nullptr ) {
       return type.deleteMemberG( *this, key, removed );
    }

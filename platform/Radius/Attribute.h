@@ -12,8 +12,9 @@
 namespace RadiusPktParserBase {
 
 /// What a RADIUS attribute is, without its value: the vendor that defined it, as an SMI enterprise
-/// number, 0 for the standard ones, and its type. The extended attributes of RFC 6929 are standard
-/// ones whose type is the number of the space (241 to 246) times 256 plus the extended type.
+/// number (0 for standard attributes), and its type. The extended attributes of RFC 6929 are
+/// standard attributes whose type is the number of the space (241 to 246) times 256 plus the
+/// extended type.
 class VAREK_EXPORT Attribute {
 public:
    constexpr Attribute() = default;

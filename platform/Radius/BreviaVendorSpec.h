@@ -10,7 +10,7 @@
 namespace RadiusPacketParser {
 
 /// The sub-types of Brevia's own vendor-specific attributes that concern port authentication. Any
-/// 8-bit value is a valid one, with a name or without.
+/// 8-bit value is valid, with a name or without.
 struct BreviaVendorSpec {
    enum BreviaVendorSpecEnum : std::uint8_t {
       unassigned = 0,

@@ -9,7 +9,7 @@
 
 namespace RadiusPacketParser {
 
-/// The standard attributes by number. Any 8-bit value is a valid one, with a name or without.
+/// The standard attributes by number. Any 8-bit value is valid, with a name or without.
 struct RadiusAttributeId {
    enum RadiusAttributeIdEnum : std::uint8_t {
       unassigned = 0,

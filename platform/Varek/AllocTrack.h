@@ -11,7 +11,8 @@
 
 namespace Varek {
 
-/// A number that several threads may adjust, and that costs a plain addition while there is one.
+/// A number that several threads may adjust. While the process has a single thread, adjusting it
+/// costs a plain addition.
 class VAREK_EXPORT TrackedCount {
 public:
    constexpr TrackedCount() = default;
@@ -29,11 +30,11 @@ private:
    std::atomic<std::size_t> value_{ 0 };
 };
 
-/// What is known of the live objects of one entity type. There is one tracker a type, reachable
-/// from the type's record, so that a program can say at any time what its state costs.
+/// Counts the live objects of an entity type. Each type has one tracker, reachable from the type's
+/// record, so that a program can say at any time what its state costs.
 ///
-/// The facts of the type are given when the tracker is made, at compile time: were they written by
-/// the first object, the first objects of two threads would race for them.
+/// The tracker gets the facts of the type at compile time: if the first object wrote them, the
+/// first objects of two threads would race for them.
 class VAREK_EXPORT AllocTrackTypeInfo {
 public:
    /// \p identity is the type's qualified name, \p size that of each object in bytes and
@@ -49,7 +50,7 @@ public:
       VAREK_ASSERT( size == tracker.size_, tracker.identity_, size, tracker.size_ );
       tracker.liveObjects_.add( 1 );
    }
-   /// Records its end, or undoes the record of one whose construction failed.
+   /// Records the end of an object, or of an attempt to make one that failed.
    static void trackRelease( AllocTrackTypeInfo& tracker ) { tracker.liveObjects_.subtract( 1 ); }
 
    std::string_view identity() const { return identity_; }
@@ -64,7 +65,7 @@ private:
    TrackedCount liveObjects_;
 };
 
-/// What the storage of one kind of value sequence amounts to, under a tag such as "VE_AttrValue".
+/// Counts the storage of one kind of value sequence, under a tag such as "VE_AttrValue".
 class VAREK_EXPORT MemoryTracker {
 public:
    explicit constexpr MemoryTracker( std::string_view tag ) : tag_( tag ) {}

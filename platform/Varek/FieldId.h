@@ -6,7 +6,7 @@
 namespace Varek {
 
 /// The 16-bit number of an attribute within its type: from 258 in entities, from 2 in value types;
-/// 154 is the name of an entity that has one.
+/// 154 is the name of a named entity.
 class FieldId {
 public:
    constexpr FieldId() = default;

@@ -10,8 +10,8 @@
 #include "Varek/String.h"
 
 /// Handling values and collections without knowing their types: tables of functions over untyped
-/// memory. Every value, key or element that an attribute can hold has one table of the first kind;
-/// every collection or sequence serves iteration through one of the second.
+/// memory. Every value, key or element that an attribute can hold has an AtomicFnTable; every
+/// collection or sequence serves iteration through an iterator's table.
 namespace Varek::Inspect {
 
 /// Flags of the string form.
@@ -27,7 +27,8 @@ struct AtomicFnTable {
    std::string_view typeName; ///< "Lumo::EthAddr", "U32", "Varek::String".
    std::size_t size;
    std::size_t alignment;
-   /// Constructs a value at \p destination: a copy of \p source, or the default one if it is null.
+   /// Constructs a value at \p destination: a copy of \p source, or the default value if that is
+   /// null.
    void ( *inspectConstruct )( void* destination, void const* source );
    void ( *inspectDestroy )( void* p );
    void ( *assign )( void* p, void const* source );
@@ -35,7 +36,7 @@ struct AtomicFnTable {
    /// Whether \p a comes before \p b; null for a type without an order.
    bool ( *less )( void const* a, void const* b );
    /// The string form; null for a type that has none. A descriptor names the attribute that holds
-   /// the value, if one does; the forms of all attributes of a type are alike. \p flags are of
+   /// the value, if any; the forms of all attributes of a type are alike. \p flags are of
    /// StrepFlag.
    String ( *inspectEncodeToString )( void const* p, FieldDescriptor, std::uint32_t flags );
    /// Assigns what \p text, the whole of it, says; null for a type that cannot be read. Throws

@@ -11,7 +11,8 @@ namespace Varek {
 /// Receives a line without its line end. May be called from any thread; must not throw.
 using LogHook = void ( * )( std::string_view line ) noexcept;
 
-/// Sets the hook: null for silence; at first lines go to standard error. Returns the one before.
+/// Sets the hook and returns the hook of before. Null means silence; at first, lines go to standard
+/// error.
 VAREK_EXPORT LogHook logHookIs( LogHook ) noexcept;
 
 /// Gives \p line to the hook.

@@ -15,7 +15,7 @@ struct Registry {
 };
 
 // Made at the first use, since modules register from static initialisers in any order, and never
-// torn down, since one may still be looked up while the process ends.
+// torn down, since a module may still be looked up while the process ends.
 Registry& registry() {
    static Registry& all = *new Registry;
    return all;

@@ -64,8 +64,8 @@ protected:
          expire();
       }
    }
-   /// useBegin and useEnd for one who knows that no use is under way, and at the end that the
-   /// object stays: stores alone.
+   /// useBegin and useEnd for a caller who knows that no use is under way, and at the end that the
+   /// object stays. They only store.
    void useBeginOutermost() { usesUnderWay_ = 1; }
    void useEndStaying() { usesUnderWay_ = 0; }
    bool inUse() const { return usesUnderWay_ != 0; }

@@ -207,8 +207,8 @@ void Publisher::deliveryEnd( std::uint32_t outer ) {
    useEnd( outer );
 }
 
-/// A delivery by one publisher that is under way: keeps it, and its observers where they are, and
-/// knows those that were there when it began.
+/// A delivery by a publisher that is under way. It keeps the publisher alive and its observers
+/// where they are, and knows the observers that were there when it began.
 struct Publisher::Delivery {
    explicit Delivery( Publisher& p )
       : publisher( p ), outer( p.useBegin() ), only( p.single() ), several( p.list() ),
@@ -236,8 +236,9 @@ struct Publisher::Delivery {
    std::size_t const count;
 };
 
-/// A changed publisher or one above it that has subtree observers. Each is in a stack frame of
-/// deliverUpwards: nothing has to be allocated between a change and its delivery.
+/// The changed publisher, or a publisher above it that has subtree observers. Each level is in a
+/// stack frame of deliverUpwards, so that nothing has to be allocated between a change and its
+/// delivery.
 struct Publisher::Level {
    explicit Level( Publisher& publisher ) : delivery( publisher ) {}
    Delivery delivery;

@@ -12,30 +12,31 @@
 #include "Varek/Ptr.h"
 
 /// Change notification. A Publisher is an object that tells observers of each real change of its
-/// attributes; publishers form trees through their parents, and one may observe a single publisher
-/// or a publisher with everything below it.
+/// attributes. Publishers form trees through their parents; an observer is for a single publisher
+/// or for a publisher with everything below it.
 ///
 /// Guarantees
 /// - Each change is delivered exactly once to each observer that was there when it happened and
-///   still is. One that is added during a delivery is not told of that change.
+///   still is. An observer that is added during a delivery is not told of that change.
 /// - An observer may do anything while it is told: change the same object, add or remove observers,
 ///   itself included, drop the last reference to the object. A change that it makes is delivered at
 ///   once, before the outer delivery goes on.
 /// - An observer that throws does not keep the others from being told; the first exception reaches
 ///   the caller of the mutator afterwards.
 /// - Delivery allocates nothing, so no change is lost for want of memory.
-/// - An observer that comes later in the order is told of what an earlier one changed before it is
-///   told of the change that the earlier one was told of. Whoever needs the order in which changes
-///   happened, and the state as it was right after each, observes with Scope::subtreeFirst.
+/// - If an observer changes something while it is told of a change, observers that come later in
+///   the order hear of the inner change first. Code that needs the order in which changes happened,
+///   and the state as it was right after each, observes with Scope::subtreeFirst.
 ///
 /// Cost. Until somebody observes, a publisher is one zero word, and publishing is one predictable
-/// branch. That initial state is left when an observer comes for the object or for a subtree that
-/// it is in, or when it comes into a subtree that is observed, and is never entered again:
-/// clear-all fast paths depend on "nothing can ever have been observed", so leaving it is pushed
-/// down the tree when a subtree observer is added.
+/// branch. An object leaves this initial state when an observer comes for it or for a subtree that
+/// it is in, or when it comes into an observed subtree, and never enters it again. Clear-all fast
+/// paths depend on "nothing can ever have been observed"; so adding a subtree observer takes
+/// everything below out of the initial state.
 ///
-/// A read-only proxy, a mirror of what another process has, is a bit of the same word, and holds
-/// for all that the publisher owns: so mutators that must refuse to write need no further test.
+/// Whether an object is a read-only proxy, the mirror of another process's object, is a bit of the
+/// same word, and holds for all that the publisher owns. So mutators that must refuse to write need
+/// no further test.
 namespace Varek {
 
 class Publisher;
@@ -93,8 +94,8 @@ VAREK_EXPORT std::uint64_t observerExceptions() noexcept;
 
 namespace Internal {
 
-/// One observer of one publisher. Owned by its Subscription; one that is removed while a delivery
-/// is under way waits for the end of that, with publisher null, and does nothing when called.
+/// One observer of one publisher. Its Subscription owns it. An observer that is removed during a
+/// delivery stays until the delivery ends, with publisher null, and does nothing when called.
 class VAREK_EXPORT Observer {
 public:
    // Beside the pointers, not in a virtual table: this saves a load before the call.
@@ -146,8 +147,8 @@ struct VAREK_EXPORT ObserverList {
    std::uint32_t subtreeObservers = 0; // in either scope
    std::uint32_t firstObservers = 0;
 
-   /// Tells those of the first \p count whose scope is one of \p scopes. \p unasked where that is
-   /// known of all of them.
+   /// Tells those of the first \p count observers whose scope is among \p scopes. With \p unasked
+   /// the caller knows that all of them are.
    template<bool unasked = false>
    void tell( Change const& change, std::size_t count, Scopes scopes ) const {
       std::size_t next = 0;
@@ -164,8 +165,8 @@ struct VAREK_EXPORT ObserverList {
          throw;
       }
    }
-   /// After one has thrown: the others are told all the same, and the first exception is the one
-   /// that the caller gets.
+   /// After an observer has thrown: the others are told all the same, and the caller gets the first
+   /// exception.
    void tellRest( Change const&, std::size_t next, std::size_t count, Scopes ) const noexcept;
 };
 
@@ -180,8 +181,8 @@ public:
       requires std::invocable<F&, Change const&>
    [[nodiscard]] Subscription subscribe( F&& f, Scope scope = Scope::object );
 
-   /// True while nothing can ever have observed this object and it is no read-only proxy: who
-   /// changes it has nothing else to do.
+   /// True while nothing can ever have observed this object and it is no read-only proxy: a mutator
+   /// has nothing else to do then.
    bool initial() const { return word_ == 0; }
    /// True while nothing can ever have observed this object.
    bool unobserved() const { return ( word_ & ~proxyBit ) == 0; }
@@ -213,22 +214,23 @@ protected:
       }
    }
 
-   /// What comes to a read-only proxy becomes one, with all below it; what leaves one is none.
+   /// An object that comes to a read-only proxy becomes a proxy, with all below it; an object that
+   /// leaves a proxy ceases to be one.
    void parentPublisherIs( Publisher* );
    /// Sets the state of this object and of everything that it owns.
    void readOnlyProxyIs( bool );
-   /// Calls \p visit( child, context ) for each publisher whose parent is this one.
+   /// Calls \p visit( child, context ) for each publisher whose parent this is.
    virtual void visitOwned( void ( *visit )( Publisher&, void* ), void* context );
 
 private:
    friend class Subscription;
-   // The word holds, beside these bits, a pointer to the one observer or to the list of several. No
-   // bit but the first is set in the case that is to be fast: one observer, and none in the
-   // subtrees above.
+   // Beside these bits, the word holds a pointer to the only observer or to the list of several. In
+   // the case that is to be fast, a single observer and none in the subtrees above, no bit but the
+   // first is set.
    using Word = std::uintptr_t;
    static constexpr Word proxyBit = 1;
    static constexpr Word watchedBit = 2; // an observer of a subtree it is in observes it, or did
-   static constexpr Word listBit = 4;    // without a pointer: no observer, but there has been one
+   static constexpr Word listBit = 4;    // without a pointer: had an observer, has none now
    static constexpr Word removedBit = 8; // some observer is to be swept out
    static constexpr Word pointerBits = ~Word{ proxyBit | watchedBit | listBit | removedBit };
 
@@ -256,7 +258,7 @@ private:
       }
       Publisher* delivering;
    };
-   /// A delivery by this one alone, while it has none under way.
+   /// A delivery by this publisher alone, while it has no other delivery under way.
    template<class Tell>
    void deliverOutermost( Tell tell ) {
       Word const before = word_;

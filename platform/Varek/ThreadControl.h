@@ -10,15 +10,16 @@
 namespace Varek {
 
 /// Says whether more than one thread runs. While it says no, reference counts, the slab allocator
-/// and the tracking of allocations work without atomic instructions and without locks. Nobody has
-/// to tell it: glibc (2.32 and later) knows, and where there is none it always says yes.
+/// and the tracking of allocations work without atomic instructions and without locks. No program
+/// has to tell it: glibc (2.32 and later) knows; with other C libraries it always says yes.
 ///
-/// The answer is a promise to the calling thread and holds until that thread starts another itself.
-/// It may become no again when the last other thread has been joined; all that this one did has
-/// then happened before, so what was counted atomically goes on being counted plainly.
+/// The answer is a promise to the calling thread and holds until that thread itself starts another.
+/// It may become no again when the last other thread has been joined. Everything that the other
+/// thread did has happened by then, so numbers that were counted atomically are counted plainly
+/// from there on.
 ///
-/// It does not make one tree usable from two threads. Trees in different threads share nothing that
-/// changes but what is counted here, so each may have its own.
+/// This does not make a tree usable from two threads. But each thread may have trees of its own:
+/// trees in different threads share nothing that changes except these counts.
 class ThreadControl {
 public:
    static bool multiThreaded() {

@@ -10,8 +10,8 @@
 #include <gtest/gtest.h>
 
 #include "Dot1xV2/AaaHelperLedraTypes.h"
-#include "Dot1xV2/AuthNZPhase.h"
 #include "Dot1xV2/AuthNZLedraTypes.h"
+#include "Dot1xV2/AuthNZPhase.h"
 #include "Dot1xV2/AuthZStatus.h"
 #include "Dot1xV2/Dot1xRecords.h"
 #include "support/AnyValue.h"

@@ -84,7 +84,8 @@ protected:
             void* const at = one_.iterate( scratch.get(), nullptr );
             one_.iterator->iterKey( at, key.data() );
             one_.iterator->iterDel( at );
-            use_.removeAll( scratch.get() );
+            Qel::InspectArguments none;
+            Qel::inspectOperation( type_, scratch.get(), Op::removeAll, { one_.id }, none );
          }
          if ( all.size() == most && !all.contains( key.form() ) ) {
             continue;

@@ -6,8 +6,8 @@
 
 #include "Varek/Publisher.h"
 
-/// Keeps what an observer was told: which object, which attribute, and copies of the key and of the
-/// old value, \p K and \p V being their types.
+/// Records the notifications of an observer: object, attribute, and copies of the key, of type
+/// \p K, and of the old value, of type \p V.
 template<class K, class V>
 struct ChangeRecorder {
    struct Told {

@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-/// Whether \p part is in \p text; if that is not as expected, both are shown.
+/// Whether \p part is in \p text; a failure shows both.
 inline testing::AssertionResult contains( std::string_view text, std::string_view part ) {
    bool const found = text.find( part ) != text.npos;
    return testing::AssertionResult( found )

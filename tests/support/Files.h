@@ -11,13 +11,13 @@
 /// Files of tests.
 namespace Files {
 
-/// Nothing if it cannot be read.
+/// The contents of a file; empty if it cannot be read.
 inline std::string contents( std::string const& path ) {
    std::ifstream file( path, std::ios::binary );
    return { std::istreambuf_iterator<char>( file ), {} };
 }
 
-/// A folder that goes with all that is in it. Its path is short enough for a socket's.
+/// A folder that is removed with its contents. Its path is short enough for a socket.
 struct Folder {
    std::string path = "/tmp/dot1x-XXXXXX";
    Folder() { EXPECT_NE( ::mkdtemp( path.data() ), nullptr ); }

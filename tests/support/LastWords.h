@@ -2,5 +2,5 @@
 
 #include <string>
 
-/// For a death test: \p text ends what is printed. An emulator has a line of its own after that.
+/// For a death test: the output ends with \p text. An emulator prints another line after it.
 inline std::string lastWords( std::string const& text ) { return text + "\n(qemu: [^\n]*\n)?$"; }

@@ -6,7 +6,7 @@
 
 #include "framework/AttrLog.h"
 
-/// A stream that keeps its frames and takes as many more as it is told to.
+/// A stream that keeps its frames and takes only as many more as a test allows.
 class LogStream final : public Qel::NboAttrLog::Out, public Qel::NboAttrLog::Stream {
 public:
    struct Frame {
@@ -59,7 +59,7 @@ private:
       std::size_t used = 0;
    };
 
-   // Each chunk has room for one frame, so that each asks.
+   // Each chunk has room for a single frame, so that every frame asks for room.
    std::uint8_t* room( std::size_t size ) override {
       if ( takes == 0 ) {
          return nullptr;

@@ -8,8 +8,8 @@
 #include "Qel/HashMap2018.h"
 #include "support/Tracked.h"
 
-/// Maps of different elements behind one face: an element is made from the number of its key and of
-/// its content, and gives the content back.
+/// Maps of different elements behind a common interface: an element is made from the numbers of its
+/// key and of its content, and returns the content.
 namespace MapElements {
 
 /// An object behind a counted pointer.
@@ -36,7 +36,7 @@ struct PairKey {
    Key const& operator()( Element const& element ) const { return element.key; }
 };
 
-/// A key whose hash takes \p values values, one apart in the bits \p from upwards.
+/// A key with only \p values different hashes, which count up in the bits from \p from on.
 template<std::uint32_t values, unsigned from>
 struct PoorKey {
    std::uint32_t number;
@@ -56,7 +56,7 @@ struct PointerNodes {
    static int live() { return Counted::live; }
 };
 
-/// Elements of type \p E that keep their content themselves, under \p count keys.
+/// Elements of type \p E that hold their content, under \p count keys.
 template<class K, std::uint32_t count>
 struct OwnContent {
    using Element = Pair<K, Tracked>;

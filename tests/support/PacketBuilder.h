@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-/// Builds packets from the inside out, and captures of them, for tests that need input which no
+/// Builds packets from the inside out, and captures of them, for tests with input that no
 /// well-behaved program sends.
 namespace PacketBuilder {
 
@@ -37,7 +37,7 @@ inline Octets udp( std::uint16_t from, std::uint16_t to, Octets const& payload )
    return u16( from ) + u16( to ) + u16( 8 + payload.size() ) + u16( 0 ) + payload;
 }
 
-/// 192.0.2.1 to 192.0.2.2, or back. \p fragment is the field of flags and offset.
+/// A packet from 192.0.2.1 to 192.0.2.2, or back. \p fragment is the field of flags and offset.
 inline Octets ipv4( Octets const& payload, bool back = false, std::uint16_t fragment = 0,
                     Octets const& options = {}, std::uint8_t protocol = 17 ) {
    Octets const one{ 192, 0, 2, 1 };
@@ -48,7 +48,7 @@ inline Octets ipv4( Octets const& payload, bool back = false, std::uint16_t frag
           Octets{ 64, protocol, 0, 0 } + ( back ? two + one : one + two ) + options + payload;
 }
 
-/// ::1 to ::2. \p next is the kind of the first header in \p payload.
+/// A packet from ::1 to ::2. \p next is the kind of the first header in \p payload.
 inline Octets ipv6( std::uint8_t next, Octets const& payload ) {
    Octets one( 16 );
    one[15] = 1;
@@ -63,14 +63,13 @@ inline Octets ethernet( Octets const& payload, std::uint16_t type = 0x0800,
    return Octets( 12, 2 ) + tags + u16( type ) + payload;
 }
 
-/// A RADIUS packet as it is on Ethernet: a request to port 1812, an answer from it.
+/// A RADIUS packet on Ethernet: a request to port 1812, an answer from it.
 inline Octets onWire( Octets const& radiusPacket, bool answer = false ) {
    return ethernet( ipv4(
       answer ? udp( 1812, 40000, radiusPacket ) : udp( 40000, 1812, radiusPacket ), answer ) );
 }
 
-/// Writes a capture of Ethernet packets; a packet of which fewer octets are kept than it had was
-/// cut: \p keep gives the most that is kept.
+/// Writes a capture of Ethernet packets. A packet of more than \p keep octets is cut to so many.
 inline void writeCapture( std::string const& path, std::vector<Octets> const& packets,
                           std::size_t keep = 65535, std::uint8_t linkType = 1 ) {
    std::ofstream file( path, std::ios::binary );

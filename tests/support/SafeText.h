@@ -4,8 +4,8 @@
 
 #include "framework/Strep.h"
 
-/// Whether \p text may be given to \p type. Where only "absent" may stand for a value with a
-/// collection anything else ends the process, as it is to.
+/// Whether \p text may be given to \p type. For an optional value with a collection, any text but
+/// "absent" ends the process, as documented.
 inline bool isSafeText( Varek::Inspect::AtomicFnTable const& type, std::string_view text ) {
    if ( Qel::isSafelyReadable( type ) ) {
       return true;

@@ -12,8 +12,8 @@ namespace Samples {
 
 using Octets = std::vector<std::uint8_t>;
 
-/// The UDP payloads of a capture of the samples folder that has nothing but UDP over IPv4 over
-/// Ethernet in classic little-endian pcap: element n is that of frame n + 1.
+/// The UDP payloads of a capture in the samples folder that has only UDP over IPv4 over Ethernet in
+/// classic little-endian pcap: element n is the payload of frame n + 1.
 inline std::vector<Octets> udpPayloads( std::string const& name ) {
    std::ifstream file( std::string( DOT1X_SAMPLES_DIR ) + "/" + name, std::ios::binary );
    std::string const data( std::istreambuf_iterator<char>( file ), {} );

@@ -41,7 +41,7 @@ struct Stranger {
       ::close( ready[0] );
    }
 
-   /// Not if this process is not root's.
+   /// False if this process is not root's.
    bool listens() const { return listens_; }
 
 private:

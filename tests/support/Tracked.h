@@ -6,12 +6,12 @@
 
 #include <gtest/gtest.h>
 
-/// A number that counts its objects, notices a second destruction or a use after one, and throws
-/// from the copy that a test asked to fail.
+/// A number that counts its objects, notices a second destruction or a use after destruction, and
+/// throws from the copy that a test has chosen to fail.
 class Tracked {
 public:
-   inline static thread_local int live = 0; // in its thread, as copiesLeft
-   /// How many copies still succeed; negative for all.
+   inline static thread_local int live = 0; // for each thread, as copiesLeft
+   /// How many further copies succeed; negative if all do.
    inline static thread_local int copiesLeft = -1;
 
    Tracked( std::uint32_t value = 0 ) : value_( value ) { ++live; }
@@ -51,7 +51,7 @@ private:
 
 inline std::string stringValue( Tracked const& value ) { return std::to_string( value.value() ); }
 
-/// Lets copies fail after \p after more of them, until the end of its scope.
+/// Makes copies fail after \p after further copies, until the end of its scope.
 struct CopiesFail {
    explicit CopiesFail( int after ) { Tracked::copiesLeft = after; }
    ~CopiesFail() { Tracked::copiesLeft = -1; }

@@ -10,15 +10,15 @@
 #include "support/RandomChange.h"
 #include "support/TestModule.h"
 
-/// Trees of any types: whether two are equal, and random changes, all by their records.
+/// Comparison and random changes of trees of any types, by their records.
 namespace Trees {
 
-/// One line for each value, element and child of a tree.
+/// A line for each value, element and child of a tree.
 using Lines = std::set<std::string>;
 
 inline void addLines( Lines& to, std::string const& path, Qel::Entity const& );
 
-/// "path[key] value" for each element, in whatever order it comes, and how many there are.
+/// "path[key] value" for each element, in any order, and the number of elements.
 inline void addElements( Lines& to, std::string const& path, Qel::Entity const& entity,
                          Qel::AttributeRecord const& one ) {
    std::size_t count = 0;
@@ -67,7 +67,7 @@ inline Lines linesOf( Qel::Entity const& entity ) {
    return lines;
 }
 
-/// The first line that one of the two has alone; empty if they are equal.
+/// The first line that only one of both has; empty if they are equal.
 inline std::string difference( Qel::Entity const& a, Qel::Entity const& b ) {
    Lines const x = linesOf( a ), y = linesOf( b );
    Lines either;
@@ -76,7 +76,7 @@ inline std::string difference( Qel::Entity const& a, Qel::Entity const& b ) {
    return either.empty() ? std::string() : "differs in" + either.begin()->substr( 0, 200 );
 }
 
-/// One random change.
+/// Makes a random change.
 inline void change( Qel::Entity& entity, std::mt19937& random ) {
    RandomChange( static_cast<std::uint32_t>( random() ) )( entity );
 }

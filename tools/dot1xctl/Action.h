@@ -4,11 +4,11 @@
 
 namespace Dot1xCtl {
 
-/// What a command line asks for; returns the exit code.
+/// The action of a command line; returns the exit code.
 using Action = std::function<int()>;
 
-/// What this command line asks for. One that is wrong, and --help and --version, has been answered
-/// then, and the action is the exit code of that.
+/// The action of this command line. A wrong command line, --help and --version are answered at
+/// once, and the action then only returns their exit code.
 Action actionOf( int argc, char** argv );
 
 } // namespace Dot1xCtl

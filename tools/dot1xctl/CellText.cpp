@@ -156,7 +156,7 @@ Cell cell( EgressVlanAttributes const& egress ) {
 }
 
 Cell timeCell( Varek::Duration time, std::size_t from ) {
-   constexpr double endOfCalendar = 9e9; // in 2255, before the count of nanoseconds overflows
+   constexpr double endOfCalendar = 9e9; // the year 2255, before the nanoseconds overflow
    if ( !( time.count() > 0 && time.count() < endOfCalendar ) ) {
       return {};
    }

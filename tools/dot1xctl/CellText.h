@@ -8,18 +8,18 @@
 namespace Dot1xCtl {
 
 Views::Cell cell( Lumo::EthAddr const& );
-/// Nothing for the empty one.
+/// Nothing for the empty name.
 Views::Cell cell( Lumo::IntfId );
 /// Nothing for none.
 Views::Cell cell( Bridging::VlanIdOrNone );
-/// Text in text without quotes, escaped; nothing for no text.
+/// A text: in the text form escaped and without quotes; an empty text is an empty cell.
 Views::Cell cell( Varek::String const& );
 Views::Cell cell( std::optional<Varek::String> const& );
 Views::Cell cell( Varek::Bytes const& );
 Views::Cell cell( bool );
 Views::Cell cell( std::uint32_t );
 
-/// Enumerators are whole in JSON and short in text: "done" of authNZCompleted.
+/// An enumerator: in full in JSON, short in text: "done" for authNZCompleted.
 Views::Cell cell( Dot1xV2::AuthNZPhaseEnum );
 Views::Cell cell( Dot1xV2::AuthNPhaseStage );
 Views::Cell cell( Dot1xV2::AuthNMethod );
@@ -29,11 +29,11 @@ Views::Cell cell( Dot1xV2::PortAuthState );
 /// \p tagged and \p untagged VLANs, and ingress filtering; nothing for the default.
 Views::Cell cell( Dot1xV2::EgressVlanAttributes const& );
 
-/// A time since 1970 in UTC, in text to the second. \p from begins with the year (0) or the month
-/// (5). Nothing for 0, for infinity and for what is no time of a calendar.
+/// A time since 1970 in UTC, in text to the second. \p from makes the text begin with the year (0)
+/// or the month (5). An empty cell for 0, infinity and times outside of the calendar.
 Views::Cell timeCell( Varek::Duration, std::size_t from = 0 );
 
-/// Each attribute of an answer with its values; in JSON an object of arrays of text.
+/// The attributes of an answer with their values; in JSON an object of arrays of text.
 Views::Cell cell( Dot1xV2::AaaResponse const& );
 
 } // namespace Dot1xCtl

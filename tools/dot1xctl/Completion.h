@@ -4,9 +4,9 @@
 
 namespace Dot1xCtl {
 
-/// The bash completion around what is generated of each command: its options, how the values of
-/// those that take one are completed, likewise its positionals, and its commands. A way to complete
-/// is a list of words, or @file, @address or @none.
+/// The fixed part of the bash completion, around the generated part of each command: its options,
+/// how their values are completed, likewise its positionals, and its commands. A way to complete is
+/// a list of words, or @file, @address or @none.
 inline constexpr std::string_view completionHead = R"(# Completion of dot1xctl for bash; generated.
 
 # Sets what can be said after the command $1 in the caller's variables; fails for no command.

@@ -32,7 +32,7 @@ std::uint64_t ethernetNumber( Lumo::IntfId id ) {
    return id.isEthernet() ? id.number( 0 ).value_or( 0 ) : 0;
 }
 
-/// \p text, the address of a station, with the digits of another in the same notation.
+/// \p address in the notation of \p text, which is the address of another station.
 Varek::String inNotationOf( Varek::String const& text, Lumo::EthAddr const& address ) {
    bool const upper =
       std::ranges::any_of( text, []( unsigned char c ) { return std::isupper( c ) != 0; } );
@@ -49,7 +49,7 @@ Varek::String inNotationOf( Varek::String const& text, Lumo::EthAddr const& addr
    return result;
 }
 
-/// A request without its octets, which nobody asks for any more.
+/// A request without its octets, which nobody reads any more.
 Request lean( Request const& request ) {
    Request result;
    result.packet = request.packet;
@@ -130,7 +130,7 @@ std::size_t Copies::captured() const {
    return supplicants != 0 ? static_cast<std::size_t>( supplicants ) : stations_.size();
 }
 
-/// Of each station by its place, how many came before the supplicant that it is or goes with.
+/// For each station, by place: the number of supplicants before its own supplicant.
 std::vector<std::size_t> Copies::supplicantsBefore() const {
    bool const all = captured() == stations_.size();
    std::vector<std::size_t> before( stations_.size() );

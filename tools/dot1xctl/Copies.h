@@ -11,22 +11,23 @@
 #include "Lumo/IntfId.h"
 #include "agent/ExchangeListener.h"
 
-/// Synthetic copies of what a replay has read, under other MAC addresses and on other ports, to see
-/// what a deployment of any size would cost.
+/// Synthetic copies of the events of a replay, under other MAC addresses and on other ports, to
+/// measure the cost of a deployment of any size.
 ///
 /// The captured stations are copy 0. Station n of them all, counted from 0 (so that copy 1 begins
 /// with as many as were captured), has the locally administered address 02:00 and n in four octets;
 /// 02:01, and so on, if a captured address begins with those. A station that only has an accounting
-/// session is no supplicant, and goes with the one that came before it. Each captured port gets a
-/// port of its own in each copy: Ethernet and the numbers that follow the highest captured one,
-/// from the first of these again when there are no more.
-/// Mapped are the station, Calling-Station-Id, a User-Name that is the address, in its notation,
-/// NAS-Port-Id and with it NAS-Port, and the ids of accounting sessions, which become ID-COPY, and
-/// in later rounds ID-COPY.ROUND: who authenticates anew begins a new session. All else is as
-/// captured: names of users, times, authenticators, the NAS itself. What is of no supplicant
-/// (Accounting-On and Accounting-Off) is in copy 0 alone.
+/// session is no supplicant, and goes with the supplicant that came before it. Each captured port
+/// gets a port of its own in each copy: Ethernet and the numbers that follow the highest captured
+/// number, and from the first of these again when there are no more.
 ///
-/// Memory: all that was read, once, however many copies are played.
+/// A copy has its own station, Calling-Station-Id, User-Name (if that is the address, in its
+/// notation), NAS-Port-Id and with it NAS-Port, and ids of accounting sessions: ID-COPY, and in
+/// later rounds ID-COPY.ROUND, since a station that authenticates anew begins a new session.
+/// Everything else is as captured: names of users, times, authenticators, the NAS itself. Requests
+/// of no supplicant (Accounting-On and Accounting-Off) are in copy 0 alone.
+///
+/// Memory: everything that was read, once, however many copies are played.
 namespace Dot1xCtl {
 
 class Copies final : public Agent::ExchangeListener {
@@ -37,8 +38,8 @@ public:
    void eapol( Capture::Eapol const& ) override;
    void captureEnd() override;
 
-   /// How many supplicants were captured: addresses that ask or begin by EAPOL. If there are none,
-   /// those that have an accounting session count.
+   /// How many supplicants were captured: addresses with requests or EAPOL frames of their own.
+   /// Without any of these, addresses with an accounting session count.
    std::size_t captured() const;
 
    struct Played {
@@ -46,12 +47,12 @@ public:
       std::uint64_t requests = 0;
       std::uint64_t eapolFrames = 0;
    };
-   /// Asked before each copy, with how many have been played and how many there are in all:
+   /// Called before each copy with the number of copies played and the number in all; returns
    /// whether to go on.
    using GoOn = std::function<bool( std::size_t done, std::size_t all )>;
 
-   /// Plays copies for \p supplicants supplicants (fewer than were captured: the first of these),
-   /// one copy after the other, and all of it \p rounds times. Throws Varek::RangeError, with
+   /// Plays copies for \p supplicants supplicants (if fewer than were captured, the first of
+   /// these), copy after copy, and all of it \p rounds times. Throws Varek::RangeError, with
    /// nothing played, if no port or address is left for copies.
    Played play( Agent::ExchangeListener&, std::size_t supplicants, std::size_t rounds,
                 GoOn const& goOn ) const;
@@ -80,7 +81,7 @@ private:
 
    enum class Seen { session, supplicant };
    struct Station {
-      std::size_t place; ///< In the order they came in.
+      std::size_t place; ///< The position in the order of arrival, from 0.
       Seen as;
    };
 

@@ -36,11 +36,11 @@ std::optional<Roots> fetch( Address const& address, double seconds ) {
    std::string last;
    loop.onLost = [&]( FollowerLoop::Lost const& lost ) -> std::optional<FollowerLoop::Pause> {
       last = lost.reason;
-      // Who has not answered may not be there yet, and who is full may have room later.
+      // A leader that does not answer may not run yet, and a full leader may have room later.
       bool const again = lost.forNow || ( !lost.heard && !lost.refused );
       return again ? std::optional( betweenAttempts ) : std::nullopt;
    };
-   // A large state may take longer; who sends nothing new in that time is given up.
+   // A large state may take longer: the limit is for a leader that sends nothing new.
    auto const told = [&] {
       Mirror::Follower::Stats const stats = loop.follower().stats();
       return stats.entities + stats.unknownTypes;

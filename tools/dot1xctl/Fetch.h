@@ -8,11 +8,11 @@
 
 namespace Dot1xCtl {
 
-/// The state that another process publishes, once it has come, within \p seconds. Nothing if that
-/// fails, which is told on standard error.
+/// The whole state that another process publishes. Nothing, with the reason on standard error, if
+/// nothing new comes for \p seconds.
 std::optional<Views::Roots> fetch( Loop::Address const&, double seconds );
 
-/// Tells how much of what is published at the address is of types that are not known here.
+/// Says on standard error how much of the state at the address has types that are not known here.
 void tellUnknown( Loop::Address const&, Mirror::Follower const& );
 
 } // namespace Dot1xCtl

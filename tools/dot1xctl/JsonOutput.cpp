@@ -62,7 +62,7 @@ Json valueJson( RadiusPktParserBase::Attribute attribute,
    return result;
 }
 
-/// Adds a value to a list of attributes: one element each, in the order in which they first occur.
+/// Adds a value to a list of attributes, which has an element for each, in order of occurrence.
 void add( Json& list, RadiusPktParserBase::Attribute attribute,
           RadiusPktParserBase::AttrValue const& value ) {
    std::string const name = stringValue( attribute );
@@ -144,7 +144,7 @@ public:
                       { "kind", nameOf( problem.kind ) },
                       { "packet", problem.packet != 0 ? Json( problem.packet ) : Json() } };
       addOffset( record, problem );
-      // Other programs' words, too, and the names of files.
+      // The text may hold words of other programs and names of files.
       record["what"] = textJson( problem.what );
       print( record );
    }

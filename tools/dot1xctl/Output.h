@@ -11,12 +11,12 @@
 #include "Problems.h"
 #include "capture/Exchange.h"
 
-/// What replay tells, and the two forms in which it is printed: text for people and JSON for
-/// programs. Both hold the same facts and are written as the captures are read.
+/// The output of replay in its two forms: text for people and JSON for programs. Both hold the same
+/// facts and are written while the captures are read.
 namespace Dot1xCtl {
 
-/// A RADIUS answer. One that could not be read whole comes as broken: then response is null and
-/// attributes holds what stood before the fault.
+/// A RADIUS answer. An answer that could not be read whole is passed to broken(): then response is
+/// null, and attributes holds the attributes before the fault.
 struct Answer {
    std::uint64_t packet = 0;
    Capture::Time time;
@@ -28,10 +28,10 @@ struct Answer {
    Capture::Request const* request = nullptr; ///< Null if the capture does not have it.
    Varek::Ptr<Dot1xV2::AaaResponse> response;
    std::vector<Dot1xV2::AaaAttribute> attributes; ///< In the order of the packet.
-   std::size_t notifications = 0; ///< Changes that the response's observer was told.
+   std::size_t notifications = 0; ///< Changes that the response's observer was told of.
 };
 
-/// Over all captures of one run.
+/// Over all captures of a run.
 struct Summary {
    std::size_t captures = 0;
    std::size_t packets = 0; ///< Of any kind.
@@ -39,14 +39,14 @@ struct Summary {
    std::size_t rejected = 0;
    std::size_t challenges = 0;
    std::size_t acctResponses = 0;
-   std::size_t duplicates = 0;     ///< Answers among the above that came again.
-   std::size_t withoutRequest = 0; ///< Answers among the above.
+   std::size_t duplicates = 0;     ///< Repeated answers among the above.
+   std::size_t withoutRequest = 0; ///< Answers without a request among the above.
    std::size_t broken = 0;         ///< Answers that could not be read whole; not among the above.
    std::size_t requests = 0;
    std::size_t sentAgain = 0; ///< Copies of requests; not among the above.
    std::size_t unanswered = 0;
    std::size_t otherRadius = 0; ///< Packets between RADIUS ports with other codes.
-   std::size_t attributes = 0;  ///< Distinct ones, summed over the answers.
+   std::size_t attributes = 0;  ///< Distinct attributes, summed over the answers.
    std::size_t values = 0;      ///< Of these.
    std::size_t notifications = 0;
    std::size_t problems = 0;
@@ -62,16 +62,16 @@ public:
    virtual void answer( Answer const& ) = 0;
    virtual void broken( Answer const&, Capture::Problem const& fault ) = 0;
    virtual void unanswered( Capture::Request const& ) = 0;
-   /// Any bad input, which has been told on standard error or counted there; of an answer that is
-   /// broken, before that.
+   /// Called for all bad input, which is on standard error already or counted there; for a broken
+   /// answer, before broken().
    virtual void problem( Capture::Problem const& ) = 0;
    /// Ends the output.
    virtual void summary( Summary const& ) = 0;
 };
 
-/// At most 80 columns, but for the names of files.
+/// The text form: at most 80 columns, except for names of files.
 std::unique_ptr<Output> textOutput( std::ostream& );
-/// One array of objects, an object a line.
+/// The JSON form: an array of objects, each on a line.
 std::unique_ptr<Output> jsonOutput( std::ostream& );
 
 } // namespace Dot1xCtl

@@ -8,7 +8,7 @@
 
 #include "capture/Problem.h"
 
-/// Bad input: told on standard error as it is met, and counted.
+/// Bad input: reported on standard error as it is met, and counted.
 ///
 /// A capture may hold one fault a thousand times (every packet cut by the same snap length). Of
 /// each kind the first few of a file are told in full and the rest as one count when the file is
@@ -22,15 +22,15 @@ public:
 
    explicit Problems( std::ostream& out ) : out_( out ) {}
 
-   /// Called before something is told, if set.
+   /// Called, if set, before a message is printed.
    std::function<void()> beforeOutput;
 
-   /// Begins the next file, after done() with the one before.
+   /// Begins the next file, after done() with the file before.
    void file( std::string const& name );
    void add( Capture::Problem const& );
-   /// Says how many of the current file's problems were not told.
+   /// Prints how many of the current file's problems were not reported.
    void done();
-   /// Of all files.
+   /// The number of problems in all files.
    std::size_t count() const { return count_; }
 
 private:

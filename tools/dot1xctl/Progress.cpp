@@ -21,10 +21,10 @@ constexpr int endings[] = { SIGINT, SIGTERM };
 extern "C" void eraseAndEnd( int signal ) {
    (void)!::write( STDERR_FILENO, erasing.data(), erasing.size() );
    ::signal( signal, SIG_DFL );
-   ::raise( signal ); // which waits until this has returned
+   ::raise( signal ); // blocked until the handler returns
 }
 
-/// A signal that nobody catches ends the process with the bar on the terminal.
+/// An uncaught signal would end the process with the bar on the terminal.
 void endingsReplace( void ( *from )( int ), void ( *to )( int ) ) {
    for ( int const one : endings ) {
       struct sigaction now {};

@@ -6,19 +6,19 @@
 
 namespace Dot1xCtl {
 
-/// A bar on standard error that says how far something long is. Appears after half a second, if
-/// standard error is a terminal, and goes without a trace.
+/// A bar on standard error that shows the progress of a long operation. It appears after half a
+/// second, if standard error is a terminal, and is erased at the end.
 class Progress {
 public:
-   /// Without \p wanted there is none.
+   /// Shows no bar unless \p wanted.
    explicit Progress( std::string what, bool wanted = true );
    ~Progress() { hide(); }
    Progress( Progress const& ) = delete;
    Progress& operator=( Progress const& ) = delete;
 
-   /// \p done of \p all; cheap enough for each packet.
+   /// Shows \p done of \p all; cheap enough to be called for each packet.
    void at( std::uint64_t done, std::uint64_t all );
-   /// Makes room for something else on the terminal.
+   /// Erases the bar, for other output on the terminal.
    void hide();
 
 private:

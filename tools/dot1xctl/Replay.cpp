@@ -14,7 +14,7 @@ namespace {
 
 using Id = RadiusPacketParser::RadiusAttributeId;
 
-/// More fragmented datagrams under way at once than this are not told apart.
+/// The most fragmented datagrams that are told apart at the same time.
 constexpr std::size_t fragmentsKnown = 4096;
 
 Dot1xV2::AaaResponseType responseType( std::uint8_t code ) {
@@ -30,7 +30,7 @@ Dot1xV2::AaaResponseType responseType( std::uint8_t code ) {
    }
 }
 
-/// One element per distinct attribute, in the order in which they first occur.
+/// An element for each distinct attribute, in the order of first occurrence.
 std::vector<Dot1xV2::AaaAttribute> grouped( Attributes const& attributes ) {
    std::vector<Dot1xV2::AaaAttribute> result;
    for ( auto const& [attribute, value] : attributes ) {
@@ -46,7 +46,7 @@ std::vector<Dot1xV2::AaaAttribute> grouped( Attributes const& attributes ) {
    return result;
 }
 
-/// The request's text of a standard attribute; empty if there is none.
+/// The text of a standard attribute of the request; empty if it is missing.
 Varek::String requestText( Answer const& answer, std::uint16_t type ) {
    auto const* const text = answer.request ? textOf( answer.request->attributes, type ) : nullptr;
    return text ? *text : Varek::String();
@@ -96,7 +96,7 @@ void Replay::file( std::string const& path ) {
          packet( next, dissect( capture.linkType(), next.octets, next.originalLength ) );
       }
    } catch ( CaptureError const& error ) {
-      // A signal that is to end all this interrupts the reading of a pipe.
+      // A signal that is to end the program interrupts the reading of a pipe.
       if ( !( interrupted && interrupted() ) ) {
          auto const at = error.offset();
          tell( { ProblemKind::file, error.packet(),
@@ -174,7 +174,7 @@ void Replay::datagram( Packet const& packet, Datagram const& datagram ) {
    if ( reading.fault ) {
       reading.fault->packet = packet.number;
    }
-   // What other packets hold is nobody's to read here, but a header they have.
+   // The contents of other packets are not read here, but their headers must be there.
    if ( reading.fault && ( ours || !reading.hasHeader ) ) {
       tell( *reading.fault );
    }
@@ -233,7 +233,7 @@ void Replay::answer( Packet const& packet, Datagram const& datagram,
    }
 }
 
-/// Makes the response entity of an answer under observation, as whoever applies it would see it.
+/// Makes the response entity of an answer, with an observer as an agent would have.
 void Replay::makeResponse( Answer& answer ) {
    auto const made = status_->answerIs( ++made_ );
    made->captureIs( file_ );

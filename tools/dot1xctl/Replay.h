@@ -16,11 +16,11 @@
 /// Reads captures and makes, for each RADIUS answer in them, the response entity that an
 /// authenticator would keep: its type, the station that it is for, its attributes.
 ///
-/// Each capture stands for itself: a request and its answer are looked for in the same file. A
-/// packet that cannot be read is told and skipped; a file that cannot be read on ends there, and
-/// the next is read.
+/// Each capture stands for itself: the request of an answer is looked for in the same file. A
+/// packet that cannot be read is reported and skipped; a file that cannot be read further ends
+/// there, and the next file is read.
 ///
-/// Memory: that of one capture's requests, unless the answers are kept.
+/// Memory: the requests of a single capture, unless the answers are kept.
 namespace Dot1xCtl {
 
 class Replay {
@@ -30,18 +30,18 @@ public:
    Replay( Output& output, Problems& problems, Answers answers = Answers::pass )
       : output_( output ), problems_( problems ), answers_( answers ) {}
 
-   /// Asked before each packet: whether to stop reading there.
+   /// Called, if set, before each packet; returns whether to stop reading there.
    std::function<bool()> interrupted;
 
-   /// Told before each packet, if set, where in the file it is and how long that is, in octets.
+   /// Called, if set, before each packet with its offset and the length of the file, in octets.
    std::function<void( std::uint64_t at, std::uint64_t of )> progress;
 
-   /// Told of each request, answer and EAPOL frame; null for none.
+   /// Receives each request, answer and EAPOL frame; may be null.
    Agent::ExchangeListener* agent = nullptr;
 
    void file( std::string const& path );
    Summary const& summary();
-   /// Everything as a tree: the answers, if they are kept, and what summary() has counted.
+   /// The results as a tree: the answers, if they are kept, and the counts of summary().
    Varek::Ptr<::Replay::Status> const& status() const { return status_; }
 
 private:

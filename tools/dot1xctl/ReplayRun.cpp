@@ -49,14 +49,14 @@ std::unique_ptr<Output> outputOf( ReplayOptions const& options ) {
                                                          : textOutput( std::cout );
 }
 
-/// Whose trees are published and shown.
+/// The trees that are published and shown.
 Roots rootsOf( Replay const& replay, Authenticator const& agent ) {
    Roots roots = agent.roots();
    roots[rootName] = replay.status();
    return roots;
 }
 
-/// Makes \p status what its file says now, if that has no faults.
+/// Reads the configuration file again into \p status; a file with faults changes nothing.
 void readAgain( std::string const& file, Dot1xV2::Status& status ) {
    try {
       Faults faults;
@@ -80,8 +80,8 @@ void print( Roots const& roots, ReplayOptions const& options ) {
    printState( std::cout, roots, request );
 }
 
-/// One run of replay or serve, step by step: nothing is read before it is sure that it can be
-/// published.
+/// A run of replay or serve, step by step: no capture is read before it is certain that the result
+/// can be published.
 class Run {
 public:
    explicit Run( ReplayOptions const& options )
@@ -113,12 +113,12 @@ private:
    bool keeps() const {
       return options_.tree || options_.listen.has_value() || !options_.dump.empty();
    }
-   /// Beside what is printed on the same terminal, a bar has no place.
+   /// A bar would mix with output on the same terminal.
    static bool barFits( ReplayOptions const& options ) {
       return !options.json && ( options.tree || options.show || ::isatty( STDOUT_FILENO ) == 0 );
    }
-   /// Of captures with faults, and nothing else: a mistyped name, most likely. An empty state made
-   /// of that must neither replace a file nor be published as what there is.
+   /// Whether the captures had faults and no packet, most likely because of a mistyped name. The
+   /// empty state must then neither replace a file nor be published.
    bool nothingRead() {
       return !options_.captures.empty() && replay_.summary().packets == 0 && problems_.count() != 0;
    }

@@ -15,10 +15,10 @@ namespace Dot1xCtl {
 struct ReplayOptions {
    std::vector<std::string> captures;
    bool json = false;
-   bool tree = false;               ///< Print the trees instead of what is read.
+   bool tree = false;               ///< Print the trees instead of the answers.
    std::optional<ShowRequest> show; ///< Print this instead.
    Agent::AuthenticatorSettings agent;
-   bool silent = false; ///< Print none of these.
+   bool silent = false; ///< Print nothing of this.
    std::string config;  ///< Of the file whose configuration is published, too; empty for none.
    std::string load;    ///< Of the state file whose trees are published, too; empty for none.
    SizingOptions sizing;
@@ -27,14 +27,14 @@ struct ReplayOptions {
    std::string dump; ///< Write the trees to this file; empty for none.
 };
 
-/// The subcommands replay and serve. Returns the exit code; bad captures are told on standard
-/// error. An address that cannot be listened at throws Mirror::SocketError before any capture is
-/// read.
+/// The subcommands replay and serve. Returns the exit code; bad captures are reported on standard
+/// error. Throws Mirror::SocketError, before any capture is read, if it cannot listen at the
+/// address.
 ///
-/// Of a tree that several make, that of the configuration counts before that of the captures, and
-/// that before that of the state file. While it is published, the configuration is read again at
-/// SIGHUP; the trees are written to the file before they are published, so that a fault of the file
-/// is told at once, and again as they are at the end.
+/// Where several sources have a tree of the same name, the configuration's wins over the captures',
+/// and that over the state file's. While trees are published, SIGHUP makes it read the
+/// configuration again. The trees are written to the file before they are published, so that a
+/// fault of the file is reported at once, and again at the end.
 int replay( ReplayOptions const& );
 
 } // namespace Dot1xCtl

@@ -83,7 +83,7 @@ void expectKnown( std::string const& name ) {
    throw std::runtime_error( "no registered type is called \"" + name + "\"" );
 }
 
-/// What values of a registered value type are at first; empty for other types.
+/// The text of the default value of a registered value type; empty for other types.
 std::string defaultOf( std::string const& typeName ) {
    Varek::TypeInspectData const* const type = Varek::ModuleInspectData::findType( typeName );
    if ( !type || type->kind != Varek::TypeKind::value ) {

@@ -23,7 +23,7 @@ announced; constants and derived readings never do.
 
 std::string stringOf( Json const& value ) { return value.get<std::string>(); }
 
-/// As code in a table's cell.
+/// \p text as code in a cell of a table.
 std::string code( std::string const& given ) {
    std::string result = "`";
    for ( char const c : given ) {

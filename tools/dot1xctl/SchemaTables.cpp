@@ -16,14 +16,14 @@ using Json = nlohmann::ordered_json;
 
 constexpr std::size_t idWidth = 8;
 constexpr std::size_t kindWidth = 12;
-/// Of what goes on under an attribute: beneath its name, and a little to the right.
+/// The indentation of continued lines: beneath the attribute's name, and a little to the right.
 constexpr std::size_t moreIndent = idWidth + 3;
 
 std::string text( Json const& value ) {
    return value.is_string() ? value.get<std::string>() : value.dump();
 }
 
-/// What stands behind the type of an attribute, in parts.
+/// The parts of the text behind an attribute's type.
 std::vector<std::string> behindType( Json const& attribute ) {
    std::vector<std::string> parts;
    if ( std::string const start = startText( attribute ); !start.empty() ) {
@@ -38,7 +38,7 @@ std::vector<std::string> behindType( Json const& attribute ) {
    return parts;
 }
 
-/// Type and parts go into further lines where they do not fit.
+/// Type and parts that do not fit go into further lines.
 void printAttribute( std::ostream& out, Json const& attribute, std::size_t nameWidth ) {
    std::string line = "   " + padded( text( attribute.at( "id" ) ), idWidth - 3 ) +
                       padded( text( attribute.at( "name" ) ), nameWidth ) +

@@ -36,7 +36,7 @@ std::map<std::string, What> const names = { { "all", What::all },
                                             { "config", What::config },
                                             { "tree", What::tree } };
 
-/// The tables whose trees are there, in the order in which they are printed.
+/// The tables whose trees are there, in printing order.
 std::vector<Table> tablesOf( StateRoots const& roots ) {
    std::vector<Table> result;
    if ( roots.authZ ) {
@@ -68,7 +68,7 @@ Column const* columnOf( Table const& table, std::string const& filter ) {
                                         : found;
 }
 
-/// Whether both are the same number of a VLAN, with leading zeros or without.
+/// Whether both texts are the same VLAN number, with leading zeros or without.
 bool sameVlan( Cell const& cell, std::string const& value ) {
    Bridging::VlanIdOrNone const number = vlanNumber( value );
    return !number.isNone() && number == vlanNumber( cell.text );
@@ -83,7 +83,7 @@ bool has( Cell const& cell, std::string const& value ) {
           ( cell.value.is_string() ? cell.value == value : cell.value.dump() == value );
 }
 
-/// Of all that may be printed, the columns that a filter is about.
+/// The columns to which a filter applies, in all tables that may be printed.
 std::vector<Column> columnsOf( What what, std::string const& filter ) {
    // They are the same whatever the trees hold.
    std::vector<Column> result;
@@ -96,7 +96,7 @@ std::vector<Column> columnsOf( What what, std::string const& filter ) {
    return result;
 }
 
-/// False if the table lacks a column of the filters.
+/// Removes the rows that the filters exclude. False if the table lacks a column of the filters.
 bool filter( Table& table, std::map<std::string, std::string> const& filters ) {
    for ( auto const& [name, value] : filters ) {
       Column const* const column = columnOf( table, name );

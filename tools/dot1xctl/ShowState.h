@@ -8,8 +8,8 @@
 #include "Lumo/EthAddr.h"
 #include "views/Tree.h"
 
-/// What show and replay --show print of a process's trees: tables of an authenticator's state, its
-/// configuration, or the trees as they are.
+/// The output of show and replay --show for a process's trees: tables of an authenticator's state,
+/// its configuration, or the trees as they are.
 namespace Dot1xCtl {
 
 struct ShowRequest {
@@ -17,28 +17,28 @@ struct ShowRequest {
 
    What what = What::all;
    std::optional<Lumo::EthAddr> mac; ///< With supplicants: that one, in detail.
-   /// By the name of a column in JSON: rows are printed only if that has this value, as it is in
-   /// JSON or as in text. Not for trees.
+   /// Values by the name of a column in JSON: only rows with that value, in its JSON or text form,
+   /// are printed. Not for trees.
    std::map<std::string, std::string> filters;
    bool difference = false; ///< Of config only what differs from the defaults.
    bool json = false;
    bool colour = false; ///< Of tables in text.
 };
 
-/// "all", "ports", ...; throws std::out_of_range for any other.
+/// From "all", "ports", ...; throws std::out_of_range for any other name.
 ShowRequest::What whatOf( std::string const& name );
 
-/// Whether rows can be selected by \p filter in what is printed, or in some of its tables.
+/// Whether \p filter applies to some of the printed tables.
 bool canSelect( ShowRequest::What, std::string const& filter );
 
-/// What is wrong with \p value for that filter, with what there is: nothing printed can have it.
-/// Nothing if something may.
+/// An error, with the possible values, if no printed row can have \p value for that filter; empty
+/// if a row may have it.
 std::string filterFault( ShowRequest::What, std::string const& filter, std::string const& value );
 
-/// Prints what is asked for. all prints each table whose tree is there and that has the columns of
-/// the filters, and the trees if none of them is of an authenticator. Throws Varek::Failure, before
-/// anything is printed, if a tree is missing, the table has no such column, or the supplicant is
-/// not known.
+/// Prints the requested part. "all" prints each table whose tree is there and that has the columns
+/// of the filters, or the trees if none is an authenticator's. Throws Varek::Failure, before
+/// anything is printed, if a tree is missing, the table lacks a column, or the supplicant is not
+/// known.
 void printState( std::ostream&, Views::Roots const&, ShowRequest const& );
 
 } // namespace Dot1xCtl

@@ -26,7 +26,7 @@ using Varek::counted;
 
 namespace {
 
-/// In bytes; nothing where the system does not tell.
+/// The resident memory in bytes; nothing where the system does not tell it.
 std::optional<double> residentMemory() {
    std::ifstream file( "/proc/self/statm" );
    double size = 0;
@@ -100,7 +100,7 @@ void playSized( Copies const& copies, Authenticator& agent, SizingOptions const&
    std::uint64_t const many = std::max( supplicants, sessions );
    if ( residentBefore && residentAfter && many != 0 ) {
       double const grown = *residentAfter - *residentBefore;
-      // Of few supplicants the pages of memory say nothing.
+      // With few supplicants the growth in pages of memory means nothing.
       constexpr std::uint64_t enough = 1000;
       std::string const each =
          fmt::format( ", {} bytes a {}", std::llround( grown / static_cast<double>( many ) ),

@@ -76,7 +76,7 @@ Varek::Ptr<Dot1xSuppAttr> allowed( AuthNSupplicantStatus const& supplicant,
    return authZ ? authZ->getSupplicantAuthZAttrs( supplicant.intfId(), supplicant.mac() ) : nullptr;
 }
 
-/// As the server gave it, or as far as the supplicant's record has it.
+/// The VLAN as the server sent it, or else the number in the supplicant's record.
 Cell vlanCell( AuthNSupplicantStatus const& supplicant, Dot1xSuppAttr const* attr ) {
    if ( attr && attr->attr().vlanId() ) {
       return cell( attr->attr().vlanId() );
@@ -113,7 +113,7 @@ void take( Varek::Ptr<T>& to, Varek::Ptr<Qel::Entity> const& root ) {
    }
 }
 
-/// Builds the one row of a table, column by column.
+/// Builds a table of a single row, column by column.
 struct Record {
    Table table;
    void add( char const* member, char const* heading, Cell value ) {
@@ -141,7 +141,7 @@ void addBlocked( Record& to, Lumo::EthAddr const& mac, AuthZStatus const* authZ 
            entry ? keysCell( entry->intfVlan() ) : Cell( Json::array(), "-" ) );
 }
 
-/// All that a cell of such a value can be, in JSON and in text.
+/// All texts that a cell of an enumeration can have, in JSON and in text.
 template<class E>
 std::vector<std::string> wordsOf() {
    std::vector<std::string> words;

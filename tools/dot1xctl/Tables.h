@@ -12,12 +12,11 @@ class AuthNStatus;
 class AuthZStatus;
 } // namespace Dot1xV2
 
-/// The state of an authenticator as tables, from its typed trees, whoever holds them: the process
-/// that keeps them and one that follows print the same. Rows are in the order of ports and
-/// addresses.
+/// The state of an authenticator as tables, from its typed trees. The process that keeps the trees
+/// and a process that follows print the same. Rows are in the order of ports and addresses.
 namespace Dot1xCtl {
 
-/// Those of a process's trees that are of the state of an authenticator; null what it has not.
+/// The trees of an authenticator's state among those of a process; null if a tree is missing.
 struct StateRoots {
    Varek::Ptr<Dot1xV2::AuthNStatus> authN;
    Varek::Ptr<Dot1xV2::AuthZStatus> authZ;
@@ -31,7 +30,7 @@ struct StateRoots {
 };
 
 Views::Table portsTable( Dot1xV2::AuthZStatus const& );
-/// VLAN and filter are what the server said of those that are authorized. \p authZ may be null.
+/// VLAN and filter come from the server's answer, for authorized supplicants. \p authZ may be null.
 Views::Table supplicantsTable( Dot1xV2::AuthNStatus const&, Dot1xV2::AuthZStatus const* authZ );
 Views::Table blockedTable( Dot1xV2::AuthZStatus const& );
 Views::Table sessionsTable( Dot1xV2::AcctStatus const& );

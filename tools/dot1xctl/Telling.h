@@ -5,19 +5,19 @@
 #include "config/Faults.h"
 #include "store/Store.h"
 
-/// What the tool says on standard error, each line with its name in front.
+/// The tool's messages on standard error, each line with the tool's name in front.
 namespace Dot1xCtl {
 
-/// One message, with nothing in it that a terminal would obey.
+/// Prints a message, without bytes that a terminal would obey.
 void tell( std::string const& what );
 
-/// What is wrong with the configuration in \p file; nothing if nothing is.
+/// Prints the faults of the configuration in \p file, if there are any.
 void tellFaults( std::string const& file, Config::Faults const& );
 
-/// What is in the state file \p name and not known here; nothing if that is nothing.
+/// Prints how much of the state file \p name is not known here, if anything is.
 void tellLeftOut( std::string const& name, Store::LeftOut const& );
 
-/// The trees in a state file, with a bar while they come, and told what is left out. Throws as
+/// The trees in a state file. Shows a bar while they load, and prints what is left out. Throws as
 /// Store::load() does.
 Views::Roots loadTold( std::string const& path );
 

@@ -64,7 +64,7 @@ public:
       printWrapped( out_, std::string( indentation, ' ' ), text, indentation );
    }
 
-   void problem( Problem const& ) override {} // told or counted already
+   void problem( Problem const& ) override {} // reported or counted already
 
    void summary( Summary const& s ) override {
       out_ << "\nsummary\n";
@@ -143,7 +143,7 @@ private:
                 : fmt::format( "station unknown (Calling-Station-Id is {})", quoted( *id ) );
    }
 
-   /// Who a request is about.
+   /// The user and station of a request.
    static std::string about( Request const* request ) {
       if ( !request ) {
          return "station unknown (the capture has no request to this answer)";

@@ -36,7 +36,7 @@ std::string now() {
           "Z";
 }
 
-/// Prints each change of the roots that a follower comes to hold.
+/// Prints each change of the roots that a follower holds.
 class Watcher {
 public:
    Watcher( Address const& address, bool json )
@@ -58,7 +58,7 @@ public:
       loop_.onLost = [this]( FollowerLoop::Lost const& why ) { return lost( why ); };
    }
 
-   /// Whether it ended as it was told to, and not for lack of anything to watch.
+   /// Whether it ended by request, and not for want of anything to watch.
    bool run() {
       loop_.run();
       return !refused_;
@@ -75,7 +75,7 @@ private:
          printText( std::cout, now(), root, change );
       }
       if ( !std::cout ) {
-         loop_.stop(); // the caller tells
+         loop_.stop(); // the caller prints the reason
       }
    }
 
@@ -87,7 +87,7 @@ private:
       told_.clear();
    }
 
-   /// Tells once why there is no connection, not at each attempt.
+   /// Prints the reason for a missing connection once, not at each attempt.
    std::optional<Pause> lost( FollowerLoop::Lost const& why ) {
       if ( why.refused ) {
          tell( why.reason );

@@ -15,7 +15,7 @@
 #include "dot1xctl/commands/CommandLine.h"
 
 /// Makes the manual page and the bash completion of dot1xctl from its own command line, so that
-/// neither can say anything else than "dot1xctl --help" does.
+/// both agree with "dot1xctl --help".
 namespace {
 
 using Dot1xCtl::CommandFacts;
@@ -37,11 +37,11 @@ std::string join( Words const& words, std::string_view between ) {
    return fmt::format( "{}", fmt::join( words, between ) );
 }
 
-/// What may be given: "TEXT:{all,ports}" and "UINT:INT in [1 - 9]" are what CLI11 knows.
+/// The permitted values, from CLI11's texts: "TEXT:{all,ports}" and "UINT:INT in [1 - 9]".
 struct Value {
    std::string name;  ///< Empty if the option is a flag.
    std::string range; ///< "1 - 9".
-   Words words;       ///< All that is allowed; empty if more is.
+   Words words;       ///< All permitted words; empty if others are permitted.
 
    explicit Value( OptionFacts const& option ) {
       if ( !option.takesValue ) {
@@ -72,7 +72,7 @@ struct Value {
 
 // The manual page
 
-/// Text as roff: nothing in it is a request or an escape.
+/// Text for roff, escaped so that no part of it is a request or an escape.
 std::string roff( std::string_view text ) {
    std::string result;
    for ( char const one : text ) {
@@ -84,7 +84,7 @@ std::string roff( std::string_view text ) {
    return result;
 }
 
-/// Paragraphs are filled; what is indented stays as it is, at the left margin so that it has room.
+/// Paragraphs are filled; indented lines stay as they are, but at the left margin for room.
 void printProse( std::ostream& to, std::string const& text ) {
    std::istringstream lines( text );
    bool asIs = false;
@@ -159,7 +159,7 @@ void printCommand( std::ostream& to, CommandFacts const& command, std::string co
          }
       }
    }
-   // A command without a text of its own has that of the one above.
+   // A command without a text of its own has the text of the command above.
    std::string const& footer = command.help;
    printProse( to, footer == inherited ? "" : footer );
    for ( CommandFacts const& one : command.commands ) {
@@ -189,7 +189,7 @@ void printManual( std::ostream& to, CommandFacts const& command ) {
 
 // The completion
 
-/// How the completion script is to complete a value: words, or one of its own ways.
+/// How the completion script is to complete a value: by words, or in a way of its own.
 std::string wayOf( OptionFacts const& option ) {
    Value const value( option );
    bool const positional = option.positional;

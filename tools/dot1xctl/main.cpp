@@ -13,12 +13,12 @@ namespace {
 
 constexpr int failed = 1;
 
-/// A standard stream that is closed would be the next file or socket that is opened, and what is
-/// printed would be written there. In its place stands one that cannot be read or written.
+/// The number of a closed standard stream would go to the next file or socket that is opened, and
+/// output would be written there. So its place is taken by a stream that cannot be read or written.
 void occupyClosedStreams() {
    for ( int const stream : { STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO } ) {
       if ( ::fcntl( stream, F_GETFD ) == -1 ) {
-         // The lowest that is free: this one.
+         // The lowest number that is free is this one.
          (void)::open( "/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY );
       }
    }
@@ -38,7 +38,7 @@ int run( int argc, char** argv ) {
 
 int main( int argc, char** argv ) {
    occupyClosedStreams();
-   // A file that may grow no more is an error of writing, which is told.
+   // Reaching the size limit of a file is then an error of writing, which is reported.
    ::signal( SIGXFSZ, SIG_IGN );
    try {
       std::ios::sync_with_stdio( false );

@@ -3,8 +3,8 @@
 #include "dot1xctl/Action.h"
 #include "dot1xctl/commands/Command.h"
 
-/// The subcommands' command lines. Once one has been parsed, \p action does what is asked and
-/// returns the exit code.
+/// The subcommands' command lines. Once a command line has been parsed, \p action does what it asks
+/// and returns the exit code.
 namespace Dot1xCtl {
 
 void addReplay( Command const& program, Action& action );

@@ -108,7 +108,7 @@ bool isAddress( std::string const& source ) {
    return source.starts_with( "unix:" ) || source.starts_with( "tcp:" );
 }
 
-/// Nothing if it has been told why there is none.
+/// The stream of a file or an address; nothing if it failed, which is reported already.
 std::optional<std::string> streamFrom( std::string const& source, DumpGiven const& given ) {
    if ( !isAddress( source ) ) {
       return readStream( source );
@@ -118,7 +118,7 @@ std::optional<std::string> streamFrom( std::string const& source, DumpGiven cons
    return roots ? std::optional( streamOf( *roots ) ) : std::nullopt;
 }
 
-/// Prints what becomes different in a follower.
+/// Prints the changes of a follower's trees.
 class Differences {
 public:
    Differences( Mirror::Follower& follower, bool json ) : json_( json ) {
@@ -162,7 +162,7 @@ private:
    std::uint64_t count_ = 0;
 };
 
-/// A follower that has heard A and now hears B tells of what is different, and of nothing else.
+/// A follower that holds A and then receives B notifies only the differences.
 int compare( DumpGiven const& given ) {
    auto const a = streamFrom( given.file, given );
    auto const b = a ? streamFrom( given.other, given ) : std::nullopt;

@@ -43,7 +43,7 @@ Option publishOptions( Command const& command, ReplayOptions& options ) {
 
 namespace {
 
-/// Nothing if there is no such user.
+/// A user's number, from the number or the name; nothing if there is no such user.
 std::optional<uid_t> userOf( std::string const& text ) {
    uid_t number = 0;
    char const* const end = text.data() + text.size();

@@ -9,10 +9,10 @@
 #include "loop/Address.h"
 #include "views/Colour.h"
 
-/// What several subcommands have on their command lines.
+/// Options of several subcommands.
 namespace Dot1xCtl {
 
-/// What is wrong with \p text as a T; nothing if it is one. A check of an option.
+/// What is wrong with \p text as a T; nothing if it is a T. A check of an option.
 template<class T>
 std::string faultAs( std::string const& text ) {
    try {
@@ -23,7 +23,7 @@ std::string faultAs( std::string const& text ) {
    }
 }
 
-/// Adds an option that is an address, to an Address or to an optional one.
+/// Adds an option that is an address, to an Address or an optional Address.
 template<class To>
 Option addressOption( Command const& command, char const* name, To& to, char const* description ) {
    return command
@@ -33,14 +33,14 @@ Option addressOption( Command const& command, char const* name, To& to, char con
       .check( faultAs<Loop::Address> );
 }
 
-/// Leaves leading zeros out of a number that is given, which would otherwise be read as octal.
+/// Removes leading zeros of a given number, which would otherwise be read as octal.
 std::string decimalDigits( std::string& given );
 
 /// Adds an option that is the name of a file.
 Option fileOption( Command const& command, char const* name, std::string& to,
                    char const* description );
 
-/// Not even an empty variable of a script is a wish for everything, or for no file.
+/// Refuses an empty value: an empty variable of a script must not mean everything, or no file.
 std::string emptiness( std::string const& given );
 
 /// Adds --listen, which it returns, --config and --dump.
@@ -55,7 +55,7 @@ Option countOption( Command const& command, char const* name, To& to, char const
 /// Adds --peer-user, for addresses that are followed: who else may publish there.
 Option peerUserOption( Command const& command, std::vector<uid_t>& to );
 
-/// \p address with these users.
+/// \p address with \p peerUsers.
 inline Loop::Address from( Loop::Address address, std::vector<uid_t> const& peerUsers ) {
    address.peerUsers = peerUsers;
    return address;

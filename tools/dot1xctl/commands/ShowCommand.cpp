@@ -54,7 +54,7 @@ sequences, arrays and sets are arrays, all else that holds several is an object
 by key; what is absent is null. Booleans and finite numbers are JSON's, text
 that is no UTF-8 is {"octets": "0x..."}, and everything else a string.)";
 
-/// As it is printed, whatever notation it is given in.
+/// Brings an address in any notation into the form in which it is printed.
 std::string canonicalMac( std::string& given ) {
    try {
       given = stringValue( Lumo::EthAddr( given ) );
@@ -64,7 +64,7 @@ std::string canonicalMac( std::string& given ) {
    }
 }
 
-/// "-" is for what has no port.
+/// Likewise for a port; "-" selects rows without a port.
 std::string canonicalPort( std::string& given ) {
    try {
       given = given == "-" ? given : stringValue( Lumo::IntfId( given ) );
