@@ -70,7 +70,9 @@ void FollowerLoop::await() {
       deadline_.cancel();
       return;
    }
-   watch_->awaitRead( [this] { drive( [this] { follower_.onReadable(); } ); } );
+   if ( follower_.wantsRead() ) {
+      watch_->awaitRead( [this] { drive( [this] { follower_.onReadable(); } ); } );
+   }
    if ( follower_.wantsWrite() ) {
       watch_->awaitWrite( [this] { drive( [this] { follower_.onWritable(); } ); } );
    }

@@ -46,7 +46,9 @@ void LeaderLoop::await() {
       incoming_.awaitRead( [this] { drive( [this] { accept(); } ); } );
    }
    for ( auto const& [connection, watch] : watches_ ) {
-      watch->awaitRead( [this, one = connection] { drive( [one] { one->onReadable(); } ); } );
+      if ( connection->wantsRead() ) {
+         watch->awaitRead( [this, one = connection] { drive( [one] { one->onReadable(); } ); } );
+      }
       if ( connection->wantsWrite() ) {
          watch->awaitWrite( [this, one = connection] { drive( [one] { one->onWritable(); } ); } );
       }

@@ -9,9 +9,6 @@
 #include <system_error>
 #include <utility>
 
-#include <sys/socket.h>
-#include <unistd.h>
-
 namespace Mirror {
 
 namespace {
@@ -40,14 +37,10 @@ Varek::String secondsText( Clock::duration d ) {
 Endpoint::Endpoint( EndpointOptions const& options, Role role )
    : options_( options ), role_( role ) {}
 
-Endpoint::~Endpoint() {
-   if ( fd_ >= 0 ) {
-      ::close( fd_ );
-   }
-}
+Endpoint::~Endpoint() = default;
 
-void Endpoint::start( int fd, Varek::String peer, Description ours ) {
-   fd_ = fd;
+void Endpoint::start( std::unique_ptr<Transport> transport, Varek::String peer, Description ours ) {
+   transport_ = std::move( transport );
    peer_ = std::move( peer );
    ours_ = std::move( ours );
    phase_ = Phase::hello;
@@ -98,19 +91,20 @@ bool Endpoint::readSome() {
       return false;
    }
    makeRoom();
-   std::ptrdiff_t const got = ::recv( fd_, in_.get() + end_, capacity_ - end_, MSG_DONTWAIT );
-   if ( got > 0 ) {
+   Transfer const got = transport_->read( { in_.get() + end_, capacity_ - end_ } );
+   readAwaitsWritable_ = got.state == Transfer::State::untilWritable;
+   if ( got.state == Transfer::State::moved ) [[likely]] {
       heard_ = true;
-      bytesReceived_ += static_cast<std::size_t>( got );
+      bytesReceived_ += got.count;
       if ( phase_ != Phase::refusing ) {
-         end_ += static_cast<std::size_t>( got );
+         end_ += got.count;
       }
       return true;
    }
-   if ( got == 0 ) {
+   if ( got.state == Transfer::State::ended ) {
       ended( "closed by the other side" );
-   } else if ( errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR ) {
-      ended( "reading failed: " + errorText( errno ) );
+   } else if ( got.state == Transfer::State::failed ) {
+      ended( "reading failed: " + errorText( got.error ) );
    }
    return false;
 }
@@ -229,15 +223,16 @@ void Endpoint::hello( Frame const& frame ) {
 void Endpoint::flush() {
    out_.passOn();
    while ( !closed() && !queue_.empty() && sendError_ == 0 ) {
-      std::ptrdiff_t const sent = queue_.send( fd_ );
-      if ( sent >= 0 ) {
-         bytesSent_ += static_cast<std::size_t>( sent );
+      Transfer const sent = queue_.send( *transport_ );
+      writeAwaitsReadable_ = sent.state == Transfer::State::untilReadable;
+      if ( sent.state == Transfer::State::moved ) [[likely]] {
+         bytesSent_ += sent.count;
          spoke_ = true;
-      } else if ( errno == EAGAIN || errno == EWOULDBLOCK ) {
-         return;
-      } else if ( errno != EINTR ) {
+      } else if ( sent.state == Transfer::State::failed ) {
          // The peer may have said why before it left: that is to be read first.
-         sendError_ = errno;
+         sendError_ = sent.error;
+      } else {
+         return;
       }
    }
    if ( sendError_ != 0 ) {
@@ -292,8 +287,7 @@ void Endpoint::close( Varek::String reason ) noexcept {
    }
    out_.drop();
    queue_.clear();
-   // The descriptor itself stays until the end, so that its number means nothing else meanwhile.
-   ::shutdown( fd_, SHUT_RDWR );
+   transport_->end();
 }
 
 /// Names in a peer's hello, what it says when it refuses, and values that are no values get into
@@ -352,7 +346,7 @@ Endpoint::Due Endpoint::tick( Clock::time_point now ) {
       close( "nothing came for " + secondsText( now - heardAt_ ) );
       return Due::nothing;
    }
-   // A socket that nobody has tried of late may take something.
+   // A transport that nobody has tried of late may take something.
    if ( stalled( now ) ) {
       flush();
    }
@@ -375,7 +369,7 @@ Clock::time_point Endpoint::nextDeadline() const {
    if ( closed() ) {
       return Clock::time_point::max();
    }
-   if ( !phaseSince_ ) {
+   if ( !phaseSince_ || unread_ ) {
       return Clock::time_point::min();
    }
    if ( phase_ != Phase::running ) {

@@ -13,10 +13,11 @@
 #include "Varek/String.h"
 #include "mirror/Description.h"
 #include "mirror/OutQueue.h"
+#include "mirror/Transport.h"
 
-/// What leader and follower share: one connected socket, its frames in both directions, the
-/// handshake, keep-alive, and the end with a reason. Drives no loop and reads no clock: the owner
-/// says when the socket is ready and what time it is.
+/// What leader and follower share: one connection, its frames in both directions, the handshake,
+/// keep-alive, and the end with a reason. Drives no loop and reads no clock: the owner says when
+/// the transport is ready and what time it is.
 namespace Mirror {
 
 using Clock = std::chrono::steady_clock;
@@ -61,10 +62,10 @@ public:
    Endpoint& operator=( Endpoint const& ) = delete;
    ~Endpoint();
 
-   /// Takes over \p fd and says hello with \p ours.
-   void start( int fd, Varek::String peer, Description ours );
+   /// Says hello with \p ours.
+   void start( std::unique_ptr<Transport>, Varek::String peer, Description ours );
 
-   int fd() const { return fd_; }
+   int fd() const { return transport_ ? transport_->fd() : -1; }
    Varek::String const& peer() const { return peer_; }
    bool closed() const { return phase_ == Phase::closed; }
    /// Printable ASCII, whatever the peer has said.
@@ -75,7 +76,16 @@ public:
    bool refusedForNow() const { return closed() && refusedForNow_; }
    /// Whether the other side has introduced itself, agrees with this one, and is still there.
    bool running() const { return phase_ == Phase::running; }
-   bool wantsWrite() const { return !closed() && ( !queue_.empty() || out_.pending() ); }
+   /// Whether to call receive() when the transport is readable, as it is also once it has ended,
+   /// and flush() when it is writable; or receive() then, if readAwaitsWritable().
+   bool wantsRead() const { return closed() || !readAwaitsWritable_; }
+   bool wantsWrite() const {
+      return !closed() && ( readAwaitsWritable_ ||
+                            ( ( !queue_.empty() || out_.pending() ) && !writeAwaitsReadable_ ) );
+   }
+   bool readAwaitsWritable() const { return readAwaitsWritable_; }
+   /// Whether what is put into the queue may be taken without anything being read before.
+   bool mayWrite() const { return !writeAwaitsReadable_; }
    /// The leader's types by their numbers, once running: null for those not known here. Of
    /// followers nothing is kept.
    std::vector<Qel::TypeRecord const*> const& types() const { return types_; }
@@ -88,15 +98,20 @@ public:
    template<class F>
    void receive( F onFrame ) {
       Frame frame;
-      for ( unsigned i = 0; i < readsAtOnce && readSome(); ++i ) {
+      unsigned reads = 0;
+      for ( ; reads < readsAtOnce && readSome(); ++reads ) {
          while ( nextFrame( frame ) ) {
             if ( !handleOwn( frame ) ) {
                onFrame( frame );
             }
          }
       }
+      unread_ = reads == readsAtOnce;
+      if ( writeAwaitsReadable_ ) [[unlikely]] {
+         flush();
+      }
    }
-   /// Sends what the socket takes.
+   /// Sends what the transport takes.
    void flush();
    /// When tick() says that it is due.
    void keepAlive();
@@ -109,6 +124,8 @@ public:
    enum class Due : std::uint8_t { nothing, keepAlive };
    /// Closes what has been silent for too long. The caller has read what there was.
    Due tick( Clock::time_point now );
+   /// At once also if receive() has stopped for the others' sake: the transport may hold bytes that
+   /// do not make it readable.
    Clock::time_point nextDeadline() const;
 
    std::uint64_t messages() const { return out_.messages(); }
@@ -140,7 +157,7 @@ private:
    EndpointOptions const options_;
    Role const role_;
    Phase phase_ = Phase::closed;
-   int fd_ = -1;
+   std::unique_ptr<Transport> transport_;
    Varek::String peer_;
    Varek::String reason_;
    Description ours_;
@@ -149,6 +166,9 @@ private:
    OutQueue queue_;
    QueueOut out_{ queue_ };
    int sendError_ = 0;
+   bool readAwaitsWritable_ = false;
+   bool writeAwaitsReadable_ = false;
+   bool unread_ = false;
    bool refused_ = false;
    bool refusedForNow_ = false;
 

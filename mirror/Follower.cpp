@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "framework/Mutators.h"
+#include "mirror/Socket.h"
 
 namespace Mirror {
 
@@ -46,8 +47,13 @@ Follower::~Follower() {
 // Connection
 
 void Follower::connectedIs( int fd, Varek::String const& peer ) {
+   Fd owned( fd );
+   connectedIs( std::make_unique<SocketTransport>( std::move( owned ) ), peer );
+}
+
+void Follower::connectedIs( std::unique_ptr<Transport> transport, Varek::String const& peer ) {
    auto made = std::make_unique<Endpoint>( options_, Endpoint::Role::follower );
-   made->start( fd, peer, Description::ofThisProcess() );
+   made->start( std::move( transport ), peer, Description::ofThisProcess() );
    endpoint_ = std::move( made );
    forgetAll();
    for ( auto& [name, root] : roots_ ) {
@@ -66,11 +72,15 @@ void Follower::close() {
    finish();
 }
 
+void Follower::receive() {
+   endpoint_->receive( [this]( Frame const& one ) { frame( one ); } );
+}
+
 void Follower::onReadable() {
    if ( !endpoint_ ) {
       return;
    }
-   endpoint_->receive( [this]( Frame const& one ) { frame( one ); } );
+   receive();
    finish();
    // An observer's exception concerns neither the stream nor the messages after it.
    if ( observersFault_ ) {
@@ -80,6 +90,9 @@ void Follower::onReadable() {
 
 void Follower::onWritable() {
    if ( endpoint_ ) {
+      if ( endpoint_->readAwaitsWritable() ) [[unlikely]] {
+         receive();
+      }
       endpoint_->flush();
    }
    finish();
@@ -91,7 +104,7 @@ void Follower::tick( Clock::time_point now ) {
    }
    // Unread bytes are a sign of life: this process may have been stopped for a while.
    if ( endpoint_->nextDeadline() <= now ) {
-      endpoint_->receive( [this]( Frame const& one ) { frame( one ); } );
+      receive();
    }
    if ( endpoint_->tick( now ) == Endpoint::Due::keepAlive ) {
       endpoint_->keepAlive();

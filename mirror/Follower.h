@@ -19,8 +19,8 @@ namespace Mirror {
 
 struct FollowerOptions : EndpointOptions {};
 
-/// Mirrors the trees that a leader publishes, over a connected socket, and keeps them through
-/// reconnects: entities and their observers stay, and what the new connection brings is published
+/// Mirrors the trees that a leader publishes, over a socket or another transport, and keeps them
+/// through reconnects: entities and their observers stay, and what the new connection brings is published
 /// only where it differs, also if the leader has restarted meanwhile.
 ///
 /// No input is trusted. A fault closes the connection with a reason; messages before it stay
@@ -61,10 +61,17 @@ public:
    /// Called once when the connection ends, last in the call in which it ends: it may connect anew.
    std::function<void( Varek::String const& reason )> onClosed;
 
-   /// Takes over \p fd, a socket that is connected or about to be. A connection that is there is
-   /// dropped, without onClosed.
+   /// Follows the leader at the other side of a transport. A connection that is there is dropped,
+   /// without onClosed.
+   void connectedIs( std::unique_ptr<Transport>, Varek::String const& peer = {} );
+   /// The same over \p fd, a socket that is connected or about to be, which is taken over also if
+   /// this throws.
    void connectedIs( int fd, Varek::String const& peer = {} );
+   /// What to wait with; -1 for none.
    int fd() const { return endpoint_ ? endpoint_->fd() : -1; }
+   /// Whether to call onReadable() when the transport is readable, which is nearly always so while
+   /// it is not closed, and onWritable() when it is writable.
+   bool wantsRead() const { return endpoint_ && endpoint_->wantsRead(); }
    bool wantsWrite() const { return endpoint_ && endpoint_->wantsWrite(); }
    /// Reads and applies what has come, then rethrows the first exception that came of an observer,
    /// onRoot, onRootGone or onSynced. One that came during tick() waits for the next onReadable().
@@ -138,6 +145,7 @@ private:
 
    void entityRemoved( Qel::Entity& ) override;
 
+   void receive();
    void frame( Frame const& );
    void apply( Frame const& );
    void attribute( Frame const&, Known const& );

@@ -117,6 +117,13 @@ void Leader::changed( Varek::Change const& change ) noexcept {
 LeaderConnection& Leader::connectionIs( int fd, Varek::String const& peer,
                                         Varek::String const& refusal, Identity const& who ) {
    Fd owned( fd );
+   return connectionIs( std::make_unique<SocketTransport>( std::move( owned ) ), peer, refusal,
+                        who );
+}
+
+LeaderConnection& Leader::connectionIs( std::unique_ptr<Transport> transport,
+                                        Varek::String const& peer, Varek::String const& refusal,
+                                        Identity const& who ) {
    Varek::String const noPlace = places_.refusal( who );
    bool const refused = !noPlace.empty() || !refusal.empty();
    auto const free = std::ranges::find( byBit_, nullptr );
@@ -129,7 +136,7 @@ LeaderConnection& Leader::connectionIs( int fd, Varek::String const& peer,
    LeaderConnection& connection = *made;
    Varek::String name( peer );
    Description ours( announcements_.description() );
-   connection.endpoint_.start( owned.release(), std::move( name ), std::move( ours ) );
+   connection.endpoint_.start( std::move( transport ), std::move( name ), std::move( ours ) );
    if ( !refusal.empty() ) {
       connection.endpoint_.refuse( refusal );
    } else if ( refused ) {

@@ -20,7 +20,7 @@ namespace Mirror {
 
 struct LeaderOptions : EndpointOptions, PlaceLimits {};
 
-/// Publishes trees of entities to up to 64 followers over connected sockets.
+/// Publishes trees of entities to up to 64 followers, over sockets or other transports.
 ///
 /// A follower first receives the whole state, then each change. Followers that keep up share the
 /// encoding of each change. A slow follower costs memory for the parts that differ, never for the
@@ -45,9 +45,12 @@ public:
    void rootIs( Varek::String const& name, Varek::Ptr<Qel::Entity> root );
    void rootDel( Varek::String const& name );
 
-   /// Takes over \p fd, a connected socket, also if it throws. With \p refusal (see Accepted in
-   /// Socket.h) the other side is told that and no more, as it is if there is no place for \p who.
-   /// The result lives until connectionDel().
+   /// Serves a follower over a transport. With \p refusal (see Accepted in Socket.h) the other side
+   /// is told that and no more, as it is if there is no place for \p who. The result lives until
+   /// connectionDel().
+   LeaderConnection& connectionIs( std::unique_ptr<Transport>, Varek::String const& peer,
+                                   Varek::String const& refusal = {}, Identity const& who = {} );
+   /// The same over \p fd, a connected socket, which is taken over also if this throws.
    LeaderConnection& connectionIs( int fd, Varek::String const& peer,
                                    Varek::String const& refusal = {}, Identity const& who = {} );
    /// The same for what a listener gave.

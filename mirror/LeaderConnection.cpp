@@ -247,7 +247,12 @@ void LeaderConnection::onReadable() {
 }
 
 void LeaderConnection::onWritable() {
-   guarded( {}, [&] { say(); } );
+   guarded( {}, [&] {
+      if ( endpoint_.readAwaitsWritable() ) [[unlikely]] {
+         receive();
+      }
+      say();
+   } );
    leader_.restartIfNeeded();
    finish();
 }

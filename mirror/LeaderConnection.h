@@ -44,8 +44,9 @@ struct HasEndpoint {
 } // namespace Internal
 
 /// One follower, as its leader sees it. Made by Leader::connectionIs; driven by the owner's loop:
-/// whenever the descriptor is readable, and when it is writable while wantsWrite(), which may
-/// become true with every change of the trees. Not to be driven from within an observer.
+/// when its transport is readable while wantsRead(), which is nearly always, and when it is
+/// writable while wantsWrite(), which may become true with every change of the trees. Not to be
+/// driven from within an observer.
 class VAREK_EXPORT LeaderConnection final : private Internal::HasEndpoint,
                                             private Qel::NboAttrLog::Stream {
 public:
@@ -53,10 +54,12 @@ public:
    LeaderConnection& operator=( LeaderConnection const& ) = delete;
    ~LeaderConnection();
 
+   /// What to wait with; -1 for a transport that has no descriptor.
    int fd() const { return endpoint_.fd(); }
    Varek::String const& peer() const { return endpoint_.peer(); }
+   bool wantsRead() const { return endpoint_.wantsRead(); }
    bool wantsWrite() const {
-      return endpoint_.wantsWrite() || ( endpoint_.running() && !inGroup_ );
+      return endpoint_.wantsWrite() || ( endpoint_.running() && !inGroup_ && endpoint_.mayWrite() );
    }
    void onReadable();
    void onWritable();

@@ -2,29 +2,21 @@
 
 #include <algorithm>
 #include <array>
-
-#include <sys/socket.h>
-#include <sys/uio.h>
+#include <span>
 
 namespace Mirror {
 
 Chunk::~Chunk() = default;
 
-std::ptrdiff_t OutQueue::send( int fd ) {
-   std::array<iovec, 16> pieces;
+Transfer OutQueue::send( Transport& to ) {
+   std::array<Transport::Bytes, Transport::mostPieces> pieces;
    std::size_t const count = std::min( pieces.size(), slices_.size() - first_ );
    for ( std::size_t i = 0; i < count; ++i ) {
       Slice const& slice = slices_[first_ + i];
-      pieces[i] = { const_cast<std::uint8_t*>( slice.from ),
-                    static_cast<std::size_t>( slice.to - slice.from ) };
+      pieces[i] = { slice.from, slice.to };
    }
-   msghdr message{};
-   message.msg_iov = pieces.data();
-   message.msg_iovlen = count;
-   std::ptrdiff_t const taken = ::sendmsg( fd, &message, MSG_NOSIGNAL | MSG_DONTWAIT );
-   if ( taken > 0 ) {
-      sent( static_cast<std::size_t>( taken ) );
-   }
+   Transfer const taken = to.write( std::span( pieces ).first( count ) );
+   sent( taken.count );
    return taken;
 }
 

@@ -8,6 +8,7 @@
 #include "Qel/NboAttrLog.h"
 #include "Varek/Export.h"
 #include "Varek/Ptr.h"
+#include "mirror/Transport.h"
 
 /// What waits to be sent. Messages are encoded into chunks of memory, once; a queue holds slices of
 /// chunks, so that many connections can send the same bytes. Slices that adjoin are one, and a
@@ -48,8 +49,8 @@ public:
       bytes_ += static_cast<std::size_t>( to - from );
    }
 
-   /// Sends what \p fd, a socket, takes now. The number of bytes, or -1 with errno set.
-   std::ptrdiff_t send( int fd );
+   /// Writes what \p to takes now; not to be called while there is nothing.
+   Transfer send( Transport& to );
    void clear();
 
 private:

@@ -16,6 +16,7 @@
 #include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/uio.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -164,6 +165,13 @@ Found find( Varek::String const& path ) {
    return { plain, about.st_uid };
 }
 
+/// For what a system call has left in errno.
+Transfer notMoved( Transfer::State untilReady ) noexcept {
+   return errno == EAGAIN || errno == EWOULDBLOCK
+             ? Transfer::none( untilReady )
+             : Transfer::none( Transfer::State::failed, errno );
+}
+
 void noDelay( int fd ) {
    int const on = 1;
    ::setsockopt( fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on );
@@ -182,6 +190,40 @@ void Fd::reset( int fd ) {
    }
    fd_ = fd;
 }
+
+SocketTransport::~SocketTransport() = default;
+
+Transfer SocketTransport::read( std::span<std::uint8_t> to ) noexcept {
+   std::ptrdiff_t got = 0;
+   do {
+      got = ::recv( fd_.get(), to.data(), to.size(), MSG_DONTWAIT );
+   } while ( got < 0 && errno == EINTR );
+   if ( got > 0 ) [[likely]] {
+      return Transfer::moved( static_cast<std::size_t>( got ) );
+   }
+   return got == 0 ? Transfer::none( Transfer::State::ended )
+                   : notMoved( Transfer::State::untilReadable );
+}
+
+Transfer SocketTransport::write( std::span<Bytes const> pieces ) noexcept {
+   std::array<iovec, mostPieces> each;
+   std::size_t const count = std::min( each.size(), pieces.size() );
+   for ( std::size_t i = 0; i < count; ++i ) {
+      each[i] = { const_cast<std::uint8_t*>( pieces[i].data() ), pieces[i].size() };
+   }
+   msghdr message{};
+   message.msg_iov = each.data();
+   message.msg_iovlen = count;
+   std::ptrdiff_t taken = 0;
+   do {
+      taken = ::sendmsg( fd_.get(), &message, MSG_NOSIGNAL | MSG_DONTWAIT );
+   } while ( taken < 0 && errno == EINTR );
+   return taken >= 0 ? Transfer::moved( static_cast<std::size_t>( taken ) )
+                     : notMoved( Transfer::State::untilWritable );
+}
+
+/// The descriptor itself stays, so that its number means nothing else meanwhile.
+void SocketTransport::end() noexcept { ::shutdown( fd_.get(), SHUT_RDWR ); }
 
 Listener::Listener( Fd fd, Varek::String address )
    : fd_( std::move( fd ) ), address_( std::move( address ) ), allowed_{ ::geteuid(), 0 } {

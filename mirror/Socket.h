@@ -2,6 +2,8 @@
 
 #include <cstdint>
 #include <optional>
+#include <span>
+#include <utility>
 #include <vector>
 
 #include <sys/types.h>
@@ -9,6 +11,7 @@
 #include "Varek/Export.h"
 #include "Varek/Failures.h"
 #include "Varek/String.h"
+#include "mirror/Transport.h"
 
 /// Sockets for leaders and followers: all non-blocking, close-on-exec, and without SIGPIPE.
 namespace Mirror {
@@ -47,6 +50,20 @@ public:
 
 private:
    int fd_ = -1;
+};
+
+/// A socket that is connected or about to be.
+class VAREK_EXPORT SocketTransport final : public Transport {
+public:
+   explicit SocketTransport( Fd fd ) : fd_( std::move( fd ) ) {}
+   ~SocketTransport() override;
+   Transfer read( std::span<std::uint8_t> to ) noexcept override;
+   Transfer write( std::span<Bytes const> pieces ) noexcept override;
+   void end() noexcept override;
+   int fd() const noexcept override { return fd_.get(); }
+
+private:
+   Fd fd_;
 };
 
 /// Who is at the other end of a connection.

@@ -1,87 +1,102 @@
 #include "store/Stream.h"
 
-#include <array>
+#include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <memory>
 #include <span>
 #include <utility>
 
-#include <fcntl.h>
 #include <fmt/core.h>
-#include <sys/socket.h>
 
 #include "Varek/Failures.h"
 #include "mirror/Leader.h"
-#include "mirror/Socket.h"
+#include "mirror/Transport.h"
 #include "store/Replacement.h"
 
 namespace Store {
 
 namespace {
 
-std::pair<Mirror::Fd, Mirror::Fd> socketPair() {
-   int ends[2];
-   if ( ::socketpair( AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, ends ) != 0 ) {
-      systemFailure( "two connected sockets", "cannot be made" );
-   }
-   return { Mirror::Fd( ends[0] ), Mirror::Fd( ends[1] ) };
-}
+/// The other side of a connection that is all there already: its words are a text, and what it is told
+/// is kept as a text.
+class Recorded final : public Mirror::Transport {
+public:
+   /// Both outlive the transport. Without \p told nothing is kept.
+   Recorded( std::string_view says, std::string* told ) : says_( says ), told_( told ) {}
 
-/// Appends what has come.
-void drain( Mirror::Fd const& from, std::string& to, std::span<char> buffer ) {
-   std::ptrdiff_t got = 0;
-   while ( ( got = ::recv( from.get(), buffer.data(), buffer.size(), MSG_DONTWAIT ) ) > 0 ) {
-      to.append( buffer.data(), static_cast<std::size_t>( got ) );
+   Mirror::Transfer read( std::span<std::uint8_t> to ) noexcept override {
+      std::size_t const count = std::min( to.size(), says_.size() );
+      if ( count == 0 ) {
+         return Mirror::Transfer::none( Mirror::Transfer::State::untilReadable );
+      }
+      std::memcpy( to.data(), says_.data(), count );
+      says_.remove_prefix( count );
+      return Mirror::Transfer::moved( count );
    }
+   Mirror::Transfer write( std::span<Bytes const> pieces ) noexcept override {
+      std::size_t count = 0;
+      for ( Bytes const piece : pieces ) {
+         if ( told_ && !append( piece ) ) {
+            return count != 0 ? Mirror::Transfer::moved( count )
+                              : Mirror::Transfer::none( Mirror::Transfer::State::failed, ENOMEM );
+         }
+         count += piece.size();
+      }
+      return Mirror::Transfer::moved( count );
+   }
+   void end() noexcept override {}
+
+private:
+   bool append( Bytes piece ) noexcept try {
+      told_->append( reinterpret_cast<char const*>( piece.data() ), piece.size() );
+      return true;
+   } catch ( std::exception const& ) {
+      return false;
+   }
+
+   std::string_view says_;
+   std::string* const told_;
+};
+
+std::string helloOfAFollower() {
+   std::string told;
+   Mirror::Endpoint follower( {}, Mirror::Endpoint::Role::follower );
+   follower.start( std::make_unique<Recorded>( std::string_view(), &told ), "itself",
+                   Mirror::Description::ofThisProcess() );
+   follower.flush();
+   std::string result = std::move( told );
+   return result;
 }
 
 } // namespace
 
 std::string streamOf( Views::Roots const& roots ) {
-   auto [leading, following] = socketPair();
-   // Says the hello of a follower. What comes is read behind its back.
-   Mirror::Fd const heard( ::fcntl( following.get(), F_DUPFD_CLOEXEC, 0 ) );
-   if ( heard.get() < 0 ) {
-      systemFailure( "a socket", "cannot be duplicated" );
-   }
-   Mirror::Endpoint follower( {}, Mirror::Endpoint::Role::follower );
-   follower.start( following.release(), "itself", Mirror::Description::ofThisProcess() );
-
+   std::string const hello = helloOfAFollower();
+   std::string told;
    Mirror::Leader leader;
    for ( auto const& [name, root] : roots ) {
       leader.rootIs( name, root );
    }
-   Mirror::LeaderConnection& connection = leader.connectionIs( leading.release(), "itself" );
-   std::string result;
-   auto const buffer = std::make_unique<std::array<char, 128 * 1024>>();
+   Mirror::LeaderConnection& connection =
+      leader.connectionIs( std::make_unique<Recorded>( hello, &told ), "itself" );
    while ( !connection.synced() || connection.wantsWrite() ) {
-      follower.flush();
       connection.onReadable();
       connection.onWritable();
-      drain( heard, result, *buffer );
       if ( connection.closed() ) {
          throw Varek::Failure( "the state cannot be told: " + connection.reason() );
       }
    }
-   drain( heard, result, *buffer );
+   // Not the text itself, to which the connection may add when it ends.
+   std::string result = std::move( told );
    return result;
 }
 
 LeftOut apply( std::string_view stream, Mirror::Follower& follower, std::string const& name,
                HowFar const& howFar ) {
-   auto [leading, following] = socketPair();
-   follower.connectedIs( following.release(), name );
+   follower.connectedIs( std::make_unique<Recorded>( stream, nullptr ), name );
    auto const wholeSize = stream.size();
    while ( !follower.closed() && follower.stats().bytes < wholeSize ) {
-      if ( !stream.empty() ) {
-         std::ptrdiff_t const taken =
-            ::send( leading.get(), stream.data(), stream.size(), MSG_NOSIGNAL | MSG_DONTWAIT );
-         if ( taken > 0 ) {
-            stream.remove_prefix( static_cast<std::size_t>( taken ) );
-         } else if ( errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR ) {
-            systemFailure( name, "cannot be passed on" );
-         }
-      }
       follower.onReadable();
       if ( howFar ) {
          howFar( follower.stats().bytes, wholeSize );

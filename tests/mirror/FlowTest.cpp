@@ -247,7 +247,7 @@ TEST_F( CameAndWent, AFullSyncOfWhatGoesMeanwhileKeepsToWhatIsThere ) {
       // Hello each way, then as much as the limit lets through.
       while ( link.connection->bytesWaiting() < 1000 ) {
          link.leaderTurn();
-         link.pass( link.toLeader, link.leaderEnd, ~std::size_t{ 0 } );
+         link.pass( link.toLeader, *link.leaderEnd, ~std::size_t{ 0 } );
          if ( link.connection->bytesSent() == 0 || follower.stats().frames == 0 ) {
             link.followerTurn();
          }

@@ -97,12 +97,12 @@ TEST( Differing, IsSeenByBothSidesOrByNone ) {
       one.change( changed, typeNamed( changed, type ) );
 
       Leader leader;
-      SocketPair pair;
-      auto& connection = leader.connectionIs( pair.a.release(), "test" );
+      auto [leads, follows] = Mirror::MemoryTransport::pair();
+      auto& connection = leader.connectionIs( std::move( leads ), "test" );
       std::string told;
       leader.onClosed = [&]( auto&, auto& reason ) { told = reason; };
       Endpoint newer( {}, Endpoint::Role::follower );
-      newer.start( pair.b.release(), "test", changed );
+      newer.start( std::move( follows ), "test", changed );
       exchange( newer, [&] {
          if ( connection.wantsWrite() ) {
             connection.onWritable();
@@ -120,16 +120,8 @@ struct Handshake : testing::Test {
    Leader leader;
    Follower follower;
    RawPeer peer;
-   Mirror::LeaderConnection& leads() {
-      SocketPair pair;
-      peer.fd = std::move( pair.b );
-      return leader.connectionIs( pair.a.release(), "test" );
-   }
-   void follows() {
-      SocketPair pair;
-      peer.fd = std::move( pair.b );
-      follower.connectedIs( pair.a.release() );
-   }
+   Mirror::LeaderConnection& leads() { return leader.connectionIs( peer.connected(), "test" ); }
+   void follows() { follower.connectedIs( peer.connected() ); }
 };
 
 TEST_F( Handshake, AnotherVersionIsRefusedByEitherSide ) {
@@ -157,7 +149,7 @@ TEST_F( Handshake, AnotherVersionIsRefusedByEitherSide ) {
 TEST_F( Handshake, WhatIsLostOrFaultyLaterOnIsNotRefused ) {
    follows();
    EXPECT_FALSE( follower.refused() );
-   peer.fd.reset();
+   peer.end.reset();
    follower.onReadable();
    ASSERT_TRUE( follower.closed() );
    EXPECT_FALSE( follower.refused() );
@@ -233,7 +225,7 @@ TEST_F( Handshake, SignsOfLifeKeepAConnectionAndTheirLackEndsIt ) {
    leader.tick( now += 10s );
    link.leaderTurn();
    link.followerTurn( 0 );
-   Link::pass( link.toFollower, link.followerEnd, 100 );
+   Link::pass( link.toFollower, *link.followerEnd, 100 );
    follower.tick( now += 50s );
    EXPECT_EQ( follower.reason(), "" );
    // Nothing more comes.

@@ -88,13 +88,13 @@ TEST( Hostile, EveryTruncationClosesWithAReason ) {
 
 /// A leader hears \p bytes, then the end.
 void hear( Leader& leader, Bytes const& bytes ) {
-   SocketPair pair;
-   auto& connection = leader.connectionIs( pair.a.release(), "hostile" );
-   ASSERT_EQ( ::send( pair.b.get(), bytes.data(), bytes.size(), 0 ),
-              static_cast<ssize_t>( bytes.size() ) );
+   auto [theirs, ours] = Mirror::MemoryTransport::pair();
+   auto& connection = leader.connectionIs( std::move( theirs ), "hostile" );
+   Mirror::Transport::Bytes const all( bytes );
+   ASSERT_EQ( all.empty() ? 0 : ours->write( { &all, 1 } ).count, bytes.size() );
    connection.onReadable();
    connection.onWritable();
-   pair.b.reset();
+   ours.reset();
    connection.onReadable();
    connection.onReadable();
    ASSERT_TRUE( connection.closed() );

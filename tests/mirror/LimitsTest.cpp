@@ -3,6 +3,7 @@
 #include <memory>
 
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 
 #include "mirror/Link.h"
 #include "mirror/Places.h"
@@ -25,24 +26,22 @@ struct Limits : testing::Test {
    Mirror::LeaderOptions options;
    std::unique_ptr<Leader> leader;
    RawPeer peer; ///< The last.
-   std::list<Mirror::Fd> others;
+   std::list<std::unique_ptr<Mirror::Transport>> others;
    Mirror::Clock::time_point now{ 1h };
 
    Mirror::LeaderConnection& peerIs( Identity const& who = {} ) {
       if ( !leader ) {
          leader = std::make_unique<Leader>( options );
       }
-      SocketPair pair;
-      others.push_back( std::move( peer.fd ) );
-      peer.fd = std::move( pair.b );
-      return leader->connectionIs( pair.a.release(), "test", {}, who );
+      others.push_back( std::move( peer.end ) );
+      return leader->connectionIs( peer.connected(), "test", {}, who );
    }
    /// Says what was written, all but \p butFor bytes, as fast as it is read.
    void say( Mirror::LeaderConnection& connection, std::size_t butFor = 0 ) {
       auto const bytes = peer.out.bytes();
       Link::Bytes all( bytes.begin(), bytes.end() - static_cast<std::ptrdiff_t>( butFor ) );
       while ( !all.empty() && !connection.closed() ) {
-         Link::pass( all, peer.fd, all.size() );
+         Link::pass( all, *peer.end, all.size() );
          connection.onReadable();
       }
       peer.out.clear();
@@ -167,10 +166,10 @@ TEST_F( Limits, WhoHasNoPlaceIsToldThatItMayHaveOneLater ) {
    options.placesEach = 1;
    Identity const who{ "192.0.2.1", false };
    auto& first = peerIs( who );
-   SocketPair pair;
+   auto [leads, follows] = Mirror::MemoryTransport::pair();
    Follower follower;
-   leader->connectionIs( pair.a.release(), "test", {}, who );
-   follower.connectedIs( pair.b.release() );
+   leader->connectionIs( std::move( leads ), "test", {}, who );
+   follower.connectedIs( std::move( follows ) );
    follower.onReadable();
    EXPECT_EQ( follower.reason(), "refused by the other side: 192.0.2.1 has 1 connections to the "
                                  "leader already, as many as it may" );
@@ -202,11 +201,12 @@ struct Stalled : Limits {
    }
    void take( std::size_t bytes ) {
       for ( std::size_t taken = 0; taken < bytes; ) {
-         std::array<char, 1024> some;
-         auto const got = ::recv( peer.fd.get(), some.data(),
-                                  std::min( some.size(), bytes - taken ), MSG_DONTWAIT );
-         ASSERT_GT( got, 0 );
-         taken += static_cast<std::size_t>( got );
+         std::array<std::uint8_t, 1024> some;
+         std::size_t const got =
+            peer.end->read( std::span( some ).first( std::min( some.size(), bytes - taken ) ) )
+               .count;
+         ASSERT_GT( got, 0U );
+         taken += got;
          connection->onWritable();
       }
    }
@@ -250,8 +250,8 @@ TEST_F( Stalled, ALeaderThatWasStoppedItselfSendsBeforeItJudges ) {
    write( FrameKind::keepAlive, 0 );
    auto const bytes = peer.out.bytes();
    Link::Bytes alive( bytes.begin(), bytes.end() ), taken;
-   Link::pass( alive, peer.fd, alive.size() );
-   Link::take( peer.fd, taken );
+   Link::pass( alive, *peer.end, alive.size() );
+   Link::take( *peer.end, taken );
    ASSERT_GT( taken.size(), Mirror::stallProgress );
    leader->tick( now += 10min );
    EXPECT_EQ( connection->reason(), "" );
@@ -326,7 +326,7 @@ TEST( StalledLeader, EndsNoFollowerForWhatItDidNotOffer ) {
    follower.tick( now );
    follower.tick( now + std::chrono::seconds( 11 ) );
    link.followerTurn();
-   link.pass( link.toLeader, link.leaderEnd, ~std::size_t{ 0 } );
+   link.pass( link.toLeader, *link.leaderEnd, ~std::size_t{ 0 } );
    leader.tick( now + std::chrono::seconds( 62 ) );
    EXPECT_EQ( link.connection->reason(), "" );
    link.pump();

@@ -4,16 +4,16 @@
 #include <array>
 #include <cstdint>
 #include <initializer_list>
+#include <memory>
 #include <span>
 #include <vector>
 
 #include <gtest/gtest.h>
 #include <malloc.h>
-#include <sys/socket.h>
 
 #include "mirror/Follower.h"
 #include "mirror/Leader.h"
-#include "support/SocketPair.h"
+#include "mirror/MemoryTransport.h"
 
 /// A leader and a follower with a wire between them that the test holds: it passes on as much as it
 /// is told, in pieces of any size, and keeps what came from the leader.
@@ -23,7 +23,7 @@ struct Link {
    Mirror::Leader& leader;
    Mirror::Follower& follower;
    Mirror::LeaderConnection* connection = nullptr;
-   Mirror::Fd leaderEnd, followerEnd;
+   std::unique_ptr<Mirror::Transport> leaderEnd, followerEnd;
    bool leaderEnded = false;
    Bytes toFollower, toLeader; // what the wire holds
    Bytes fromLeader;           // everything
@@ -31,18 +31,17 @@ struct Link {
    Link( Mirror::Leader& l, Mirror::Follower& f ) : leader( l ), follower( f ) { connect(); }
 
    void connect() {
-      SocketPair up, down;
-      // The least there is: the leader meets a full socket often.
-      int const small = 1;
-      ::setsockopt( up.a.get(), SOL_SOCKET, SO_SNDBUF, &small, sizeof small );
-      leaderEnd = std::move( up.b );
-      followerEnd = std::move( down.b );
+      // So little that the leader meets a full queue often.
+      auto up = Mirror::MemoryTransport::pair( 2000 );
+      auto down = Mirror::MemoryTransport::pair();
+      leaderEnd = std::move( up.second );
+      followerEnd = std::move( down.second );
       leaderEnded = false;
       toFollower.clear();
       toLeader.clear();
       fromLeader.clear();
-      connection = &leader.connectionIs( up.a.release(), "test" );
-      follower.connectedIs( down.a.release() );
+      connection = &leader.connectionIs( std::move( up.first ), "test" );
+      follower.connectedIs( std::move( down.first ) );
    }
    /// Both ends see the connection break.
    void cut() {
@@ -59,23 +58,23 @@ struct Link {
       }
       connection->onReadable();
       std::size_t const before = toFollower.size();
-      leaderEnded = take( leaderEnd, toFollower );
+      leaderEnded = take( *leaderEnd, toFollower );
       fromLeader.insert( fromLeader.end(),
                          toFollower.begin() + static_cast<std::ptrdiff_t>( before ),
                          toFollower.end() );
-      pass( toLeader, leaderEnd, toLeader.size() );
+      pass( toLeader, *leaderEnd, toLeader.size() );
    }
    void followerTurn( std::size_t most = ~std::size_t{ 0 } ) {
-      pass( toFollower, followerEnd, most );
+      pass( toFollower, *followerEnd, most );
       if ( leaderEnded && toFollower.empty() ) {
-         ::shutdown( followerEnd.get(), SHUT_WR );
+         followerEnd->end();
       }
       follower.onReadable();
       if ( follower.wantsWrite() ) {
          follower.onWritable();
       }
-      if ( take( followerEnd, toLeader ) && toLeader.empty() ) {
-         ::shutdown( leaderEnd.get(), SHUT_WR );
+      if ( take( *followerEnd, toLeader ) && toLeader.empty() ) {
+         leaderEnd->end();
       }
    }
    /// Until nothing moves any more.
@@ -95,26 +94,23 @@ struct Link {
    }
 
    /// Whether that was the end.
-   static bool take( Mirror::Fd const& from, Bytes& to ) {
+   static bool take( Mirror::Transport& from, Bytes& to ) {
       std::array<std::uint8_t, 65536> buffer;
       for ( ;; ) {
-         auto const got = ::recv( from.get(), buffer.data(), buffer.size(), MSG_DONTWAIT );
-         if ( got <= 0 ) {
-            return got == 0;
+         Mirror::Transfer const got = from.read( buffer );
+         if ( got.count == 0 ) {
+            return got.state == Mirror::Transfer::State::ended;
          }
-         to.insert( to.end(), buffer.begin(), buffer.begin() + got );
+         to.insert( to.end(), buffer.begin(),
+                    buffer.begin() + static_cast<std::ptrdiff_t>( got.count ) );
       }
    }
-   static void pass( Bytes& from, Mirror::Fd const& to, std::size_t most ) {
+   static void pass( Bytes& from, Mirror::Transport& to, std::size_t most ) {
+      auto const all = std::span<std::uint8_t const>( from ).first( std::min( most, from.size() ) );
       std::size_t done = 0;
-      while ( done < std::min( most, from.size() ) ) {
-         auto const sent =
-            ::send( to.get(), from.data() + done, std::min( most, from.size() ) - done,
-                    MSG_NOSIGNAL | MSG_DONTWAIT );
-         if ( sent <= 0 ) {
-            break;
-         }
-         done += static_cast<std::size_t>( sent );
+      for ( std::size_t taken = 1; done < all.size() && taken != 0; done += taken ) {
+         auto const left = all.subspan( done );
+         taken = to.write( { &left, 1 } ).count;
       }
       from.erase( from.begin(), from.begin() + static_cast<std::ptrdiff_t>( done ) );
    }
@@ -133,21 +129,16 @@ inline std::size_t helloSize( std::span<std::uint8_t const> stream ) {
 /// Gives all \p parts to a follower, then the end.
 inline void feed( Mirror::Follower& follower,
                   std::initializer_list<std::span<std::uint8_t const>> parts ) {
-   SocketPair pair;
-   follower.connectedIs( pair.a.release() );
+   auto [theirs, ours] = Mirror::MemoryTransport::pair();
+   follower.connectedIs( std::move( theirs ) );
    for ( std::span<std::uint8_t const> bytes : parts ) {
       while ( !bytes.empty() && !follower.closed() ) {
-         auto const sent =
-            ::send( pair.b.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT );
-         bytes = bytes.subspan( sent > 0 ? static_cast<std::size_t>( sent ) : 0 );
+         bytes = bytes.subspan( ours->write( { &bytes, 1 } ).count );
          follower.onReadable();
          follower.onWritable();
       }
    }
-   // Unread bytes would make it another kind of end.
-   Link::Bytes heard;
-   Link::take( pair.b, heard );
-   pair.b.reset();
+   ours.reset();
    follower.onReadable();
    follower.onReadable();
 }

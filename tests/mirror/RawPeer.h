@@ -2,28 +2,36 @@
 
 #include <array>
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include <gtest/gtest.h>
-#include <sys/socket.h>
 
 #include "mirror/Description.h"
 #include "mirror/Socket.h"
+#include "support/SocketPair.h"
 
 /// Frames by hand.
 struct RawPeer {
-   Mirror::Fd fd;
+   std::unique_ptr<Mirror::Transport> end;
    Qel::NboAttrLog::OutBuffer out;
+
+   /// The other end of a new pair of sockets.
+   int connected() {
+      SocketPair pair;
+      end = std::make_unique<Mirror::SocketTransport>( std::move( pair.b ) );
+      return pair.a.release();
+   }
    void send() {
       auto const bytes = out.bytes();
-      EXPECT_EQ( ::send( fd.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL ),
-                 static_cast<ssize_t>( bytes.size() ) );
+      Mirror::Transport::Bytes const all( bytes.data(), bytes.size() );
+      EXPECT_EQ( end->write( { &all, 1 } ).count, all.size() );
       out.clear();
    }
    std::string received() const {
-      std::array<char, 65536> buffer;
-      auto const got = ::recv( fd.get(), buffer.data(), buffer.size(), MSG_DONTWAIT );
-      return { buffer.data(), got > 0 ? static_cast<std::size_t>( got ) : 0 };
+      std::array<std::uint8_t, 65536> buffer;
+      std::size_t const count = end->read( buffer ).count;
+      return { buffer.begin(), buffer.begin() + static_cast<std::ptrdiff_t>( count ) };
    }
    void frame( Qel::NboAttrLog::FrameKind kind, std::uint32_t entity, Varek::FieldId field ) {
       out.outSmReserveMessage( kind, entity, field, 0 );

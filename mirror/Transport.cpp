@@ -1,0 +1,7 @@
+#include "mirror/Transport.h"
+
+namespace Mirror {
+
+Transport::~Transport() = default;
+
+} // namespace Mirror
