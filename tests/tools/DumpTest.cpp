@@ -82,10 +82,11 @@ TEST_F( StateFile, GoesThroughAPipe ) {
    std::string const piped = dump + " | '" DOT1XCTL_PATH "' ";
    EXPECT_EQ( printedBy( piped + "load -" ), printedBy( "load " + path ) );
    EXPECT_EQ( printedBy( piped + "diff " + path + " -" ), "" );
+   expectFailure( "diff - -", 2, "standard input can be one of the two only" );
    for ( std::string const& wrong :
-         { std::string( "diff - -" ), "replay " + sample( "mba.pcap" ) + " --dump -",
+         { "replay " + sample( "mba.pcap" ) + " --dump -",
            "serve --load " + path + " --dump - --listen " + folder.address() + "2" } ) {
-      expectFailure( wrong, 2, "" );
+      expectFailure( wrong, 2, "expected the name of a file" );
    }
    EXPECT_EQ( shell( dump + " 2>&1 >/dev/full | grep -q 'cannot be written'" ), 0 );
 }
