@@ -1,5 +1,7 @@
 #include "framework/KeyedLog.h"
 
+#include <bit>
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <utility>
@@ -68,15 +70,71 @@ private:
    HashMap2018Generic* map_;
 };
 
+/// The parts of a hash table.
+struct Parts : HashMap2018Generic {
+   using HashMap2018Generic::Group;
+   static Group* groups( HashMap2018Generic const& map ) { return map.*&Parts::groups_; }
+   static std::uint32_t mask( HashMap2018Generic const& map ) { return map.*&Parts::mask_; }
+   static void const* elements( HashMap2018Generic const& map ) {
+      return storage( groups( map ), mask( map ) );
+   }
+};
+
+/// Walks the elements of a hash table in the order of their positions, looking at each group once.
+/// The table must not grow, nor be emptied, meanwhile.
+class Positions {
+public:
+   Positions( HashMap2018Generic const& map, HashMap2018Type const& type, std::uint32_t from )
+      : elementSize_( type.elementSize ) {
+      if ( from >= map.positions() ) {
+         return;
+      }
+      group_ = Parts::groups( map );
+      last_ = group_ + Parts::mask( map );
+      base_ = static_cast<std::byte const*>( Parts::elements( map ) );
+      skip( from / Group::slots );
+      bits_ &= ~std::uint32_t{ 0 } << from % Group::slots;
+      settle();
+   }
+   /// The element that it stands on; null at the end.
+   void const* element() const {
+      return bits_ ? base_ + static_cast<std::uint32_t>( std::countr_zero( bits_ ) ) * elementSize_
+                   : nullptr;
+   }
+   void next() {
+      bits_ &= bits_ - 1;
+      settle();
+   }
+
+private:
+   using Group = Parts::Group;
+
+   void skip( std::size_t groups ) {
+      group_ += groups;
+      base_ += groups * Group::slots * elementSize_;
+      bits_ = group_->used();
+   }
+   void settle() {
+      while ( !bits_ && group_ != last_ ) {
+         skip( 1 );
+      }
+   }
+
+   std::size_t elementSize_;
+   Group const* group_ = nullptr;
+   Group const* last_ = nullptr;
+   std::byte const* base_ = nullptr; // where the elements of the group lie
+   std::uint32_t bits_ = 0;          // those of them that are still to come
+};
+
 /// A hash table holds children in an order that has nothing to do with where they lie, so a walk
 /// over a large tree waits for memory at each of them. While one is written, the memory of those
 /// that follow is asked for, in three steps: a child itself, then what its attributes point to,
 /// then what the attributes of its single children point to. Nothing depends on it but time.
 class Ahead {
 public:
-   Ahead( Collection const& collection, TypeRecord const& children, std::uint32_t from )
-      : map_( *collection.map() ), log_( collection.log() ), children_( children ), object_( from ),
-        contents_( from ), below_( from ) {
+   Ahead( KeyedLog const& log, TypeRecord const& children, Positions const& from )
+      : log_( log ), children_( children ), object_( from ), contents_( from ), below_( from ) {
       for ( unsigned i = 0; i < 3 * distance; ++i ) {
          step( i >= distance, i >= 2 * distance );
       }
@@ -96,26 +154,25 @@ public:
 private:
    static constexpr unsigned distance = 4;
 
-   Entity const* next( std::uint32_t& at ) const {
-      if ( at == HashMap2018Generic::none ) {
+   Entity const* next( Positions& at ) const {
+      void const* const element = at.element();
+      if ( !element ) {
          return nullptr;
       }
-      Entity const* const child = log_.childIn( map_.at( *log_.type, at ) );
-      at = map_.nextTaken( at + 1 );
-      return child;
+      at.next();
+      return log_.childIn( element );
    }
-   void look( std::uint32_t& at, bool below ) const {
+   void look( Positions& at, bool below ) const {
       if ( Entity const* const child = next( at ) ) {
          prefetchContents( children_, *child, below );
       }
    }
 
-   HashMap2018Generic const& map_;
    KeyedLog const& log_;
    TypeRecord const& children_;
-   std::uint32_t object_;
-   std::uint32_t contents_;
-   std::uint32_t below_;
+   Positions object_;
+   Positions contents_;
+   Positions below_;
 };
 
 /// One collection toward one stream.
@@ -174,27 +231,42 @@ private:
       }
       leaveAll( at );
    }
-   bool walkByPosition( Bookmark& at, DirtyKeys* dirty ) const {
-      VAREK_ASSERT_TEXT( at.version == all_.version(), "version_ == hashMap_->version()" );
-      HashMap2018Generic const& map = *all_.map();
-      std::optional<Ahead> ahead;
-      std::uint32_t position = map.nextTaken( at.position );
-      if ( log_.childIn ) {
-         ahead.emplace( all_, typeRecord( sa_.type().attributes[index_].childType() ), position );
-      }
-      for ( ; position != HashMap2018Generic::none;
-            position = map.nextTaken( position + 1 ), ++at.sent ) {
-         if ( ahead ) {
-            ahead->step();
-         }
-         void const* const present = map.at( *log_.type, position );
-         if ( !element( present ) ) {
-            at.position = position;
-            return false;
+   /// Says the elements from \p position on; false if blocked, with \p position that of the first
+   /// that was not said. \p before is called ahead of each.
+   template<class Say, class Before>
+   bool sayAll( Positions& position, std::size_t& sent, DirtyKeys* dirty, Say say,
+                Before before ) const {
+      std::size_t said = 0;
+      void const* present = position.element();
+      for ( ; present; position.next(), present = position.element(), ++said ) {
+         before();
+         if ( !say( present ) ) {
+            break;
          }
          if ( dirty ) {
             dirty->erase( log_.type->keyOf( present ) );
          }
+      }
+      sent += said;
+      return !present;
+   }
+   bool sayAll( Positions& position, std::size_t& sent, DirtyKeys* dirty ) const {
+      if ( auto const write = log_.write ) {
+         return sayAll(
+            position, sent, dirty, [&]( void const* present ) { return write( sa_, present ); },
+            [] {} );
+      }
+      Ahead ahead( log_, typeRecord( sa_.type().attributes[index_].childType() ), position );
+      return sayAll(
+         position, sent, dirty, [&]( void const* present ) { return element( present ); },
+         [&] { ahead.step(); } );
+   }
+   bool walkByPosition( Bookmark& at, DirtyKeys* dirty ) const {
+      VAREK_ASSERT_TEXT( at.version == all_.version(), "version_ == hashMap_->version()" );
+      Positions position( *all_.map(), *log_.type, at.position );
+      if ( !sayAll( position, at.sent, dirty ) ) {
+         at.position = all_.map()->positionOf( *log_.type, position.element() );
+         return false;
       }
       at.walking = false;
       if ( dirty ) {
