@@ -150,25 +150,48 @@ TEST_F( Flow, FramesOfTheGroupAndOnesOwnAlternate ) {
    }
 }
 
-// A root may be of any size, and what it holds of any depth.
+// A root may be of any size, and what it holds of any depth; it may be more than a chunk, too.
 TEST_F( Flow, ANewRootOfAnySizeKeepsToTheLimit ) {
-   options.outputLimit = 2000;
+   for ( auto const& [limit, sensors] : { std::pair{ 2000U, 500U }, { 200'000U, 20'000U } } ) {
+      options.outputLimit = limit;
+      Leader leader( options );
+      Follower other;
+      Link link( leader, other );
+      link.pump();
+      ASSERT_TRUE( link.connection->inGroup() );
+      auto const root = Plant::PlantIs();
+      for ( std::uint32_t i = 0; i < sensors; ++i ) {
+         root->rackIs( "big" )->sensorIs( i )->levelIs( i );
+      }
+      leader.rootIs( "plant", root );
+      EXPECT_FALSE( link.connection->inGroup() );
+      EXPECT_LE( link.connection->bytesWaiting(), options.outputLimit + 100 );
+      std::uint64_t const frames = other.stats().frames;
+      link.pump();
+      EXPECT_EQ( difference( *root, *other.root( "plant" ) ), "" );
+      // What the group has said is not said again: eight frames for the plant and its rack, five
+      // for each sensor, and synced not a second time.
+      EXPECT_EQ( other.stats().frames - frames, 8U + 5 * sensors );
+   }
+}
+
+TEST_F( Flow, AnEntityThatChangesAllTheTimeKeepsNoOtherWaiting ) {
+   options.outputLimit = 700;
    Leader leader( options );
+   leader.rootIs( "plant", plant );
+   auto const busy = plant->rackIs( "a" )->sensorIs( 1 ),
+              other = plant->rackIs( "a" )->sensorIs( 2 );
    Link link( leader, follower );
    link.pump();
-   ASSERT_TRUE( link.connection->inGroup() );
-   for ( std::uint32_t i = 0; i < 500; ++i ) {
-      plant->rackIs( "big" )->sensorIs( i )->levelIs( i );
+   auto const mirrored = mirror().rack( "a" )->sensor( 2 );
+   for ( std::uint32_t round = 0; round < 50 && mirrored->level() != 77; ++round ) {
+      busy->labelIs( Varek::String( 5000 + round, 'x' ) );
+      ASSERT_FALSE( link.connection->inGroup() );
+      other->levelIs( 77 );
+      link.leaderTurn();
+      link.followerTurn();
    }
-   leader.rootIs( "plant", plant );
-   EXPECT_FALSE( link.connection->inGroup() );
-   EXPECT_LE( link.connection->bytesWaiting(), options.outputLimit + 100 );
-   std::uint64_t const frames = follower.stats().frames;
-   link.pump();
-   EXPECT_EQ( difference( *plant, mirror() ), "" );
-   // What the group has said is not said again: eight frames for the plant and its rack, five for
-   // each sensor, and synced not a second time.
-   EXPECT_EQ( follower.stats().frames - frames, 8U + 5 * 500U );
+   EXPECT_EQ( mirrored->level(), 77U );
 }
 
 /// Frames that come when all that is held back is let go.

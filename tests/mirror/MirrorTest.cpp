@@ -108,7 +108,12 @@ TEST_F( Mirroring, RootsComeAndGo ) {
    EXPECT_EQ( told.back(), "-two" );
    EXPECT_EQ( synced, 2U );
    EXPECT_EQ( leader.stats().announced, 0U );
-   EXPECT_THROW( ( leader.rootIs( "x", plant ), leader.rootIs( "y", plant ) ), Varek::RangeError );
+   // Nothing is published twice: not as itself, nor as part of another root, nor with one in it.
+   leader.rootIs( "rack", plant->rackIs( "a" ) );
+   for ( Varek::Ptr<Qel::Entity> const& one : std::initializer_list<Varek::Ptr<Qel::Entity>>{
+            plant->rack( "a" ), plant->rack( "a" )->sensorIs( 1 ), plant } ) {
+      EXPECT_THROW( leader.rootIs( "other", one ), Varek::RangeError );
+   }
 }
 
 TEST_F( Mirroring, AnEntityOfOnesOwnBecomesTheMirror ) {
