@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "Dot1xV2/AcctStatus.h"
+#include "Varek/Export.h"
 #include "capture/Exchange.h"
 
 /// Keeps an AcctStatus from the accounting requests that are sent (RFC 2866, RFC 2869 2.1): an
@@ -22,7 +23,7 @@
 /// - Accounting-On and Accounting-Off end the open sessions of the same NAS, with adminReset.
 namespace Agent {
 
-class Accounting {
+class VAREK_EXPORT Accounting {
 public:
    /// \p vendor is the enterprise number under which Brevia's attributes are sent.
    Accounting( Dot1xV2::AcctStatus& status, std::uint32_t vendor )

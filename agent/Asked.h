@@ -4,6 +4,7 @@
 
 #include "Lumo/EthAddr.h"
 #include "Lumo/IntfId.h"
+#include "Varek/Export.h"
 #include "capture/Exchange.h"
 
 /// The supplicant for which a RADIUS request is sent.
@@ -21,17 +22,18 @@ struct Asked {
 /// no Access-Request, its Calling-Station-Id is not the MAC address of a station, or it is neither
 /// EAP (RFC 3579 3.1) nor authentication by the MAC address, which is recognised by Service-Type
 /// Call-Check (RFC 2865 5.6) or by the address as User-Name.
-std::optional<Asked> askedBy( Capture::Request const& );
+VAREK_EXPORT std::optional<Asked> askedBy( Capture::Request const& );
 
 /// Whether the request concerns the NAS itself and no station: Accounting-On and Accounting-Off
 /// (RFC 2866 5.1), Status-Server (RFC 5997).
-bool isOfNas( Capture::Request const& );
+VAREK_EXPORT bool isOfNas( Capture::Request const& );
 
 /// The interface that NAS-Port-Id names (RFC 2869 5.17); empty if the attribute is missing or is no
 /// name of an interface.
-Lumo::IntfId portOf( Capture::Attributes const& );
+VAREK_EXPORT Lumo::IntfId portOf( Capture::Attributes const& );
 
 /// The first value of a standard attribute that is an integer.
-std::optional<std::uint32_t> integerOf( Capture::Attributes const&, std::uint16_t type );
+VAREK_EXPORT std::optional<std::uint32_t> integerOf( Capture::Attributes const&,
+                                                     std::uint16_t type );
 
 } // namespace Agent

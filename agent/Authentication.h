@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Dot1xV2/AaaHelperLedraTypes.h"
+#include "Varek/Export.h"
 #include "agent/Asked.h"
 #include "capture/Eapol.h"
 
@@ -17,7 +18,7 @@ class AuthNSupplicantStatus;
 /// phase finds the record.
 namespace Agent {
 
-class Authentication {
+class VAREK_EXPORT Authentication {
 public:
    explicit Authentication( Dot1xV2::AuthNStatus& status ) : status_( status ) {}
 

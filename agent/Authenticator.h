@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "Varek/Export.h"
 #include "agent/Accounting.h"
 #include "agent/Authentication.h"
 #include "agent/Authorization.h"
@@ -28,7 +29,7 @@ struct AuthenticatorSettings {
    std::uint32_t vendor = 32473;
 };
 
-class Authenticator : public ExchangeListener {
+class VAREK_EXPORT Authenticator : public ExchangeListener {
 public:
    static constexpr char const* authNName = "authNStatus";
    static constexpr char const* authZName = "authZStatus";

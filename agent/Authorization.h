@@ -4,6 +4,7 @@
 #include <map>
 
 #include "Dot1xV2/AuthZStatus.h"
+#include "Varek/Export.h"
 
 /// Keeps an AuthZStatus: the supplicants that are authorized on each port, the authorization in
 /// force there, and the blocked addresses.
@@ -12,7 +13,7 @@
 /// a capture does not. On a port the VLAN of all its supplicants is in force; none if they differ.
 namespace Agent {
 
-class Authorization {
+class VAREK_EXPORT Authorization {
 public:
    /// \p blockAfter rejections in a row block an address; at least 1.
    Authorization( Dot1xV2::AuthZStatus& status, std::uint32_t blockAfter )

@@ -1,13 +1,14 @@
 #pragma once
 
 #include "Dot1xV2/AaaHelperLedraTypes.h"
+#include "Varek/Export.h"
 #include "capture/Eapol.h"
 #include "capture/Exchange.h"
 
 namespace Agent {
 
 /// Receives the events of a replay, in order.
-class ExchangeListener {
+class VAREK_EXPORT ExchangeListener {
 public:
    virtual ~ExchangeListener() = default;
 

@@ -2,6 +2,7 @@
 
 #include "Dot1xV2/Dot1xRecords.h"
 #include "Lumo/EthAddr.h"
+#include "Varek/Export.h"
 
 namespace Agent {
 
@@ -9,6 +10,7 @@ namespace Agent {
 /// digits in groups of userNameGroupSize from the left, with userNameDelim between the groups. The
 /// last group has the rest. A size of 0, or of 12 and more, makes a single group. Only the digits
 /// have a case; the delimiter stays as it is.
-Varek::String mbaUserName( Lumo::EthAddr const&, Dot1xV2::MbaUserName const& );
+VAREK_EXPORT VAREK_EXPORT Varek::String mbaUserName( Lumo::EthAddr const&,
+                                                     Dot1xV2::MbaUserName const& );
 
 } // namespace Agent

@@ -8,6 +8,7 @@
 #include <span>
 #include <string>
 
+#include "Varek/Export.h"
 #include "Varek/Failures.h"
 
 /// Packet captures (pcap and pcapng), one packet after the other, read through libpcap in constant
@@ -25,7 +26,7 @@ struct Packet {
 };
 
 /// The file is no capture, or cannot be read further. what() does not name the file.
-class CaptureError : public Varek::Failure {
+class VAREK_EXPORT CaptureError : public Varek::Failure {
 public:
    explicit CaptureError( std::string const& what, std::uint64_t packet = 0,
                           std::optional<std::uint64_t> offset = {} )
@@ -40,7 +41,7 @@ private:
    std::optional<std::uint64_t> offset_;
 };
 
-class CaptureFile {
+class VAREK_EXPORT CaptureFile {
 public:
    /// Opens \p path; "-" is standard input. Throws CaptureError if it cannot be read.
    explicit CaptureFile( std::string const& path );

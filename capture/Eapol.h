@@ -7,6 +7,7 @@
 
 #include "Bridging/VlanId.h"
 #include "Lumo/EthAddr.h"
+#include "Varek/Export.h"
 #include "Varek/String.h"
 
 /// EAPOL frames (IEEE 802.1X 11): the parts that show the progress of an authentication.
@@ -52,6 +53,6 @@ struct EapolReading {
 /// Reads the octets behind the EtherType 0x888E. An EAP Response of another type than Identity
 /// counts even if it was cut at capture, since only its beginning is needed. The caller sets the
 /// addresses and the VLAN.
-EapolReading readEapol( std::span<std::uint8_t const> );
+VAREK_EXPORT VAREK_EXPORT EapolReading readEapol( std::span<std::uint8_t const> );
 
 } // namespace Capture

@@ -4,6 +4,7 @@
 #include <map>
 #include <optional>
 
+#include "Varek/Export.h"
 #include "capture/Eapol.h"
 
 namespace Capture {
@@ -12,7 +13,7 @@ namespace Capture {
 /// 802.1X 7.8): the supplicant that has begun and been told no result yet. Success and Failure
 /// carry the identifier of the Response that they follow (RFC 3748 4.2). If several supplicants
 /// qualify, as in a capture of more than one port, the frame stays without an addressee.
-class EapolStations {
+class VAREK_EXPORT EapolStations {
 public:
    /// Notes what \p frame means. A frame to the group address gets the address of its supplicant,
    /// if only a single supplicant qualifies.

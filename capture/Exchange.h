@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "Varek/Export.h"
 #include "capture/CaptureFile.h"
 #include "capture/Frame.h"
 #include "capture/RadiusReading.h"
@@ -44,8 +45,8 @@ enum AcctStatusType : std::uint32_t {
    accountingOff = 8,
 };
 
-bool isRequest( std::uint8_t code );
-bool isAnswer( std::uint8_t code );
+VAREK_EXPORT bool isRequest( std::uint8_t code );
+VAREK_EXPORT bool isAnswer( std::uint8_t code );
 
 /// Identifies a request for as long as it is the most recent request with its identifier.
 struct Flow {
@@ -72,9 +73,9 @@ struct Request {
 };
 
 /// "Access-Accept"; "code 77" for a code without a name.
-std::string codeText( std::uint8_t code );
+VAREK_EXPORT std::string codeText( std::uint8_t code );
 
-class Exchange {
+class VAREK_EXPORT Exchange {
 public:
    /// Takes note of a request: false if it was sent again.
    bool request( Flow const&, Request );

@@ -8,6 +8,7 @@
 #include <string>
 #include <variant>
 
+#include "Varek/Export.h"
 #include "capture/Eapol.h"
 
 /// From the octets of one captured packet to the RADIUS datagram in it: link header (with VLAN
@@ -71,13 +72,14 @@ struct BadFrame {
 using Frame = std::variant<std::monostate, Datagram, Fragment, BadFrame, Eapol>;
 
 /// Whether dissect() reads \p linkType, a DLT_ value of libpcap.
-bool linkTypeKnown( int linkType );
+VAREK_EXPORT bool linkTypeKnown( int linkType );
 
 /// Reads a packet. \p captured are its octets, \p originalLength their number on the wire. The
 /// result refers to the octets, so the caller must keep them.
-Frame dissect( int linkType, std::span<std::uint8_t const> captured, std::size_t originalLength );
+VAREK_EXPORT Frame dissect( int linkType, std::span<std::uint8_t const> captured,
+                            std::size_t originalLength );
 
 /// "192.0.2.1:1812", "[2001:db8::1]:1812".
-std::string stringValue( Endpoint const& );
+VAREK_EXPORT std::string stringValue( Endpoint const& );
 
 } // namespace Capture

@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+#include "Varek/Export.h"
+
 /// Faults of a capture, and their places.
 namespace Capture {
 
@@ -33,8 +35,8 @@ struct Problem {
 };
 
 /// "cut"
-std::string_view nameOf( ProblemKind );
+VAREK_EXPORT std::string_view nameOf( ProblemKind );
 /// "RADIUS packet"
-std::string_view nameOf( OffsetIn );
+VAREK_EXPORT std::string_view nameOf( OffsetIn );
 
 } // namespace Capture

@@ -6,6 +6,7 @@
 
 #include "Lumo/EthAddr.h"
 #include "Radius/Packet.h"
+#include "Varek/Export.h"
 #include "capture/Frame.h"
 #include "capture/Problem.h"
 
@@ -24,18 +25,18 @@ struct RadiusReading {
    bool hasHeader = true; ///< False if the fault is that there is no header, or no such header.
 };
 
-RadiusReading readRadius( Datagram const& );
+VAREK_EXPORT RadiusReading readRadius( Datagram const& );
 
 /// The first value of a standard text attribute, null if there is none.
-Varek::String const* textOf( Attributes const&, std::uint16_t type );
+VAREK_EXPORT Varek::String const* textOf( Attributes const&, std::uint16_t type );
 
 /// Whether it may be the address of a station: it is neither all zero nor a group address.
-bool isStation( Lumo::EthAddr const& );
+VAREK_EXPORT bool isStation( Lumo::EthAddr const& );
 
 /// A station's address from the text of a Calling-Station-Id, in any notation; nothing if the text
 /// is not the MAC address of a station.
-std::optional<Lumo::EthAddr> stationOf( Varek::String const& );
+VAREK_EXPORT std::optional<Lumo::EthAddr> stationOf( Varek::String const& );
 /// The same from the Calling-Station-Id among the attributes of a request.
-std::optional<Lumo::EthAddr> stationOf( Attributes const& );
+VAREK_EXPORT std::optional<Lumo::EthAddr> stationOf( Attributes const& );
 
 } // namespace Capture

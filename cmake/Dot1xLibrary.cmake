@@ -85,22 +85,38 @@ function( dot1x_library name )
       VISIBILITY_INLINES_HIDDEN ON
       OUTPUT_NAME ${ARG_AS}
       EXPORT_NAME ${name}
+      UNITY_BUILD ${DOT1X_QUICK}
+      UNITY_BUILD_MODE GROUP
       VERSION ${PROJECT_VERSION}
       SOVERSION ${abi} )
    set_property( GLOBAL APPEND PROPERTY DOT1X_LIBRARIES ${target} )
 endfunction()
 
-# dot1x_part( NAME [SOURCES ...] )
+# dot1x_part( NAME [UNITED] [SOURCES ...] [INTERNAL libraries...] [NOT_INSTALLED headers...] )
 # The room in the current folder is part of the installed library dot1x_NAME. Its headers are included
-# by folder ("ROOM/Header.h") and installed.
+# by folder ("ROOM/Header.h") and installed, but for those that ask for what users need not have. No
+# header that is installed shows the packaged libraries that are INTERNAL, files or imported targets.
+# With DOT1X_QUICK a room that is UNITED is compiled in one piece.
 function( dot1x_part name )
-   cmake_parse_arguments( ARG "" "" "SOURCES" ${ARGN} )
+   cmake_parse_arguments( ARG "UNITED" "" "SOURCES;INTERNAL;NOT_INSTALLED" ${ARGN} )
+   cmake_path( GET CMAKE_CURRENT_SOURCE_DIR FILENAME folder )
    list( TRANSFORM ARG_SOURCES PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/ )
    target_sources( dot1x_${name} PRIVATE ${ARG_SOURCES} )
-   cmake_path( GET CMAKE_CURRENT_SOURCE_DIR FILENAME folder )
+   foreach( library IN LISTS ARG_INTERNAL )
+      # Installed, it is a name that the linker looks for.
+      string( REGEX REPLACE "^.*(::|/lib)|[.].*" "" linked ${library} )
+      target_link_libraries( dot1x_${name}
+         PRIVATE $<BUILD_INTERFACE:${library}> $<INSTALL_INTERFACE:${linked}> )
+      set_property( TARGET dot1x_${name} APPEND PROPERTY DOT1X_PRIVATE_LIBRARIES ${linked} )
+   endforeach()
+   if( ARG_UNITED )
+      set_source_files_properties( ${ARG_SOURCES} TARGET_DIRECTORY dot1x_${name}
+         PROPERTIES UNITY_GROUP ${folder} )
+   endif()
+   list( TRANSFORM ARG_NOT_INSTALLED REPLACE "(.+)" "PATTERN;\\1;EXCLUDE" )
    install( DIRECTORY ${CMAKE_CURRENT_SOURCE_DIR}/
       DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/dot1xv2/${folder}
-      FILES_MATCHING PATTERN "*.h" )
+      FILES_MATCHING PATTERN "*.h" ${ARG_NOT_INSTALLED} )
 endfunction()
 
 # dot1x_room( NAME SOURCES ... [DEPENDS targets...] [INTERNAL targets...] )

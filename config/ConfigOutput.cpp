@@ -181,7 +181,7 @@ void printConfig( std::ostream& out, Entity const& root, ConfigForm form, Config
       return;
    }
    constexpr int indent = 3;
-   out << pretty( jsonOf( part, EntityForm::bare ), indent ) << '\n';
+   out << jsonText( part, EntityForm::bare, indent ) << '\n';
 }
 
 void printConfig( std::ostream& out, Roots const& roots, ConfigForm form, ConfigExtent extent ) {

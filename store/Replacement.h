@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+#include "Varek/Export.h"
+
 /// Puts a new state file in the place of an old one, at once.
 ///
 /// While it is written the new file is a draft in the folder of the old one. Where the file system
@@ -30,13 +32,14 @@ enum class Draft { unnamed, named };
 /// path is neither empty nor a state file. If the folder cannot be synced, however, the new file is
 /// in its place, and the failure says that it may be gone after a power cut. It is no failure that
 /// a file system cannot sync folders at all, or that the folder may not be read.
-void replaceState( std::string const& path, std::function<void( int file )> const& write,
-                   Draft draft = Draft::unnamed );
+VAREK_EXPORT void replaceState( std::string const& path,
+                                std::function<void( int file )> const& write,
+                                Draft draft = Draft::unnamed );
 
 /// "PATH: doing: the system's words for \p error".
-[[noreturn]] void systemFailure( std::string const& path, std::string const& doing,
-                                 int error = errno );
+[[noreturn]] VAREK_EXPORT void systemFailure( std::string const& path, std::string const& doing,
+                                              int error = errno );
 /// "PATH: why".
-[[noreturn]] void refuse( std::string const& path, std::string const& why );
+[[noreturn]] VAREK_EXPORT void refuse( std::string const& path, std::string const& why );
 
 } // namespace Store

@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "Varek/Export.h"
 #include "store/Stream.h"
 #include "views/Tree.h"
 
@@ -15,12 +16,13 @@ namespace Store {
 
 /// Writes the trees, under their names, to a state file at \p path, as writeStream() does, and
 /// throws what that throws. The trees are not changed, and may be published meanwhile.
-void save( Views::Roots const& roots, std::string const& path );
+VAREK_EXPORT void save( Views::Roots const& roots, std::string const& path );
 
 /// The trees in the state file at \p path; the caller owns them, and may change and publish them.
 /// Contents of unknown types and attributes are left out, and counted in \p leftOut if it is not
 /// null; an attribute that is not in the file has its default. Throws Varek::Failure as
 /// readStream() and apply() do.
-Views::Roots load( std::string const& path, LeftOut* leftOut = nullptr, HowFar const& howFar = {} );
+VAREK_EXPORT Views::Roots load( std::string const& path, LeftOut* leftOut = nullptr,
+                                HowFar const& howFar = {} );
 
 } // namespace Store

@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "Varek/Export.h"
 #include "mirror/Follower.h"
 #include "views/Tree.h"
 
@@ -16,7 +17,7 @@ namespace Store {
 
 /// The stream that a leader of \p roots sends to a new follower: hello, the roots with everything
 /// below them, synced. The entities are not changed, and may be published elsewhere.
-std::string streamOf( Views::Roots const& roots );
+VAREK_EXPORT std::string streamOf( Views::Roots const& roots );
 
 /// How much was left out, since its types or attributes are not known here.
 struct LeftOut {
@@ -30,10 +31,10 @@ using HowFar = std::function<void( std::uint64_t done, std::uint64_t all )>;
 /// Applies \p stream to \p follower, as after a reconnect: observers are told only of differences.
 /// Throws Varek::Failure, beginning with \p name, if the stream does not fit or is faulty; the part
 /// before the fault then stays applied.
-LeftOut apply( std::string_view stream, Mirror::Follower& follower, std::string const& name,
-               HowFar const& howFar = {} );
+VAREK_EXPORT LeftOut apply( std::string_view stream, Mirror::Follower& follower,
+                            std::string const& name, HowFar const& howFar = {} );
 
 /// The trees that a follower holds.
-Views::Roots rootsOf( Mirror::Follower const& );
+VAREK_EXPORT Views::Roots rootsOf( Mirror::Follower const& );
 
 } // namespace Store

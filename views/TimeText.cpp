@@ -1,6 +1,6 @@
 #include "views/TimeText.h"
 
-#include <fmt/core.h>
+#include <cstdio>
 
 namespace Views {
 
@@ -9,11 +9,15 @@ std::string timeText( std::chrono::sys_time<std::chrono::nanoseconds> time, char
    auto const day = std::chrono::floor<std::chrono::days>( time );
    std::chrono::year_month_day const date( day );
    std::chrono::hh_mm_ss const clock( time - day );
-   std::string const fraction = fmt::format( "{:09}", clock.subseconds().count() );
-   return fmt::format( "{:04}-{:02}-{:02}{}{:02}:{:02}:{:02}.{:.{}}",
-                       static_cast<int>( date.year() ), static_cast<unsigned>( date.month() ),
-                       static_cast<unsigned>( date.day() ), between, clock.hours().count(),
-                       clock.minutes().count(), clock.seconds().count(), fraction, digits );
+   std::string fraction = std::to_string( clock.subseconds().count() );
+   fraction.insert( 0, 9 - fraction.size(), '0' );
+   char text[64];
+   std::snprintf(
+      text, sizeof text, "%04d-%02u-%02u%c%02d:%02d:%02d.%.*s", static_cast<int>( date.year() ),
+      static_cast<unsigned>( date.month() ), static_cast<unsigned>( date.day() ), between,
+      static_cast<int>( clock.hours().count() ), static_cast<int>( clock.minutes().count() ),
+      static_cast<int>( clock.seconds().count() ), digits, fraction.c_str() );
+   return text;
 }
 
 } // namespace Views

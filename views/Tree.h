@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "Varek/Export.h"
 #include "Varek/Publisher.h"
 #include "framework/Records.h"
 #include "framework/Untyped.h"
@@ -47,31 +48,31 @@ struct Part {
 };
 
 /// The part for the value at address \p value.
-Part valuePart( Varek::Inspect::AtomicFnTable const&, void const* value );
+VAREK_EXPORT Part valuePart( Varek::Inspect::AtomicFnTable const&, void const* value );
 /// Whether a part has everything below an entity, or opened() adds it later: so a large tree is
 /// printed entity by entity and never held as parts all at once.
 enum class Children : std::uint8_t { whole, unopened };
 
 /// An attribute of the object (as the functions of a record take it) that lies at \p object.
-Part attributePart( Qel::TypeRecord const&, Qel::AttributeRecord const&, void const* object,
-                    Children = Children::whole );
+VAREK_EXPORT Part attributePart( Qel::TypeRecord const&, Qel::AttributeRecord const&,
+                                 void const* object, Children = Children::whole );
 /// The part for an entity with everything below it.
-Part entityPart( Qel::Entity const& );
+VAREK_EXPORT Part entityPart( Qel::Entity const& );
 /// The parts of an unopened part, with their children unopened; of any other part its own.
-std::vector<Part> opened( Part const& );
+VAREK_EXPORT std::vector<Part> opened( Part const& );
 /// Whether attributes of this kind are stored, and so shown.
-bool isShown( Qel::AttributeRecord const& );
+VAREK_EXPORT bool isShown( Qel::AttributeRecord const& );
 /// An attribute that holds several elements; \p element is called for each of them.
-Part severalPart( Qel::AttributeRecord const&, void const* object,
-                  std::function<Part( Qel::UntypedElements const& )> const& element );
+VAREK_EXPORT Part severalPart( Qel::AttributeRecord const&, void const* object,
+                               std::function<Part( Qel::UntypedElements const& )> const& element );
 
 /// An entity by its type alone; nothing for null.
-Part bareEntity( Qel::Entity const* );
+VAREK_EXPORT Part bareEntity( Qel::Entity const* );
 
 /// The trees of a process, by the names under which they are published.
 using Roots = std::map<std::string, Varek::Ptr<Qel::Entity>>;
 /// All roots, keyed by name and unopened: \p roots must not change until the parts are printed.
-Part rootsPart( Roots const& );
+VAREK_EXPORT Part rootsPart( Roots const& );
 
 /// One change of an attribute.
 struct ChangePart {
@@ -83,6 +84,6 @@ struct ChangePart {
 
 /// A change of an entity in the tree of \p root; call it from an observer. A new or removed child
 /// is an entity without attributes, since its contents have changes of their own.
-ChangePart changePart( Qel::Entity const& root, Varek::Change const& );
+VAREK_EXPORT ChangePart changePart( Qel::Entity const& root, Varek::Change const& );
 
 } // namespace Views

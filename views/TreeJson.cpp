@@ -4,7 +4,7 @@
 #include <string_view>
 #include <utility>
 
-#include "views/ValueForms.h"
+#include "views/JsonValue.h"
 
 namespace Views {
 
@@ -12,7 +12,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-std::string octets( std::string const& text ) { return stringValue( Varek::Bytes( text ) ); }
+Json jsonOf( Part const&, EntityForm = EntityForm::typed );
 
 /// A key as the name of a member.
 std::string memberName( Part const& key ) {
@@ -22,7 +22,8 @@ std::string memberName( Part const& key ) {
    std::string_view const prefix = octetsKey;
    // Text that looks like the form of octets is written as octets, too.
    bool const plain = isUtf8( key.text ) && !key.text.starts_with( prefix );
-   return plain ? key.text : std::string( prefix ) + octets( key.text ).substr( 2 );
+   return plain ? key.text
+                : std::string( prefix ) + stringValue( Varek::Bytes( key.text ) ).substr( 2 );
 }
 
 Json fieldsJson( Part const& part, EntityForm form ) {
@@ -39,12 +40,6 @@ Json stepJson( Part const& part ) {
       result["key"] = jsonOf( part.key.front() );
    }
    return result;
-}
-
-} // namespace
-
-Json textJson( std::string const& text ) {
-   return isUtf8( text ) ? Json( text ) : Json{ { octetsName, octets( text ) } };
 }
 
 Json jsonOf( Part const& part, EntityForm form ) {
@@ -83,6 +78,12 @@ Json jsonOf( Part const& part, EntityForm form ) {
    return result;
 }
 
+} // namespace
+
+std::string jsonText( Part const& part, EntityForm form, int indent ) {
+   return pretty( jsonOf( part, form ), indent );
+}
+
 void printJson( std::ostream& out, Part const& part ) {
    if ( part.form != Part::Form::entity && part.form != Part::Form::keyed ) {
       out << compact( jsonOf( part ) );
@@ -100,18 +101,23 @@ void printJson( std::ostream& out, Part const& part ) {
    out << ( entity ? "}}" : "}" );
 }
 
-Json jsonOf( std::string const& time, std::string const& root, ChangePart const& change ) {
+std::string jsonText( std::string const& time, std::string const& root, ChangePart const& change ) {
    Json path = Json::array();
    for ( Part const& one : change.path ) {
       path.push_back( stepJson( one ) );
    }
-   Json result = { { "time", time }, { "root", root }, { "path", std::move( path ) } };
+   Json result = Json::object();
+   if ( !time.empty() ) {
+      result["time"] = time;
+   }
+   result["root"] = root;
+   result["path"] = std::move( path );
    if ( !change.attribute.name.empty() ) {
       result.update( stepJson( change.attribute ) );
    }
    result["old"] = jsonOf( change.before );
    result["new"] = jsonOf( change.after );
-   return result;
+   return compact( result );
 }
 
 bool isUtf8( std::string_view text ) {
@@ -121,13 +127,6 @@ bool isUtf8( std::string_view text ) {
    } catch ( Json::type_error const& ) {
       return false;
    }
-}
-
-std::string compact( Json const& json ) { return pretty( json, -1 ); }
-
-std::string pretty( Json const& json, int indent ) {
-   // Characters that a terminal obeys are escaped, as all that are not ASCII.
-   return json.dump( indent, ' ', true, Json::error_handler_t::replace );
 }
 
 } // namespace Views

@@ -28,7 +28,7 @@ USES = {
 
 # Packaged libraries, by how their headers begin, and the rooms that may include them themselves.
 PACKAGES = {
-    "fmt/": ["views", "capture", "config", "store", "tools"],
+    "fmt/": ["capture", "config", "store", "tools"],
     "nlohmann/": ["views", "config", "tools"],
     "pcap/": ["capture"],
     "zlib.h": ["store"],

@@ -4,6 +4,7 @@
 #include <string>
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include "framework/Declare.h"
 #include "framework/Module.h"
@@ -66,7 +67,7 @@ std::string textOf( Varek::Ptr<Tree> const& tree ) {
    return out.str();
 }
 json jsonOfTree( Varek::Ptr<Tree> const& tree ) {
-   return json::parse( compact( jsonOf( *tree ) ) ).at( "attributes" );
+   return json::parse( jsonText( *tree ) ).at( "attributes" );
 }
 
 TEST( TreePrinting, OrderIsOfTheKeysNotOfTheHistory ) {
@@ -141,7 +142,7 @@ TEST( TreePrinting, JsonKeepsTypesAndEveryByte ) {
    EXPECT_EQ( out.at( "zones" ), json::object() );
    // A terminal obeys it as it does ESC [.
    tree->levelIs( "\xc2\x9b", 1 );
-   EXPECT_TRUE( contains( compact( jsonOf( *tree ) ), R"("\u009b")" ) );
+   EXPECT_TRUE( contains( jsonText( *tree ), R"("\u009b")" ) );
    // A key that looks as octets do is told apart from octets.
    tree->levelIs( "octets:0xff", 2 );
    tree->levelIs( "\xff", 3 );

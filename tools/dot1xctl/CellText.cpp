@@ -7,8 +7,8 @@
 #include "Radius/ValueText.h"
 #include "Varek/Text.h"
 #include "capture/CaptureFile.h"
+#include "views/JsonValue.h"
 #include "views/Tree.h"
-#include "views/TreeJson.h"
 
 #include "views/TimeText.h"
 

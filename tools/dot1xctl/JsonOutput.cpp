@@ -7,7 +7,7 @@
 
 #include "Output.h"
 #include "Radius/ValueText.h"
-#include "views/TreeJson.h"
+#include "views/JsonValue.h"
 
 #include "views/TimeText.h"
 

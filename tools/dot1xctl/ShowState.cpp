@@ -13,7 +13,7 @@
 #include "agent/Derivation.h"
 #include "config/ConfigOutput.h"
 #include "config/Suggestion.h"
-#include "views/TreeJson.h"
+#include "views/JsonValue.h"
 #include "views/TreeText.h"
 
 namespace Dot1xCtl {

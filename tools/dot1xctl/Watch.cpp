@@ -70,7 +70,7 @@ private:
 
    void print( std::string const& root, ChangePart const& change ) {
       if ( json_ ) {
-         std::cout << compact( jsonOf( now(), root, change ) ) << std::endl;
+         std::cout << jsonText( now(), root, change ) << std::endl;
       } else {
          printText( std::cout, now(), root, change );
       }

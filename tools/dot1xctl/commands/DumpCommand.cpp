@@ -149,9 +149,7 @@ private:
    void print( std::string const& root, ChangePart const& change ) {
       ++count_;
       if ( json_ ) {
-         nlohmann::ordered_json line = jsonOf( {}, root, change );
-         line.erase( "time" );
-         std::cout << compact( line ) << '\n';
+         std::cout << jsonText( {}, root, change ) << '\n';
       } else {
          printText( std::cout, root, change );
       }
