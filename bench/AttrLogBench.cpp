@@ -17,10 +17,6 @@ using Qel::NboAttrLog::FrameKind;
 class BufferStream final : public Qel::NboAttrLog::Stream {
 public:
    BufferStream() : Stream( buffer ) {}
-   bool doMessageMulticast( Qel::EntityQelNboAttrLogSa const&, Varek::FieldId,
-                            void const* ) override {
-      return false;
-   }
    bool childAnnounce( Qel::EntityQelNboAttrLogSa const&, Varek::FieldId, Qel::Entity& ) override {
       return true;
    }

@@ -36,9 +36,11 @@ class VAREK_EXPORT Stream {
 public:
    Out& out() const { return out_; }
    /// Offers a message to the streams that share one encoding of each change. True if this stream
-   /// is among them, and so needs nothing more.
+   /// is among them, and so needs nothing more. Asked in multicast mode alone.
    virtual bool doMessageMulticast( EntityQelNboAttrLogSa const&, Varek::FieldId,
-                                    void const* key ) = 0;
+                                    [[maybe_unused]] void const* key ) {
+      return false;
+   }
    /// Announces \p child, under \p field of the entity of \p parent, to the other end, and has its
    /// contents follow. True also if the other end knows it already. False, with nothing done, if
    /// the stream is blocked.

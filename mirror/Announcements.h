@@ -1,7 +1,6 @@
 #pragma once
 
 #include <array>
-#include <bit>
 #include <cstdint>
 #include <memory>
 #include <unordered_map>
@@ -10,6 +9,7 @@
 #include "Qel/Entity.h"
 #include "Varek/Export.h"
 #include "framework/Records.h"
+#include "mirror/Connections.h"
 #include "mirror/Description.h"
 #include "mirror/EntityTable.h"
 #include "mirror/OutQueue.h"
@@ -18,18 +18,6 @@
 /// connection knows it, so entities that nobody follows cost nothing. Handles count up and are
 /// never used twice, so a message cannot reach the wrong entity.
 namespace Mirror {
-
-/// A set of connections, a bit for each: its width limits the followers of a leader.
-using Connections = std::uint64_t;
-inline constexpr unsigned maxConnections = 64;
-
-/// Calls \p f with the number of each bit.
-template<class F>
-void forEachBit( Connections set, F f ) {
-   for ( ; set != 0; set &= set - 1 ) {
-      f( static_cast<unsigned>( std::countr_zero( set ) ) );
-   }
-}
 
 /// A leader's facts about a type.
 struct TypeNumber {

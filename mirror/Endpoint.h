@@ -91,6 +91,7 @@ public:
    std::vector<Qel::TypeRecord const*> const& types() const { return types_; }
 
    OutQueue& queue() { return queue_; }
+   OutQueue const& queue() const { return queue_; }
    QueueOut& out() { return out_; }
 
    /// Calls \p onFrame( Frame const& ) for each frame that is there, but for those of the handshake

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "mirror/LeaderConnection.h"
+#include "mirror/FollowerStream.h"
 
 namespace Mirror {
 
@@ -11,15 +11,21 @@ using Qel::EntityQelNboAttrLogSa;
 using Qel::NboAttrLog::FlowOut;
 using Qel::NboAttrLog::FrameKind;
 
+Group::Group( Announcements& announcements, std::size_t outputLimit, std::size_t maxFrame )
+   : Stream( static_cast<Qel::NboAttrLog::Out&>( *this ) ), announcements_( announcements ),
+     outputLimit_( outputLimit ) {
+   payloadLimitIs( maxFrame );
+}
+
 Group::~Group() = default;
 
-void Group::join( LeaderConnection& member ) {
+void Group::join( FollowerStream& member ) {
    members_.push_back( &member );
    bits_ |= member.bit();
    interrupted_ = true;
 }
 
-void Group::leave( LeaderConnection& member ) {
+void Group::leave( FollowerStream& member ) {
    std::erase( members_, &member );
    bits_ &= ~member.bit();
 }
@@ -29,7 +35,7 @@ void Group::leave( LeaderConnection& member ) {
 void Group::leaveThoseOver() noexcept {
    someOver_ = false;
    for ( std::size_t i = members_.size(); i-- > 0; ) {
-      if ( LeaderConnection& member = *members_[i];
+      if ( FollowerStream& member = *members_[i];
            member.isBehind() || member.queue().bytes() > outputLimit_ ) {
          member.leaveGroup();
       }
@@ -54,7 +60,7 @@ void Group::begin() {
    if ( interrupted_ ) [[unlikely]] {
       forgetLast();
       interrupted_ = false;
-      for ( LeaderConnection* const member : members_ ) {
+      for ( FollowerStream* const member : members_ ) {
          member->groupFollows();
       }
    }
@@ -79,11 +85,11 @@ void Group::sayToAll( What const& what, Say say ) noexcept {
    }
 }
 
-void Group::encode( EntityQelNboAttrLogSa const& sa, Varek::FieldId id, void const* key ) noexcept {
-   sayToAll( { &sa.type(), id }, [&] {
-      EntityQelNboAttrLogSa own( sa.entity(), sa.type(), sa.handle(), *this );
-      own.heldBeforeIs( sa.heldBefore() );
-      streamAdapterOnAttribute( own, id, key );
+void Group::say( Announced const& one, Varek::FieldId id, void const* key, bool held ) noexcept {
+   sayToAll( { one.type->record, id }, [&] {
+      EntityQelNboAttrLogSa sa( *one.entity, *one.type->record, one.handle, *this );
+      sa.heldBeforeIs( held );
+      streamAdapterOnAttribute( sa, id, key );
    } );
 }
 

@@ -2,21 +2,20 @@
 
 #include <cstdint>
 #include <functional>
-#include <map>
 #include <memory>
 #include <vector>
 
 #include "Qel/Entity.h"
 #include "Varek/Export.h"
-#include "Varek/Publisher.h"
 #include "Varek/String.h"
-#include "mirror/Announcements.h"
 #include "mirror/Endpoint.h"
-#include "mirror/Group.h"
 #include "mirror/LeaderConnection.h"
 #include "mirror/Places.h"
 
 namespace Mirror {
+
+class FollowerStream;
+class Publication;
 
 struct LeaderOptions : EndpointOptions, PlaceLimits {};
 
@@ -80,33 +79,12 @@ public:
    Stats stats() const;
 
    /// For tests of what happens when numbers run out.
-   void nextHandleIs( std::uint32_t handle ) { announcements_.nextHandleIs( handle ); }
+   void nextHandleIs( std::uint32_t handle );
 
 private:
-   friend LeaderConnection;
-   struct Root {
-      Varek::Ptr<Qel::Entity> entity;
-      Varek::Subscription subscription;
-   };
-
-   void changed( Varek::Change const& ) noexcept;
-   void forget( Qel::Entity const& ) noexcept;
-   void detach( LeaderConnection& ) noexcept;
-   void restartIfNeeded() noexcept {
-      if ( announcements_.needsRestart() ) [[unlikely]] {
-         restart();
-      }
-   }
-   void restart() noexcept;
-   void requireUnpublished( Qel::Entity const& ) const;
-
    LeaderOptions const options_;
-   Announcements announcements_;
-   Group group_;
-   std::map<Varek::String, Root> roots_;
-   std::vector<std::unique_ptr<LeaderConnection>> connections_;
-   LeaderConnection* byBit_[maxConnections] = {};
-   Places places_{ options_ };
+   std::unique_ptr<Publication> publication_;
+   std::vector<std::unique_ptr<FollowerStream>> connections_;
 };
 
 } // namespace Mirror

@@ -4,9 +4,10 @@
 #include <array>
 #include <cstddef>
 #include <optional>
+#include <string>
 #include <utility>
 
-#include "mirror/Announcements.h"
+#include "mirror/Connections.h"
 #include "mirror/Socket.h"
 
 /// The places of a leader's followers. Some are held back, so that a single identity, even with

@@ -1,11 +1,11 @@
-#include "mirror/LeaderConnection.h"
+#include "mirror/FollowerStream.h"
 
 #include <exception>
 #include <new>
 #include <string>
 #include <utility>
 
-#include "mirror/Leader.h"
+#include "mirror/Publication.h"
 
 namespace Mirror {
 
@@ -13,11 +13,16 @@ using Qel::EntityQelNboAttrLogSa;
 using Qel::NboAttrLog::FlowOut;
 using Qel::NboAttrLog::FrameKind;
 
-LeaderConnection::LeaderConnection( Leader& leader, EndpointOptions const& options,
-                                    Connections bit )
+FollowerStream::FollowerStream( Publication& publication, EndpointOptions const& options,
+                                Connections bit )
    : HasEndpoint{ { options, Endpoint::Role::leader } }, Stream( endpoint_.out() ),
-     leader_( leader ), outputLimit_( options.outputLimit ), bit_( bit ) {}
-LeaderConnection::~LeaderConnection() = default;
+     publication_( publication ), outputLimit_( options.outputLimit ), bit_( bit ) {}
+FollowerStream::~FollowerStream() { detach(); }
+
+void FollowerStream::start( std::unique_ptr<Transport> transport, Varek::String peer,
+                            Description ours ) {
+   endpoint_.start( std::move( transport ), std::move( peer ), std::move( ours ) );
+}
 
 // The end
 
@@ -35,10 +40,16 @@ Varek::String text( What const& what ) {
 
 } // namespace
 
-void LeaderConnection::fail( What const& what ) noexcept {
-   if ( !std::exchange( detached_, true ) ) {
-      leader_.detach( *this );
+void FollowerStream::detach() noexcept {
+   if ( !std::exchange( detached_, true ) && bit_ != 0 ) {
+      publication_.streamDel( *this );
+      inGroup_ = false;
+      flows_.clear();
    }
+}
+
+void FollowerStream::fail( What const& what ) noexcept {
+   detach();
    try {
       endpoint_.out().drop();
       try {
@@ -58,15 +69,13 @@ void LeaderConnection::fail( What const& what ) noexcept {
    }
 }
 
-void LeaderConnection::end( Varek::String reason ) noexcept {
-   if ( !std::exchange( detached_, true ) ) {
-      leader_.detach( *this );
-   }
+void FollowerStream::end( Varek::String reason ) noexcept {
+   detach();
    endpoint_.close( std::move( reason ) );
 }
 
 template<class Step>
-void LeaderConnection::guarded( What const& what, Step step ) noexcept {
+void FollowerStream::guarded( What const& what, Step step ) noexcept {
    try {
       step();
    } catch ( ... ) {
@@ -76,41 +85,32 @@ void LeaderConnection::guarded( What const& what, Step step ) noexcept {
 
 // The group
 
-void LeaderConnection::contentsLeft( Announced const& one, FlowOut const& marks,
-                                     Varek::FieldId from ) noexcept {
+void FollowerStream::contentsLeft( Announced const& one, FlowOut const& marks,
+                                   Varek::FieldId from ) noexcept {
    guarded( { one.type->record, {} }, [&] {
       flows_.insert_or_assign( one.handle, Flow{ marks.clone(), one.entity, from } );
    } );
 }
 
-void LeaderConnection::leaveGroup() noexcept {
-   leader_.group_.leave( *this );
+void FollowerStream::leaveGroup() noexcept {
+   publication_.group().leave( *this );
    inGroup_ = false;
    guarded( {}, [&] { useOwnOut(); } );
 }
 
-bool LeaderConnection::doMessageMulticast( EntityQelNboAttrLogSa const& sa, Varek::FieldId id,
-                                           void const* key ) {
-   if ( !inGroup_ ) {
-      return false;
-   }
-   leader_.group_.encode( sa, id, key );
-   return true;
-}
-
 /// Frames of the connection's own follow.
-void LeaderConnection::useOwnOut() {
+void FollowerStream::useOwnOut() {
    if ( !std::exchange( groupIsLast_, false ) ) {
       return;
    }
    endpoint_.out().forgetLast();
    if ( inGroup_ ) {
-      leader_.group_.interrupted();
+      publication_.group().interrupted();
    }
    allowanceUpdate();
 }
 
-void LeaderConnection::allowanceUpdate() {
+void FollowerStream::allowanceUpdate() {
    endpoint_.out().passOn();
    std::size_t const waiting = queue().bytes();
    endpoint_.out().allowanceIs( waiting < outputLimit_ ? outputLimit_ - waiting : 0 );
@@ -118,8 +118,8 @@ void LeaderConnection::allowanceUpdate() {
 
 // Changes
 
-void LeaderConnection::offer( Announced const& one, Varek::FieldId id, void const* key,
-                              bool held ) noexcept {
+void FollowerStream::offer( Announced const& one, Varek::FieldId id, void const* key,
+                            bool held ) noexcept {
    guarded( { one.type->record, id }, [&] {
       auto const at = flows_.find( one.handle );
       FlowOut clean( *one.type->record, false );
@@ -135,13 +135,13 @@ void LeaderConnection::offer( Announced const& one, Varek::FieldId id, void cons
    } );
 }
 
-void LeaderConnection::rootGone( std::uint32_t handle ) noexcept {
+void FollowerStream::rootGone( std::uint32_t handle ) noexcept {
    guarded( {}, [&] { rootsGone_.push_back( handle ); } );
 }
 
-bool LeaderConnection::announce( Parent const& parent, Qel::Entity& child,
-                                 Varek::String const* rootName ) {
-   Announced* const known = leader_.announcements_.findOrNew( child, parent.entity );
+bool FollowerStream::announce( Parent const& parent, Qel::Entity& child,
+                               Varek::String const* rootName ) {
+   Announced* const known = publication_.announcements().findOrNew( child, parent.entity );
    if ( !known ) {
       return false;
    }
@@ -156,7 +156,7 @@ bool LeaderConnection::announce( Parent const& parent, Qel::Entity& child,
    return true;
 }
 
-void LeaderConnection::contents( Announced one ) {
+void FollowerStream::contents( Announced one ) {
    Flow flow{ FlowOut( *one.type->record, true ), one.entity, 0 };
    if ( depth_ < maxDepth ) {
       Internal::Deeper const deeper( depth_ );
@@ -173,7 +173,7 @@ void LeaderConnection::contents( Announced one ) {
 
 // What is still to be said
 
-bool LeaderConnection::sayRoots() {
+bool FollowerStream::sayRoots() {
    QueueOut& to = endpoint_.out();
    while ( !rootsGone_.empty() ) {
       if ( !to.outSmReserveMessage( FrameKind::rootGone, rootsGone_.back(), {}, 0 ) ) {
@@ -182,7 +182,7 @@ bool LeaderConnection::sayRoots() {
       to.outSmCommitMessage();
       rootsGone_.pop_back();
    }
-   for ( auto const& [name, root] : leader_.roots_ ) {
+   for ( auto const& [name, root] : publication_.roots() ) {
       if ( !announce( {}, *root.entity, &name ) ) {
          return false;
       }
@@ -192,7 +192,7 @@ bool LeaderConnection::sayRoots() {
 
 /// In the order of handles, from the one after the last: one that changes all the time starves
 /// nobody.
-bool LeaderConnection::sayMarked() {
+bool FollowerStream::sayMarked() {
    while ( !flows_.empty() ) {
       auto at = flows_.upper_bound( lastSaid_ );
       if ( at == flows_.end() ) {
@@ -217,7 +217,7 @@ bool LeaderConnection::sayMarked() {
    return true;
 }
 
-bool LeaderConnection::sayAll() {
+bool FollowerStream::sayAll() {
    if ( !sayRoots() || !sayMarked() ) {
       return false;
    }
@@ -233,7 +233,7 @@ bool LeaderConnection::sayAll() {
 
 // Driving
 
-void LeaderConnection::receive() {
+void FollowerStream::receive() {
    endpoint_.receive( [this]( Frame const& frame ) {
       endpoint_.refuse( "a frame of kind " +
                         std::to_string( static_cast<unsigned>( frame.head.kind ) ) + " at offset " +
@@ -241,23 +241,23 @@ void LeaderConnection::receive() {
    } );
 }
 
-void LeaderConnection::onReadable() {
+void FollowerStream::onReadable() {
    guarded( {}, [&] { receive(); } );
    finish();
 }
 
-void LeaderConnection::onWritable() {
+void FollowerStream::onWritable() {
    guarded( {}, [&] {
       if ( endpoint_.readAwaitsWritable() ) [[unlikely]] {
          receive();
       }
       say();
    } );
-   leader_.restartIfNeeded();
+   publication_.restartIfNeeded();
    finish();
 }
 
-void LeaderConnection::say() {
+void FollowerStream::say() {
    // A bounded number of times: the others want their turn too.
    for ( unsigned i = 0; i < 8; ++i ) {
       endpoint_.flush();
@@ -268,13 +268,19 @@ void LeaderConnection::say() {
       allowanceUpdate();
       if ( sayAll() ) {
          inGroup_ = true;
-         leader_.group_.join( *this );
+         publication_.group().join( *this );
       }
       endpoint_.out().passOn();
    }
 }
 
-void LeaderConnection::tick( Clock::time_point now ) {
+Clock::time_point FollowerStream::nextDeadline() const {
+   return reported_  ? Clock::time_point::max()
+          : closed() ? Clock::time_point::min()
+                     : endpoint_.nextDeadline();
+}
+
+void FollowerStream::tick( Clock::time_point now ) {
    guarded( {}, [&] {
       // Words that lie unread are a sign of life: the process may have been stopped for a while.
       if ( endpoint_.nextDeadline() <= now ) {
@@ -285,19 +291,18 @@ void LeaderConnection::tick( Clock::time_point now ) {
          endpoint_.keepAlive();
       }
    } );
+   finish();
 }
 
 /// Called last in whatever may have closed the connection: its end may be told only once, and who
 /// is told may delete it.
-void LeaderConnection::finish() {
+void FollowerStream::finish() {
    if ( !closed() ) {
       return;
    }
-   if ( !std::exchange( detached_, true ) ) {
-      leader_.detach( *this );
-   }
-   if ( !std::exchange( reported_, true ) && leader_.onClosed ) {
-      leader_.onClosed( *this, reason() );
+   detach();
+   if ( !std::exchange( reported_, true ) ) {
+      publication_.onStreamClosed( *this );
    }
 }
 
