@@ -25,7 +25,7 @@ constexpr std::uint32_t window = 64;
 struct ComingAndGoing {
    Varek::Ptr<Depot> const depot = Depot::DepotIs( "depot" );
    std::size_t turn = 0;
-   static constexpr std::size_t kinds = std::size( depotKinds ) + 1;
+   static constexpr std::uint32_t kinds = std::uint32_t{ std::size( depotKinds ) } + 1;
 
    ComingAndGoing() {
       for ( std::uint32_t n = 0; n < kinds * window; ++n ) {
