@@ -5,7 +5,7 @@
 #include "Radius/Attribute.h"
 #include "forms/AddressForms.h"
 #include "forms/RadiusForms.h"
-#include "framework/Declare.h"
+#include "framework/declare/Declare.h"
 
 /// Answers of the AAA (RADIUS) server, as they pass between an 802.1X agent and its RADIUS client.
 namespace Dot1xV2 {

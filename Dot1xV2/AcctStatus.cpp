@@ -1,6 +1,6 @@
 #include "Dot1xV2/AcctStatus.h"
 
-#include "framework/Module.h"
+#include "framework/declare/Module.h"
 
 namespace Dot1xV2 {
 

@@ -1,7 +1,7 @@
 #include "Dot1xV2/AuthNStatus.h"
 
 #include "Dot1xV2/Dot1xRecords.h"
-#include "framework/Module.h"
+#include "framework/declare/Module.h"
 
 namespace Dot1xV2 {
 

@@ -7,7 +7,7 @@
 #include "Lumo/EthAddr.h"
 #include "Lumo/IntfId.h"
 #include "forms/AddressForms.h"
-#include "framework/Declare.h"
+#include "framework/declare/Declare.h"
 
 /// The authentication status that the agent publishes: a record for each supplicant, and in it a
 /// record for each phase of its authentication.

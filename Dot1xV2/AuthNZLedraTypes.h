@@ -4,7 +4,7 @@
 
 #include "Bridging/VlanId.h"
 #include "forms/AddressForms.h"
-#include "framework/Declare.h"
+#include "framework/declare/Declare.h"
 
 /// The authorization of a supplicant as the AAA server sent it: VLANs by name or number, filters
 /// and profiles by name. Nothing is interpreted here.

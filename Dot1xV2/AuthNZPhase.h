@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Dot1xV2/Dot1xV2.h"
-#include "framework/Declare.h"
+#include "framework/declare/Declare.h"
 
 /// The phases of an authentication, values of the module AuthNStatus: apart, since many know them
 /// who know no supplicant.

@@ -3,7 +3,7 @@
 #include <ostream>
 
 #include "Varek/Failures.h"
-#include "framework/Module.h"
+#include "framework/declare/Module.h"
 
 namespace Dot1xV2 {
 

@@ -11,7 +11,7 @@
 #include "Lumo/EthAddr.h"
 #include "Lumo/IntfId.h"
 #include "forms/AddressForms.h"
-#include "framework/Declare.h"
+#include "framework/declare/Declare.h"
 
 /// The authorization status that the agent publishes: the authorization of each port and of each
 /// supplicant on it, the part of it that is in force, and the blocked MAC addresses.

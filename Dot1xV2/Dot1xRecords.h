@@ -4,7 +4,7 @@
 #include "Dot1xV2/Dot1xV2.h"
 #include "Lumo/EthAddr.h"
 #include "forms/AddressForms.h"
-#include "framework/Declare.h"
+#include "framework/declare/Declare.h"
 
 /// The small records of the configuration, and the fixed numbers of the protocols. They belong to
 /// the module of Dot1xStatus.h.

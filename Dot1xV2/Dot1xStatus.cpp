@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string_view>
 
-#include "framework/Module.h"
+#include "framework/declare/Module.h"
 
 namespace Dot1xV2 {
 

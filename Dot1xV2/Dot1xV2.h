@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Varek/Export.h"
-#include "framework/Enumeration.h"
+#include "framework/records/Enumeration.h"
 
 /// The enumerations of configuration and status. Values and names are on the wire, in text and in
 /// files: a new enumerator takes the next free value, and no enumerator is ever renamed.

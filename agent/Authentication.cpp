@@ -3,7 +3,7 @@
 
 #include "Dot1xV2/AuthNStatus.h"
 #include "agent/Derivation.h"
-#include "framework/Assign.h"
+#include "framework/inspect/Assign.h"
 
 namespace Agent {
 

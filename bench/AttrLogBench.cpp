@@ -7,7 +7,7 @@
 
 #include "bench/Messages.h"
 #include "bench/SampleAnswer.h"
-#include "framework/AttrLog.h"
+#include "framework/wire/AttrLog.h"
 
 namespace {
 

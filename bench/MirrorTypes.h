@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Dot1xV2/AaaHelperLedraTypes.h"
-#include "framework/Declare.h"
+#include "framework/declare/Declare.h"
 
 /// A tree to be mirrored: many answers under one root.
 namespace Bench {

@@ -7,7 +7,7 @@
 #include "bench/MirrorTypes.h"
 #include "bench/Processes.h"
 #include "bench/SampleAnswer.h"
-#include "framework/Module.h"
+#include "framework/declare/Module.h"
 #include "mirror/Follower.h"
 #include "mirror/Leader.h"
 

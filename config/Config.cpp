@@ -10,8 +10,8 @@
 #include "Varek/Text.h"
 #include "config/ConfigValue.h"
 #include "config/EntityReader.h"
-#include "framework/Assign.h"
-#include "framework/ValueTable.h"
+#include "framework/inspect/Assign.h"
+#include "framework/records/ValueTable.h"
 
 namespace Config {
 

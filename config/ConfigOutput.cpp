@@ -11,8 +11,8 @@
 #include "Varek/Failures.h"
 #include "config/Config.h"
 #include "config/InterfaceRange.h"
-#include "framework/AttrLog.h"
-#include "framework/Untyped.h"
+#include "framework/records/Untyped.h"
+#include "framework/wire/AttrLog.h"
 #include "views/TreeJson.h"
 #include "views/TreeText.h"
 

@@ -8,9 +8,9 @@
 
 #include "Varek/Failures.h"
 #include "config/Suggestion.h"
-#include "framework/Strep.h"
-#include "framework/TypeName.h"
-#include "framework/Untyped.h"
+#include "framework/records/TypeName.h"
+#include "framework/records/Untyped.h"
+#include "framework/text/Strep.h"
 
 namespace Config {
 

@@ -9,9 +9,9 @@
 #include "config/ConfigValue.h"
 #include "config/InterfaceRange.h"
 #include "config/Suggestion.h"
-#include "framework/Inspection.h"
-#include "framework/InspectionRecords.h"
-#include "framework/Untyped.h"
+#include "framework/inspect/Inspection.h"
+#include "framework/inspect/InspectionRecords.h"
+#include "framework/records/Untyped.h"
 
 namespace Config {
 

@@ -4,7 +4,7 @@
 
 #include "config/Faults.h"
 #include "config/JsonNode.h"
-#include "framework/Records.h"
+#include "framework/records/Records.h"
 
 namespace Config {
 

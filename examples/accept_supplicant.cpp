@@ -5,7 +5,7 @@
 
 #include "Dot1xV2/AuthNStatus.h"
 #include "Dot1xV2/AuthZStatus.h"
-#include "framework/Assign.h"
+#include "framework/inspect/Assign.h"
 
 using namespace Dot1xV2;
 using RadiusPktParserBase::Attribute;

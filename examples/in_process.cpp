@@ -1,7 +1,7 @@
 #include <iostream>
 
 #include "Dot1xV2/AuthNStatus.h"
-#include "framework/Whole.h"
+#include "framework/inspect/Whole.h"
 #include "mirror/Follower.h"
 #include "mirror/Leader.h"
 #include "mirror/MemoryTransport.h"

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "Dot1xV2/AuthNStatus.h"
-#include "framework/Assign.h"
+#include "framework/inspect/Assign.h"
 #include "store/Store.h"
 
 // State that outlives the process: persist FILE MAC IDENTITY prints the saved state and adds to it.

@@ -10,7 +10,7 @@
 #include "Lumo/IntfId.h"
 #include "Lumo/IpGenPrefix.h"
 #include "Varek/ByteOrder.h"
-#include "framework/WireForms.h"
+#include "framework/wire/WireForms.h"
 
 /// The forms of addresses, interfaces and VLANs in the attribute log, which the framework does not
 /// know. A header that declares attributes of these types includes this header. All numbers are

@@ -12,7 +12,7 @@
 #include "Radius/AttrValue.h"
 #include "Radius/Attribute.h"
 #include "Varek/ByteOrder.h"
-#include "framework/WireForms.h"
+#include "framework/wire/WireForms.h"
 
 /// The forms of RADIUS attributes and their values in the attribute log, which the framework does
 /// not know. A header that declares attributes of these types includes this header. An attribute is

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "framework/AttrLog.h"
+#include "framework/wire/AttrLog.h"
 #include "mirror/Text.h"
 
 namespace Mirror {

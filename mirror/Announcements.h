@@ -8,7 +8,7 @@
 
 #include "Qel/Entity.h"
 #include "Varek/Export.h"
-#include "framework/Records.h"
+#include "framework/records/Records.h"
 #include "mirror/Connections.h"
 #include "mirror/Description.h"
 #include "mirror/EntityTable.h"

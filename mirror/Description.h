@@ -7,7 +7,7 @@
 #include "Qel/NboAttrLog.h"
 #include "Varek/Export.h"
 #include "Varek/String.h"
-#include "framework/Records.h"
+#include "framework/records/Records.h"
 
 /// The description of its types that each process sends first, so that a newer and an older process
 /// do not misread each other. Types and attributes that only one side knows are fine; those that

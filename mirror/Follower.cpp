@@ -4,7 +4,7 @@
 #include <new>
 #include <utility>
 
-#include "framework/Mutators.h"
+#include "framework/declare/Mutators.h"
 #include "mirror/Socket.h"
 
 namespace Mirror {

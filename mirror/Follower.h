@@ -11,7 +11,7 @@
 #include "Varek/Export.h"
 #include "Varek/Hash.h"
 #include "Varek/String.h"
-#include "framework/AttrLog.h"
+#include "framework/wire/AttrLog.h"
 #include "mirror/Endpoint.h"
 #include "mirror/EntityTable.h"
 

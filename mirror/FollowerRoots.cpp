@@ -2,7 +2,7 @@
 #include <utility>
 
 #include "Varek/Failures.h"
-#include "framework/AttrLog.h"
+#include "framework/wire/AttrLog.h"
 #include "mirror/Follower.h"
 #include "mirror/Text.h"
 

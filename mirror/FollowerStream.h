@@ -5,7 +5,7 @@
 #include <memory>
 #include <vector>
 
-#include "framework/AttrLog.h"
+#include "framework/wire/AttrLog.h"
 #include "mirror/Announcements.h"
 #include "mirror/Connections.h"
 #include "mirror/Endpoint.h"

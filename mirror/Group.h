@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "framework/AttrLog.h"
+#include "framework/wire/AttrLog.h"
 #include "mirror/Announcements.h"
 #include "mirror/OutQueue.h"
 

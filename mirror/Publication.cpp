@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "Varek/Failures.h"
-#include "framework/AttrLog.h"
+#include "framework/wire/AttrLog.h"
 #include "mirror/FollowerStream.h"
 
 namespace Mirror {

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <cstddef>
 
-#include "framework/AttrLog.h"
-#include "framework/Strep.h"
-#include "framework/Untyped.h"
-#include "framework/ValueTable.h"
+#include "framework/records/Untyped.h"
+#include "framework/records/ValueTable.h"
+#include "framework/text/Strep.h"
+#include "framework/wire/AttrLog.h"
 #include "views/ValueForms.h"
 
 namespace Views {

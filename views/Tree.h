@@ -9,8 +9,8 @@
 
 #include "Varek/Export.h"
 #include "Varek/Publisher.h"
-#include "framework/Records.h"
-#include "framework/Untyped.h"
+#include "framework/records/Records.h"
+#include "framework/records/Untyped.h"
 
 /// Entities and values of any type as a tree of texts, from their records alone, for TreeText and
 /// TreeJson to print.

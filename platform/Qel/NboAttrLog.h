@@ -18,7 +18,7 @@
 
 /// The network-byte-order attribute log: the form in which state travels between processes and is
 /// kept in files. Here are its frames, its writer and its reader; docs/attribute-log.md gives every
-/// byte. framework/WireForms.h has the forms of values, framework/AttrLog.h the handling of
+/// byte. framework/wire/WireForms.h has the forms of values, framework/wire/AttrLog.h the handling of
 /// messages by types.
 ///
 /// A writer asks for room for a message of exactly known size, fills it and commits it: nothing is

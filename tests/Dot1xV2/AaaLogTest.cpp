@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "Dot1xV2/AaaHelperLedraTypes.h"
-#include "framework/Whole.h"
+#include "framework/inspect/Whole.h"
 #include "support/LogStream.h"
 
 namespace {

@@ -6,7 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include "ConfigFiles.h"
-#include "framework/Assign.h"
+#include "framework/inspect/Assign.h"
 #include "support/Files.h"
 #include "support/RandomChange.h"
 

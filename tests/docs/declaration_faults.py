@@ -15,8 +15,8 @@ import subprocess
 import sys
 
 PRELUDE = """#include "Dot1xV2/Dot1xV2.h"
-#include "framework/Declare.h"
-#include "framework/Module.h"
+#include "framework/declare/Declare.h"
+#include "framework/declare/Module.h"
 extern Varek::ModuleInspectData const demo;
 """
 

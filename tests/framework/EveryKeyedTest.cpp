@@ -10,8 +10,8 @@
 
 #include <gtest/gtest.h>
 
-#include "framework/Inspection.h"
-#include "framework/InspectionRecords.h"
+#include "framework/inspect/Inspection.h"
+#include "framework/inspect/InspectionRecords.h"
 #include "support/AnyValue.h"
 #include "support/TestModule.h"
 

@@ -9,7 +9,7 @@
 #include "Dot1xV2/AaaHelperLedraTypes.h"
 #include "Dot1xV2/AuthNZPhase.h"
 #include "Qel/HashHelper.h"
-#include "framework/Untyped.h"
+#include "framework/records/Untyped.h"
 #include "support/AnyValue.h"
 #include "support/Contains.h"
 #include "support/TestModule.h"

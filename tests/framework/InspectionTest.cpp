@@ -6,7 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "Dot1xV2/Dot1xStatus.h"
-#include "framework/Inspection.h"
+#include "framework/inspect/Inspection.h"
 #include "support/AnyValue.h"
 #include "support/TestModule.h"
 

@@ -7,7 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "Dot1xV2/Dot1xStatus.h"
-#include "framework/Assign.h"
+#include "framework/inspect/Assign.h"
 #include "support/TestModule.h"
 #include "support/Tracked.h"
 

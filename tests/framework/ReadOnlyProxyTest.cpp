@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "framework/Whole.h"
+#include "framework/inspect/Whole.h"
 #include "support/AnyValue.h"
 #include "support/Trees.h"
 

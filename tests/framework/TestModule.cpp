@@ -1,6 +1,6 @@
 #include "support/TestModule.h"
 
-#include "framework/Module.h"
+#include "framework/declare/Module.h"
 
 namespace TestModule {
 

@@ -8,8 +8,8 @@
 
 #include "Dot1xV2/AuthNStatus.h"
 #include "Dot1xV2/Dot1xStatus.h"
-#include "framework/Assign.h"
-#include "framework/Whole.h"
+#include "framework/inspect/Assign.h"
+#include "framework/inspect/Whole.h"
 #include "support/TestModule.h"
 #include "support/Trees.h"
 

@@ -6,7 +6,7 @@
 
 #include "Dot1xV2/Dot1xStatus.h"
 #include "Qel/NboAttrLog.h"
-#include "framework/AttrLog.h"
+#include "framework/wire/AttrLog.h"
 #include "mirror/Description.h"
 #include "mirror/Endpoint.h"
 

@@ -6,8 +6,8 @@
 #include "Dot1xV2/AuthNStatus.h"
 #include "Dot1xV2/AuthZStatus.h"
 #include "Dot1xV2/Dot1xStatus.h"
-#include "framework/Records.h"
-#include "framework/Strep.h"
+#include "framework/records/Records.h"
+#include "framework/text/Strep.h"
 
 /// What attributes hold and are keyed by, and all registered value and enumeration types.
 inline std::vector<Varek::Inspect::AtomicFnTable const*> readableTypes() {

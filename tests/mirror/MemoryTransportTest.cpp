@@ -9,7 +9,7 @@
 
 #include <gtest/gtest.h>
 
-#include "framework/Whole.h"
+#include "framework/inspect/Whole.h"
 #include "mirror/Follower.h"
 #include "mirror/Leader.h"
 #include "support/TestModule.h"

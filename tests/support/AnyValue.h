@@ -15,8 +15,8 @@
 #include "Dot1xV2/AuthNZLedraTypes.h"
 #include "Qel/NboAttrLog.h"
 #include "Varek/Inspect.h"
-#include "framework/AttrLogRecords.h"
-#include "framework/Records.h"
+#include "framework/records/Records.h"
+#include "framework/wire/AttrLogRecords.h"
 #include "support/Tracked.h"
 
 /// A value of a type that only its table knows, in memory that was not clean; nothing is to be

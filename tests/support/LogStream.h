@@ -4,7 +4,7 @@
 #include <memory>
 #include <vector>
 
-#include "framework/AttrLog.h"
+#include "framework/wire/AttrLog.h"
 
 /// A stream that keeps its frames and takes only as many more as a test allows.
 class LogStream final : public Qel::NboAttrLog::Out, public Qel::NboAttrLog::Stream {

@@ -4,7 +4,7 @@
 #include <random>
 #include <string>
 
-#include "framework/Inspection.h"
+#include "framework/inspect/Inspection.h"
 #include "support/AnyValue.h"
 
 /// Changes something somewhere in a tree of entities, whatever its types, through inspection alone:

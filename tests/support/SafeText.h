@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-#include "framework/Strep.h"
+#include "framework/text/Strep.h"
 
 /// Whether \p text may be given to \p type. For an optional value with a collection, any text but
 /// "absent" ends the process, as documented.

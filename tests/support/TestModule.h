@@ -9,8 +9,8 @@
 #include "Varek/String.h"
 #include "forms/AddressForms.h"
 #include "forms/RadiusForms.h"
-#include "framework/Declare.h"
-#include "framework/WireForms.h"
+#include "framework/declare/Declare.h"
+#include "framework/wire/WireForms.h"
 #include "support/Tracked.h"
 
 namespace Qel {

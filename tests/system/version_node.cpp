@@ -5,9 +5,9 @@
 #include <poll.h>
 #include <unistd.h>
 
-#include "framework/Declare.h"
-#include "framework/Module.h"
-#include "framework/WireForms.h"
+#include "framework/declare/Declare.h"
+#include "framework/declare/Module.h"
+#include "framework/wire/WireForms.h"
 #include "mirror/Follower.h"
 #include "mirror/Leader.h"
 #include "views/Tree.h"

@@ -6,8 +6,8 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include "framework/Declare.h"
-#include "framework/Module.h"
+#include "framework/declare/Declare.h"
+#include "framework/declare/Module.h"
 #include "support/Contains.h"
 #include "support/Lines.h"
 #include "views/TreeJson.h"

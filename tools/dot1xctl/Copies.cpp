@@ -13,7 +13,7 @@
 #include "Varek/Failures.h"
 #include "agent/Asked.h"
 #include "capture/Exchange.h"
-#include "framework/Assign.h"
+#include "framework/inspect/Assign.h"
 
 namespace Dot1xCtl {
 

@@ -1,6 +1,6 @@
 #include "ReplayTypes.h"
 
-#include "framework/Module.h"
+#include "framework/declare/Module.h"
 
 namespace Replay {
 

@@ -3,7 +3,7 @@
 #include <cstdint>
 
 #include "Dot1xV2/AaaHelperLedraTypes.h"
-#include "framework/Declare.h"
+#include "framework/declare/Declare.h"
 
 /// What replay has found, as a tree that can be published: a module of the tool's own, declared as
 /// those of the library are.

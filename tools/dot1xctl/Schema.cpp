@@ -9,7 +9,7 @@
 #include <fmt/core.h>
 
 #include "ReplayTypes.h"
-#include "framework/Records.h"
+#include "framework/records/Records.h"
 
 namespace Dot1xCtl {
 

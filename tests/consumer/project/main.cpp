@@ -1,6 +1,6 @@
 #include <iostream>
 
-#include "framework/Records.h"
+#include "framework/records/Records.h"
 
 // Uses no symbol of the types, as a tool that knows them by their records alone: they have to be
 // there all the same.

@@ -1,0 +1,155 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <utility>
+
+#include "Varek/ByteOrder.h"
+#include "framework/declare/Arrays.h"
+#include "framework/declare/Mutators.h"
+#include "framework/declare/SingleChild.h"
+#include "framework/wire/AttributeLog.h"
+#include "framework/wire/KeyForm.h"
+#include "framework/wire/KeyedLog.h"
+#include "framework/wire/ValueWire.h"
+
+/// Fills the part of the records that serves the attribute log: a handful of functions for each
+/// attribute, which know the types. AttrLog.cpp uses them. Collections are in KeyedLog.h.
+namespace Qel::Internal {
+
+/// Fields of one type, whatever attribute they are.
+template<class Field>
+struct FieldLog {
+   [[gnu::noinline]] static bool write( EntityQelNboAttrLogSa const& sa, Varek::FieldId id,
+                                        Field const& value ) {
+      if ( !singletonSerializeCheck( sa, id, Wire<Field>::size( value ) ) ) {
+         return false;
+      }
+      sa.out().outSmCommitMessage( Wire<Field>::put( sa.out().cursor(), value ) );
+      return true;
+   }
+   [[gnu::noinline]] static void apply( EntityQelNboAttrLogSa const& sa, Varek::FieldId id,
+                                        Field& held, NboAttrLog::In& in ) {
+      auto const value = NboAttrLog::valueOf<Field>( in );
+      in.expectEnd();
+      plainIs<Writer::log>( sa.entity(), id, held, value );
+   }
+};
+
+/// Attributes that are written as a whole.
+template<class Owner, class D>
+struct SingleLog {
+   using Field = typename D::Field;
+
+   static bool write( EntityQelNboAttrLogSa const& sa ) {
+      return FieldLog<Field>::write( sa, D::id, D::get( std::as_const( ownerOf<Owner>( sa ) ) ) );
+   }
+   static void apply( EntityQelNboAttrLogSa const& sa, NboAttrLog::In& in ) {
+      Owner& entity = ownerOf<Owner>( sa );
+      if constexpr ( D::kind == AttributeKind::array ) {
+         auto const value = NboAttrLog::valueOf<Field>( in );
+         in.expectEnd();
+         Ptr<Entity> const keepAlive( &entity );
+         FirstFailure failure; // if an observer throws, the rest is applied all the same
+         for ( std::size_t i = 0; i < value.size(); ++i ) {
+            failure.guard(
+               [&] { arrayIs<Writer::log>( entity, D::id, D::get( entity ), i, value[i] ); } );
+         }
+         failure.rethrow();
+      } else {
+         FieldLog<Field>::apply( sa, D::id, D::get( entity ), in );
+      }
+   }
+   static constexpr AttributeLog log() { return { Wire<Field>::form, apply, write }; }
+};
+
+/// A single child that its owner creates.
+template<class Owner, class D>
+struct ChildLog {
+   using Child = typename D::Field::Child;
+
+   static void childIs( Entity& entity, [[maybe_unused]] void const* parameter ) {
+      auto& held = D::get( static_cast<Owner&>( entity ) );
+      if constexpr ( MadeFromNothing<Child> ) {
+         Qel::childIs<Writer::log>( entity, D::id, held );
+      } else {
+         Qel::childIs<Writer::log>( entity, D::id, held,
+                                    *static_cast<ParameterType<Child> const*>( parameter ) );
+      }
+   }
+   static void childDel( Entity& entity ) {
+      Qel::childDel<Writer::log>( entity, D::id, D::get( static_cast<Owner&>( entity ) ) );
+   }
+   static Entity* oldChild( void const* old ) {
+      return static_cast<Ptr<Child> const*>( old )->get();
+   }
+   static void form( Varek::String& text ) { formAppend( text, typeName<Child> ); }
+   static constexpr AttributeLog log() {
+      return { form, childApply, nullptr, nullptr, childIs, childDel, oldChild };
+   }
+};
+
+template<class Owner, class D>
+constexpr AttributeLog makeAttributeLog() {
+   if constexpr ( D::kind == AttributeKind::plain || D::kind == AttributeKind::array ) {
+      return SingleLog<Owner, D>::log();
+   } else if constexpr ( D::kind == AttributeKind::child ) {
+      return ChildLog<Owner, D>::log();
+   } else {
+      return CollectionLog<Owner, D>::log();
+   }
+}
+
+template<class Owner, class D>
+inline constexpr AttributeLog attributeLog = makeAttributeLog<Owner, D>();
+
+template<class T>
+constexpr ConstructorLog makeConstructorLog() {
+   if constexpr ( parameterCount<T>() == 0 ) {
+      return {};
+   } else {
+      return { &KeyFormOf<ParameterType<T>>::form, []( Entity const& entity ) -> void const* {
+                 return &parameterOf( static_cast<T const&>( entity ) );
+              } };
+   }
+}
+template<class T>
+inline constexpr ConstructorLog constructorLog = makeConstructorLog<T>();
+
+template<class Number>
+std::size_t enumerationSize( void const* ) {
+   return sizeof( std::uint32_t );
+}
+template<class Number>
+std::uint8_t* enumerationPut( std::uint8_t* to, void const* value ) {
+   Number number;
+   std::memcpy( &number, value, sizeof number );
+   return Varek::putBigEndian( to, std::uint32_t{ number } );
+}
+template<class Number>
+void enumerationRead( NboAttrLog::In& in, void* value ) {
+   auto const number = static_cast<Number>( in.get32() );
+   std::memcpy( value, &number, sizeof number );
+}
+
+template<class T>
+constexpr ValueLog makeValueLog() {
+   if constexpr ( std::is_enum_v<T> ) {
+      // Once for all of the same width.
+      using Number = std::underlying_type_t<T>;
+      return { enumerationSize<Number>, enumerationPut<Number>, enumerationRead<Number> };
+   } else {
+      return { []( void const* value ) { return Wire<T>::size( *static_cast<T const*>( value ) ); },
+               []( std::uint8_t* to, void const* value ) {
+                  return Wire<T>::put( to, *static_cast<T const*>( value ) );
+               },
+               []( NboAttrLog::In& in, void* value ) {
+                  Wire<T>::read( in, *static_cast<T*>( value ) );
+               } };
+   }
+}
+template<class T>
+inline constexpr ValueLog valueLog = makeValueLog<T>();
+
+} // namespace Qel::Internal
