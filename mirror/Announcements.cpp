@@ -9,7 +9,9 @@ namespace Mirror {
 
 using Qel::NboAttrLog::FrameKind;
 
-Announcements::Announcements() { describe(); }
+Announcements::Announcements( std::size_t contentsLimit ) : contentsLimit_( contentsLimit ) {
+   describe();
+}
 Announcements::~Announcements() = default;
 
 void Announcements::describe() {
@@ -17,9 +19,10 @@ void Announcements::describe() {
    description_ = Description::ofThisProcess();
    types_.clear();
    recent_ = {};
+   anyAlways_ = false;
    std::uint16_t number = 0;
    for ( Qel::TypeRecord const* const record : description_.records() ) {
-      TypeNumber type{ record, number++, 0 };
+      TypeNumber type{ record, number++ };
       for ( Qel::AttributeRecord const& attribute : record->attributes ) {
          if ( attribute.childType ) {
             type.holdsChildren |= std::uint64_t{ 1 }
@@ -67,15 +70,37 @@ void Announcements::restart() {
    describe();
 }
 
-bool writeAnnouncement( ChunkOut& out, Parent const& parent, Announced const& child,
-                        Varek::String const* rootName ) {
+void Announcements::otherDefaultsAre( std::vector<Description::Attributes> const& all ) {
+   for ( Description::Attributes const& one : all ) {
+      if ( auto const at = types_.find( one.type ); at != types_.end() ) {
+         at->second.always |= one.bits;
+         anyAlways_ = true;
+      }
+   }
+}
+
+std::uint32_t Announcements::newHandle( Qel::Entity const& parent, Qel::Entity& child ) {
+   Announced const* const known = findOrNew( child, &parent );
+   return known && ( known->to & tellingTo_ ) == 0 ? known->handle : 0;
+}
+
+std::optional<std::uint64_t> Announcements::announce( ChunkOut& out, Parent const& parent,
+                                                      Announced const& child,
+                                                      Varek::String const* rootName,
+                                                      Connections to ) {
    Qel::TypeRecord const& type = *child.type->record;
+   tellingTo_ = to;
+   contents_.entityIs( *child.entity, type, *this, contentsLimit_ );
    std::size_t const size =
       6 + ( rootName ? textSize( *rootName ) : 0 ) +
-      attrLogSizeCtorParams( Qel::NboAttrLog::currentVersion, type, *child.entity );
+      attrLogSizeCtorParams( Qel::NboAttrLog::currentVersion, type, *child.entity ) +
+      contents_.size();
+   // Noted first, so that the entries stay when a connection ends meanwhile.
+   contents_.forEachBelow( [&]( Qel::Entity const& one ) { find( one )->to |= to; } );
    if ( !out.outSmReserveMessage( rootName ? FrameKind::root : FrameKind::announce, parent.handle,
                                   parent.field, size ) ) {
-      return false;
+      contents_.forEachBelow( [&]( Qel::Entity const& one ) { find( one )->to &= ~to; } );
+      return std::nullopt;
    }
    out.put32( child.handle );
    out.put16( child.type->number );
@@ -83,8 +108,8 @@ bool writeAnnouncement( ChunkOut& out, Parent const& parent, Announced const& ch
       putText( out, *rootName );
    }
    serializeConstructorParams( out, type, *child.entity );
-   out.outSmCommitMessage();
-   return true;
+   out.outSmCommitMessage( contents_.put( out.cursor() ) );
+   return contents_.later();
 }
 
 } // namespace Mirror

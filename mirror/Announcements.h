@@ -3,12 +3,14 @@
 #include <array>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <unordered_map>
 #include <vector>
 
 #include "Qel/Entity.h"
 #include "Varek/Export.h"
 #include "framework/records/Records.h"
+#include "framework/wire/Contents.h"
 #include "mirror/Connections.h"
 #include "mirror/Description.h"
 #include "mirror/EntityTable.h"
@@ -25,6 +27,9 @@ struct TypeNumber {
    std::uint16_t number; ///< The number on the wire: the position in the leader's description.
    /// Whether an attribute holds child entities, by position.
    std::uint64_t holdsChildren = 0;
+   /// Attributes that are told even at their default, since a follower has another; as bits
+   /// (framework/wire/Contents.h).
+   std::uint64_t always = 0;
 
    /// Quick, since most changes are of attributes without children.
    bool mayHoldChild( Varek::FieldId id ) const {
@@ -43,9 +48,17 @@ struct Announced : EntityRecord {
    Connections to = 0;
 };
 
-class VAREK_EXPORT Announcements {
+/// The place of a child in its parent; all zero for a root.
+struct Parent {
+   std::uint32_t handle = 0;
+   Varek::FieldId field;
+   Qel::Entity const* entity = nullptr;
+};
+
+class VAREK_EXPORT Announcements : private Qel::ContentsOut::Names {
 public:
-   Announcements();
+   /// \p contentsLimit: how many bytes of what an entity holds are told in one frame.
+   explicit Announcements( std::size_t contentsLimit );
    ~Announcements();
 
    Announced* find( Qel::Entity const& entity ) { return table_.find( entity ); }
@@ -60,6 +73,14 @@ public:
          table_.takeTree( place, f );
       }
    }
+   /// Writes the frame that announces \p child, as the root named \p rootName if that is not null,
+   /// with what it holds, and notes for everything below it that is told so that \p to know it. The
+   /// result are the attributes that have to follow in frames of their own, as bits; nothing if the
+   /// frame cannot go out.
+   std::optional<std::uint64_t> announce( ChunkOut&, Parent const&, Announced const& child,
+                                          Varek::String const* rootName, Connections to );
+   /// The other defaults of a follower.
+   void otherDefaultsAre( std::vector<Description::Attributes> const& );
    void connectionGone( Connections bit ) noexcept;
    /// Whether all connections must end, since numbers have run out or they do not know a new type.
    bool needsRestart() const { return needsRestart_; }
@@ -73,27 +94,23 @@ public:
    void nextHandleIs( std::uint32_t handle ) { nextHandle_ = handle; }
 
 private:
+   std::uint32_t newHandle( Qel::Entity const& parent, Qel::Entity& child ) override;
+   std::uint64_t always( Qel::TypeRecord const& type ) const override {
+      return anyAlways_ ? typeNumber( type )->always : 0;
+   }
    TypeNumber const* typeNumber( Qel::TypeRecord const& ) const;
 
    EntityTable<Announced> table_;
    std::uint32_t nextHandle_ = 1; // 0: no handle is left
    bool needsRestart_ = false;
+   bool anyAlways_ = false;
+   std::size_t const contentsLimit_;
+   Qel::ContentsOut contents_;
+   Connections tellingTo_ = 0;
    Description description_;
    std::unordered_map<Qel::TypeRecord const*, TypeNumber> types_;
    /// A cache of recently used types, by a few bits of their addresses.
    mutable std::array<TypeNumber const*, 16> recent_{};
 };
-
-/// The place of a child in its parent; all zero for a root.
-struct Parent {
-   std::uint32_t handle = 0;
-   Varek::FieldId field;
-   Qel::Entity const* entity = nullptr;
-};
-
-/// Writes the frame that announces \p child, as the root named \p rootName if that is not null.
-/// False if the frame cannot go out.
-bool writeAnnouncement( ChunkOut&, Parent const&, Announced const& child,
-                        Varek::String const* rootName );
 
 } // namespace Mirror

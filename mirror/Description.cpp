@@ -4,6 +4,8 @@
 #include <string_view>
 #include <unordered_map>
 
+#include "framework/wire/AttributeLog.h"
+#include "framework/wire/Contents.h"
 #include "mirror/Text.h"
 
 namespace Mirror {
@@ -24,15 +26,20 @@ Description::Type describe( Qel::TypeRecord const& record ) {
       if ( record.wire[i].form ) {
          record.wire[i].form( form );
       }
+      Varek::String byDefault;
+      if ( Qel::AttributeLog const* const log = record.wire[i].log; log && log->defaultAppend ) {
+         log->defaultAppend( byDefault );
+      }
       type.attributes.push_back( { attribute.id.value(), Varek::String( attribute.name ),
                                    Varek::String( stringValue( attribute.kind ) ),
-                                   std::move( form ) } );
+                                   std::move( form ), std::move( byDefault ) } );
    }
    return type;
 }
 
 std::size_t sizeOf( Description::Attribute const& a ) {
-   return 2 + textSize( a.name ) + textSize( a.kind ) + textSize( a.form );
+   return 2 + textSize( a.name ) + textSize( a.kind ) + textSize( a.form ) +
+          textSize( a.byDefault );
 }
 std::size_t sizeOf( Description::Enumerator const& e ) { return 4 + textSize( e.name ); }
 template<class T>
@@ -57,6 +64,7 @@ void put( Out& out, Description::Attribute const& a ) {
    putText( out, a.name );
    putText( out, a.kind );
    putText( out, a.form );
+   putText( out, a.byDefault );
 }
 void put( Out& out, Description::Enumerator const& e ) {
    out.put32( e.value );
@@ -82,7 +90,7 @@ void put( Out& out, std::vector<T> const& all ) {
    }
 }
 
-// Smallest sizes in bytes: a count is checked against the bytes that are there.
+// Smallest sizes in bytes, of any version: a count is checked against the bytes that are there.
 constexpr std::size_t leastModule = 8, leastType = 13, leastAttribute = 14, leastEnumerator = 8;
 
 Qel::TypeRecord const* recordOf( std::string_view type ) {
@@ -98,8 +106,8 @@ std::string_view nameOf( Varek::TypeKind kind ) {
 /// Compares the peer's description with ours while it is read; nothing of it is kept.
 class Comparison {
 public:
-   Comparison( Description const& ours, Description::Side side, In& in )
-      : in_( in ), side_( side ) {
+   Comparison( Description const& ours, Description::Side side, In& in, std::uint16_t version )
+      : in_( in ), side_( side ), hasDefaults_( version > 1 ) {
       for ( Description::Module const& module : ours.modules ) {
          for ( Description::Type const& type : module.types ) {
             known_.emplace( type.name, &type );
@@ -110,6 +118,7 @@ public:
    /// Reads a type up to its first difference.
    bool typeDiffers() {
       name_ = text();
+      otherDefaults = 0;
       std::uint8_t const number = in_.get8();
       if ( number > static_cast<std::uint8_t>( Varek::TypeKind::entity ) ) {
          in_.fail( "a kind of type is 0 to 3, not " + std::to_string( number ) );
@@ -130,11 +139,13 @@ public:
    std::string_view name() const { return name_; }
    /// "type T, attribute 5 (a): kind is x at the leader and y at the follower".
    Varek::String sentence;
+   /// The attributes of the type whose defaults differ, as bits.
+   std::uint64_t otherDefaults = 0;
 
 private:
    struct Attribute {
       std::uint16_t id;
-      std::string_view name, kind, form;
+      std::string_view name, kind, form, byDefault;
    };
 
    bool differs( Varek::String const& part, std::string_view what, std::string_view ours,
@@ -162,7 +173,8 @@ private:
       met_.assign( ours ? ours->attributes.size() : 0, false );
       for ( std::uint32_t count = in_.getCount( leastAttribute ); count > 0; --count ) {
          // Initializers in braces are evaluated in order.
-         Attribute const theirs{ in_.get16(), text(), text(), text() };
+         Attribute const theirs{ in_.get16(), text(), text(), text(),
+                                 hasDefaults_ ? text() : std::string_view() };
          if ( ours && attributeDiffers( *ours, theirs ) ) {
             return true;
          }
@@ -180,6 +192,9 @@ private:
          return needed( type, theirs ) && differs( part( theirs ), "form", "missing", theirs.form );
       }
       met_[static_cast<std::size_t>( at - type.attributes.begin() )] = true;
+      if ( type.kind == Varek::TypeKind::entity && at->byDefault != theirs.byDefault ) {
+         otherDefaults |= Qel::contentsBit( at->id );
+      }
       auto const where = [&] {
          return side_ == Description::Side::leader ? part( *at ) : part( theirs );
       };
@@ -206,6 +221,7 @@ private:
 
    In& in_;
    Description::Side const side_;
+   bool const hasDefaults_;
    std::unordered_map<std::string_view, Description::Type const*> known_;
    std::string_view name_;
    std::vector<bool> met_; // of our attributes
@@ -238,9 +254,9 @@ std::vector<Qel::TypeRecord const*> Description::records() const {
    return all;
 }
 
-std::optional<Varek::String>
-Description::difference( Side side, In& theirs, std::vector<Qel::TypeRecord const*>& types ) const {
-   Comparison comparison( *this, side, theirs );
+std::optional<Varek::String> Description::difference( Side side, In& theirs, std::uint16_t version,
+                                                      Agreement& agreement ) const {
+   Comparison comparison( *this, side, theirs, version );
    for ( std::uint32_t count = theirs.getCount( leastModule ); count > 0; --count ) {
       comparison.text(); // the name of a module does not matter
       for ( std::uint32_t ofIt = theirs.getCount( leastType ); ofIt > 0; --ofIt ) {
@@ -248,11 +264,13 @@ Description::difference( Side side, In& theirs, std::vector<Qel::TypeRecord cons
             return std::move( comparison.sentence );
          }
          if ( side == Side::follower ) {
-            types.push_back( recordOf( comparison.name() ) );
+            agreement.types.push_back( recordOf( comparison.name() ) );
+         } else if ( comparison.otherDefaults != 0 ) {
+            agreement.otherDefaults.push_back(
+               { recordOf( comparison.name() ), comparison.otherDefaults } );
          }
       }
    }
-   theirs.expectEnd();
    return std::nullopt;
 }
 

@@ -22,6 +22,8 @@ struct VAREK_EXPORT Description {
       Varek::String name;
       Varek::String kind; ///< In words, since the numbers of kinds are no promise.
       Varek::String form; ///< Of the bytes; empty for what never travels.
+      /// As it would be written; empty where there is none.
+      Varek::String byDefault{};
    };
    struct Enumerator {
       std::uint32_t value;
@@ -49,12 +51,24 @@ struct VAREK_EXPORT Description {
 
    /// The side that sends the description.
    enum class Side : std::uint8_t { leader, follower };
+   /// Attributes of a type, as bits (framework/wire/Contents.h).
+   struct Attributes {
+      Qel::TypeRecord const* type;
+      std::uint64_t bits;
+   };
+   /// What two sides that can talk have found out about each other.
+   struct Agreement {
+      /// At a follower: the leader's types, as by records().
+      std::vector<Qel::TypeRecord const*> types;
+      /// At a leader: attributes whose defaults differ.
+      std::vector<Attributes> otherDefaults;
+   };
    /// Reads the other side's description, as write() wrote it, and returns the first difference as
    /// a sentence; nothing if both can talk. It is compared while it is read, so that a description
-   /// of any size costs no memory. A follower gets the leader's types, as by records(). Throws
+   /// of any size costs no memory. One of protocol version 1 has no defaults. Throws
    /// Qel::NboAttrLog::AttrLogError or AttrLogLengthError.
    std::optional<Varek::String> difference( Side, Qel::NboAttrLog::In& theirs,
-                                            std::vector<Qel::TypeRecord const*>& types ) const;
+                                            std::uint16_t version, Agreement& ) const;
 };
 
 } // namespace Mirror

@@ -39,16 +39,19 @@ Endpoint::Endpoint( EndpointOptions const& options, Role role )
 
 Endpoint::~Endpoint() = default;
 
-void Endpoint::start( std::unique_ptr<Transport> transport, Varek::String peer, Description ours ) {
+void Endpoint::start( std::unique_ptr<Transport> transport, Varek::String peer, Description ours,
+                      std::uint64_t generation ) {
    transport_ = std::move( transport );
    peer_ = std::move( peer );
    ours_ = std::move( ours );
    phase_ = Phase::hello;
-   std::size_t const size = sizeof protocolMagic - 1 + 2 + ours_.size();
+   std::size_t const size = sizeof protocolMagic - 1 + 2 + 8 + ours_.size() + 4;
    out_.outSmReserveMessage( FrameKind::hello, 0, noField, size );
    out_.putOctets( protocolMagic, sizeof protocolMagic - 1 );
    out_.put16( protocolVersion );
+   out_.put64( generation );
    ours_.write( out_ );
+   out_.put32( 0 ); // further parts
    out_.outSmCommitMessage();
    // The hello of a program with many types may be longer than what comes after it.
    out_.payloadLimitIs( options_.maxFrame );
@@ -178,12 +181,29 @@ bool Endpoint::handleOwn( Frame const& frame ) {
       hello( frame );
       return true;
    }
-   if ( kind > FrameKind::transactionCancel || kind == FrameKind::hello ) [[unlikely]] {
+   if ( kind > FrameKind::consistent || kind == FrameKind::hello ) [[unlikely]] {
       refuse( "a frame of kind " + std::to_string( static_cast<unsigned>( kind ) ) + " at offset " +
               std::to_string( frame.offset ) + " is not expected here" );
       return true;
    }
    return kind == FrameKind::keepAlive;
+}
+
+void Endpoint::refuseVersion( std::uint16_t theirs ) {
+   bool const leads = role_ == Role::leader;
+   refuse( "protocol version " + std::to_string( leads ? protocolVersion : theirs ) +
+           " at the leader, " + std::to_string( leads ? theirs : protocolVersion ) +
+           " at the follower" +
+           ( theirs == 1 ? "; version 1 was never released, and is no longer spoken" : "" ) );
+}
+
+/// Each is a U16 number and a text; none is known so far.
+void Endpoint::furtherParts( In& in ) {
+   constexpr std::size_t leastPart = 6;
+   for ( std::uint32_t count = in.getCount( leastPart ); count > 0; --count ) {
+      in.get16();
+      in.getOctets( in.get32() );
+   }
 }
 
 void Endpoint::hello( Frame const& frame ) {
@@ -194,17 +214,22 @@ void Endpoint::hello( Frame const& frame ) {
         std::memcmp( in.getOctets( 8 ), protocolMagic, 8 ) != 0 ) {
       return refuse( "the first frame is no hello of this protocol" );
    }
-   if ( std::uint16_t const version = in.get16(); version != protocolVersion ) {
-      bool const leads = role_ == Role::leader;
-      return refuse( "protocol version " + std::to_string( leads ? protocolVersion : version ) +
-                     " at the leader, " + std::to_string( leads ? version : protocolVersion ) +
-                     " at the follower" );
+   std::uint16_t const version = in.get16();
+   if ( version > protocolVersion || version < options_.oldestVersion ) {
+      return refuseVersion( version );
    }
    using Side = Description::Side;
    std::optional<Varek::String> differs;
    try {
-      differs =
-         ours_.difference( role_ == Role::leader ? Side::leader : Side::follower, in, types_ );
+      generation_ = version > 1 ? in.get64() : 0;
+      differs = ours_.difference( role_ == Role::leader ? Side::leader : Side::follower, in,
+                                  version, agreement_ );
+      if ( !differs && version > 1 ) {
+         furtherParts( in );
+      }
+      if ( !differs ) {
+         in.expectEnd();
+      }
    } catch ( Qel::NboAttrLog::AttrLogError const& e ) {
       return refuse( e.what() );
    } catch ( Qel::NboAttrLog::AttrLogLengthError const& e ) {

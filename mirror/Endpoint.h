@@ -39,12 +39,21 @@ struct EndpointOptions {
    /// The peer is given up when it takes less than stallProgress of a queue that stays full for so
    /// long, or for deadAfter, if that is longer: signs of life alone are no reason to keep it.
    Clock::duration stalledAfter = std::chrono::seconds( 60 );
+   /// The oldest version that a leader may speak. Version 1 was never released; files of it exist.
+   std::uint16_t oldestVersion = 2;
 };
 
-inline constexpr std::uint16_t protocolVersion = 1;
+inline constexpr std::uint16_t protocolVersion = 2;
 inline constexpr char protocolMagic[] = "QNboALog"; // 8 bytes on the wire
 /// Bytes.
 inline constexpr std::uint64_t stallProgress = 64 * 1024;
+
+/// A moment at which what a leader has said belongs together.
+struct Point {
+   std::uint64_t generation; ///< Of the leader's process; 0 where there is none, as in a file.
+   std::uint64_t sequence;   ///< Counted up in each turn of the leader in which something changed.
+   auto operator<=>( Point const& ) const = default;
+};
 
 /// One frame as it came. Valid until the next is asked for.
 struct Frame {
@@ -62,8 +71,9 @@ public:
    Endpoint& operator=( Endpoint const& ) = delete;
    ~Endpoint();
 
-   /// Says hello with \p ours.
-   void start( std::unique_ptr<Transport>, Varek::String peer, Description ours );
+   /// Says hello with \p ours. A leader gives the number of its generation; see Point.
+   void start( std::unique_ptr<Transport>, Varek::String peer, Description ours,
+               std::uint64_t generation = 0 );
 
    int fd() const { return transport_ ? transport_->fd() : -1; }
    Varek::String const& peer() const { return peer_; }
@@ -86,9 +96,12 @@ public:
    bool readAwaitsWritable() const { return readAwaitsWritable_; }
    /// Whether what is put into the queue may be taken without anything being read before.
    bool mayWrite() const { return !writeAwaitsReadable_; }
-   /// The leader's types by their numbers, once running: null for those not known here. Of
-   /// followers nothing is kept.
-   std::vector<Qel::TypeRecord const*> const& types() const { return types_; }
+   /// What both know of each other, once running. Of a follower's types nothing is kept; of a leader's,
+   /// by their numbers, null stands for those not known here.
+   Description::Agreement const& agreement() const { return agreement_; }
+   std::vector<Qel::TypeRecord const*> const& types() const { return agreement_.types; }
+   /// The other side's generation, once running.
+   std::uint64_t generation() const { return generation_; }
 
    OutQueue& queue() { return queue_; }
    OutQueue const& queue() const { return queue_; }
@@ -133,6 +146,8 @@ public:
    std::uint64_t framesReceived() const { return framesReceived_; }
    std::uint64_t bytesReceived() const { return bytesReceived_; }
    std::uint64_t bytesSent() const { return bytesSent_; }
+   /// Of a frame that has not come as a whole; counted without its head, if that has.
+   std::size_t incomplete() const { return end_ - begin_; }
 
 private:
    /// Other connections get their turn after so many reads.
@@ -149,6 +164,8 @@ private:
    bool nextFrame( Frame& );
    bool handleOwn( Frame const& );
    void hello( Frame const& );
+   void refuseVersion( std::uint16_t theirs );
+   static void furtherParts( Qel::NboAttrLog::In& );
    void reasonIs( Varek::String const& text );
    /// Until half of what may wait has left, a stream that was held back puts in no more.
    bool full() const { return queue_.bytes() > options_.outputLimit / 2; }
@@ -162,7 +179,8 @@ private:
    Varek::String peer_;
    Varek::String reason_;
    Description ours_;
-   std::vector<Qel::TypeRecord const*> types_;
+   Description::Agreement agreement_;
+   std::uint64_t generation_ = 0;
 
    OutQueue queue_;
    QueueOut out_{ queue_ };

@@ -52,7 +52,18 @@ void Follower::connectedIs( int fd, Varek::String const& peer ) {
 }
 
 void Follower::connectedIs( std::unique_ptr<Transport> transport, Varek::String const& peer ) {
-   auto made = std::make_unique<Endpoint>( options_, Endpoint::Role::follower );
+   begin( options_, std::move( transport ), peer );
+}
+
+void Follower::recordedIs( std::unique_ptr<Transport> transport, Varek::String const& name ) {
+   EndpointOptions options( options_ );
+   options.oldestVersion = 1;
+   begin( options, std::move( transport ), name );
+}
+
+void Follower::begin( EndpointOptions const& options, std::unique_ptr<Transport> transport,
+                      Varek::String const& peer ) {
+   auto made = std::make_unique<Endpoint>( options, Endpoint::Role::follower );
    made->start( std::move( transport ), peer, Description::ofThisProcess() );
    endpoint_ = std::move( made );
    forgetAll();
@@ -61,6 +72,7 @@ void Follower::connectedIs( std::unique_ptr<Transport> transport, Varek::String 
    }
    skipped_ = unknownTypes_ = countedOn_ = 0;
    newest_ = 0;
+   blind_ = false;
    synced_ = reported_ = false;
 }
 
@@ -129,8 +141,9 @@ void Follower::finish() {
 }
 
 Follower::Stats Follower::stats() const {
-   Stats all{ 0, 0, skipped_, unknownTypes_, known_.size() };
+   Stats all{ 0, 0, skipped_, unknownTypes_, 0, known_.size() };
    if ( endpoint_ ) {
+      all.incomplete = endpoint_->incomplete();
       all.frames = endpoint_->framesReceived();
       all.bytes = endpoint_->bytesReceived();
    }
@@ -154,16 +167,25 @@ void Follower::announced( std::uint32_t handle ) {
    forget( handle );
 }
 
-void Follower::knownIs( std::uint32_t handle, Known const* parent, Qel::TypeRecord const& type,
-                        Qel::Entity& entity ) {
-   std::uint32_t const above = parent ? parent->handle : 0;
+void Follower::knownIs( std::uint32_t handle, std::uint32_t parentPlace,
+                        Qel::TypeRecord const& type, Qel::Entity& entity ) {
    // An entity has one handle, the newest, and a handle one entity.
    entityRemoved( entity );
    announced( handle );
-   std::uint32_t const place =
-      known_.newMember( Known( entity, handle, type ), above != 0 ? places_.find( above ) : 0 );
+   std::uint32_t const place = known_.newMember( Known( entity, handle, type ), parentPlace );
    places_.placeIs( handle, place, known_.size() );
    last_ = nullptr;
+}
+
+void Follower::childCame( Qel::Entity& parent, Qel::Entity& child, Qel::TypeRecord const& type,
+                          std::uint32_t handle ) {
+   // Observers may have had it removed meanwhile: then it is below nothing.
+   knownIs( handle, known_.placeOf( parent ), type, child );
+}
+
+void Follower::unknownSkipped( unsigned attributes ) {
+   skipped_ += attributes;
+   blind_ = true;
 }
 
 void Follower::entityRemoved( Qel::Entity& removed ) {
@@ -241,6 +263,8 @@ void Follower::apply( Frame const& one ) {
       return rootGone( one.head.entity );
    case FrameKind::synced:
       return syncedFrame();
+   case FrameKind::consistent:
+      return consistentFrame( one );
    default:
       break;
    }
@@ -260,7 +284,7 @@ void Follower::apply( Frame const& one ) {
 /// A message about an entity of a type or place that only the leader knows. No record of these is
 /// kept, since no message that is understood here tells when they go.
 void Follower::notKnown( Frame const& one ) {
-   if ( one.head.entity == 0 || one.head.entity > newest_ ) [[unlikely]] {
+   if ( one.head.entity == 0 || ( one.head.entity > newest_ && !blind_ ) ) [[unlikely]] {
       return fail( one, "no entity with handle " + std::to_string( one.head.entity ) +
                            " has been announced" );
    }
@@ -272,6 +296,7 @@ void Follower::notKnown( Frame const& one ) {
    in.contextIs( {}, one.head.field );
    announced( childHandle( in, one.head.entity ) );
    typeNumbered( in );
+   blind_ = true;
 }
 
 void Follower::attribute( Frame const& one, Known const& known ) {
@@ -369,11 +394,13 @@ std::uint32_t Follower::childHandle( In& in, std::uint32_t parent ) {
 
 void Follower::announce( Frame const& one, Known const& parent ) {
    In in( one.payload, one.offset );
+   in.moreFollow();
    in.contextIs( parent.type->name, one.head.field );
    std::uint32_t const handle = childHandle( in, parent.handle );
    Qel::TypeRecord const* const type = typeNumbered( in );
    Qel::AttributeRecord const* const attribute = parent.type->attribute( one.head.field );
    if ( !type || !attribute ) {
+      blind_ = true;
       return announced( handle );
    }
    if ( !attribute->childType || &Qel::typeRecord( attribute->childType() ) != type ) [[unlikely]] {
@@ -381,14 +408,23 @@ void Follower::announce( Frame const& one, Known const& parent ) {
    }
    Known const above = parent; // which moves, and may go, while observers are told
    Qel::FirstFailure failure;
-   Qel::Entity* const child =
-      childForAttrLog( mirrored( *above.entity, *above.type, *this ), one.head.field, in, failure );
+   bool isNew = false;
+   Varek::Ptr<Qel::Entity> const child( childForAttrLog(
+      mirrored( *above.entity, *above.type, *this ), one.head.field, in, failure, isNew ) );
    if ( child ) {
-      knownIs( handle, find( above.handle ), *type, *child );
+      knownIs( handle, places_.find( above.handle ), *type, *child );
+      failure.guard( [&] { contents( *child, *type, in, isNew ); } );
    } else {
       announced( handle );
    }
    failure.rethrow();
+}
+
+/// In protocol version 1 none come with the announcement.
+void Follower::contents( Qel::Entity& entity, Qel::TypeRecord const& type, In& in, bool isNew ) {
+   if ( in.left() != 0 ) [[likely]] {
+      contentsApply( mirrored( entity, type, *this ), in, isNew, *this );
+   }
 }
 
 } // namespace Mirror

@@ -12,6 +12,7 @@
 #include "Varek/Hash.h"
 #include "Varek/String.h"
 #include "framework/wire/AttrLog.h"
+#include "framework/wire/Contents.h"
 #include "mirror/Endpoint.h"
 #include "mirror/EntityTable.h"
 
@@ -31,7 +32,8 @@ struct FollowerOptions : EndpointOptions {};
 /// from an observer, raises Varek::WriteFromReadOnlyProxy. That holds with and without a
 /// connection. It ends for an entity that is removed from a tree, for a root that is withdrawn or
 /// replaced, and for all with the follower.
-class VAREK_EXPORT Follower final : private Qel::NboAttrLog::Receiver {
+class VAREK_EXPORT Follower final : private Qel::NboAttrLog::Receiver,
+                                    private Qel::ContentsReceiver {
 public:
    explicit Follower( FollowerOptions = {} );
    Follower( Follower const& ) = delete;
@@ -58,12 +60,17 @@ public:
    RootCall onRootGone;
    /// Called when everything has come that was published when the connection began.
    std::function<void()> onSynced;
+   /// Called when all has come that belongs together: what changed at the leader in one turn of its
+   /// loop, or everything. The trees are then as they were at the leader at one moment.
+   std::function<void( Point )> onConsistent;
    /// Called once when the connection ends, last in the call in which it ends: it may connect anew.
    std::function<void( Varek::String const& reason )> onClosed;
 
    /// Follows the leader at the other side of a transport. A connection that is there is dropped,
    /// without onClosed.
    void connectedIs( std::unique_ptr<Transport>, Varek::String const& peer = {} );
+   /// The same for what a leader has said to a file, perhaps in an older version of the protocol.
+   void recordedIs( std::unique_ptr<Transport>, Varek::String const& name );
    /// The same over \p fd, a socket that is connected or about to be, which is taken over also if
    /// this throws.
    void connectedIs( int fd, Varek::String const& peer = {} );
@@ -98,6 +105,7 @@ public:
       std::uint64_t bytes;
       std::uint64_t skipped; ///< Messages of attributes or entities that this side does not know.
       std::uint64_t unknownTypes; ///< Entities of types that this side does not know.
+      std::uint64_t incomplete;   ///< Bytes of a frame that has not come as a whole.
       std::uint32_t entities; ///< That the leader has made known and this side knows the types of.
    };
    /// The statistics of the present connection.
@@ -144,7 +152,12 @@ private:
    };
 
    void entityRemoved( Qel::Entity& ) override;
+   void childCame( Qel::Entity& parent, Qel::Entity& child, Qel::TypeRecord const&,
+                   std::uint32_t handle ) override;
+   void childLost( std::uint32_t handle ) override { announced( handle ); }
+   void unknownSkipped( unsigned attributes ) override;
 
+   void begin( EndpointOptions const&, std::unique_ptr<Transport>, Varek::String const& peer );
    void receive();
    void frame( Frame const& );
    void apply( Frame const& );
@@ -160,9 +173,11 @@ private:
    void rootFrame( Frame const& );
    void rootGone( std::uint32_t handle );
    void syncedFrame();
+   void consistentFrame( Frame const& );
+   void contents( Qel::Entity&, Qel::TypeRecord const&, Qel::NboAttrLog::In&, bool isNew );
    void rootDrop( Varek::String const& name );
    Varek::Ptr<Qel::Entity> rootFor( Varek::String const& name, Qel::TypeRecord const&,
-                                    Qel::NboAttrLog::In& );
+                                    Qel::NboAttrLog::In&, bool& isNew );
    template<class Call, class... Arguments>
    void tell( Call const&, Arguments&&... );
    void fail( Frame const&, std::string_view fault );
@@ -172,7 +187,8 @@ private:
    Qel::TypeRecord const* typeNumbered( Qel::NboAttrLog::In& );
    static std::uint32_t childHandle( Qel::NboAttrLog::In&, std::uint32_t parent );
    void announced( std::uint32_t handle );
-   void knownIs( std::uint32_t handle, Known const* parent, Qel::TypeRecord const&, Qel::Entity& );
+   void knownIs( std::uint32_t handle, std::uint32_t parentPlace, Qel::TypeRecord const&,
+                 Qel::Entity& );
    void forget( std::uint32_t handle );
    void forgetAll();
    void finish();
@@ -184,6 +200,7 @@ private:
    HandleMap places_;         // of the above, by handle
    Known* last_ = nullptr;    // mostly the next message is of the same entity
    std::uint32_t newest_ = 0; // handle that has been announced
+   bool blind_ = false;       // there may be newer ones in what was skipped
    Qel::HashMap2018<Transaction, TransactionKey, 0x3A94E6C1> transactions_; // none at most times
    std::exception_ptr observersFault_;
    std::uint64_t skipped_ = 0;

@@ -54,6 +54,7 @@ std::vector<Varek::String> Follower::roots() const {
 
 void Follower::rootFrame( Frame const& one ) {
    In in( one.payload, one.offset );
+   in.moreFollow();
    in.contextIs( "root", one.head.field );
    std::uint32_t const handle = in.get32();
    if ( handle == 0 || find( handle ) ) [[unlikely]] {
@@ -62,38 +63,44 @@ void Follower::rootFrame( Frame const& one ) {
    Qel::TypeRecord const* const type = typeNumbered( in );
    auto const name = getText( in );
    if ( !type ) {
+      blind_ = true;
       return announced( handle );
    }
    in.contextIs( type->name, one.head.field );
-   Varek::Ptr<Qel::Entity> const entity = rootFor( name, *type, in );
+   bool isNew = false;
+   Varek::Ptr<Qel::Entity> const entity = rootFor( name, *type, in, isNew );
    Root& root = roots_[name];
    root.entity = entity;
    root.readOnlyProxyIs( true );
    root.handle = handle;
    root.announced = true;
-   knownIs( handle, nullptr, *type, *entity );
+   knownIs( handle, 0, *type, *entity );
    if ( !std::exchange( root.told, true ) ) {
       tell( onRoot, name, *entity );
    }
+   contents( *entity, *type, in, isNew );
 }
 
 /// The held root if the next constructor parameters are its own, or else a new root.
 Varek::Ptr<Qel::Entity> Follower::rootFor( Varek::String const& name, Qel::TypeRecord const& type,
-                                           In& in ) {
+                                           In& in, bool& isNew ) {
+   In after = in;
    auto const fits = [&] {
       Varek::Ptr<Qel::Entity> const held = root( name );
-      In parameters = in;
+      after = in;
       return held && &Qel::typeRecord( *held ) == &type &&
-             sameConstructorParams( type, *held, parameters );
+             sameConstructorParams( type, *held, after );
    };
    // A callback that is told that the root is gone may set another.
    while ( !fits() ) {
       if ( !root( name ) ) {
+         isNew = true;
          return newEntityForAttrLog( type, in );
       }
       roots_[name].given = false;
       rootDrop( name );
    }
+   in = after;
    return root( name );
 }
 
@@ -133,6 +140,14 @@ void Follower::syncedFrame() {
    }
    synced_ = true;
    tell( onSynced );
+}
+
+void Follower::consistentFrame( Frame const& one ) {
+   In in( one.payload, one.offset );
+   in.contextIs( "consistent point", {} );
+   std::uint64_t const sequence = in.get64();
+   in.expectEnd();
+   tell( onConsistent, Point{ endpoint_->generation(), sequence } );
 }
 
 } // namespace Mirror

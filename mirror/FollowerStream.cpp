@@ -21,12 +21,23 @@ FollowerStream::~FollowerStream() { detach(); }
 
 void FollowerStream::start( std::unique_ptr<Transport> transport, Varek::String peer,
                             Description ours ) {
-   endpoint_.start( std::move( transport ), std::move( peer ), std::move( ours ) );
+   endpoint_.start( std::move( transport ), std::move( peer ), std::move( ours ),
+                    publication_.generation() );
 }
 
 // The end
 
 namespace {
+
+/// False if it cannot go out.
+bool sayPoint( ChunkOut& out, std::uint64_t sequence ) {
+   if ( !out.outSmReserveAside( FrameKind::consistent, 8 ) ) {
+      return false;
+   }
+   out.put64( sequence );
+   out.outSmCommitMessage();
+   return true;
+}
 
 Varek::String text( What const& what ) {
    Varek::String made( what.type ? what.type->name : "this stream" );
@@ -148,16 +159,20 @@ bool FollowerStream::announce( Parent const& parent, Qel::Entity& child,
    if ( ( known->to & bit_ ) != 0 ) {
       return true;
    }
-   if ( !writeAnnouncement( endpoint_.out(), parent, *known, rootName ) ) {
+   auto const later =
+      publication_.announcements().announce( endpoint_.out(), parent, *known, rootName, bit_ );
+   if ( !later ) {
       return false;
    }
    known->to |= bit_;
-   contents( *known );
+   if ( *later != 0 ) {
+      contents( *known, *later );
+   }
    return true;
 }
 
-void FollowerStream::contents( Announced one ) {
-   Flow flow{ FlowOut( *one.type->record, true ), one.entity, 0 };
+void FollowerStream::contents( Announced one, std::uint64_t later ) {
+   Flow flow{ FlowOut( *one.type->record, later ), one.entity, 0 };
    if ( depth_ < maxDepth ) {
       Internal::Deeper const deeper( depth_ );
       auto const came = flowOutContinue(
@@ -221,14 +236,14 @@ bool FollowerStream::sayAll() {
    if ( !sayRoots() || !sayMarked() ) {
       return false;
    }
-   if ( syncedSent_ ) {
-      return true;
+   if ( !syncedSent_ ) {
+      if ( !endpoint_.out().outSmReserveMessage( FrameKind::synced, 0, {}, 0 ) ) {
+         return false;
+      }
+      endpoint_.out().outSmCommitMessage();
+      syncedSent_ = true;
    }
-   if ( !endpoint_.out().outSmReserveMessage( FrameKind::synced, 0, {}, 0 ) ) {
-      return false;
-   }
-   endpoint_.out().outSmCommitMessage();
-   return syncedSent_ = true;
+   return sayPoint( endpoint_.out(), publication_.sequence() );
 }
 
 // Driving
@@ -258,6 +273,10 @@ void FollowerStream::onWritable() {
 }
 
 void FollowerStream::say() {
+   publication_.turnEnds();
+   if ( endpoint_.running() && !std::exchange( defaultsKnown_, true ) ) {
+      publication_.announcements().otherDefaultsAre( endpoint_.agreement().otherDefaults );
+   }
    // A bounded number of times: the others want their turn too.
    for ( unsigned i = 0; i < 8; ++i ) {
       endpoint_.flush();

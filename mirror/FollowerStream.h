@@ -125,7 +125,7 @@ private:
    bool sayRoots();
    bool sayMarked();
    bool announce( Parent const&, Qel::Entity& child, Varek::String const* rootName );
-   void contents( Announced );
+   void contents( Announced, std::uint64_t later );
    void receive();
    void finish();
 
@@ -144,6 +144,7 @@ private:
    bool inGroup_ = false;
    bool groupIsLast_ = false;
    bool syncedSent_ = false;
+   bool defaultsKnown_ = false;
    bool detached_ = false;
    bool reported_ = false;
 };

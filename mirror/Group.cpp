@@ -107,22 +107,23 @@ bool Group::announce( Parent const& parent, Qel::Entity& child, Varek::String co
    // Noted first, so that the entry stays when a member ends meanwhile.
    Connections const before = std::exchange( known->to, known->to | bits_ );
    Announced const one = *known; // which goes with the last member
-   if ( !writeAnnouncement( *this, parent, one, rootName ) ) {
+   auto const later = announcements_.announce( *this, parent, one, rootName, bits_ );
+   if ( !later ) {
       if ( bits_ != 0 ) {
          known->to &= before;
       }
       return bits_ == 0;
    }
-   if ( bits_ != 0 ) {
-      contents( one );
+   if ( bits_ != 0 && *later != 0 ) {
+      contents( one, *later );
    }
    return true;
 }
 
 /// What is in a new child is mostly little, but nothing bounds it: what is more than the limit is
 /// left to each member.
-void Group::contents( Announced one ) {
-   FlowOut all( *one.type->record, true );
+void Group::contents( Announced one, std::uint64_t later ) {
+   FlowOut all( *one.type->record, later );
    Varek::FieldId from = 0;
    if ( depth_ < maxDepth ) {
       Internal::Deeper const deeper( depth_ );
@@ -173,6 +174,17 @@ void Group::rootGone( std::uint32_t handle ) noexcept {
    }
    sayToAll( {}, [&] {
       outSmReserveMessage( FrameKind::rootGone, handle, {}, 0 );
+      outSmCommitMessage();
+   } );
+}
+
+void Group::consistent( std::uint64_t sequence ) noexcept {
+   if ( members_.empty() ) {
+      return;
+   }
+   sayToAll( {}, [&] {
+      outSmReserveAside( FrameKind::consistent, 8 );
+      put64( sequence );
       outSmCommitMessage();
    } );
 }

@@ -34,6 +34,8 @@ public:
    void say( Announced const&, Varek::FieldId id, void const* key, bool held ) noexcept;
    void rootAnnounce( Varek::String const& name, Qel::Entity& root ) noexcept;
    void rootGone( std::uint32_t handle ) noexcept;
+   /// What was said so far belongs together.
+   void consistent( std::uint64_t sequence ) noexcept;
 
 private:
    bool childAnnounce( Qel::EntityQelNboAttrLogSa const& parent, Varek::FieldId field,
@@ -45,7 +47,7 @@ private:
    void sayToAll( What const&, Say ) noexcept;
    void begin();
    bool announce( Parent const&, Qel::Entity& child, Varek::String const* rootName );
-   void contents( Announced );
+   void contents( Announced, std::uint64_t later );
    void contentsLeft( Announced const&, Qel::NboAttrLog::FlowOut const&, Varek::FieldId from );
    void leaveThoseOver() noexcept;
 

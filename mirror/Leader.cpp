@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "Varek/Failures.h"
 #include "mirror/FollowerStream.h"
 #include "mirror/Publication.h"
 
@@ -10,7 +11,7 @@ namespace Mirror {
 
 Leader::Leader( LeaderOptions options )
    : options_( std::move( options ) ),
-     publication_( std::make_unique<Publication>( options_, options_ ) ) {
+     publication_( std::make_unique<Publication>( options_, options_, options_.generation ) ) {
    publication_->onStreamClosed = [this]( FollowerStream& one ) {
       if ( onClosed ) {
          onClosed( one, one.reason() );
@@ -63,9 +64,14 @@ LeaderConnection& Leader::connectionIs( std::unique_ptr<Transport> transport,
 void Leader::connectionDel( LeaderConnection& connection ) {
    auto const at = std::ranges::find_if(
       connections_, [&]( auto const& one ) { return one.get() == &connection; } );
+   VAREK_ASSERT( at != connections_.end() );
    auto const gone = std::move( *at ); // after whose end entities may end, which runs others' code
    connections_.erase( at );
 }
+
+void Leader::turnEnds() { publication_->turnEnds(); }
+
+Point Leader::point() const { return { publication_->generation(), publication_->sequence() }; }
 
 void Leader::tick( Clock::time_point now ) {
    std::vector<FollowerStream*> all;

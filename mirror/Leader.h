@@ -17,7 +17,12 @@ namespace Mirror {
 class FollowerStream;
 class Publication;
 
-struct LeaderOptions : EndpointOptions, PlaceLimits {};
+struct LeaderOptions : EndpointOptions, PlaceLimits {
+   /// The number that tells followers whether they talk to the same leader as before: drawn at
+   /// random, or given by whoever keeps the count of points beyond this process.
+   static constexpr std::uint64_t randomGeneration = ~std::uint64_t{ 0 };
+   std::uint64_t generation = randomGeneration;
+};
 
 /// Publishes trees of entities to up to 64 followers, over sockets or other transports.
 ///
@@ -61,6 +66,13 @@ public:
    /// Called once for each connection that ends otherwise, and last in the call in which it ends
    /// (or in the next call, for one that ends during a change): it may delete the connection.
    std::function<void( LeaderConnection&, Varek::String const& reason )> onClosed;
+
+   /// What has changed since the last call belongs together: followers are told so (Follower::
+   /// onConsistent). Called by itself before anything is sent, so an owner needs it only where one
+   /// turn of its loop is more than one step of its state.
+   void turnEnds();
+   /// The last point that was told, or will be to those that are behind.
+   Point point() const;
 
    /// To be called when nextDeadline() has come; more often does no harm.
    void tick( Clock::time_point now );

@@ -3,16 +3,37 @@
 #include <algorithm>
 #include <bit>
 #include <new>
+#include <random>
 #include <utility>
 
 #include "Varek/Failures.h"
 #include "framework/wire/AttrLog.h"
 #include "mirror/FollowerStream.h"
+#include "mirror/Leader.h"
 
 namespace Mirror {
 
-Publication::Publication( EndpointOptions const& options, PlaceLimits const& limits )
-   : group_( announcements_, options.outputLimit, options.maxFrame ), places_( limits ) {}
+namespace {
+
+/// What an entity holds is told in the frame that announces it up to this size, so that no frame is
+/// much of what may wait.
+std::size_t contentsLimit( EndpointOptions const& options ) {
+   constexpr std::size_t usual = 16 * 1024;
+   return std::min( { usual, options.outputLimit / 4, options.maxFrame / 4 } );
+}
+
+std::uint64_t randomNumber() {
+   std::random_device random;
+   return std::uint64_t{ random() } << 32 | random();
+}
+
+} // namespace
+
+Publication::Publication( EndpointOptions const& options, PlaceLimits const& limits,
+                          std::uint64_t generation )
+   : announcements_( contentsLimit( options ) ),
+     group_( announcements_, options.outputLimit, options.maxFrame ), places_( limits ),
+     generation_( generation != LeaderOptions::randomGeneration ? generation : randomNumber() ) {}
 
 Publication::~Publication() = default;
 
@@ -46,6 +67,7 @@ void Publication::rootIs( Varek::String const& name, Varek::Ptr<Qel::Entity> roo
                                       Varek::Scope::subtreeFirst ) } );
    rootDel( name );
    roots_.merge( made );
+   changedInTurn_ = true;
    group_.rootAnnounce( name, *root );
    restartIfNeeded();
 }
@@ -57,6 +79,7 @@ void Publication::rootDel( Varek::String const& name ) {
    }
    Root const gone = std::move( at->second );
    roots_.erase( at );
+   changedInTurn_ = true;
    if ( Announced const* const known = announcements_.find( *gone.entity ) ) {
       Announced const root = *known;
       forEachBit( root.to & ~group_.members(),
@@ -100,6 +123,7 @@ void Publication::changed( Varek::Change const& change ) noexcept {
    if ( !known ) {
       return;
    }
+   changedInTurn_ = true;
    Announced const one = *known; // which may go while its change is said
    Connections const held = heldBefore( change, *one.type );
    Connections const members = group_.members();

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <functional>
 #include <map>
+#include <utility>
 
 #include "Qel/Entity.h"
 #include "Varek/Publisher.h"
@@ -22,7 +23,8 @@ class FollowerStream;
 /// group, which encodes it once for all that keep up, and to each stream that is behind.
 class Publication {
 public:
-   Publication( EndpointOptions const&, PlaceLimits const& );
+   /// \p generation: see LeaderOptions.
+   Publication( EndpointOptions const&, PlaceLimits const&, std::uint64_t generation );
    Publication( Publication const& ) = delete;
    Publication& operator=( Publication const& ) = delete;
    ~Publication();
@@ -56,6 +58,14 @@ public:
    Announcements const& announcements() const { return announcements_; }
    Group& group() { return group_; }
    Group const& group() const { return group_; }
+   std::uint64_t generation() const { return generation_; }
+   std::uint64_t sequence() const { return sequence_; }
+   /// As Leader::turnEnds.
+   void turnEnds() noexcept {
+      if ( std::exchange( changedInTurn_, false ) ) {
+         group_.consistent( ++sequence_ );
+      }
+   }
    /// Ends all streams if the numbers of entities have run out: they must begin anew.
    void restartIfNeeded() noexcept {
       if ( announcements_.needsRestart() ) [[unlikely]] {
@@ -77,6 +87,9 @@ private:
    Places places_;
    FollowerStream* streams_[maxConnections] = {}; // by bit
    std::map<Varek::String, Root> roots_;
+   std::uint64_t const generation_;
+   std::uint64_t sequence_ = 0;
+   bool changedInTurn_ = false;
 };
 
 } // namespace Mirror

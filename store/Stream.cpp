@@ -74,7 +74,9 @@ std::string helloOfAFollower() {
 std::string streamOf( Views::Roots const& roots ) {
    std::string const hello = helloOfAFollower();
    std::string told;
-   Mirror::Leader leader;
+   Mirror::LeaderOptions options;
+   options.generation = 0; // equal trees make equal files
+   Mirror::Leader leader( options );
    for ( auto const& [name, root] : roots ) {
       leader.rootIs( name, root );
    }
@@ -94,7 +96,7 @@ std::string streamOf( Views::Roots const& roots ) {
 
 LeftOut apply( std::string_view stream, Mirror::Follower& follower, std::string const& name,
                HowFar const& howFar ) {
-   follower.connectedIs( std::make_unique<Recorded>( stream, nullptr ), name );
+   follower.recordedIs( std::make_unique<Recorded>( stream, nullptr ), name );
    auto const wholeSize = stream.size();
    while ( !follower.closed() && follower.stats().bytes < wholeSize ) {
       follower.onReadable();
@@ -106,7 +108,7 @@ LeftOut apply( std::string_view stream, Mirror::Follower& follower, std::string 
       refuse( name, "the state in it cannot be taken: " + follower.reason() );
    }
    Mirror::Follower::Stats const stats = follower.stats();
-   bool const whole = follower.synced();
+   bool const whole = follower.synced() && stats.incomplete == 0;
    follower.close();
    if ( !whole ) {
       refuse( name,

@@ -110,6 +110,33 @@ private:
    std::exception_ptr failure_;
 };
 
+/// The same for steps that read a message: only what observers throw is kept, and a fault in the
+/// message ends the steps.
+class ObserversFailure {
+public:
+   template<class Step>
+   void guard( Step step ) {
+      try {
+         step();
+      } catch ( ... ) {
+         keepOrThrow();
+      }
+   }
+   void rethrow() { first_.rethrow(); }
+
+private:
+   void keepOrThrow() {
+      if ( Varek::observerExceptions() == thrown_ ) {
+         throw;
+      }
+      thrown_ = Varek::observerExceptions();
+      first_.guard( [] { throw; } );
+   }
+
+   std::uint64_t thrown_ = Varek::observerExceptions();
+   FirstFailure first_;
+};
+
 /// The mutator of a plain attribute, of an entity or of a value.
 template<Writer by = Writer::caller, class Owner, class V>
 inline void plainIs( Owner& owner, Varek::FieldId id, V& stored, V const& value ) {

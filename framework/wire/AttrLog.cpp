@@ -7,6 +7,7 @@
 
 #include "Varek/ByteOrder.h"
 #include "framework/wire/AttrLogRecords.h"
+#include "framework/wire/Contents.h"
 
 namespace Qel {
 
@@ -21,6 +22,14 @@ FlowOut::FlowOut( TypeRecord const& type, bool dirty, Varek::FieldId from ) {
    for ( unsigned i = 0; i < type.attributes.size(); ++i ) {
       if ( type.wire[i].log && type.attributes[i].id >= from ) {
          unsynced_ |= bit( i );
+      }
+   }
+}
+
+FlowOut::FlowOut( TypeRecord const& type, std::uint64_t later ) : FlowOut( type, true ) {
+   for ( unsigned i = 0; i < type.attributes.size(); ++i ) {
+      if ( ( later & contentsBit( type.attributes[i].id ) ) == 0 ) {
+         synced( i );
       }
    }
 }
@@ -263,7 +272,7 @@ void childRemove( EntityQelNboAttrLogSa const& sa, AttributeLog const& log, unsi
 }
 
 Entity* childMake( EntityQelNboAttrLogSa const& sa, AttributeLog const& log, unsigned index, In& in,
-                   FirstFailure& failure ) {
+                   FirstFailure& failure, bool& isNew ) {
    AttributeRecord const& attribute = sa.type().attributes[index];
    Parameter const given( typeRecord( attribute.childType() ), in );
    Ptr<Entity> const keepAlive( &sa.entity() );
@@ -273,6 +282,7 @@ Entity* childMake( EntityQelNboAttrLogSa const& sa, AttributeLog const& log, uns
       Internal::childRemoved( sa, before.get() );
    }
    Entity* const held = attribute.child( &sa.entity() );
+   isNew = held != before.get();
    return held && given.isOf( *held ) ? held : nullptr;
 }
 
@@ -448,7 +458,7 @@ std::uint32_t expectedElements( In& in, std::size_t& ahead ) {
 }
 
 Entity* childForAttrLog( EntityQelNboAttrLogSa const& sa, Varek::FieldId id, In& in,
-                         FirstFailure& failure ) {
+                         FirstFailure& failure, bool& isNew ) {
    requireWritable( sa );
    unsigned index = 0;
    AttributeLog const* const log = logOf( sa.type(), id, index );
@@ -457,8 +467,8 @@ Entity* childForAttrLog( EntityQelNboAttrLogSa const& sa, Varek::FieldId id, In&
       return nullptr;
    }
    in.contextIs( sa.type().name, id );
-   return log->keyed ? Internal::keyedChild( sa, index, in, failure )
-                     : childMake( sa, *log, index, in, failure );
+   return log->keyed ? Internal::keyedChild( sa, index, in, failure, isNew )
+                     : childMake( sa, *log, index, in, failure, isNew );
 }
 
 Entity* oldChild( TypeRecord const& type, Varek::FieldId id, void const* oldData ) {

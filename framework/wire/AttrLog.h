@@ -70,6 +70,8 @@ class VAREK_EXPORT FlowOut {
 public:
    /// With \p dirty, every attribute from id \p from on (0 for all) is still to be written.
    FlowOut( TypeRecord const& type, bool dirty, Varek::FieldId from = 0 );
+   /// Only the attributes whose bits are in \p later (framework/wire/Contents.h) are.
+   FlowOut( TypeRecord const& type, std::uint64_t later );
    FlowOut( FlowOut&& ) noexcept = default;
    FlowOut& operator=( FlowOut&& ) noexcept = default;
    virtual ~FlowOut();
@@ -149,6 +151,13 @@ public:
    void readOnlyProxyIs( bool proxy, bool allowWrite ) {
       readOnlyProxy_ = proxy;
       allowWrite_ = allowWrite;
+   }
+
+   /// The same toward \p child, whose messages are in those of this entity.
+   EntityQelNboAttrLogSa of( Entity& child, TypeRecord const& type ) const {
+      EntityQelNboAttrLogSa made( child, type, receiver_ );
+      made.readOnlyProxyIs( readOnlyProxy_, allowWrite_ );
+      return made;
    }
 
    /// Whether the other end may hold the changed element or child from before the present change;
@@ -246,9 +255,9 @@ VAREK_EXPORT std::uint32_t expectedElements( NboAttrLog::In& in, std::size_t& ah
 /// it has other parameters or there is none, a new child. Null, with nothing read, for an id under
 /// which the type has no children; null also if an observer has taken the new child out again.
 /// Exceptions after the look-up, which come mostly from observers, are put in \p failure: there may
-/// be a child all the same.
+/// be a child all the same. \p isNew: the child was made here.
 VAREK_EXPORT Entity* childForAttrLog( EntityQelNboAttrLogSa const&, Varek::FieldId id,
-                                      NboAttrLog::In&, FirstFailure& failure );
+                                      NboAttrLog::In&, FirstFailure& failure, bool& isNew );
 
 /// The child entity that a change of attribute \p id removed or replaced, from the old value; null
 /// if the change did neither.

@@ -31,9 +31,20 @@ struct FieldLog {
    }
    [[gnu::noinline]] static void apply( EntityQelNboAttrLogSa const& sa, Varek::FieldId id,
                                         Field& held, NboAttrLog::In& in ) {
-      auto const value = NboAttrLog::valueOf<Field>( in );
+      auto value = NboAttrLog::valueOf<Field>( in );
       in.expectEnd();
+      if ( sa.entity().unobserved() ) {
+         if ( !same( held, value ) ) {
+            held = std::move( value );
+         }
+         return;
+      }
       plainIs<Writer::log>( sa.entity(), id, held, value );
+   }
+   static void append( Varek::String& to, Field const& value ) {
+      std::size_t const before = to.size();
+      to.resize( before + Wire<Field>::size( value ) );
+      Wire<Field>::put( reinterpret_cast<std::uint8_t*>( to.data() ) + before, value );
    }
 };
 
@@ -42,14 +53,32 @@ template<class Owner, class D>
 struct SingleLog {
    using Field = typename D::Field;
 
-   static bool write( EntityQelNboAttrLogSa const& sa ) {
-      return FieldLog<Field>::write( sa, D::id, D::get( std::as_const( ownerOf<Owner>( sa ) ) ) );
+   static Field const& in( Entity const& entity ) {
+      return D::get( static_cast<Owner const&>( entity ) );
    }
-   static void apply( EntityQelNboAttrLogSa const& sa, NboAttrLog::In& in ) {
+   static Field byDefault() {
+      if constexpr ( D::kind == AttributeKind::array ) {
+         return Field{};
+      } else {
+         return Owner::qelDefault( Id<D::id.value()>{} );
+      }
+   }
+   static bool write( EntityQelNboAttrLogSa const& sa ) {
+      return FieldLog<Field>::write( sa, D::id, in( sa.entity() ) );
+   }
+   static std::size_t size( Entity const& entity, bool always ) {
+      Field const& value = in( entity );
+      return !always && same( value, byDefault() ) ? 0 : Wire<Field>::size( value );
+   }
+   static std::uint8_t* put( std::uint8_t* to, Entity const& entity ) {
+      return Wire<Field>::put( to, in( entity ) );
+   }
+   static void defaultAppend( Varek::String& to ) { FieldLog<Field>::append( to, byDefault() ); }
+   static void apply( EntityQelNboAttrLogSa const& sa, NboAttrLog::In& from ) {
       Owner& entity = ownerOf<Owner>( sa );
       if constexpr ( D::kind == AttributeKind::array ) {
-         auto const value = NboAttrLog::valueOf<Field>( in );
-         in.expectEnd();
+         auto const value = NboAttrLog::valueOf<Field>( from );
+         from.expectEnd();
          Ptr<Entity> const keepAlive( &entity );
          FirstFailure failure; // if an observer throws, the rest is applied all the same
          for ( std::size_t i = 0; i < value.size(); ++i ) {
@@ -58,10 +87,12 @@ struct SingleLog {
          }
          failure.rethrow();
       } else {
-         FieldLog<Field>::apply( sa, D::id, D::get( entity ), in );
+         FieldLog<Field>::apply( sa, D::id, D::get( entity ), from );
       }
    }
-   static constexpr AttributeLog log() { return { Wire<Field>::form, apply, write }; }
+   static constexpr AttributeLog log() {
+      return { Wire<Field>::form, apply, write, size, put, defaultAppend };
+   }
 };
 
 /// A single child that its owner creates.
@@ -86,7 +117,11 @@ struct ChildLog {
    }
    static void form( Varek::String& text ) { formAppend( text, typeName<Child> ); }
    static constexpr AttributeLog log() {
-      return { form, childApply, nullptr, nullptr, childIs, childDel, oldChild };
+      AttributeLog made{ form, childApply };
+      made.childIs = childIs;
+      made.childDel = childDel;
+      made.oldChild = oldChild;
+      return made;
    }
 };
 

@@ -25,6 +25,12 @@ struct AttributeLog {
    void ( *apply )( EntityQelNboAttrLogSa const&, NboAttrLog::In& );
    /// Of one value: writes what it is now. False if it cannot go out.
    bool ( *write )( EntityQelNboAttrLogSa const& ) = nullptr;
+   /// Of one value, in the contents of a new entity: its size, 0 for what need not be said since it
+   /// is at its default; unless \p always.
+   std::size_t ( *size )( Entity const&, bool always ) = nullptr;
+   std::uint8_t* ( *put )( std::uint8_t* to, Entity const& ) = nullptr;
+   /// Appends the default, as it would be written.
+   void ( *defaultAppend )( Varek::String& to ) = nullptr;
    /// Of several elements by key.
    KeyedLog const* keyed = nullptr;
    /// Of a single child: what childIs and childDel do. \p parameter is that of its constructor,

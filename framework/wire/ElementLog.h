@@ -43,6 +43,7 @@ struct ElementLog {
    using Map = typename D::Field;
    using Element = typename Map::value_type;
    using Held = Element;
+   static constexpr std::size_t least = Wire<Element>::least;
    static std::size_t size( Element const& element ) { return Wire<Element>::size( element ); }
    static std::uint8_t* put( std::uint8_t* to, Element const& element ) {
       return Wire<Element>::put( to, element );
@@ -85,6 +86,7 @@ struct ElementLog<Owner, D> {
    using Held = Node;
    using KeyWire = Wire<typename Map::Key>;
    using ValueWire = Wire<typename Node::Value>;
+   static constexpr std::size_t least = ValueWire::least; // the key may be inside
    static std::size_t size( Node const& node ) {
       return ( Node::keyInside ? 0 : KeyWire::size( node.key() ) ) +
              ValueWire::size( node.value() );

@@ -48,9 +48,14 @@ public:
    bool hasMarks() const {
       return map_ ? map_->qelHasDeletionMarks() : log_.ordered->hasMarks( entity_ );
    }
-   void allMark( std::uint32_t expected ) const {
+   void reserve( std::uint32_t expected ) const {
       if ( map_ ) {
          map_->reserve( *log_.type, expected );
+      }
+   }
+   void allMark( std::uint32_t expected ) const {
+      reserve( expected );
+      if ( map_ ) {
          map_->qelMarkAllForDeletion();
       } else {
          log_.ordered->allMark( entity_ );
@@ -398,14 +403,41 @@ bool keyedActive( KeyedLog const& log, Entity const& entity ) {
    return Collection( log, const_cast<Entity&>( entity ) ).hasMarks();
 }
 
+void keyedContents( EntityQelNboAttrLogSa const& sa, unsigned index, NboAttrLog::In& in ) {
+   AttributeLog const& log = *sa.type().wire[index].log;
+   Collection const all( *log.keyed, sa.entity() );
+   std::uint64_t const count = in.getVarint();
+   if ( count > in.left() / log.keyed->least ) [[unlikely]] {
+      in.failCount();
+   }
+   bool const replaces = all.size() != 0;
+   auto const expected = static_cast<std::uint32_t>( count );
+   replaces ? all.allMark( expected ) : all.reserve( expected );
+   Ptr<Entity> const keepAlive( &sa.entity() );
+   ObserversFailure failure; // the other elements are applied all the same
+   try {
+      for ( std::uint64_t i = 0; i < count; ++i ) {
+         failure.guard( [&] { log.apply( sa, in ); } );
+      }
+   } catch ( ... ) {
+      all.marksClear();
+      throw;
+   }
+   if ( replaces ) {
+      failure.guard( [&] { keyedTransaction( sa, index, Transaction::end, 0 ); } );
+   }
+   failure.rethrow();
+}
+
 Entity* keyedChild( EntityQelNboAttrLogSa const& sa, unsigned index, NboAttrLog::In& in,
-                    FirstFailure& failure ) {
+                    FirstFailure& failure, bool& isNew ) {
    KeyedLog const& log = logOf( sa, index );
    Collection const all( log, sa.entity() );
    UntypedKey const key( *log.key, in );
    in.expectEnd();
    Ptr<Entity> const keepAlive( &sa.entity() );
    all.unmark( key.get() );
+   isNew = !all.find( key.get() );
    failure.guard( [&] { log.childIs( sa.entity(), key.get() ); } );
    return all.child( key.get() ).get();
 }
@@ -417,6 +449,10 @@ void keyedVisit( KeyedLog const& log, Entity const& entity, void ( *visit )( Ent
          at = map.nextTaken( at + 1 ) ) {
       visit( *log.childIn( map.at( *log.type, at ) ), context );
    }
+}
+
+std::uint32_t keyedSize( KeyedLog const& log, Entity const& entity ) {
+   return Collection( log, const_cast<Entity&>( entity ) ).size();
 }
 
 void keyedPrefetch( KeyedLog const& log, Entity const& entity ) {

@@ -43,6 +43,11 @@ struct KeyedLog {
    /// Writes an element that is present; null for children. False if it cannot go out.
    bool ( *write )( EntityQelNboAttrLogSa const&, void const* element ) = nullptr;
    void ( *remove )( Entity&, void const* key ) = nullptr;
+   /// For values, in the contents of a new entity: the size of all that are there, and their writing.
+   std::size_t ( *sizeAll )( Entity const& ) = nullptr;
+   std::uint8_t* ( *putAll )( std::uint8_t* to, Entity const& ) = nullptr;
+   /// The smallest size of an element.
+   std::size_t least = 1;
    /// For children: the entity in an element, and the making of one with \p key if there is none.
    Entity* ( *childIn )( void const* element ) = nullptr;
    void ( *childIs )( Entity&, void const* key ) = nullptr;
@@ -63,12 +68,15 @@ void keyedTransaction( EntityQelNboAttrLogSa const& sa, unsigned index, Transact
 /// Whether a transaction is under way.
 bool keyedActive( KeyedLog const&, Entity const& );
 /// See childForAttrLog.
-Entity* keyedChild( EntityQelNboAttrLogSa const& sa, unsigned index, NboAttrLog::In&,
-                    FirstFailure& );
+Entity* keyedChild( EntityQelNboAttrLogSa const& sa, unsigned index, NboAttrLog::In&, FirstFailure&,
+                    bool& isNew );
 /// Calls \p visit for each child.
 void keyedVisit( KeyedLog const&, Entity const&, void ( *visit )( Entity&, void* ), void* context );
 /// Asks for the memory of the elements.
 void keyedPrefetch( KeyedLog const&, Entity const& );
+std::uint32_t keyedSize( KeyedLog const&, Entity const& );
+/// Applies all elements of a collection of values, which come next: others are removed.
+void keyedContents( EntityQelNboAttrLogSa const& sa, unsigned index, NboAttrLog::In& );
 
 template<class Owner, class D>
 struct CollectionLog {
@@ -99,6 +107,28 @@ struct CollectionLog {
       Element::apply( owner, in, [&]( Key const& key ) {
          D::get( owner ).qelMarkedForDeletionGIs( key, false );
       } );
+   }
+
+   static std::size_t sizeAll( Entity const& entity ) {
+      std::size_t sum = 0;
+      for ( auto const& element : in( entity ) ) {
+         sum += Element::size( held( element ) );
+      }
+      return sum;
+   }
+   static std::uint8_t* putAll( std::uint8_t* to, Entity const& entity ) {
+      for ( auto const& element : in( entity ) ) {
+         to = Element::put( to, held( element ) );
+      }
+      return to;
+   }
+   template<class Member>
+   static auto const& held( Member const& member ) {
+      if constexpr ( isOrdered ) {
+         return *member.second;
+      } else {
+         return member;
+      }
    }
 
    static constexpr OrderedLog ordered() {
@@ -145,6 +175,9 @@ struct CollectionLog {
          };
       } else {
          made.write = write;
+         made.sizeAll = sizeAll;
+         made.putAll = putAll;
+         made.least = Element::least;
          made.remove = []( Entity& entity, void const* key ) {
             Element::remove( static_cast<Owner&>( entity ), keyAt( key ) );
          };

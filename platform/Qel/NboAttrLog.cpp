@@ -163,6 +163,18 @@ void In::failBoolean( std::uint8_t byte ) const {
    fail( "a boolean is 0 or 1, not " + std::to_string( byte ) );
 }
 
+std::uint64_t In::getLongVarint() {
+   std::uint64_t value = 0;
+   for ( unsigned shift = 0; shift < 64; shift += 7 ) {
+      std::uint8_t const byte = get8();
+      value |= std::uint64_t{ byte & 0x7FU } << shift;
+      if ( byte < 0x80 && ( shift < 63 || byte <= 1 ) ) {
+         return value;
+      }
+   }
+   fail( "a number of more than 64 bits" );
+}
+
 void In::failShort( std::size_t wanted ) const {
    fail( "the message ends here; " + std::to_string( wanted ) + " bytes were to come, " +
          std::to_string( left() ) + " are left" );

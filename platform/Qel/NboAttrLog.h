@@ -26,7 +26,7 @@
 /// before anything is allocated.
 namespace Qel::NboAttrLog {
 
-/// The version of the forms. So far there is a single version.
+/// The version of the forms, which is the same in all versions of the protocol so far.
 struct Version {
    std::uint16_t number = 1;
 };
@@ -45,7 +45,20 @@ enum class FrameKind : std::uint8_t {
    hello = 8,              ///< Version and description, the first frame each way.
    refused = 9,            ///< Why the stream ends.
    transactionCancel = 10, ///< The elements under way are given up; they are begun anew.
+   consistent = 11,        ///< What came since the last of these belongs together.
 };
+
+/// Counts and masks: 7 bits a byte, the lowest first; bit 7 says that there is another byte.
+inline std::size_t varintSize( std::uint64_t value ) {
+   return ( static_cast<std::size_t>( std::bit_width( value | 1 ) ) + 6 ) / 7;
+}
+inline std::uint8_t* putVarint( std::uint8_t* to, std::uint64_t value ) {
+   for ( ; value >= 0x80; value >>= 7 ) {
+      *to++ = static_cast<std::uint8_t>( value | 0x80 );
+   }
+   *to++ = static_cast<std::uint8_t>( value );
+   return to;
+}
 
 /// The head of a frame, read or to be written:
 ///
@@ -148,6 +161,13 @@ public:
    /// The largest payload that a frame can have.
    static constexpr std::size_t largestPayload = 0xFFFFFFFF - largestHead;
 
+   /// Reserves room for a frame that is of no entity: it refers to the frame before, so that the next
+   /// may do so too.
+   bool outSmReserveAside( FrameKind kind, std::size_t size ) {
+      return entity_ == noEntity
+                ? outSmReserveMessage( kind, 0, {}, size )
+                : outSmReserveMessage( kind, static_cast<std::uint32_t>( entity_ ), field_, size );
+   }
    /// Reserves room for a frame with \p size bytes of payload and writes its head. False, with
    /// nothing done, when it cannot go out now: the stream is flow-controlled. Throws FrameTooLarge,
    /// with nothing done, when it can never go out.
@@ -287,24 +307,57 @@ public:
       return count;
    }
 
+   /// See varintSize(). Throws AttrLogError for a number of more than 64 bits.
+   std::uint64_t getVarint() {
+      if ( at_ != end_ && *at_ < 0x80 ) [[likely]] {
+         return *at_++;
+      }
+      return getLongVarint();
+   }
+   /// A reader of the next \p size bytes, in which several values follow each other.
+   In part( std::uint64_t size ) {
+      In made( *this );
+      made.moreFollow_ = true;
+      made.end_ = at_ + left( size );
+      at_ = made.end_;
+      return made;
+   }
+   /// From now on other values follow the one that is read: expectEnd() is for one that is alone.
+   void moreFollow() { moreFollow_ = true; }
+
    std::size_t left() const { return static_cast<std::size_t>( end_ - at_ ); }
    std::uint64_t offset() const { return offset_ + static_cast<std::uint64_t>( at_ - begin_ ); }
 
    /// Throws unless everything has been read.
    void expectEnd() const {
+      if ( at_ != end_ && !moreFollow_ ) [[unlikely]] {
+         failLong();
+      }
+   }
+   /// The same where several values follow each other: that was the last of them.
+   void expectLast() const {
       if ( at_ != end_ ) [[unlikely]] {
          failLong();
       }
    }
    /// Throws AttrLogError; \p fault says what is wrong with the bytes just read.
    [[noreturn]] void fail( std::string_view fault ) const;
+   /// The same of a count of elements that what is left cannot hold.
+   [[noreturn]] void failCount() const;
    /// The same of a boolean that is \p byte.
    [[noreturn]] void failBoolean( std::uint8_t byte ) const;
 
 private:
+   std::uint64_t getLongVarint();
+   /// \p size, if so many bytes are left; fails otherwise.
+   std::size_t left( std::uint64_t size ) const {
+      if ( size > left() ) [[unlikely]] {
+         failShort( static_cast<std::size_t>( size ) );
+      }
+      return static_cast<std::size_t>( size );
+   }
    [[noreturn]] void failShort( std::size_t wanted ) const;
    [[noreturn]] void failLong() const;
-   [[noreturn]] void failCount() const;
 
    template<class U>
    U get() {
@@ -317,6 +370,7 @@ private:
    std::uint64_t offset_;
    std::string_view type_;
    Varek::FieldId field_;
+   bool moreFollow_ = false;
 };
 
 } // namespace Qel::NboAttrLog

@@ -33,10 +33,12 @@ inline std::vector<std::uint8_t> hello() {
          }
       }
    }
-   out.outSmReserveMessage( Qel::NboAttrLog::FrameKind::hello, 0, {}, 10 + ours.size() );
+   out.outSmReserveMessage( Qel::NboAttrLog::FrameKind::hello, 0, {}, 22 + ours.size() );
    out.putOctets( Mirror::protocolMagic, 8 );
    out.put16( Mirror::protocolVersion );
+   out.put64( 0 );
    ours.write( out );
+   out.put32( 0 );
    out.outSmCommitMessage();
    return { out.bytes().begin(), out.bytes().end() };
 }

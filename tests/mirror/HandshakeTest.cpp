@@ -126,21 +126,22 @@ struct Handshake : testing::Test {
 
 TEST_F( Handshake, AnotherVersionIsRefusedByEitherSide ) {
    auto& connection = leads();
-   peer.hello( 2 );
+   peer.hello( 1 );
    connection.onReadable();
-   std::string const text = "protocol version 1 at the leader, 2 at the follower";
+   std::string const text = "protocol version 2 at the leader, 1 at the follower; version 1 was "
+                            "never released, and is no longer spoken";
    EXPECT_EQ( connection.reason(), text );
    EXPECT_TRUE( contains( peer.received(), text ) );
 
    follows();
    peer.hello( 3 );
    follower.onReadable();
-   EXPECT_EQ( follower.reason(), "protocol version 3 at the leader, 1 at the follower" );
+   EXPECT_EQ( follower.reason(), "protocol version 3 at the leader, 2 at the follower" );
    EXPECT_TRUE( follower.refused() );
    EXPECT_TRUE( contains( peer.received(), follower.reason() ) );
 
    follows();
-   peer.hello( 1, "QNboALOG" );
+   peer.hello( 2, "QNboALOG" );
    follower.onReadable();
    EXPECT_EQ( follower.reason(), "the first frame is no hello of this protocol" );
    EXPECT_TRUE( follower.refused() );

@@ -130,7 +130,7 @@ inline std::size_t helloSize( std::span<std::uint8_t const> stream ) {
 inline void feed( Mirror::Follower& follower,
                   std::initializer_list<std::span<std::uint8_t const>> parts ) {
    auto [theirs, ours] = Mirror::MemoryTransport::pair();
-   follower.connectedIs( std::move( theirs ) );
+   follower.recordedIs( std::move( theirs ), "test" );
    for ( std::span<std::uint8_t const> bytes : parts ) {
       while ( !bytes.empty() && !follower.closed() ) {
          bytes = bytes.subspan( ours->write( { &bytes, 1 } ).count );

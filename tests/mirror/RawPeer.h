@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "mirror/Description.h"
+#include "mirror/Endpoint.h"
 #include "mirror/Socket.h"
 #include "support/SocketPair.h"
 
@@ -38,15 +39,17 @@ struct RawPeer {
       out.outSmCommitMessage();
       send();
    }
-   void hello( std::uint16_t version = 1, char const* magic = "QNboALog" ) {
+   void hello( std::uint16_t version = Mirror::protocolVersion, char const* magic = "QNboALog" ) {
       writeHello( version, magic, {} );
       send();
    }
    void writeHello( std::uint16_t version, char const* magic, Mirror::Description const& types ) {
-      out.outSmReserveMessage( Qel::NboAttrLog::FrameKind::hello, 0, {}, 10 + types.size() );
+      out.outSmReserveMessage( Qel::NboAttrLog::FrameKind::hello, 0, {}, 22 + types.size() );
       out.putOctets( magic, 8 );
       out.put16( version );
+      out.put64( 0 );
       types.write( out );
+      out.put32( 0 );
       out.outSmCommitMessage();
    }
 };

@@ -15,7 +15,8 @@
 
 /// One of two processes that were built from different versions of one module, as an agent and its
 /// followers are while they are upgraded one after the other. VERSION 2 knows more than version 1:
-/// an enumerator, a type, and attributes; version 3 holds one attribute in another form.
+/// an enumerator, a type, and attributes; version 3 holds one attribute in another form, and in version
+/// 4 it has another default.
 ///
 ///     version_node leader | follower        talks over standard input, a socket
 ///
@@ -43,6 +44,8 @@ class Lamp final : public Qel::EntityOf<Lamp> {
    QEL_PLAIN( 259, Light, light, Light::off )
 #if VERSION == 3
    QEL_PLAIN( 260, std::uint64_t, level )
+#elif VERSION == 4
+   QEL_PLAIN( 260, std::uint32_t, level, 5 )
 #else
    QEL_PLAIN( 260, std::uint32_t, level )
 #endif

@@ -157,8 +157,9 @@ TEST( Follow, WhoCannotBeTalkedToIsNotTriedAgain ) {
    } const cases[] = {
       { "HTTP/1.1 400 Bad Request\r\nContent-Length: 0\r\nConnection: close\r\n\r\n"sv,
         ": the first frame is no hello of this protocol\n" },
-      { "\x48\0\0\0\0\0\0\x0EQNboALog\0\2\0\0\0\0"sv,
-        ": protocol version 2 at the leader, 1 at the follower\n" },
+      { "\x48\0\0\0\0\0\0\x0EQNboALog\0\1\0\0\0\0"sv,
+        ": protocol version 1 at the leader, 2 at the follower; version 1 was never released, and "
+        "is no longer spoken\n" },
       { "\x49\0\0\0\0\0\0\6locked"sv, ": refused by the other side: locked\n" },
    };
    for ( auto const& one : cases ) {
