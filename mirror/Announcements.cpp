@@ -46,16 +46,20 @@ TypeNumber const* Announcements::typeNumber( Qel::TypeRecord const& record ) con
 }
 
 Announced* Announcements::findOrNew( Qel::Entity& entity, Qel::Entity const* parent ) {
-   if ( Announced* const known = find( entity ) ) {
-      return known;
-   }
-   TypeNumber const* const type = typeNumber( Qel::typeRecord( entity ) );
+   Announced* const known = find( entity );
+   return known ? known
+                : newEntry( entity, Qel::typeRecord( entity ),
+                            parent ? table_.placeOf( *parent ) : 0 );
+}
+
+Announced* Announcements::newEntry( Qel::Entity& entity, Qel::TypeRecord const& record,
+                                    std::uint32_t parent ) {
+   TypeNumber const* const type = typeNumber( record );
    if ( !type || nextHandle_ == 0 ) {
       needsRestart_ = true;
       return nullptr;
    }
-   return &table_.at( table_.newMember( Announced( entity, nextHandle_++, type ),
-                                        parent ? table_.placeOf( *parent ) : 0 ) );
+   return &table_.at( table_.newMember( Announced( entity, nextHandle_++, type ), parent ) );
 }
 
 void Announcements::connectionGone( Connections bit ) noexcept {
@@ -79,9 +83,14 @@ void Announcements::otherDefaultsAre( std::vector<Description::Attributes> const
    }
 }
 
-std::uint32_t Announcements::newHandle( Qel::Entity const& parent, Qel::Entity& child ) {
-   Announced const* const known = findOrNew( child, &parent );
-   return known && ( known->to & tellingTo_ ) == 0 ? known->handle : 0;
+Qel::ContentsOut::Names::Name Announcements::newName( std::uint32_t parent, Qel::Entity& child,
+                                                      Qel::TypeRecord const& type ) {
+   Announced const* known = find( child );
+   if ( known && ( known->to & tellingTo_ ) != 0 ) {
+      return { 0, 0 };
+   }
+   known = known ? known : newEntry( child, type, parent );
+   return known ? Name{ known->handle, table_.placeOf( child ) } : Name{ 0, 0 };
 }
 
 std::optional<std::uint64_t> Announcements::announce( ChunkOut& out, Parent const& parent,
@@ -90,16 +99,17 @@ std::optional<std::uint64_t> Announcements::announce( ChunkOut& out, Parent cons
                                                       Connections to ) {
    Qel::TypeRecord const& type = *child.type->record;
    tellingTo_ = to;
-   contents_.entityIs( *child.entity, type, *this, contentsLimit_ );
+   contents_.entityIs( *child.entity, type, table_.placeOf( *child.entity ), *this,
+                       contentsLimit_ );
    std::size_t const size =
       6 + ( rootName ? textSize( *rootName ) : 0 ) +
       attrLogSizeCtorParams( Qel::NboAttrLog::currentVersion, type, *child.entity ) +
       contents_.size();
    // Noted first, so that the entries stay when a connection ends meanwhile.
-   contents_.forEachBelow( [&]( Qel::Entity const& one ) { find( one )->to |= to; } );
+   contents_.forEachBelow( [&]( std::uint32_t one ) { table_.at( one ).to |= to; } );
    if ( !out.outSmReserveMessage( rootName ? FrameKind::root : FrameKind::announce, parent.handle,
                                   parent.field, size ) ) {
-      contents_.forEachBelow( [&]( Qel::Entity const& one ) { find( one )->to &= ~to; } );
+      contents_.forEachBelow( [&]( std::uint32_t one ) { table_.at( one ).to &= ~to; } );
       return std::nullopt;
    }
    out.put32( child.handle );

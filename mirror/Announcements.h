@@ -94,10 +94,11 @@ public:
    void nextHandleIs( std::uint32_t handle ) { nextHandle_ = handle; }
 
 private:
-   std::uint32_t newHandle( Qel::Entity const& parent, Qel::Entity& child ) override;
+   Name newName( std::uint32_t parent, Qel::Entity& child, Qel::TypeRecord const& ) override;
    std::uint64_t always( Qel::TypeRecord const& type ) const override {
       return anyAlways_ ? typeNumber( type )->always : 0;
    }
+   Announced* newEntry( Qel::Entity&, Qel::TypeRecord const&, std::uint32_t parentPlace );
    TypeNumber const* typeNumber( Qel::TypeRecord const& ) const;
 
    EntityTable<Announced> table_;

@@ -1,3 +1,5 @@
+#include <bit>
+
 #include "framework/declare/SingleChild.h"
 #include "framework/wire/AttributeLog.h"
 #include "framework/wire/KeyedLog.h"
@@ -65,33 +67,46 @@ void Internal::visitChildren( Entity const& entity, void ( *visit )( Varek::Publ
 
 namespace {
 
-void childPrefetch( AttributeRecord const& attribute, Entity const& entity, bool below ) {
-   Entity const* const child = attribute.child( &entity );
-   if ( !child ) {
-      return;
-   }
-   TypeRecord const& type = typeRecord( attribute.childType() );
-   if ( below ) {
-      prefetchContents( type, *child, false );
-   } else {
-      Internal::prefetch( child, type.size );
+void prefetchKeyed( AttributeRecord const& attribute, KeyedLog const& log, Entity const& entity,
+                    unsigned step ) {
+   if ( step == 1 ) {
+      Internal::keyedPrefetch( log, entity );
+   } else if ( log.askAll ) {
+      if ( step == 2 ) {
+         log.askAll( entity );
+      }
+   } else if ( log.childIn ) {
+      struct Next {
+         TypeRecord const& type;
+         unsigned step;
+      } next{ typeRecord( attribute.childType() ), step - 2 };
+      Internal::keyedVisit(
+         log, entity,
+         []( Entity& child, void* context ) {
+            auto const& to = *static_cast<Next const*>( context );
+            prefetchStep( to.type, child, to.step );
+         },
+         &next );
    }
 }
 
 } // namespace
 
-void prefetchContents( TypeRecord const& type, Entity const& entity, bool below ) {
-   for ( std::size_t i = 0; i < type.attributes.size(); ++i ) {
-      AttributeLog const* const log = type.wire[i].log;
-      if ( !log ) {
-         continue;
-      }
-      if ( log->keyed ) {
-         if ( !below ) {
-            Internal::keyedPrefetch( *log->keyed, entity );
+void prefetchStep( TypeRecord const& type, Entity const& entity, unsigned step ) {
+   if ( step == 0 ) {
+      return Internal::prefetch( &entity, type.size );
+   }
+   for ( std::uint64_t left = type.elsewhere; left != 0; left &= left - 1 ) {
+      auto const i = static_cast<unsigned>( std::countr_zero( left ) );
+      AttributeLog const& log = *type.wire[i].log;
+      if ( log.keyed ) {
+         prefetchKeyed( type.attributes[i], *log.keyed, entity, step );
+      } else if ( log.ask ) {
+         if ( step == 1 ) {
+            log.ask( entity );
          }
-      } else if ( log->childIs ) {
-         childPrefetch( type.attributes[i], entity, below );
+      } else if ( Entity const* const child = type.attributes[i].child( &entity ) ) {
+         prefetchStep( typeRecord( type.attributes[i].childType() ), *child, step - 1 );
       }
    }
 }

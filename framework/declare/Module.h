@@ -40,6 +40,20 @@ inline constexpr auto attributeWires = [] {
    return wires;
 }();
 
+/// The attributes whose log is as \p wanted, as bits by position.
+template<class T, class Wanted>
+constexpr std::uint64_t attributeBits( Wanted wanted ) {
+   std::uint64_t bits = 0;
+   std::uint64_t bit = 1;
+   forEachAttribute<T>( [&]<class D>( D ) {
+      if constexpr ( isStored( D::kind ) && D::kind != AttributeKind::parameter ) {
+         bits |= wanted( attributeLog<T, D> ) ? bit : 0;
+      }
+      bit <<= 1;
+   } );
+   return bits;
+}
+
 template<class T>
 constexpr TypeRecord makeTypeRecord( Varek::ModuleInspectData const& module, std::uint32_t index ) {
    TypeRecord record;
@@ -61,6 +75,11 @@ constexpr TypeRecord makeTypeRecord( Varek::ModuleInspectData const& module, std
       record.allocations = &T::allocations();
       record.construct = T::qelConstruct;
       record.constructorLog = &constructorLog<T>;
+      record.valuesLog = &valuesLog<T>;
+      record.holders =
+         attributeBits<T>( []( AttributeLog const& log ) { return log.keyed || log.childIs; } );
+      record.elsewhere = attributeBits<T>(
+         []( AttributeLog const& log ) { return log.keyed || log.childIs || log.ask; } );
    } else {
       record.hashable = Hashable<T>;
       record.functions = valueTable<T>;

@@ -86,6 +86,7 @@ struct AttributeInspection;
 struct AttributeLog;
 struct ConstructorLog;
 struct ValueLog;
+struct ValuesLog;
 
 /// The attribute log's part of an attribute; the functions are in framework/wire/AttrLogRecords.h.
 struct AttributeWire {
@@ -114,6 +115,13 @@ struct TypeRecord : Varek::TypeInspectData {
    void ( *rangesCheck )( void const* value ) = nullptr;
    /// For entities.
    ConstructorLog const* constructorLog = nullptr;
+   /// For entities.
+   ValuesLog const* valuesLog = nullptr;
+   /// For entities: the attributes that are collections or children, as bits by position.
+   std::uint64_t holders = 0;
+   /// For entities: the attributes, as bits by position, that have a part of what they hold elsewhere
+   /// in memory.
+   std::uint64_t elsewhere = 0;
    /// For values and enumerations.
    ValueLog const* valueLog = nullptr;
 

@@ -10,6 +10,7 @@
 #include "framework/declare/Mutators.h"
 #include "framework/declare/SingleChild.h"
 #include "framework/wire/AttributeLog.h"
+#include "framework/wire/Elsewhere.h"
 #include "framework/wire/KeyForm.h"
 #include "framework/wire/KeyedLog.h"
 #include "framework/wire/ValueWire.h"
@@ -66,13 +67,6 @@ struct SingleLog {
    static bool write( EntityQelNboAttrLogSa const& sa ) {
       return FieldLog<Field>::write( sa, D::id, in( sa.entity() ) );
    }
-   static std::size_t size( Entity const& entity, bool always ) {
-      Field const& value = in( entity );
-      return !always && same( value, byDefault() ) ? 0 : Wire<Field>::size( value );
-   }
-   static std::uint8_t* put( std::uint8_t* to, Entity const& entity ) {
-      return Wire<Field>::put( to, in( entity ) );
-   }
    static void defaultAppend( Varek::String& to ) { FieldLog<Field>::append( to, byDefault() ); }
    static void apply( EntityQelNboAttrLogSa const& sa, NboAttrLog::In& from ) {
       Owner& entity = ownerOf<Owner>( sa );
@@ -91,7 +85,11 @@ struct SingleLog {
       }
    }
    static constexpr AttributeLog log() {
-      return { Wire<Field>::form, apply, write, size, put, defaultAppend };
+      AttributeLog made{ Wire<Field>::form, apply, write, defaultAppend };
+      if constexpr ( HasElsewhere<Field> ) {
+         made.ask = []( Entity const& entity ) { Elsewhere<Field>::ask( in( entity ) ); };
+      }
+      return made;
    }
 };
 
@@ -135,6 +133,50 @@ constexpr AttributeLog makeAttributeLog() {
       return CollectionLog<Owner, D>::log();
    }
 }
+
+/// The values of a type at once: what is inlined here is called for each new entity.
+template<class T>
+struct AllValues {
+   template<class Visit>
+   static void forEach( Visit visit ) {
+      forEachAttribute<T>( [&]<class D>( D ) {
+         if constexpr ( D::kind == AttributeKind::plain || D::kind == AttributeKind::array ) {
+            visit( D{}, contentsBit( D::id ) );
+         }
+      } );
+   }
+   static std::size_t size( Entity const& entity, std::uint64_t always, std::uint64_t& given ) {
+      std::size_t sum = 0;
+      auto const& of = static_cast<T const&>( entity );
+      forEach( [&]<class D>( D, std::uint64_t bit ) {
+         auto const& value = D::get( of );
+         if ( !same( value, SingleLog<T, D>::byDefault() ) || ( always & bit ) != 0 ) {
+            given |= bit;
+            sum += Wire<typename D::Field>::size( value );
+         }
+      } );
+      return sum;
+   }
+   static std::uint8_t* put( std::uint8_t* to, Entity const& entity, std::uint64_t given ) {
+      auto const& of = static_cast<T const&>( entity );
+      forEach( [&]<class D>( D, std::uint64_t bit ) {
+         if ( ( given & bit ) != 0 ) {
+            to = Wire<typename D::Field>::put( to, D::get( of ) );
+         }
+      } );
+      return to;
+   }
+   static std::size_t sizeOf( Entity const& entity, std::uint64_t wanted ) {
+      std::size_t sum = 0;
+      auto const& of = static_cast<T const&>( entity );
+      forEach( [&]<class D>( D, std::uint64_t bit ) {
+         sum += bit == wanted ? Wire<typename D::Field>::size( D::get( of ) ) : 0;
+      } );
+      return sum;
+   }
+};
+template<class T>
+inline constexpr ValuesLog valuesLog{ AllValues<T>::size, AllValues<T>::put, AllValues<T>::sizeOf };
 
 template<class Owner, class D>
 inline constexpr AttributeLog attributeLog = makeAttributeLog<Owner, D>();

@@ -7,6 +7,7 @@
 #include "Varek/Export.h"
 #include "framework/declare/Attributes.h"
 #include "framework/wire/AttrLog.h"
+#include "framework/wire/Contents.h"
 #include "framework/wire/ValueWire.h"
 
 /// The part of the records that serves the attribute log, and what those who fill it share.
@@ -25,12 +26,10 @@ struct AttributeLog {
    void ( *apply )( EntityQelNboAttrLogSa const&, NboAttrLog::In& );
    /// Of one value: writes what it is now. False if it cannot go out.
    bool ( *write )( EntityQelNboAttrLogSa const& ) = nullptr;
-   /// Of one value, in the contents of a new entity: its size, 0 for what need not be said since it
-   /// is at its default; unless \p always.
-   std::size_t ( *size )( Entity const&, bool always ) = nullptr;
-   std::uint8_t* ( *put )( std::uint8_t* to, Entity const& ) = nullptr;
-   /// Appends the default, as it would be written.
+   /// Of one value: appends the default, as it would be written.
    void ( *defaultAppend )( Varek::String& to ) = nullptr;
+   /// Asks for the memory of a value that has a part elsewhere; null for others.
+   void ( *ask )( Entity const& ) = nullptr;
    /// Of several elements by key.
    KeyedLog const* keyed = nullptr;
    /// Of a single child: what childIs and childDel do. \p parameter is that of its constructor,
@@ -41,9 +40,20 @@ struct AttributeLog {
    Entity* ( *oldChild )( void const* oldData ) = nullptr;
 };
 
-/// Asks for the memory that the attributes of \p entity point to and, with \p below, that those of
-/// its single children do.
-VAREK_EXPORT void prefetchContents( TypeRecord const&, Entity const& entity, bool below );
+/// Asks for the memory of \p entity (step 0), and then of what it holds, one step farther away with
+/// each call: what a step looks at, those before it have asked for. Nothing depends on it but time.
+VAREK_EXPORT void prefetchStep( TypeRecord const&, Entity const& entity, unsigned step );
+
+/// The values of an entity type (what is no collection and no child) in the contents of a new entity.
+struct ValuesLog {
+   /// The attributes that are at their default need not be said, but for those in \p always; adds the
+   /// bits of the others to \p given, and returns their size.
+   std::size_t ( *size )( Entity const&, std::uint64_t always, std::uint64_t& given );
+   /// Writes those that are given, in id order.
+   std::uint8_t* ( *put )( std::uint8_t* to, Entity const&, std::uint64_t given );
+   /// The size of one of them, for when all are too much.
+   std::size_t ( *sizeOf )( Entity const&, std::uint64_t bit );
+};
 
 /// What the log does with the constructor parameter of an entity type.
 struct ConstructorLog {

@@ -1,6 +1,7 @@
 #include "framework/wire/Contents.h"
 
 #include <bit>
+#include <utility>
 
 #include "Varek/ByteOrder.h"
 #include "framework/declare/Mutators.h"
@@ -15,14 +16,15 @@ using NboAttrLog::varintSize;
 
 namespace {
 
-/// Calls \p visit( index, record, log ) for each attribute that travels.
+/// Calls \p visit( index ) for each of the attributes in \p bits, until it returns false.
 template<class Visit>
-void forEachLogged( TypeRecord const& type, Visit visit ) {
-   for ( unsigned i = 0; i < type.attributes.size(); ++i ) {
-      if ( AttributeLog const* const log = type.wire[i].log ) {
-         visit( i, type.attributes[i], *log );
+bool forEachBit( std::uint64_t bits, Visit visit ) {
+   for ( ; bits != 0; bits &= bits - 1 ) {
+      if ( !visit( static_cast<unsigned>( std::countr_zero( bits ) ) ) ) {
+         return false;
       }
    }
+   return true;
 }
 
 /// Calls \p visit( child ) for each child of a collection.
@@ -42,95 +44,115 @@ std::size_t parameterSize( TypeRecord const& type, Entity const& entity ) {
 
 // Writing
 
-void ContentsOut::entityIs( Entity& entity, TypeRecord const& type, Names& names,
-                            std::size_t limit ) {
+void ContentsOut::entityIs( Entity& entity, TypeRecord const& type, std::uint32_t place,
+                            Names& names, std::size_t limit ) {
    parts_.clear();
    names_ = &names;
    limit_ = limit;
    later_ = 0;
-   next_ = 0;
-   parts_.push_back( { &entity, &type, 0, 0, 0 } );
-   std::size_t sum = 0;
+   parts_.push_back( { &entity, &type, { 0, place }, 0, 0, 0 } );
    std::uint64_t given = 0;
-   forEachLogged( type, [&]( unsigned i, AttributeRecord const& attribute, AttributeLog const& ) {
+   std::size_t sum = type.valuesLog->size( entity, names.always( type ), given );
+   if ( sum > limit ) [[unlikely]] {
+      sum = valuesLeft( given );
+   }
+   parts_.front().values = sum;
+   forEachBit( type.holders, [&]( unsigned i ) {
+      std::uint64_t const bit = contentsBit( type.attributes[i].id );
       std::size_t const partsBefore = parts_.size();
       std::size_t const size = sizeOf( 0, i, 0 );
       if ( size == tooLarge || size > limit_ - sum ) {
-         later_ |= contentsBit( attribute.id );
+         later_ |= bit;
          parts_.resize( partsBefore );
       } else if ( size != 0 ) {
-         given |= contentsBit( attribute.id );
+         given |= bit;
          sum += size;
       }
+      return true;
    } );
    parts_.front().given = given;
-   size_ = varintSize( given ) + varintSize( later_ ) + sum;
+   size_ = varintSize( given ) + varintSize( later_ ) + varintSize( parts_.front().values ) + sum;
+}
+
+/// Takes values off what is given, and leaves them for later, until the limit is kept.
+std::size_t ContentsOut::valuesLeft( std::uint64_t& given ) {
+   Part const& part = parts_.front();
+   std::size_t sum = 0;
+   forEachBit( std::exchange( given, 0 ), [&]( unsigned i ) {
+      std::uint64_t const bit = std::uint64_t{ 1 } << i;
+      std::size_t const size = part.type->valuesLog->sizeOf( *part.entity, bit );
+      bool const fits = size <= limit_ - sum;
+      ( fits ? given : later_ ) |= bit;
+      sum += fits ? size : 0;
+      return true;
+   } );
+   return sum;
 }
 
 /// Of an entity below the one that is announced; tooLarge if that is no part of these contents.
 std::size_t ContentsOut::measured( std::size_t part, unsigned depth ) {
    TypeRecord const& type = *parts_[part].type;
    std::uint64_t given = 0;
-   std::size_t sum = 0;
-   for ( unsigned i = 0; i < type.attributes.size(); ++i ) {
-      if ( !type.wire[i].log ) {
-         continue;
-      }
-      std::size_t const size = sizeOf( part, i, depth );
-      if ( size == tooLarge || size > limit_ - sum ) {
-         return tooLarge;
-      }
-      given |= size != 0 ? contentsBit( type.attributes[i].id ) : 0;
-      sum += size;
+   std::size_t sum = type.valuesLog->size( *parts_[part].entity, names_->always( type ), given );
+   parts_[part].values = sum;
+   bool const fits = sum <= limit_ && forEachBit( type.holders, [&]( unsigned i ) {
+                        std::size_t const size = sizeOf( part, i, depth );
+                        if ( size == tooLarge || size > limit_ - sum ) {
+                           return false;
+                        }
+                        given |= size != 0 ? contentsBit( type.attributes[i].id ) : 0;
+                        sum += size;
+                        return true;
+                     } );
+   if ( !fits ) {
+      return tooLarge;
    }
-   sum += varintSize( given );
+   sum += varintSize( given ) + varintSize( parts_[part].values );
    parts_[part].given = given;
-   parts_[part].size = static_cast<std::uint32_t>( sum );
-   return sum;
+   return parts_[part].size = sum;
 }
 
-/// Of an attribute; 0 if it is not given.
+/// Of a collection or child; 0 if there is nothing in it.
 std::size_t ContentsOut::sizeOf( std::size_t part, unsigned index, unsigned depth ) {
    TypeRecord const& type = *parts_[part].type;
    Entity& entity = *parts_[part].entity;
+   std::uint32_t const place = parts_[part].name.place;
    AttributeRecord const& attribute = type.attributes[index];
-   AttributeLog const& log = *type.wire[index].log;
-   if ( log.size ) {
-      return log.size( entity, ( names_->always( type ) & contentsBit( attribute.id ) ) != 0 );
-   }
-   if ( !log.keyed ) {
+   KeyedLog const* const keyed = type.wire[index].log->keyed;
+   if ( !keyed ) {
       Entity* const child = attribute.child( &entity );
-      return child ? sizeOfChild( entity, *child, typeRecord( attribute.childType() ), depth ) : 0;
+      return child ? sizeOfChild( place, *child, typeRecord( attribute.childType() ), depth ) : 0;
    }
-   std::uint32_t const count = Internal::keyedSize( *log.keyed, entity );
+   std::uint32_t const count = Internal::keyedSize( *keyed, entity );
    if ( count == 0 ) {
       return 0;
    }
-   if ( count > limit_ / log.keyed->least ) {
+   if ( count > limit_ / keyed->least ) {
       return tooLarge;
    }
    std::size_t sum = varintSize( count );
-   if ( log.keyed->sizeAll ) {
-      return sum + log.keyed->sizeAll( entity );
+   if ( keyed->sizeAll ) {
+      return sum + keyed->sizeAll( entity );
    }
    TypeRecord const& children = typeRecord( attribute.childType() );
-   forEachMember( *log.keyed, entity, [&]( Entity& child ) {
+   forEachMember( *keyed, entity, [&]( Entity& child ) {
       if ( sum <= limit_ ) {
-         std::size_t const size = sizeOfChild( entity, child, children, depth );
+         std::size_t const size = sizeOfChild( place, child, children, depth );
          sum = size == tooLarge ? tooLarge : sum + size;
       }
    } );
    return sum <= limit_ ? sum : tooLarge;
 }
 
-std::size_t ContentsOut::sizeOfChild( Entity const& parent, Entity& child, TypeRecord const& type,
+std::size_t ContentsOut::sizeOfChild( std::uint32_t parent, Entity& child, TypeRecord const& type,
                                       unsigned depth ) {
-   std::uint32_t const handle = depth < maxDepth ? names_->newHandle( parent, child ) : 0;
-   if ( handle == 0 ) {
+   auto const name =
+      depth < maxDepth ? names_->newName( parent, child, type ) : Names::Name{ 0, 0 };
+   if ( name.handle == 0 ) {
       return tooLarge;
    }
    std::size_t const part = parts_.size();
-   parts_.push_back( { &child, &type, 0, handle, 0 } );
+   parts_.push_back( { &child, &type, name, 0, 0, 0 } );
    std::size_t const size = measured( part, depth + 1 );
    return size == tooLarge ? tooLarge
                            : 4 + parameterSize( type, child ) + varintSize( size ) + size;
@@ -142,35 +164,43 @@ std::uint8_t* ContentsOut::put( std::uint8_t* to ) {
 }
 
 std::uint8_t* ContentsOut::putPart( std::uint8_t* to ) {
-   Part const part = parts_[next_++];
+   Part const& part = parts_[next_++];
+   TypeRecord const& type = *part.type;
    to = putVarint( to, part.given );
    if ( next_ == 1 ) {
       to = putVarint( to, later_ );
    }
-   forEachLogged(
-      *part.type, [&]( unsigned, AttributeRecord const& attribute, AttributeLog const& log ) {
-         if ( ( part.given & contentsBit( attribute.id ) ) == 0 ) {
-            return;
-         }
-         if ( log.put ) {
-            to = log.put( to, *part.entity );
-         } else if ( !log.keyed ) {
-            to = putChild( to );
-         } else {
-            to = putVarint( to, Internal::keyedSize( *log.keyed, *part.entity ) );
-            if ( log.keyed->putAll ) {
-               to = log.keyed->putAll( to, *part.entity );
-            } else {
-               forEachMember( *log.keyed, *part.entity, [&]( Entity& ) { to = putChild( to ); } );
-            }
-         }
-      } );
+   to = type.valuesLog->put( putVarint( to, part.values ), *part.entity, part.given );
+   forEachBit( type.holders, [&]( unsigned i ) {
+      if ( ( part.given & contentsBit( type.attributes[i].id ) ) != 0 ) {
+         to = putHolder( to, *part.entity, type.wire[i].log->keyed );
+      }
+      return true;
+   } );
+   return to;
+}
+
+/// A child, or a collection.
+std::uint8_t* ContentsOut::putHolder( std::uint8_t* to, Entity const& entity,
+                                      KeyedLog const* keyed ) {
+   if ( !keyed ) {
+      return putChild( to );
+   }
+   std::uint32_t const count = Internal::keyedSize( *keyed, entity );
+   to = putVarint( to, count );
+   if ( keyed->putAll ) {
+      return keyed->putAll( to, entity );
+   }
+   // In the order in which they were looked at.
+   for ( std::uint32_t i = 0; i < count; ++i ) {
+      to = putChild( to );
+   }
    return to;
 }
 
 std::uint8_t* ContentsOut::putChild( std::uint8_t* to ) {
    Part const& part = parts_[next_];
-   to = Varek::putBigEndian( to, part.handle );
+   to = Varek::putBigEndian( to, part.name.handle );
    ConstructorLog const& parameter = *part.type->constructorLog;
    if ( parameter.form ) {
       to = parameter.form->put( to, parameter.read( *part.entity ) );
@@ -191,28 +221,36 @@ public:
       std::uint64_t const given = in.getVarint();
       std::uint64_t const later = isFirst ? in.getVarint() : 0;
       std::uint64_t known = 0;
-      forEachLogged( sa.type(),
-                     [&]( unsigned i, AttributeRecord const& attribute, AttributeLog const& log ) {
-                        std::uint64_t const bit = contentsBit( attribute.id );
-                        known |= bit;
-                        if ( ( given & bit ) != 0 ) {
-                           in.contextIs( sa.type().name, attribute.id );
-                           one( sa, i, attribute, log, in );
-                        } else if ( ( later & bit ) == 0 ) {
-                           failure_.guard( [&] { unmentioned( sa, attribute, log, isNew ); } );
-                        }
-                     } );
+      In values = in.part( in.getVarint() );
+      for ( bool const holders : { false, true } ) {
+         for ( unsigned i = 0; i < sa.type().attributes.size(); ++i ) {
+            AttributeLog const* const log = sa.type().wire[i].log;
+            if ( !log || ( sa.type().holders >> i & 1 ) != holders ) {
+               continue;
+            }
+            AttributeRecord const& attribute = sa.type().attributes[i];
+            std::uint64_t const bit = contentsBit( attribute.id );
+            known |= bit;
+            if ( ( given & bit ) != 0 ) {
+               one( sa, i, *log, holders ? in : values );
+            } else if ( ( later & bit ) == 0 ) {
+               failure_.guard( [&] { unmentioned( sa, attribute, *log, isNew ); } );
+            }
+         }
+      }
       if ( std::uint64_t const unknown = ( given | later ) & ~known ) [[unlikely]] {
          receiver_.unknownSkipped( static_cast<unsigned>( std::popcount( unknown ) ) );
-         in.getOctets( in.left() );
+      } else {
+         values.expectLast();
+         in.expectLast();
       }
-      in.expectLast();
    }
    void rethrow() { failure_.rethrow(); }
 
 private:
-   void one( EntityQelNboAttrLogSa const& sa, unsigned index, AttributeRecord const& attribute,
-             AttributeLog const& log, In& in ) {
+   void one( EntityQelNboAttrLogSa const& sa, unsigned index, AttributeLog const& log, In& in ) {
+      AttributeRecord const& attribute = sa.type().attributes[index];
+      in.contextIs( sa.type().name, attribute.id );
       if ( !log.oldChild ) {
          failure_.guard( [&] {
             if ( log.keyed ) {

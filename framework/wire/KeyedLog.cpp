@@ -134,50 +134,32 @@ private:
 
 /// A hash table holds children in an order that has nothing to do with where they lie, so a walk
 /// over a large tree waits for memory at each of them. While one is written, the memory of those
-/// that follow is asked for, in three steps: a child itself, then what its attributes point to,
-/// then what the attributes of its single children point to. Nothing depends on it but time.
+/// that follow is asked for, in steps: a child itself, then what its attributes point to, then what
+/// that points to. Nothing depends on it but time.
 class Ahead {
 public:
    Ahead( KeyedLog const& log, TypeRecord const& children, Positions const& from )
-      : log_( log ), children_( children ), object_( from ), contents_( from ), below_( from ) {
-      for ( unsigned i = 0; i < 3 * distance; ++i ) {
-         step( i >= distance, i >= 2 * distance );
+      : log_( log ), children_( children ), at_{ from, from, from, from, from, from } {
+      for ( unsigned i = 0; i < steps * distance; ++i ) {
+         step( i / distance + 1 );
       }
    }
-   void step( bool contents = true, bool below = true ) {
-      if ( Entity const* const child = next( object_ ) ) {
-         prefetch( child, children_.size );
-      }
-      if ( contents ) {
-         look( contents_, false );
-      }
-      if ( below ) {
-         look( below_, true );
+   void step( unsigned most = steps ) {
+      for ( unsigned i = 0; i < most; ++i ) {
+         if ( void const* const element = at_[i].element() ) {
+            at_[i].next();
+            prefetchStep( children_, *log_.childIn( element ), i );
+         }
       }
    }
 
 private:
-   static constexpr unsigned distance = 4;
-
-   Entity const* next( Positions& at ) const {
-      void const* const element = at.element();
-      if ( !element ) {
-         return nullptr;
-      }
-      at.next();
-      return log_.childIn( element );
-   }
-   void look( Positions& at, bool below ) const {
-      if ( Entity const* const child = next( at ) ) {
-         prefetchContents( children_, *child, below );
-      }
-   }
+   static constexpr unsigned steps = 6;
+   static constexpr unsigned distance = 3;
 
    KeyedLog const& log_;
    TypeRecord const& children_;
-   Positions object_;
-   Positions contents_;
-   Positions below_;
+   Positions at_[steps];
 };
 
 /// One collection toward one stream.
@@ -444,10 +426,10 @@ Entity* keyedChild( EntityQelNboAttrLogSa const& sa, unsigned index, NboAttrLog:
 
 void keyedVisit( KeyedLog const& log, Entity const& entity, void ( *visit )( Entity&, void* ),
                  void* context ) {
-   HashMap2018Generic const& map = log.map( const_cast<Entity&>( entity ) );
-   for ( auto at = map.nextTaken( 0 ); at != HashMap2018Generic::none;
-         at = map.nextTaken( at + 1 ) ) {
-      visit( *log.childIn( map.at( *log.type, at ) ), context );
+   Positions at( log.map( const_cast<Entity&>( entity ) ), *log.type, 0 );
+   for ( void const* element = at.element(); element; element = at.element() ) {
+      at.next();
+      visit( *log.childIn( element ), context );
    }
 }
 

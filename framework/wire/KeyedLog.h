@@ -9,6 +9,7 @@
 #include "framework/declare/Mutators.h"
 #include "framework/wire/AttributeLog.h"
 #include "framework/wire/ElementLog.h"
+#include "framework/wire/Elsewhere.h"
 #include "framework/wire/KeyForm.h"
 #include "framework/wire/KeyedFlow.h"
 
@@ -46,6 +47,8 @@ struct KeyedLog {
    /// For values, in the contents of a new entity: the size of all that are there, and their writing.
    std::size_t ( *sizeAll )( Entity const& ) = nullptr;
    std::uint8_t* ( *putAll )( std::uint8_t* to, Entity const& ) = nullptr;
+   /// Asks for the memory of values that have a part elsewhere; null for others.
+   void ( *askAll )( Entity const& ) = nullptr;
    /// The smallest size of an element.
    std::size_t least = 1;
    /// For children: the entity in an element, and the making of one with \p key if there is none.
@@ -122,6 +125,11 @@ struct CollectionLog {
       }
       return to;
    }
+   static void askAll( Entity const& entity ) {
+      for ( auto const& element : in( entity ) ) {
+         Elsewhere<typename Element::Held>::ask( held( element ) );
+      }
+   }
    template<class Member>
    static auto const& held( Member const& member ) {
       if constexpr ( isOrdered ) {
@@ -177,6 +185,11 @@ struct CollectionLog {
          made.write = write;
          made.sizeAll = sizeAll;
          made.putAll = putAll;
+         if constexpr ( !isOrdered ) {
+            if constexpr ( HasElsewhere<typename Element::Held> ) {
+               made.askAll = askAll;
+            }
+         }
          made.least = Element::least;
          made.remove = []( Entity& entity, void const* key ) {
             Element::remove( static_cast<Owner&>( entity ), keyAt( key ) );

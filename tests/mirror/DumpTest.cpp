@@ -39,6 +39,7 @@ std::vector<Expected> const exchange{
        { 4, "type: accepted" },
        { 1, "given: bits 1 (field 259) and 2 (field 260)" },
        { 1, "later: none" },
+       { 1, "values of 6 bytes" },
        { 6, "callingStationId" },
        { 1, "aaaAttribute: one element" },
        { 4, "the key, attribute: no vendor" },
