@@ -54,8 +54,20 @@ endif()
 include( CheckLinkerFlag )
 check_linker_flag( CXX LINKER:-z,pack-relative-relocs DOT1X_PACKS_RELOCATIONS )
 
+# BUILD_SHARED_LIBS=OFF makes static libraries, a project without an opinion gets shared ones.
+set( DOT1X_LIBRARY_TYPE SHARED )
+if( DEFINED BUILD_SHARED_LIBS AND NOT BUILD_SHARED_LIBS )
+   set( DOT1X_LIBRARY_TYPE STATIC )
+endif()
+
 # Calls between functions of one library need no indirection through the dynamic linker.
 set( DOT1X_LIBRARY_OPTIONS -fno-semantic-interposition )
+
+# Before version 1 every minor version may break its users.
+set( DOT1X_ABI ${PROJECT_VERSION_MAJOR} )
+if( PROJECT_VERSION_MAJOR EQUAL 0 )
+   set( DOT1X_ABI 0.${PROJECT_VERSION_MINOR} )
+endif()
 
 # dot1x_library( NAME AS FILE [DEPENDS targets...] )
 # An installed library, the target dot1x_NAME, for users Dot1xV2::NAME, in the file libFILE. What it
@@ -64,7 +76,7 @@ set( DOT1X_LIBRARY_OPTIONS -fno-semantic-interposition )
 function( dot1x_library name )
    cmake_parse_arguments( ARG "" "AS" "DEPENDS" ${ARGN} )
    set( target dot1x_${name} )
-   add_library( ${target} SHARED )
+   add_library( ${target} ${DOT1X_LIBRARY_TYPE} )
    add_library( Dot1xV2::${name} ALIAS ${target} )
    target_include_directories( ${target} PUBLIC
       $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
@@ -74,15 +86,13 @@ function( dot1x_library name )
    target_link_libraries( ${target}
       PUBLIC ${ARG_DEPENDS}
       PRIVATE $<BUILD_INTERFACE:dot1x_build_options> $<BUILD_INTERFACE:dot1x_hardening> )
+   # Each symbol has the version of the interface: a program that was linked to another one does not
+   # start, and says why, also where two versions come together in a process.
+   set( script ${CMAKE_CURRENT_BINARY_DIR}/${target}.map )
+   file( CONFIGURE OUTPUT ${script} CONTENT "DOT1X_@DOT1X_ABI@ { global: *; };\n" @ONLY )
    # Module records stay registered for the life of the process, so the code must stay too.
-   target_link_options( ${target} PRIVATE LINKER:-z,nodelete
+   target_link_options( ${target} PRIVATE LINKER:-z,nodelete LINKER:--version-script=${script}
       $<$<BOOL:${DOT1X_PACKS_RELOCATIONS}>:LINKER:-z,pack-relative-relocs> )
-   # Before version 1 every minor version may break its users.
-   if( PROJECT_VERSION_MAJOR EQUAL 0 )
-      set( abi 0.${PROJECT_VERSION_MINOR} )
-   else()
-      set( abi ${PROJECT_VERSION_MAJOR} )
-   endif()
    set_target_properties( ${target} PROPERTIES
       CXX_EXTENSIONS OFF
       CXX_VISIBILITY_PRESET hidden
@@ -92,7 +102,7 @@ function( dot1x_library name )
       UNITY_BUILD ${DOT1X_QUICK}
       UNITY_BUILD_MODE GROUP
       VERSION ${PROJECT_VERSION}
-      SOVERSION ${abi} )
+      SOVERSION ${DOT1X_ABI} )
    set_property( GLOBAL APPEND PROPERTY DOT1X_LIBRARIES ${target} )
 endfunction()
 
@@ -119,7 +129,7 @@ function( dot1x_part name )
    endif()
    list( TRANSFORM ARG_NOT_INSTALLED REPLACE "(.+)" "PATTERN;\\1;EXCLUDE" )
    install( DIRECTORY ${CMAKE_CURRENT_SOURCE_DIR}/
-      DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/dot1xv2/${folder}
+      DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/dot1xv2/${folder} COMPONENT development
       FILES_MATCHING PATTERN "*.h" ${ARG_NOT_INSTALLED} )
 endfunction()
 

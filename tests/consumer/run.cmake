@@ -1,7 +1,8 @@
 # What a stranger does with an installed copy: installs BUILD_DIR below WORK_DIR, moves the copy, and
 # builds project/ against it, through find_package and through pkg-config. No file of the copy may
 # lead back to where it came from, and its programs must find their libraries by themselves.
-# With PACKAGE the copy is what a Debian package of BUILD_DIR unpacks.
+# With PACKAGE the copy is what the Debian packages of BUILD_DIR unpack. With SOURCE_DIR what is
+# installed are the static libraries, which are built of it in BUILD_DIR.
 
 cmake_minimum_required( VERSION 3.25 )
 
@@ -56,19 +57,42 @@ if( PACKAGE )
    find_program( DPKG_DEB dpkg-deb REQUIRED )
    run( ignored ${CMAKE_CPACK_COMMAND} -G DEB --config ${BUILD_DIR}/CPackConfig.cmake
       -B ${WORK_DIR}/package )
-   file( GLOB package ${WORK_DIR}/package/*.deb )
-   run( ignored ${DPKG_DEB} -x ${package} ${WORK_DIR}/root )
+   # Debian's own program looks at the packages; warnings are of what a distributor decides.
+   find_program( LINTIAN lintian REQUIRED )
+   file( GLOB packages ${WORK_DIR}/package/*.deb )
+   run( ignored ${LINTIAN} --allow-root --fail-on error ${packages} )
    set( copy ${WORK_DIR}/root/usr )
-   run( needs ${DPKG_DEB} -f ${package} Depends )
-   if( NOT needs MATCHES "libc6 .*libstdc[+][+]6" OR needs MATCHES "dot1x" )
-      message( FATAL_ERROR "${package} depends on \"${needs}\"" )
+   set( all "" )
+   foreach( package ${packages} )
+      run( name ${DPKG_DEB} -f ${package} Package )
+      run( needs ${DPKG_DEB} -f ${package} Depends )
+      string( APPEND all "${name}: ${needs}\n" )
+      run( files ${DPKG_DEB} -c ${package} )
+      if( name MATCHES "^libdot1xv2-[0-9]" AND files MATCHES "include|/bin/|[.]so ->" )
+         message( FATAL_ERROR "${name} has more than what programs need to run:\n${files}" )
+      endif()
+      run( ignored ${DPKG_DEB} -x ${package} ${WORK_DIR}/root )
+   endforeach()
+   if( NOT all MATCHES "libdot1xv2-0[.][0-9]+: libc6 .*libstdc[+][+]6"
+         OR NOT all MATCHES "libdot1xv2-dev: libdot1xv2-0[.][0-9]+ [(]= 0" )
+      message( FATAL_ERROR "the packages depend on\n${all}" )
    endif()
-   foreach( file share/doc/dot1xv2/copyright share/man/man1/dot1xctl.1
+   foreach( file share/doc/dot1xctl/copyright share/man/man1/dot1xctl.1.gz
          share/bash-completion/completions/dot1xctl )
       if( TOOL AND NOT EXISTS ${copy}/${file} )
-         message( FATAL_ERROR "${package} has no ${file}" )
+         message( FATAL_ERROR "the packages have no ${file}" )
       endif()
    endforeach()
+   # In the place for which they are made, the system finds the libraries.
+   file( GLOB directory ${copy}/lib/*-linux-gnu* )
+   set( ENV{LD_LIBRARY_PATH} ${directory} )
+elseif( SOURCE_DIR )
+   run( ignored ${CMAKE_COMMAND} -S ${SOURCE_DIR} -B ${BUILD_DIR} -G ${GENERATOR}
+      -D CMAKE_CXX_COMPILER=${COMPILER} -D CMAKE_BUILD_TYPE=Debug -D BUILD_SHARED_LIBS=OFF
+      -D DOT1X_QUICK=ON -D DOT1X_TESTS=OFF -D DOT1X_TOOLS=OFF -D DOT1X_AGENT=OFF -D DOT1X_STORE=OFF )
+   run( ignored ${CMAKE_COMMAND} --build ${BUILD_DIR} )
+   run( ignored ${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${WORK_DIR}/installed )
+   set( copy ${WORK_DIR}/installed )
 else()
    run( ignored ${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${WORK_DIR}/installed )
    set( copy ${WORK_DIR}/moved )
@@ -92,6 +116,13 @@ set( build ${WORK_DIR}/build )
 run( ignored ${CMAKE_COMMAND} -S ${source} -B ${build} -G ${GENERATOR}
    -D CMAKE_CXX_COMPILER=${COMPILER} -D "CMAKE_CXX_FLAGS=${FLAGS}" -D CMAKE_PREFIX_PATH=${copy} )
 run( ignored ${CMAKE_COMMAND} --build ${build} )
+if( SOURCE_DIR )
+   run( printed ${build}/consumer )
+   if( NOT printed MATCHES "^intfId portAuthState authorized " )
+      message( FATAL_ERROR "linked statically, the program printed \"${printed}\"" )
+   endif()
+   return()
+endif()
 check_program( ${build}/consumer )
 
 find_program( PKG_CONFIG pkg-config REQUIRED )
