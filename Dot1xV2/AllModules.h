@@ -13,7 +13,7 @@
 namespace Dot1xV2 {
 
 [[gnu::used]] inline Varek::ModuleInspectData const* const allModules[] = {
-   &aaaHelperLedraTypes, &acctStatusModule, &authNStatusModule, &authNZLedraTypes,
+   &aaaHelperLedraTypes, &acctStatusModule,  &authNStatusModule, &authNZLedraTypes,
    &authZStatusModule,   &dot1xStatusModule, &dot1xV2,
 };
 
