@@ -20,9 +20,10 @@ struct Memory {
 inline Memory memory() {
    Memory all{};
    auto const info = mallinfo2();
-   all.heap = info.uordblks + info.hblkhd;
    auto const slabs = Pallo::usage();
-   all.live = all.heap - slabs.regionBytes + slabs.liveBytes;
+   std::size_t const blocks = info.uordblks + info.hblkhd;
+   all.heap = blocks + slabs.regionBytes;
+   all.live = blocks + slabs.liveBytes;
    std::FILE* const file = std::fopen( "/proc/self/statm", "r" );
    require( file != nullptr, "there is no /proc/self/statm" );
    bool const read = std::fscanf( file, "%*s %zu", &all.resident ) == 1;

@@ -2,9 +2,9 @@
 
 #include <array>
 #include <cstdint>
-#include <cstdlib>
 #include <mutex>
 
+#include "Pallo/Pages.h"
 #include "Varek/ThreadControl.h"
 
 #if defined( __SANITIZE_ADDRESS__ )
@@ -26,7 +26,12 @@ constexpr bool heapOnly = PALLO_HEAP_ONLY != 0;
 constexpr std::size_t granule = 16;
 constexpr std::size_t classes = largestSize / granule;
 constexpr std::size_t slabSize = std::size_t{ 16 } * 1024;
-constexpr std::size_t slabsInRegion = 16;
+// Regions of a process with much state are as large as a huge page.
+constexpr std::size_t smallRegion = 16;  // slabs
+constexpr std::size_t largeRegion = 128; // slabs
+constexpr std::size_t slabsForLarge = 16 * smallRegion;
+// So many slabs may lie unused, or a single region.
+constexpr std::size_t slabsKept = 4 * smallRegion;
 
 struct FreeObject {
    FreeObject* next;
@@ -48,10 +53,12 @@ struct Slab {
 
 constexpr std::size_t slabHead = ( sizeof( Slab ) + granule - 1 ) / granule * granule;
 
-/// A block of the heap that is cut into slabs.
+/// A piece of memory that is cut into slabs, from the first to the last.
 struct Region {
    void* storage;
-   std::size_t unusedSlabs;
+   std::size_t slabs;
+   std::size_t cut = 0;    ///< Those that have been used; the memory of others was never touched.
+   std::size_t inUse = 0;  ///< Those that are not in the list of unused ones.
    Region* next = nullptr; // in the list of all
    Region* previous = nullptr;
 
@@ -86,8 +93,9 @@ private:
 struct State {
    std::array<List<Slab>, classes> withRoom;
    List<Slab> unused;
-   List<Region> regions;
-   std::size_t unusedRegions = 0;
+   List<Region> regions; // the first may have slabs that are not cut yet
+   std::size_t slabs = 0;
+   std::size_t slabsOfUnusedRegions = 0;
    std::mutex mutex;
 };
 
@@ -129,30 +137,40 @@ Slab* slabOf( void* object ) {
 bool full( Slab const& slab ) { return !slab.freed && slab.fresh + slab.objectSize > slabSize; }
 
 void addRegion( State& state ) {
-   constexpr std::size_t size = slabSize * slabsInRegion;
-   auto* const region = new Region{ std::aligned_alloc( slabSize, size ), slabsInRegion };
+   std::size_t const slabs = state.slabs < slabsForLarge ? smallRegion : largeRegion;
+   auto* const region = new Region{ pagesTake( slabs * slabSize, slabs == largeRegion ), slabs };
    if ( !region->storage ) {
       delete region;
       throw std::bad_alloc();
    }
-   for ( std::size_t i = slabsInRegion; i-- > 0; ) {
-      state.unused.push( ::new ( region->slab( i ) )
-                            Slab{ region, nullptr, nullptr, nullptr, 0, 0, 0 } );
-   }
    state.regions.push( region );
-   ++state.unusedRegions;
+   state.slabs += slabs;
+   state.slabsOfUnusedRegions += slabs;
+}
+
+/// A slab that nobody uses.
+Slab* takeSlab( State& state ) {
+   Slab* slab = state.unused.front();
+   if ( slab ) {
+      state.unused.remove( slab );
+   } else {
+      Region* region = state.regions.front();
+      if ( !region || region->cut == region->slabs ) {
+         addRegion( state );
+         region = state.regions.front();
+      }
+      slab =
+         ::new ( region->slab( region->cut++ ) ) Slab{ region, nullptr, nullptr, nullptr, 0, 0, 0 };
+   }
+   if ( slab->region->inUse++ == 0 ) {
+      state.slabsOfUnusedRegions -= slab->region->slabs;
+   }
+   return slab;
 }
 
 /// Adds a slab for objects of class \p index at the front of the list of its class.
 Slab* addSlab( State& state, std::size_t index ) {
-   if ( !state.unused.front() ) {
-      addRegion( state );
-   }
-   Slab* const slab = state.unused.front();
-   state.unused.remove( slab );
-   if ( slab->region->unusedSlabs-- == slabsInRegion ) {
-      --state.unusedRegions;
-   }
+   Slab* const slab = takeSlab( state );
    slab->freed = nullptr;
    slab->live = 0;
    slab->fresh = slabHead;
@@ -162,20 +180,26 @@ Slab* addSlab( State& state, std::size_t index ) {
 }
 
 void dropRegion( State& state, Region* region ) {
-   for ( std::size_t i = 0; i < slabsInRegion; ++i ) {
+   for ( std::size_t i = 0; i < region->cut; ++i ) {
       state.unused.remove( region->slab( i ) );
    }
    state.regions.remove( region );
-   std::free( region->storage );
+   state.slabs -= region->slabs;
+   state.slabsOfUnusedRegions -= region->slabs;
+   pagesGive( region->storage, region->slabs * slabSize );
    delete region;
-   --state.unusedRegions;
 }
 
 void dropSlab( State& state, std::size_t index, Slab* slab ) {
    state.withRoom[index].remove( slab );
    state.unused.push( slab );
    Region* const region = slab->region;
-   if ( ++region->unusedSlabs == slabsInRegion && ++state.unusedRegions > 1 ) {
+   if ( --region->inUse != 0 ) {
+      return;
+   }
+   bool const isOnlyOne = state.slabsOfUnusedRegions == 0;
+   state.slabsOfUnusedRegions += region->slabs;
+   if ( !isOnlyOne && state.slabsOfUnusedRegions > slabsKept ) {
       dropRegion( state, region );
    }
 }
@@ -229,8 +253,8 @@ Usage usage() {
    Guard const guard;
    Usage all;
    for ( Region const* region = holder.state.regions.front(); region; region = region->next ) {
-      all.regionBytes += slabSize * slabsInRegion;
-      for ( std::size_t i = 0; i < slabsInRegion; ++i ) {
+      all.regionBytes += slabSize * region->slabs;
+      for ( std::size_t i = 0; i < region->cut; ++i ) {
          all.liveBytes += std::size_t{ region->slab( i )->live } * region->slab( i )->objectSize;
       }
    }

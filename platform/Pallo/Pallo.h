@@ -10,10 +10,10 @@
 /// Slab allocation for small objects that come and go in great numbers.
 ///
 /// Sizes up to largestSize are rounded up to a multiple of 16 and served from slabs of one size
-/// each, so an object carries no header. Slabs are cut from regions of the standard heap. A region
-/// goes back to the heap when it is wholly free, except for one free region, which is kept so that
-/// a workload at the edge does not take and return it all the time. Larger sizes come from the
-/// heap. Under the address sanitizer everything does, so that errors are still found.
+/// each, so an object carries no header. Slabs are cut from regions of memory that the system gives: of
+/// 256 KiB, and of 2 MiB, in huge pages where there are, once there are 4 MiB. A region goes back when
+/// it is wholly free, except for 1 MiB or one region, which is kept so that a workload at the edge does
+/// not take and return it all the time. Larger sizes come from the heap. Under the address sanitizer everything does, so that errors are still found.
 ///
 /// The last slab of each size stays when its last object goes. So with nothing alive the allocator
 /// may still keep a region for each size.
@@ -31,7 +31,7 @@ VAREK_EXPORT void release( void* storage, std::size_t size ) noexcept;
 
 struct Usage {
    std::size_t liveBytes = 0;   ///< Of slab objects, each rounded up to its size class.
-   std::size_t regionBytes = 0; ///< Taken from the heap for slabs.
+   std::size_t regionBytes = 0; ///< Taken from the system for slabs.
 };
 VAREK_EXPORT Usage usage();
 
