@@ -2,7 +2,9 @@
 
 usage: bench_table.py FOLDER [--json FILE] [--publish]
 
-FOLDER holds the JSON outputs. A benchmark called case/ours/args makes a pair with case/peer/args;
+FOLDER holds the JSON outputs, and perhaps a file "load" with a line for each benchmark: its name, and in
+hundredths of a second the time of processors that others used, that other machines took, and that there was
+in all. A benchmark called case/ours/args makes a pair with case/peer/args;
 a benchmark without a counterpart is listed with its time alone. Each counter is a row of its own, in
 the unit that its name ends with. FILE gets the same as JSON. --publish writes the table into
 docs/performance.md, and its headlines into README.md, so that no figure there is copied by hand.
@@ -63,6 +65,17 @@ def rows_of(folder):
         (p.isdigit(), int(p) if p.isdigit() else p) for p in re.split(r"(\d+)", row["case"])]))
 
 
+def busy(folder):
+    """Sentences on the benchmarks during which others used more than a little of the machine."""
+    load = folder / "load"
+    for line in load.read_text().splitlines() if load.exists() else []:
+        name, others, stolen, there = line.split()
+        share = [100 * int(n) / max(int(there), 1) for n in (others, stolen)]
+        if max(share) > 3:
+            yield (f"The machine was busy while {name} ran: others used {share[0]:.0f} % of its processors, "
+                   f"and other machines took {share[1]:.0f} %.")
+
+
 def readable(value, unit):
     if value is None:
         return "-"
@@ -102,6 +115,8 @@ FAMILIES = {
                     "`leader_cpu_4_followers_to_1` it is the same leader with one follower.",
     "bench_redis": "The same answers. The peer is Redis: HSET and PUBLISH, pipelined, until a decoded "
                    "copy is there; `redis_change_followers/N` is a sustained change toward N followers.",
+    "bench_replay": "Capture files of 116,000 to 340,000 packets, read through libpcap and played to an "
+                    "agent on one core; a row's time is that of a file. No peer.",
     "bench_supplicants": "Supplicants of 4 entities each into a fresh process. The peer is protobuf "
                          "messages in an `absl::flat_hash_map`, and the same with an arena.",
 }
@@ -122,9 +137,9 @@ HEADLINES = [
 ]
 
 
-def publish(rows, root):
+def publish(rows, others, root):
     by_case = {row["case"]: row for row in rows}
-    lines = [f"Measured on {datetime.date.today().isoformat()}.\n"]
+    lines = [f"Measured on {datetime.date.today().isoformat()}.\n"] + [f"{one}\n" for one in others]
     for family, about in FAMILIES.items():
         lines.append(f"\n{about}\n\n| case | ours | peer | ours/peer |\n|---|---|---|---|\n")
         for row in (row for row in rows if row["benchmark"] == family):
@@ -153,13 +168,15 @@ def main():
         sys.exit("no benchmark gave a result")
     width = max(len(row["case"]) for row in rows)
     print(f"{'case':{width}}  {'ours':>10}  {'peer':>10}  ours/peer")
-    for row in rows:
+    for row in sorted(rows, key=lambda row: -row.get("ratio", 0)):
         ours, peer, ratio = cells(row)
         print(f"{row['case']:{width}}  {ours:>10}  {peer:>10}  {ratio:>9}")
+    others = list(busy(given.folder))
+    print("".join(f"\n{sentence}" for sentence in others), end="\n" if others else "")
     if given.json:
-        given.json.write_text(json.dumps({"rows": rows}, indent=2) + "\n")
+        given.json.write_text(json.dumps({"rows": rows, "busy": others}, indent=2) + "\n")
     if given.publish:
-        publish(rows, pathlib.Path(__file__).resolve().parent.parent)
+        publish(rows, others, pathlib.Path(__file__).resolve().parent.parent)
 
 
 main()

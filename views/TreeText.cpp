@@ -151,7 +151,6 @@ void printText( std::ostream& out, std::string const& time, std::string const& r
                 ChangePart const& change ) {
    out << time << ' ';
    printText( out, root, change );
-   out.flush();
 }
 
 void printText( std::ostream& out, std::string const& root, ChangePart const& change ) {

@@ -18,7 +18,8 @@ VAREK_EXPORT void printAttributes( std::ostream&, Part const& );
 /// A value on a single line.
 VAREK_EXPORT std::string lineOf( Part const& );
 
-/// On one line: time, path, attribute, old and new value: "- -> 5" if there was nothing before.
+/// On one line: time, path, attribute, old and new value: "- -> 5" if there was nothing before. Not
+/// flushed.
 VAREK_EXPORT void printText( std::ostream&, std::string const& time, std::string const& root,
                              ChangePart const& );
 /// Likewise, without the time.

@@ -11,7 +11,7 @@ namespace Pallo {
 
 #ifdef __linux__
 
-void* pagesTake( std::size_t size, bool huge ) noexcept {
+void* pagesTake( std::size_t size, [[maybe_unused]] bool atOnce ) noexcept {
    // Twice as much has a part that is aligned; what is around it is given back.
    void* const all =
       ::mmap( nullptr, 2 * size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0 );
@@ -24,13 +24,11 @@ void* pagesTake( std::size_t size, bool huge ) noexcept {
       ::munmap( first, before );
    }
    ::munmap( first + before + size, size - before );
-   if ( huge ) {
-      // Where one of these is not to be had it is slower, no more.
-      ::madvise( first + before, size, MADV_HUGEPAGE );
 #ifdef MADV_POPULATE_WRITE
-      ::madvise( first + before, size, MADV_POPULATE_WRITE );
-#endif
+   if ( atOnce ) {
+      ::madvise( first + before, size, MADV_POPULATE_WRITE ); // without it, it is slower, no more
    }
+#endif
    return first + before;
 }
 

@@ -6,9 +6,9 @@
 namespace Pallo {
 
 /// \p size bytes at an address that is a multiple of it, which is a power of two; null if there are
-/// none. With \p huge the system is asked for huge pages: a large tree takes fewer faults to build, and
-/// fewer misses of the address cache to walk.
-void* pagesTake( std::size_t size, bool huge ) noexcept;
+/// none. With \p atOnce all pages are there when it returns, where the system can do that: a page that
+/// comes when it is first touched takes three times as long.
+void* pagesTake( std::size_t size, bool atOnce ) noexcept;
 void pagesGive( void* pages, std::size_t size ) noexcept;
 
 } // namespace Pallo

@@ -26,7 +26,7 @@ constexpr bool heapOnly = PALLO_HEAP_ONLY != 0;
 constexpr std::size_t granule = 16;
 constexpr std::size_t classes = largestSize / granule;
 constexpr std::size_t slabSize = std::size_t{ 16 } * 1024;
-// Regions of a process with much state are as large as a huge page.
+// Regions of a process with much state are large, and filled in one call.
 constexpr std::size_t smallRegion = 16;  // slabs
 constexpr std::size_t largeRegion = 128; // slabs
 constexpr std::size_t slabsForLarge = 16 * smallRegion;

@@ -11,7 +11,7 @@
 ///
 /// Sizes up to largestSize are rounded up to a multiple of 16 and served from slabs of one size
 /// each, so an object carries no header. Slabs are cut from regions of memory that the system gives: of
-/// 256 KiB, and of 2 MiB, in huge pages where there are, once there are 4 MiB. A region goes back when
+/// 256 KiB, and of 2 MiB, all of whose pages come at once, when there are 4 MiB. A region goes back when
 /// it is wholly free, except for 1 MiB or one region, which is kept so that a workload at the edge does
 /// not take and return it all the time. Larger sizes come from the heap. Under the address sanitizer everything does, so that errors are still found.
 ///

@@ -255,6 +255,8 @@ TEST( Follow, WatchSeesDifferencesOnlyAfterARestart ) {
       EXPECT_NE( change.at( "old" ), change.at( "new" ) );
    }
    EXPECT_GE( lines.size(), 13u );
+   EXPECT_EQ( json::parse( lines.front() ).at( "time" ), json::parse( lines.back() ).at( "time" ) )
+      << "it all came at once";
    EXPECT_EQ( watch.end( SIGINT ), 0 );
 }
 

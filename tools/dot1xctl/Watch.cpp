@@ -6,6 +6,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include <fmt/core.h>
 
@@ -36,7 +37,8 @@ std::string now() {
           "Z";
 }
 
-/// Prints each change of the roots that a follower holds.
+/// Prints each change of the roots that a follower holds. Changes that belong together are printed
+/// together, with the time of the first.
 class Watcher {
 public:
    Watcher( Address const& address, bool json )
@@ -54,7 +56,8 @@ public:
          observed_.erase( name );
          print( name, { {}, {}, bareEntity( &root ), {} } );
       };
-      follower.onSynced = [this] { synced(); };
+      follower.onSynced = [this] { inStep_ = true; };
+      follower.onConsistent = [this]( Mirror::Point ) { turnEnds(); };
       loop_.onLost = [this]( FollowerLoop::Lost const& why ) { return lost( why ); };
    }
 
@@ -67,19 +70,34 @@ public:
 private:
    static constexpr Pause shortest{ 100 };
    static constexpr Pause longest{ 5000 };
+   static constexpr unsigned mostHeld = 1000;
 
    void print( std::string const& root, ChangePart const& change ) {
-      if ( json_ ) {
-         std::cout << jsonText( now(), root, change ) << std::endl;
-      } else {
-         printText( std::cout, now(), root, change );
+      if ( held_ == 0 ) {
+         time_ = now();
       }
+      if ( json_ ) {
+         std::cout << jsonText( time_, root, change ) << '\n';
+      } else {
+         printText( std::cout, time_, root, change );
+      }
+      if ( ++held_ == mostHeld ) {
+         flush(); // a turn may be of any size
+      }
+   }
+   void flush() {
+      held_ = 0;
+      std::cout.flush();
       if ( !std::cout ) {
          loop_.stop(); // the caller prints the reason
       }
    }
 
-   void synced() {
+   void turnEnds() {
+      flush();
+      if ( !std::exchange( inStep_, false ) ) {
+         return;
+      }
       tell( fmt::format( "{}: in step, {}", stringValue( address_ ),
                          counted( loop_.follower().stats().entities, "entity", "entities" ) ) );
       tellUnknown( address_, loop_.follower() );
@@ -89,6 +107,8 @@ private:
 
    /// Prints the reason for a missing connection once, not at each attempt.
    std::optional<Pause> lost( FollowerLoop::Lost const& why ) {
+      flush();
+      inStep_ = false;
       if ( why.refused ) {
          tell( why.reason );
          refused_ = true;
@@ -109,6 +129,9 @@ private:
    std::map<std::string, Varek::Subscription> observed_;
    Pause pause_ = shortest;
    std::string told_;
+   std::string time_;
+   unsigned held_ = 0; // changes that were printed with that time
+   bool inStep_ = false;
    bool refused_ = false;
 };
 

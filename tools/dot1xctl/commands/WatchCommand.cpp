@@ -14,7 +14,8 @@ namespace {
 constexpr char const* watchHelp = R"(
 Connects to a process that publishes trees and prints each change as it arrives,
 one a line: time, path and attribute, what it was, what it is; "-" is what is
-not there. What is there in the beginning comes as changes, too. When the other
+not there. What the other process changed in one step is printed together, with
+one time. What is there in the beginning comes as changes, too. When the other
 process ends, that is told on standard error and tried again at growing
 intervals; what it then has is printed only where it differs. Ends with SIGINT
 or SIGTERM; with exit code 1 and the reason if the other process refuses the
