@@ -99,17 +99,19 @@ std::optional<std::uint64_t> Announcements::announce( ChunkOut& out, Parent cons
                                                       Connections to ) {
    Qel::TypeRecord const& type = *child.type->record;
    tellingTo_ = to;
-   contents_.entityIs( *child.entity, type, table_.placeOf( *child.entity ), *this,
+   // Taken, since the end of a connection may run others' code, which announces something else.
+   Qel::ContentsOut contents = std::move( contents_ );
+   contents.entityIs( *child.entity, type, table_.placeOf( *child.entity ), *this,
                        contentsLimit_ );
    std::size_t const size =
       6 + ( rootName ? textSize( *rootName ) : 0 ) +
       attrLogSizeCtorParams( Qel::NboAttrLog::currentVersion, type, *child.entity ) +
-      contents_.size();
+      contents.size();
    // Noted first, so that the entries stay when a connection ends meanwhile.
-   contents_.forEachBelow( [&]( std::uint32_t one ) { table_.at( one ).to |= to; } );
+   contents.forEachBelow( [&]( std::uint32_t one ) { table_.at( one ).to |= to; } );
    if ( !out.outSmReserveMessage( rootName ? FrameKind::root : FrameKind::announce, parent.handle,
                                   parent.field, size ) ) {
-      contents_.forEachBelow( [&]( std::uint32_t one ) { table_.at( one ).to &= ~to; } );
+      contents.forEachBelow( [&]( std::uint32_t one ) { table_.at( one ).to &= ~to; } );
       return std::nullopt;
    }
    out.put32( child.handle );
@@ -118,8 +120,10 @@ std::optional<std::uint64_t> Announcements::announce( ChunkOut& out, Parent cons
       putText( out, *rootName );
    }
    serializeConstructorParams( out, type, *child.entity );
-   out.outSmCommitMessage( contents_.put( out.cursor() ) );
-   return contents_.later();
+   out.outSmCommitMessage( contents.put( out.cursor() ) );
+   std::uint64_t const later = contents.later();
+   contents_ = std::move( contents );
+   return later;
 }
 
 } // namespace Mirror

@@ -310,6 +310,12 @@ private:
 
    void child( EntityQelNboAttrLogSa const& sa, AttributeRecord const& attribute, In& in ) {
       std::uint32_t const handle = in.get32();
+      if ( handle == 0 ) [[unlikely]] {
+         in.fail( "an entity cannot have handle 0" );
+      }
+      if ( depth_ == maxDepth ) [[unlikely]] {
+         in.fail( "entities within entities, too many" );
+      }
       TypeRecord const& type = typeRecord( attribute.childType() );
       FirstFailure observers;
       bool isNew = false;
@@ -320,7 +326,9 @@ private:
          return receiver_.childLost( handle );
       }
       receiver_.childCame( sa.entity(), *made, type, handle );
+      ++depth_;
       apply( sa.of( *made, type ), contents, isNew, false );
+      --depth_;
    }
 
    /// At its default, empty, or none.
@@ -348,9 +356,12 @@ private:
    }
 
    static constexpr std::size_t leastChild = 6;
+   // More than any leader writes, and little of a stack.
+   static constexpr unsigned maxDepth = 64;
 
    ContentsReceiver& receiver_;
    ObserversFailure failure_;
+   unsigned depth_ = 0;
 };
 
 } // namespace
