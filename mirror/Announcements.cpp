@@ -101,8 +101,7 @@ std::optional<std::uint64_t> Announcements::announce( ChunkOut& out, Parent cons
    tellingTo_ = to;
    // Taken, since the end of a connection may run others' code, which announces something else.
    Qel::ContentsOut contents = std::move( contents_ );
-   contents.entityIs( *child.entity, type, table_.placeOf( *child.entity ), *this,
-                       contentsLimit_ );
+   contents.entityIs( *child.entity, type, table_.placeOf( *child.entity ), *this, contentsLimit_ );
    std::size_t const size =
       6 + ( rootName ? textSize( *rootName ) : 0 ) +
       attrLogSizeCtorParams( Qel::NboAttrLog::currentVersion, type, *child.entity ) +
