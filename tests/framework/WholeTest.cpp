@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include "Dot1xV2/AuthNStatus.h"
+#include "Dot1xV2/AuthNZPhase.h"
 #include "Dot1xV2/Dot1xStatus.h"
 #include "framework/inspect/Assign.h"
 #include "framework/inspect/Whole.h"
