@@ -40,14 +40,20 @@ inline constexpr auto attributeWires = [] {
    return wires;
 }();
 
-/// The attributes whose log is as \p wanted, as bits by position.
+/// Whether an attribute holds a child, or several elements by key.
+template<class D>
+constexpr bool isHolder( D ) {
+   return D::kind != AttributeKind::plain && D::kind != AttributeKind::array;
+}
+
+/// The attributes that travel in messages of their own and are as \p wanted, as bits by position.
 template<class T, class Wanted>
 constexpr std::uint64_t attributeBits( Wanted wanted ) {
    std::uint64_t bits = 0;
    std::uint64_t bit = 1;
-   forEachAttribute<T>( [&]<class D>( D ) {
+   forEachAttribute<T>( [&]<class D>( D descriptor ) {
       if constexpr ( isStored( D::kind ) && D::kind != AttributeKind::parameter ) {
-         bits |= wanted( attributeLog<T, D> ) ? bit : 0;
+         bits |= wanted( descriptor ) ? bit : 0;
       }
       bit <<= 1;
    } );
@@ -76,10 +82,10 @@ constexpr TypeRecord makeTypeRecord( Varek::ModuleInspectData const& module, std
       record.construct = T::qelConstruct;
       record.constructorLog = &constructorLog<T>;
       record.valuesLog = &valuesLog<T>;
-      record.holders =
-         attributeBits<T>( []( AttributeLog const& log ) { return log.keyed || log.childIs; } );
-      record.elsewhere = attributeBits<T>(
-         []( AttributeLog const& log ) { return log.keyed || log.childIs || log.ask; } );
+      record.holders = attributeBits<T>( []( auto descriptor ) { return isHolder( descriptor ); } );
+      record.elsewhere = attributeBits<T>( []<class D>( D descriptor ) {
+         return isHolder( descriptor ) || HasElsewhere<typename D::Field>;
+      } );
    } else {
       record.hashable = Hashable<T>;
       record.functions = valueTable<T>;
