@@ -114,7 +114,8 @@ endforeach()
 set( source ${CMAKE_CURRENT_LIST_DIR}/project )
 set( build ${WORK_DIR}/build )
 run( ignored ${CMAKE_COMMAND} -S ${source} -B ${build} -G ${GENERATOR}
-   -D CMAKE_CXX_COMPILER=${COMPILER} -D "CMAKE_CXX_FLAGS=${FLAGS}" -D CMAKE_PREFIX_PATH=${copy} )
+   -D CMAKE_CXX_COMPILER=${COMPILER} -D "CMAKE_CXX_FLAGS=${FLAGS}" -D CMAKE_PREFIX_PATH=${copy}
+   -D CMAKE_LIBRARY_ARCHITECTURE=${ARCHITECTURE} )
 run( ignored ${CMAKE_COMMAND} --build ${build} )
 if( SOURCE_DIR )
    run( printed ${build}/consumer )
